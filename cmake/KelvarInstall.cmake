@@ -1,0 +1,20 @@
+include(CMakePackageConfigHelpers)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kelvar DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS kelvar kelvar-headers EXPORT kelvarTargets)
+install(EXPORT kelvarTargets NAMESPACE kelvar:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kelvar)
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kelvarConfig.cmake.in ${PROJECT_BINARY_DIR}/kelvarConfig.cmake
+                              INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kelvar)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kelvarConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/kelvarConfig.cmake ${PROJECT_BINARY_DIR}/kelvarConfigVersion.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kelvar)
+
+# With the static library the program that links it also links what the library uses.
+if(BUILD_SHARED_LIBS)
+  set(KELVAR_PC_REQUIRES "Requires.private")
+else()
+  set(KELVAR_PC_REQUIRES "Requires")
+endif()
+configure_file(${PROJECT_SOURCE_DIR}/cmake/kelvar.pc.in ${PROJECT_BINARY_DIR}/kelvar.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kelvar.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

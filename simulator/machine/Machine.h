@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace Kelvar::Simulator {
+
+struct Account {
+  std::string user;
+  std::string password;
+};
+
+/// One modelled machine: a folder with machine.json and what each service reads from it (ipmi.json, redfish/, cim/).
+struct Machine {
+  std::filesystem::path folder;
+  std::string name;
+  std::string description;
+  std::vector<Account> accounts;
+
+  /// Whether a login is one of the accounts.
+  bool Accepts(const std::string& user, const std::string& password) const;
+};
+
+/// Reads a machine. `nameOrFolder` is a folder, or the name of one below `library`. Throws std::runtime_error with a
+/// text for people when there is none or its machine.json is wrong.
+Machine LoadMachine(const std::string& nameOrFolder, const std::filesystem::path& library);
+
+/// One protocol of the machine, served on loopback from Start() until the object goes.
+class Service {
+ public:
+  virtual ~Service() = default;
+
+  /// Serves on `port`, or on a free one when it is 0, and returns the port once requests are answered. Throws
+  /// std::runtime_error when it cannot.
+  virtual unsigned short Start(unsigned short port) = 0;
+};
+
+}  // namespace Kelvar::Simulator

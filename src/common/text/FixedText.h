@@ -1,0 +1,23 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace Kelvar::Text {
+
+/// Copies `text` into a character array of a record: cut to width - 1, always terminated, zero behind the text.
+template <std::size_t N>
+void CopyFixed(char (&field)[N], std::string_view text) noexcept {
+  const std::size_t length = std::min(text.size(), N - 1);
+  std::copy_n(text.data(), length, field);
+  std::fill(field + length, field + N, '\0');
+}
+
+/// The text of a character array, up to its first NUL or its end.
+template <std::size_t N>
+std::string_view FixedView(const char (&field)[N]) noexcept {
+  return {field, static_cast<std::size_t>(std::find(field, field + N, '\0') - field)};
+}
+
+}  // namespace Kelvar::Text

@@ -1,0 +1,49 @@
+#include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
+
+namespace Kelvar {
+
+using KelvarConnection::ConnectionInfo;
+
+std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeCIM(const ConnectionInfo& /*info*/) {
+  return nullptr;
+}
+
+std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeRedfish(const ConnectionInfo& /*info*/) {
+  return nullptr;
+}
+
+std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeBackend(const ConnectionInfo& info) {
+  if (info.ConnectionCase < KelvarConnection::CONNECTION_CASE_CIM_BMC) {
+    return nullptr;
+  }
+  return info.ConnectionCase == KelvarConnection::CONNECTION_CASE_REDFISH ? MakeRedfish(info) : MakeCIM(info);
+}
+
+NodeFirmwareInventoryParts NodeFirmwareInventoryParts::For(const ConnectionInfo& info) {
+  NodeFirmwareInventoryParts parts;
+  parts.primaryBackend = MakeBackend(info);
+  return parts;
+}
+
+NodeFirmwareInventoryParts NodeFirmwareInventoryParts::For(const ConnectionInfo& cimInfo,
+                                                           const ConnectionInfo& redfishInfo) {
+  NodeFirmwareInventoryParts parts;
+  parts.secondaryBackend = MakeCIM(cimInfo);
+  parts.primaryBackend = MakeRedfish(redfishInfo);
+  return parts;
+}
+
+void NodeFirmwareInventoryParts::MoveInto(NodeFirmwareInventory& facade) && {
+  facade.primaryBackend = std::move(primaryBackend);
+  facade.secondaryBackend = std::move(secondaryBackend);
+  facade.zmcApp = std::move(zmcApp);
+  facade.logManager = std::move(logManager);
+}
+
+std::unique_ptr<NodeFirmwareInventory> NodeFirmwareInventoryParts::MakeFacade(NodeFirmwareInventoryParts parts) {
+  std::unique_ptr<NodeFirmwareInventory> facade(new NodeFirmwareInventory());
+  std::move(parts).MoveInto(*facade);
+  return facade;
+}
+
+}  // namespace Kelvar

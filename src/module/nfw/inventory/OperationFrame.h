@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+
+#include <kelvar/NodeFirmwareInventory.h>
+
+namespace Kelvar {
+
+/// Sorts the exception in flight into a result code and writes its log line. Called inside a catch clause; rethrows
+/// the exception to tell its kind, and lets nothing out.
+using ExceptionClauses = void (*)(const char* operation, NodeFirmwareInventory::INVENTORYRETURNCODE& code);
+
+/// What all operations of a backend share: entry trace, body, exception clauses, exit trace. The body starts from
+/// `initial` and sets the code when it knows better; an exception finds the code that the body held at that moment.
+NodeFirmwareInventory::INVENTORYRETURNCODE RunOperation(
+    const char* className, const char* operation, ExceptionClauses clauses,
+    const std::function<void(NodeFirmwareInventory::INVENTORYRETURNCODE& code)>& body,
+    NodeFirmwareInventory::INVENTORYRETURNCODE initial = NodeFirmwareInventory::INVENTORY_FAILED);
+
+}  // namespace Kelvar
