@@ -1,0 +1,42 @@
+#include "simulator/http/Gzip.h"
+
+#include <array>
+#include <stdexcept>
+
+#define ZLIB_CONST
+#include <zlib.h>
+
+namespace Kelvar::Simulator {
+
+namespace {
+
+void Deflate(z_stream& stream, std::string_view input, int flush, std::string& output) {
+  std::array<char, 16384> piece;
+  stream.next_in = reinterpret_cast<const Bytef*>(input.data());
+  stream.avail_in = static_cast<uInt>(input.size());
+  do {
+    stream.next_out = reinterpret_cast<Bytef*>(piece.data());
+    stream.avail_out = piece.size();
+    deflate(&stream, flush);
+    output.append(piece.data(), piece.size() - stream.avail_out);
+  } while (stream.avail_out == 0);
+}
+
+}  // namespace
+
+std::string Gzip(std::string_view text, std::uint64_t repeat) {
+  constexpr int gzipWindow = 15 + 16;
+  z_stream stream{};
+  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, gzipWindow, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+    throw std::runtime_error("cannot compress");
+  }
+  std::string output;
+  for (std::uint64_t i = 0; i < repeat; ++i) {
+    Deflate(stream, text, Z_NO_FLUSH, output);
+  }
+  Deflate(stream, {}, Z_FINISH, output);
+  deflateEnd(&stream);
+  return output;
+}
+
+}  // namespace Kelvar::Simulator

@@ -1,0 +1,227 @@
+#include "simulator/http/ResponseWriter.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+
+#include "simulator/http/Gzip.h"
+
+namespace Kelvar::Simulator {
+
+namespace {
+
+constexpr auto kNoLimit = std::numeric_limits<std::uint64_t>::max();
+
+/// Puts a fault's cut and drip on the way to an outlet.
+class FaultyOutlet {
+ public:
+  FaultyOutlet(const Fault& fault, Outlet& outlet)
+      : outlet_(outlet),
+        limit_(fault.cut.value_or(kNoLimit)),
+        piece_(fault.dripBytes == 0 ? kNoLimit : fault.dripBytes),
+        interval_(fault.dripInterval) {}
+
+  /// Allows no more than `bytes` beyond what has gone out.
+  void CutAfter(std::uint64_t bytes) { limit_ = written_ + std::min(limit_ - written_, bytes); }
+
+  /// False when nothing more is to be written.
+  bool Write(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const std::string_view piece = bytes.substr(0, std::min(piece_, limit_ - written_));
+      const bool wait = written_ > 0 && interval_.count() > 0 && !outlet_.Wait(interval_);
+      if (piece.empty() || wait || !outlet_.Write(piece)) {
+        return false;
+      }
+      written_ += piece.size();
+      bytes.remove_prefix(piece.size());
+    }
+    return written_ < limit_;
+  }
+
+ private:
+  Outlet& outlet_;
+  std::uint64_t written_ = 0;
+  std::uint64_t limit_;
+  std::uint64_t piece_;
+  std::chrono::milliseconds interval_;
+};
+
+std::string Repeat(const std::string& text, std::uint64_t times) {
+  std::string repeated;
+  repeated.reserve(text.size() * times);
+  for (std::uint64_t i = 0; i < times; ++i) {
+    repeated += text;
+  }
+  return repeated;
+}
+
+bool AcceptsGzip(const HttpRequest& request) {
+  const std::string* accepted = FindHeader(request.headers, "Accept-Encoding");
+  return accepted != nullptr && accepted->find("gzip") != std::string::npos;
+}
+
+void ChangeMessage(const Fault& fault, HttpResponse& response) {
+  if (fault.status) {
+    response.status = *fault.status;
+    response.body.clear();
+  }
+  if (fault.body) {
+    response.body = *fault.body;
+  }
+  for (const auto& [name, value] : fault.headers) {
+    SetHeader(response.headers, name, value);
+  }
+  response.chunked = response.chunked || fault.chunked;
+}
+
+void EncodeBody(const HttpRequest& request, const Fault& fault, HttpResponse& response) {
+  constexpr std::size_t worthwhile = 512;
+  if (fault.gzip || (response.compressible && AcceptsGzip(request) && response.body.size() >= worthwhile)) {
+    response.body = Gzip(response.body, fault.repeat);
+    SetHeader(response.headers, "Content-Encoding", "gzip");
+  } else if (fault.repeat != 1) {
+    response.body = Repeat(response.body, fault.repeat);
+  }
+}
+
+std::string ComposeHead(const HttpRequest& request, const Fault& fault, const HttpResponse& response) {
+  std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ';
+  head.append(ReasonPhrase(response.status)).append("\r\n");
+  const auto add = [&head](std::string_view name, std::string_view value) {
+    head.append(name).append(": ").append(value).append("\r\n");
+  };
+  for (const auto& [name, value] : response.headers) {
+    add(name, value);
+  }
+  const bool hasBody = response.status >= 200 && response.status != 204 && response.status != 304;
+  if (fault.contentLength) {
+    if (*fault.contentLength != "none") {
+      add("Content-Length", *fault.contentLength);
+    }
+  } else if (response.chunked) {
+    add("Transfer-Encoding", "chunked");
+  } else if (hasBody && !fault.endless) {
+    add("Content-Length", std::to_string(response.body.size()));
+  }
+  if (!request.keepAlive) {
+    add("Connection", "close");
+  }
+  return head;
+}
+
+bool WriteHeaderFlood(std::uint64_t count, FaultyOutlet& outlet) {
+  const std::string filling(1000, 'x');
+  for (std::uint64_t i = 0; i < count; ++i) {
+    if (!outlet.Write("X-Flood-" + std::to_string(i) + ": " + filling + "\r\n")) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool WriteChunk(std::string_view bytes, FaultyOutlet& outlet) {
+  std::array<char, 16> size{};
+  const auto end = std::to_chars(size.data(), size.data() + size.size(), bytes.size(), 16).ptr;
+  const std::string_view digits(size.data(), static_cast<std::size_t>(end - size.data()));
+  return outlet.Write(digits) && outlet.Write("\r\n") && outlet.Write(bytes) && outlet.Write("\r\n");
+}
+
+bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultyOutlet& outlet) {
+  constexpr std::size_t chunkSize = 16384;
+  do {
+    for (std::string_view rest = response.body; !rest.empty(); rest.remove_prefix(std::min(chunkSize, rest.size()))) {
+      if (!WriteChunk(rest.substr(0, chunkSize), outlet)) {
+        return false;
+      }
+    }
+  } while (fault.endless && !response.body.empty());
+  std::string tail = "0\r\n";
+  for (const auto& [name, value] : response.trailers) {
+    tail.append(name).append(": ").append(value).append("\r\n");
+  }
+  return outlet.Write(tail + "\r\n");
+}
+
+bool WriteEndless(const std::string& body, FaultyOutlet& outlet) {
+  while (!body.empty()) {
+    if (!outlet.Write(body)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Head and body, the whole of a short answer as one write.
+bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResponse& response, FaultyOutlet& outlet) {
+  constexpr std::size_t shortBody = 16384;
+  std::string head = ComposeHead(request, fault, response);
+  if (fault.headerFlood > 0) {
+    if (!outlet.Write(head) || !WriteHeaderFlood(fault.headerFlood, outlet)) {
+      return false;
+    }
+    head.clear();
+  }
+  head += "\r\n";
+  const bool plain = !response.chunked && !fault.endless && !fault.cutBody;
+  if (plain && !request.IsHead() && response.body.size() <= shortBody) {
+    return outlet.Write(head + response.body);
+  }
+  if (!outlet.Write(head)) {
+    return false;
+  }
+  if (request.IsHead()) {
+    return true;
+  }
+  outlet.CutAfter(fault.cutBody.value_or(kNoLimit));
+  if (response.chunked) {
+    return WriteChunked(fault, response, outlet);
+  }
+  return fault.endless ? WriteEndless(response.body, outlet) : outlet.Write(response.body);
+}
+
+bool WriteGarbage(std::uint64_t count, FaultyOutlet& outlet) {
+  std::uint32_t state = 0x2545F491;
+  std::string bytes;
+  for (; count > 0 && bytes.size() < count; bytes += static_cast<char>(state >> 24)) {
+    state = state * 1664525 + 1013904223;
+  }
+  return outlet.Write(bytes);
+}
+
+Fault::End OrClose(Fault::End end) {
+  return end == Fault::End::Keep ? Fault::End::Close : end;
+}
+
+}  // namespace
+
+Fault::End WriteResponse(const HttpRequest& request, HttpResponse response, Outlet& outlet) {
+  const Fault fault = response.fault.value_or(Fault{});
+  if (fault.delay.count() > 0 && !outlet.Wait(fault.delay)) {
+    return Fault::End::Close;
+  }
+  FaultyOutlet faulty(fault, outlet);
+  if (fault.garbage > 0) {
+    WriteGarbage(fault.garbage, faulty);
+    return OrClose(fault.end);
+  }
+  ChangeMessage(fault, response);
+  EncodeBody(request, fault, response);
+  const bool whole = WriteMessage(request, fault, response, faulty);
+  const bool delimited = response.chunked || !(fault.endless || fault.contentLength);
+  return whole && delimited && request.keepAlive ? fault.end : OrClose(fault.end);
+}
+
+Fault::End StrikeConnection(const Fault& fault, Outlet& outlet) {
+  if (fault.delay.count() > 0 && !outlet.Wait(fault.delay)) {
+    return Fault::End::Close;
+  }
+  if (fault.garbage > 0) {
+    FaultyOutlet faulty(fault, outlet);
+    WriteGarbage(fault.garbage, faulty);
+    return OrClose(fault.end);
+  }
+  return fault.end;
+}
+
+}  // namespace Kelvar::Simulator

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <chrono>
+#include <string_view>
+
+#include "simulator/http/HttpMessage.h"
+
+namespace Kelvar::Simulator {
+
+/// Where the bytes of an answer go.
+class Outlet {
+ public:
+  virtual ~Outlet() = default;
+  /// False once the peer is gone.
+  virtual bool Write(std::string_view bytes) = 0;
+  /// Waits; false when the server is stopping.
+  virtual bool Wait(std::chrono::milliseconds duration) = 0;
+};
+
+/// Writes an answer with its fault, and tells what is to become of the connection.
+Fault::End WriteResponse(const HttpRequest& request, HttpResponse response, Outlet& outlet);
+
+/// Lets a fault strike that is not about an answer: delay, garbage and end alone.
+Fault::End StrikeConnection(const Fault& fault, Outlet& outlet);
+
+}  // namespace Kelvar::Simulator
