@@ -1,0 +1,34 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+
+#include <kelvar/Types.h>
+
+namespace Kelvar {
+
+/// Waits of an IPMI session, all in milliseconds.
+struct IpmiTimings {
+  u32 firstWaitMs = 250;     ///< before a request is sent for the second time; doubles from then on
+  u32 longestWaitMs = 2000;  ///< bound of the growing wait
+  u32 tries = 4;             ///< transmissions of one request, the first included
+  u32 limitMs = 10000;       ///< bound of one connect or send, with everything it repeats
+  u32 idleExpiryMs = 30000;  ///< a session idle for longer may have expired: silence then makes it open again once
+};
+
+namespace Ipmi {
+
+using Clock = std::chrono::steady_clock;
+
+inline Clock::time_point After(u32 milliseconds) {
+  return Clock::now() + std::chrono::milliseconds(milliseconds);
+}
+
+/// The wait behind transmission number `index`, which counts from 0.
+inline std::chrono::milliseconds WaitAfter(const IpmiTimings& timings, u32 index) {
+  const u64 grown = static_cast<u64>(timings.firstWaitMs) << std::min(index, 16U);
+  return std::chrono::milliseconds(std::min<u64>(grown, timings.longestWaitMs));
+}
+
+}  // namespace Ipmi
+}  // namespace Kelvar

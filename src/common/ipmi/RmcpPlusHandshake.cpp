@@ -1,0 +1,160 @@
+#include "common/ipmi/RmcpPlusHandshake.h"
+
+#include "common/ipmi/RmcpPlusSession.h"
+#include "common/log/LogMacros.h"
+
+namespace Kelvar::Ipmi {
+namespace {
+
+/// The target looks the user up by name alone, not by name and privilege.
+constexpr u8 kNameOnlyLookup = 0x10;
+
+u32 RandomSessionId() {
+  std::array<u8, 4> bytes{};
+  FillRandom(bytes);
+  const u32 id = static_cast<u32>(bytes[0]) | (static_cast<u32>(bytes[1]) << 8) | (static_cast<u32>(bytes[2]) << 16) |
+                 (static_cast<u32>(bytes[3]) << 24);
+  return id == 0 ? 1 : id;
+}
+
+}  // namespace
+
+RmcpPlusHandshake::RmcpPlusHandshake(UdpChannel& channel, const Patience& patience, const Login& login,
+                                     const CipherSuite& suite, Privilege privilege)
+    : channel_(channel), patience_(patience), login_(login), suite_(suite), privilege_(privilege) {
+  exchange_.role = static_cast<u8>(kNameOnlyLookup | static_cast<u8>(privilege));
+  exchange_.user = login.user;
+  FillRandom({&tag_, 1});
+}
+
+Opening RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
+  constexpr int kRounds = 3;
+  Opening opening = Opening::Failed;
+  for (int round = 0; round < kRounds; ++round) {
+    sentTwice_ = false;
+    opening = RunOnce(session);
+    const bool again = sentTwice_ && exchange_.targetId != 0 && Clock::now() < patience_.deadline &&
+                       (opening == Opening::Failed || opening == Opening::Silence);
+    if (!again) {
+      break;
+    }
+    KELVAR_LOG(4) << "IPMI: session set-up starts over";
+  }
+  return opening;
+}
+
+Opening RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
+  exchange_.targetId = 0;
+  exchange_.consoleId = RandomSessionId();
+  FillRandom(exchange_.consoleRandom);
+  Opening opening = OpenSession();
+  if (opening == Opening::Opened) {
+    opening = ExchangeRandoms();
+  }
+  return opening == Opening::Opened ? Confirm(session) : opening;
+}
+
+template <typename T>
+Heard RmcpPlusHandshake::Ask(PayloadType type, ByteView request, PayloadType replyType,
+                             std::optional<T> (*decode)(ByteView), T& reply) {
+  PacketPlus fields;
+  fields.type = type;
+  fields.payload = request;
+  int transmissions = 0;
+  const auto make = [&](Bytes& packet) {
+    AppendPacketPlus(packet, fields);
+    sentTwice_ = sentTwice_ || ++transmissions > 1;
+  };
+  const auto accept = [&](std::span<u8> datagram) {
+    const auto packet = ParsePacketPlus(datagram);
+    if (!packet || packet->type != replyType || packet->encrypted || packet->authenticated || packet->sessionId != 0) {
+      return false;
+    }
+    const auto decoded = decode(packet->payload);
+    if (!decoded || decoded->tag != tag_ || decoded->consoleId.value_or(exchange_.consoleId) != exchange_.consoleId) {
+      return false;
+    }
+    reply = *decoded;
+    return true;
+  };
+  return channel_.Exchange(patience_, make, accept);
+}
+
+Opening RmcpPlusHandshake::OpenSession() {
+  OpenSessionReply reply;
+  const Bytes request = EncodeOpenSessionRequest(++tag_, privilege_, exchange_.consoleId, suite_);
+  if (Ask(PayloadType::OpenSessionRequest, request, PayloadType::OpenSessionReply, &DecodeOpenSessionReply, reply) !=
+      Heard::Answer) {
+    return Opening::Silence;
+  }
+  if (reply.status != RakpStatus::kOk) {
+    return Refusal("Open Session", reply.status);
+  }
+  if (reply.authentication != suite_.authentication || reply.integrity != suite_.integrity ||
+      reply.confidentiality != suite_.confidentiality || reply.targetId == 0) {
+    KELVAR_LOG(2) << "IPMI: the target answers cipher suite " << int{suite_.id} << " with other algorithms";
+    return Opening::SuiteRefused;
+  }
+  exchange_.targetId = reply.targetId;
+  return Opening::Opened;
+}
+
+Opening RmcpPlusHandshake::ExchangeRandoms() {
+  RakpReply reply;
+  if (Ask(PayloadType::Rakp1, EncodeRakp1(++tag_, exchange_), PayloadType::Rakp2, &DecodeRakp2, reply) !=
+      Heard::Answer) {
+    return Opening::Silence;
+  }
+  if (reply.status != RakpStatus::kOk) {
+    return Refusal("RAKP message 2", reply.status);
+  }
+  exchange_.targetRandom = reply.targetRandom;
+  exchange_.targetGuid = reply.targetGuid;
+  if (SameBytes(Rakp2Code(suite_, login_.Password(), exchange_).View(), reply.code)) {
+    return Opening::Opened;
+  }
+  KELVAR_LOG(2) << "IPMI: the target's key exchange code does not fit the password";
+  PacketPlus farewell;  // lets the target forget the session at once
+  const Bytes refusal = EncodeRakp3(++tag_, RakpStatus::kInvalidIntegrityCheck, exchange_.targetId, {});
+  farewell.type = PayloadType::Rakp3;
+  farewell.payload = refusal;
+  Bytes packet;
+  AppendPacketPlus(packet, farewell);
+  channel_.Post(packet);
+  return Opening::LoginRefused;
+}
+
+Opening RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {
+  const Secret code = Rakp3Code(suite_, login_.Password(), exchange_);
+  const Bytes request = EncodeRakp3(++tag_, RakpStatus::kOk, exchange_.targetId, code.View());
+  RakpReply reply;
+  if (Ask(PayloadType::Rakp3, request, PayloadType::Rakp4, &DecodeRakp4, reply) != Heard::Answer) {
+    return Opening::Silence;
+  }
+  if (reply.status != RakpStatus::kOk) {
+    // Both sides have shown by now that they know the password: what does not fit is an earlier message.
+    const Opening refusal = Refusal("RAKP message 4", reply.status);
+    return refusal == Opening::LoginRefused && sentTwice_ ? Opening::Failed : refusal;
+  }
+  const Secret key = SessionIntegrityKey(suite_, login_.Password(), exchange_);
+  if (!SameBytes(Rakp4Code(suite_, key, exchange_).First(suite_.integritySize), reply.code)) {
+    KELVAR_LOG(2) << "IPMI: the target's session key is another one; does it have a key of its own (K_G)?";
+    return sentTwice_ ? Opening::Failed : Opening::LoginRefused;
+  }
+  session = std::make_unique<RmcpPlusSession>(suite_, key, exchange_.consoleId, exchange_.targetId);
+  return Opening::Opened;
+}
+
+Opening RmcpPlusHandshake::Refusal(const char* step, u8 status) const {
+  KELVAR_LOG(2) << "IPMI: " << step << " refused with status " << int{status} << ", cipher suite " << int{suite_.id}
+                << ", privilege " << static_cast<int>(privilege_);
+  if (MeansLoginRefused(status)) {
+    return Opening::LoginRefused;
+  }
+  if (MeansPrivilegeRefused(status)) {
+    return Opening::PrivilegeRefused;
+  }
+  return MeansSuiteRefused(status) && exchange_.targetId == 0 ? Opening::SuiteRefused : Opening::Failed;
+}
+
+}  // namespace Kelvar::Ipmi

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "common/ipmi/Rakp.h"
+#include "common/ipmi/SessionOpening.h"
+
+namespace Kelvar::Ipmi {
+
+/// Open Session and the four RAKP messages, for one cipher suite and privilege.
+class RmcpPlusHandshake {
+ public:
+  RmcpPlusHandshake(UdpChannel& channel, const Patience& patience, const Login& login, const CipherSuite& suite,
+                    Privilege privilege);
+
+  /// Starts over, within the patience's time, when sending again may have led the target to another state than ours.
+  Opening Run(std::unique_ptr<LanSession>& session);
+
+ private:
+  Opening RunOnce(std::unique_ptr<LanSession>& session);
+  Opening OpenSession();
+  Opening ExchangeRandoms();
+  Opening Confirm(std::unique_ptr<LanSession>& session);
+  Opening Refusal(const char* step, u8 status) const;
+  /// Exchanges one payload. `decode` gives nothing for what is no such reply.
+  template <typename T>
+  Heard Ask(PayloadType type, ByteView request, PayloadType replyType, std::optional<T> (*decode)(ByteView), T& reply);
+
+  UdpChannel& channel_;
+  const Patience patience_;
+  const Login& login_;
+  const CipherSuite& suite_;
+  const Privilege privilege_;
+  RakpExchange exchange_;
+  u8 tag_ = 0;
+  bool sentTwice_ = false;
+};
+
+}  // namespace Kelvar::Ipmi

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "common/ipmi/LanSession.h"
+#include "common/ipmi/UdpChannel.h"
+
+namespace Kelvar::Ipmi {
+
+/// Account on the target; the password is wiped with the object.
+struct Login {
+  std::string user;
+  std::string password;
+
+  Login(std::string userName, const std::string& secret) : user(std::move(userName)), password(secret) {}
+  Login(const Login&) = delete;
+  Login& operator=(const Login&) = delete;
+  ~Login();
+  ByteView Password() const { return {reinterpret_cast<const u8*>(password.data()), password.size()}; }
+};
+
+/// How one try to open a session ended.
+enum class Opening {
+  Opened,
+  LoginRefused,
+  SuiteRefused,      ///< another cipher suite may do
+  PrivilegeRefused,  ///< a lower privilege may do
+  Silence,
+  NoServer,
+  Failed,  ///< refused for another cause, which is logged
+};
+
+}  // namespace Kelvar::Ipmi
