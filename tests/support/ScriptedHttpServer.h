@@ -110,8 +110,8 @@ class ScriptedHttpServer {
   ConnectionFault NextFault();
 
   const Options options_;
+  u16 port_ = 0;  ///< before the listener, which sets it
   int listener_ = -1;
-  u16 port_ = 0;
 
   mutable std::mutex mutex_;
   std::condition_variable stopped_;
