@@ -1,23 +1,12 @@
 #include "simulator/machine/Machine.h"
 
-#include <fstream>
 #include <stdexcept>
 
-#include <rapidjson/document.h>
-#include <rapidjson/error/en.h>
-#include <rapidjson/istreamwrapper.h>
+#include "simulator/machine/JsonFile.h"
 
 namespace Kelvar::Simulator {
 
 namespace {
-
-std::string TextOf(const rapidjson::Value& object, const char* key) {
-  const auto member = object.FindMember(key);
-  if (member == object.MemberEnd() || !member->value.IsString()) {
-    throw std::runtime_error(std::string("machine.json: no text \"") + key + '"');
-  }
-  return {member->value.GetString(), member->value.GetStringLength()};
-}
 
 std::filesystem::path FindFolder(const std::string& nameOrFolder, const std::filesystem::path& library) {
   for (const std::filesystem::path& candidate : {std::filesystem::path(nameOrFolder), library / nameOrFolder}) {
@@ -31,6 +20,17 @@ std::filesystem::path FindFolder(const std::string& nameOrFolder, const std::fil
 
 }  // namespace
 
+std::vector<std::string> Machine::FaultsOf(const std::string& protocol) const {
+  const std::string prefix = protocol + ':';
+  std::vector<std::string> names;
+  for (const std::string& fault : faults) {
+    if (fault.compare(0, prefix.size(), prefix) == 0) {
+      names.push_back(fault.substr(prefix.size()));
+    }
+  }
+  return names;
+}
+
 bool Machine::Accepts(const std::string& user, const std::string& password) const {
   for (const Account& account : accounts) {
     if (account.user == user && account.password == password) {
@@ -43,24 +43,11 @@ bool Machine::Accepts(const std::string& user, const std::string& password) cons
 Machine LoadMachine(const std::string& nameOrFolder, const std::filesystem::path& library) {
   Machine machine;
   machine.folder = FindFolder(nameOrFolder, library);
-  std::ifstream file(machine.folder / "machine.json");
-  rapidjson::IStreamWrapper stream(file);
-  rapidjson::Document document;
-  document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
-  if (document.HasParseError() || !document.IsObject()) {
-    throw std::runtime_error(std::string("machine.json: ") + rapidjson::GetParseError_En(document.GetParseError()));
-  }
-  machine.name = TextOf(document, "name");
-  machine.description = TextOf(document, "description");
-  const auto accounts = document.FindMember("accounts");
-  if (accounts == document.MemberEnd() || !accounts->value.IsArray()) {
-    throw std::runtime_error("machine.json: no list \"accounts\"");
-  }
-  for (const auto& account : accounts->value.GetArray()) {
-    if (!account.IsObject()) {
-      throw std::runtime_error("machine.json: an account that is no object");
-    }
-    machine.accounts.push_back({TextOf(account, "user"), TextOf(account, "password")});
+  const rapidjson::Document document = Json::ReadObject(machine.folder / "machine.json");
+  machine.name = Json::Text(document, "name");
+  machine.description = Json::Text(document, "description");
+  for (const auto& account : Json::List(document, "accounts")) {
+    machine.accounts.push_back({Json::Text(account, "user"), Json::Text(account, "password")});
   }
   return machine;
 }

@@ -12,11 +12,16 @@ struct Account {
 };
 
 /// One modelled machine: a folder with machine.json and what each service reads from it (ipmi.json, redfish/, cim/).
+/// Faults are named "protocol:name"; what the name does stands in the data of that protocol's service.
 struct Machine {
   std::filesystem::path folder;
   std::string name;
   std::string description;
   std::vector<Account> accounts;
+  std::vector<std::string> faults;  ///< switched on for this run
+
+  /// The names of the faults of one protocol, without its prefix.
+  std::vector<std::string> FaultsOf(const std::string& protocol) const;
 
   /// Whether a login is one of the accounts.
   bool Accepts(const std::string& user, const std::string& password) const;

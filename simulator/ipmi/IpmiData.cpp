@@ -1,0 +1,150 @@
+#include "simulator/ipmi/IpmiData.h"
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+#include "simulator/ipmi/ByteText.h"
+#include "simulator/machine/JsonFile.h"
+
+namespace Kelvar::Simulator {
+
+namespace {
+
+using rapidjson::Value;
+
+constexpr const char* bmc = "0x20";
+
+void WriteRule(std::ostream& out, const Value& rule) {
+  out << "rule " << Json::Text(rule, "netFn") << ' ' << Json::Text(rule, "command") << ' '
+      << PatternOf(Json::Text(rule, "prefix", ""));
+  for (const char* name : {"skip", "times", "delay", "truncate"}) {
+    if (Json::Find(rule, name) != nullptr) {
+      out << ' ' << name << '=' << Json::Number(rule, name);
+    }
+  }
+  if (Json::Flag(rule, "silent")) {
+    out << " silent";
+  }
+  if (Json::Find(rule, "reply") != nullptr) {
+    out << " reply=" << HexOf(BytesOf(Json::Text(rule, "reply")));
+  }
+  for (const auto& patch : Json::List(rule, "patch")) {
+    out << " patch=" << Json::Number(patch, "at") << ':' << HexOf(BytesOf(Json::Text(patch, "bytes")));
+  }
+  out << '\n';
+}
+
+void WriteStore(std::ostream& out, const Value& entry) {
+  Bytes bytes = BytesOf(Json::Text(entry, "bytes"));
+  bytes.resize(std::max<std::size_t>(bytes.size(), Json::Number(entry, "width", 0)));
+  out << "store " << Json::Number(entry, "offset") << ' ' << HexOf(bytes) << '\n';
+}
+
+/// The entries that a machine and each of its faults may have.
+void WriteReplies(std::ostream& out, const Value& data) {
+  for (const auto& rule : Json::List(data, "rules")) {
+    WriteRule(out, rule);
+  }
+  for (const auto& entry : Json::List(data, "store")) {
+    WriteStore(out, entry);
+  }
+  if (const Value* paths = Json::Find(data, "paths")) {
+    for (const auto& path : paths->GetObject()) {
+      out << "path " << path.name.GetString() << ' ' << HexOf(BytesOf(path.value.GetString())) << '\n';
+    }
+  }
+  if (Json::Find(data, "suites") != nullptr) {
+    const char* separator = "suites ";
+    for (const auto& suite : Json::List(data, "suites")) {
+      out << separator << suite.GetUint();
+      separator = ",";
+    }
+    out << '\n';
+  }
+  if (Json::Find(data, "sessionTimeoutSeconds") != nullptr) {
+    out << "session-timeout " << Json::Number(data, "sessionTimeoutSeconds") << '\n';
+  }
+}
+
+const Value& FaultNamed(const Value& document, const std::string& name) {
+  const Value* faults = Json::Find(document, "faults");
+  const Value* fault = faults == nullptr ? nullptr : Json::Find(*faults, name.c_str());
+  if (fault == nullptr) {
+    throw std::runtime_error("the machine knows no fault \"ipmi:" + name + '"');
+  }
+  return *fault;
+}
+
+std::string Replies(const Value& document, const Machine& machine) {
+  std::ostringstream stores;
+  std::ostringstream out;
+  WriteReplies(out, document);
+  std::string replies;
+  for (const std::string& fault : machine.FaultsOf("ipmi")) {
+    std::ostringstream text;
+    WriteReplies(text, FaultNamed(document, fault));
+    replies += text.str();
+  }
+  return replies + out.str();
+}
+
+void WriteController(std::ostream& out, const Value& device) {
+  const std::string firmware = Json::Text(device, "firmwareRevision");
+  const std::size_t point = std::min(firmware.find('.'), firmware.size());
+  out << "mc_setbmc " << bmc << '\n'
+      << "mc_add " << bmc << ' ' << Json::Number(device, "deviceId") << " no-device-sdrs "
+      << Json::Number(device, "deviceRevision") << ' ' << firmware.substr(0, point) << " 0x"
+      << firmware.substr(std::min(point + 1, firmware.size())) << ' ' << Json::Number(device, "deviceSupport") << ' '
+      << Json::Number(device, "manufacturerId") << ' ' << Json::Number(device, "productId") << '\n';
+}
+
+std::string Guid(const Value& document) {
+  std::string digits = Json::Text(document, "guid");
+  digits.erase(std::remove(digits.begin(), digits.end(), '-'), digits.end());
+  return digits;
+}
+
+}  // namespace
+
+IpmiConfiguration ReadIpmiData(const Machine& machine) {
+  try {
+    const rapidjson::Document document = Json::ReadObject(machine.folder / "ipmi.json");
+    const Value* device = Json::Find(document, "device");
+    if (device == nullptr) {
+      throw std::runtime_error("no \"device\"");
+    }
+    std::ostringstream emulator;
+    WriteController(emulator, *device);
+    emulator << "mc_enable " << bmc << '\n';
+    return {emulator.str(), Replies(document, machine), Guid(document)};
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(std::string("ipmi.json: ") + error.what());
+  }
+}
+
+std::string LanConfiguration(const Machine& machine, const IpmiConfiguration& data, unsigned short port, bool withIpv6,
+                             const std::string& loadLibrary) {
+  std::ostringstream out;
+  out << "name \"kelvar\"\nset_working_mc " << bmc << '\n';
+  unsigned channel = 1;
+  for (const char* address : {"127.0.0.1", "::1"}) {
+    if (channel > 1 && !withIpv6) {
+      break;
+    }
+    out << "startlan " << channel++ << "\n addr " << address << ' ' << port << "\n priv_limit admin\n";
+    for (const char* level : {"callback", "user", "operator", "admin"}) {
+      out << " allowed_auths_" << level << " none md5 straight\n";
+    }
+    out << " guid " << data.guid << "\nendlan\n";
+  }
+  out << "user 1 true \"\" \"\" user 10\n";
+  unsigned number = 2;
+  for (const Account& account : machine.accounts) {
+    out << "user " << number++ << " true \"" << account.user << "\" \"" << account.password << "\" admin 10\n";
+  }
+  out << loadLibrary;
+  return out.str();
+}
+
+}  // namespace Kelvar::Simulator

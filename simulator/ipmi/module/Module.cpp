@@ -1,0 +1,150 @@
+// What ipmi_sim loads: answers the OEM commands of the modelled machine, and bends the standard ones where its data
+// say so. Options: the path of the reply table, a blank, the number of a descriptor to which "ready" or an error goes.
+
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include <time.h>
+#include <unistd.h>
+
+#include <OpenIPMI/serv.h>
+
+#include "simulator/ipmi/module/CipherSuite17.h"
+#include "simulator/ipmi/module/ReplyTable.h"
+
+namespace {
+
+using namespace Kelvar::Simulator;
+
+std::unique_ptr<ReplyTable> table;
+int reportDescriptor = -1;
+
+void Report(const std::string& line) {
+  if (reportDescriptor >= 0) {
+    (void)!write(reportDescriptor, line.data(), line.size());
+    close(reportDescriptor);
+    reportDescriptor = -1;
+  }
+}
+
+void Wait(unsigned milliseconds) {
+  const timespec pause{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
+  nanosleep(&pause, nullptr);
+}
+
+void Answer(channel_t* channel, msg_t* message, Bytes answer) {
+  rsp_msg_t response{};
+  response.netfn = static_cast<Kelvar::u8>(message->netfn | 1);
+  response.cmd = message->cmd;
+  response.data = answer.data();
+  response.data_len = static_cast<unsigned short>(answer.size());
+  channel->return_rsp(channel, message, &response);
+}
+
+constexpr int handled = 1;
+constexpr int standardHandling = 0;
+
+int Handle(channel_t* channel, msg_t* message) {
+  const std::span<const Kelvar::u8> data(message->data, message->len);
+  if (const Rule* rule = table->Take(message->netfn, message->cmd, data)) {
+    Wait(rule->delayMs);
+    if (rule->silent) {
+      return handled;
+    }
+    if (rule->reply) {
+      Answer(channel, message, *rule->reply);
+      return handled;
+    }
+    message->oem_data = reinterpret_cast<long>(rule);
+  }
+  if (std::optional<Bytes> answer = table->Read(message->netfn, message->cmd, data)) {
+    Answer(channel, message, std::move(*answer));
+    return handled;
+  }
+  return standardHandling;
+}
+
+extern "C" int HandleMessage(channel_t* channel, msg_t* message) {
+  try {
+    return Handle(channel, message);
+  } catch (...) {
+    return standardHandling;
+  }
+}
+
+extern "C" int HandleResponse(channel_t* /*channel*/, msg_t* message, rsp_msg_t* response) {
+  const auto* rule = reinterpret_cast<const Rule*>(message->oem_data);
+  if (rule == nullptr) {
+    return standardHandling;
+  }
+  try {
+    Bytes answer(response->data, response->data + response->data_len);
+    rule->Alter(answer);
+    std::copy(answer.begin(), answer.end(), response->data);
+    response->data_len = static_cast<unsigned short>(answer.size());
+  } catch (...) {
+  }
+  return standardHandling;
+}
+
+lanserv_data_t* LanOf(channel_t* channel) {
+  return reinterpret_cast<lanserv_data_t*>(reinterpret_cast<char*>(channel) - offsetof(lanserv_data_t, channel));
+}
+
+void Attach(channel_t* channel) {
+  constexpr unsigned char mediumLan = 4;
+  if (channel == nullptr || channel->medium_type != mediumLan) {
+    return;
+  }
+  channel->oem.oem_handle_msg = HandleMessage;
+  channel->oem.oem_handle_rsp = HandleResponse;
+  if (const auto seconds = table->SessionTimeout()) {
+    LanOf(channel)->default_session_timeout = *seconds;
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"))) int ipmi_sim_module_print_version(sys_data_t* /*system*/, char* /*options*/) {
+  return 0;
+}
+
+__attribute__((visibility("default"))) int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options) {
+  try {
+    std::istringstream words(options);
+    std::string file;
+    words >> file >> reportDescriptor;
+    std::ifstream text(file);
+    table = std::make_unique<ReplyTable>(text);
+    if (table->ServesSuite(17)) {
+      AddCipherSuite17();
+    }
+    if (!table->ServesSuite(3)) {
+      RemoveCipherSuite3();
+    }
+    return 0;
+  } catch (const std::exception& error) {
+    Report(error.what());
+    return 1;
+  }
+}
+
+__attribute__((visibility("default"))) int ipmi_sim_module_post_init(sys_data_t* system) {
+  for (lmc_data_t* controller : system->ipmb_addrs) {
+    if (controller == nullptr) {
+      continue;
+    }
+    channel_t** channels = system->mc_get_channelset(controller);
+    for (int number = 0; number < IPMI_MAX_CHANNELS; ++number) {
+      Attach(channels[number]);
+    }
+  }
+  Report("ready");
+  return 0;
+}
+
+}  // extern "C"

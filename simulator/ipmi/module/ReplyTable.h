@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstddef>
+#include <istream>
+#include <limits>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <kelvar/Types.h>
+
+namespace Kelvar::Simulator {
+
+using Bytes = std::vector<u8>;
+
+/// What happens to the requests that match. A rule without a reply lets the standard command answer, and may change
+/// that answer.
+struct Rule {
+  u8 netFn = 0;
+  u8 command = 0;
+  std::vector<std::optional<u8>> prefix;  ///< of the request's data; nothing stands for any byte
+  unsigned skip = 0;                      ///< so many matches are let through first
+  unsigned times = std::numeric_limits<unsigned>::max();
+  unsigned delayMs = 0;
+  bool silent = false;
+  std::optional<Bytes> reply;  ///< completion code and data
+  std::optional<std::size_t> truncate;
+  std::vector<std::pair<std::size_t, Bytes>> patches;  ///< offset in completion code and data, new bytes
+
+  bool Matches(u8 requestNetFn, u8 requestCommand, std::span<const u8> data) const;
+  /// Changes the answer of a standard command.
+  void Alter(Bytes& answer) const;
+};
+
+/// What the OEM module knows of one machine, read from a text of one entry a line:
+///
+///   rule NETFN COMMAND PREFIX [skip=N] [times=N] [delay=MS] [silent] [reply=HEX] [truncate=N] [patch=OFFSET:HEX]
+///   store OFFSET HEX        bytes of the VPD store
+///   path PATH HEX           value of a configuration path
+///   suites 3,17             RMCP+ cipher suites served
+///   session-timeout SECONDS
+///
+/// Numbers are decimal but for NETFN and COMMAND. PREFIX is "-" or hexadecimal with ".." for any byte.
+class ReplyTable {
+ public:
+  /// Throws std::runtime_error that names the line.
+  explicit ReplyTable(std::istream& text);
+
+  /// The first rule that applies now, or null; counts its use.
+  const Rule* Take(u8 netFn, u8 command, std::span<const u8> data);
+
+  /// Completion code and data of the OEM commands that read the stores; nothing for any other.
+  std::optional<Bytes> Read(u8 netFn, u8 command, std::span<const u8> data) const;
+
+  bool ServesSuite(unsigned suite) const;
+  std::optional<unsigned> SessionTimeout() const { return sessionTimeout_; }
+
+ private:
+  Bytes ReadStore(std::span<const u8> request) const;
+  Bytes ReadPath(std::span<const u8> request) const;
+  void ReadLine(const std::string& line);
+
+  std::vector<Rule> rules_;
+  std::map<std::size_t, u8> store_;
+  std::map<std::string, Bytes> paths_;
+  std::vector<unsigned> suites_ = {3, 17};
+  std::optional<unsigned> sessionTimeout_;
+};
+
+}  // namespace Kelvar::Simulator
