@@ -14,6 +14,15 @@ void CopyFixed(char (&field)[N], std::string_view text) noexcept {
   std::fill(field + length, field + N, '\0');
 }
 
+/// Writes `text` into a character array of a record from `index` on, cut so that the last character stays a NUL. What
+/// stands around it is left alone.
+template <std::size_t N>
+void PutFixed(char (&field)[N], std::size_t index, std::string_view text) noexcept {
+  if (index < N - 1) {
+    std::copy_n(text.data(), std::min(text.size(), N - 1 - index), field + index);
+  }
+}
+
 /// The text of a character array, up to its first NUL or its end.
 template <std::size_t N>
 std::string_view FixedView(const char (&field)[N]) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include <kelvar/NodeFirmwareInventory.h>
 
@@ -10,11 +11,16 @@ namespace Kelvar {
 /// the exception to tell its kind, and lets nothing out.
 using ExceptionClauses = void (*)(const char* operation, NodeFirmwareInventory::INVENTORYRETURNCODE& code);
 
+/// Makes the exit line of an operation that has one of its own.
+using ExitLine = std::function<std::string(NodeFirmwareInventory::INVENTORYRETURNCODE code)>;
+
 /// What all operations of a backend share: entry trace, body, exception clauses, exit trace. The body starts from
 /// `initial` and sets the code when it knows better; an exception finds the code that the body held at that moment.
+/// Without `clauses` exceptions pass to the caller. Without `exitLine` the exit trace names the operation and the code.
 NodeFirmwareInventory::INVENTORYRETURNCODE RunOperation(
     const char* className, const char* operation, ExceptionClauses clauses,
     const std::function<void(NodeFirmwareInventory::INVENTORYRETURNCODE& code)>& body,
-    NodeFirmwareInventory::INVENTORYRETURNCODE initial = NodeFirmwareInventory::INVENTORY_FAILED);
+    NodeFirmwareInventory::INVENTORYRETURNCODE initial = NodeFirmwareInventory::INVENTORY_FAILED,
+    const ExitLine& exitLine = {});
 
 }  // namespace Kelvar
