@@ -1,8 +1,11 @@
 #include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
 
+#include <new>
 #include <sstream>
+#include <string>
 #include <utility>
 
+#include "common/ipmi/IpmiClient.h"
 #include "common/log/LogMacros.h"
 #include "common/text/ByteReader.h"
 #include "module/nfw/inventory/IpmiExchange.h"
@@ -28,7 +31,28 @@ void SortException(const char* operation, Code& code) {
   }
 }
 
+/// The transport that the connection asks for; null when there is no memory for one.
+std::unique_ptr<IpmiClientInterface> MakeClient(const ConnectionInfo& connection) {
+  constexpr char kTrace[] = "In NodeFirmwareInventoryImpIPMI(), new ipmiclient(";
+  try {
+    if (connection.ConnectionCase == KelvarConnection::CONNECTION_CASE_IPMI_LAN) {
+      const std::string port = std::to_string(connection.Port);
+      KELVAR_LOG(4) << kTrace << connection.Host << ',' << connection.UserName << ',' << port << ','
+                    << connection.RemoteSessionArgument << ')';
+      return std::make_unique<IpmiClient>(connection.Host, connection.UserName, connection.Password, port,
+                                          connection.RemoteSessionArgument);
+    }
+    KELVAR_LOG(4) << kTrace << connection.ZMCIndex << ')';
+    return nullptr;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
+
+NodeFirmwareInventoryImpIPMI::NodeFirmwareInventoryImpIPMI(const ConnectionInfo& connection)
+    : NodeFirmwareInventoryImpIPMI(connection, MakeClient(connection)) {}
 
 NodeFirmwareInventoryImpIPMI::NodeFirmwareInventoryImpIPMI(const ConnectionInfo& connection,
                                                            std::unique_ptr<IpmiClientInterface> transport)

@@ -1,5 +1,7 @@
 #include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
 
+#include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
+
 namespace Kelvar {
 
 using KelvarConnection::ConnectionInfo;
@@ -14,7 +16,7 @@ std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeRedfis
 
 std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeBackend(const ConnectionInfo& info) {
   if (info.ConnectionCase < KelvarConnection::CONNECTION_CASE_CIM_BMC) {
-    return nullptr;
+    return std::make_unique<NodeFirmwareInventoryImpIPMI>(info);
   }
   return info.ConnectionCase == KelvarConnection::CONNECTION_CASE_REDFISH ? MakeRedfish(info) : MakeCIM(info);
 }

@@ -1,0 +1,50 @@
+#include <gtest/gtest.h>
+
+#include <kelvar/NodeFirmwareInventory.h>
+
+#include "support/IpmiSim.h"
+#include "support/LogCapture.h"
+
+namespace Kelvar::Test {
+namespace {
+
+KelvarConnection::ConnectionInfo Lan(const IpmiSim& server, const std::string& password) {
+  KelvarConnection::ConnectionInfo info;
+  info.ConnectionCase = KelvarConnection::CONNECTION_CASE_IPMI_LAN;
+  info.Host = "127.0.0.1";
+  info.Port = server.Port();
+  info.UserName = "admin";
+  info.Password = password;
+  return info;
+}
+
+TEST(IpmiConnection, OpensOverLan) {
+  const IpmiSim server;
+  const LogCapture log;
+  NodeFirmwareInventory inventory(Lan(server, "kelvar-demo"));
+  EXPECT_TRUE(log.Has(
+      4, "In NodeFirmwareInventoryImpIPMI(), new ipmiclient(127.0.0.1,admin," + std::to_string(server.Port()) + ",3)"));
+  EXPECT_TRUE(log.Has(4, "In NodeFirmwareInventoryImpIPMI(),  connect() success."));
+  NodeFirmwareInventory::ZMCGENERATIONTYPE generation = NodeFirmwareInventory::ZMC_GENERATION_1;
+  EXPECT_EQ(inventory.GetZMCGenerationType(generation), 15) << "a target without the OEM commands";
+  EXPECT_TRUE(log.Has(1, "IPMI command failed wtih completionCode : 0xc1"));
+  EXPECT_FALSE(log.Contains("kelvar-demo"));
+}
+
+TEST(IpmiConnection, WrongPasswordShowsInTheOperations) {
+  const IpmiSim server;
+  const LogCapture log;
+  NodeFirmwareInventory inventory(Lan(server, "not-the-word"));
+  EXPECT_TRUE(log.Has(1, "In NodeFirmwareInventoryImpIPMI(),  connect() failed for IPMIAUTHFAIL."));
+  EXPECT_EQ(inventory.GetConnectStatus(), 0);
+  std::vector<KelvarNfw::NODEFIRMWAREBUILDID> builds;
+  EXPECT_EQ(inventory.GetNodeFirmwareBuildID(builds), 1);
+  EXPECT_TRUE(builds.empty());
+  EXPECT_FALSE(log.Contains("not-the-word"));
+
+  EXPECT_EQ(inventory.ResetConn(Lan(server, "kelvar-demo")), 0);
+  EXPECT_EQ(inventory.GetNodeFirmwareBuildID(builds), 15) << "connected now, and refused by the target";
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
