@@ -1,0 +1,102 @@
+#include "common/json/JsonDocument.h"
+
+#include <utility>
+
+#include <rapidjson/document.h>
+
+#include "common/log/LogMacros.h"
+
+namespace Kelvar {
+
+namespace {
+
+constexpr double kLargestFloat = 3.4028234e38;
+
+std::optional<float> ToFloat(const rapidjson::Value& number) noexcept {
+  const double value = number.GetDouble();
+  if (value < -kLargestFloat || value > kLargestFloat) {
+    return std::nullopt;
+  }
+  return static_cast<float>(value);
+}
+
+}  // namespace
+
+bool JsonValue::IsNull() const noexcept {
+  return value_ != nullptr && value_->IsNull();
+}
+
+bool JsonValue::IsObject() const noexcept {
+  return value_ != nullptr && value_->IsObject();
+}
+
+bool JsonValue::IsArray() const noexcept {
+  return value_ != nullptr && value_->IsArray();
+}
+
+JsonValue JsonValue::operator[](const char* name) const noexcept {
+  if (!IsObject()) {
+    return {};
+  }
+  const auto found = value_->FindMember(name);
+  return found == value_->MemberEnd() ? JsonValue() : JsonValue(&found->value);
+}
+
+std::vector<JsonValue> JsonValue::Elements() const {
+  std::vector<JsonValue> elements;
+  if (IsArray()) {
+    elements.reserve(value_->Size());
+    for (const rapidjson::Value& element : value_->GetArray()) {
+      elements.emplace_back(&element);
+    }
+  }
+  return elements;
+}
+
+std::optional<std::string> JsonValue::String() const {
+  return value_ != nullptr && value_->IsString() ? std::optional<std::string>(value_->GetString()) : std::nullopt;
+}
+
+std::optional<int> JsonValue::Int() const noexcept {
+  return value_ != nullptr && value_->IsInt() ? std::optional<int>(value_->GetInt()) : std::nullopt;
+}
+
+std::optional<float> JsonValue::Number() const noexcept {
+  return value_ != nullptr && value_->IsNumber() ? ToFloat(*value_) : std::nullopt;
+}
+
+std::optional<float> JsonValue::Real() const noexcept {
+  return value_ != nullptr && value_->IsDouble() ? ToFloat(*value_) : std::nullopt;
+}
+
+/// The text holds the strings that the document points to.
+struct JsonDocument::State {
+  std::string text;
+  rapidjson::Document document;
+};
+
+JsonDocument::JsonDocument(std::unique_ptr<State> state) noexcept : state_(std::move(state)) {}
+JsonDocument::~JsonDocument() = default;
+JsonDocument::JsonDocument(JsonDocument&&) noexcept = default;
+JsonDocument& JsonDocument::operator=(JsonDocument&&) noexcept = default;
+
+std::optional<JsonDocument> JsonDocument::Read(std::string text, const JsonLimits& limits) {
+  text.resize(text.find('\0') == std::string::npos ? text.size() : text.find('\0'));
+  if (const char* excess = JsonExcess(text, limits)) {
+    KELVAR_LOG(2) << excess;
+    return std::nullopt;
+  }
+  auto state = std::make_unique<State>();
+  state->text = std::move(text);
+  state->document.ParseInsitu(state->text.data());
+  if (state->document.HasParseError()) {
+    return std::nullopt;
+  }
+  return JsonDocument(std::move(state));
+}
+
+JsonValue JsonDocument::Root() const noexcept {
+  return JsonValue(&state_->document);
+}
+
+}  // namespace Kelvar

@@ -1,0 +1,64 @@
+#include "common/json/JsonGuard.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Kelvar {
+
+namespace {
+
+enum class Kind : unsigned char { Other, Quote, Open, Close, Comma };
+
+constexpr std::array<Kind, 256> MakeKinds() {
+  std::array<Kind, 256> kinds{};
+  kinds['"'] = Kind::Quote;
+  kinds['['] = kinds['{'] = Kind::Open;
+  kinds[']'] = kinds['}'] = Kind::Close;
+  kinds[','] = Kind::Comma;
+  return kinds;
+}
+
+constexpr auto kKinds = MakeKinds();
+
+/// The position behind a string whose opening quote is behind us.
+const char* SkipString(const char* at, const char* end) noexcept {
+  while (at != end && *at != '"') {
+    at += (*at == '\\' && end - at > 1) ? 2 : 1;
+  }
+  return at == end ? end : at + 1;
+}
+
+}  // namespace
+
+const char* JsonExcess(std::string_view text, const JsonLimits& limits) noexcept {
+  if (text.size() > limits.bytes) {
+    return "JSON text too large";
+  }
+  std::size_t depth = 0;
+  std::size_t values = 1;
+  const char* const end = text.data() + text.size();
+  for (const char* at = text.data(); at != end;) {
+    const Kind kind = kKinds[static_cast<unsigned char>(*at++)];
+    if (kind == Kind::Other) {
+      continue;
+    }
+    if (kind == Kind::Quote) {
+      at = SkipString(at, end);
+      continue;
+    }
+    if (kind == Kind::Close) {
+      depth -= std::min<std::size_t>(depth, 1);
+      continue;
+    }
+    depth += kind == Kind::Open ? 1 : 0;
+    if (depth > limits.depth) {
+      return "JSON text nested too deep";
+    }
+    if (++values > limits.values) {
+      return "JSON text with too many values";
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace Kelvar

@@ -1,0 +1,226 @@
+#include "common/json/JsonText.h"
+
+#include <cstring>
+
+namespace Kelvar {
+
+namespace {
+
+const char* SkipSpace(const char* at) noexcept {
+  while (*at == ' ' || *at == '\n' || *at == '\t' || *at == '\r') {
+    ++at;
+  }
+  return at;
+}
+
+/// Behind the closing quote of a string whose opening quote is at `at`.
+const char* BehindString(const char* at) noexcept {
+  for (++at; *at != '"'; ++at) {
+    at += *at == '\\' ? 1 : 0;
+  }
+  return at + 1;
+}
+
+bool EndsScalar(char letter) noexcept {
+  return letter == ',' || letter == '}' || letter == ']' || letter == ' ' || letter == '\n' || letter == '\r' ||
+         letter == '\t' || letter == '\0';
+}
+
+const char* BehindScalar(const char* at) noexcept {
+  while (!EndsScalar(*at)) {
+    ++at;
+  }
+  return at;
+}
+
+unsigned HexQuad(const char* at) noexcept {
+  unsigned value = 0;
+  for (int digit = 0; digit < 4; ++digit) {
+    const char letter = at[digit];
+    const int nibble = letter <= '9' ? letter - '0' : (letter | 0x20) - 'a' + 10;
+    value = value * 16 + static_cast<unsigned>(nibble);
+  }
+  return value;
+}
+
+void AppendUtf8(std::string& text, unsigned codepoint) {
+  const auto trail = [codepoint](int shift) { return static_cast<char>(0x80 | ((codepoint >> shift) & 0x3F)); };
+  if (codepoint < 0x80) {
+    text.push_back(static_cast<char>(codepoint));
+  } else if (codepoint < 0x800) {
+    text.append({static_cast<char>(0xC0 | (codepoint >> 6)), trail(0)});
+  } else if (codepoint < 0x10000) {
+    text.append({static_cast<char>(0xE0 | (codepoint >> 12)), trail(6), trail(0)});
+  } else {
+    text.append({static_cast<char>(0xF0 | (codepoint >> 18)), trail(12), trail(6), trail(0)});
+  }
+}
+
+/// Appends what the escape at `at` (behind its backslash) stands for; returns the position behind it.
+const char* AppendEscaped(std::string& text, const char* at) {
+  static constexpr std::string_view kLetters = "bfnrt";
+  static constexpr std::string_view kMeanings = "\b\f\n\r\t";
+  if (*at != 'u') {
+    const auto letter = kLetters.find(*at);
+    text.push_back(letter == std::string_view::npos ? *at : kMeanings[letter]);
+    return at + 1;
+  }
+  unsigned codepoint = HexQuad(at + 1);
+  at += 5;
+  if ((codepoint & 0xFC00) == 0xD800) {
+    codepoint = 0x10000 + (((codepoint & 0x3FF) << 10) | (HexQuad(at + 2) & 0x3FF));
+    at += 6;
+  }
+  AppendUtf8(text, codepoint);
+  return at;
+}
+
+std::string Unescaped(const char* at, const char* end) {
+  std::string text;
+  text.reserve(static_cast<std::size_t>(end - at));
+  while (at != end) {
+    const void* found = std::memchr(at, '\\', static_cast<std::size_t>(end - at));
+    const char* backslash = found == nullptr ? end : static_cast<const char*>(found);
+    text.append(at, backslash);
+    at = backslash == end ? end : AppendEscaped(text, backslash + 1);
+  }
+  return text;
+}
+
+}  // namespace
+
+JsonSlice JsonSlice::Root(const std::string& text) noexcept {
+  return JsonSlice(SkipSpace(text.data()));
+}
+
+std::string JsonSlice::Text() const {
+  switch (*start_) {
+    case '{':
+    case '[':
+      return {};
+    case '"': {
+      const char* end = BehindString(start_) - 1;
+      const auto length = static_cast<std::size_t>(end - start_ - 1);
+      return std::memchr(start_ + 1, '\\', length) == nullptr ? std::string(start_ + 1, length)
+                                                              : Unescaped(start_ + 1, end);
+    }
+    default:
+      return {start_, BehindScalar(start_)};
+  }
+}
+
+const char* JsonSlice::Behind(const char* start) noexcept {
+  if (*start == '"') {
+    return BehindString(start);
+  }
+  if (*start != '{' && *start != '[') {
+    return BehindScalar(start);
+  }
+  std::size_t depth = 0;
+  for (const char* at = start;;) {
+    switch (*at) {
+      case '"':
+        at = BehindString(at);
+        continue;
+      case '{':
+      case '[':
+        ++depth;
+        break;
+      case '}':
+      case ']':
+        if (--depth == 0) {
+          return at + 1;
+        }
+        break;
+      default:
+        break;
+    }
+    ++at;
+  }
+}
+
+const char* JsonSlice::FirstChild() const noexcept {
+  if (*start_ != '{' && *start_ != '[') {
+    return nullptr;
+  }
+  const char* at = SkipSpace(start_ + 1);
+  if (*at == '}' || *at == ']') {
+    return nullptr;
+  }
+  return *start_ == '[' ? at : SkipSpace(SkipSpace(BehindString(at)) + 1);
+}
+
+const char* JsonSlice::NextChild(const char* behind, bool object) noexcept {
+  const char* at = SkipSpace(behind);
+  if (*at != ',') {
+    return nullptr;
+  }
+  at = SkipSpace(at + 1);
+  return object ? SkipSpace(SkipSpace(BehindString(at)) + 1) : at;
+}
+
+std::optional<JsonSlice> JsonSlice::Find(std::string_view name) const noexcept {
+  if (*start_ != '{') {
+    return std::nullopt;
+  }
+  for (const char* key = SkipSpace(start_ + 1); *key == '"';) {
+    const char* behindKey = BehindString(key);
+    const char* value = SkipSpace(SkipSpace(behindKey) + 1);
+    if (name == std::string_view(key + 1, static_cast<std::size_t>(behindKey - key - 2))) {
+      return JsonSlice(value);
+    }
+    const char* next = SkipSpace(Behind(value));
+    key = SkipSpace(*next == ',' ? next + 1 : next);
+  }
+  return std::nullopt;
+}
+
+const char* JsonMembers::Load(JsonSlice object) {
+  members_.clear();
+  const char* at = object.Start();
+  if (*at != '{') {
+    return JsonSlice::Behind(at);
+  }
+  std::size_t parent = kTop;
+  at = SkipSpace(at + 1);
+  for (;;) {
+    if (*at == '}') {
+      if (parent == kTop) {
+        return at + 1;
+      }
+      parent = members_[parent].parent;
+      at = SkipSpace(at + 1);
+      continue;
+    }
+    at = *at == ',' ? SkipSpace(at + 1) : at;
+    const char* behindName = BehindString(at);
+    const std::string_view name(at + 1, static_cast<std::size_t>(behindName - at - 2));
+    at = SkipSpace(SkipSpace(behindName) + 1);
+    members_.push_back({parent, name, at});
+    if (*at == '{') {
+      parent = members_.size() - 1;
+      at = SkipSpace(at + 1);
+    } else {
+      at = SkipSpace(JsonSlice::Behind(at));
+    }
+  }
+}
+
+std::optional<JsonSlice> JsonMembers::Find(std::string_view path) const noexcept {
+  std::size_t parent = kTop;
+  for (std::size_t index = 0; index < members_.size();) {
+    const std::string_view name = path.substr(0, path.find('.'));
+    if (members_[index].parent != parent || members_[index].name != name) {
+      ++index;
+      continue;
+    }
+    if (name.size() == path.size()) {
+      return JsonSlice(members_[index].value);
+    }
+    path.remove_prefix(name.size() + 1);
+    parent = index++;
+  }
+  return std::nullopt;
+}
+
+}  // namespace Kelvar

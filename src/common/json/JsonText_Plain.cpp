@@ -1,0 +1,212 @@
+#include <array>
+#include <cstring>
+
+#include "common/json/JsonText.h"
+
+namespace Kelvar {
+
+namespace {
+
+bool IsDigit(char letter) noexcept {
+  return letter >= '0' && letter <= '9';
+}
+
+bool IsHexDigit(char letter) noexcept {
+  return IsDigit(letter) || (letter >= 'a' && letter <= 'f') || (letter >= 'A' && letter <= 'F');
+}
+
+constexpr std::array<bool, 256> MakeOrdinary() {
+  std::array<bool, 256> ordinary{};
+  for (std::size_t byte = 0x20; byte < 0x80; ++byte) {
+    ordinary[byte] = byte != '"' && byte != '\\';
+  }
+  return ordinary;
+}
+
+/// Bytes that stand for themselves within a string.
+constexpr auto kOrdinary = MakeOrdinary();
+
+/// Checks a text that is closed by a NUL, so that no look at the next byte needs to ask for the end.
+class PlainCheck {
+ public:
+  PlainCheck(std::string_view text, const JsonLimits& limits) noexcept
+      : at_(text.data()), end_(text.data() + text.size()), limits_(limits) {}
+
+  bool Run() noexcept {
+    bool fine = Value();
+    while (fine && depth_ > 0) {
+      fine = Next();
+    }
+    Space();
+    return fine && at_ == end_;
+  }
+
+ private:
+  void Space() noexcept {
+    while (*at_ == ' ' || *at_ == '\n' || *at_ == '\t' || *at_ == '\r') {
+      ++at_;
+    }
+  }
+
+  bool Take(char letter) noexcept {
+    const bool there = *at_ == letter;
+    at_ += there ? 1 : 0;
+    return there;
+  }
+
+  /// One whole scalar, or the start of a container up to and with its first scalar.
+  bool Value() noexcept {
+    for (;;) {
+      Space();
+      if (++values_ > limits_.values) {
+        return false;
+      }
+      if (*at_ != '{' && *at_ != '[') {
+        return *at_ == '"' ? String() : *at_ == '-' || IsDigit(*at_) ? Number() : Literal();
+      }
+      const bool object = *at_++ == '{';
+      if (depth_ == kMaxDepth || depth_ == limits_.depth) {
+        return false;
+      }
+      isObject_[depth_++] = object;
+      Space();
+      if (*at_ == (object ? '}' : ']')) {
+        return true;  // closed by Next
+      }
+      if (object && !Name()) {
+        return false;
+      }
+    }
+  }
+
+  /// What stands behind a value within a container: its end, or a comma and another value.
+  bool Next() noexcept {
+    Space();
+    const bool object = isObject_[depth_ - 1];
+    if (Take(object ? '}' : ']')) {
+      --depth_;
+      return true;
+    }
+    return Take(',') && (!object || Name()) && Value();
+  }
+
+  bool Name() noexcept {
+    Space();
+    const char* start = at_;
+    if (*at_ != '"' || !String() || std::memchr(start, '\\', static_cast<std::size_t>(at_ - start)) != nullptr) {
+      return false;
+    }
+    Space();
+    return Take(':');
+  }
+
+  bool String() noexcept {
+    for (++at_;;) {
+      while (kOrdinary[static_cast<unsigned char>(*at_)]) {
+        ++at_;
+      }
+      if (*at_ == '"') {
+        ++at_;
+        return true;
+      }
+      if (*at_ == '\\' ? !Escape() : !MultiByte()) {
+        return false;
+      }
+    }
+  }
+
+  bool MultiByte() noexcept {
+    const auto lead = static_cast<unsigned char>(*at_);
+    if (lead < 0xC0 || lead >= 0xF8) {
+      return false;  // control characters and the closing NUL end up here too
+    }
+    const int trailing = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    ++at_;
+    for (int index = 0; index < trailing; ++index, ++at_) {
+      if ((*at_ & 0xC0) != 0x80) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  bool Escape() noexcept {
+    ++at_;
+    if (*at_ != 'u') {
+      const bool known = *at_ != '\0' && std::strchr("\"\\/bfnrt", *at_) != nullptr;
+      at_ += known ? 1 : 0;
+      return known;
+    }
+    unsigned high = 0;
+    unsigned low = 0;
+    if (!Quad(high) || (high & 0xFC00) == 0xDC00) {
+      return false;
+    }
+    return (high & 0xFC00) != 0xD800 || (Take('\\') && *at_ == 'u' && Quad(low) && (low & 0xFC00) == 0xDC00);
+  }
+
+  /// "u" and four hexadecimal digits.
+  bool Quad(unsigned& value) noexcept {
+    ++at_;
+    for (int digit = 0; digit < 4; ++digit, ++at_) {
+      if (!IsHexDigit(*at_)) {
+        return false;
+      }
+      const int nibble = IsDigit(*at_) ? *at_ - '0' : (*at_ | 0x20) - 'a' + 10;
+      value = value * 16 + static_cast<unsigned>(nibble);
+    }
+    return true;
+  }
+
+  bool Digits() noexcept {
+    const char* start = at_;
+    while (IsDigit(*at_)) {
+      ++at_;
+    }
+    return at_ != start;
+  }
+
+  bool Number() noexcept {
+    Take('-');
+    if (!Take('0') && !Digits()) {
+      return false;
+    }
+    if (Take('.') && !Digits()) {
+      return false;
+    }
+    if (!Take('e') && !Take('E')) {
+      return true;
+    }
+    if (!Take('+')) {
+      Take('-');
+    }
+    return Digits();
+  }
+
+  bool Literal() noexcept {
+    for (const std::string_view word : {"null", "true", "false"}) {
+      if (std::strncmp(at_, word.data(), word.size()) == 0) {
+        at_ += word.size();
+        return true;
+      }
+    }
+    return false;
+  }
+
+  static constexpr std::size_t kMaxDepth = 128;
+
+  const char* at_;
+  const char* const end_;
+  const JsonLimits& limits_;
+  std::size_t depth_ = 0;
+  std::size_t values_ = 0;
+  std::array<bool, kMaxDepth> isObject_{};
+};
+
+}  // namespace
+
+bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept {
+  return text.size() <= limits.bytes && PlainCheck(text, limits).Run();
+}
+
+}  // namespace Kelvar
