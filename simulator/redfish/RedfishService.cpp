@@ -1,0 +1,205 @@
+#include "simulator/redfish/RedfishService.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include <rapidjson/document.h>
+
+#include "simulator/redfish/ErrorPage.h"
+#include "simulator/redfish/JsonText.h"
+
+namespace Kelvar::Simulator {
+
+namespace {
+
+/// What a service tells to those who have not logged in.
+constexpr std::array<std::string_view, 4> kPublicPaths{"/redfish", "/redfish/v1", "/redfish/v1/odata",
+                                                       "/redfish/v1/$metadata"};
+
+bool IsPublic(std::string_view path) {
+  return std::find(kPublicPaths.begin(), kPublicPaths.end(), path) != kPublicPaths.end();
+}
+
+bool IsSession(std::string_view path) {
+  return path.starts_with(Sessions::path) && path.size() > Sessions::path.size();
+}
+
+/// The path without its query, decoded, and without a "/" at its end.
+std::string PathOf(const std::string& target) {
+  std::string path = PercentDecode(std::string_view(target).substr(0, target.find('?')));
+  if (path.size() > 1 && path.ends_with('/')) {
+    path.pop_back();
+  }
+  return path;
+}
+
+std::string_view QueryOf(const std::string& target) {
+  const std::size_t question = target.find('?');
+  return question == std::string::npos ? std::string_view{} : std::string_view(target).substr(question + 1);
+}
+
+std::string Hash(std::string_view text) {
+  std::uint64_t hash = 0xcbf29ce484222325;
+  for (const char c : text) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+  }
+  return std::to_string(hash);
+}
+
+void AddCommonHeaders(HttpResponse& response) {
+  SetHeader(response.headers, "Server", "kelvar-bmcsim");
+  SetHeader(response.headers, "OData-Version", "4.0");
+  SetHeader(response.headers, "Cache-Control", "no-cache");
+  SetHeader(response.headers, "X-Content-Type-Options", "nosniff");
+  if (FindHeader(response.headers, "Content-Type") == nullptr && !response.body.empty()) {
+    SetHeader(response.headers, "Content-Type", "application/json; charset=utf-8");
+  }
+  if (response.status == 401) {
+    SetHeader(response.headers, "WWW-Authenticate", "Basic realm=\"Redfish\", charset=\"UTF-8\"");
+  }
+  response.compressible = true;
+}
+
+HttpServer::Options ServerOptions(bool tls, FaultTable& faults) {
+  return {tls, [&faults](std::string_view stage) { return faults.Strike({}, stage); }};
+}
+
+}  // namespace
+
+RedfishService::RedfishService(const Machine& machine, const RedfishOptions& options)
+    : machine_(machine),
+      settings_(ReadSettings(machine.folder / "redfish" / "service.json")),
+      tree_(machine.folder / "redfish", Facts::Load(machine.folder / "machine.json")),
+      server_(ServerOptions(options.tls, faults_), [this](const HttpRequest& request) { return Respond(request); }) {
+  for (const std::string& fault : options.faults) {
+    faults_.Add(fault);
+  }
+  faults_.AddFile(machine.folder / "redfish" / "faults.json");
+  if (const auto count = options.logEntries ? options.logEntries : settings_.logEntries) {
+    tree_.Grow("LogEntryCollection", *count);
+  }
+  if (const auto count = options.sensors ? options.sensors : settings_.sensors) {
+    tree_.Grow("SensorCollection", *count);
+  }
+}
+
+unsigned short RedfishService::Start(unsigned short port) {
+  return server_.Start(port);
+}
+
+std::vector<std::string> RedfishService::Targets() const {
+  const std::lock_guard lock(mutex_);
+  return targets_;
+}
+
+HttpResponse RedfishService::Respond(const HttpRequest& request) {
+  {
+    const std::lock_guard lock(mutex_);
+    targets_.push_back(request.target);
+  }
+  HttpResponse response = Dispatch(request, PathOf(request.target));
+  AddCommonHeaders(response);
+  response.fault = faults_.Strike(request.method, request.target);
+  return response;
+}
+
+HttpResponse RedfishService::Dispatch(const HttpRequest& request, const std::string& path) {
+  if (request.method == "POST" && path == Sessions::path) {
+    return OpenSession(request);
+  }
+  if (auto refusal = RefuseStranger(request, path)) {
+    return std::move(*refusal);
+  }
+  if (request.method == "GET" || request.method == "HEAD") {
+    return ServePage(request, path);
+  }
+  if (request.method == "DELETE" && sessions_.Close(path)) {
+    HttpResponse closed;
+    closed.status = 204;
+    return closed;
+  }
+  if (!FindPage(path)) {
+    return ErrorPage(RedfishError::ResourceMissing, path);
+  }
+  HttpResponse refusal = ErrorPage(RedfishError::MethodNotAllowed, path);
+  SetHeader(refusal.headers, "Allow", path == Sessions::path ? "GET, HEAD, POST" : "GET, HEAD");
+  return refusal;
+}
+
+HttpResponse RedfishService::ServePage(const HttpRequest& request, const std::string& path) {
+  auto page = FindPage(path);
+  if (!page) {
+    return ErrorPage(RedfishError::ResourceMissing, path);
+  }
+  HttpResponse response;
+  SetHeader(response.headers, "Allow", IsSession(path) ? "GET, HEAD, DELETE" : "GET, HEAD");
+  if (page->starts_with("<?xml")) {
+    SetHeader(response.headers, "Content-Type", "application/xml; charset=utf-8");
+    response.body = std::move(*page);
+    return response;
+  }
+  std::optional<HttpResponse> refusal;
+  const RedfishQuery query = ParseQuery(QueryOf(request.target), settings_.expand, refusal);
+  if (refusal) {
+    return std::move(*refusal);
+  }
+  const auto pageSize = settings_.pageSize.find(path);
+  response.body = CutPage(std::move(*page), path, query,
+                          pageSize == settings_.pageSize.end() ? std::nullopt : std::optional(pageSize->second));
+  if (query.expand) {
+    response.body =
+        Expand(response.body, *query.expand, [this](std::string_view reference) { return FindPage(reference); });
+  }
+  const std::string tag = "W/\"" + Hash(response.body) + '"';
+  SetHeader(response.headers, "ETag", tag);
+  const std::string* known = FindHeader(request.headers, "If-None-Match");
+  if (known != nullptr && *known == tag) {
+    response.status = 304;
+    response.body.clear();
+  }
+  return response;
+}
+
+HttpResponse RedfishService::OpenSession(const HttpRequest& request) {
+  rapidjson::Document login;
+  login.Parse<rapidjson::kParseIterativeFlag>(request.body.c_str());
+  const auto text = [&login](const char* key) {
+    const bool there = login.IsObject() && login.HasMember(key) && login[key].IsString();
+    return there ? std::string(login[key].GetString()) : std::string();
+  };
+  if (login.HasParseError()) {
+    return ErrorPage(RedfishError::MalformedJson);
+  }
+  if (!machine_.Accepts(text("UserName"), text("Password"))) {
+    return ErrorPage(RedfishError::WrongCredentials, Sessions::path);
+  }
+  Sessions::Opened session = sessions_.Open(text("UserName"));
+  HttpResponse response;
+  response.status = 201;
+  response.headers = {{"Location", session.path}, {"X-Auth-Token", session.token}};
+  response.body = std::move(session.page);
+  return response;
+}
+
+std::optional<std::string> RedfishService::FindPage(std::string_view path) const {
+  auto session = path.starts_with(Sessions::path) ? sessions_.Find(path) : std::nullopt;
+  return session ? std::move(session) : tree_.Find(path);
+}
+
+std::optional<HttpResponse> RedfishService::RefuseStranger(const HttpRequest& request, const std::string& path) const {
+  if (IsPublic(path)) {
+    return std::nullopt;
+  }
+  const std::string* token = FindHeader(request.headers, "X-Auth-Token");
+  if (token != nullptr && sessions_.Knows(*token)) {
+    return std::nullopt;
+  }
+  const auto login = BasicCredentials(request);
+  if (login && machine_.Accepts(login->user, login->password)) {
+    return std::nullopt;
+  }
+  return ErrorPage(login ? RedfishError::WrongCredentials : RedfishError::NoValidSession, path);
+}
+
+}  // namespace Kelvar::Simulator

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simulator/http/Fault.h"
+#include "simulator/http/HttpServer.h"
+#include "simulator/machine/Machine.h"
+#include "simulator/redfish/ResourceTree.h"
+#include "simulator/redfish/ServiceSettings.h"
+#include "simulator/redfish/Sessions.h"
+
+namespace Kelvar::Simulator {
+
+struct RedfishOptions {
+  /// In place of the machine's own.
+  std::optional<std::size_t> logEntries;
+  std::optional<std::size_t> sensors;
+  /// Faults as FaultTable::Add takes them; they strike before those of redfish/faults.json.
+  std::vector<std::string> faults;
+  bool tls = true;
+};
+
+/// The Redfish service of a machine: what stands in its folder "redfish", served read-only, with basic authentication
+/// and sessions for its accounts.
+class RedfishService : public Service {
+ public:
+  /// Throws std::runtime_error or std::invalid_argument with a text for people when the machine's data or an option is
+  /// wrong.
+  explicit RedfishService(const Machine& machine, const RedfishOptions& options = {});
+
+  unsigned short Start(unsigned short port) override;
+
+  /// The targets asked for so far, in order.
+  std::vector<std::string> Targets() const;
+  const HttpServer& Server() const { return server_; }
+  const ResourceTree& Tree() const { return tree_; }
+
+ private:
+  HttpResponse Respond(const HttpRequest& request);
+  HttpResponse Dispatch(const HttpRequest& request, const std::string& path);
+  HttpResponse ServePage(const HttpRequest& request, const std::string& path);
+  HttpResponse OpenSession(const HttpRequest& request);
+  std::optional<std::string> FindPage(std::string_view path) const;
+  std::optional<HttpResponse> RefuseStranger(const HttpRequest& request, const std::string& path) const;
+
+  const Machine machine_;
+  ServiceSettings settings_;
+  ResourceTree tree_;
+  FaultTable faults_;
+  Sessions sessions_;
+  mutable std::mutex mutex_;
+  std::vector<std::string> targets_;
+  // Last, so that its threads end first.
+  HttpServer server_;
+};
+
+}  // namespace Kelvar::Simulator

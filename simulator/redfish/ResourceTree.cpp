@@ -1,0 +1,155 @@
+#include "simulator/redfish/ResourceTree.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <vector>
+
+#include "simulator/redfish/JsonText.h"
+
+namespace Kelvar::Simulator {
+
+namespace {
+
+std::string ReadFile(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) {
+    throw std::runtime_error("cannot read " + file.string());
+  }
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// Numbers by their value, all else by bytes.
+bool NaturalOrder(const std::string& one, const std::string& other) {
+  const auto isNumber = [](const std::string& text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+  };
+  if (isNumber(one) && isNumber(other) && one.size() != other.size()) {
+    return one.size() < other.size();
+  }
+  return one < other;
+}
+
+std::string References(const std::vector<std::string>& paths) {
+  std::string references = "[";
+  for (const std::string& path : paths) {
+    references += references.size() > 1 ? ", " : "";
+    references += "{\"@odata.id\": " + JsonText::Quote(path) + '}';
+  }
+  return references + ']';
+}
+
+std::string_view TypeOf(std::string_view page) {
+  return JsonText::Member(page, "@odata.type").value_or("");
+}
+
+}  // namespace
+
+ResourceTree::ResourceTree(const std::filesystem::path& folder, const Facts& facts) {
+  if (!std::filesystem::exists(folder / "v1" / "index.json")) {
+    throw std::runtime_error(folder.string() + ": no service root v1/index.json");
+  }
+  ReadFolder(folder, facts);
+  for (auto& [path, page] : pages_) {
+    FillInMembers(path, page);
+  }
+  const auto files = pages_;
+  for (const auto& [path, page] : files) {
+    AddMembers(path, JsonText::Member(page, "Members").value_or(""));
+  }
+}
+
+void ResourceTree::ReadFolder(const std::filesystem::path& folder, const Facts& facts) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    const auto path =
+        '/' + std::filesystem::relative(entry.path().parent_path(), folder.parent_path()).generic_string();
+    if (entry.path().stem() == "index") {
+      pages_[path] = facts.Expand(ReadFile(entry.path()));
+    } else if (entry.path().filename() == "members.json") {
+      AddMembers(path, facts.Expand(ReadFile(entry.path())));
+    }
+  }
+}
+
+void ResourceTree::FillInMembers(const std::string& path, std::string& page) const {
+  const auto members = JsonText::Member(page, "Members");
+  if (members != "\"@all\"") {
+    return;
+  }
+  std::vector<std::string> names;
+  for (auto next = pages_.lower_bound(path + '/'); next != pages_.end() && next->first.starts_with(path + '/');
+       ++next) {
+    const std::string name = next->first.substr(path.size() + 1);
+    if (name.find('/') == std::string::npos) {
+      names.push_back(name);
+    }
+  }
+  std::sort(names.begin(), names.end(), NaturalOrder);
+  std::transform(names.begin(), names.end(), names.begin(), [&](const std::string& name) { return path + '/' + name; });
+  page = JsonText::Replace(page, *members,
+                           References(names) + ",\n  \"Members@odata.count\": " + std::to_string(names.size()));
+}
+
+void ResourceTree::AddMembers(const std::string& path, std::string_view members) {
+  for (const std::string_view member : JsonText::Elements(members)) {
+    const auto id = JsonText::String(JsonText::Member(member, "@odata.id").value_or(""));
+    if (id && id->starts_with(path + '/') && !JsonText::Reference(member, 0)) {
+      pages_.emplace(*id, member);
+    }
+  }
+}
+
+void ResourceTree::Grow(std::string_view kind, std::size_t count) {
+  for (const auto& [path, page] : pages_) {
+    const auto members = JsonText::Member(page, "Members");
+    if (!members || TypeOf(page).find(kind) == std::string_view::npos) {
+      continue;
+    }
+    bool inlined = false;
+    std::vector<std::string> own;
+    for (const std::string_view member : JsonText::Elements(*members)) {
+      const auto reference = JsonText::Reference(member, 0);
+      inlined = inlined || !reference;
+      own.push_back(reference ? Find(*reference).value_or("") : std::string(member));
+    }
+    grown_.insert_or_assign(path, Grown{GrownCollection(path, own, count), inlined});
+  }
+}
+
+std::string ResourceTree::GrownPage(const std::string& path, const Grown& grown) const {
+  std::string members = "[";
+  for (std::size_t i = 0; i < grown.members.Size(); ++i) {
+    members += i > 0 ? ",\n    " : "\n    ";
+    members +=
+        grown.inlined ? grown.members.Page(i) : "{\"@odata.id\": " + JsonText::Quote(grown.members.Path(i)) + '}';
+  }
+  members += ']';
+  std::string page = pages_.at(path);
+  if (const auto count = JsonText::Member(page, "Members@odata.count")) {
+    page = JsonText::Replace(page, *count, std::to_string(grown.members.Size()));
+  }
+  return JsonText::Replace(page, *JsonText::Member(page, "Members"), members);
+}
+
+std::optional<std::string> ResourceTree::Find(std::string_view path) const {
+  if (const auto grown = grown_.find(path); grown != grown_.end()) {
+    const std::lock_guard lock(mutex_);
+    const auto made = grownPages_.find(path);
+    return made != grownPages_.end() ? made->second
+                                     : grownPages_.emplace(path, GrownPage(grown->first, grown->second)).first->second;
+  }
+  if (const auto grown = grown_.find(path.substr(0, path.rfind('/'))); grown != grown_.end()) {
+    return grown->second.members.Find(path);
+  }
+  const auto page = pages_.find(path);
+  return page == pages_.end() ? std::nullopt : std::optional(page->second);
+}
+
+void ResourceTree::ForEach(const std::function<void(const std::string&, const std::string&)>& visit) const {
+  for (const auto& [path, page] : pages_) {
+    visit(path, page);
+  }
+}
+
+}  // namespace Kelvar::Simulator

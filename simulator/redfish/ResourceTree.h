@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "simulator/machine/Facts.h"
+#include "simulator/redfish/GrownCollection.h"
+
+namespace Kelvar::Simulator {
+
+/// The pages of a machine: the folder mirrors the paths, so that redfish/v1/Systems/index.json is the page of
+/// /redfish/v1/Systems. Pages are served byte for byte, with the machine's facts in place of ${...}. Of a collection,
+///
+/// - members may stand in a list, members.json beside index.json, each with its "@odata.id", instead of in folders;
+/// - "Members": "@all" becomes references to those and to the folders, in natural order, with their count;
+/// - members that stand in the page as whole objects are pages of their own too.
+///
+/// Safe to read from any thread.
+class ResourceTree {
+ public:
+  /// Reads the folder "redfish" of a machine. Throws std::runtime_error when it has no service root, or a page names a
+  /// fact that there is not.
+  ResourceTree(const std::filesystem::path& folder, const Facts& facts);
+
+  /// Gives every collection whose "@odata.type" holds `kind` that many members. To be called before serving begins.
+  void Grow(std::string_view kind, std::size_t count);
+
+  /// The page of a path, or nothing.
+  std::optional<std::string> Find(std::string_view path) const;
+
+  /// Calls for every page of the files.
+  void ForEach(const std::function<void(const std::string& path, const std::string& page)>& visit) const;
+
+ private:
+  struct Grown {
+    GrownCollection members;
+    bool inlined;
+  };
+
+  void ReadFolder(const std::filesystem::path& folder, const Facts& facts);
+  void FillInMembers(const std::string& path, std::string& page) const;
+  void AddMembers(const std::string& path, std::string_view members);
+  std::string GrownPage(const std::string& path, const Grown& grown) const;
+
+  std::map<std::string, std::string, std::less<>> pages_;
+  std::map<std::string, Grown, std::less<>> grown_;
+  mutable std::mutex mutex_;
+  mutable std::map<std::string, std::string, std::less<>> grownPages_;
+};
+
+}  // namespace Kelvar::Simulator

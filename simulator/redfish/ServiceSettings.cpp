@@ -1,0 +1,74 @@
+#include "simulator/redfish/ServiceSettings.h"
+
+#include <fstream>
+#include <stdexcept>
+
+#include <rapidjson/document.h>
+#include <rapidjson/istreamwrapper.h>
+
+namespace Kelvar::Simulator {
+
+namespace {
+
+ExpandSupport SupportOf(const rapidjson::Value& value) {
+  const std::string word = value.IsString() ? value.GetString() : "";
+  if (word == "supported") {
+    return ExpandSupport::Supported;
+  }
+  if (word == "refused") {
+    return ExpandSupport::Refused;
+  }
+  if (word == "ignored") {
+    return ExpandSupport::Ignored;
+  }
+  throw std::runtime_error("\"expand\" is \"supported\", \"refused\" or \"ignored\"");
+}
+
+std::size_t CountOf(const rapidjson::Value& value) {
+  if (!value.IsUint()) {
+    throw std::runtime_error("a count that is no number");
+  }
+  return value.GetUint();
+}
+
+void ReadKey(const std::string& key, const rapidjson::Value& value, ServiceSettings& settings) {
+  if (key == "expand") {
+    settings.expand = SupportOf(value);
+  } else if (key == "pageSize" && value.IsObject()) {
+    for (const auto& page : value.GetObject()) {
+      settings.pageSize[page.name.GetString()] = CountOf(page.value);
+    }
+  } else if (key == "logEntries") {
+    settings.logEntries = CountOf(value);
+  } else if (key == "sensors") {
+    settings.sensors = CountOf(value);
+  } else {
+    throw std::runtime_error("unknown or wrong: \"" + key + '"');
+  }
+}
+
+}  // namespace
+
+ServiceSettings ReadSettings(const std::filesystem::path& file) {
+  ServiceSettings settings;
+  if (!std::filesystem::exists(file)) {
+    return settings;
+  }
+  std::ifstream stream(file);
+  rapidjson::IStreamWrapper wrapper(stream);
+  rapidjson::Document document;
+  document.ParseStream<rapidjson::kParseIterativeFlag>(wrapper);
+  if (document.HasParseError() || !document.IsObject()) {
+    throw std::runtime_error(file.string() + ": no JSON object");
+  }
+  for (const auto& member : document.GetObject()) {
+    try {
+      ReadKey(member.name.GetString(), member.value, settings);
+    } catch (const std::runtime_error& error) {
+      throw std::runtime_error(file.string() + ": " + error.what());
+    }
+  }
+  return settings;
+}
+
+}  // namespace Kelvar::Simulator
