@@ -6,6 +6,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@
 #include "simulator/ipmi/IpmiService.h"
 #include "simulator/machine/Machine.h"
 #include "simulator/machine/Places.h"
+#include "simulator/redfish/RedfishService.h"
 
 namespace {
 
@@ -34,6 +36,7 @@ struct Protocol {
 
 constexpr Protocol protocols[] = {
     {"ipmi", "UDP port of IPMI", MakeIpmiService},
+    {"redfish", "TCP port of Redfish over HTTPS", MakeRedfishService},
 };
 
 struct Options {
@@ -41,6 +44,8 @@ struct Options {
   std::string library;
   std::vector<std::string> faults;
   std::vector<std::string> serve;
+  std::optional<std::size_t> logEntries;
+  std::optional<std::size_t> sensors;
   std::map<std::string, unsigned short> ports;
   bool untilEof = false;
 };
@@ -57,12 +62,16 @@ void Declare(CLI::App& app, Options& options) {
   app.add_option("--machines", options.library, "Folder in which machines are looked up by name");
   app.add_option("--serve", options.serve, "Serve these protocols alone")->delimiter(',')->check(CLI::IsMember(names));
   app.add_option("--fault", options.faults, "Switch a fault of the machine's data on: PROTOCOL:NAME");
+  app.add_option("--log-entries", options.logEntries, "Make each log this long");
+  app.add_option("--sensors", options.sensors, "Make each list of sensors this long");
   app.add_flag("--until-eof", options.untilEof, "End when standard input ends");
 }
 
 Machine LoadWithFaults(const Options& options) {
   Machine machine = LoadMachine(options.machine, MachineLibrary(options.library));
   machine.faults = options.faults;
+  machine.logEntries = options.logEntries;
+  machine.sensors = options.sensors;
   for (const std::string& fault : machine.faults) {
     bool known = false;
     for (const Protocol& protocol : protocols) {

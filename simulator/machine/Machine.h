@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,9 @@ struct Machine {
   std::string description;
   std::vector<Account> accounts;
   std::vector<std::string> faults;  ///< switched on for this run
+  /// How many entries each log, and sensors each list has in this run, when not those of the machine's data.
+  std::optional<std::size_t> logEntries;
+  std::optional<std::size_t> sensors;
 
   /// The names of the faults of one protocol, without its prefix.
   std::vector<std::string> FaultsOf(const std::string& protocol) const;

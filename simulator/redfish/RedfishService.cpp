@@ -61,25 +61,25 @@ void AddCommonHeaders(HttpResponse& response) {
   response.compressible = true;
 }
 
-HttpServer::Options ServerOptions(bool tls, FaultTable& faults) {
-  return {tls, [&faults](std::string_view stage) { return faults.Strike({}, stage); }};
+HttpServer::Options ServerOptions(FaultTable& faults) {
+  return {true, [&faults](std::string_view stage) { return faults.Strike({}, stage); }};
 }
 
 }  // namespace
 
-RedfishService::RedfishService(const Machine& machine, const RedfishOptions& options)
+RedfishService::RedfishService(const Machine& machine)
     : machine_(machine),
       settings_(ReadSettings(machine.folder / "redfish" / "service.json")),
       tree_(machine.folder / "redfish", Facts::Load(machine.folder / "machine.json")),
-      server_(ServerOptions(options.tls, faults_), [this](const HttpRequest& request) { return Respond(request); }) {
-  for (const std::string& fault : options.faults) {
+      server_(ServerOptions(faults_), [this](const HttpRequest& request) { return Respond(request); }) {
+  for (const std::string& fault : machine.FaultsOf("redfish")) {
     faults_.Add(fault);
   }
   faults_.AddFile(machine.folder / "redfish" / "faults.json");
-  if (const auto count = options.logEntries ? options.logEntries : settings_.logEntries) {
+  if (const auto count = machine.logEntries ? machine.logEntries : settings_.logEntries) {
     tree_.Grow("LogEntryCollection", *count);
   }
-  if (const auto count = options.sensors ? options.sensors : settings_.sensors) {
+  if (const auto count = machine.sensors ? machine.sensors : settings_.sensors) {
     tree_.Grow("SensorCollection", *count);
   }
 }
@@ -200,6 +200,10 @@ std::optional<HttpResponse> RedfishService::RefuseStranger(const HttpRequest& re
     return std::nullopt;
   }
   return ErrorPage(login ? RedfishError::WrongCredentials : RedfishError::NoValidSession, path);
+}
+
+std::unique_ptr<Service> MakeRedfishService(const Machine& machine) {
+  return std::make_unique<RedfishService>(machine);
 }
 
 }  // namespace Kelvar::Simulator

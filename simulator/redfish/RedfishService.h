@@ -15,22 +15,14 @@
 
 namespace Kelvar::Simulator {
 
-struct RedfishOptions {
-  /// In place of the machine's own.
-  std::optional<std::size_t> logEntries;
-  std::optional<std::size_t> sensors;
-  /// Faults as FaultTable::Add takes them; they strike before those of redfish/faults.json.
-  std::vector<std::string> faults;
-  bool tls = true;
-};
-
 /// The Redfish service of a machine: what stands in its folder "redfish", served read-only, with basic authentication
 /// and sessions for its accounts.
 class RedfishService : public Service {
  public:
-  /// Throws std::runtime_error or std::invalid_argument with a text for people when the machine's data or an option is
-  /// wrong.
-  explicit RedfishService(const Machine& machine, const RedfishOptions& options = {});
+  /// The machine's faults of protocol "redfish" are faults as FaultTable::Add takes them; they strike before those of
+  /// redfish/faults.json. Throws std::runtime_error or std::invalid_argument with a text for people when the machine's
+  /// data are wrong.
+  explicit RedfishService(const Machine& machine);
 
   unsigned short Start(unsigned short port) override;
 
@@ -57,5 +49,7 @@ class RedfishService : public Service {
   // Last, so that its threads end first.
   HttpServer server_;
 };
+
+std::unique_ptr<Service> MakeRedfishService(const Machine& machine);
 
 }  // namespace Kelvar::Simulator

@@ -1,10 +1,8 @@
 #include "simulator/redfish/ServiceSettings.h"
 
-#include <fstream>
 #include <stdexcept>
 
-#include <rapidjson/document.h>
-#include <rapidjson/istreamwrapper.h>
+#include "simulator/machine/JsonFile.h"
 
 namespace Kelvar::Simulator {
 
@@ -54,13 +52,7 @@ ServiceSettings ReadSettings(const std::filesystem::path& file) {
   if (!std::filesystem::exists(file)) {
     return settings;
   }
-  std::ifstream stream(file);
-  rapidjson::IStreamWrapper wrapper(stream);
-  rapidjson::Document document;
-  document.ParseStream<rapidjson::kParseIterativeFlag>(wrapper);
-  if (document.HasParseError() || !document.IsObject()) {
-    throw std::runtime_error(file.string() + ": no JSON object");
-  }
+  const rapidjson::Document document = Json::ReadObject(file);
   for (const auto& member : document.GetObject()) {
     try {
       ReadKey(member.name.GetString(), member.value, settings);

@@ -1,0 +1,168 @@
+#include "simulator/redfish/RedfishService.h"
+
+#include <gtest/gtest.h>
+
+#include "RedfishFixture.h"
+
+namespace Kelvar::Simulator {
+namespace {
+
+using Test::CurlFetch;
+using Test::Fetched;
+using Test::RedfishFixture;
+
+constexpr const char* kSystem = "/redfish/v1/Systems/Self";
+constexpr const char* kSensors = "/redfish/v1/Chassis/1/Sensors";
+constexpr const char* kEntries = "/redfish/v1/Systems/Self/LogServices/StandardLog/Entries";
+constexpr const char* kSessions = "/redfish/v1/SessionService/Sessions";
+
+std::string Code(const Fetched& fetched) {
+  rapidjson::Document document;
+  document.Parse(fetched.body.c_str());
+  const bool isError = document.IsObject() && document.HasMember("error") && document["error"].IsObject();
+  return isError ? document["error"]["code"].GetString() : fetched.body;
+}
+
+TEST(RedfishService, TellsItsRootToStrangersAndNothingElse) {
+  RedfishFixture redfish("full");
+  for (const char* path : {"/redfish", "/redfish/", "/redfish/v1", "/redfish/v1/", "/redfish/v1/odata",
+                           "/redfish/v1/$metadata", "/redfish/v1/%24metadata"}) {
+    EXPECT_EQ(redfish.GetAsStranger(path).status, 200) << path;
+  }
+  Fetched refused = redfish.GetAsStranger(kSystem);
+  EXPECT_EQ(refused.status, 401);
+  EXPECT_EQ(refused.headers["www-authenticate"].substr(0, 6), "Basic ");
+  EXPECT_EQ(Code(refused), "Base.1.15.0.NoValidSession");
+  CurlFetch::Settings wrong;
+  wrong.user = redfish.Machine().accounts.at(0).user;
+  wrong.password = "wrong";
+  EXPECT_EQ(Code(redfish.GetAsStranger(kSystem, wrong)), "Base.1.15.0.ResourceAtUriUnauthorized");
+  EXPECT_EQ(redfish.Get(kSystem).status, 200);
+}
+
+TEST(RedfishService, AnswersAsHttpWantsIt) {
+  RedfishFixture redfish("full");
+  Fetched page = redfish.Get(kSystem);
+  EXPECT_EQ(page.headers["odata-version"], "4.0");
+  EXPECT_EQ(page.headers["content-type"], "application/json; charset=utf-8");
+  EXPECT_EQ(page.headers["allow"], "GET, HEAD");
+  EXPECT_EQ(redfish.GetAsStranger("/redfish/v1/$metadata").headers["content-type"], "application/xml; charset=utf-8");
+  EXPECT_EQ(redfish.Get("/redfish/v1/%53ystems/Self/?unknown=1").body, page.body);
+
+  CurlFetch::Settings known;
+  known.headers = {"If-None-Match: " + page.headers["etag"]};
+  EXPECT_EQ(redfish.Get(kSystem, known).status, 304);
+  EXPECT_EQ(redfish.Get("/redfish/v1/Chassis/1", known).status, 200);
+
+  CurlFetch::Settings head;
+  head.method = "HEAD";
+  EXPECT_EQ(redfish.Get(kSystem, head).headers["content-length"], std::to_string(page.body.size()));
+  CurlFetch::Settings gzip;
+  gzip.acceptEncoding = "gzip";
+  Fetched compressed = redfish.Get(kSystem, gzip);
+  EXPECT_EQ(compressed.headers["content-encoding"], "gzip");
+  EXPECT_EQ(compressed.body, page.body);
+
+  Fetched missing = redfish.Get("/redfish/v1/Systems/2");
+  EXPECT_EQ(missing.status, 404);
+  EXPECT_EQ(Code(missing), "Base.1.15.0.ResourceMissingAtURI");
+  CurlFetch::Settings patch;
+  patch.method = "PATCH";
+  Fetched notAllowed = redfish.Get(kSystem, patch);
+  EXPECT_EQ(notAllowed.status, 405);
+  EXPECT_EQ(Code(notAllowed), "Base.1.15.0.OperationNotAllowed");
+  EXPECT_EQ(redfish.Service().Server().Counted().connections, 1U);
+}
+
+TEST(RedfishService, ExpandsWhatIsAskedFor) {
+  RedfishFixture redfish("full");
+  const auto plain = redfish.Json(kSensors);
+  EXPECT_EQ(plain["Members"][0].MemberCount(), 1U);
+  for (const char* query : {"?$expand=.($levels=1)", "?$expand=*", "?$expand=.", "?%24expand=.(%24levels%3D1)"}) {
+    const auto expanded = redfish.Json(std::string(kSensors) + query);
+    ASSERT_TRUE(expanded.IsObject()) << query;
+    ASSERT_EQ(expanded["Members"].Size(), plain["Members"].Size()) << query;
+    EXPECT_STREQ(expanded["Members"][1]["Name"].GetString(), "CPU 1 Temp") << query;
+    EXPECT_EQ(expanded["Members"][1]["RelatedItem"][0].MemberCount(), 1U) << query;
+  }
+  const auto links = redfish.Json(std::string(kSystem) + "?$expand=~");
+  EXPECT_STREQ(links["Links"]["Chassis"][0]["Id"].GetString(), "1");
+  EXPECT_EQ(links["Memory"].MemberCount(), 1U);
+  const auto deep = redfish.Json(std::string(kSystem) + "?$expand=.($levels=2)");
+  EXPECT_STREQ(deep["Memory"]["Members"][0]["Name"].GetString(), "DIMM 1");
+  EXPECT_EQ(deep["Links"]["Chassis"][0].MemberCount(), 1U);
+
+  EXPECT_EQ(Code(redfish.Get(std::string(kSystem) + "?$expand=.($levels=9)")),
+            "Base.1.15.0.QueryParameterValueFormatError");
+  EXPECT_EQ(redfish.Get(std::string(kSystem) + "?$filter=x").status, 501);
+}
+
+TEST(RedfishService, CutsCollections) {
+  RedfishFixture redfish("full");
+  const auto cut = redfish.Json(std::string(kSensors) + "?$skip=17&$top=1&$expand=.");
+  ASSERT_EQ(cut["Members"].Size(), 1U);
+  EXPECT_STREQ(cut["Members"][0]["Name"].GetString(), "CPU Utilisation");
+  EXPECT_EQ(cut["Members@odata.count"].GetInt(), 19);
+  EXPECT_EQ(redfish.Json(std::string(kSensors) + "?$skip=100")["Members"].Size(), 0U);
+}
+
+TEST(RedfishService, GrowsLogsAndSensors) {
+  RedfishFixture redfish("full", {}, 10'000, 2'000);
+  const auto entries = redfish.Json(kEntries);
+  ASSERT_EQ(entries["Members"].Size(), 10'000U);
+  EXPECT_EQ(entries["Members@odata.count"].GetInt(), 10'000);
+  const auto& last = entries["Members"][9'999];
+  EXPECT_STREQ(last["Id"].GetString(), "10000");
+  EXPECT_STREQ(last["Oem"]["Tavrik"]["EventSequenceNumber"].GetString(), "10000");
+  EXPECT_STREQ(last["Created"].GetString(), "2026-03-18T09:09:00Z");
+  EXPECT_EQ(redfish.Json(last["@odata.id"].GetString()), last);
+
+  for (const char* path : {kSensors, "/redfish/v1/Chassis/1/Oem/Tavrik/Sensors"}) {
+    const auto sensors = redfish.Json(std::string(path) + "?$expand=.($levels=1)");
+    ASSERT_EQ(sensors["Members"].Size(), 2'000U);
+    const auto& sensor = sensors["Members"][1'999];
+    EXPECT_STREQ(sensor["Id"].GetString(), "2000");
+    EXPECT_EQ(redfish.Json(sensor["@odata.id"].GetString()), sensor);
+  }
+  EXPECT_EQ(redfish.Get(std::string(kSensors) + "/2001").status, 404);
+  EXPECT_EQ(redfish.Get(std::string(kSensors) + "/20").status, 200);
+
+  RedfishFixture empty("full", {}, 0, 3);
+  EXPECT_EQ(empty.Json(kEntries)["Members"].Size(), 0U);
+  EXPECT_EQ(empty.Json(kSensors)["Members"].Size(), 3U);
+}
+
+TEST(RedfishService, OpensAndClosesSessions) {
+  RedfishFixture redfish("full");
+  CurlFetch::Settings login;
+  login.body = R"({"UserName": "admin", "Password": "wrong"})";
+  EXPECT_EQ(redfish.GetAsStranger(kSessions, login).status, 401);
+  login.body = "{";
+  EXPECT_EQ(redfish.GetAsStranger(kSessions, login).status, 400);
+  login.body = R"({"UserName": "admin", "Password": "kelvar-demo"})";
+  Fetched opened = redfish.GetAsStranger(kSessions, login);
+  ASSERT_EQ(opened.status, 201);
+  const std::string session = opened.headers["location"];
+
+  CurlFetch::Settings token;
+  token.headers = {"X-Auth-Token: " + opened.headers["x-auth-token"]};
+  EXPECT_EQ(redfish.GetAsStranger(session, token).body, opened.body);
+  EXPECT_EQ(redfish.Json(kSessions)["Members"].Size(), 1U);
+  CurlFetch::Settings close = token;
+  close.method = "DELETE";
+  EXPECT_EQ(redfish.GetAsStranger(session, close).status, 204);
+  EXPECT_EQ(redfish.GetAsStranger(kSystem, token).status, 401);
+}
+
+TEST(RedfishService, DoesWhatAFaultSays) {
+  RedfishFixture redfish("full",
+                         {"/redfish/v1/Systems times=2 status=503 header=Retry-After:5", "@tls skip=1 end=reset"});
+  EXPECT_EQ(redfish.Get("/redfish/v1/Systems").headers["retry-after"], "5");
+  EXPECT_EQ(redfish.Get("/redfish/v1/Systems").status, 503);
+  EXPECT_EQ(redfish.Get("/redfish/v1/Systems").status, 200);
+  EXPECT_NE(CurlFetch().Get(redfish.Url(kSystem)).code, CURLE_OK);
+  EXPECT_EQ(redfish.Service().Targets(), (std::vector<std::string>(3, "/redfish/v1/Systems")));
+}
+
+}  // namespace
+}  // namespace Kelvar::Simulator
