@@ -8,6 +8,7 @@
 #include <openssl/rand.h>
 
 #include "common/ipmi/IpmiClientInterface.h"
+#include "common/text/ByteReader.h"
 
 namespace Kelvar::Ipmi {
 namespace {
@@ -93,6 +94,17 @@ std::array<u8, 16> Md5(std::initializer_list<ByteView> pieces) {
 
 void FillRandom(std::span<u8> bytes) {
   Require(RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) == 1, "random numbers");
+}
+
+u32 RandomNumber() {
+  std::array<u8, 4> bytes{};
+  FillRandom(bytes);
+  const u32 number = Text::ByteReader(bytes).U32();
+  return number == 0 ? 1 : number;
+}
+
+void Wipe(std::span<u8> bytes) {
+  OPENSSL_cleanse(bytes.data(), bytes.size());
 }
 
 bool SameBytes(ByteView left, ByteView right) {

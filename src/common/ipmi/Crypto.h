@@ -62,6 +62,9 @@ class AesCbc {
 
 std::array<u8, 16> Md5(std::initializer_list<ByteView> pieces);
 void FillRandom(std::span<u8> bytes);
+/// Never 0.
+u32 RandomNumber();
+void Wipe(std::span<u8> bytes);
 /// In a time that depends on the sizes alone.
 bool SameBytes(ByteView left, ByteView right);
 

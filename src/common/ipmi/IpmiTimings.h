@@ -24,6 +24,12 @@ inline Clock::time_point After(u32 milliseconds) {
   return Clock::now() + std::chrono::milliseconds(milliseconds);
 }
 
+/// Milliseconds until `end`, rounded up; 0 when it is past.
+inline int LeftUntil(Clock::time_point end) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+  return static_cast<int>(std::clamp<long>(left, 0, 1'000'000));
+}
+
 /// The wait behind transmission number `index`, which counts from 0.
 inline std::chrono::milliseconds WaitAfter(const IpmiTimings& timings, u32 index) {
   const u64 grown = static_cast<u64>(timings.firstWaitMs) << std::min(index, 16U);

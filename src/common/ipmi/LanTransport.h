@@ -2,15 +2,13 @@
 
 #include <memory>
 
-#include "common/ipmi/CipherSuite.h"
-#include "common/ipmi/IpmiMessage.h"
+#include "common/ipmi/CommandExchange.h"
 #include "common/ipmi/IpmiTransport.h"
-#include "common/ipmi/Rakp.h"
 #include "common/ipmi/SessionOpening.h"
 
 namespace Kelvar::Ipmi {
 
-/// IPMI over LAN: finds out what the target speaks, opens a session and keeps it.
+/// IPMI over LAN: keeps one session with one target.
 class LanTransport : public IpmiTransport {
  public:
   LanTransport(std::string host, std::string user, const std::string& password, std::string port,
@@ -22,15 +20,10 @@ class LanTransport : public IpmiTransport {
   int Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override;
 
  private:
-  Opening OpenAnyAddress(Clock::time_point deadline);
-  Opening OpenHere(const Patience& patience);
-  Opening OpenPlus(const Patience& patience);
-  Opening OpenPlus(const Patience& patience, const CipherSuite& suite);
-  /// Suites to try, best first, without those that the target says it lacks.
-  std::vector<const CipherSuite*> Suites(const Patience& patience);
-  /// Raises the new session to the privilege, or to the highest below it that the target grants.
-  bool RaisePrivilege(const Patience& patience, Privilege highest);
-  Heard Command(LanSession& session, const Patience& patience, const IPMICOMMAND& command, Reply& reply);
+  Opening OpenAnyAddress(const Patience& patience);
+  Opening OpenSession(const Patience& patience);
+  /// One command in the session; where that may have been lost unnoticed, silence opens another one.
+  Heard Ask(const IPMICOMMAND& command, Reply& reply);
 
   const std::string host_;
   const std::string port_;
@@ -38,11 +31,11 @@ class LanTransport : public IpmiTransport {
   const std::size_t suiteNumber_;
   IpmiTimings timings_;
   UdpChannel channel_;
+  CommandExchange exchange_{channel_};
   std::unique_ptr<LanSession> session_;
-  bool opened_ = false;      ///< `Open` worked and `Close` was not called: a lost session may be opened again
+  bool opened_ = false;      ///< `Open` worked and `Close` was not called, whatever became of the session
   bool unanswered_ = false;  ///< the last command got no answer
   Clock::time_point lastHeard_{};
-  u8 sequence_ = 0;
 };
 
 }  // namespace Kelvar::Ipmi

@@ -20,11 +20,13 @@ bool TrailerFits(const PacketPlus& packet, Hmac& integrity, std::size_t size);
 /// Session sequence numbers seen so far: takes each once, any number ahead, and those late by less than 32.
 class SequenceWindow {
  public:
+  /// Numbers begin behind `before`.
+  explicit SequenceWindow(u32 before = 0) : newest_(before) {}
   bool Take(u32 sequence);
 
  private:
-  u32 newest_ = 0;
-  u32 seen_ = 1;  ///< bit n: newest_ - n; number 0 is never a session's
+  u32 newest_;
+  u32 seen_ = 1;  ///< bit n: newest_ - n
 };
 
 }  // namespace Kelvar::Ipmi

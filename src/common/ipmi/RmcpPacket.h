@@ -20,6 +20,7 @@ enum class PayloadType : u8 {
 enum class AuthType : u8 { None = 0, Md2 = 1, Md5 = 2, Password = 4, RmcpPlus = 6 };
 
 inline constexpr std::size_t kAuthCode15Size = 16;
+inline constexpr std::size_t kPassword15Size = 16;
 
 /// RMCP header and IPMI 1.5 session header around an IPMI message. `authCode` is there unless the type is None.
 struct Packet15 {

@@ -1,6 +1,5 @@
 #include "common/ipmi/RmcpPlusHandshake.h"
 
-#include "common/ipmi/RmcpPlusSession.h"
 #include "common/log/LogMacros.h"
 
 namespace Kelvar::Ipmi {
@@ -8,14 +7,6 @@ namespace {
 
 /// The target looks the user up by name alone, not by name and privilege.
 constexpr u8 kNameOnlyLookup = 0x10;
-
-u32 RandomSessionId() {
-  std::array<u8, 4> bytes{};
-  FillRandom(bytes);
-  const u32 id = static_cast<u32>(bytes[0]) | (static_cast<u32>(bytes[1]) << 8) | (static_cast<u32>(bytes[2]) << 16) |
-                 (static_cast<u32>(bytes[3]) << 24);
-  return id == 0 ? 1 : id;
-}
 
 }  // namespace
 
@@ -44,8 +35,9 @@ Opening RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
 }
 
 Opening RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
+  session_.reset();
   exchange_.targetId = 0;
-  exchange_.consoleId = RandomSessionId();
+  exchange_.consoleId = RandomNumber();
   FillRandom(exchange_.consoleRandom);
   Opening opening = OpenSession();
   if (opening == Opening::Opened) {
@@ -66,11 +58,8 @@ Heard RmcpPlusHandshake::Ask(PayloadType type, ByteView request, PayloadType rep
     sentTwice_ = sentTwice_ || ++transmissions > 1;
   };
   const auto accept = [&](std::span<u8> datagram) {
-    const auto packet = ParsePacketPlus(datagram);
-    if (!packet || packet->type != replyType || packet->encrypted || packet->authenticated || packet->sessionId != 0) {
-      return false;
-    }
-    const auto decoded = decode(packet->payload);
+    const auto payload = Payload(datagram, replyType);
+    const auto decoded = payload ? decode(*payload) : std::nullopt;
     if (!decoded || decoded->tag != tag_ || decoded->consoleId.value_or(exchange_.consoleId) != exchange_.consoleId) {
       return false;
     }
@@ -78,6 +67,19 @@ Heard RmcpPlusHandshake::Ask(PayloadType type, ByteView request, PayloadType rep
     return true;
   };
   return channel_.Exchange(patience_, make, accept);
+}
+
+std::optional<ByteView> RmcpPlusHandshake::Payload(std::span<u8> datagram, PayloadType type) {
+  const auto packet = ParsePacketPlus(datagram);
+  if (!packet || packet->type != type) {
+    return std::nullopt;
+  }
+  // A target that had opened the session when our message came again answers inside of it.
+  if (session_ && packet->sessionId != 0) {
+    return session_->Unwrap(datagram, type);
+  }
+  const bool plain = !packet->encrypted && !packet->authenticated && packet->sessionId == 0;
+  return plain ? std::optional(packet->payload) : std::nullopt;
 }
 
 Opening RmcpPlusHandshake::OpenSession() {
@@ -125,6 +127,8 @@ Opening RmcpPlusHandshake::ExchangeRandoms() {
 }
 
 Opening RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {
+  const Secret key = SessionIntegrityKey(suite_, login_.Password(), exchange_);
+  session_ = std::make_unique<RmcpPlusSession>(suite_, key, exchange_.consoleId, exchange_.targetId);
   const Secret code = Rakp3Code(suite_, login_.Password(), exchange_);
   const Bytes request = EncodeRakp3(++tag_, RakpStatus::kOk, exchange_.targetId, code.View());
   RakpReply reply;
@@ -136,12 +140,11 @@ Opening RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {
     const Opening refusal = Refusal("RAKP message 4", reply.status);
     return refusal == Opening::LoginRefused && sentTwice_ ? Opening::Failed : refusal;
   }
-  const Secret key = SessionIntegrityKey(suite_, login_.Password(), exchange_);
   if (!SameBytes(Rakp4Code(suite_, key, exchange_).First(suite_.integritySize), reply.code)) {
     KELVAR_LOG(2) << "IPMI: the target's session key is another one; does it have a key of its own (K_G)?";
     return sentTwice_ ? Opening::Failed : Opening::LoginRefused;
   }
-  session = std::make_unique<RmcpPlusSession>(suite_, key, exchange_.consoleId, exchange_.targetId);
+  session = std::move(session_);
   return Opening::Opened;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/ipmi/Rakp.h"
+#include "common/ipmi/RmcpPlusSession.h"
 #include "common/ipmi/SessionOpening.h"
 
 namespace Kelvar::Ipmi {
@@ -23,6 +24,7 @@ class RmcpPlusHandshake {
   /// Exchanges one payload. `decode` gives nothing for what is no such reply.
   template <typename T>
   Heard Ask(PayloadType type, ByteView request, PayloadType replyType, std::optional<T> (*decode)(ByteView), T& reply);
+  std::optional<ByteView> Payload(std::span<u8> datagram, PayloadType type);
 
   UdpChannel& channel_;
   const Patience patience_;
@@ -30,6 +32,7 @@ class RmcpPlusHandshake {
   const CipherSuite& suite_;
   const Privilege privilege_;
   RakpExchange exchange_;
+  std::unique_ptr<RmcpPlusSession> session_;  ///< from RAKP message 3 on
   u8 tag_ = 0;
   bool sentTwice_ = false;
 };

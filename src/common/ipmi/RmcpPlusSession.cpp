@@ -25,9 +25,9 @@ void RmcpPlusSession::Wrap(Bytes& packet, ByteView message) {
   AppendTrailer(packet, integrity_, integritySize_);
 }
 
-std::optional<ByteView> RmcpPlusSession::Unwrap(std::span<u8> packet) {
+std::optional<ByteView> RmcpPlusSession::Unwrap(std::span<u8> packet, PayloadType type) {
   const auto fields = ParsePacketPlus(packet);
-  if (!fields || fields->type != PayloadType::Ipmi || !fields->encrypted || !fields->authenticated ||
+  if (!fields || fields->type != type || !fields->encrypted || !fields->authenticated ||
       fields->sessionId != consoleId_ || !TrailerFits(*fields, integrity_, integritySize_) ||
       !window_.Take(fields->sequence)) {
     return std::nullopt;

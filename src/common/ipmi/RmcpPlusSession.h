@@ -12,7 +12,9 @@ class RmcpPlusSession : public LanSession {
   RmcpPlusSession(const CipherSuite& suite, const Secret& sessionKey, u32 consoleId, u32 targetId);
 
   void Wrap(Bytes& packet, ByteView message) override;
-  std::optional<ByteView> Unwrap(std::span<u8> packet) override;
+  std::optional<ByteView> Unwrap(std::span<u8> packet) override { return Unwrap(packet, PayloadType::Ipmi); }
+  /// The payload of that type.
+  std::optional<ByteView> Unwrap(std::span<u8> packet, PayloadType type);
   u32 TargetId() const override { return targetId_; }
 
  private:

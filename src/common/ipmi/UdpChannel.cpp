@@ -103,13 +103,9 @@ Heard UdpChannel::Listen(Clock::time_point until, bool stopWhenNoServer,
 }
 
 bool UdpChannel::WaitReadable(Clock::time_point until) const {
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
-    if (left <= 0) {
-      return false;
-    }
+  for (int left = LeftUntil(until); left > 0; left = LeftUntil(until)) {
     pollfd entry{socket_, POLLIN, 0};
-    const int ready = poll(&entry, 1, static_cast<int>(left));
+    const int ready = poll(&entry, 1, left);
     if (ready > 0) {
       return true;
     }
@@ -117,6 +113,7 @@ bool UdpChannel::WaitReadable(Clock::time_point until) const {
       return false;
     }
   }
+  return false;
 }
 
 }  // namespace Kelvar::Ipmi

@@ -1,0 +1,157 @@
+#include "common/ipmi/LanOpening.h"
+
+#include <algorithm>
+
+#include "common/ipmi/Ipmi15Handshake.h"
+#include "common/ipmi/RmcpPlusHandshake.h"
+#include "common/log/LogMacros.h"
+#include "common/text/ByteReader.h"
+
+namespace Kelvar::Ipmi {
+namespace {
+
+constexpr u8 kGetAuthCapabilities = 0x38;
+constexpr u8 kSetSessionPrivilege = 0x3B;
+constexpr u8 kGetCipherSuites = 0x54;
+constexpr u8 kThisChannel = 0x0E;
+constexpr u8 kWithPlus = 0x80;
+
+}  // namespace
+
+std::optional<AuthCapabilities> DecodeAuthCapabilities(ByteView data) {
+  constexpr u8 kExtended = 0x80;
+  constexpr u8 kPlusOffered = 0x02;
+  Text::ByteReader reader(data);
+  reader.Skip(1);
+  AuthCapabilities capabilities;
+  capabilities.authTypes = reader.U8();
+  reader.Skip(1);
+  const u8 versions = reader.U8();
+  capabilities.plus = (capabilities.authTypes & kExtended) != 0 && (versions & kPlusOffered) != 0;
+  return reader.Ok() ? std::optional(capabilities) : std::nullopt;
+}
+
+Opening LanOpening::Run(std::unique_ptr<LanSession>& session) {
+  Heard heard = Heard::Silence;
+  const auto capabilities = AskCapabilities(heard);
+  if (!capabilities) {
+    return heard == Heard::NoServer ? Opening::NoServer : Opening::Silence;
+  }
+  return capabilities->plus ? OpenPlus(session) : Open15(*capabilities, session);
+}
+
+std::optional<AuthCapabilities> LanOpening::AskCapabilities(Heard& heard) {
+  const Patience patience{patience_.timings, patience_.deadline, true};
+  NoSession before;
+  for (const u8 version : {kWithPlus, u8{0}}) {  // targets of IPMI 1.5 may refuse the question about RMCP+
+    Reply reply;
+    const u8 channel = kThisChannel | version;
+    heard = exchange_.AskApplication(before, patience, kGetAuthCapabilities,
+                                     {channel, static_cast<u8>(Privilege::Administrator)}, reply);
+    if (heard != Heard::Answer) {
+      return std::nullopt;
+    }
+    const auto capabilities = DecodeAuthCapabilities(reply.data);
+    if (reply.completionCode == 0 && capabilities) {
+      return capabilities;
+    }
+  }
+  KELVAR_LOG(2) << "IPMI: the target does not tell its authentication capabilities, trying RMCP+";
+  return AuthCapabilities{true, 0};
+}
+
+template <typename Handshake>
+Opening LanOpening::OpenWithPrivilege(std::unique_ptr<LanSession>& session, const Handshake& handshake) {
+  Opening opening = Opening::Failed;
+  for (const Privilege privilege : {Privilege::Administrator, Privilege::Operator, Privilege::User}) {
+    opening = handshake(privilege);
+    if (opening == Opening::Opened) {
+      return RaisePrivilege(*session, privilege) ? Opening::Opened : Opening::Silence;
+    }
+    if (opening != Opening::PrivilegeRefused) {
+      break;
+    }
+  }
+  return opening;
+}
+
+Opening LanOpening::OpenPlus(std::unique_ptr<LanSession>& session) {
+  Opening opening = Opening::SuiteRefused;
+  for (const CipherSuite* suite : Suites()) {
+    opening = OpenWithPrivilege(session, [&](Privilege privilege) {
+      return RmcpPlusHandshake(channel_, patience_, login_, *suite, privilege).Run(session);
+    });
+    if (opening != Opening::SuiteRefused) {
+      break;
+    }
+  }
+  return opening;
+}
+
+Opening LanOpening::Open15(const AuthCapabilities& capabilities, std::unique_ptr<LanSession>& session) {
+  constexpr AuthType kBestFirst[] = {AuthType::Md5, AuthType::Password, AuthType::None};
+  const auto* type = std::find_if(std::begin(kBestFirst), std::end(kBestFirst),
+                                  [&](AuthType candidate) { return capabilities.Offers(candidate); });
+  if (type == std::end(kBestFirst)) {
+    KELVAR_LOG(1) << "IPMI: the target offers neither RMCP+ nor an authentication type of ours";
+    return Opening::Failed;
+  }
+  KELVAR_LOG(2) << "IPMI: the target has no RMCP+, opening an IPMI 1.5 session with authentication type "
+                << static_cast<int>(*type);
+  return OpenWithPrivilege(session, [&](Privilege privilege) {
+    return Ipmi15Handshake(exchange_, patience_, login_, *type, privilege).Run(session);
+  });
+}
+
+std::vector<const CipherSuite*> LanOpening::Suites() {
+  auto suites = SuitesFor(suiteNumber_);
+  if (suites.size() == 1) {
+    return suites;
+  }
+  const auto offered = DecodeSuiteRecords(AskSuiteRecords());
+  const auto lacking = [&](const CipherSuite* suite) {
+    return std::find(offered.begin(), offered.end(), suite->id) == offered.end();
+  };
+  // A list that names none of ours, or no list at all, decides nothing: the target is asked suite by suite.
+  if (!std::all_of(suites.begin(), suites.end(), lacking)) {
+    std::erase_if(suites, lacking);
+  }
+  return suites;
+}
+
+Bytes LanOpening::AskSuiteRecords() {
+  constexpr u8 kMostPieces = 64;
+  constexpr u8 kListBySuite = 0x80;
+  constexpr std::size_t kFullPiece = 16;
+  NoSession before;
+  Bytes records;
+  for (u8 index = 0; index < kMostPieces; ++index) {
+    Reply reply;
+    const Heard heard = exchange_.AskApplication(before, patience_, kGetCipherSuites,
+                                                 {kThisChannel, 0, static_cast<u8>(kListBySuite | index)}, reply);
+    if (heard != Heard::Answer || reply.completionCode != 0 || reply.data.empty()) {
+      break;
+    }
+    Append(records, ByteView(reply.data).subspan(1));  // behind the channel number
+    if (reply.data.size() < 1 + kFullPiece) {
+      break;
+    }
+  }
+  return records;
+}
+
+bool LanOpening::RaisePrivilege(LanSession& session, Privilege highest) {
+  for (u8 privilege = static_cast<u8>(highest); privilege >= static_cast<u8>(Privilege::User); --privilege) {
+    Reply reply;
+    if (exchange_.AskApplication(session, patience_, kSetSessionPrivilege, {privilege}, reply) != Heard::Answer) {
+      return false;
+    }
+    if (reply.completionCode == 0) {
+      KELVAR_LOG(3) << "IPMI: session open, privilege " << int{privilege};
+      return true;
+    }
+  }
+  return true;  // a new session has the user privilege without asking
+}
+
+}  // namespace Kelvar::Ipmi
