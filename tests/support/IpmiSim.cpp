@@ -54,6 +54,13 @@ class Socket {
   int handle_;
 };
 
+void WriteLines(const std::filesystem::path& file, const std::vector<std::string>& lines) {
+  std::ofstream out(file);
+  for (const std::string& line : lines) {
+    out << line << "\n";
+  }
+}
+
 void WriteConfig(const std::filesystem::path& file, const IpmiSimConfig& config, u16 port) {
   std::ofstream out(file);
   out << "name \"kelvar\"\nset_working_mc 0x20\nstartlan 1\n";
@@ -71,8 +78,10 @@ void WriteConfig(const std::filesystem::path& file, const IpmiSimConfig& config,
     out << "user " << number++ << " true \"" << user.name << "\" \"" << user.password << "\" " << user.privilege
         << " 10\n";
   }
-  for (const std::string& line : config.configLines) {
-    out << line << "\n";
+  if (!config.module.empty()) {
+    const std::filesystem::path lines = file.parent_path() / "module";
+    out << "loadlib \"" << config.module << "\" \"" << lines.string() << "\"\n";
+    WriteLines(lines, config.moduleLines);
   }
 }
 

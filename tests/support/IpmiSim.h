@@ -23,7 +23,8 @@ struct IpmiSimConfig {
   std::string address = "127.0.0.1";
   std::string authTypes = "none md2 md5 straight";  ///< of IPMI 1.5 sessions
   std::vector<std::string> lanLines;                ///< inside the LAN section of its configuration
-  std::vector<std::string> configLines;             ///< behind it, such as: loadlib "path" "options"
+  std::string module;                               ///< path of a module to load; none when empty
+  std::vector<std::string> moduleLines;             ///< of the file that is the module's option
   std::vector<std::string> emulatorLines;           ///< commands behind those that set the service processor up
 };
 

@@ -76,16 +76,20 @@ Opening LanOpening::OpenWithPrivilege(std::unique_ptr<LanSession>& session, cons
 }
 
 Opening LanOpening::OpenPlus(std::unique_ptr<LanSession>& session) {
+  const auto suites = SuitesFor(suiteNumber_);
   Opening opening = Opening::SuiteRefused;
-  for (const CipherSuite* suite : Suites()) {
+  for (const CipherSuite* suite : suites) {
     opening = OpenWithPrivilege(session, [&](Privilege privilege) {
       return RmcpPlusHandshake(channel_, patience_, login_, *suite, privilege).Run(session);
     });
-    if (opening != Opening::SuiteRefused) {
+    // Some targets do not answer at all to a suite that they lack.
+    const bool another = opening == Opening::SuiteRefused ||
+                         (opening == Opening::SuiteUnanswered && suite != suites.back() && DoesNotOffer(*suite));
+    if (!another) {
       break;
     }
   }
-  return opening;
+  return opening == Opening::SuiteUnanswered ? Opening::Silence : opening;
 }
 
 Opening LanOpening::Open15(const AuthCapabilities& capabilities, std::unique_ptr<LanSession>& session) {
@@ -103,23 +107,7 @@ Opening LanOpening::Open15(const AuthCapabilities& capabilities, std::unique_ptr
   });
 }
 
-std::vector<const CipherSuite*> LanOpening::Suites() {
-  auto suites = SuitesFor(suiteNumber_);
-  if (suites.size() == 1) {
-    return suites;
-  }
-  const auto offered = DecodeSuiteRecords(AskSuiteRecords());
-  const auto lacking = [&](const CipherSuite* suite) {
-    return std::find(offered.begin(), offered.end(), suite->id) == offered.end();
-  };
-  // A list that names none of ours, or no list at all, decides nothing: the target is asked suite by suite.
-  if (!std::all_of(suites.begin(), suites.end(), lacking)) {
-    std::erase_if(suites, lacking);
-  }
-  return suites;
-}
-
-Bytes LanOpening::AskSuiteRecords() {
+bool LanOpening::DoesNotOffer(const CipherSuite& suite) {
   constexpr u8 kMostPieces = 64;
   constexpr u8 kListBySuite = 0x80;
   constexpr std::size_t kFullPiece = 16;
@@ -127,17 +115,20 @@ Bytes LanOpening::AskSuiteRecords() {
   Bytes records;
   for (u8 index = 0; index < kMostPieces; ++index) {
     Reply reply;
-    const Heard heard = exchange_.AskApplication(before, patience_, kGetCipherSuites,
-                                                 {kThisChannel, 0, static_cast<u8>(kListBySuite | index)}, reply);
-    if (heard != Heard::Answer || reply.completionCode != 0 || reply.data.empty()) {
-      break;
+    const Bytes data{kThisChannel, 0, static_cast<u8>(kListBySuite | index)};
+    if (exchange_.AskApplication(before, patience_, kGetCipherSuites, data, reply) != Heard::Answer) {
+      return false;
+    }
+    if (reply.completionCode != 0 || reply.data.empty()) {
+      break;  // a target without the command says nothing against the suite's absence
     }
     Append(records, ByteView(reply.data).subspan(1));  // behind the channel number
     if (reply.data.size() < 1 + kFullPiece) {
       break;
     }
   }
-  return records;
+  const auto offered = DecodeSuiteRecords(records);
+  return std::find(offered.begin(), offered.end(), suite.id) == offered.end();
 }
 
 bool LanOpening::RaisePrivilege(LanSession& session, Privilege highest) {
@@ -147,7 +138,7 @@ bool LanOpening::RaisePrivilege(LanSession& session, Privilege highest) {
       return false;
     }
     if (reply.completionCode == 0) {
-      KELVAR_LOG(3) << "IPMI: session open, privilege " << int{privilege};
+      KELVAR_LOG(3) << "IPMI: session open, privilege " << int{reply.data.empty() ? privilege : reply.data.front()};
       return true;
     }
   }

@@ -38,9 +38,8 @@ class LanOpening {
   /// Runs `handshake` for each privilege from the highest down until one is not refused.
   template <typename Handshake>
   Opening OpenWithPrivilege(std::unique_ptr<LanSession>& session, const Handshake& handshake);
-  /// Suites to try, best first, without those that the target says it lacks.
-  std::vector<const CipherSuite*> Suites();
-  Bytes AskSuiteRecords();
+  /// Whether the target, asked for its suites, answers without naming this one.
+  bool DoesNotOffer(const CipherSuite& suite);
   /// Raises the new session to the privilege, or to the highest below it that the target grants.
   bool RaisePrivilege(LanSession& session, Privilege highest);
 

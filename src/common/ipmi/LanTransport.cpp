@@ -13,6 +13,23 @@ constexpr std::size_t kLongestName = 16;
 /// The message of an IPMI 1.5 packet has at most 255 bytes, seven of them around the data.
 constexpr std::size_t kMostData = 248;
 
+const char* TextOf(Opening opening) {
+  switch (opening) {
+    case Opening::LoginRefused:
+      return "user or password refused";
+    case Opening::SuiteRefused:
+      return "cipher suite refused";
+    case Opening::PrivilegeRefused:
+      return "no privilege granted";
+    case Opening::Silence:
+      return "no answer";
+    case Opening::NoServer:
+      return "nobody listens there";
+    default:
+      return "set-up failed";
+  }
+}
+
 }  // namespace
 
 Login::~Login() {
@@ -35,6 +52,7 @@ CONNECTIONSTATE LanTransport::Open(const IpmiTimings& timings) {
   if (opened_) {
     return IPMICONNECTED;
   }
+  KELVAR_LOG(1) << "IPMI: no session with " << host_ << " port " << port_ << ": " << TextOf(opening);
   channel_.Close();
   return opening == Opening::LoginRefused ? IPMIAUTHFAIL : IPMICONNECTFAIL;
 }
@@ -49,8 +67,7 @@ Opening LanTransport::OpenAnyAddress(const Patience& patience) {
     if (opening != Opening::Silence && opening != Opening::NoServer) {
       break;
     }
-    KELVAR_LOG(1) << "IPMI: " << host_ << " port " << port_
-                  << (opening == Opening::Silence ? " does not answer" : ": nobody listens");
+    KELVAR_LOG(2) << "IPMI: one address of " << host_ << ": " << TextOf(opening);
   }
   return opening;
 }

@@ -87,7 +87,7 @@ Opening RmcpPlusHandshake::OpenSession() {
   const Bytes request = EncodeOpenSessionRequest(++tag_, privilege_, exchange_.consoleId, suite_);
   if (Ask(PayloadType::OpenSessionRequest, request, PayloadType::OpenSessionReply, &DecodeOpenSessionReply, reply) !=
       Heard::Answer) {
-    return Opening::Silence;
+    return Opening::SuiteUnanswered;
   }
   if (reply.status != RakpStatus::kOk) {
     return Refusal("Open Session", reply.status);

@@ -25,6 +25,7 @@ enum class Opening {
   Opened,
   LoginRefused,
   SuiteRefused,      ///< another cipher suite may do
+  SuiteUnanswered,   ///< silence, perhaps because of the cipher suite
   PrivilegeRefused,  ///< a lower privilege may do
   Silence,
   NoServer,

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "common/ipmi/IpmiClient.h"
+
+namespace Kelvar::Test {
+
+/// Waits for tests that lose packets on purpose.
+inline constexpr IpmiTimings kShort{30, 60, 4, 2000, 30000};
+
+inline const IPMICOMMAND kGetDeviceId{0x01, {}, 0x06};
+inline const IPMICOMMAND kGetChannelInfo{0x42, {0x01}, 0x06};
+
+inline void ExpectDeviceId(IpmiClient& client) {
+  std::vector<u8> response{1, 2, 3};
+  u8 completionCode = 1;
+  EXPECT_EQ(client.send(kGetDeviceId, response, completionCode), 0);
+  EXPECT_EQ(completionCode, 0);
+  ASSERT_GE(response.size(), 12U);
+  EXPECT_EQ(response[2], 9) << "major firmware revision";
+  EXPECT_EQ(response[3], 8) << "minor firmware revision";
+}
+
+inline void ExpectChannelInfo(IpmiClient& client) {
+  std::vector<u8> response;
+  u8 completionCode = 1;
+  EXPECT_EQ(client.send(kGetChannelInfo, response, completionCode), 0);
+  EXPECT_EQ(completionCode, 0);
+  ASSERT_EQ(response.size(), 9U);
+  EXPECT_EQ(response[0], 1) << "channel number";
+  EXPECT_EQ(response[1], 4) << "IEEE 802.3";
+}
+
+/// That nothing takes place without a session.
+inline void ExpectNoExchange(IpmiClient& client) {
+  std::vector<u8> response{1};
+  u8 completionCode = 0;
+  EXPECT_NE(client.send(kGetDeviceId, response, completionCode), 0);
+  EXPECT_EQ(completionCode, 0xFF);
+  EXPECT_TRUE(response.empty());
+}
+
+}  // namespace Kelvar::Test

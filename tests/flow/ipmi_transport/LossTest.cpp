@@ -1,0 +1,110 @@
+#include "flow/ipmi_transport/Commands.h"
+#include "support/IpmiSim.h"
+#include "support/LogCapture.h"
+#include "support/UdpRelay.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr IpmiTimings kPatient{8, 32, 12, 5000, 30000};
+
+/// What becomes of the packet with that number.
+RelayRule Once(Towards direction, std::size_t victim, Fate fate) {
+  return [=](Towards towards, std::size_t number, std::vector<u8>&) {
+    return towards == direction && number == victim ? fate : Fate{};
+  };
+}
+
+TEST(IpmiLoss, EachPacketMayBeLostDoubledOrLate) {
+  constexpr std::size_t kPackets = 8;  // capabilities, four of the set-up, privilege, two commands
+  const Fate fates[] = {{0, {}}, {2, {}}, {3, {}}, {1, milliseconds(12)}, {2, milliseconds(12)}};
+  IpmiSim server;
+  for (const Towards towards : {Towards::Server, Towards::Client}) {
+    for (std::size_t victim = 0; victim < kPackets; ++victim) {
+      for (const Fate& fate : fates) {
+        SCOPED_TRACE(testing::Message() << (towards == Towards::Server ? "request " : "reply ") << victim << " copies "
+                                        << fate.copies << " delay " << fate.delay.count());
+        UdpRelay relay(server.Port(), Once(towards, victim, fate));
+        IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
+        client.SetTimings(kPatient);
+        ASSERT_EQ(client.connect(), IPMICONNECTED);
+        ExpectDeviceId(client);
+        ExpectChannelInfo(client);
+      }
+    }
+  }
+}
+
+TEST(IpmiLoss, LateReplyCountsForItsRequest) {
+  constexpr milliseconds kDelay(25);
+  constexpr std::size_t kSetUp = 5;
+  IpmiSim server;
+  std::chrono::steady_clock::time_point due;
+  const RelayRule late = [&](Towards towards, std::size_t number, std::vector<u8>&) {
+    const auto now = std::chrono::steady_clock::now();
+    if (towards == Towards::Server) {
+      return Fate{now < due ? 0 : 1, {}};  // what is sent again while the reply is on its way never arrives
+    }
+    due = number >= kSetUp ? now + kDelay : now;
+    return Fate{1, number >= kSetUp ? kDelay : milliseconds(0)};
+  };
+  UdpRelay relay(server.Port(), late);
+  IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
+  client.SetTimings({10, 40, 6, 2000, 30000});
+  ASSERT_EQ(client.connect(), IPMICONNECTED);
+  const std::size_t before = relay.FromClient();
+  for (int round = 0; round < 3; ++round) {
+    ExpectDeviceId(client);
+    ExpectChannelInfo(client);
+  }
+  EXPECT_GT(relay.FromClient() - before, 6U) << "nothing was sent again";
+}
+
+TEST(IpmiLoss, BadWeatherChangesNoAnswer) {
+  IpmiSim server;
+  const Weather weathers[] = {{1, 20, 0, 0, {}},
+                              {2, 0, 50, 0, {}},
+                              {3, 0, 0, 50, milliseconds(10)},
+                              {4, 15, 20, 20, milliseconds(12)},
+                              {5, 15, 20, 20, milliseconds(25)}};
+  for (const Weather& weather : weathers) {
+    SCOPED_TRACE(weather.seed);
+    UdpRelay relay(server.Port(), MakeWeather(weather));
+    IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
+    client.SetTimings(kPatient);
+    ASSERT_EQ(client.connect(), IPMICONNECTED);
+    for (int round = 0; round < 8; ++round) {
+      ExpectDeviceId(client);
+      ExpectChannelInfo(client);
+    }
+  }
+}
+
+TEST(IpmiLoss, WrongPasswordIsToldInBadWeather) {
+  IpmiSim server;
+  for (unsigned seed = 1; seed <= 5; ++seed) {
+    UdpRelay relay(server.Port(), MakeWeather({seed, 15, 20, 20, milliseconds(12)}));
+    IpmiClient client("127.0.0.1", "admin", "wrong", relay.PortText(), 3);
+    client.SetTimings(kPatient);
+    EXPECT_EQ(client.connect(), IPMIAUTHFAIL);
+  }
+}
+
+TEST(IpmiLoss, SilenceEndsWithinTheLimit) {
+  IpmiSim server;
+  for (std::size_t heard = 0; heard < 5; ++heard) {  // the server falls silent at each step of the set-up
+    UdpRelay relay(server.Port(), [=](Towards towards, std::size_t number, std::vector<u8>&) {
+      return Fate{towards == Towards::Client && number >= heard ? 0 : 1, {}};
+    });
+    IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
+    client.SetTimings({10, 20, 3, 80, 30000});
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(client.connect(), IPMICONNECTFAIL) << heard;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(400)) << heard;
+  }
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
