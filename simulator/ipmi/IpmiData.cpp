@@ -5,6 +5,8 @@
 #include <stdexcept>
 
 #include "simulator/ipmi/ByteText.h"
+#include "simulator/ipmi/FruImage.h"
+#include "simulator/ipmi/SdrRecord.h"
 #include "simulator/machine/JsonFile.h"
 
 namespace Kelvar::Simulator {
@@ -77,9 +79,13 @@ const Value& FaultNamed(const Value& document, const std::string& name) {
 }
 
 std::string Replies(const Value& document, const Machine& machine) {
-  std::ostringstream stores;
   std::ostringstream out;
   WriteReplies(out, document);
+  unsigned id = 0;
+  for (const auto& record : Json::List(document, "sdr")) {
+    ++id;
+    out << "record " << id << ' ' << SdrRecord(record, id).size() << '\n';
+  }
   std::string replies;
   for (const std::string& fault : machine.FaultsOf("ipmi")) {
     std::ostringstream text;
@@ -99,6 +105,34 @@ void WriteController(std::ostream& out, const Value& device) {
       << Json::Number(device, "manufacturerId") << ' ' << Json::Number(device, "productId") << '\n';
 }
 
+void WriteBytes(std::ostream& out, const Bytes& bytes) {
+  for (const u8 byte : bytes) {
+    out << ' ' << unsigned{byte};
+  }
+  out << '\n';
+}
+
+void WriteFruDevices(std::ostream& out, const Value& document) {
+  for (const auto& device : Json::List(document, "fru")) {
+    const Bytes image = FruImage(device);
+    out << "mc_add_fru_data " << bmc << ' ' << Json::Number(device, "id") << ' ' << image.size() << " data";
+    WriteBytes(out, image);
+  }
+}
+
+void WriteRepository(std::ostream& out, const Value& document) {
+  unsigned id = 0;
+  for (const auto& record : Json::List(document, "sdr")) {
+    out << "main_sdr_add " << bmc;
+    WriteBytes(out, SdrRecord(record, ++id));
+    if (Json::Find(record, "sensor") != nullptr) {
+      const unsigned sensor = Json::Number(record, "sensor");
+      out << "sensor_add " << bmc << " 0 " << sensor << ' ' << Json::Number(record, "sensorType") << " 1\n"
+          << "sensor_set_value " << bmc << " 0 " << sensor << ' ' << Json::Number(record, "value") << " 0\n";
+    }
+  }
+}
+
 std::string Guid(const Value& document) {
   std::string digits = Json::Text(document, "guid");
   digits.erase(std::remove(digits.begin(), digits.end(), '-'), digits.end());
@@ -116,7 +150,9 @@ IpmiConfiguration ReadIpmiData(const Machine& machine) {
     }
     std::ostringstream emulator;
     WriteController(emulator, *device);
-    emulator << "mc_enable " << bmc << '\n';
+    WriteFruDevices(emulator, document);
+    WriteRepository(emulator, document);
+    emulator << "mc_enable " << bmc << "\nend_of_machine\n";
     return {emulator.str(), Replies(document, machine), Guid(document)};
   } catch (const std::runtime_error& error) {
     throw std::runtime_error(std::string("ipmi.json: ") + error.what());

@@ -10,6 +10,9 @@
 #include <unistd.h>
 
 #include <OpenIPMI/serv.h>
+extern "C" {
+#include <OpenIPMI/mcserv.h>  // has no linkage of its own
+}
 
 #include "simulator/ipmi/module/CipherSuite17.h"
 #include "simulator/ipmi/module/ReplyTable.h"
@@ -20,6 +23,7 @@ using namespace Kelvar::Simulator;
 
 std::unique_ptr<ReplyTable> table;
 int reportDescriptor = -1;
+bool allCommandsTaken = false;
 
 void Report(const std::string& line) {
   if (reportDescriptor >= 0) {
@@ -75,13 +79,12 @@ extern "C" int HandleMessage(channel_t* channel, msg_t* message) {
 }
 
 extern "C" int HandleResponse(channel_t* /*channel*/, msg_t* message, rsp_msg_t* response) {
-  const auto* rule = reinterpret_cast<const Rule*>(message->oem_data);
-  if (rule == nullptr) {
-    return standardHandling;
-  }
   try {
     Bytes answer(response->data, response->data + response->data_len);
-    rule->Alter(answer);
+    table->CutToRecord(message->netfn, message->cmd, {message->data, message->len}, answer);
+    if (const auto* rule = reinterpret_cast<const Rule*>(message->oem_data)) {
+      rule->Alter(answer);
+    }
     std::copy(answer.begin(), answer.end(), response->data);
     response->data_len = static_cast<unsigned short>(answer.size());
   } catch (...) {
@@ -109,6 +112,12 @@ void Attach(channel_t* channel) {
 
 extern "C" {
 
+/// ipmi_sim stops at the first command it refuses, and says nothing. This one is the last.
+int EndOfCommands(emu_out_t* /*out*/, emu_data_t* /*emulator*/, lmc_data_t* /*controller*/, char** /*words*/) {
+  allCommandsTaken = true;
+  return 0;
+}
+
 __attribute__((visibility("default"))) int ipmi_sim_module_print_version(sys_data_t* /*system*/, char* /*options*/) {
   return 0;
 }
@@ -119,6 +128,7 @@ __attribute__((visibility("default"))) int ipmi_sim_module_init(sys_data_t* /*sy
     std::string file;
     words >> file >> reportDescriptor;
     std::ifstream text(file);
+    ipmi_emu_add_cmd("end_of_machine", NOMC, EndOfCommands);
     table = std::make_unique<ReplyTable>(text);
     if (table->ServesSuite(17)) {
       AddCipherSuite17();
@@ -143,7 +153,7 @@ __attribute__((visibility("default"))) int ipmi_sim_module_post_init(sys_data_t*
       Attach(channels[number]);
     }
   }
-  Report("ready");
+  Report(allCommandsTaken ? "ready" : "it refused a command of machine.emu");
   return 0;
 }
 

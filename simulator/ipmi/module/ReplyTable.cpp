@@ -11,6 +11,8 @@ namespace Kelvar::Simulator {
 
 namespace {
 
+constexpr u8 netFnStorage = 0x0A;
+constexpr u8 getSdr = 0x23;
 constexpr u8 netFnOem = 0x3A;
 constexpr u8 readStore = 0x0B;
 constexpr u8 readPath = 0xC4;
@@ -143,6 +145,8 @@ void ReplyTable::ReadLine(const std::string& line) {
     }
   } else if (kind == "path") {
     paths_[first] = HexOf(second);
+  } else if (kind == "record") {
+    recordLengths_[NumberOf<unsigned>(first)] = NumberOf<std::size_t>(second);
   } else if (kind == "suites") {
     suites_.clear();
     std::istringstream list(first);
@@ -220,6 +224,21 @@ Bytes ReplyTable::ReadPath(std::span<const u8> request) const {
   Bytes answer{completionSuccess, 0, 0, static_cast<u8>(value.size() + 2), static_cast<u8>(lengthFlag | value.size())};
   answer.insert(answer.end(), value.begin(), value.end());
   return answer;
+}
+
+void ReplyTable::CutToRecord(u8 netFn, u8 command, std::span<const u8> request, Bytes& answer) const {
+  constexpr std::size_t headLength = 3;  // completion code and the next record's ID
+  if (netFn != netFnStorage || command != getSdr || recordLengths_.empty()) {
+    return;
+  }
+  Text::ByteReader reader(request);
+  reader.Skip(2);
+  const unsigned id = reader.U16();
+  const std::size_t offset = reader.U8();
+  const auto record = id == 0 ? recordLengths_.begin() : recordLengths_.find(id);
+  if (record != recordLengths_.end() && offset <= record->second) {
+    answer.resize(std::min(answer.size(), headLength + record->second - offset));
+  }
 }
 
 bool ReplyTable::ServesSuite(unsigned suite) const {

@@ -40,6 +40,7 @@ struct Rule {
 ///   rule NETFN COMMAND PREFIX [skip=N] [times=N] [delay=MS] [silent] [reply=HEX] [truncate=N] [patch=OFFSET:HEX]
 ///   store OFFSET HEX        bytes of the VPD store
 ///   path PATH HEX           value of a configuration path
+///   record ID LENGTH        length of a record of the sensor data repository
 ///   suites 3,17             RMCP+ cipher suites served
 ///   session-timeout SECONDS
 ///
@@ -55,6 +56,10 @@ class ReplyTable {
   /// Completion code and data of the OEM commands that read the stores; nothing for any other.
   std::optional<Bytes> Read(u8 netFn, u8 command, std::span<const u8> data) const;
 
+  /// Takes from ipmi_sim's answer to Get SDR what stands behind the end of the record: it hands out six bytes of its
+  /// memory there.
+  void CutToRecord(u8 netFn, u8 command, std::span<const u8> request, Bytes& answer) const;
+
   bool ServesSuite(unsigned suite) const;
   std::optional<unsigned> SessionTimeout() const { return sessionTimeout_; }
 
@@ -66,6 +71,7 @@ class ReplyTable {
   std::vector<Rule> rules_;
   std::map<std::size_t, u8> store_;
   std::map<std::string, Bytes> paths_;
+  std::map<unsigned, std::size_t> recordLengths_;
   std::vector<unsigned> suites_ = {3, 17};
   std::optional<unsigned> sessionTimeout_;
 };

@@ -1,0 +1,91 @@
+#include "simulator/ipmi/SdrRecord.h"
+
+#include <stdexcept>
+
+#include "simulator/machine/JsonFile.h"
+
+namespace Kelvar::Simulator {
+
+namespace {
+
+using rapidjson::Value;
+
+constexpr u8 fullSensor = 0x01;
+constexpr u8 fruDeviceLocator = 0x11;
+constexpr u8 serviceProcessor = 0x20;
+
+u8 Byte(const Value& object, const char* key) {
+  const unsigned number = Json::Number(object, key);
+  if (number > 0xFF) {
+    throw std::runtime_error(std::string("no byte: \"") + key + '"');
+  }
+  return static_cast<u8>(number);
+}
+
+Bytes LocatorBody(const Value& record) {
+  constexpr u8 logicalDevice = 0x80;
+  constexpr u8 fruInventory = 0x10;
+  return {serviceProcessor,
+          Byte(record, "fru"),
+          logicalDevice,
+          0,
+          0,
+          fruInventory,
+          0,
+          Byte(record, "entity"),
+          Byte(record, "instance"),
+          0};
+}
+
+/// Readings are the value itself (M = 1, B = 0, exponents 0), thresholds the three upper ones.
+Bytes SensorBody(const Value& record) {
+  constexpr u8 thresholdReading = 0x01;
+  constexpr u8 upperThresholds = 0x38;
+  Bytes body{serviceProcessor, 0, Byte(record, "sensor"), Byte(record, "entity"), Byte(record, "instance")};
+  const Bytes behaviour{
+      0x7F,           0x68, Byte(record, "sensorType"), thresholdReading, 0x80, 0x0A, 0x80, 0x7A, upperThresholds,
+      upperThresholds};
+  const Bytes conversion{0x00, Byte(record, "unit"), 0, 0, 1, 0, 0, 0, 0, 0, 0x00, 0, 0, 0, 0xFF, 0x00};
+  body.insert(body.end(), behaviour.begin(), behaviour.end());
+  body.insert(body.end(), conversion.begin(), conversion.end());
+  const auto upper = Json::List(record, "upper");
+  for (unsigned i = 3; i > 0; --i) {
+    body.push_back(i <= upper.Size() ? static_cast<u8>(upper[i - 1].GetUint()) : u8{0xFF});
+  }
+  const Bytes lowerAndRest{0, 0, 0, 1, 1, 0, 0, 0};
+  body.insert(body.end(), lowerAndRest.begin(), lowerAndRest.end());
+  return body;
+}
+
+}  // namespace
+
+Bytes SdrRecord(const Value& record, unsigned id) {
+  constexpr u8 sdrVersion = 0x51;
+  constexpr u8 latin1 = 0xC0;
+  constexpr std::size_t longestName = 16;
+  u8 type = 0;
+  Bytes body;
+  if (Json::Find(record, "fru") != nullptr) {
+    type = fruDeviceLocator;
+    body = LocatorBody(record);
+  } else if (Json::Find(record, "sensor") != nullptr) {
+    type = fullSensor;
+    body = SensorBody(record);
+  } else {
+    type = Byte(record, "type");
+    body = BytesOf(Json::Text(record, "body"));
+  }
+  if (Json::Find(record, "name") != nullptr) {
+    const std::string name = Json::Text(record, "name");
+    if (name.size() > longestName) {
+      throw std::runtime_error("a record name of more than 16 characters: " + name);
+    }
+    body.push_back(static_cast<u8>(latin1 | name.size()));
+    body.insert(body.end(), name.begin(), name.end());
+  }
+  Bytes bytes{static_cast<u8>(id), static_cast<u8>(id >> 8), sdrVersion, type, static_cast<u8>(body.size())};
+  bytes.insert(bytes.end(), body.begin(), body.end());
+  return bytes;
+}
+
+}  // namespace Kelvar::Simulator
