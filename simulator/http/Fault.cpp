@@ -85,6 +85,8 @@ constexpr std::array kKeys{
     Key{"content-length", [](Fault& fault, std::string_view value) { fault.contentLength = value; }},
     Key{"header-flood", [](Fault& fault, std::string_view value) { fault.headerFlood = Number(value); }},
     Key{"garbage", [](Fault& fault, std::string_view value) { fault.garbage = Number(value); }},
+    Key{"cim-error", [](Fault& fault, std::string_view value) { fault.cimError = value; }},
+    Key{"message-id", [](Fault& fault, std::string_view value) { fault.messageId = value; }},
     Key{"delay", [](Fault& fault, std::string_view value) { fault.delay = Milliseconds(value); }},
     Key{"drip-bytes", [](Fault& fault, std::string_view value) { fault.dripBytes = Number(value); }},
     Key{"drip-ms", [](Fault& fault, std::string_view value) { fault.dripInterval = Milliseconds(value); }},

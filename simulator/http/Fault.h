@@ -33,6 +33,8 @@ struct Fault {
   std::optional<std::string> contentLength;
   std::uint64_t headerFlood = 0;
   std::uint64_t garbage = 0;
+  std::optional<std::string> cimError;
+  std::optional<std::string> messageId;
 
   std::chrono::milliseconds delay{0};
   std::uint64_t dripBytes = 0;
@@ -61,6 +63,8 @@ struct Fault {
 ///     content-length=TEXT this text as the length, whatever the body has; "none" leaves the header out
 ///     header-flood=N      N more headers of 1 KiB each
 ///     garbage=N           N bytes that are no HTTP in place of the whole answer
+///     cim-error="CODE TEXT"   this CIM status instead of what the operation gives
+///     message-id=TEXT     this message identifier instead of the request's, in CIM-XML
 ///     delay=MS            wait before the first byte
 ///     drip-bytes=N drip-ms=MS   send N bytes at a time with this pause between them
 ///     cut=N, cut-body=N   stop after N bytes of the answer, or of its body

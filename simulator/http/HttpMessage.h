@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,9 @@ struct HttpResponse {
   unsigned status = 200;
   HeaderList headers;
   std::string body;
+  /// Gives a long body piece by piece, in chunks and in place of `body`: appends the next piece to the text, and
+  /// returns false when there is none behind it.
+  std::function<bool(std::string& piece)> source;
   /// Sent behind a chunked body.
   HeaderList trailers;
   bool chunked = false;

@@ -66,13 +66,16 @@ void ChangeMessage(const Fault& fault, HttpResponse& response) {
     response.status = *fault.status;
     response.body.clear();
   }
+  if (fault.status || fault.body) {
+    response.source = nullptr;
+  }
   if (fault.body) {
     response.body = *fault.body;
   }
   for (const auto& [name, value] : fault.headers) {
     SetHeader(response.headers, name, value);
   }
-  response.chunked = response.chunked || fault.chunked;
+  response.chunked = response.chunked || fault.chunked || response.source;
 }
 
 void EncodeBody(const HttpRequest& request, const Fault& fault, HttpResponse& response) {
@@ -127,7 +130,21 @@ bool WriteChunk(std::string_view bytes, FaultyOutlet& outlet) {
   return outlet.Write(digits) && outlet.Write("\r\n") && outlet.Write(bytes) && outlet.Write("\r\n");
 }
 
+bool WriteSource(const HttpResponse& response, FaultyOutlet& outlet) {
+  std::string piece;
+  for (bool more = true; more; piece.clear()) {
+    more = response.source(piece);
+    if (!piece.empty() && !WriteChunk(piece, outlet)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultyOutlet& outlet) {
+  if (response.source && !WriteSource(response, outlet)) {
+    return false;
+  }
   constexpr std::size_t chunkSize = 16384;
   do {
     for (std::string_view rest = response.body; !rest.empty(); rest.remove_prefix(std::min(chunkSize, rest.size()))) {
