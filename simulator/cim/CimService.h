@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "simulator/cim/CimServer.h"
+#include "simulator/http/HttpServer.h"
+#include "simulator/machine/Machine.h"
+
+namespace Kelvar::Simulator {
+
+struct CimOptions {
+  bool tls = false;
+  /// A flavour of the machine's cim/server.json; empty for everything that the machine publishes.
+  std::string flavour = {};
+  /// How many instances a class is to have: its own over and over, numbered.
+  std::map<std::string, std::size_t> counts = {};
+};
+
+/// A machine's CIM server: CIM-XML over HTTP or HTTPS.
+class CimService : public Service {
+ public:
+  /// Throws std::runtime_error when the machine has no CIM data or wrong ones.
+  explicit CimService(const Machine& machine, const CimOptions& options = {});
+
+  unsigned short Start(unsigned short port) override { return http_->Start(port); }
+
+  /// Faults may be added while the service runs.
+  FaultTable& Faults() { return faults_; }
+  /// Connections and requests so far.
+  HttpServer::Counts Counted() const { return http_->Counted(); }
+
+ private:
+  const Machine machine_;
+  FaultTable faults_;
+  std::unique_ptr<Cim::CimServer> server_;
+  std::unique_ptr<HttpServer> http_;
+};
+
+}  // namespace Kelvar::Simulator

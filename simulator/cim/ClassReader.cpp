@@ -1,0 +1,195 @@
+#include "simulator/cim/ClassReader.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "simulator/cim/JsonFile.h"
+#include "simulator/cim/XmlText.h"
+
+namespace Kelvar::Simulator::Cim {
+
+namespace {
+
+[[noreturn]] void Refuse(const std::string& where, const std::string& reason) {
+  throw std::runtime_error(where + ": " + reason);
+}
+
+/// Sets type and isArray from a text such as "uint16" or "string[]".
+void SetType(std::string text, Type& type, bool& isArray) {
+  isArray = text.ends_with("[]");
+  if (isArray) {
+    text.resize(text.size() - 2);
+  }
+  const auto found = TypeNamed(text);
+  if (!found) {
+    throw std::runtime_error("no CIM type \"" + text + '"');
+  }
+  type = *found;
+}
+
+std::optional<std::string> ItemOf(Type type, const rapidjson::Value& json, const Facts& facts) {
+  if (json.IsNull()) {
+    return std::nullopt;
+  }
+  const std::string text = facts.Expand(TextOf(json));
+  const auto canonical = CanonicalText(type, text);
+  if (!canonical || !IsXmlText(*canonical)) {
+    throw std::runtime_error('"' + text + "\" is no " + std::string(NameOf(type)));
+  }
+  return canonical;
+}
+
+void SetItems(const rapidjson::Value& json, const Facts& facts, Value& value) {
+  value.isNull = json.IsNull();
+  if (value.isNull) {
+    return;
+  }
+  if (!value.isArray) {
+    value.items.push_back(ItemOf(value.type, json, facts));
+    return;
+  }
+  if (!json.IsArray()) {
+    throw std::runtime_error("no list, though the property is an array");
+  }
+  for (const rapidjson::Value& item : ListOf(json)) {
+    value.items.push_back(ItemOf(value.type, item, facts));
+  }
+}
+
+Qualifier QualifierOf(const std::string& name, const rapidjson::Value& json) {
+  Qualifier qualifier{name, {}};
+  qualifier.value.isArray = json.IsArray();
+  qualifier.value.type = json.IsBool() ? Type::Boolean : Type::String;
+  SetItems(json, Facts(), qualifier.value);
+  return qualifier;
+}
+
+PropertyDeclaration DeclarationOf(const std::string& name, const rapidjson::Value& json) {
+  PropertyDeclaration declaration;
+  declaration.name = name;
+  if (!json.IsObject()) {
+    SetType(TextOf(json), declaration.type, declaration.isArray);
+    return declaration;
+  }
+  SetType(MemberText(json, "type"), declaration.type, declaration.isArray);
+  declaration.isKey = MemberText(json, "key") == "true";
+  if (declaration.isKey) {
+    declaration.qualifiers.push_back({"Key", {Type::Boolean, false, false, {"TRUE"}}});
+  }
+  if (const rapidjson::Value* qualifiers = Member(json, "qualifiers")) {
+    for (const auto& [qualifier, value] : ObjectOf(*qualifiers)) {
+      declaration.qualifiers.push_back(QualifierOf(qualifier.GetString(), value));
+    }
+  }
+  return declaration;
+}
+
+std::string ReferenceOf(const rapidjson::Value& json, const Namespace& space, const Facts& facts) {
+  InstanceName target{MemberText(json, "reference"), {}};
+  const Class* targetClass = space.Find(target.className);
+  const rapidjson::Value* keys = Member(json, "keys");
+  if (targetClass == nullptr || keys == nullptr || !keys->IsObject()) {
+    throw std::runtime_error("a reference without \"keys\", or to an unknown class");
+  }
+  const auto ancestry = space.Ancestry(*targetClass);
+  for (const auto& [name, value] : ObjectOf(*keys)) {
+    const Declared key = FindDeclaration(ancestry, name.GetString());
+    const Type type = key.property == nullptr ? Type::String : key.property->type;
+    target.keys.push_back({name.GetString(), std::string(KeyKindOf(type)), facts.Expand(TextOf(value))});
+  }
+  std::string xml;
+  AppendInstanceName(xml, target);
+  return xml;
+}
+
+/// {"type": ..., "value": ...}, {"raw": ...} or {"reference": ..., "keys": ...}
+void ReadObjectForm(const rapidjson::Value& json, const Namespace& space, const Facts& facts, Property& property) {
+  if (Member(json, "raw") != nullptr) {
+    property.raw = facts.Expand(MemberText(json, "raw"));
+    return;
+  }
+  if (Member(json, "reference") != nullptr) {
+    property.value = {Type::Reference, false, false, {ReferenceOf(json, space, facts)}};
+    return;
+  }
+  SetType(MemberText(json, "type"), property.value.type, property.value.isArray);
+  if (const rapidjson::Value* value = Member(json, "value")) {
+    SetItems(*value, facts, property.value);
+  }
+}
+
+Property PropertyOf(const std::string& name, const rapidjson::Value& json, const std::vector<const Class*>& ancestry,
+                    const Namespace& space, const Facts& facts) {
+  Property property{name, {}, {}};
+  if (json.IsObject()) {
+    ReadObjectForm(json, space, facts, property);
+    return property;
+  }
+  const Declared declared = FindDeclaration(ancestry, name);
+  if (declared.property == nullptr) {
+    throw std::runtime_error("declared neither in the class nor in a superclass");
+  }
+  property.value.type = declared.property->type;
+  property.value.isArray = declared.property->isArray;
+  SetItems(json, facts, property.value);
+  return property;
+}
+
+void Put(Instance& instance, Property property) {
+  const auto same = std::find_if(instance.properties.begin(), instance.properties.end(),
+                                 [&](const Property& other) { return SameName(other.name, property.name); });
+  if (same != instance.properties.end()) {
+    *same = std::move(property);
+  } else {
+    instance.properties.push_back(std::move(property));
+  }
+}
+
+}  // namespace
+
+Class ReadClass(const std::string& name, const rapidjson::Value& document) {
+  Class read;
+  read.name = name;
+  read.superclass = MemberText(document, "superclass");
+  read.alwaysQualifiers = MemberText(document, "alwaysQualifiers") == "true";
+  if (const rapidjson::Value* properties = Member(document, "properties")) {
+    for (const auto& [property, json] : ObjectOf(*properties)) {
+      read.properties.push_back(DeclarationOf(property.GetString(), json));
+    }
+  }
+  if (const rapidjson::Value* numbered = Member(document, "numbered")) {
+    for (const rapidjson::Value& property : ListOf(*numbered)) {
+      read.numbered.push_back(TextOf(property));
+    }
+  }
+  return read;
+}
+
+void ReadInstances(const rapidjson::Value& document, const Namespace& space, const Facts& facts, Class& into) {
+  const rapidjson::Value* instances = Member(document, "instances");
+  if (instances == nullptr) {
+    return;
+  }
+  const auto ancestry = space.Ancestry(into);
+  const auto fill = [&](const rapidjson::Value& json, Instance& instance) {
+    for (const auto& [name, value] : ObjectOf(json)) {
+      try {
+        Put(instance, PropertyOf(name.GetString(), value, ancestry, space, facts));
+      } catch (const std::runtime_error& error) {
+        Refuse("instance " + std::to_string(into.instances.size()) + ", " + name.GetString(), error.what());
+      }
+    }
+  };
+  const rapidjson::Value* common = Member(document, "common");
+  for (const rapidjson::Value& json : ListOf(*instances)) {
+    Instance instance;
+    if (common != nullptr) {
+      fill(*common, instance);
+    }
+    fill(json, instance);
+    into.instances.push_back(std::move(instance));
+  }
+  into.count = into.instances.size();
+}
+
+}  // namespace Kelvar::Simulator::Cim

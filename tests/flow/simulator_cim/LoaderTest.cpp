@@ -1,0 +1,101 @@
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "flow/simulator_cim/CimWire.h"
+#include "simulator/cim/RepositoryLoader.h"
+
+namespace Kelvar::Test {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace Simulator;
+using testing::HasSubstr;
+
+class Folder {
+ public:
+  Folder() : path_(fs::temp_directory_path() / ("kelvar-cim-" + std::to_string(std::random_device()()))) {
+    fs::create_directories(path_);
+  }
+  ~Folder() { fs::remove_all(path_); }
+
+  void Write(const std::string& file, const std::string& text) const {
+    fs::create_directories((path_ / file).parent_path());
+    std::ofstream(path_ / file) << text;
+  }
+  const fs::path& Path() const { return path_; }
+
+ private:
+  const fs::path path_;
+};
+
+TEST(CimValues, AreBroughtIntoTheFormOfTheirType) {
+  struct Case {
+    Cim::Type type;
+    std::string text;
+    std::optional<std::string> canonical;
+  };
+  const Case cases[] = {
+      {Cim::Type::Boolean, "true", "TRUE"},
+      {Cim::Type::Boolean, "1", std::nullopt},
+      {Cim::Type::Uint8, "255", "255"},
+      {Cim::Type::Uint8, "256", std::nullopt},
+      {Cim::Type::Uint16, "-1", std::nullopt},
+      {Cim::Type::Sint8, "-128", "-128"},
+      {Cim::Type::Sint32, "2147483648", std::nullopt},
+      {Cim::Type::Uint64, "18446744073709551615", "18446744073709551615"},
+      {Cim::Type::Uint32, "5 V", std::nullopt},
+      {Cim::Type::Real64, "15", "1.5000000000000000e+01"},
+      {Cim::Type::Real32, "-0.5", "-5.0000000e-01"},
+      {Cim::Type::Datetime, "2026-03-14", "20260314000000.000000+000"},
+      {Cim::Type::Datetime, "2026-03-14T08:09:10", "20260314080910.000000+000"},
+      {Cim::Type::Datetime, "00000012010203.000000:000", "00000012010203.000000:000"},
+      {Cim::Type::Datetime, "yesterday", std::nullopt},
+  };
+  for (const Case& test : cases) {
+    EXPECT_EQ(Cim::CanonicalText(test.type, test.text), test.canonical) << test.text;
+  }
+}
+
+TEST(CimLoader, SaysWhatIsWrongInWhichFile) {
+  struct Case {
+    std::string text;
+    std::string complaint;
+  };
+  const Case cases[] = {
+      {"{", "T.json: offset 1"},
+      {"[]", "no JSON object"},
+      {R"({"superclass": "Nowhere"})", "no class \"Nowhere\" to derive from"},
+      {R"({"properties": {"A": "uint17"}})", "no CIM type \"uint17\""},
+      {R"({"properties": 5})", "no object where one is wanted"},
+      {R"({"instances": {}})", "no list where one is wanted"},
+      {R"({"instances": [{"A": 1}]})", "instance 0, A: declared neither"},
+      {R"({"properties": {"A": "uint8"}, "instances": [{}, {"A": 300}]})", "instance 1, A: \"300\" is no uint8"},
+      {R"({"properties": {"A": "string"}, "instances": [{"A": "\u001b[2J"}]})", "is no string"},
+      {R"({"properties": {"A": "string[]"}, "instances": [{"A": "x"}]})", "no list, though the property is an array"},
+      {R"({"properties": {"A": "string"}, "instances": [{"A": "${nothing}"}]})", "no fact \"nothing\""},
+      {R"({"properties": {"A": "reference"}, "instances": [{"A": {"reference": "X"}}]})", "a reference without"},
+  };
+  for (const Case& test : cases) {
+    const Folder folder;
+    folder.Write("root/cimv2/T.json", test.text);
+    try {
+      Cim::LoadRepository(folder.Path(), "", Facts());
+      FAIL() << test.text;
+    } catch (const std::runtime_error& error) {
+      EXPECT_THAT(error.what(), HasSubstr("root/cimv2/T.json: ")) << test.text;
+      EXPECT_THAT(error.what(), HasSubstr(test.complaint));
+    }
+  }
+}
+
+TEST(CimLoader, RefusesUnknownFlavoursAndClassesToCopy) {
+  EXPECT_THROW(CimService(ShippedMachine("full"), {.flavour = "toaster"}), std::runtime_error);
+  EXPECT_THROW(CimService(ShippedMachine("full"), {.counts = {{"CIM_Card", 10}}}), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
