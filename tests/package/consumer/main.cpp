@@ -8,6 +8,19 @@
 #include <kelvar/Log.h>
 #include <kelvar/Names.h>
 #include <kelvar/NodeFirmwareInventory.h>
+#ifdef CONSUMER_STATIC
+#include <kelvar/RedfishClient.h>
+#endif
+
+/// What only the static library lets a program reach.
+static bool PrivatePartsWork() {
+#ifdef CONSUMER_STATIC
+  Rest::RedfishClient client;
+  return client.Request(4, "http://127.0.0.1:1/", "").body == "unknown request type";
+#else
+  return true;
+#endif
+}
 
 int main() {
   std::string logged;
@@ -28,5 +41,5 @@ int main() {
   std::printf("%s (%s), port %d\n", Kelvar::NameOf(code), Kelvar::DescriptionOf(code), inventory.GetCIMPort());
 
   const bool quiet = logged.find(target.Password) == std::string::npos;
-  return inventory.GetCIMPort() == 5988 && quiet && !logged.empty() ? 0 : 1;
+  return inventory.GetCIMPort() == 5988 && quiet && !logged.empty() && PrivatePartsWork() ? 0 : 1;
 }
