@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "common/text/ByteReader.h"
-
 namespace Kelvar::Test {
 
 namespace {
@@ -49,32 +47,6 @@ class ScriptedTransport final : public IpmiClientInterface {
 
  private:
   ScriptedIpmi& target_;
-};
-
-class StreamTransport final : public IpmiClientInterface {
- public:
-  explicit StreamTransport(Bytes stream) : stream_(std::move(stream)), reader_(stream_) {}
-
-  CONNECTIONSTATE connect() override { return IPMICONNECTED; }
-  void disconnect() override {}
-
-  int send(const IPMICOMMAND& /*command*/, std::vector<u8>& response, u8& completionCode) override {
-    completionCode = 0xFF;
-    if (reader_.Remaining() == 0) {
-      return 1;
-    }
-    completionCode = reader_.U8();
-    const std::size_t length = reader_.Remaining() > 0 ? reader_.U8() : 0;
-    const auto data = reader_.Bytes(std::min(length, reader_.Remaining()));
-    response.assign(data.begin(), data.end());
-    return 0;
-  }
-
-  void setBlockLength(const u16& /*length*/) override {}
-
- private:
-  Bytes stream_;
-  Text::ByteReader reader_;
 };
 
 Bytes Slice(const Bytes& bytes, std::size_t offset, std::size_t count) {
@@ -242,10 +214,6 @@ IpmiAnswer ScriptedIpmi::GetSDR(const Bytes& request) {
   record.at(1) = High(index);
   const std::size_t next = index + 1 < records_.size() ? index + 1 : 0xFFFF;
   return Reply(Bytes{Low(next), High(next)} + Slice(record, request.at(4), request.at(5)));
-}
-
-std::unique_ptr<IpmiClientInterface> MakeStreamTransport(Bytes stream) {
-  return std::make_unique<StreamTransport>(std::move(stream));
 }
 
 }  // namespace Kelvar::Test

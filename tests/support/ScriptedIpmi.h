@@ -90,8 +90,4 @@ class ScriptedIpmi {
   std::optional<std::size_t> loseReservationAfter_;
 };
 
-/// A transport whose replies are cut from one run of bytes: completion code, length, data. Refuses with 0xFF when the
-/// run has ended.
-std::unique_ptr<IpmiClientInterface> MakeStreamTransport(Bytes stream);
-
 }  // namespace Kelvar::Test
