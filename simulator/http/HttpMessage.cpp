@@ -51,6 +51,7 @@ constexpr std::array kReasons{
     Reason{403, "Forbidden"},
     Reason{404, "Not Found"},
     Reason{405, "Method Not Allowed"},
+    Reason{412, "Precondition Failed"},
     Reason{413, "Content Too Large"},
     Reason{429, "Too Many Requests"},
     Reason{431, "Request Header Fields Too Large"},

@@ -17,7 +17,7 @@ struct Message {
 };
 
 /// In the order of RedfishError; the argument stands between `before` and `after`.
-constexpr std::array<Message, 7> kMessages{{
+constexpr std::array<Message, 8> kMessages{{
     {404, "ResourceMissingAtURI", "The resource at the URI '", "' was not found.",
      "Place a valid resource at the URI or correct the URI and resubmit the request."},
     {401, "NoValidSession", "There is no valid session established with the implementation.", "",
@@ -33,6 +33,7 @@ constexpr std::array<Message, 7> kMessages{{
      "Correct the value for the query parameter in the request and resubmit the request if the operation failed."},
     {400, "MalformedJSON", "The request body submitted was malformed JSON and could not be parsed by the service.", "",
      "Ensure that the request body is valid JSON and resubmit the request."},
+    {412, "HeaderInvalid", "Header '", "' is invalid.", "Ensure that the request header is valid."},
 }};
 
 }  // namespace

@@ -14,6 +14,7 @@ enum class RedfishError {
   QueryNotSupported,
   QueryParameterValue,
   MalformedJson,
+  ODataVersion,
 };
 
 /// The answer for an error: its status, and an error object with the message of the base registry. `argument` is what

@@ -61,6 +61,17 @@ void AddCommonHeaders(HttpResponse& response) {
   response.compressible = true;
 }
 
+/// Where the schema of a page stands; a maker's own schemas are published nowhere.
+void AddSchemaLink(HttpResponse& response) {
+  const auto type = JsonText::String(JsonText::Member(response.body, "@odata.type").value_or("")).value_or("");
+  const std::size_t end = type.rfind('.');
+  if (type.starts_with('#') && end != std::string_view::npos && !type.starts_with("#Tavrik")) {
+    SetHeader(
+        response.headers, "Link",
+        "<https://redfish.dmtf.org/schemas/v1/" + std::string(type.substr(1, end - 1)) + ".json>; rel=describedby");
+  }
+}
+
 HttpServer::Options ServerOptions(FaultTable& faults) {
   return {true, [&faults](std::string_view stage) { return faults.Strike({}, stage); }};
 }
@@ -111,6 +122,9 @@ HttpResponse RedfishService::Dispatch(const HttpRequest& request, const std::str
   if (auto refusal = RefuseStranger(request, path)) {
     return std::move(*refusal);
   }
+  if (const std::string* version = FindHeader(request.headers, "OData-Version"); version && *version != "4.0") {
+    return ErrorPage(RedfishError::ODataVersion, "OData-Version");
+  }
   if (request.method == "GET" || request.method == "HEAD") {
     return ServePage(request, path);
   }
@@ -144,8 +158,10 @@ HttpResponse RedfishService::ServePage(const HttpRequest& request, const std::st
   if (refusal) {
     return std::move(*refusal);
   }
+  response.body = std::move(*page);
+  AddSchemaLink(response);
   const auto pageSize = settings_.pageSize.find(path);
-  response.body = CutPage(std::move(*page), path, query,
+  response.body = CutPage(std::move(response.body), path, query,
                           pageSize == settings_.pageSize.end() ? std::nullopt : std::optional(pageSize->second));
   if (query.expand) {
     response.body =

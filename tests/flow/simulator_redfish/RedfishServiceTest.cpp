@@ -46,6 +46,7 @@ TEST(RedfishService, AnswersAsHttpWantsIt) {
   EXPECT_EQ(page.headers["odata-version"], "4.0");
   EXPECT_EQ(page.headers["content-type"], "application/json; charset=utf-8");
   EXPECT_EQ(page.headers["allow"], "GET, HEAD");
+  EXPECT_EQ(page.headers["link"], "<https://redfish.dmtf.org/schemas/v1/ComputerSystem.v1_16_0.json>; rel=describedby");
   EXPECT_EQ(redfish.GetAsStranger("/redfish/v1/$metadata").headers["content-type"], "application/xml; charset=utf-8");
   EXPECT_EQ(redfish.Get("/redfish/v1/%53ystems/Self/?unknown=1").body, page.body);
 
@@ -53,6 +54,10 @@ TEST(RedfishService, AnswersAsHttpWantsIt) {
   known.headers = {"If-None-Match: " + page.headers["etag"]};
   EXPECT_EQ(redfish.Get(kSystem, known).status, 304);
   EXPECT_EQ(redfish.Get("/redfish/v1/Chassis/1", known).status, 200);
+
+  CurlFetch::Settings odata;
+  odata.headers = {"OData-Version: 4.1"};
+  EXPECT_EQ(redfish.Get(kSystem, odata).status, 412);
 
   CurlFetch::Settings head;
   head.method = "HEAD";
