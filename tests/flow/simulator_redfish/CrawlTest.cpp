@@ -112,7 +112,8 @@ class Crawl : public testing::TestWithParam<const char*> {
   std::deque<std::string> waiting_{"/redfish/v1"};
 };
 
-INSTANTIATE_TEST_SUITE_P(Machines, Crawl, testing::Values("full"), [](const auto& param) { return param.param; });
+INSTANTIATE_TEST_SUITE_P(Machines, Crawl, testing::Values("full", "amd"),
+                         [](const auto& param) { return param.param; });
 
 TEST_P(Crawl, FindsEveryPageAndNothingThatIsWrong) {
   while (!waiting_.empty()) {
