@@ -1,8 +1,10 @@
 // kelvar-bmcsim: one modelled machine, served over the protocols of a service processor on loopback.
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -19,6 +21,7 @@
 #include <rapidjson/writer.h>
 #include <CLI/CLI.hpp>
 
+#include "simulator/cim/CimService.h"
 #include "simulator/ipmi/IpmiService.h"
 #include "simulator/machine/Machine.h"
 #include "simulator/machine/Places.h"
@@ -30,13 +33,17 @@ using namespace Kelvar::Simulator;
 
 struct Protocol {
   const char* name;
+  /// What a machine that offers the protocol has in its folder.
+  const char* data;
   const char* help;
   std::unique_ptr<Service> (*make)(const Machine& machine);
 };
 
 constexpr Protocol protocols[] = {
-    {"ipmi", "UDP port of IPMI", MakeIpmiService},
-    {"redfish", "TCP port of Redfish over HTTPS", MakeRedfishService},
+    {"ipmi", "ipmi.json", "UDP port of IPMI", MakeIpmiService},
+    {"redfish", "redfish", "TCP port of Redfish over HTTPS", MakeRedfishService},
+    {"cim", "cim", "TCP port of CIM over HTTP", MakeCimService},
+    {"cim-https", "cim", "TCP port of CIM over HTTPS", MakeCimTlsService},
 };
 
 struct Options {
@@ -44,6 +51,7 @@ struct Options {
   std::string library;
   std::vector<std::string> faults;
   std::vector<std::string> serve;
+  std::string cimFlavour;
   std::optional<std::size_t> logEntries;
   std::optional<std::size_t> sensors;
   std::map<std::string, unsigned short> ports;
@@ -62,6 +70,8 @@ void Declare(CLI::App& app, Options& options) {
   app.add_option("--machines", options.library, "Folder in which machines are looked up by name");
   app.add_option("--serve", options.serve, "Serve these protocols alone")->delimiter(',')->check(CLI::IsMember(names));
   app.add_option("--fault", options.faults, "Switch a fault of the machine's data on: PROTOCOL:NAME");
+  app.add_option("--cim-flavour", options.cimFlavour,
+                 "Kind of target that CIM is: one of the machine's cim/server.json");
   app.add_option("--log-entries", options.logEntries, "Make each log this long");
   app.add_option("--sensors", options.sensors, "Make each list of sensors this long");
   app.add_flag("--until-eof", options.untilEof, "End when standard input ends");
@@ -70,6 +80,7 @@ void Declare(CLI::App& app, Options& options) {
 Machine LoadWithFaults(const Options& options) {
   Machine machine = LoadMachine(options.machine, MachineLibrary(options.library));
   machine.faults = options.faults;
+  machine.cimFlavour = options.cimFlavour;
   machine.logEntries = options.logEntries;
   machine.sensors = options.sensors;
   for (const std::string& fault : machine.faults) {
@@ -84,9 +95,12 @@ Machine LoadWithFaults(const Options& options) {
   return machine;
 }
 
-bool Wanted(const Options& options, const std::string& protocol) {
-  return options.serve.empty() ||
-         std::find(options.serve.begin(), options.serve.end(), protocol) != options.serve.end();
+/// Without a choice everything that the machine has data for.
+bool Wanted(const Options& options, const Machine& machine, const Protocol& protocol) {
+  if (options.serve.empty()) {
+    return std::filesystem::exists(machine.folder / protocol.data);
+  }
+  return std::find(options.serve.begin(), options.serve.end(), protocol.name) != options.serve.end();
 }
 
 void AnnounceReady(const Machine& machine, const std::map<std::string, unsigned short>& ports) {
@@ -141,7 +155,7 @@ void Serve(const Options& options) {
   std::vector<std::unique_ptr<Service>> services;
   std::map<std::string, unsigned short> ports;
   for (const Protocol& protocol : protocols) {
-    if (Wanted(options, protocol.name)) {
+    if (Wanted(options, machine, protocol)) {
       services.push_back(protocol.make(machine));
       ports[protocol.name] = services.back()->Start(options.ports.at(protocol.name));
     }

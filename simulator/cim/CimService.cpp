@@ -22,9 +22,27 @@ void Multiply(const std::string& className, std::size_t count, Cim::Repository& 
   }
 }
 
+/// Lengthens every class with instances that is derived from `base`.
+void MultiplyDerived(std::string_view base, std::size_t count, Cim::Repository& repository) {
+  for (auto& [name, space] : repository.namespaces) {
+    const Cim::Class* of = space.Find(base);
+    for (const Cim::Class* derived : of == nullptr ? std::vector<const Cim::Class*>() : space.Family(*of)) {
+      if (!derived->instances.empty()) {
+        space.Find(derived->name)->count = count;
+      }
+    }
+  }
+}
+
 std::shared_ptr<const Cim::Repository> Load(const Machine& machine, const CimOptions& options) {
   const Facts facts = Facts::Load(machine.folder / "machine.json");
-  Cim::Repository repository = Cim::LoadRepository(machine.folder / "cim", options.flavour, facts);
+  Cim::Repository repository = Cim::LoadRepository(machine.folder / "cim", machine.cimFlavour, facts);
+  if (machine.logEntries) {
+    MultiplyDerived("CIM_LogEntry", *machine.logEntries, repository);
+  }
+  if (machine.sensors) {
+    MultiplyDerived("CIM_NumericSensor", *machine.sensors, repository);
+  }
   for (const auto& [className, count] : options.counts) {
     Multiply(className, count, repository);
   }
@@ -34,12 +52,23 @@ std::shared_ptr<const Cim::Repository> Load(const Machine& machine, const CimOpt
 }  // namespace
 
 CimService::CimService(const Machine& machine, const CimOptions& options) : machine_(machine) {
+  for (const std::string& fault : machine_.FaultsOf("cim")) {
+    faults_.Add(fault);
+  }
   faults_.AddFile(machine_.folder / "cim" / "faults.json");
   server_ = std::make_unique<Cim::CimServer>(machine_, Load(machine_, options), faults_);
   HttpServer::Options http;
   http.tls = options.tls;
   http.connectionFault = [this](std::string_view stage) { return faults_.Strike({}, stage); };
   http_ = std::make_unique<HttpServer>(http, [this](const HttpRequest& request) { return server_->Answer(request); });
+}
+
+std::unique_ptr<Service> MakeCimService(const Machine& machine) {
+  return std::make_unique<CimService>(machine);
+}
+
+std::unique_ptr<Service> MakeCimTlsService(const Machine& machine) {
+  return std::make_unique<CimService>(machine, CimOptions{.tls = true});
 }
 
 }  // namespace Kelvar::Simulator

@@ -13,8 +13,6 @@ namespace Kelvar::Simulator {
 
 struct CimOptions {
   bool tls = false;
-  /// A flavour of the machine's cim/server.json; empty for everything that the machine publishes.
-  std::string flavour = {};
   /// How many instances a class is to have: its own over and over, numbered.
   std::map<std::string, std::size_t> counts = {};
 };
@@ -22,7 +20,9 @@ struct CimOptions {
 /// A machine's CIM server: CIM-XML over HTTP or HTTPS.
 class CimService : public Service {
  public:
-  /// Throws std::runtime_error when the machine has no CIM data or wrong ones.
+  /// The machine's faults of protocol "cim" are faults as FaultTable::Add takes them; they strike before those of
+  /// cim/faults.json. Throws std::runtime_error or std::invalid_argument with a text for people when the machine has no
+  /// CIM data or wrong ones.
   explicit CimService(const Machine& machine, const CimOptions& options = {});
 
   unsigned short Start(unsigned short port) override { return http_->Start(port); }
@@ -38,5 +38,8 @@ class CimService : public Service {
   std::unique_ptr<Cim::CimServer> server_;
   std::unique_ptr<HttpServer> http_;
 };
+
+std::unique_ptr<Service> MakeCimService(const Machine& machine);
+std::unique_ptr<Service> MakeCimTlsService(const Machine& machine);
 
 }  // namespace Kelvar::Simulator

@@ -21,6 +21,7 @@ struct Machine {
   std::string description;
   std::vector<Account> accounts;
   std::vector<std::string> faults;  ///< switched on for this run
+  std::string cimFlavour;           ///< one of cim/server.json; empty for all that the machine publishes over CIM
   /// How many entries each log, and sensors each list has in this run, when not those of the machine's data.
   std::optional<std::size_t> logEntries;
   std::optional<std::size_t> sensors;

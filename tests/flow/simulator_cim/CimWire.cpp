@@ -33,8 +33,8 @@ std::vector<std::string> CimCall::Headers() const {
   return headers;
 }
 
-CimHost::CimHost(const Simulator::CimOptions& options, const std::string& machine)
-    : tls_(options.tls), service_(ShippedMachine(machine), options), port_(service_.Start(0)) {}
+CimHost::CimHost(const Simulator::CimOptions& options, const Simulator::Machine& machine)
+    : tls_(options.tls), service_(machine, options), port_(service_.Start(0)) {}
 
 std::string CimHost::Url() const {
   return (tls_ ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(port_) + "/cimom";

@@ -28,7 +28,8 @@ struct CimCall {
 /// A running CIM service, and a plain client of it.
 class CimHost {
  public:
-  explicit CimHost(const Simulator::CimOptions& options = {}, const std::string& machine = "full");
+  explicit CimHost(const Simulator::CimOptions& options = {},
+                   const Simulator::Machine& machine = ShippedMachine("full"));
 
   Simulator::CimService& Service() { return service_; }
   unsigned short Port() const { return port_; }

@@ -93,7 +93,9 @@ TEST(CimLoader, SaysWhatIsWrongInWhichFile) {
 }
 
 TEST(CimLoader, RefusesUnknownFlavoursAndClassesToCopy) {
-  EXPECT_THROW(CimService(ShippedMachine("full"), {.flavour = "toaster"}), std::runtime_error);
+  Machine toaster = ShippedMachine("full");
+  toaster.cimFlavour = "toaster";
+  EXPECT_THROW(CimService{toaster}, std::runtime_error);
   EXPECT_THROW(CimService(ShippedMachine("full"), {.counts = {{"CIM_Card", 10}}}), std::runtime_error);
 }
 

@@ -71,7 +71,9 @@ TEST(CimOperation, AnswersEmptyClassesWithNothing) {
 }
 
 TEST(CimOperation, StreamsLargeClassesWithDistinctNames) {
-  CimHost host({.counts = {{"QEL_StandardMessageLogEntry", 2000}, {"QEL_NumericSensor", 500}}});
+  Simulator::Machine machine = ShippedMachine("full");
+  machine.logEntries = 2000;
+  CimHost host({.counts = {{"QEL_NumericSensor", 500}}}, machine);
   for (const bool trailers : {true, false}) {
     const auto log = host.Call({.className = "QEL_StandardMessageLogEntry", .trailers = trailers});
     EXPECT_EQ(log.headers.count("content-length"), trailers ? 0U : 1U);
@@ -99,7 +101,9 @@ TEST(CimFlavour, NarrowsToOneKindOfTarget) {
       {"omc", "root/cimv2", "QEL_Chassis", false},
   };
   for (const FlavourCase& test : cases) {
-    CimHost host({.flavour = test.flavour});
+    Simulator::Machine machine = ShippedMachine("full");
+    machine.cimFlavour = test.flavour;
+    CimHost host({}, machine);
     const auto counts = CountElements(host.Call({.className = test.className, .nameSpace = test.nameSpace}).body);
     EXPECT_EQ(counts.count("INSTANCE") == 1, test.served) << test.flavour << ' ' << test.nameSpace << test.className;
     EXPECT_EQ(counts.count("ERROR") == 1, !test.served);
@@ -166,7 +170,7 @@ TEST(CimMachines, GiveWellFormedRepliesForAllTheirClasses) {
     }
     const auto facts = Simulator::Facts::Load(entry.path() / "machine.json");
     const auto repository = Simulator::Cim::LoadRepository(folder, "", facts);
-    CimHost host({}, entry.path().filename());
+    CimHost host({}, ShippedMachine(entry.path().filename()));
     for (const auto& [nameSpace, space] : repository.namespaces) {
       for (const auto& [className, of] : space.Classes()) {
         for (const std::string method : {"EnumerateInstances", "GetClass"}) {
