@@ -81,6 +81,9 @@ const Value& FaultNamed(const Value& document, const std::string& name) {
 std::string Replies(const Value& document, const Machine& machine) {
   std::ostringstream out;
   WriteReplies(out, document);
+  for (const auto& device : Json::List(document, "fru")) {
+    out << "fru " << Json::Number(device, "id") << ' ' << HexOf(FruImage(device)) << '\n';
+  }
   unsigned id = 0;
   for (const auto& record : Json::List(document, "sdr")) {
     ++id;

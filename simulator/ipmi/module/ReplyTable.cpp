@@ -12,6 +12,7 @@ namespace Kelvar::Simulator {
 namespace {
 
 constexpr u8 netFnStorage = 0x0A;
+constexpr u8 readFruData = 0x11;
 constexpr u8 getSdr = 0x23;
 constexpr u8 netFnOem = 0x3A;
 constexpr u8 readStore = 0x0B;
@@ -145,6 +146,8 @@ void ReplyTable::ReadLine(const std::string& line) {
     }
   } else if (kind == "path") {
     paths_[first] = HexOf(second);
+  } else if (kind == "fru") {
+    fruDevices_[NumberOf<unsigned>(first)] = HexOf(second);
   } else if (kind == "record") {
     recordLengths_[NumberOf<unsigned>(first)] = NumberOf<std::size_t>(second);
   } else if (kind == "suites") {
@@ -181,6 +184,9 @@ std::optional<Bytes> ReplyTable::Read(u8 netFn, u8 command, std::span<const u8> 
   }
   if (netFn == netFnOem && command == readPath && !paths_.empty()) {
     return ReadPath(data);
+  }
+  if (netFn == netFnStorage && command == readFruData) {
+    return ReadLongFru(data);
   }
   return std::nullopt;
 }
@@ -223,6 +229,26 @@ Bytes ReplyTable::ReadPath(std::span<const u8> request) const {
   const Bytes& value = entry->second;
   Bytes answer{completionSuccess, 0, 0, static_cast<u8>(value.size() + 2), static_cast<u8>(lengthFlag | value.size())};
   answer.insert(answer.end(), value.begin(), value.end());
+  return answer;
+}
+
+std::optional<Bytes> ReplyTable::ReadLongFru(std::span<const u8> request) const {
+  constexpr std::size_t mostOfIpmiSim = 34;
+  Text::ByteReader reader(request);
+  const auto device = fruDevices_.find(reader.U8());
+  const std::size_t offset = reader.U16();
+  const std::size_t count = reader.U8();
+  if (!reader.Ok() || device == fruDevices_.end() || count <= mostOfIpmiSim) {
+    return std::nullopt;
+  }
+  const Bytes& image = device->second;
+  if (offset >= image.size()) {
+    return Bytes{completionOutOfRange};
+  }
+  const std::size_t given = std::min(count, image.size() - offset);
+  Bytes answer{completionSuccess, static_cast<u8>(given)};
+  const auto start = image.begin() + static_cast<std::ptrdiff_t>(offset);
+  answer.insert(answer.end(), start, start + static_cast<std::ptrdiff_t>(given));
   return answer;
 }
 

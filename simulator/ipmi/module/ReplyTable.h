@@ -40,6 +40,7 @@ struct Rule {
 ///   rule NETFN COMMAND PREFIX [skip=N] [times=N] [delay=MS] [silent] [reply=HEX] [truncate=N] [patch=OFFSET:HEX]
 ///   store OFFSET HEX        bytes of the VPD store
 ///   path PATH HEX           value of a configuration path
+///   fru ID HEX              contents of a FRU device
 ///   record ID LENGTH        length of a record of the sensor data repository
 ///   suites 3,17             RMCP+ cipher suites served
 ///   session-timeout SECONDS
@@ -53,7 +54,8 @@ class ReplyTable {
   /// The first rule that applies now, or null; counts its use.
   const Rule* Take(u8 netFn, u8 command, std::span<const u8> data);
 
-  /// Completion code and data of the OEM commands that read the stores; nothing for any other.
+  /// Completion code and data of the commands that read the stores; nothing for any other. Of Read FRU Data these are
+  /// the requests that ask for more than ipmi_sim is able to give in one answer.
   std::optional<Bytes> Read(u8 netFn, u8 command, std::span<const u8> data) const;
 
   /// Takes from ipmi_sim's answer to Get SDR what stands behind the end of the record: it hands out six bytes of its
@@ -66,11 +68,13 @@ class ReplyTable {
  private:
   Bytes ReadStore(std::span<const u8> request) const;
   Bytes ReadPath(std::span<const u8> request) const;
+  std::optional<Bytes> ReadLongFru(std::span<const u8> request) const;
   void ReadLine(const std::string& line);
 
   std::vector<Rule> rules_;
   std::map<std::size_t, u8> store_;
   std::map<std::string, Bytes> paths_;
+  std::map<unsigned, Bytes> fruDevices_;
   std::map<unsigned, std::size_t> recordLengths_;
   std::vector<unsigned> suites_ = {3, 17};
   std::optional<unsigned> sessionTimeout_;

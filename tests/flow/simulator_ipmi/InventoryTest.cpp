@@ -41,12 +41,12 @@ std::string IpmiTool(const BmcSim& sim, const Words& request) {
 TEST(Inventory, IsWhatForeignClientsReadToo) {
   const BmcSim sim("full", {"--serve", "ipmi"});
   const std::string systemBoard = IpmiTool(sim, {"fru", "print", "0"});
-  for (const char* line : {"Chassis Serial : KV4A017", "Board Product : System Board", "Board Serial : Y010KV4A0B01",
+  for (const char* line : {"Chassis Serial : KV4A017", "Board Product : System Board", "Board Serial : KVB93A01A",
                            "Product Manufacturer : TAVRIK", "Product Part Number : 7K40", "Product Version : 0245",
                            "Product Serial : KV4A017", "Product Asset Tag : 0a1b2c"}) {
     EXPECT_NE(systemBoard.find(line), std::string::npos) << line << '\n' << systemBoard;
   }
-  EXPECT_NE(IpmiTool(sim, {"fru", "print", "9"}).find("Board Product : Riser Card 1"), std::string::npos);
+  EXPECT_NE(IpmiTool(sim, {"fru", "print", "9"}).find("Board Product : PCI Riser 1"), std::string::npos);
 
   const std::string records = IpmiTool(sim, {"sdr", "elist", "all"});
   EXPECT_EQ(std::count(records.begin(), records.end(), '\n'), 18) << records;  // two of the twenty have no name
@@ -63,7 +63,7 @@ TEST(Inventory, PassesTheChecksOfFreeIpmi) {
                                            "127.0.0.1:" + std::to_string(sim.Port("ipmi")), "-u", "admin", "-p",
                                            "kelvar-demo", "-l", "admin", "--device-id=0", "--ignore-sdr-cache"});
   EXPECT_EQ(result.errors, "");
-  for (const char* line : {"FRU FRU File ID: 01KV141", "FRU Product Serial Number: KV4A017"}) {
+  for (const char* line : {"FRU FRU File ID: 01KV700", "FRU Product Serial Number: KV4A017"}) {
     EXPECT_NE(result.output.find(line), std::string::npos) << line << '\n' << result.output;
   }
 }

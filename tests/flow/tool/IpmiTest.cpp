@@ -1,0 +1,178 @@
+// The tool against the simulator's IPMI side: what people and programs get to see, and the exit codes.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include "flow/tool/ToolRun.h"
+#include "support/BmcSim.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using Words = std::vector<std::string>;
+
+struct Case {
+  const char* machine;
+  const char* fault;  ///< "" for none
+  const char* query;  ///< of the target's address
+  Words what;
+  int exitCode;
+  Words output;  ///< parts of standard output
+  Words absent;  ///< texts that must not be in it
+};
+
+CommandResult Read(const Case& parameters, const Words& more = {}) {
+  Words arguments{"--serve", "ipmi"};
+  if (*parameters.fault != '\0') {
+    arguments.insert(arguments.end(), {"--fault", std::string("ipmi:") + parameters.fault});
+  }
+  const BmcSim sim(parameters.machine, arguments);
+  Words words{"ipmi://admin@127.0.0.1:" + std::to_string(sim.Port("ipmi")) + parameters.query};
+  words.insert(words.end(), parameters.what.begin(), parameters.what.end());
+  words.insert(words.end(), more.begin(), more.end());
+  return RunTool(words);
+}
+
+class OverIpmi : public testing::TestWithParam<Case> {};
+
+TEST_P(OverIpmi, PrintsWhatTheMachineHas) {
+  const CommandResult result = Read(GetParam());
+  EXPECT_EQ(result.exitCode, GetParam().exitCode) << result.output << result.errors;
+  for (const std::string& text : GetParam().output) {
+    EXPECT_THAT(result.output, HasSubstr(text));
+  }
+  for (const std::string& text : GetParam().absent) {
+    EXPECT_THAT(result.output, Not(HasSubstr(text)));
+  }
+}
+
+const char allFirmware[] =
+    "firmware\n"
+    "  BMCBuildID           TBC128K-2.45\n"
+    "  BMCBuildDate         2026-03-14\n"
+    "  BMCBackUpBuildID     TBC119H-2.31\n"
+    "  BMCBackUpBuildDate   2025-11-02\n"
+    "  uEFIBuildID          TBE207M-3.10\n"
+    "  uEFIBuildDate        2026-02-20\n"
+    "  uEFIBackUpBuildID    TBE198L-3.02\n"
+    "  uEFIBackUpBuildDate  2025-10-09\n"
+    "  QDGpBuildID          QDG112C-4.07\n"
+    "  QDGpBuildIDDate      2026-01-30\n";
+
+const char allComponents[] =
+    "components\n"
+    "  Name            Manufacturer  PartNumber  FruPartNumber  SerialNumber\n"
+    "  System Board    Tavrik        KP57-02551  01KV700        KVB93A01A\n"
+    "  Power Supply 1  Ohmsten       KP57-02023  01KV800        OHM70AA1\n"
+    "  Power Supply 2  Ohmsten       KP57-02023  01KV800        OHM70AA2\n"
+    "  Backplane 1     Tavrik        KP57-12040  01KV710        KVB93B114\n"
+    "  CPU Board       Tavrik        KP57-44002  01KV202        KVB93ECB0001\n"
+    "  CPU Heatsink\n"
+    "  Memory Card 1   Tavrik        KP57-44004  01KV204        KVB93EMC0012\n"
+    "  PCI Riser 1     Tavrik        KP57-31101  01KV730        KVB93D007\n"
+    "  Mezzanine Card\n"
+    "  QVL8 Adapter    Tavrik        KP57-44006  01KV206        KVB93EQV0001\n";
+
+const Case cases[] = {
+    {"full", "", "", {"firmware", "generation"}, 0, {allFirmware, "\ngeneration\n  Generation  2\n"}, {}},
+    {"full", "", "?suite=17", {"identity"}, 0, {"SystemGUID    6f1c4c5e-52a7-4d0b-9a3e-0c8f5b7d2e41"}, {}},
+    {"full", "", "", {"system"}, 0, {"MachineType   7K40\n", "SerialNumber  KV4A017\n"}, {}},
+    {"full", "", "", {"components"}, 0, {allComponents}, {}},
+
+    // what goes wrong on the way and is survived
+    {"full", "silent-once", "", {"generation"}, 0, {"Generation  2"}, {}},
+    {"full", "slow", "", {"generation"}, 0, {"Generation  2"}, {}},
+    {"full", "suite-3-only", "?suite=0", {"generation"}, 0, {"Generation  2"}, {}},
+    {"full", "suite-17-only", "?suite=0", {"generation"}, 0, {"Generation  2"}, {}},
+    {"full", "lost-reservation", "", {"components"}, 0, {allComponents}, {}},
+    {"full", "endless-repository", "", {"components"}, 0, {allComponents}, {}},
+    {"full", "no-vpd", "", {"system"}, 0, {"MachineType   7K40\n", "SerialNumber  KV4A017\n"}, {}},
+    {"full",
+     "first-generation",
+     "",
+     {"firmware", "system"},
+     0,
+     {"QDGpBuildID          QDG112C-4.07", "7K40"},
+     {"BMCBackUp"}},
+
+    // what is read before a failure comes out, with a note
+    {"full", "lost-reservation-twice", "", {"components"}, 0, {"Power Supply 1"}, {"QVL8"}},
+    {"full", "no-reservation", "", {"components"}, 0, {"System Board"}, {"Power Supply"}},
+    {"full",
+     "not-now",
+     "",
+     {"firmware"},
+     20,
+     {"firmware: incomplete", "INVENTORY_IPMI_NOT_SUPPORTED_NOW", "TBC119H-2.31"},
+     {"uEFI"}},
+    {"full", "short-uefi", "", {"firmware"}, 20, {"firmware: incomplete", "TBC119H-2.31"}, {}},
+    {"full",
+     "short-paths",
+     "",
+     {"firmware"},
+     0,
+     {"BMCBackUpBuildID     NULL----NULL\n", "QDGpBuildIDDate      NULL------\n"},
+     {}},
+    {"full", "", "", {"generation", "software"}, 20, {"Generation  2", "software: failed"}, {}},
+    {"full", "no-oem", "", {"identity", "generation"}, 13, {"identity: failed", "generation: failed"}, {}},
+    {"full", "one-byte-generation", "", {"generation"}, 13, {"generation: failed"}, {}},
+    {"full", "not-now", "", {"software"}, 13, {"software: failed"}, {}},
+    {"full", "suite-3-only", "?suite=17", {"generation"}, 10, {"generation: failed"}, {}},
+
+    {"amd",
+     "",
+     "",
+     {"software", "system"},
+     0,
+     {"BMC Firmware   AMB114E-3.1a   BMC", "UEFI Firmware  AME206C-2.07   UEFI", "KV6A003"},
+     {}},
+    {"amd", "short-bmc", "", {"software"}, 0, {"AME206C-2.07"}, {"BMC Firmware"}},
+    {"amd", "no-uefi", "", {"software"}, 20, {"software: incomplete", "AMB114E-3.1a"}, {"UEFI Firmware"}},
+
+    // text from the target does not steer the terminal, and the library's own text stays out of the output
+    {"awkward", "", "", {"firmware"}, 0, {"\\x1b[31mTBE001-0.9", "NULL----2.31"}, {"\x1b", "QDG complete code"}},
+    {"awkward", "cpu-without-number", "", {"components"}, 13, {"components: failed"}, {"System Board"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, OverIpmi, testing::ValuesIn(cases));
+
+TEST(Json, IsOneObjectWithAFormatVersion) {
+  const CommandResult result = Read({"full", "", "", {"system", "software"}, 0, {}, {}}, {"--format", "json", "-q"});
+  EXPECT_EQ(result.exitCode, 20);
+  EXPECT_EQ(result.errors, "");
+  rapidjson::Document document;
+  ASSERT_FALSE(document.Parse(result.output.c_str()).HasParseError()) << result.output;
+  EXPECT_EQ(document["format_version"].GetInt(), 1);
+  const auto& system = document["results"][0];
+  EXPECT_STREQ(system["what"].GetString(), "system");
+  EXPECT_TRUE(system["complete"].GetBool());
+  EXPECT_STREQ(system["records"][0]["SerialNumber"].GetString(), "KV4A017");
+  const auto& software = document["results"][1];
+  EXPECT_FALSE(software["complete"].GetBool());
+  EXPECT_EQ(software["result"].GetInt(), 15);
+  EXPECT_STREQ(software["result_name"].GetString(), "INVENTORY_FAILED");
+  EXPECT_TRUE(software["records"].Empty());
+}
+
+TEST(Json, HoldsHostileTextAsEscapes) {
+  const CommandResult result = Read({"awkward", "", "", {"firmware"}, 0, {}, {}}, {"--format", "json"});
+  rapidjson::Document document;
+  ASSERT_FALSE(document.Parse(result.output.c_str()).HasParseError()) << result.output;
+  EXPECT_STREQ(document["results"][0]["records"][0]["uEFIBackUpBuildID"].GetString(), "\x1b[31mTBE001-0.9 ");
+  EXPECT_THAT(result.output, Not(HasSubstr("\x1b")));
+}
+
+TEST(Output, ThatCannotBeWrittenIsNoSuccess) {
+  const BmcSim sim("full", {"--serve", "ipmi"});
+  const std::string target = "ipmi://admin@127.0.0.1:" + std::to_string(sim.Port("ipmi"));
+  const CommandResult result = RunCommand({"sh", "-c", "exec \"$0\" \"$1\" generation >/dev/full", KELVAR_TOOL, target},
+                                          {"KELVAR_PASSWORD=kelvar-demo"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.errors, HasSubstr("No space left"));
+}
+
+}  // namespace
+}  // namespace Kelvar::Test

@@ -1,0 +1,137 @@
+#include "tools/kelvar/Commands.h"
+
+#include <algorithm>
+
+#include "tools/kelvar/ExitCode.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+using Inventory = NodeFirmwareInventory;
+using Result = Inventory::INVENTORYRETURNCODE;
+
+template <typename R>
+Outcome ReadList(Inventory& inventory, Result (Inventory::*operation)(std::vector<R>&)) {
+  std::vector<R> list;
+  Outcome outcome{(inventory.*operation)(list), {}};
+  for (const R& record : list) {
+    outcome.records.push_back(RecordOf(record));
+  }
+  return outcome;
+}
+
+template <typename R>
+Outcome ReadOne(Inventory& inventory, Result (Inventory::*operation)(R&)) {
+  R record{};
+  const Result result = (inventory.*operation)(record);
+  Record fields = RecordOf(record);
+  if (result != Inventory::INVENTORY_SUCCESS && !HoldsAnything(fields)) {
+    return {result, {}};
+  }
+  return {result, {std::move(fields)}};
+}
+
+Outcome ReadGeneration(Inventory& inventory, const CommandOptions& /*options*/) {
+  Inventory::ZMCGENERATIONTYPE generation = Inventory::ZMC_GENERATION_1;
+  const Result result = inventory.GetZMCGenerationType(generation);
+  if (result != Inventory::INVENTORY_SUCCESS) {
+    return {result, {}};
+  }
+  return {result, {RecordOf(generation)}};
+}
+
+Outcome ReadCimLog(Inventory& inventory, const CommandOptions& options) {
+  constexpr int commonEventIds = 3;
+  std::vector<KelvarNfw::ZMCMESSAGELOGDATA> list;
+  Outcome outcome{inventory.GetZMCMessageLogDataCIM(list, options.commonEventId ? commonEventIds : 0), {}};
+  for (const auto& record : list) {
+    outcome.records.push_back(RecordOf(record));
+  }
+  return outcome;
+}
+
+template <auto operation>
+Outcome List(Inventory& inventory, const CommandOptions& /*options*/) {
+  return ReadList(inventory, operation);
+}
+
+template <auto operation>
+Outcome One(Inventory& inventory, const CommandOptions& /*options*/) {
+  return ReadOne(inventory, operation);
+}
+
+constexpr Operation firmware = List<&Inventory::GetNodeFirmwareBuildID>;
+constexpr Operation identity = One<&Inventory::GetHardwareInfoComputerSystem>;
+constexpr Operation machine = One<&Inventory::GetNodeFirmwareSystemVPD>;
+constexpr Operation components = List<&Inventory::GetNodeOtherSystemVPD>;
+constexpr Operation software = List<&Inventory::GetNFWSoftwareIdentity>;
+constexpr Operation sensors = List<&Inventory::GetZMCNumericSensors>;
+constexpr Operation leds = List<&Inventory::GetZMCIndicatorLED>;
+constexpr Operation dns = List<&Inventory::GetZMCDNSSettingData>;
+constexpr Operation addresses = List<&Inventory::GetZMCIPProtocolEndPoint>;
+constexpr Operation staticAddresses = List<&Inventory::GetZMCStaticIPAddress>;
+constexpr Operation snmp = List<&Inventory::GetZMCCommunityString>;
+
+constexpr Command commands[] = {
+    {"firmware", "build IDs and dates of the firmware", Layout::Sheet, firmware, firmware, firmware},
+    {"generation", "generation of the service processor", Layout::Sheet, ReadGeneration, nullptr, ReadGeneration},
+    {"identity", "product, manufacturer, serial number and UUID", Layout::Sheet, identity, identity, identity},
+    {"system", "machine type and serial number", Layout::Sheet, machine, machine, machine},
+    {"components", "replaceable components", Layout::Columns, components, components, components},
+    {"software", "BMC and UEFI firmware of an AMD platform", Layout::Columns, software, nullptr, nullptr},
+    {"sensors", "numeric sensors", Layout::Columns, nullptr, sensors, sensors},
+    {"leds", "indicator LEDs", Layout::Columns, nullptr, nullptr, leds},
+    {"log", "event log", Layout::Columns, nullptr, List<&Inventory::GetZMCMessageLogDataRedfish>, ReadCimLog},
+    {"audit-log", "audit log", Layout::Columns, nullptr, List<&Inventory::GetZMCAuditLogDataViaREST>,
+     List<&Inventory::GetZMCAuditLogDataViaCIM>},
+    {"platform-log", "platform event log", Layout::Columns, nullptr, List<&Inventory::GetZMCPlatformLogDataViaREST>,
+     List<&Inventory::GetZMCPlatformLogDataViaCIM>},
+    {"active-events", "active events", Layout::Columns, nullptr, List<&Inventory::GetZMCActiveEventsDataViaREST>,
+     nullptr},
+    {"maintenance-log", "maintenance log", Layout::Columns, nullptr, List<&Inventory::GetZMCMaintLogDataViaREST>,
+     nullptr},
+    {"dns", "DNS settings of the management network", Layout::Columns, nullptr, dns, dns},
+    {"ip", "IP addresses of the management network", Layout::Columns, nullptr, addresses, addresses},
+    {"static-ip", "static addresses of the management network", Layout::Columns, nullptr, staticAddresses,
+     staticAddresses},
+    {"snmp", "SNMP settings of the management network", Layout::Columns, nullptr, snmp, snmp},
+};
+
+}  // namespace
+
+bool Outcome::Delivered() const {
+  return std::any_of(records.begin(), records.end(), HoldsAnything);
+}
+
+Operation Command::For(Protocol protocol) const {
+  switch (protocol) {
+    case Protocol::Ipmi:
+      return ipmi;
+    case Protocol::Redfish:
+      return redfish;
+    case Protocol::Cim:
+      return cim;
+  }
+  return nullptr;
+}
+
+std::span<const Command> Commands() {
+  return commands;
+}
+
+const Command& CommandNamed(std::string_view name, Protocol protocol) {
+  std::string known;
+  for (const Command& command : commands) {
+    if (name != command.name) {
+      known += std::string(known.empty() ? "" : ", ") + command.name;
+    } else if (command.For(protocol) == nullptr) {
+      throw ToolError(ExitCode::Unsupported, std::string(name) + " cannot be read over " + NameOf(protocol));
+    } else {
+      return command;
+    }
+  }
+  throw ToolError(ExitCode::Usage, "unknown \"" + std::string(name) + "\"; known are " + known);
+}
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,52 @@
+#include "tools/kelvar/ExitCode.h"
+
+#include <algorithm>
+
+namespace Kelvar::Tool {
+
+namespace {
+
+bool Delivers(ExitCode code) {
+  return code == ExitCode::Complete || code == ExitCode::Partial;
+}
+
+}  // namespace
+
+ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result, bool delivered, bool loginRefused) {
+  using Inventory = NodeFirmwareInventory;
+  if (result == Inventory::INVENTORY_SUCCESS) {
+    return ExitCode::Complete;
+  }
+  if (delivered) {
+    return ExitCode::Partial;
+  }
+  switch (result) {
+    case Inventory::INVENTORY_CONNECT_FAILED:
+      return loginRefused ? ExitCode::LoginRefused : ExitCode::Unreachable;
+    case Inventory::INVENTORY_UNAUTHORIZED:
+      return ExitCode::LoginRefused;
+    case Inventory::INVENTORY_IPMI_EXCEPTION:
+    case Inventory::INVENTORY_CIM_EXCEPTION:
+    case Inventory::INVENTORY_REST_TRANSPORT_FAILED:
+      return ExitCode::Unreachable;
+    case Inventory::INVENTORY_IPMI_NOT_PRESENT:
+    case Inventory::INVENTORY_IPMI_NOT_SUPPORTED_NOW:
+    case Inventory::INVENTORY_NO_INSTANCE:
+    case Inventory::INVENTORY_NOT_IMPLEMENTED:
+      return ExitCode::Unsupported;
+    default:
+      return ExitCode::BadData;
+  }
+}
+
+ExitCode Combine(ExitCode first, ExitCode second) {
+  if (first == second) {
+    return first;
+  }
+  if (Delivers(first) || Delivers(second)) {
+    return ExitCode::Partial;
+  }
+  return std::min(first, second);
+}
+
+}  // namespace Kelvar::Tool

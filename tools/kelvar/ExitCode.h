@@ -1,0 +1,40 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include <kelvar/NodeFirmwareInventory.h>
+
+namespace Kelvar::Tool {
+
+/// What the program's end tells a script. The values are fixed.
+enum class ExitCode : int {
+  Complete = 0,
+  Internal = 1,
+  Usage = 2,
+  Unreachable = 10,
+  LoginRefused = 11,
+  Tls = 12,
+  BadData = 13,
+  Unsupported = 14,
+  Partial = 20,
+};
+
+/// Ends the program with a text for people and a code.
+class ToolError : public std::runtime_error {
+ public:
+  ToolError(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
+  ExitCode Code() const { return code_; }
+
+ private:
+  ExitCode code_;
+};
+
+/// The exit code of one operation. A failure that delivered something is partial. `loginRefused` is what the
+/// transport said while it connected: the result alone does not tell that over IPMI.
+ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result, bool delivered, bool loginRefused);
+
+/// The exit code of several: the common one, or partial when they differ and something was delivered.
+ExitCode Combine(ExitCode first, ExitCode second);
+
+}  // namespace Kelvar::Tool

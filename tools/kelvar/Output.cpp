@@ -1,0 +1,39 @@
+#include "tools/kelvar/Output.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "tools/kelvar/ExitCode.h"
+
+namespace Kelvar::Tool {
+
+Output::Output() {
+  const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  file_ = own < 0 ? nullptr : fdopen(own, "w");
+  if (file_ == nullptr || nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0) {
+    throw ToolError(ExitCode::Internal, std::string("standard output: ") + std::strerror(errno));
+  }
+  close(nowhere);
+}
+
+Output::~Output() {
+  if (file_ != nullptr) {
+    std::fclose(file_);
+  }
+}
+
+void Output::Write(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), file_);
+}
+
+void Output::Finish() {
+  if (std::fflush(file_) != 0 || std::ferror(file_) != 0) {
+    throw ToolError(ExitCode::Internal, std::string("standard output: ") + std::strerror(errno));
+  }
+}
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdio>
+#include <string_view>
+
+namespace Kelvar::Tool {
+
+/// The program's standard output, kept for its own text: what anything else in the process writes to standard output
+/// goes nowhere from here on. One object, made before the library is used.
+class Output {
+ public:
+  Output();
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  void Write(std::string_view text);
+
+  /// Throws ToolError (internal) when anything could not be written.
+  void Finish();
+
+ private:
+  std::FILE* file_;
+};
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,122 @@
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include <kelvar/Names.h>
+
+#include "common/text/Escape.h"
+#include "tools/kelvar/Printer.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+struct CellText {
+  std::string operator()(const std::string& text) const { return Text::EscapeControl(text); }
+  std::string operator()(u64 number) const { return fmt::format("{}", number); }
+  std::string operator()(float number) const { return fmt::format("{:g}", number); }
+  std::string operator()(bool flag) const { return flag ? "yes" : "no"; }
+  std::string operator()(const std::vector<std::string>& texts) const {
+    std::string all;
+    for (const std::string& text : texts) {
+      all += (all.empty() ? "" : ", ") + Text::EscapeControl(text);
+    }
+    return all;
+  }
+};
+
+std::string TextOf(const Value& value) {
+  return std::visit(CellText{}, value);
+}
+
+/// Characters, for padding: bytes of UTF-8 that do not continue one.
+std::size_t Width(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<u8>(byte) & 0xC0) != 0x80; }));
+}
+
+void AppendPadded(std::string& line, const std::string& text, std::size_t width) {
+  line += text;
+  line.append(width + 2 - std::min(width, Width(text)), ' ');
+}
+
+void EndLine(std::string& text, std::string line) {
+  line.erase(line.find_last_not_of(' ') + 1);
+  text += "  " + line + '\n';
+}
+
+/// A line a field, for those that hold something.
+void AppendSheet(std::string& text, const Record& record) {
+  std::size_t width = 0;
+  for (const auto& [name, value] : record) {
+    width = std::max(width, IsEmpty(value) ? 0 : std::char_traits<char>::length(name));
+  }
+  for (const auto& [name, value] : record) {
+    if (!IsEmpty(value)) {
+      std::string line;
+      AppendPadded(line, name, width);
+      EndLine(text, line + TextOf(value));
+    }
+  }
+}
+
+/// The fields that hold something in any record, each with the width of its column.
+std::vector<std::pair<std::size_t, std::size_t>> ColumnsOf(const std::vector<Record>& records) {
+  std::vector<std::pair<std::size_t, std::size_t>> columns;
+  for (std::size_t field = 0; field < records.front().size(); ++field) {
+    bool any = false;
+    std::size_t width = std::char_traits<char>::length(records.front()[field].first);
+    for (const Record& record : records) {
+      any = any || !IsEmpty(record[field].second);
+      width = std::max(width, Width(TextOf(record[field].second)));
+    }
+    if (any) {
+      columns.emplace_back(field, width);
+    }
+  }
+  return columns;
+}
+
+void AppendColumns(std::string& text, const std::vector<Record>& records) {
+  const auto columns = ColumnsOf(records);
+  std::string head;
+  for (const auto& [field, width] : columns) {
+    AppendPadded(head, records.front()[field].first, width);
+  }
+  EndLine(text, head);
+  for (const Record& record : records) {
+    std::string line;
+    for (const auto& [field, width] : columns) {
+      AppendPadded(line, TextOf(record[field].second), width);
+    }
+    EndLine(text, line);
+  }
+}
+
+std::string NoteOf(const Report::Entry& entry) {
+  if (entry.exitCode == ExitCode::Complete) {
+    return entry.outcome.records.empty() ? ": nothing found" : "";
+  }
+  return fmt::format(": {} ({}, {})", entry.exitCode == ExitCode::Partial ? "incomplete" : "failed",
+                     DescriptionOf(entry.outcome.result), Kelvar::NameOf(entry.outcome.result));
+}
+
+}  // namespace
+
+std::string TableText(const Report& report) {
+  std::string text;
+  for (const Report::Entry& entry : report.entries) {
+    const std::vector<Record>& records = entry.outcome.records;
+    text += std::string(text.empty() ? "" : "\n") + entry.command->name + NoteOf(entry) + '\n';
+    if (entry.command->layout == Layout::Columns && !records.empty()) {
+      AppendColumns(text, records);
+    } else {
+      for (const Record& record : records) {
+        AppendSheet(text, record);
+      }
+    }
+  }
+  return text;
+}
+
+}  // namespace Kelvar::Tool

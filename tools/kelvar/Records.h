@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include <kelvar/InventoryRecords.h>
+#include <kelvar/NodeFirmwareInventory.h>
+
+namespace Kelvar::Tool {
+
+using Value = std::variant<std::string, u64, float, bool, std::vector<std::string>>;
+
+/// One record as its fields in their order, under the names that they have in the library.
+using Record = std::vector<std::pair<const char*, Value>>;
+
+Record RecordOf(const KelvarNfw::NODEFIRMWAREBUILDID& record);
+Record RecordOf(const KelvarNfw::NODEFIRMWARESYSTEMVPD& record);
+Record RecordOf(const KelvarNfw::ZMCDNSSETTINGDATA& record);
+Record RecordOf(const KelvarNfw::ZMCIPPROTOCOLENDPOINT& record);
+Record RecordOf(const KelvarNfw::ZMCSTATICIP& record);
+Record RecordOf(const KelvarNfw::ZMCSNMPCOMMUNITYSTRING& record);
+Record RecordOf(const KelvarNfw::INDICATORLEDS& record);
+Record RecordOf(const KelvarNfw::NUMERICSENSORS& record);
+Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATA& record);
+Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATAREST& record);
+Record RecordOf(const MAINTLOGREDFISHDATA& record);
+Record RecordOf(const OtherSystemVPD& record);
+Record RecordOf(const SystemBoardVPD& record);
+Record RecordOf(const KelvarAgentless::ComputerSystem& record);
+Record RecordOf(const KelvarOptions::SoftwareIdentity_& record);
+Record RecordOf(NodeFirmwareInventory::ZMCGENERATIONTYPE generation);
+
+/// Whether the target gave nothing for a field: an empty text, list or flag, or the number 0.
+bool IsEmpty(const Value& value);
+
+/// Whether any field holds something.
+bool HoldsAnything(const Record& record);
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,176 @@
+#include "tools/kelvar/Target.h"
+
+#include <charconv>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include <curl/curl.h>
+
+#include "tools/kelvar/ExitCode.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+using namespace KelvarConnection;
+
+struct Scheme {
+  const char* name;
+  Protocol protocol;
+  u32 connectionCase;
+  u32 connectionType;
+  u16 port;
+};
+
+constexpr Scheme schemes[] = {
+    {"ipmi", Protocol::Ipmi, CONNECTION_CASE_IPMI_LAN, 0, 623},
+    {"redfish", Protocol::Redfish, CONNECTION_CASE_REDFISH, 0, 443},
+    {"cim+http", Protocol::Cim, CONNECTION_CASE_CIM_BMC, 0, 5988},
+    {"cim+https", Protocol::Cim, CONNECTION_CASE_CIM_BMC, 1, 5989},
+    {"esxi+http", Protocol::Cim, CONNECTION_CASE_CIM_ESXI, 0, 5988},
+    {"esxi+https", Protocol::Cim, CONNECTION_CASE_CIM_ESXI, 1, 5989},
+    {"omc+http", Protocol::Cim, CONNECTION_CASE_CIM_OMC, 0, 5988},
+    {"omc+https", Protocol::Cim, CONNECTION_CASE_CIM_OMC, 1, 5989},
+};
+
+[[noreturn]] void Refuse(const std::string& address, const std::string& why) {
+  throw ToolError(ExitCode::Usage, "target \"" + address + "\": " + why);
+}
+
+u16 NumberOf(const std::string& address, std::string_view text) {
+  u16 number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc{} || end != text.data() + text.size()) {
+    Refuse(address, "\"" + std::string(text) + "\" is no number from 0 to 65535");
+  }
+  return number;
+}
+
+class Url {
+ public:
+  explicit Url(const std::string& address) : url_(curl_url(), curl_url_cleanup) {
+    const CURLUcode result = curl_url_set(url_.get(), CURLUPART_URL, address.c_str(), CURLU_NON_SUPPORT_SCHEME);
+    if (result != CURLUE_OK) {
+      Refuse(address, curl_url_strerror(result));
+    }
+  }
+
+  std::optional<std::string> Part(CURLUPart part, unsigned flags = 0) const {
+    char* text = nullptr;
+    if (curl_url_get(url_.get(), part, &text, flags) != CURLUE_OK) {
+      return std::nullopt;
+    }
+    const std::unique_ptr<char, decltype(&curl_free)> owner(text, curl_free);
+    return std::string(text);
+  }
+
+ private:
+  std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> url_;
+};
+
+const Scheme& SchemeOf(const std::string& address, const Url& url) {
+  const std::string name = url.Part(CURLUPART_SCHEME).value_or("");
+  std::string known = "ipmi-local";
+  for (const Scheme& scheme : schemes) {
+    if (name == scheme.name) {
+      return scheme;
+    }
+    known += std::string(", ") + scheme.name;
+  }
+  Refuse(address, "the scheme is none of " + known);
+}
+
+void ReadQuery(const std::string& address, const std::string& query, ConnectionInfo& info) {
+  const std::size_t equals = query.find('=');
+  const std::string name = query.substr(0, equals);
+  const std::string value = equals == std::string::npos ? std::string() : query.substr(equals + 1);
+  if (name == "zmc" && info.ConnectionCase == CONNECTION_CASE_CIM_ESXI) {
+    info.ZMCIndex = NumberOf(address, value);
+  } else if (name == "suite" && info.ConnectionCase == CONNECTION_CASE_IPMI_LAN) {
+    info.RemoteSessionArgument = NumberOf(address, value);
+  } else {
+    Refuse(address, "\"" + query + "\" is no setting of such a target (ipmi: suite=N, esxi: zmc=N)");
+  }
+}
+
+void ReadHost(const std::string& address, const Url& url, ConnectionInfo& info) {
+  info.Host = url.Part(CURLUPART_HOST).value_or("");
+  if (info.Host.empty()) {
+    Refuse(address, "no host");
+  }
+  if (info.Host.front() == '[') {
+    info.Host = info.Host.substr(1, info.Host.size() - 2);
+    info.AddressFamily = 1;
+    if (const auto zone = url.Part(CURLUPART_ZONEID)) {
+      info.Host += '%' + *zone;
+    }
+  }
+}
+
+std::optional<Target> ParseLocal(const std::string& address) {
+  constexpr std::string_view prefix = "ipmi-local:";
+  if (address.compare(0, prefix.size(), prefix) != 0) {
+    return std::nullopt;
+  }
+  Target target{address, Protocol::Ipmi, {}};
+  target.info.ConnectionCase = CONNECTION_CASE_IPMI_LOCAL;
+  target.info.ZMCIndex = NumberOf(address, std::string_view(address).substr(prefix.size()));
+  return target;
+}
+
+/// Before anything else, so that no message shows the password.
+void RefusePassword(const std::string& address) {
+  const std::size_t scheme = address.find("://");
+  const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
+  const std::size_t at = address.rfind('@');
+  if (at != std::string::npos && address.find(':', start) < at) {
+    throw ToolError(ExitCode::Usage,
+                    "a password does not belong into the target's address, where other users can read it; use "
+                    "--password-file, the environment variable KELVAR_PASSWORD, or the prompt");
+  }
+}
+
+}  // namespace
+
+Target ParseTarget(const std::string& address) {
+  if (auto local = ParseLocal(address)) {
+    return *local;
+  }
+  RefusePassword(address);
+  if (address.find("://") == std::string::npos) {
+    Refuse(address, "wanted is SCHEME://[USER@]HOST[:PORT] or ipmi-local:N");
+  }
+  const Url url(address);
+  const Scheme& scheme = SchemeOf(address, url);
+  Target target{address, scheme.protocol, {}};
+  ConnectionInfo& info = target.info;
+  info.ConnectionCase = scheme.connectionCase;
+  info.ConnectionType = scheme.connectionType;
+  ReadHost(address, url, info);
+  const auto port = url.Part(CURLUPART_PORT);
+  info.Port = port ? NumberOf(address, *port) : scheme.port;
+  info.UserName = url.Part(CURLUPART_USER, CURLU_URLDECODE).value_or("");
+  if (url.Part(CURLUPART_PATH).value_or("/") != "/") {
+    Refuse(address, "a path has no meaning here");
+  }
+  if (const auto query = url.Part(CURLUPART_QUERY)) {
+    ReadQuery(address, *query, info);
+  }
+  return target;
+}
+
+const char* NameOf(Protocol protocol) {
+  switch (protocol) {
+    case Protocol::Ipmi:
+      return "IPMI";
+    case Protocol::Redfish:
+      return "Redfish";
+    case Protocol::Cim:
+      return "CIM";
+  }
+  return "";
+}
+
+}  // namespace Kelvar::Tool
