@@ -1,0 +1,37 @@
+// What an RMCP+ packet with a right authentication code holds once decrypted: any padding, any message.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "common/ipmi/IpmiMessage.h"
+#include "common/ipmi/Rakp.h"
+#include "common/ipmi/RmcpPlusSession.h"
+
+using namespace Kelvar;
+using namespace Kelvar::Ipmi;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  constexpr u32 kId = 1;
+  constexpr std::size_t kMost = 1024;
+  static const Secret key(Bytes(20, 1));
+  Bytes text(data, data + std::min(size, kMost));
+  text.resize(text.size() / AesCbc::kBlock * AesCbc::kBlock);
+  Bytes payload(AesCbc::kBlock);
+  AesCbc(DerivedKey(kSuite3, key, 2).View()).Encrypt(payload, text);
+  Append(payload, text);
+  PacketPlus fields;
+  fields.encrypted = fields.authenticated = true;
+  fields.sessionId = kId;
+  fields.sequence = 1;
+  fields.payload = payload;
+  Bytes packet;
+  AppendPacketPlus(packet, fields);
+  Hmac integrity(kSuite3.digest, DerivedKey(kSuite3, key, 1).View());
+  AppendTrailer(packet, integrity, kSuite3.integritySize);
+  RmcpPlusSession session(kSuite3, key, kId, kId);
+  if (const auto message = session.Unwrap(packet)) {
+    (void)DecodeReply(*message, {kNetFnApplication, 0x01, 1});
+    (void)DecodeRakp4(*message);
+  }
+  return 0;
+}

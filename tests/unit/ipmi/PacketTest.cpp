@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+
+#include "common/ipmi/Ipmi15Session.h"
+#include "common/ipmi/IpmiMessage.h"
+#include "common/ipmi/LanOpening.h"
+#include "common/ipmi/RmcpPlusSession.h"
+
+namespace Kelvar::Ipmi {
+namespace {
+
+constexpr RequestKey kKey{0x06, 0x01, 5};
+const Bytes kReply{0x81, 0x1C, 0x63, 0x20, 0x14, 0x01, 0x00, 0x11, 0x22, 0x98};
+
+/// Calls `decode` with every shorter piece of the packet, each in a block of its own size.
+template <typename Decode>
+void ForEachPrefix(ByteView packet, const Decode& decode) {
+  for (std::size_t size = 0; size < packet.size(); ++size) {
+    SCOPED_TRACE(size);
+    Bytes prefix(packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(size));
+    EXPECT_FALSE(decode(prefix));
+  }
+}
+
+template <typename Decode>
+void ForEachFlippedBit(ByteView packet, const Decode& decode) {
+  for (std::size_t bit = 0; bit < packet.size() * 8; ++bit) {
+    SCOPED_TRACE(bit);
+    Bytes changed(packet.begin(), packet.end());
+    changed[bit / 8] ^= static_cast<u8>(1U << (bit % 8));
+    EXPECT_FALSE(decode(changed));
+  }
+}
+
+TEST(IpmiMessage, RequestIsFramed) {
+  Bytes message;
+  AppendRequest(message, kKey, {});
+  EXPECT_EQ(message, (Bytes{0x20, 0x18, 0xC8, 0x81, 0x14, 0x01, 0x6A}));
+}
+
+TEST(IpmiMessage, ReplyCountsForItsRequestOnly) {
+  const auto reply = DecodeReply(kReply, kKey);
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(reply->completionCode, 0);
+  EXPECT_EQ(reply->data, (Bytes{0x11, 0x22}));
+  const auto decode = [](const Bytes& bytes) { return DecodeReply(bytes, kKey).has_value(); };
+  ForEachPrefix(kReply, decode);
+  ForEachFlippedBit(kReply, decode);
+  for (const RequestKey& other : {RequestKey{0x0A, 0x01, 5}, RequestKey{0x06, 0x02, 5}, RequestKey{0x06, 0x01, 4}}) {
+    EXPECT_FALSE(DecodeReply(kReply, other));
+  }
+}
+
+TEST(Packet15, PrefixesAndForeignTypesAreNothing) {
+  const Bytes code(16, 0xAB);
+  Bytes packet;
+  AppendPacket15(packet, {AuthType::Md5, 0x01020304, 0x05060708, code, kReply});
+  const auto parsed = ParsePacket15(packet);
+  ASSERT_TRUE(parsed);
+  EXPECT_EQ(parsed->sequence, 0x01020304U);
+  EXPECT_EQ(parsed->sessionId, 0x05060708U);
+  EXPECT_EQ(Bytes(parsed->message.begin(), parsed->message.end()), kReply);
+  ForEachPrefix(packet, [](const Bytes& bytes) { return ParsePacket15(bytes).has_value(); });
+  for (const u8 type : Bytes{1, 3, 5, 6, 0x12}) {
+    Bytes other = packet;
+    other[4] = type;
+    EXPECT_FALSE(ParsePacket15(other)) << int{type};
+  }
+  packet.push_back(0);  // the pad byte of old network chips
+  EXPECT_TRUE(ParsePacket15(packet));
+}
+
+TEST(Session15, OnlyItsOwnPacketsComeThroughOnce) {
+  const Login login("admin", "kelvar-demo");
+  for (const AuthType type : {AuthType::Md5, AuthType::Password, AuthType::None}) {
+    Ipmi15Session ours(login, {type, 77, 9}, 9);
+    Ipmi15Session theirs(login, {type, 77, 9}, 9);
+    Bytes packet;
+    theirs.Wrap(packet, kReply);
+    ForEachPrefix(packet, [&](Bytes& bytes) { return ours.Unwrap(bytes).has_value(); });
+    if (type == AuthType::Md5) {
+      ForEachFlippedBit(ByteView(packet).subspan(kRmcpHeaderSize), [&](Bytes& changed) {
+        Bytes whole(packet.begin(), packet.begin() + kRmcpHeaderSize);
+        Append(whole, changed);
+        return ours.Unwrap(whole).has_value();
+      });
+    }
+    EXPECT_TRUE(ours.Unwrap(packet));
+    EXPECT_FALSE(ours.Unwrap(packet)) << "a duplicate";
+  }
+}
+
+TEST(AuthCode15, Md5CoversPasswordSessionMessageAndNumber) {
+  Bytes message;
+  AppendRequest(message, kKey, {});
+  Bytes password{'k', 'e', 'l', 'v', 'a', 'r', '-', 'd', 'e', 'm', 'o'};
+  password.resize(kPassword15Size);
+  EXPECT_EQ(AuthCode15(AuthType::Md5, password, 0x55667788, 7, message),
+            (Bytes{0xf3, 0x4a, 0xa1, 0x53, 0x49, 0xad, 0xeb, 0xcb, 0x38, 0xde, 0x64, 0xdf, 0x2c, 0x3e, 0xe3, 0x01}));
+}
+
+TEST(PacketPlus, PrefixesAndForeignPayloadsAreNothing) {
+  Bytes packet;
+  PacketPlus fields;
+  fields.type = PayloadType::Rakp2;
+  fields.payload = kReply;
+  AppendPacketPlus(packet, fields);
+  ASSERT_TRUE(ParsePacketPlus(packet));
+  ForEachPrefix(packet, [](const Bytes& bytes) { return ParsePacketPlus(bytes).has_value(); });
+  for (const u8 type : Bytes{0x01, 0x02, 0x16, 0x20, 0x3F}) {
+    packet[5] = type;
+    EXPECT_FALSE(ParsePacketPlus(packet)) << int{type};
+  }
+}
+
+class SessionPlus : public testing::TestWithParam<const CipherSuite*> {
+ protected:
+  const CipherSuite& suite_ = *GetParam();
+  const Secret key_{Bytes(suite_.digestSize, 0x42)};
+  RmcpPlusSession ours_{suite_, key_, 0x1111, 0x2222};
+  RmcpPlusSession theirs_{suite_, key_, 0x2222, 0x1111};
+
+  bool Takes(Bytes packet) { return ours_.Unwrap(packet).has_value(); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Suites, SessionPlus, testing::Values(&kSuite3, &kSuite17));
+
+TEST_P(SessionPlus, MessagesOfAllSizesComeThroughOnce) {
+  for (std::size_t size = 0; size < 70; ++size) {
+    const Bytes message(size, static_cast<u8>(size));
+    Bytes packet;
+    theirs_.Wrap(packet, message);
+    EXPECT_EQ((packet.size() - kRmcpHeaderSize - suite_.integritySize) % 4, 0U) << "integrity covers whole words";
+    const Bytes kept = packet;
+    const auto unwrapped = ours_.Unwrap(packet);
+    ASSERT_TRUE(unwrapped) << size;
+    EXPECT_EQ(Bytes(unwrapped->begin(), unwrapped->end()), message);
+    EXPECT_FALSE(Takes(kept)) << "a duplicate";
+  }
+}
+
+TEST_P(SessionPlus, CutAndChangedPacketsAreNothing) {
+  Bytes packet;
+  theirs_.Wrap(packet, kReply);
+  ForEachPrefix(packet, [this](const Bytes& bytes) { return Takes(bytes); });
+  ForEachFlippedBit(ByteView(packet).subspan(kRmcpHeaderSize), [&](const Bytes& changed) {
+    Bytes whole(packet.begin(), packet.begin() + kRmcpHeaderSize);
+    Append(whole, changed);
+    return Takes(whole);
+  });
+  Bytes longer = packet;
+  longer.push_back(0);
+  EXPECT_FALSE(Takes(longer));
+  EXPECT_TRUE(Takes(packet)) << "the packet itself is good, and no other one used up its number";
+}
+
+TEST_P(SessionPlus, RightIntegrityDoesNotExcuseTheRest) {
+  const auto sign = [this](PacketPlus fields, const Bytes& payload) {
+    fields.sessionId = 0x1111;
+    fields.sequence = 1;
+    fields.payload = payload;
+    Bytes packet;
+    AppendPacketPlus(packet, fields);
+    Hmac integrity(suite_.digest, DerivedKey(suite_, key_, 1).View());
+    AppendTrailer(packet, integrity, suite_.integritySize);
+    return packet;
+  };
+  const auto encrypt = [this](Bytes text) {
+    AesCbc cipher(DerivedKey(suite_, key_, 2).View());
+    const Bytes vector(AesCbc::kBlock, 3);
+    cipher.Encrypt(vector, text);
+    Bytes payload = vector;
+    Append(payload, text);
+    return payload;
+  };
+  const auto takes = [this](Bytes packet) {  // in a session that has seen nothing yet
+    return RmcpPlusSession(suite_, key_, 0x1111, 0x2222).Unwrap(packet).has_value();
+  };
+  PacketPlus both;
+  both.encrypted = both.authenticated = true;
+  const Bytes good{9, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 14};
+  EXPECT_TRUE(takes(sign(both, encrypt(good)))) << "what the cases below are made from";
+  for (const auto& [index, value] : {std::pair{15, 16}, {15, 0xFF}, {15, 13}, {7, 0}}) {
+    Bytes padding = good;
+    padding[static_cast<std::size_t>(index)] = static_cast<u8>(value);
+    EXPECT_FALSE(takes(sign(both, encrypt(padding)))) << index << " " << value;
+  }
+  for (const std::size_t size : {0U, 16U, 33U}) {
+    EXPECT_FALSE(takes(sign(both, Bytes(size)))) << size;
+  }
+  PacketPlus plain = both;
+  plain.encrypted = false;
+  EXPECT_FALSE(takes(sign(plain, good)));
+  PacketPlus unsignedPacket = both;
+  unsignedPacket.authenticated = false;
+  EXPECT_FALSE(takes(sign(unsignedPacket, encrypt(good))));
+  PacketPlus otherType = both;
+  otherType.type = PayloadType::Rakp4;
+  EXPECT_FALSE(takes(sign(otherType, encrypt(good))));
+}
+
+TEST(SequenceWindow, TakesEachNumberOnce) {
+  const struct {
+    u32 number;
+    bool taken;
+  } cases[] = {{3, true}, {1, true},  {1, false}, {2, true},   {3, false},  {0, false},  {40, true},
+               {9, true}, {8, false}, {9, false}, {200, true}, {40, false}, {199, true}, {0xFFFFFFFF, false}};
+  SequenceWindow window;
+  for (const auto& test : cases) {
+    EXPECT_EQ(window.Take(test.number), test.taken) << test.number;
+  }
+  SequenceWindow wrapping(0xFFFFFFFE);
+  EXPECT_TRUE(wrapping.Take(1)) << "numbers go on behind their end";
+  EXPECT_TRUE(wrapping.Take(0xFFFFFFFF));
+}
+
+TEST(SuiteRecords, StandardSuitesAreReadUntilTheFirstFault) {
+  const struct {
+    Bytes records;
+    std::vector<u8> suites;
+  } cases[] = {{{}, {}},
+               {{0xC0, 0, 0x00, 0x40, 0x80, 0xC0, 3, 0x01, 0x41, 0x81, 0xC0, 17, 0x03, 0x44, 0x81}, {0, 3, 17}},
+               {{0xC1, 0x80, 0x57, 0x01, 0x00, 0x03, 0x44, 0x81, 0xC0, 17, 0x03, 0x44, 0x81}, {17}},
+               {{0xC0, 3, 0x01, 0x41, 0x81, 0xC0}, {3}},
+               {{0xC0, 3, 0x01, 0x41, 0x81, 0xC1, 0x80, 0x57}, {3}},
+               {{0x03, 0xC0, 3}, {}}};
+  for (const auto& test : cases) {
+    EXPECT_EQ(DecodeSuiteRecords(test.records), test.suites);
+  }
+}
+
+TEST(AuthCapabilities, PlusIsOfferedWhenBothBitsSaySo) {
+  EXPECT_TRUE(DecodeAuthCapabilities(Bytes{1, 0x97, 0x06, 0x03, 0, 0, 0, 0})->plus);
+  EXPECT_FALSE(DecodeAuthCapabilities(Bytes{1, 0x17, 0x06, 0x03, 0, 0, 0, 0})->plus);
+  EXPECT_FALSE(DecodeAuthCapabilities(Bytes{1, 0x97, 0x06, 0x01, 0, 0, 0, 0})->plus);
+  EXPECT_FALSE(DecodeAuthCapabilities(Bytes{1, 0x97, 0x06}));
+  const auto types = *DecodeAuthCapabilities(Bytes{1, 0x14, 0, 0});
+  EXPECT_TRUE(types.Offers(AuthType::Md5) && types.Offers(AuthType::Password) && !types.Offers(AuthType::None));
+}
+
+}  // namespace
+}  // namespace Kelvar::Ipmi
