@@ -70,6 +70,7 @@ struct Key {
 };
 
 constexpr std::array kKeys{
+    Key{"name", [](Fault& fault, std::string_view value) { fault.name = value; }},
     Key{"path", [](Fault& fault, std::string_view value) { fault.path = value; }},
     Key{"method", [](Fault& fault, std::string_view value) { fault.method = value; }},
     Key{"skip", [](Fault& fault, std::string_view value) { fault.skip = Number(value); }},
@@ -202,10 +203,40 @@ void FaultTable::AddFile(const std::filesystem::path& file) {
   const std::lock_guard lock(mutex_);
   for (const auto& element : document["faults"].GetArray()) {
     try {
-      entries_.push_back({FaultFrom(element)});
+      Fault fault = FaultFrom(element);
+      const bool on = fault.name.empty();
+      entries_.push_back({std::move(fault), on});
     } catch (const std::invalid_argument& error) {
       throw std::runtime_error(file.string() + ": " + error.what());
     }
+  }
+}
+
+void FaultTable::Load(const std::vector<std::string>& wanted, const std::filesystem::path& file) {
+  const auto isName = [](const std::string& text) { return text.find(' ') == std::string::npos; };
+  for (const std::string& text : wanted) {
+    if (!isName(text)) {
+      Add(text);
+    }
+  }
+  AddFile(file);
+  for (const std::string& text : wanted) {
+    if (isName(text)) {
+      SwitchOn(text);
+    }
+  }
+}
+
+void FaultTable::SwitchOn(const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  bool known = false;
+  for (Entry& entry : entries_) {
+    const bool named = entry.fault.name == name;
+    entry.on = entry.on || named;
+    known = known || named;
+  }
+  if (!known) {
+    throw std::invalid_argument("no fault is named \"" + name + '"');
   }
 }
 
@@ -214,7 +245,7 @@ std::optional<Fault> FaultTable::Strike(std::string_view method, std::string_vie
   for (Entry& entry : entries_) {
     const std::uint64_t last = entry.fault.skip + entry.fault.times;
     const bool usedUp = entry.fault.times > 0 && entry.met >= last;
-    if (usedUp || !Concerns(entry.fault, method, subject)) {
+    if (!entry.on || usedUp || !Concerns(entry.fault, method, subject)) {
       continue;
     }
     if (entry.met++ >= entry.fault.skip) {

@@ -18,6 +18,7 @@ using HeaderList = std::vector<std::pair<std::string, std::string>>;
 struct Fault {
   enum class End { Keep, Close, Truncate, Reset, Hang };
 
+  std::string name;
   std::string path = "*";
   std::string method;
   std::uint64_t skip = 0;
@@ -51,6 +52,7 @@ struct Fault {
 /// only when PATH holds a "?" or ends in "*"; "*" stands for any text. The first fault that matches and is not used up
 /// strikes. Keys:
 ///
+///     name=TEXT           in a file: strikes only in a run that switches this name on; may be that of several faults
 ///     method=GET          this method only
 ///     skip=N times=N      let N requests through first; strike N times, 0 is for ever
 ///     status=N            this status; the body becomes empty, unless `body` says otherwise
@@ -83,14 +85,21 @@ class FaultTable {
   /// Adds the list "faults" of a JSON file; a file that is not there adds nothing. Throws std::runtime_error.
   void AddFile(const std::filesystem::path& file);
 
+  /// Adds what is `wanted` in this run and a file, in this order of precedence. Wanted are faults in text form, and
+  /// names of faults of the file. Throws std::invalid_argument or std::runtime_error.
+  void Load(const std::vector<std::string>& wanted, const std::filesystem::path& file);
+
   /// The fault that strikes a request, counting it. `subject` is the target, or "@accept" or "@tls".
   std::optional<Fault> Strike(std::string_view method, std::string_view subject);
 
  private:
   struct Entry {
     Fault fault;
+    bool on = true;
     std::uint64_t met = 0;
   };
+
+  void SwitchOn(const std::string& name);
 
   std::mutex mutex_;
   std::vector<Entry> entries_;

@@ -78,17 +78,24 @@ void ChangeMessage(const Fault& fault, HttpResponse& response) {
   response.chunked = response.chunked || fault.chunked || response.source;
 }
 
-void EncodeBody(const HttpRequest& request, const Fault& fault, HttpResponse& response) {
+/// Puts a fault's repetitions into the body where it is compressed or sent in chunks. Gives how many times it is still
+/// to be sent.
+std::uint64_t EncodeBody(const HttpRequest& request, const Fault& fault, HttpResponse& response) {
   constexpr std::size_t worthwhile = 512;
   if (fault.gzip || (response.compressible && AcceptsGzip(request) && response.body.size() >= worthwhile)) {
     response.body = Gzip(response.body, fault.repeat);
     SetHeader(response.headers, "Content-Encoding", "gzip");
-  } else if (fault.repeat != 1) {
-    response.body = Repeat(response.body, fault.repeat);
+    return 1;
   }
+  if (response.chunked && fault.repeat != 1) {
+    response.body = Repeat(response.body, fault.repeat);
+    return 1;
+  }
+  return fault.repeat;
 }
 
-std::string ComposeHead(const HttpRequest& request, const Fault& fault, const HttpResponse& response) {
+std::string ComposeHead(const HttpRequest& request, const Fault& fault, const HttpResponse& response,
+                        std::uint64_t bodyTimes) {
   std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ';
   head.append(ReasonPhrase(response.status)).append("\r\n");
   const auto add = [&head](std::string_view name, std::string_view value) {
@@ -105,7 +112,7 @@ std::string ComposeHead(const HttpRequest& request, const Fault& fault, const Ht
   } else if (response.chunked) {
     add("Transfer-Encoding", "chunked");
   } else if (hasBody && !fault.endless) {
-    add("Content-Length", std::to_string(response.body.size()));
+    add("Content-Length", std::to_string(response.body.size() * bodyTimes));
   }
   if (!request.keepAlive) {
     add("Connection", "close");
@@ -160,19 +167,26 @@ bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultyOutlet
   return outlet.Write(tail + "\r\n");
 }
 
-bool WriteEndless(const std::string& body, FaultyOutlet& outlet) {
-  while (!body.empty()) {
-    if (!outlet.Write(body)) {
+bool WriteTimes(const std::string& body, std::uint64_t times, FaultyOutlet& outlet) {
+  constexpr std::size_t blockSize = 256 * 1024;
+  if (body.empty()) {
+    return true;
+  }
+  const std::uint64_t inBlock = std::min<std::uint64_t>(times, blockSize / body.size() + 1);
+  const std::string block = inBlock == 1 ? body : Repeat(body, inBlock);
+  for (; times >= inBlock && times > 0; times -= inBlock) {
+    if (!outlet.Write(block)) {
       return false;
     }
   }
-  return true;
+  return outlet.Write(std::string_view(block).substr(0, body.size() * times));
 }
 
 /// Head and body, the whole of a short answer as one write.
-bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResponse& response, FaultyOutlet& outlet) {
+bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResponse& response, std::uint64_t bodyTimes,
+                  FaultyOutlet& outlet) {
   constexpr std::size_t shortBody = 16384;
-  std::string head = ComposeHead(request, fault, response);
+  std::string head = ComposeHead(request, fault, response, bodyTimes);
   if (fault.headerFlood > 0) {
     if (!outlet.Write(head) || !WriteHeaderFlood(fault.headerFlood, outlet)) {
       return false;
@@ -180,7 +194,7 @@ bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResp
     head.clear();
   }
   head += "\r\n";
-  const bool plain = !response.chunked && !fault.endless && !fault.cutBody;
+  const bool plain = !response.chunked && !fault.endless && !fault.cutBody && bodyTimes == 1;
   if (plain && !request.IsHead() && response.body.size() <= shortBody) {
     return outlet.Write(head + response.body);
   }
@@ -194,7 +208,7 @@ bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResp
   if (response.chunked) {
     return WriteChunked(fault, response, outlet);
   }
-  return fault.endless ? WriteEndless(response.body, outlet) : outlet.Write(response.body);
+  return WriteTimes(response.body, fault.endless ? kNoLimit : bodyTimes, outlet);
 }
 
 bool WriteGarbage(std::uint64_t count, FaultyOutlet& outlet) {
@@ -223,8 +237,8 @@ Fault::End WriteResponse(const HttpRequest& request, HttpResponse response, Outl
     return OrClose(fault.end);
   }
   ChangeMessage(fault, response);
-  EncodeBody(request, fault, response);
-  const bool whole = WriteMessage(request, fault, response, faulty);
+  const std::uint64_t bodyTimes = EncodeBody(request, fault, response);
+  const bool whole = WriteMessage(request, fault, response, bodyTimes, faulty);
   const bool delimited = response.chunked || !(fault.endless || fault.contentLength);
   return whole && delimited && request.keepAlive ? fault.end : OrClose(fault.end);
 }

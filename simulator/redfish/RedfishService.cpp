@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
+#include <functional>
 
 #include <rapidjson/document.h>
 
@@ -37,14 +37,6 @@ std::string PathOf(const std::string& target) {
 std::string_view QueryOf(const std::string& target) {
   const std::size_t question = target.find('?');
   return question == std::string::npos ? std::string_view{} : std::string_view(target).substr(question + 1);
-}
-
-std::string Hash(std::string_view text) {
-  std::uint64_t hash = 0xcbf29ce484222325;
-  for (const char c : text) {
-    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
-  }
-  return std::to_string(hash);
 }
 
 void AddCommonHeaders(HttpResponse& response) {
@@ -83,10 +75,7 @@ RedfishService::RedfishService(const Machine& machine)
       settings_(ReadSettings(machine.folder / "redfish" / "service.json")),
       tree_(machine.folder / "redfish", Facts::Load(machine.folder / "machine.json")),
       server_(ServerOptions(faults_), [this](const HttpRequest& request) { return Respond(request); }) {
-  for (const std::string& fault : machine.FaultsOf("redfish")) {
-    faults_.Add(fault);
-  }
-  faults_.AddFile(machine.folder / "redfish" / "faults.json");
+  faults_.Load(machine.FaultsOf("redfish"), machine.folder / "redfish" / "faults.json");
   if (const auto count = machine.logEntries ? machine.logEntries : settings_.logEntries) {
     tree_.Grow("LogEntryCollection", *count);
   }
@@ -167,7 +156,7 @@ HttpResponse RedfishService::ServePage(const HttpRequest& request, const std::st
     response.body =
         Expand(response.body, *query.expand, [this](std::string_view reference) { return FindPage(reference); });
   }
-  const std::string tag = "W/\"" + Hash(response.body) + '"';
+  const std::string tag = "W/\"" + std::to_string(std::hash<std::string>{}(response.body)) + '"';
   SetHeader(response.headers, "ETag", tag);
   const std::string* known = FindHeader(request.headers, "If-None-Match");
   if (known != nullptr && *known == tag) {

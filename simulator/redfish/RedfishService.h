@@ -19,9 +19,8 @@ namespace Kelvar::Simulator {
 /// and sessions for its accounts.
 class RedfishService : public Service {
  public:
-  /// The machine's faults of protocol "redfish" are faults as FaultTable::Add takes them; they strike before those of
-  /// redfish/faults.json. Throws std::runtime_error or std::invalid_argument with a text for people when the machine's
-  /// data are wrong.
+  /// The machine's faults of protocol "redfish" are wanted of redfish/faults.json, as FaultTable::Load tells. Throws
+  /// std::runtime_error or std::invalid_argument with a text for people when the machine's data are wrong.
   explicit RedfishService(const Machine& machine);
 
   unsigned short Start(unsigned short port) override;

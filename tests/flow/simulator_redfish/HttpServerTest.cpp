@@ -165,6 +165,10 @@ constexpr FaultCase kFaults[] = {
     {"/x times=1 redirect=/y", CURLE_OK, 200, 7},
     {"/x redirect=/x", CURLE_TOO_MANY_REDIRECTS, 302, 0},
     {"/x body=ab repeat=1000", CURLE_OK, 200, 2000},
+    {"/x body=abc repeat=300001", CURLE_OK, 200, 900003},
+    {"/x body=abc repeat=300001 gzip=1", CURLE_OK, 200, 900003},
+    {"/x body=abc repeat=30001 chunked=1", CURLE_OK, 200, 90003},
+    {"/x body=abc repeat=0", CURLE_OK, 200, 0},
     {"/x body=\"a b\" gzip=1", CURLE_OK, 200, 3},
     {"/x chunked=1 drip-bytes=5 drip-ms=1", CURLE_OK, 200, 7},
     {"/x delay=20", CURLE_OK, 200, 7},
@@ -228,6 +232,17 @@ TEST(Fault, ComesFromAFile) {
   const auto fault = faults.Strike("GET", "/a?b");
   ASSERT_TRUE(fault);
   EXPECT_EQ(fault->headers, (HeaderList{{"Retry-After", "1"}, {"X", "y"}}));
+  std::ofstream(file)
+      << R"({"faults": [{"name": "busy", "path": "/a", "status": 503}, {"path": "/a", "status": 404}]})";
+  FaultTable sleeping;
+  sleeping.AddFile(file);
+  EXPECT_EQ(sleeping.Strike("GET", "/a")->status, 404U);
+  FaultTable wanted;
+  wanted.Load({"busy", "/a times=1 status=500"}, file);
+  EXPECT_EQ(wanted.Strike("GET", "/a")->status, 500U);
+  EXPECT_EQ(wanted.Strike("GET", "/a")->status, 503U);
+  EXPECT_THROW(wanted.Load({"lazy"}, file), std::invalid_argument);
+
   std::ofstream(file) << R"({"faults": [{"path": ["/a"], "status": {}}]})";
   EXPECT_THROW(faults.AddFile(file), std::runtime_error);
   std::filesystem::remove(file);

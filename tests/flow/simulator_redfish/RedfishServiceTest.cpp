@@ -102,6 +102,27 @@ TEST(RedfishService, ExpandsWhatIsAskedFor) {
   EXPECT_EQ(redfish.Get(std::string(kSystem) + "?$filter=x").status, 501);
 }
 
+TEST(RedfishService, ServesAwkwardPagesByteForByte) {
+  RedfishFixture redfish("awkward");
+  redfish.Service().Tree().ForEach([&](const std::string& path, const std::string& page) {
+    EXPECT_EQ(redfish.Get(path).body, page) << path;
+    EXPECT_EQ(redfish.Get(path + "?$expand=*($levels=2)").status, 200) << path;
+  });
+  // What a query puts together keeps bad UTF-8 and the writing of numbers too.
+  const std::string sensors = redfish.Get("/redfish/v1/Chassis/1/Sensors?$top=9&$skip=9").body;
+  EXPECT_NE(sensors.find("18446744073709551616"), std::string::npos);
+  EXPECT_NE(sensors.find("\xe2\x82\""), std::string::npos);
+}
+
+TEST(RedfishService, RefusesOrIgnoresExpandWhereAMachineDoes) {
+  RedfishFixture redfish("amd");
+  EXPECT_EQ(redfish.Get("/redfish/v1/UpdateService/FirmwareInventory?$expand=.($levels=1)").body,
+            redfish.Get("/redfish/v1/UpdateService/FirmwareInventory").body);
+  std::optional<HttpResponse> refusal;
+  ParseQuery("$expand=.", ExpandSupport::Refused, refusal);
+  EXPECT_EQ(refusal.value_or(HttpResponse{}).status, 501U);
+}
+
 TEST(RedfishService, CutsCollections) {
   RedfishFixture redfish("full");
   const auto cut = redfish.Json(std::string(kSensors) + "?$skip=17&$top=1&$expand=.");
@@ -112,24 +133,24 @@ TEST(RedfishService, CutsCollections) {
 }
 
 TEST(RedfishService, GrowsLogsAndSensors) {
-  RedfishFixture redfish("full", {}, 10'000, 2'000);
+  RedfishFixture redfish("full", {}, 1'000, 200);
   const auto entries = redfish.Json(kEntries);
-  ASSERT_EQ(entries["Members"].Size(), 10'000U);
-  EXPECT_EQ(entries["Members@odata.count"].GetInt(), 10'000);
-  const auto& last = entries["Members"][9'999];
-  EXPECT_STREQ(last["Id"].GetString(), "10000");
-  EXPECT_STREQ(last["Oem"]["Tavrik"]["EventSequenceNumber"].GetString(), "10000");
-  EXPECT_STREQ(last["Created"].GetString(), "2026-03-18T09:09:00Z");
+  ASSERT_EQ(entries["Members"].Size(), 1'000U);
+  EXPECT_EQ(entries["Members@odata.count"].GetInt(), 1'000);
+  const auto& last = entries["Members"][999];
+  EXPECT_STREQ(last["Id"].GetString(), "1000");
+  EXPECT_STREQ(last["Oem"]["Tavrik"]["EventSequenceNumber"].GetString(), "1000");
+  EXPECT_STREQ(last["Created"].GetString(), "2026-01-08T15:09:00Z");
   EXPECT_EQ(redfish.Json(last["@odata.id"].GetString()), last);
 
   for (const char* path : {kSensors, "/redfish/v1/Chassis/1/Oem/Tavrik/Sensors"}) {
     const auto sensors = redfish.Json(std::string(path) + "?$expand=.($levels=1)");
-    ASSERT_EQ(sensors["Members"].Size(), 2'000U);
-    const auto& sensor = sensors["Members"][1'999];
-    EXPECT_STREQ(sensor["Id"].GetString(), "2000");
+    ASSERT_EQ(sensors["Members"].Size(), 200U);
+    const auto& sensor = sensors["Members"][199];
+    EXPECT_STREQ(sensor["Id"].GetString(), "200");
     EXPECT_EQ(redfish.Json(sensor["@odata.id"].GetString()), sensor);
   }
-  EXPECT_EQ(redfish.Get(std::string(kSensors) + "/2001").status, 404);
+  EXPECT_EQ(redfish.Get(std::string(kSensors) + "/201").status, 404);
   EXPECT_EQ(redfish.Get(std::string(kSensors) + "/20").status, 200);
 
   RedfishFixture empty("full", {}, 0, 3);
