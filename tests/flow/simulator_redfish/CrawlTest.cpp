@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <deque>
 #include <map>
-#include <regex>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -17,16 +16,22 @@ namespace {
 
 using Words = std::map<std::string, std::set<std::string>>;
 
+/// Whether a text is a date with time and zone.
+bool IsTime(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }, '0');
+  return text == "0000-00-00T00:00:00Z" || text == "0000-00-00T00:00:00+00:00" || text == "0000-00-00T00:00:00-00:00";
+}
+
 /// Whether a value is of a type of property_types.json.
 bool IsOf(const std::string& type, const rapidjson::Value& value) {
-  static const std::regex time(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(Z|[+-]\d\d:\d\d))");
   const std::size_t orNull = type.find(" or null");
   const std::string kind = type.substr(0, orNull);
   return (orNull != std::string::npos && value.IsNull()) || (kind == "string" && value.IsString()) ||
-         (kind == "time" && value.IsString() && std::regex_match(value.GetString(), time)) ||
-         (kind == "integer" && value.IsInt64()) || (kind == "number" && value.IsNumber()) ||
-         (kind == "real" && value.IsDouble()) || (kind == "boolean" && value.IsBool()) ||
-         (kind == "array" && value.IsArray()) || (kind == "object" && value.IsObject());
+         (kind == "time" && value.IsString() && IsTime(value.GetString())) || (kind == "integer" && value.IsInt64()) ||
+         (kind == "number" && value.IsNumber()) || (kind == "real" && value.IsDouble()) ||
+         (kind == "boolean" && value.IsBool()) || (kind == "array" && value.IsArray()) ||
+         (kind == "object" && value.IsObject());
 }
 
 class Crawl : public testing::TestWithParam<const char*> {
