@@ -36,9 +36,9 @@ std::string JsonNode::Text(const char* path, const char* missing) const {
   return found ? found->data() : missing;
 }
 
-const std::string* JsonNode::Find(const char* name) const {
+std::optional<JsonNode> JsonNode::Find(const char* name) const {
   const auto found = node_->find(name);
-  return found == node_->not_found() ? nullptr : &found->second.data();
+  return found == node_->not_found() ? std::nullopt : std::optional<JsonNode>(found->second);
 }
 
 std::vector<JsonNode> JsonNode::Children() const {

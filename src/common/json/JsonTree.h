@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,8 +24,8 @@ class JsonNode {
   JsonNode Child(const char* path) const;
   /// The text at a path, or `missing` when there is no such node.
   std::string Text(const char* path, const char* missing) const;
-  /// The text of a direct member by its whole name, dots and all; null when there is none.
-  const std::string* Find(const char* name) const;
+  /// A direct member by its whole name, dots and all.
+  std::optional<JsonNode> Find(const char* name) const;
   /// Elements of an array, or values of an object, in document order.
   std::vector<JsonNode> Children() const;
 

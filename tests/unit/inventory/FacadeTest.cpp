@@ -29,7 +29,7 @@ class ScriptedZmcapp final : public zmcapp {
 class ScriptedLogmgr final : public LogmgrRedfish {
  public:
   using Entries = std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST>;
-  explicit ScriptedLogmgr(FacadeScript& script) : script_(script) {}
+  explicit ScriptedLogmgr(FacadeScript& script) : LogmgrRedfish(KelvarConnection::ConnectionInfo()), script_(script) {}
   ~ScriptedLogmgr() override { script_.calls.emplace_back("~logManager"); }
   int GetActiveEventsForInventory(Entries&) override {
     return script_.Answer("logManager.GetActiveEventsForInventory");

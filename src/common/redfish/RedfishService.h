@@ -1,0 +1,64 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <kelvar/ConnectionInfo.h>
+#include <kelvar/NodeFirmwareInventory.h>
+#include <kelvar/RestClient.h>
+
+#include "common/json/JsonTree.h"
+
+namespace Kelvar {
+
+/// What all readers of a Redfish service share: the settings of the client, the base URL, fetching and judging
+/// responses, collections. Holds nothing but where to ask.
+class RedfishService {
+ public:
+  using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
+
+  static constexpr const char* kSystems = "/redfish/v1/Systems";
+  static constexpr const char* kManagers = "/redfish/v1/Managers";
+  static constexpr const char* kFirmwareInventory = "/redfish/v1/UpdateService/FirmwareInventory";
+  static constexpr const char* kExpand = "?$expand=.($levels=1)";
+
+  /// A null client answers nothing: every fetch fails.
+  RedfishService(Rest::RestClientInterface* client, std::string baseUrl);
+
+  static void Configure(Rest::RestClientInterface& client, const KelvarConnection::ConnectionInfo& info);
+  static std::string BaseUrl(const KelvarConnection::ConnectionInfo& info);
+
+  static bool IsFailed(const Rest::RestResponse& response);
+  /// 0, or what the response's failure means as a result of an operation.
+  static Code CheckResponse(const Rest::RestResponse& response);
+
+  /// Asks for a path that begins with "/".
+  Rest::RestResponse Fetch(const std::string& path) const;
+  /// The response, or its code in `code` and a line of level 1, `head` in front, when it is failed.
+  std::optional<Rest::RestResponse> FetchOrLog(const std::string& path, Code& code,
+                                               const char* head = "Failed to get info from url ") const;
+
+ private:
+  Rest::RestClientInterface* client_;
+  std::string baseUrl_;
+};
+
+/// Whether a path that a target gave may be asked for: it begins with one "/", so that no other host is meant, and has
+/// no control characters. A refused one leaves a line of level 2.
+bool IsFetchablePath(const std::string& path);
+
+/// Appends the path of each member of a collection, in document order; members without a fetchable one are skipped.
+/// Throws ptree_bad_path when there are no "Members".
+void AppendMemberPaths(const JsonNode& collection, std::vector<std::string>& paths);
+
+/// Leaves a line of level 2 when a collection has further pages: only the first is read.
+void NoteNextPage(bool hasNextPage);
+constexpr const char* kNextLink = "Members@odata.nextLink";
+
+/// Runs what reads a JSON text. False when it threw, after a line of level 1: `treeError` and the text of a
+/// ptree_error, `otherError` for anything else.
+bool ReadGuarded(const char* treeError, const char* otherError, const std::function<void()>& read);
+
+}  // namespace Kelvar

@@ -1,0 +1,160 @@
+#include "module/softwareidentitycache/SoftwareIdentityRedfishWithCache.h"
+
+#include <array>
+#include <tuple>
+#include <utility>
+
+#include <kelvar/RedfishClient.h>
+
+#include "common/json/FieldTable.h"
+#include "common/log/LogMacros.h"
+#include "common/redfish/RedfishService.h"
+
+namespace Kelvar {
+
+using KelvarConnection::ConnectionInfo;
+using KelvarOptions::SoftwareIdentity_;
+
+namespace {
+
+constexpr std::chrono::seconds kFresh{60};
+constexpr std::chrono::seconds kFailureRemembered{5};
+
+constexpr std::array<DocumentField<SoftwareIdentity_>, 7> kFields = {{
+    {"Id", &SoftwareIdentity_::InstanceID},
+    {"Name", &SoftwareIdentity_::Name},
+    {"Description", &SoftwareIdentity_::Description},
+    {"Manufacturer", &SoftwareIdentity_::Manufacturer},
+    {"SoftwareId", &SoftwareIdentity_::SoftwareID},
+    {"Version", &SoftwareIdentity_::VersionString},
+    {"ReleaseDate", &SoftwareIdentity_::ReleaseDate},
+}};
+
+SoftwareIdentity_ ReadIdentity(const JsonValue& resource) {
+  SoftwareIdentity_ identity;
+  LoadFields(resource, kFields, identity);
+  return identity;
+}
+
+}  // namespace
+
+/// The requests of one refresh, over one connection.
+class SoftwareIdentityRedfishWithCache::Fill {
+ public:
+  explicit Fill(SoftwareIdentityRedfishWithCache& cache)
+      : cache_(cache),
+        client_(cache.surroundings_.makeClient()),
+        service_(client_.get(), RedfishService::BaseUrl(cache.info_)) {
+    if (client_) {
+      RedfishService::Configure(*client_, cache.info_);
+    }
+  }
+
+  void All() {
+    Expanded();
+    for (const char* id : kIdentifiers) {
+      Missing(id);
+    }
+  }
+
+  void Missing(const std::string& id) {
+    if (!cache_.failed_ && !cache_.complete_ && cache_.identities_.count(id) == 0) {
+      One(id);
+    }
+  }
+
+ private:
+  /// They are complete when every member stood in the answer itself.
+  void Expanded() {
+    auto response = Ask(std::string(RedfishService::kFirmwareInventory) + RedfishService::kExpand);
+    if (!response) {
+      return;
+    }
+    const auto document = JsonDocument::Read(std::move(response->body));
+    const JsonValue members = document ? document->Root()["Members"] : JsonValue();
+    cache_.complete_ = members.IsArray() && !document->Root()[kNextLink];
+    for (const JsonValue& member : members.Elements()) {
+      if (const auto id = member["Id"].String()) {
+        cache_.identities_[*id] = ReadIdentity(member);
+      } else {
+        cache_.complete_ = false;
+      }
+    }
+  }
+
+  void One(const std::string& id) {
+    auto response = Ask(std::string(RedfishService::kFirmwareInventory) + "/" + id);
+    const auto document = response ? JsonDocument::Read(std::move(response->body)) : std::nullopt;
+    cache_.identities_[id] = document && document->Root().IsObject()
+                                 ? std::optional<SoftwareIdentity_>(ReadIdentity(document->Root()))
+                                 : std::nullopt;
+  }
+
+  /// None for a failed response. One that further requests would meet as well makes the whole fill a failure.
+  std::optional<Rest::RestResponse> Ask(const std::string& path) {
+    Rest::RestResponse response = service_.Fetch(path);
+    if (!RedfishService::IsFailed(response)) {
+      return response;
+    }
+    KELVAR_LOG(2) << "Failed to get software identity info from " << path << ", curlCode: " << response.curlCode
+                  << ", httpCode: " << response.httpCode;
+    cache_.failed_ = response.curlCode != 0 || response.httpCode == 401 || response.httpCode == 503;
+    return std::nullopt;
+  }
+
+  SoftwareIdentityRedfishWithCache& cache_;
+  std::unique_ptr<Rest::RestClientInterface> client_;
+  RedfishService service_;
+};
+
+SoftwareIdentityRedfishWithCache* SoftwareIdentityRedfishWithCache::GetInstance(const ConnectionInfo& info) {
+  using Key = std::tuple<std::string, u16, std::string, std::string, u32>;
+  static std::mutex mutex;
+  static auto& instances = *new std::map<Key, std::unique_ptr<SoftwareIdentityRedfishWithCache>>();
+  const std::lock_guard lock(mutex);
+  auto& instance = instances[{info.Host, info.Port, info.UserName, info.Password, info.AddressFamily}];
+  if (!instance) {
+    instance = std::make_unique<SoftwareIdentityRedfishWithCache>(info);
+  }
+  return instance.get();
+}
+
+SoftwareIdentityRedfishWithCache::SoftwareIdentityRedfishWithCache(const ConnectionInfo& info)
+    : SoftwareIdentityRedfishWithCache(info, {[] { return std::make_unique<Rest::RedfishClient>(); }, &Clock::now}) {}
+
+SoftwareIdentityRedfishWithCache::SoftwareIdentityRedfishWithCache(const ConnectionInfo& info,
+                                                                   Surroundings surroundings)
+    : info_(info), surroundings_(std::move(surroundings)) {}
+
+int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string& id, SoftwareIdentity_& identity) {
+  const std::lock_guard lock(mutex_);
+  try {
+    Refresh(id);
+  } catch (const std::exception& error) {
+    KELVAR_LOG(2) << "Failed to get software identity info with error: " << error.what();
+  }
+  const auto found = identities_.find(id);
+  if (failed_ || found == identities_.end() || !found->second) {
+    return -1;
+  }
+  identity = *found->second;
+  return 0;
+}
+
+void SoftwareIdentityRedfishWithCache::Refresh(const std::string& id) {
+  const auto age = filledAt_ ? surroundings_.now() - *filledAt_ : Clock::duration::max();
+  const bool fresh = age < (failed_ ? kFailureRemembered : kFresh);
+  if (fresh && (failed_ || complete_ || identities_.count(id) != 0)) {
+    return;
+  }
+  Fill fill(*this);
+  if (!fresh) {
+    identities_.clear();
+    complete_ = failed_ = false;
+    fill.All();
+    filledAt_ = surroundings_.now();
+  }
+  fill.Missing(id);
+}
+
+}  // namespace Kelvar

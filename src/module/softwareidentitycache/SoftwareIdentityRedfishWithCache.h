@@ -1,0 +1,64 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include <kelvar/ConnectionInfo.h>
+#include <kelvar/InventoryRecords.h>
+#include <kelvar/RestClient.h>
+
+namespace Kelvar {
+
+/// The software identities of one Redfish service, remembered for a minute.
+///
+/// One request for the expanded firmware inventory fills all identities; where the service refuses or ignores the
+/// expansion, each of kIdentifiers, and any other identity that is asked for, is requested by itself. A service that
+/// could not be reached or refused the login is left alone for 5 seconds, so that asking for seven identities costs one
+/// time-out. No connection is kept between two fills. Safe from any thread; a fill makes others that ask for the same
+/// connection wait.
+class SoftwareIdentityRedfishWithCache {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  /// The identities that an inventory asks for.
+  static constexpr std::array<const char*, 7> kIdentifiers = {"BMC-Primary",        "BMC-Backup",       "UEFI", "Brenn",
+                                                              "BrennWindowsDriver", "BrennLinuxDriver", "Sorel"};
+
+  /// How the cache reaches its service, and the time; for tests.
+  struct Surroundings {
+    std::function<std::unique_ptr<Rest::RestClientInterface>()> makeClient;
+    std::function<Clock::time_point()> now;
+  };
+
+  /// The one object of a connection, which lives as long as the process.
+  static SoftwareIdentityRedfishWithCache* GetInstance(const KelvarConnection::ConnectionInfo& info);
+
+  explicit SoftwareIdentityRedfishWithCache(const KelvarConnection::ConnectionInfo& info);
+  SoftwareIdentityRedfishWithCache(const KelvarConnection::ConnectionInfo& info, Surroundings surroundings);
+
+  /// 0 and the whole record when the service has the identity, such as "BMC-Primary"; else -1, and `identity` is left
+  /// alone.
+  int GetSoftwareIdentityViaID(const std::string& id, KelvarOptions::SoftwareIdentity_& identity);
+
+ private:
+  using Identity = KelvarOptions::SoftwareIdentity_;
+  class Fill;
+
+  void Refresh(const std::string& id);
+
+  const KelvarConnection::ConnectionInfo info_;
+  const Surroundings surroundings_;
+  std::mutex mutex_;
+  std::map<std::string, std::optional<Identity>> identities_;  ///< none: the service does not have it
+  bool complete_ = false;                                      ///< what is not in the map does not exist
+  bool failed_ = false;
+  std::optional<Clock::time_point> filledAt_;
+};
+
+}  // namespace Kelvar
