@@ -1,5 +1,7 @@
 #include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
 
+#include <kelvar/NodeFirmwareInventoryImpRedfish.h>
+
 #include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
 
 namespace Kelvar {
@@ -10,8 +12,8 @@ std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeCIM(co
   return nullptr;
 }
 
-std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeRedfish(const ConnectionInfo& /*info*/) {
-  return nullptr;
+std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeRedfish(const ConnectionInfo& info) {
+  return std::make_unique<NodeFirmwareInventoryImpRedfish>(info);
 }
 
 std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeBackend(const ConnectionInfo& info) {
@@ -24,6 +26,9 @@ std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeBacken
 NodeFirmwareInventoryParts NodeFirmwareInventoryParts::For(const ConnectionInfo& info) {
   NodeFirmwareInventoryParts parts;
   parts.primaryBackend = MakeBackend(info);
+  if (info.ConnectionCase == KelvarConnection::CONNECTION_CASE_REDFISH) {
+    parts.logManager = std::make_unique<LogmgrRedfish>(info);
+  }
   return parts;
 }
 

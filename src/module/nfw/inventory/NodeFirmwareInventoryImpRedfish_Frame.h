@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+
+#include <kelvar/NodeFirmwareInventoryImpRedfish.h>
+
+#include "common/redfish/RedfishService.h"
+#include "module/nfw/inventory/OperationFrame.h"
+
+namespace Kelvar {
+
+/// The frame around an operation of the Redfish backend. Whatever the body lets out is logged and gives
+/// INVENTORY_REST_FAILED.
+NodeFirmwareInventory::INVENTORYRETURNCODE RunRedfishOperation(
+    const char* operation, const std::function<void(NodeFirmwareInventory::INVENTORYRETURNCODE& code)>& body,
+    NodeFirmwareInventory::INVENTORYRETURNCODE initial = NodeFirmwareInventory::INVENTORY_FAILED);
+
+}  // namespace Kelvar

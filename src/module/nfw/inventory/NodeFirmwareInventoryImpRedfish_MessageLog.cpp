@@ -1,0 +1,15 @@
+#include "common/redfish/RedfishLog.h"
+#include "module/nfw/inventory/NodeFirmwareInventoryImpRedfish_Frame.h"
+
+namespace Kelvar {
+
+using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
+
+Code NodeFirmwareInventoryImpRedfish::GetZMCMessageLogData(std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST>& list) {
+  return RunRedfishOperation("GetZMCMessageLogData", [&](Code& code) {
+    list.clear();
+    code = ReadRedfishLog(Service(), {.name = "StandardLog", .argumentsRequired = true}, list);
+  });
+}
+
+}  // namespace Kelvar
