@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "simulator/cim/JsonFile.h"
 #include "simulator/cim/XmlText.h"
+#include "simulator/machine/JsonFile.h"
 
 namespace Kelvar::Simulator::Cim {
 
@@ -31,7 +31,7 @@ std::optional<std::string> ItemOf(Type type, const rapidjson::Value& json, const
   if (json.IsNull()) {
     return std::nullopt;
   }
-  const std::string text = facts.Expand(TextOf(json));
+  const std::string text = facts.Expand(Json::Words(json));
   const auto canonical = CanonicalText(type, text);
   if (!canonical || !IsXmlText(*canonical)) {
     throw std::runtime_error('"' + text + "\" is no " + std::string(NameOf(type)));
@@ -51,7 +51,7 @@ void SetItems(const rapidjson::Value& json, const Facts& facts, Value& value) {
   if (!json.IsArray()) {
     throw std::runtime_error("no list, though the property is an array");
   }
-  for (const rapidjson::Value& item : ListOf(json)) {
+  for (const rapidjson::Value& item : json.GetArray()) {
     value.items.push_back(ItemOf(value.type, item, facts));
   }
 }
@@ -68,34 +68,31 @@ PropertyDeclaration DeclarationOf(const std::string& name, const rapidjson::Valu
   PropertyDeclaration declaration;
   declaration.name = name;
   if (!json.IsObject()) {
-    SetType(TextOf(json), declaration.type, declaration.isArray);
+    SetType(Json::Words(json), declaration.type, declaration.isArray);
     return declaration;
   }
-  SetType(MemberText(json, "type"), declaration.type, declaration.isArray);
-  declaration.isKey = MemberText(json, "key") == "true";
+  SetType(Json::Text(json, "type"), declaration.type, declaration.isArray);
+  declaration.isKey = Json::Flag(json, "key");
   if (declaration.isKey) {
     declaration.qualifiers.push_back({"Key", {Type::Boolean, false, false, {"TRUE"}}});
   }
-  if (const rapidjson::Value* qualifiers = Member(json, "qualifiers")) {
-    for (const auto& [qualifier, value] : ObjectOf(*qualifiers)) {
-      declaration.qualifiers.push_back(QualifierOf(qualifier.GetString(), value));
-    }
+  for (const auto& [qualifier, value] : Json::Members(json, "qualifiers")) {
+    declaration.qualifiers.push_back(QualifierOf(qualifier.GetString(), value));
   }
   return declaration;
 }
 
 std::string ReferenceOf(const rapidjson::Value& json, const Namespace& space, const Facts& facts) {
-  InstanceName target{MemberText(json, "reference"), {}};
+  InstanceName target{Json::Text(json, "reference"), {}};
   const Class* targetClass = space.Find(target.className);
-  const rapidjson::Value* keys = Member(json, "keys");
-  if (targetClass == nullptr || keys == nullptr || !keys->IsObject()) {
-    throw std::runtime_error("a reference without \"keys\", or to an unknown class");
+  if (targetClass == nullptr) {
+    throw std::runtime_error("a reference to a class that is not there");
   }
   const auto ancestry = space.Ancestry(*targetClass);
-  for (const auto& [name, value] : ObjectOf(*keys)) {
+  for (const auto& [name, value] : Json::Members(json, "keys")) {
     const Declared key = FindDeclaration(ancestry, name.GetString());
     const Type type = key.property == nullptr ? Type::String : key.property->type;
-    target.keys.push_back({name.GetString(), std::string(KeyKindOf(type)), facts.Expand(TextOf(value))});
+    target.keys.push_back({name.GetString(), std::string(KeyKindOf(type)), facts.Expand(Json::Words(value))});
   }
   std::string xml;
   AppendInstanceName(xml, target);
@@ -104,16 +101,16 @@ std::string ReferenceOf(const rapidjson::Value& json, const Namespace& space, co
 
 /// {"type": ..., "value": ...}, {"raw": ...} or {"reference": ..., "keys": ...}
 void ReadObjectForm(const rapidjson::Value& json, const Namespace& space, const Facts& facts, Property& property) {
-  if (Member(json, "raw") != nullptr) {
-    property.raw = facts.Expand(MemberText(json, "raw"));
+  if (Json::Find(json, "raw") != nullptr) {
+    property.raw = facts.Expand(Json::Text(json, "raw"));
     return;
   }
-  if (Member(json, "reference") != nullptr) {
+  if (Json::Find(json, "reference") != nullptr) {
     property.value = {Type::Reference, false, false, {ReferenceOf(json, space, facts)}};
     return;
   }
-  SetType(MemberText(json, "type"), property.value.type, property.value.isArray);
-  if (const rapidjson::Value* value = Member(json, "value")) {
+  SetType(Json::Text(json, "type"), property.value.type, property.value.isArray);
+  if (const rapidjson::Value* value = Json::Find(json, "value")) {
     SetItems(*value, facts, property.value);
   }
 }
@@ -147,32 +144,21 @@ void Put(Instance& instance, Property property) {
 
 }  // namespace
 
-Class ReadClass(const std::string& name, const rapidjson::Value& document) {
-  Class read;
-  read.name = name;
-  read.superclass = MemberText(document, "superclass");
-  read.alwaysQualifiers = MemberText(document, "alwaysQualifiers") == "true";
-  if (const rapidjson::Value* properties = Member(document, "properties")) {
-    for (const auto& [property, json] : ObjectOf(*properties)) {
-      read.properties.push_back(DeclarationOf(property.GetString(), json));
-    }
+void ReadDeclaration(const rapidjson::Value& document, Class& into) {
+  into.superclass = Json::Text(document, "superclass", "");
+  for (const auto& [property, json] : Json::Members(document, "properties")) {
+    into.properties.push_back(DeclarationOf(property.GetString(), json));
   }
-  if (const rapidjson::Value* numbered = Member(document, "numbered")) {
-    for (const rapidjson::Value& property : ListOf(*numbered)) {
-      read.numbered.push_back(TextOf(property));
-    }
-  }
-  return read;
 }
 
 void ReadInstances(const rapidjson::Value& document, const Namespace& space, const Facts& facts, Class& into) {
-  const rapidjson::Value* instances = Member(document, "instances");
-  if (instances == nullptr) {
-    return;
+  into.alwaysQualifiers = Json::Flag(document, "alwaysQualifiers");
+  for (const rapidjson::Value& property : Json::List(document, "numbered")) {
+    into.numbered.push_back(Json::Words(property));
   }
   const auto ancestry = space.Ancestry(into);
-  const auto fill = [&](const rapidjson::Value& json, Instance& instance) {
-    for (const auto& [name, value] : ObjectOf(json)) {
+  const auto fill = [&](const rapidjson::Value::ConstObject& members, Instance& instance) {
+    for (const auto& [name, value] : members) {
       try {
         Put(instance, PropertyOf(name.GetString(), value, ancestry, space, facts));
       } catch (const std::runtime_error& error) {
@@ -180,13 +166,13 @@ void ReadInstances(const rapidjson::Value& document, const Namespace& space, con
       }
     }
   };
-  const rapidjson::Value* common = Member(document, "common");
-  for (const rapidjson::Value& json : ListOf(*instances)) {
+  for (const rapidjson::Value& json : Json::List(document, "instances")) {
     Instance instance;
-    if (common != nullptr) {
-      fill(*common, instance);
+    fill(Json::Members(document, "common"), instance);
+    if (!json.IsObject()) {
+      Refuse("instance " + std::to_string(into.instances.size()), "no object");
     }
-    fill(json, instance);
+    fill(json.GetObject(), instance);
     into.instances.push_back(std::move(instance));
   }
   into.count = into.instances.size();

@@ -66,9 +66,16 @@ class Namespace {
  public:
   /// A class of the same name is replaced.
   void Add(Class added);
-  template <typename Predicate>
-  void RemoveIf(Predicate unwanted) {
-    std::erase_if(classes_, [&](const auto& entry) { return unwanted(entry.second); });
+  /// Takes classes away, and the instances of others.
+  template <typename Hidden, typename Emptied>
+  void Narrow(Hidden isHidden, Emptied isEmptied) {
+    std::erase_if(classes_, [&](const auto& entry) { return isHidden(entry.second); });
+    for (auto& [name, of] : classes_) {
+      if (isEmptied(of)) {
+        of.instances.clear();
+        of.count = 0;
+      }
+    }
   }
 
   const Class* Find(std::string_view className) const;

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "simulator/cim/ClassReader.h"
-#include "simulator/cim/JsonFile.h"
+#include "simulator/machine/JsonFile.h"
 
 namespace Kelvar::Simulator::Cim {
 
@@ -29,11 +29,25 @@ void Within(const fs::path& file, Step step) {
   }
 }
 
+bool IsClassFile(const fs::directory_entry& entry) {
+  return entry.is_regular_file() && entry.path().extension() == ".json";
+}
+
+ClassFiles FilesIn(const fs::path& folder) {
+  ClassFiles found;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    if (IsClassFile(entry)) {
+      found[entry.path().stem().string()] = entry.path();
+    }
+  }
+  return found;
+}
+
 SpaceFiles FindFiles(const fs::path& folder) {
   SpaceFiles found;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
     const fs::path& file = entry.path();
-    if (entry.is_regular_file() && file.extension() == ".json" && file.parent_path() != folder) {
+    if (IsClassFile(entry) && file.parent_path() != folder) {
       found[fs::relative(file.parent_path(), folder).generic_string()][file.stem().string()] = file;
     }
   }
@@ -41,26 +55,20 @@ SpaceFiles FindFiles(const fs::path& folder) {
 }
 
 void Include(const rapidjson::Value& server, SpaceFiles& files) {
-  const rapidjson::Value* spaces = Member(server, "namespaces");
-  if (spaces == nullptr) {
-    return;
-  }
-  for (const auto& [name, description] : ObjectOf(*spaces)) {
+  for (const auto& [name, description] : Json::Members(server, "namespaces")) {
     ClassFiles& own = files[name.GetString()];
-    if (const rapidjson::Value* included = Member(description, "include")) {
-      for (const rapidjson::Value& from : ListOf(*included)) {
-        const ClassFiles& others = files[TextOf(from)];
-        own.insert(others.begin(), others.end());
-      }
+    for (const rapidjson::Value& from : Json::List(description, "include")) {
+      const ClassFiles& others = files[Json::Words(from)];
+      own.insert(others.begin(), others.end());
     }
   }
 }
 
-/// Whether a list of class names holds the name; an entry with a trailing "*" stands for a prefix.
-bool Lists(const rapidjson::Value& list, const std::string& className) {
-  for (const rapidjson::Value& entry : ListOf(list)) {
-    const std::string name = TextOf(entry);
-    if (name == className || (name.ends_with('*') && className.starts_with(name.substr(0, name.size() - 1)))) {
+/// Whether a list holds the name; an entry with a trailing "*" stands for a prefix.
+bool Lists(const rapidjson::Value& object, const char* key, const std::string& wanted) {
+  for (const rapidjson::Value& entry : Json::List(object, key)) {
+    const std::string name = Json::Words(entry);
+    if (name == wanted || (name.ends_with('*') && wanted.starts_with(name.substr(0, name.size() - 1)))) {
       return true;
     }
   }
@@ -68,37 +76,62 @@ bool Lists(const rapidjson::Value& list, const std::string& className) {
 }
 
 void Narrow(const rapidjson::Value& server, const std::string& flavour, Repository& repository) {
-  const rapidjson::Value* flavours = Member(server, "flavours");
-  const rapidjson::Value* wanted = flavours == nullptr ? nullptr : Member(*flavours, flavour.c_str());
+  const rapidjson::Value* flavours = Json::Find(server, "flavours");
+  const rapidjson::Value* wanted = flavours == nullptr ? nullptr : Json::Find(*flavours, flavour.c_str());
   if (wanted == nullptr) {
     throw std::runtime_error("no flavour \"" + flavour + '"');
   }
-  if (const rapidjson::Value* spaces = Member(*wanted, "namespaces")) {
-    std::erase_if(repository.namespaces, [&](const auto& space) { return !Lists(*spaces, space.first); });
+  if (Json::Find(*wanted, "namespaces") != nullptr) {
+    std::erase_if(repository.namespaces, [&](const auto& space) { return !Lists(*wanted, "namespaces", space.first); });
   }
-  if (const rapidjson::Value* hidden = Member(*wanted, "hide")) {
-    for (auto& [name, space] : repository.namespaces) {
-      space.RemoveIf([&](const Class& of) { return Lists(*hidden, of.name); });
+  for (auto& [name, space] : repository.namespaces) {
+    space.Narrow([&](const Class& of) { return Lists(*wanted, "hide", of.name); },
+                 [&](const Class& of) { return Lists(*wanted, "empty", of.name); });
+  }
+}
+
+struct Source {
+  fs::path file;
+  rapidjson::Document document;
+};
+
+/// Classes that say nothing of their own declaration have that of the schema, which adds all of its other classes.
+void Declare(const std::map<std::string, Source, NameLess>& own, const ClassFiles& schema, Namespace& space) {
+  const auto add = [&space](const std::string& name, const fs::path& file, const rapidjson::Value& document) {
+    Within(file, [&] {
+      Class declared;
+      declared.name = name;
+      ReadDeclaration(document, declared);
+      space.Add(std::move(declared));
+    });
+  };
+  for (const auto& [name, file] : schema) {
+    add(name, file, Json::ReadObjectVerbatim(file));
+  }
+  for (const auto& [name, source] : own) {
+    const bool declares =
+        Json::Find(source.document, "superclass") != nullptr || Json::Find(source.document, "properties") != nullptr;
+    if (declares || space.Find(name) == nullptr) {
+      add(name, source.file, source.document);
     }
   }
 }
 
-Namespace LoadNamespace(const ClassFiles& files, const Facts& facts) {
-  std::vector<std::pair<std::string, rapidjson::Document>> documents;
-  Namespace space;
+Namespace LoadNamespace(const ClassFiles& files, const ClassFiles& schema, const Facts& facts) {
+  std::map<std::string, Source, NameLess> own;
   for (const auto& [name, file] : files) {
-    Within(file, [&, &className = name, &path = file] {
-      documents.emplace_back(className, ReadJsonObject(path));
-      space.Add(ReadClass(className, documents.back().second));
-    });
+    own.emplace(name, Source{file, Json::ReadObjectVerbatim(file)});
   }
-  for (const auto& [name, document] : documents) {
-    Within(files.at(name), [&, &className = name, &json = document] {
-      Class& of = *space.Find(className);
+  Namespace space;
+  Declare(own, schema, space);
+  for (const auto& entry : own) {
+    const auto& [name, source] = entry;
+    Class& of = *space.Find(name);
+    Within(source.file, [&facts, &space, &of, &document = source.document] {
       if (!of.superclass.empty() && space.Find(of.superclass) == nullptr) {
         throw std::runtime_error("no class \"" + of.superclass + "\" to derive from");
       }
-      ReadInstances(json, space, facts, of);
+      ReadInstances(document, space, facts, of);
     });
   }
   return space;
@@ -113,15 +146,19 @@ Repository LoadRepository(const fs::path& folder, const std::string& flavour, co
   SpaceFiles files = FindFiles(folder);
   const fs::path serverPath = folder / serverFile;
   rapidjson::Document server(rapidjson::kObjectType);
+  ClassFiles schema;
   if (fs::exists(serverPath)) {
+    server = Json::ReadObjectVerbatim(serverPath);
     Within(serverPath, [&] {
-      server = ReadJsonObject(serverPath);
       Include(server, files);
+      if (const std::string path = Json::Text(server, "schema", ""); !path.empty()) {
+        schema = FilesIn(folder / path);
+      }
     });
   }
   Repository repository;
   for (const auto& [name, classFiles] : files) {
-    repository.namespaces.emplace(name, LoadNamespace(classFiles, facts));
+    repository.namespaces.emplace(name, LoadNamespace(classFiles, schema, facts));
   }
   if (!flavour.empty()) {
     Within(serverPath, [&] { Narrow(server, flavour, repository); });

@@ -14,16 +14,15 @@ namespace {
   throw std::runtime_error(std::string("wanted is ") + wanted + " \"" + key + '"');
 }
 
-}  // namespace
-
-rapidjson::Document ReadObject(const std::filesystem::path& file) {
+template <unsigned Flags>
+rapidjson::Document Parse(const std::filesystem::path& file) {
   std::ifstream input(file);
   if (!input) {
     throw std::runtime_error("cannot read " + file.string());
   }
   rapidjson::IStreamWrapper stream(input);
   rapidjson::Document document;
-  document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
+  document.ParseStream<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | Flags>(stream);
   if (document.HasParseError()) {
     throw std::runtime_error(file.string() + ", at byte " + std::to_string(document.GetErrorOffset()) + ": " +
                              rapidjson::GetParseError_En(document.GetParseError()));
@@ -32,6 +31,16 @@ rapidjson::Document ReadObject(const std::filesystem::path& file) {
     throw std::runtime_error(file.string() + ": no object");
   }
   return document;
+}
+
+}  // namespace
+
+rapidjson::Document ReadObject(const std::filesystem::path& file) {
+  return Parse<rapidjson::kParseDefaultFlags>(file);
+}
+
+rapidjson::Document ReadObjectVerbatim(const std::filesystem::path& file) {
+  return Parse<rapidjson::kParseNumbersAsStringsFlag>(file);
 }
 
 const rapidjson::Value* Find(const rapidjson::Value& object, const char* key) {
@@ -81,6 +90,28 @@ rapidjson::Value::ConstArray List(const rapidjson::Value& object, const char* ke
     Wrong(key, "a list");
   }
   return value->GetArray();
+}
+
+rapidjson::Value::ConstObject Members(const rapidjson::Value& object, const char* key) {
+  static const rapidjson::Value empty(rapidjson::kObjectType);
+  const rapidjson::Value* value = Find(object, key);
+  if (value == nullptr) {
+    return empty.GetObject();
+  }
+  if (!value->IsObject()) {
+    Wrong(key, "an object");
+  }
+  return value->GetObject();
+}
+
+std::string Words(const rapidjson::Value& value) {
+  if (value.IsBool()) {
+    return value.GetBool() ? "true" : "false";
+  }
+  if (!value.IsString()) {
+    throw std::runtime_error("a list, an object or null where a text, a number or a boolean is wanted");
+  }
+  return {value.GetString(), value.GetStringLength()};
 }
 
 }  // namespace Kelvar::Simulator::Json

@@ -13,6 +13,9 @@ namespace Kelvar::Simulator::Json {
 /// The object that the file holds.
 rapidjson::Document ReadObject(const std::filesystem::path& file);
 
+/// The same with every number as a text, just as it is written.
+rapidjson::Document ReadObjectVerbatim(const std::filesystem::path& file);
+
 /// A member, or null when there is none.
 const rapidjson::Value* Find(const rapidjson::Value& object, const char* key);
 
@@ -24,5 +27,11 @@ bool Flag(const rapidjson::Value& object, const char* key);
 
 /// The elements of a list; none when it is absent.
 rapidjson::Value::ConstArray List(const rapidjson::Value& object, const char* key);
+
+/// The members of an object; none when it is absent.
+rapidjson::Value::ConstObject Members(const rapidjson::Value& object, const char* key);
+
+/// The value itself as a text: a text or a boolean.
+std::string Words(const rapidjson::Value& value);
 
 }  // namespace Kelvar::Simulator::Json

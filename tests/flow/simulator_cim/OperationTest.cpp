@@ -162,6 +162,29 @@ TEST(CimHttp, AsksForALogin) {
   EXPECT_EQ(host.Call(call).newConnections, 0);
 }
 
+TEST(CimMachines, CanBeAwkward) {
+  Simulator::Machine machine = ShippedMachine("awkward");
+  CimHost host({}, machine);
+  const auto log = host.Call({.className = "QEL_StandardMessageLogEntry"});
+  EXPECT_THAT(log.body, HasSubstr("<![CDATA[<b>bold</b> & ]]>"));
+  EXPECT_THAT(log.body, HasSubstr("<PROPERTY.ARRAY NAME=\"MessageArguments\" TYPE=\"string\">\n</PROPERTY.ARRAY>"));
+  EXPECT_THAT(log.body, HasSubstr("<VALUE.NULL/>\n<VALUE>x^y</VALUE>"));
+  EXPECT_THAT(log.body, HasSubstr("<PROPERTY NAME=\"Hidden\" TYPE=\"string\">\n<VALUE>false</VALUE>"));
+  EXPECT_THAT(host.Call({.className = "CIM_Card"}).body, HasSubstr("\xc2\x9b"
+                                                                   "31mRed\xc2\x9b"
+                                                                   "0m\x7f &amp; &lt;&quot;"));
+  EXPECT_THAT(host.Call({.className = "CIM_Card"}).body, HasSubstr("two&#13;&#10;lines&#9;and a tab"));
+  EXPECT_THAT(host.Call({.className = "CIM_IndicatorLED"}).body, HasSubstr("<QUALIFIER NAME=\"ValueMap\""));
+
+  machine.cimFlavour = "empty";
+  CimHost empty({}, machine);
+  for (const std::string className : {"QEL_Chassis", "CIM_PhysicalElement", "CIM_NumericSensor"}) {
+    auto counts = CountElements(empty.Call({.className = className, .nameSpace = "qel/zmc1/cimv2"}).body);
+    EXPECT_EQ(counts["IRETURNVALUE"], 1);
+    EXPECT_EQ(counts["INSTANCE"], 0);
+  }
+}
+
 TEST(CimMachines, GiveWellFormedRepliesForAllTheirClasses) {
   for (const auto& entry : std::filesystem::directory_iterator(KELVAR_MACHINES)) {
     const std::filesystem::path folder = entry.path() / "cim";
