@@ -52,10 +52,7 @@ std::shared_ptr<const Cim::Repository> Load(const Machine& machine, const CimOpt
 }  // namespace
 
 CimService::CimService(const Machine& machine, const CimOptions& options) : machine_(machine) {
-  for (const std::string& fault : machine_.FaultsOf("cim")) {
-    faults_.Add(fault);
-  }
-  faults_.AddFile(machine_.folder / "cim" / "faults.json");
+  faults_.Load(machine_.FaultsOf("cim"), machine_.folder / "cim" / "faults.json");
   server_ = std::make_unique<Cim::CimServer>(machine_, Load(machine_, options), faults_);
   HttpServer::Options http;
   http.tls = options.tls;

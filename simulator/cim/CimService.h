@@ -20,9 +20,9 @@ struct CimOptions {
 /// A machine's CIM server: CIM-XML over HTTP or HTTPS.
 class CimService : public Service {
  public:
-  /// The machine's faults of protocol "cim" are faults as FaultTable::Add takes them; they strike before those of
-  /// cim/faults.json. Throws std::runtime_error or std::invalid_argument with a text for people when the machine has no
-  /// CIM data or wrong ones.
+  /// The machine's faults of protocol "cim" are those that FaultTable::Load takes, with names of cim/faults.json.
+  /// Throws std::runtime_error or std::invalid_argument with a text for people when the machine has no CIM data or
+  /// wrong ones.
   explicit CimService(const Machine& machine, const CimOptions& options = {});
 
   unsigned short Start(unsigned short port) override { return http_->Start(port); }

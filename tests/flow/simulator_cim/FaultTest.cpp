@@ -30,7 +30,6 @@ TEST(CimFault, StrikesAsItsDataSay) {
       {"*:CIM_IndicatorLED cut=0", CURLE_GOT_NOTHING, 0, ""},
       {"*:CIM_IndicatorLED content-length=none end=close", CURLE_OK, 200, "</CIM>"},
       {"*:CIM_IndicatorLED gzip=1", CURLE_OK, 200, "\x1f\x8b"},
-      {"@accept end=reset", CURLE_RECV_ERROR, 0, ""},
   };
   for (const FaultCase& test : cases) {
     CimHost host;
@@ -64,6 +63,21 @@ TEST(CimFault, SendsInstancesWithoutEnd) {
     EXPECT_GE(endless.body.size(), 2900000U);
     EXPECT_EQ(endless.body.find("</IRETURNVALUE>"), std::string::npos);
   }
+}
+
+TEST(CimFault, IsSwitchedOnByName) {
+  Simulator::Machine machine = ShippedMachine("full");
+  machine.faults = {"cim:busy-twice", "redfish:other", "cim:*:CIM_Card status=500"};
+  CimHost host({}, machine);
+  for (const long status : {503L, 503L, 200L}) {
+    EXPECT_EQ(host.Call({.className = "CIM_Chassis"}).status, status);
+  }
+  EXPECT_EQ(host.Call({.className = "CIM_Card"}).status, 500);
+
+  machine.faults = {"cim:dead"};
+  EXPECT_NE(CimHost({}, machine).Call({.className = "CIM_Card"}).code, CURLE_OK);
+  machine.faults = {"cim:no-such-name"};
+  EXPECT_THROW(CimHost({}, machine), std::invalid_argument);
 }
 
 }  // namespace
