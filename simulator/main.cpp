@@ -137,14 +137,24 @@ bool StandardInputEnded() {
   return read(STDIN_FILENO, dropped, sizeof dropped) <= 0;
 }
 
-void WaitForEnd(int signals, bool untilEof) {
-  pollfd watched[] = {{signals, POLLIN, 0}, {untilEof ? STDIN_FILENO : -1, POLLIN, 0}};
+/// Returns when the program is to end. Throws std::runtime_error when a service has ended by itself.
+void WaitForEnd(int signals, bool untilEof, const std::vector<std::unique_ptr<Service>>& services) {
+  std::vector<pollfd> watched{{signals, POLLIN, 0}, {untilEof ? STDIN_FILENO : -1, POLLIN, 0}};
+  const std::size_t firstService = watched.size();
+  for (const auto& service : services) {
+    watched.push_back({service->EndDescriptor(), POLLIN, 0});
+  }
   for (;;) {
-    if (poll(watched, 2, -1) < 0) {
+    if (poll(watched.data(), watched.size(), -1) < 0) {
       continue;
     }
     if (watched[0].revents != 0 || (watched[1].revents != 0 && StandardInputEnded())) {
       return;
+    }
+    for (std::size_t i = firstService; i < watched.size(); ++i) {
+      if (watched[i].revents != 0) {
+        throw std::runtime_error("a service ended by itself");
+      }
     }
   }
 }
@@ -161,7 +171,7 @@ void Serve(const Options& options) {
     }
   }
   AnnounceReady(machine, ports);
-  WaitForEnd(signals, options.untilEof);
+  WaitForEnd(signals, options.untilEof, services);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -30,6 +31,10 @@ class Descriptor {
   ~Descriptor() { Close(); }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
 
   int Number() const { return number_; }
   void Close() {
@@ -141,6 +146,8 @@ class IpmiService : public Service {
     }
   }
 
+  int EndDescriptor() const override { return fromModule_.Number(); }
+
  private:
   /// Starts ipmi_sim and returns why that failed. Its files are needed until it is ready, and no longer.
   std::string Run(const Place& place) {
@@ -149,7 +156,7 @@ class IpmiService : public Service {
     if (pipe2(ends, O_CLOEXEC) != 0) {
       return std::string("pipe: ") + std::strerror(errno);
     }
-    const Descriptor fromModule(ends[0]);
+    fromModule_ = Descriptor(ends[0]);
     Descriptor toService(ends[1]);
     const std::string library = "loadlib \"" + ModuleFile("kelvar-ipmi-oem.so").string() + "\" \"" +
                                 (folder / "replies").string() + ' ' + std::to_string(toService.Number()) + "\"\n";
@@ -161,7 +168,7 @@ class IpmiService : public Service {
         {"ipmi_sim", "-c", folder / "lan.conf", "-f", folder / "machine.emu", "-s", folder / "state", "-p", "-n"},
         folder / "output", toService.Number());
     toService.Close();
-    const std::string report = ReadReport(fromModule.Number());
+    const std::string report = ReadReport(fromModule_.Number());
     if (report == "ready") {
       return {};
     }
@@ -171,6 +178,7 @@ class IpmiService : public Service {
 
   const Machine& machine_;
   IpmiConfiguration data_;
+  Descriptor fromModule_{-1};
   ChildProcess child_;
 };
 

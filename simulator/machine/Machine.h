@@ -45,6 +45,9 @@ class Service {
   /// Serves on `port`, or on a free one when it is 0, and returns the port once requests are answered. Throws
   /// std::runtime_error when it cannot.
   virtual unsigned short Start(unsigned short port) = 0;
+
+  /// A descriptor that becomes readable when the service ends by itself; -1 for one that cannot.
+  virtual int EndDescriptor() const { return -1; }
 };
 
 }  // namespace Kelvar::Simulator

@@ -25,11 +25,10 @@ std::unique_ptr<ReplyTable> table;
 int reportDescriptor = -1;
 bool allCommandsTaken = false;
 
+/// The descriptor stays open: its end tells the service that this process has ended.
 void Report(const std::string& line) {
   if (reportDescriptor >= 0) {
     (void)!write(reportDescriptor, line.data(), line.size());
-    close(reportDescriptor);
-    reportDescriptor = -1;
   }
 }
 

@@ -53,6 +53,12 @@ TEST_P(EndOfTheSimulator, TakesIpmiSimWithIt) {
 
 INSTANTIATE_TEST_SUITE_P(By, EndOfTheSimulator, testing::Values(0, SIGTERM, SIGINT, SIGKILL));
 
+TEST(EndOfIpmiSim, EndsTheSimulator) {
+  const BmcSim sim("full", {"--serve", "ipmi"});
+  kill(OnlyChildOf(sim.Process()), SIGKILL);
+  EXPECT_TRUE(EndsSoon(sim.Process()));
+}
+
 TEST(StartOfTheSimulator, SaysWhatIsWrong) {
   EXPECT_THROW(BmcSim("no-such-machine", {"--serve", "ipmi"}), std::runtime_error);
   EXPECT_THROW(BmcSim("full", {"--serve", "ipmi", "--fault", "ipmi:no-such-fault"}), std::runtime_error);
