@@ -27,18 +27,18 @@ Outcome ReadOne(Inventory& inventory, Result (Inventory::*operation)(R&)) {
   const Result result = (inventory.*operation)(record);
   Record fields = RecordOf(record);
   if (result != Inventory::INVENTORY_SUCCESS && !HoldsAnything(fields)) {
-    return {result, {}};
+    return {result, {}, true};
   }
-  return {result, {std::move(fields)}};
+  return {result, {std::move(fields)}, true};
 }
 
 Outcome ReadGeneration(Inventory& inventory, const CommandOptions& /*options*/) {
   Inventory::ZMCGENERATIONTYPE generation = Inventory::ZMC_GENERATION_1;
   const Result result = inventory.GetZMCGenerationType(generation);
   if (result != Inventory::INVENTORY_SUCCESS) {
-    return {result, {}};
+    return {result, {}, true};
   }
-  return {result, {RecordOf(generation)}};
+  return {result, {RecordOf(generation)}, true};
 }
 
 Outcome ReadCimLog(Inventory& inventory, const CommandOptions& options) {

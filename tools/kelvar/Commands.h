@@ -16,6 +16,7 @@ namespace Kelvar::Tool {
 struct Outcome {
   NodeFirmwareInventory::INVENTORYRETURNCODE result = NodeFirmwareInventory::INVENTORY_FAILED;
   std::vector<Record> records;
+  bool wholeOrNothing = false;  ///< a success leaves no gap
 
   bool Delivered() const;
 };

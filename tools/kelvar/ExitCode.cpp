@@ -12,19 +12,14 @@ bool Delivers(ExitCode code) {
 
 }  // namespace
 
-ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result, bool delivered, bool loginRefused) {
+ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result) {
   using Inventory = NodeFirmwareInventory;
-  if (result == Inventory::INVENTORY_SUCCESS) {
-    return ExitCode::Complete;
-  }
-  if (delivered) {
-    return ExitCode::Partial;
-  }
   switch (result) {
-    case Inventory::INVENTORY_CONNECT_FAILED:
-      return loginRefused ? ExitCode::LoginRefused : ExitCode::Unreachable;
+    case Inventory::INVENTORY_SUCCESS:
+      return ExitCode::Complete;
     case Inventory::INVENTORY_UNAUTHORIZED:
       return ExitCode::LoginRefused;
+    case Inventory::INVENTORY_CONNECT_FAILED:
     case Inventory::INVENTORY_IPMI_EXCEPTION:
     case Inventory::INVENTORY_CIM_EXCEPTION:
     case Inventory::INVENTORY_REST_TRANSPORT_FAILED:

@@ -30,9 +30,8 @@ class ToolError : public std::runtime_error {
   ExitCode code_;
 };
 
-/// The exit code of one operation. A failure that delivered something is partial. `loginRefused` is what the
-/// transport said while it connected: the result alone does not tell that over IPMI.
-ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result, bool delivered, bool loginRefused);
+/// The exit code that the result of one operation stands for when it delivered nothing.
+ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result);
 
 /// The exit code of several: the common one, or partial when they differ and something was delivered.
 ExitCode Combine(ExitCode first, ExitCode second);

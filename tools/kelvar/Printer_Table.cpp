@@ -97,6 +97,9 @@ std::string NoteOf(const Report::Entry& entry) {
   if (entry.exitCode == ExitCode::Complete) {
     return entry.outcome.records.empty() ? ": nothing found" : "";
   }
+  if (entry.outcome.result == NodeFirmwareInventory::INVENTORY_SUCCESS) {
+    return entry.exitCode == ExitCode::Partial ? ": incomplete (not all of it could be read)" : ": failed";
+  }
   return fmt::format(": {} ({}, {})", entry.exitCode == ExitCode::Partial ? "incomplete" : "failed",
                      DescriptionOf(entry.outcome.result), Kelvar::NameOf(entry.outcome.result));
 }

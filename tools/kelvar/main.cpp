@@ -1,22 +1,20 @@
 // kelvar: prints the inventory of a server, read through its service processor.
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <exception>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
-#include <kelvar/Log.h>
 #include <kelvar/NodeFirmwareInventory.h>
 
 #include "common/text/Escape.h"
 #include "tools/kelvar/Commands.h"
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/LogWatch.h"
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/Password.h"
 #include "tools/kelvar/Printer.h"
@@ -59,8 +57,8 @@ std::string Epilog() {
          "  esxi+http://, esxi+https://...?zmc=N    the CIM server of an ESXi host\n"
          "  omc+http://, omc+https://               the CIM server of an OMC\n"
          "\nThe password comes from --password-file, the environment variable KELVAR_PASSWORD, or a prompt.\n"
-         "Exit codes: 0 complete, 2 usage, 10 unreachable, 11 login refused, 13 bad data, 14 not supported,\n"
-         "20 partial, 1 anything else.\n";
+         "Exit codes: 0 complete, 2 usage, 10 unreachable, 11 login refused, 12 TLS failure, 13 bad data,\n"
+         "14 not supported, 20 partial, 1 anything else.\n";
 }
 
 void Declare(CLI::App& app, Options& options) {
@@ -78,30 +76,9 @@ void Declare(CLI::App& app, Options& options) {
   app.footer(Epilog());
 }
 
-/// Shows the library's log on standard error, and watches it for what the results do not tell.
-class LogWatch {
- public:
-  LogWatch(int verbose, bool quiet) {
-    const u32 shown = quiet ? 0 : 1 + static_cast<u32>(std::clamp(verbose, 0, 3));
-    Log::SetMinLogLevel(std::max<u32>(shown, 1));
-    Log::SetSink([this, shown](u32 level, const char* file, int line, const std::string& text) {
-      if (text.find("IPMIAUTHFAIL") != std::string::npos) {
-        loginRefused_ = true;
-      }
-      if (level <= shown) {
-        std::fprintf(stderr, "%s:%d: %s\n", file, line, Text::EscapeControl(text, "\n").c_str());
-      }
-    });
-  }
-  ~LogWatch() { Log::SetSink(nullptr); }
-  LogWatch(const LogWatch&) = delete;
-  LogWatch& operator=(const LogWatch&) = delete;
-
-  bool LoginRefused() const { return loginRefused_; }
-
- private:
-  std::atomic<bool> loginRefused_ = false;
-};
+u32 ShownLogLevel(const Options& options) {
+  return options.quiet ? 0 : 1 + static_cast<u32>(std::clamp(options.verbose, 0, 3));
+}
 
 Target CimPartner(const Options& options, const Target& target) {
   const Target partner = ParseTarget(options.withCim);
@@ -124,6 +101,19 @@ std::unique_ptr<NodeFirmwareInventory> Connect(const Options& options, Target& t
   return std::make_unique<NodeFirmwareInventory>(partner.info, target.info);
 }
 
+/// `found` is what the log said meanwhile, or while connecting.
+ExitCode Judge(const Outcome& outcome, const Findings& found) {
+  const ExitCode byResult = ExitCodeOf(outcome.result);
+  const bool complete = byResult == ExitCode::Complete && (outcome.wholeOrNothing || found.gaps == 0);
+  if (complete) {
+    return ExitCode::Complete;
+  }
+  if (outcome.Delivered()) {
+    return ExitCode::Partial;
+  }
+  return found.cause.value_or(byResult == ExitCode::Complete ? ExitCode::BadData : byResult);
+}
+
 int Run(const Options& options) {
   Target target = ParseTarget(options.target);
   std::vector<const Command*> commands;
@@ -131,13 +121,16 @@ int Run(const Options& options) {
     commands.push_back(&CommandNamed(word, target.protocol));
   }
   Output output;
-  const LogWatch log(options.verbose, options.quiet);
+  LogWatch log(ShownLogLevel(options));
   const auto inventory = Connect(options, target);
+  const Findings connecting = log.Take();
   Report report{target.address, {}};
   ExitCode exitCode = ExitCode::Complete;
   for (const Command* command : commands) {
     Outcome outcome = command->For(target.protocol)(*inventory, options.command);
-    const ExitCode own = ExitCodeOf(outcome.result, outcome.Delivered(), log.LoginRefused());
+    Findings found = log.Take();
+    found.cause = found.cause ? found.cause : connecting.cause;
+    const ExitCode own = Judge(outcome, found);
     exitCode = report.entries.empty() ? own : Combine(exitCode, own);
     report.entries.push_back({command, std::move(outcome), own});
   }

@@ -129,11 +129,17 @@ const Case cases[] = {
      0,
      {"BMC Firmware   AMB114E-3.1a   BMC", "UEFI Firmware  AME206C-2.07   UEFI", "KV6A003"},
      {}},
-    {"amd", "short-bmc", "", {"software"}, 0, {"AME206C-2.07"}, {"BMC Firmware"}},
+    {"amd", "short-bmc", "", {"software"}, 20, {"AME206C-2.07"}, {"BMC Firmware"}},
     {"amd", "no-uefi", "", {"software"}, 20, {"software: incomplete", "AMB114E-3.1a"}, {"UEFI Firmware"}},
 
     // text from the target does not steer the terminal, and the library's own text stays out of the output
-    {"awkward", "", "", {"firmware"}, 0, {"\\x1b[31mTBE001-0.9", "NULL----2.31"}, {"\x1b", "QDG complete code"}},
+    {"awkward",
+     "",
+     "",
+     {"firmware"},
+     20,
+     {"firmware: incomplete (not all", "\\x1b[31mTBE001-0.9", "NULL----2.31"},
+     {"\x1b", "QDG complete code"}},
     {"awkward", "cpu-without-number", "", {"components"}, 13, {"components: failed"}, {"System Board"}},
 };
 

@@ -1,0 +1,95 @@
+#include "tools/kelvar/LogWatch.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <iterator>
+#include <string>
+#include <utility>
+
+#include <curl/curl.h>
+
+#include <kelvar/Log.h>
+
+#include "common/text/Escape.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+constexpr u32 gapLevel = 2;
+
+constexpr int tlsCodes[] = {CURLE_SSL_CONNECT_ERROR,    CURLE_SSL_ENGINE_NOTFOUND, CURLE_SSL_ENGINE_SETFAILED,
+                            CURLE_SSL_CERTPROBLEM,      CURLE_SSL_CIPHER,          CURLE_PEER_FAILED_VERIFICATION,
+                            CURLE_USE_SSL_FAILED,       CURLE_SSL_CACERT_BADFILE,  CURLE_SSL_SHUTDOWN_FAILED,
+                            CURLE_SSL_CRL_BADFILE,      CURLE_SSL_ISSUER_ERROR,    CURLE_SSL_PINNEDPUBKEYNOTMATCH,
+                            CURLE_SSL_INVALIDCERTSTATUS};
+
+constexpr int connectionCodes[] = {CURLE_COULDNT_RESOLVE_HOST, CURLE_COULDNT_CONNECT, CURLE_OPERATION_TIMEDOUT,
+                                   CURLE_GOT_NOTHING,          CURLE_SEND_ERROR,      CURLE_RECV_ERROR};
+
+/// The number behind a word such as "curlCode", which a blank or ": " follows.
+std::optional<int> NumberBehind(std::string_view text, std::string_view word) {
+  std::size_t at = text.find(word);
+  if (at == std::string_view::npos) {
+    return std::nullopt;
+  }
+  at = std::min(text.find_first_not_of(": ", at + word.size()), text.size());
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  return std::from_chars(text.data() + at, end, number).ec == std::errc{} ? std::optional(number) : std::nullopt;
+}
+
+template <std::size_t N>
+bool Contains(const int (&codes)[N], int code) {
+  return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
+}
+
+}  // namespace
+
+std::optional<ExitCode> CauseOf(std::string_view record) {
+  constexpr int unauthorized = 401;
+  if (record.find("IPMIAUTHFAIL") != std::string_view::npos || NumberBehind(record, "httpCode") == unauthorized) {
+    return ExitCode::LoginRefused;
+  }
+  const int curlCode = NumberBehind(record, "curlCode").value_or(CURLE_OK);
+  if (Contains(tlsCodes, curlCode)) {
+    return ExitCode::Tls;
+  }
+  if (Contains(connectionCodes, curlCode)) {
+    return ExitCode::Unreachable;
+  }
+  return std::nullopt;
+}
+
+LogWatch::LogWatch(u32 shownLevel) {
+  Log::SetMinLogLevel(std::max(shownLevel, gapLevel));
+  Log::SetSink([this, shownLevel](u32 level, const char* file, int line, const std::string& text) {
+    Record(level, text);
+    if (level <= shownLevel) {
+      std::fprintf(stderr, "%s:%d: %s\n", file, line, Text::EscapeControl(text, "\n").c_str());
+    }
+  });
+}
+
+LogWatch::~LogWatch() {
+  Log::SetSink(nullptr);
+}
+
+void LogWatch::Record(u32 level, std::string_view text) {
+  if (level > gapLevel) {
+    return;
+  }
+  const std::lock_guard lock(mutex_);
+  ++findings_.gaps;
+  if (!findings_.cause) {
+    findings_.cause = CauseOf(text);
+  }
+}
+
+Findings LogWatch::Take() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(findings_, {});
+}
+
+}  // namespace Kelvar::Tool
