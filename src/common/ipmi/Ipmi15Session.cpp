@@ -1,12 +1,15 @@
 #include "common/ipmi/Ipmi15Session.h"
 
+#include <algorithm>
+
 namespace Kelvar::Ipmi {
 namespace {
 
 Secret PaddedPassword(const Login& login) {
-  Bytes padded(login.Password().begin(), login.Password().end());
-  padded.resize(kPassword15Size);
-  Secret secret(padded);
+  std::array<u8, kPassword15Size> padded{};
+  const ByteView password = login.Password().first(std::min(login.password.size(), padded.size()));
+  std::copy(password.begin(), password.end(), padded.begin());
+  const Secret secret(padded);
   Wipe(padded);
   return secret;
 }

@@ -16,22 +16,53 @@ namespace {
 
 using std::chrono::milliseconds;
 
+/// Changes a byte, cuts, or lengthens.
+void Spoil(std::vector<u8>& datagram, std::mt19937& random) {
+  switch (random() % 3) {
+    case 0:
+      datagram[random() % datagram.size()] ^= static_cast<u8>(1 + random() % 255);
+      break;
+    case 1:
+      datagram.resize(random() % datagram.size());
+      break;
+    default:
+      datagram.insert(datagram.end(), 1 + random() % 40, 0x5A);
+      break;
+  }
+}
+
+TEST(IpmiHostile, SpoiledHandshakesEndInTime) {
+  IpmiSim server;
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    std::mt19937 random(seed);
+    UdpRelay relay(server.Port(), [&](Towards towards, std::size_t, std::vector<u8>& datagram) {
+      if (towards == Towards::Client && random() % 3 == 0) {
+        Spoil(datagram, random);
+      }
+      return Fate{};
+    });
+    IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), seed % 2 == 0 ? 3 : 0);
+    client.SetTimings({2, 2, 3, 40, 30000});
+    const auto start = std::chrono::steady_clock::now();
+    if (client.connect() == IPMICONNECTED) {
+      std::vector<u8> response;
+      u8 completionCode = 0;
+      if (client.send(kGetDeviceId, response, completionCode) == 0) {
+        EXPECT_EQ(completionCode, 0) << seed;
+        EXPECT_EQ(response.size(), 15U) << seed;
+      }
+    }
+    client.disconnect();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(500)) << seed;
+  }
+}
+
 TEST(IpmiHostile, ChangedRepliesAreDroppedUntilAGoodOneComes) {
   IpmiSim server;
   std::mt19937 random(11);
   const RelayRule spoil = [&](Towards towards, std::size_t number, std::vector<u8>& datagram) {
     if (towards == Towards::Client && number >= 5 && number % 3 != 0) {
-      switch (random() % 3) {
-        case 0:
-          datagram[random() % datagram.size()] ^= static_cast<u8>(1 + random() % 255);
-          break;
-        case 1:
-          datagram.resize(random() % datagram.size());
-          break;
-        default:
-          datagram.insert(datagram.end(), 1 + random() % 40, 0x5A);
-          break;
-      }
+      Spoil(datagram, random);
     }
     return Fate{};
   };
