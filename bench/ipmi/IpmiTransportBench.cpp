@@ -1,0 +1,182 @@
+// The IPMI transport beside FreeIPMI's: the same server and the same relay, in turns.
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include <malloc.h>
+
+#include "FreeIpmiSession.h"
+#include "common/ipmi/IpmiClient.h"
+#include "support/IpmiSim.h"
+#include "support/UdpRelay.h"
+
+namespace Kelvar::Bench {
+namespace {
+
+constexpr const char* kUser = "admin";
+constexpr const char* kPassword = "kelvar-demo";
+
+/// Wait before a request is sent again, in milliseconds; 0 is each library's own default.
+u32 firstWaitMs = 0;
+
+class KelvarSession {
+ public:
+  bool Open(u16 port) {
+    client_.emplace("127.0.0.1", kUser, kPassword, std::to_string(port), 3);
+    if (firstWaitMs != 0) {
+      IpmiTimings timings;
+      timings.firstWaitMs = firstWaitMs;
+      client_->SetTimings(timings);
+    }
+    return client_->connect() == IPMICONNECTED;
+  }
+  bool Command() {
+    std::vector<u8> response;
+    u8 completionCode = 0;
+    return client_->send({0x01, {}, 0x06}, response, completionCode) == 0 && completionCode == 0;
+  }
+  void Close() { client_.reset(); }
+
+ private:
+  std::optional<IpmiClient> client_;
+};
+
+class PeerSession {
+ public:
+  bool Open(u16 port) {
+    session_.emplace();
+    return session_->Open(port, kUser, kPassword, 0, firstWaitMs);
+  }
+  bool Command() { return session_->GetDeviceId(); }
+  void Close() { session_.reset(); }
+
+ private:
+  std::optional<FreeIpmiSession> session_;
+};
+
+struct Score {
+  double seconds = 0;
+  int done = 0;
+  int failed = 0;
+
+  double Rate() const { return done / seconds; }
+  void Add(const Score& other) {
+    seconds += other.seconds;
+    done += other.done;
+    failed += other.failed;
+  }
+};
+
+template <typename Work>
+Score Measure(int count, const Work& work) {
+  Score score;
+  const auto start = std::chrono::steady_clock::now();
+  for (int index = 0; index < count; ++index) {
+    ++(work() ? score.done : score.failed);
+  }
+  score.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return score;
+}
+
+template <typename Session>
+Score SetUps(u16 port, int count) {
+  return Measure(count, [port] {
+    Session session;
+    const bool open = session.Open(port);
+    session.Close();
+    return open;
+  });
+}
+
+template <typename Session>
+Score Commands(u16 port, int count) {
+  Session session;
+  bool open = session.Open(port);
+  return Measure(count, [&] {
+    open = open || session.Open(port);
+    const bool answered = open && session.Command();
+    if (!answered) {  // the way on for a caller whose session broke
+      session.Close();
+      open = false;
+    }
+    return answered;
+  });
+}
+
+using Task = Score (*)(u16 port, int count);
+
+/// Runs both in turns, each round with the same weather for both, and prints their rates over all rounds.
+void Compare(const char* what, const Test::IpmiSim& server, unsigned lostPercent, Task ours, Task theirs, int count) {
+  constexpr unsigned kRounds = 4;
+  Score scores[2];
+  for (unsigned round = 1; round <= kRounds; ++round) {
+    for (const bool peer : {false, true}) {
+      std::optional<Test::UdpRelay> relay;
+      if (lostPercent != 0) {
+        relay.emplace(server.Port(), Test::MakeWeather({round, lostPercent, 0, 0, {}}));
+      }
+      scores[peer].Add((peer ? theirs : ours)(relay ? relay->Port() : server.Port(), count));
+    }
+  }
+  std::printf("%-44s %9.1f %9.1f %7.2f %8d %8d\n", what, scores[0].Rate(), scores[1].Rate(),
+              scores[0].Rate() / scores[1].Rate(), scores[0].failed, scores[1].failed);
+  std::fflush(stdout);
+}
+
+template <typename Session>
+double KibPerSession(u16 port) {
+  constexpr std::size_t kSessions = 8;
+  const auto used = [] {
+    const auto info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+  };
+  {
+    Session warm;  // what the libraries allocate once does not count
+    warm.Open(port);
+    warm.Command();
+    warm.Close();
+  }
+  const std::size_t before = used();
+  std::vector<std::unique_ptr<Session>> sessions;
+  sessions.reserve(kSessions);
+  for (std::size_t index = 0; index < kSessions; ++index) {
+    sessions.push_back(std::make_unique<Session>());
+    sessions.back()->Open(port);
+    sessions.back()->Command();
+  }
+  const std::size_t after = used();
+  for (auto& session : sessions) {
+    session->Close();
+  }
+  return static_cast<double>(after - before) / kSessions / 1024;
+}
+
+void Run() {
+  constexpr unsigned kLost = 5;
+  const Test::IpmiSim server;
+  std::printf("%-44s %9s %9s %7s %8s %8s\n", "per second", "kelvar", "freeipmi", "ratio", "failed", "failed");
+  Compare("session set-ups", server, 0, &SetUps<KelvarSession>, &SetUps<PeerSession>, 200);
+  Compare("commands", server, 0, &Commands<KelvarSession>, &Commands<PeerSession>, 3000);
+  Compare("set-ups, 5 % lost each way", server, kLost, &SetUps<KelvarSession>, &SetUps<PeerSession>, 4);
+  Compare("commands, 5 % lost each way", server, kLost, &Commands<KelvarSession>, &Commands<PeerSession>, 50);
+  firstWaitMs = 25;
+  Compare("set-ups, 5 % lost, both wait 25 ms at first", server, kLost, &SetUps<KelvarSession>, &SetUps<PeerSession>,
+          20);
+  Compare("commands, 5 % lost, both wait 25 ms at first", server, kLost, &Commands<KelvarSession>,
+          &Commands<PeerSession>, 500);
+  firstWaitMs = 0;
+  const double own = KibPerSession<KelvarSession>(server.Port());
+  const double peer = KibPerSession<PeerSession>(server.Port());
+  std::printf("%-44s %9.1f %9.1f %7.2f\n", "KiB per session", own, peer, own / peer);
+}
+
+}  // namespace
+}  // namespace Kelvar::Bench
+
+int main() {
+  Kelvar::Bench::Run();
+  return 0;
+}
