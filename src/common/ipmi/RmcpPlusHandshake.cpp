@@ -20,18 +20,20 @@ RmcpPlusHandshake::RmcpPlusHandshake(UdpChannel& channel, const Patience& patien
 
 Opening RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
   constexpr int kRounds = 3;
-  Opening opening = Opening::Failed;
-  for (int round = 0; round < kRounds; ++round) {
-    sentTwice_ = false;
-    opening = RunOnce(session);
-    const bool again = sentTwice_ && exchange_.targetId != 0 && Clock::now() < patience_.deadline &&
-                       (opening == Opening::Failed || opening == Opening::Silence);
-    if (!again) {
-      break;
-    }
+  Opening opening = RunOnce(session);
+  for (int round = 1; round < kRounds && MayBeOutOfStep(opening) && Clock::now() < patience_.deadline; ++round) {
     KELVAR_LOG(4) << "IPMI: session set-up starts over";
+    opening = RunOnce(session);
   }
   return opening;
+}
+
+bool RmcpPlusHandshake::MayBeOutOfStep(Opening opening) const {
+  if (exchange_.targetId == 0) {
+    return false;  // the target keeps nothing of us yet
+  }
+  // From message 3 on both sides have shown that they know the password: what does not fit is an earlier message.
+  return opening == Opening::Silence || opening == Opening::Failed || (opening == Opening::LoginRefused && session_);
 }
 
 Opening RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
@@ -52,11 +54,7 @@ Heard RmcpPlusHandshake::Ask(PayloadType type, ByteView request, PayloadType rep
   PacketPlus fields;
   fields.type = type;
   fields.payload = request;
-  int transmissions = 0;
-  const auto make = [&](Bytes& packet) {
-    AppendPacketPlus(packet, fields);
-    sentTwice_ = sentTwice_ || ++transmissions > 1;
-  };
+  const auto make = [&](Bytes& packet) { AppendPacketPlus(packet, fields); };
   const auto accept = [&](std::span<u8> datagram) {
     const auto payload = Payload(datagram, replyType);
     const auto decoded = payload ? decode(*payload) : std::nullopt;
@@ -136,13 +134,11 @@ Opening RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {
     return Opening::Silence;
   }
   if (reply.status != RakpStatus::kOk) {
-    // Both sides have shown by now that they know the password: what does not fit is an earlier message.
-    const Opening refusal = Refusal("RAKP message 4", reply.status);
-    return refusal == Opening::LoginRefused && sentTwice_ ? Opening::Failed : refusal;
+    return Refusal("RAKP message 4", reply.status);
   }
   if (!SameBytes(Rakp4Code(suite_, key, exchange_).First(suite_.integritySize), reply.code)) {
     KELVAR_LOG(2) << "IPMI: the target's session key is another one; does it have a key of its own (K_G)?";
-    return sentTwice_ ? Opening::Failed : Opening::LoginRefused;
+    return Opening::LoginRefused;
   }
   session = std::move(session_);
   return Opening::Opened;

@@ -12,10 +12,12 @@ class RmcpPlusHandshake {
   RmcpPlusHandshake(UdpChannel& channel, const Patience& patience, const Login& login, const CipherSuite& suite,
                     Privilege privilege);
 
-  /// Starts over, within the patience's time, when sending again may have led the target to another state than ours.
+  /// Starts over, within the patience's time, when a lost or doubled message may have led the target to another state
+  /// than ours.
   Opening Run(std::unique_ptr<LanSession>& session);
 
  private:
+  bool MayBeOutOfStep(Opening opening) const;
   Opening RunOnce(std::unique_ptr<LanSession>& session);
   Opening OpenSession();
   Opening ExchangeRandoms();
@@ -34,7 +36,6 @@ class RmcpPlusHandshake {
   RakpExchange exchange_;
   std::unique_ptr<RmcpPlusSession> session_;  ///< from RAKP message 3 on
   u8 tag_ = 0;
-  bool sentTwice_ = false;
 };
 
 }  // namespace Kelvar::Ipmi

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <numeric>
+
 #include <gtest/gtest.h>
 
 #include "common/ipmi/IpmiClient.h"
@@ -30,6 +32,19 @@ inline void ExpectChannelInfo(IpmiClient& client) {
   ASSERT_EQ(response.size(), 9U);
   EXPECT_EQ(response[0], 1) << "channel number";
   EXPECT_EQ(response[1], 4) << "IEEE 802.3";
+}
+
+constexpr std::size_t kPlainMessage = 14;  ///< where the message of a packet without a session begins
+constexpr std::size_t kPlusPayload = 16;   ///< where the payload of an RMCP+ packet begins
+
+/// Whether a datagram is the reply to that command, outside of a session.
+inline bool IsPlainReply(const std::vector<u8>& datagram, u8 command) {
+  return datagram.size() > kPlainMessage + 7 && datagram[4] == 0 && datagram[kPlainMessage + 5] == command;
+}
+
+/// Makes the last checksum of such a reply right again.
+inline void Reseal(std::vector<u8>& datagram) {
+  datagram.back() = static_cast<u8>(0U - std::accumulate(datagram.begin() + kPlainMessage + 3, datagram.end() - 1, 0U));
 }
 
 /// That nothing takes place without a session.

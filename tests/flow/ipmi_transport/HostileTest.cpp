@@ -75,6 +75,27 @@ TEST(IpmiHostile, ChangedRepliesAreDroppedUntilAGoodOneComes) {
   }
 }
 
+TEST(IpmiHostile, RefusalsOfStrangersAreNotBelieved) {
+  const struct {
+    const char* what;
+    std::size_t place;  ///< in the payload of RAKP message 2
+  } cases[] = {{"message tag", 0}, {"session", 4}};
+  IpmiSim server;
+  for (const auto& test : cases) {
+    int forged = 0;
+    UdpRelay relay(server.Port(), [&](Towards towards, std::size_t, std::vector<u8>& datagram) {
+      if (towards == Towards::Client && datagram[5] == 0x13 && forged++ == 0) {
+        datagram[kPlusPayload + test.place] ^= 0x01;
+        datagram[kPlusPayload + 1] = 0x0D;
+      }
+      return Fate{};
+    });
+    IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
+    client.SetTimings(kShort);
+    EXPECT_EQ(client.connect(), IPMICONNECTED) << test.what;
+  }
+}
+
 /// Answers the first datagram with a flood of others that never ends.
 class Flood {
  public:

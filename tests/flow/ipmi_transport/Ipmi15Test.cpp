@@ -1,5 +1,3 @@
-#include <numeric>
-
 #include "flow/ipmi_transport/Commands.h"
 #include "support/IpmiSim.h"
 #include "support/LogCapture.h"
@@ -15,14 +13,10 @@ constexpr u8 kPassword = 0x10;
 /// Makes the server's authentication capabilities those of a target without RMCP+.
 RelayRule Only15(u8 authTypes, RelayRule then = nullptr) {
   return [=](Towards towards, std::size_t number, std::vector<u8>& datagram) {
-    constexpr std::size_t kMessage = 14;
-    constexpr std::size_t kCommand = kMessage + 5;
-    if (towards == Towards::Client && datagram.size() == kMessage + 16 && datagram[4] == 0 &&
-        datagram[kCommand] == 0x38) {
-      datagram[kMessage + 8] = authTypes;
-      datagram[kMessage + 10] = 0;
-      const auto body = datagram.begin() + kMessage + 3;
-      datagram.back() = static_cast<u8>(0U - std::accumulate(body, datagram.end() - 1, 0U));
+    if (towards == Towards::Client && IsPlainReply(datagram, 0x38)) {
+      datagram[kPlainMessage + 8] = authTypes;
+      datagram[kPlainMessage + 10] = 0;
+      Reseal(datagram);
     }
     return then ? then(towards, number, datagram) : Fate{};
   };

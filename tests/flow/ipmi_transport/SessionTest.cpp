@@ -59,7 +59,6 @@ TEST(IpmiSession, RefusedLoginsAreTold) {
 }
 
 TEST(IpmiSession, PrivilegeFallsWhenTheKeyExchangeRefusesIt) {
-  constexpr std::size_t kPayload = 16;
   const struct {
     u8 payloadType;
     u8 status;
@@ -70,7 +69,7 @@ TEST(IpmiSession, PrivilegeFallsWhenTheKeyExchangeRefusesIt) {
     UdpRelay relay(server.Port(), [&](Towards towards, std::size_t, std::vector<u8>& datagram) {
       if (towards == Towards::Client && datagram[5] == refusal.payloadType && refused < 2) {
         ++refused;
-        datagram[kPayload + 1] = refusal.status;
+        datagram[kPlusPayload + 1] = refusal.status;
       }
       return Fate{};
     });
@@ -105,27 +104,51 @@ TEST(IpmiSession, SuitesThatTheServerLacks) {
   EXPECT_EQ(refused.connect(), IPMIAUTHFAIL);
 }
 
-TEST(IpmiSession, FallsToSuite3HoweverTheBetterOneIsRefused) {
-  constexpr std::size_t kPayload = 16;
-  // The server itself refuses in two bytes; other targets send a whole reply, or none at all.
-  const auto refuseWith = [=](std::size_t size, int copies) -> RelayRule {
-    return [=](Towards towards, std::size_t, std::vector<u8>& datagram) {
-      const bool refusal = towards == Towards::Client && datagram[5] == 0x11 && datagram[kPayload + 1] != 0;
-      if (refusal) {
-        datagram.resize(kPayload + size);
-        datagram[kPayload - 2] = static_cast<u8>(size);
-      }
-      return Fate{refusal ? copies : 1, {}};
-    };
+/// Makes the server's refusals of a suite, which have two bytes, longer or silence, and its list of suites unknown.
+RelayRule RefuseSuites(std::size_t size, int copies, bool hasList) {
+  return [=](Towards towards, std::size_t, std::vector<u8>& datagram) {
+    if (towards == Towards::Client && IsPlainReply(datagram, 0x54) && !hasList) {
+      datagram[kPlainMessage - 1] = 8;
+      datagram.resize(kPlainMessage + 8);
+      datagram[kPlainMessage + 6] = 0xC1;
+      Reseal(datagram);
+    }
+    const bool refusal = towards == Towards::Client && datagram[5] == 0x11 && datagram[kPlusPayload + 1] != 0;
+    if (refusal) {
+      datagram.resize(kPlusPayload + size);
+      datagram[kPlusPayload - 2] = static_cast<u8>(size);
+    }
+    return Fate{refusal ? copies : 1, {}};
   };
+}
+
+TEST(IpmiSession, FallsToSuite3HoweverTheBetterOneIsRefused) {
   IpmiSim server;
-  for (const auto& rule : {refuseWith(2, 1), refuseWith(4, 1), refuseWith(2, 0)}) {
+  for (const auto& rule :
+       {RefuseSuites(2, 1, true), RefuseSuites(4, 1, false), RefuseSuites(2, 0, true), RefuseSuites(2, 0, false)}) {
     UdpRelay relay(server.Port(), rule);
     IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 0);
     client.SetTimings({10, 20, 3, 2000, 30000});
     ASSERT_EQ(client.connect(), IPMICONNECTED);
     ExpectDeviceId(client);
   }
+}
+
+TEST(IpmiSession, SetUpOutOfStepStartsOver) {
+  // A target that makes new random numbers for each copy of a message refuses what was worked out from the old ones.
+  IpmiSim server;
+  const LogCapture log;
+  int refused = 0;
+  UdpRelay relay(server.Port(), [&](Towards towards, std::size_t, std::vector<u8>& datagram) {
+    if (towards == Towards::Client && datagram[5] == 0x15 && refused++ == 0) {
+      datagram[kPlusPayload + 1] = 0x0F;
+    }
+    return Fate{};
+  });
+  IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
+  ASSERT_EQ(client.connect(), IPMICONNECTED);
+  EXPECT_TRUE(log.Contains("starts over"));
+  ExpectDeviceId(client);
 }
 
 TEST(IpmiSession, PlacesAtTheServerAreGivenBack) {
