@@ -168,7 +168,7 @@ bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultyOutlet
 }
 
 bool WriteTimes(const std::string& body, std::uint64_t times, FaultyOutlet& outlet) {
-  constexpr std::size_t blockSize = 256 * 1024;
+  constexpr std::size_t blockSize = 262'144;
   if (body.empty()) {
     return true;
   }
