@@ -1,0 +1,272 @@
+#include "HttpTransport.h"
+
+#include <strings.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <new>
+
+#include <Pegasus/Client/CIMClientException.h>
+
+#include "PercentText.h"
+#include "SigpipeBlock.h"
+
+namespace Pegasus::Detail {
+
+namespace {
+
+constexpr long kReceiveBytes = 64L * 1024;
+
+std::string UrlOf(std::string_view host, Uint32 port, bool tls) {
+  std::string text = tls ? "https://" : "http://";
+  if (host.find(':') != std::string_view::npos) {
+    text.append("[").append(host).append("]");
+  } else {
+    text += host;
+  }
+  return text.append(":").append(std::to_string(port)).append("/cimom");
+}
+
+bool IsHostText(std::string_view host) noexcept {
+  return !host.empty() && host.find_first_of("/@?#[]\\ \t\r\n") == std::string_view::npos;
+}
+
+/// One request and its reply, as curl's callbacks see them. No exception may pass through curl: the first one is kept,
+/// and ends the transfer.
+struct Exchange {
+  std::string_view unsent;
+  BodySink& sink;
+  HttpHead head;
+  bool checked = false;
+  std::exception_ptr failure;
+
+  template <typename Action>
+  std::size_t Guard(std::size_t size, Action action) noexcept {
+    try {
+      action();
+      return size;
+    } catch (...) {
+      failure = std::current_exception();
+      return size + 1;
+    }
+  }
+
+  static std::size_t OnSend(char* out, std::size_t one, std::size_t count, void* data) noexcept {
+    auto& exchange = *static_cast<Exchange*>(data);
+    const std::size_t size = std::min(exchange.unsent.size(), one * count);
+    std::copy_n(exchange.unsent.data(), size, out);
+    exchange.unsent.remove_prefix(size);
+    return size;
+  }
+
+  static std::size_t OnHeader(char* text, std::size_t one, std::size_t count, void* data) noexcept {
+    auto& exchange = *static_cast<Exchange*>(data);
+    return exchange.Guard(one * count, [&] { exchange.head.AddLine({text, one * count}); });
+  }
+
+  static std::size_t OnBody(char* bytes, std::size_t one, std::size_t count, void* data) noexcept {
+    auto& exchange = *static_cast<Exchange*>(data);
+    return exchange.Guard(one * count, [&] {
+      if (!exchange.checked) {
+        exchange.head.Check();
+        exchange.checked = true;
+      }
+      exchange.sink.Take({bytes, one * count});
+    });
+  }
+};
+
+/// Ends a transfer as soon as it has its connection, which stays open for the next one. A transfer that is made with
+/// CURLOPT_CONNECT_ONLY from the start would keep the connection to itself.
+int StopWhenConnected(void* handle, char* /*ip*/, char* /*localIp*/, int /*port*/, int /*localPort*/) noexcept {
+  return curl_easy_setopt(static_cast<CURL*>(handle), CURLOPT_CONNECT_ONLY, 1L) == CURLE_OK ? CURL_PREREQFUNC_OK
+                                                                                            : CURL_PREREQFUNC_ABORT;
+}
+
+bool HasPrefixNoCase(std::string_view text, std::string_view prefix) noexcept {
+  return text.size() >= prefix.size() && strncasecmp(text.data(), prefix.data(), prefix.size()) == 0;
+}
+
+}  // namespace
+
+void HttpHead::AddLine(std::string_view line) {
+  line = line.substr(0, line.find_last_not_of(" \t\r\n") + 1);
+  const std::size_t separator = line.find_first_of(": ");
+  if (HasPrefixNoCase(line, "HTTP/")) {
+    *this = HttpHead();
+    fromHttp = true;
+    status = separator == std::string_view::npos ? "" : line.substr(separator + 1);
+    return;
+  }
+  if (separator == std::string_view::npos || line[separator] != ':') {
+    return;
+  }
+  const std::string_view name = line.substr(0, separator);
+  const std::size_t start = std::min(line.find_first_not_of(" \t", separator + 1), line.size());
+  const std::string_view value = line.substr(start);
+  const auto is = [&](std::string_view wanted) {
+    return name.size() == wanted.size() && HasPrefixNoCase(name, wanted);
+  };
+  if (is("CIMOperation")) {
+    hasOperation = true;
+  } else if (is("Content-Type")) {
+    contentType = value;
+  } else if (is("CIMError")) {
+    cimError = PercentDecoded(value);
+  } else if (is("PGErrorDetail")) {
+    detail = PercentDecoded(value);
+  } else if (is("CIMStatusCode")) {
+    cimStatusCode = value;
+  } else if (is("CIMStatusCodeDescription")) {
+    cimStatusDescription = PercentDecoded(value);
+  }
+}
+
+void HttpHead::Check() const {
+  if (!fromHttp) {
+    throw CIMClientMalformedHTTPException("Malformed HTTP response message.");
+  }
+  if (status.substr(0, status.find(' ')) != "200") {
+    const auto text = [](const std::string& value) { return String(std::string_view(value)); };
+    throw CIMClientHTTPErrorException(text(status), text(cimError), text(detail));
+  }
+  CheckTrailers();
+  if (!hasOperation) {
+    throw CIMClientMalformedHTTPException("Missing CIMOperation HTTP header");
+  }
+  if (contentType && !HasPrefixNoCase(*contentType, "text/xml") && !HasPrefixNoCase(*contentType, "application/xml")) {
+    throw CIMClientMalformedHTTPException(
+        String(std::string_view("Bad Content-Type HTTP header; " + contentType.value())));
+  }
+}
+
+void HttpHead::CheckTrailers() const {
+  if (!cimStatusCode.empty() && cimStatusCode != "0") {
+    throw CIMException(static_cast<CIMStatusCode>(std::clamp(std::atoi(cimStatusCode.c_str()), 1, 0xFFFF)),
+                       String(std::string_view(cimStatusDescription)));
+  }
+}
+
+template <typename Value>
+void HttpTransport::Set(CURLoption option, Value value) {
+  const CURLcode code = curl_easy_setopt(handle_.get(), option, value);
+  if (code != CURLE_OK) {
+    Fail(code);
+  }
+}
+
+HttpTransport::HttpTransport(const String& host, Uint32 port, const SSLContext* tls, const String& user,
+                             const String& password)
+    : locator_(std::string_view(std::string(host.View()) + ":" + std::to_string(port))), handle_(curl_easy_init()) {
+  if (!handle_) {
+    throw std::bad_alloc();
+  }
+  if (!IsHostText(host.View()) || port > 0xFFFF) {
+    throw InvalidLocatorException(locator_);
+  }
+  Set(CURLOPT_URL, UrlOf(host.View(), port, tls != nullptr).c_str());
+  Set(CURLOPT_PROTOCOLS_STR, "http,https");
+  Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  Set(CURLOPT_PROXY, "");
+  Set(CURLOPT_NOSIGNAL, 1L);
+  Set(CURLOPT_TCP_KEEPALIVE, 1L);
+  Set(CURLOPT_BUFFERSIZE, kReceiveBytes);
+  if (user.size() != 0 || password.size() != 0) {
+    Set(CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
+    Set(CURLOPT_USERNAME, user.View().data());
+    Set(CURLOPT_PASSWORD, password.View().data());
+  }
+  if (tls != nullptr) {
+    SetTls(*tls);
+  }
+}
+
+void HttpTransport::SetTls(const SSLContext& context) {
+  const String trust = context.getTrustPath();
+  Set(CURLOPT_SSL_ENABLE_ALPN, 0L);
+  Set(CURLOPT_SSL_VERIFYHOST, 0L);
+  Set(CURLOPT_SSL_VERIFYPEER, trust.size() == 0 ? 0L : 1L);
+  if (trust.size() != 0) {
+    struct stat entry {};
+    const char* const path = trust.View().data();
+    const bool isFolder = stat(path, &entry) == 0 && S_ISDIR(entry.st_mode);
+    Set(isFolder ? CURLOPT_CAPATH : CURLOPT_CAINFO, path);
+  }
+}
+
+CURLcode HttpTransport::Perform(Uint32 timeoutMs) {
+  Set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeoutMs));
+  Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeoutMs));
+  const SigpipeBlock noSigpipe;
+  return curl_easy_perform(handle_.get());
+}
+
+void HttpTransport::Connect(Uint32 timeoutMs) {
+  Set(CURLOPT_PREREQFUNCTION, &StopWhenConnected);
+  Set(CURLOPT_PREREQDATA, handle_.get());
+  const CURLcode code = Perform(timeoutMs);
+  Set(CURLOPT_PREREQFUNCTION, static_cast<curl_prereq_callback>(nullptr));
+  Set(CURLOPT_CONNECT_ONLY, 0L);
+  if (code != CURLE_OK) {
+    Fail(code);
+  }
+}
+
+void HttpTransport::Post(const std::vector<std::string>& headers, std::string_view body, Uint32 timeoutMs,
+                         BodySink& sink) {
+  std::unique_ptr<curl_slist, ListFree> list;
+  for (const std::string& header : headers) {
+    curl_slist* const longer = curl_slist_append(list.get(), header.c_str());
+    if (longer == nullptr) {
+      throw std::bad_alloc();
+    }
+    (void)list.release();
+    list.reset(longer);
+  }
+  Exchange exchange{body, sink, {}, false, nullptr};
+  Set(CURLOPT_POST, 1L);
+  Set(CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+  // Read through a callback that cannot start over, so that curl never sends a request twice.
+  Set(CURLOPT_READFUNCTION, &Exchange::OnSend);
+  Set(CURLOPT_READDATA, &exchange);
+  Set(CURLOPT_HEADERFUNCTION, &Exchange::OnHeader);
+  Set(CURLOPT_HEADERDATA, &exchange);
+  Set(CURLOPT_WRITEFUNCTION, &Exchange::OnBody);
+  Set(CURLOPT_WRITEDATA, &exchange);
+  Set(CURLOPT_HTTPHEADER, list.get());
+  const CURLcode code = Perform(timeoutMs);
+  Set(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
+  if (exchange.failure) {
+    std::rethrow_exception(exchange.failure);
+  }
+  if (code != CURLE_OK && code != CURLE_WRITE_ERROR) {
+    Fail(code);
+  }
+  exchange.head.Check();
+}
+
+void HttpTransport::Fail(CURLcode code) const {
+  switch (code) {
+    case CURLE_URL_MALFORMAT:
+    case CURLE_COULDNT_RESOLVE_HOST:
+      throw InvalidLocatorException(locator_);
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_PEER_FAILED_VERIFICATION:
+      throw CannotConnectException(locator_);
+    case CURLE_OPERATION_TIMEDOUT:
+      throw ConnectionTimeoutException();
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+      throw CIMClientMalformedHTTPException("Malformed HTTP response message.");
+    case CURLE_OUT_OF_MEMORY:
+      throw std::bad_alloc();
+    default:
+      throw CIMClientMalformedHTTPException("Connection closed by CIM Server.");
+  }
+}
+
+}  // namespace Pegasus::Detail

@@ -1,0 +1,172 @@
+#include "InstanceStore.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "ValueText.h"
+
+namespace Pegasus {
+
+namespace Detail {
+
+namespace {
+
+constexpr std::size_t kPieceSize = 128U * 1024;
+
+std::size_t AlignedSize(std::size_t size) noexcept {
+  constexpr std::size_t kAlignment = alignof(InstanceRecord);
+  return (size + kAlignment - 1) / kAlignment * kAlignment;
+}
+
+}  // namespace
+
+const PropertyShape& InstanceRecord::Shape(Uint32 index) const noexcept {
+  return store->Shape(Shapes()[index]);
+}
+
+std::string_view InstanceRecord::Value(Uint32 index) const noexcept {
+  const Uint32 start = (index == 0 ? pathSize : Ends()[index - 1] & ~kNull) + 1;
+  return {Texts() + start, (Ends()[index] & ~kNull) - start};
+}
+
+void InstanceDraft::AddProperty(Uint16 shape, std::string_view stored, bool isNull) {
+  texts.append(stored);
+  ends.push_back(static_cast<Uint32>(texts.size()) | (isNull ? InstanceRecord::kNull : 0));
+  shapes.push_back(shape);
+  texts += '\0';
+}
+
+void InstanceDraft::Clear() noexcept {
+  path.clear();
+  texts.clear();
+  ends.clear();
+  shapes.clear();
+}
+
+char* InstanceStore::Allocate(std::size_t size) {
+  size = AlignedSize(size);
+  if (size > freeSize_) {
+    const std::size_t pieceSize = std::max(size, kPieceSize);
+    pieces_.push_back(std::make_unique_for_overwrite<char[]>(pieceSize));
+    free_ = pieces_.back().get();
+    freeSize_ = pieceSize;
+  }
+  char* const taken = free_;
+  free_ += size;
+  freeSize_ -= size;
+  return taken;
+}
+
+const InstanceRecord* InstanceStore::Add(const InstanceDraft& draft) {
+  const std::size_t count = draft.ends.size();
+  const std::size_t pathBytes = draft.path.size() + 1;
+  char* out = Allocate(InstanceRecord::Size(count, pathBytes + draft.texts.size()));
+  const auto* record =
+      new (out) InstanceRecord{this, static_cast<Uint32>(count), static_cast<Uint32>(draft.path.size())};
+  out += sizeof(InstanceRecord);
+  for (const Uint32 end : draft.ends) {
+    const Uint32 shifted = end + static_cast<Uint32>(pathBytes);
+    std::memcpy(out, &shifted, sizeof shifted);
+    out += sizeof shifted;
+  }
+  out = std::copy_n(reinterpret_cast<const char*>(draft.shapes.data()), count * sizeof(Uint16), out);
+  out = std::copy_n(draft.path.c_str(), pathBytes, out);
+  std::copy(draft.texts.begin(), draft.texts.end(), out);
+  return record;
+}
+
+Uint16 InstanceStore::AddShape(PropertyShape shape) {
+  shapes_.push_back(std::move(shape));
+  return static_cast<Uint16>(shapes_.size() - 1);
+}
+
+bool ShapeNumbers::Fits(Uint16 number, std::string_view name, CIMType type, bool isArray) const noexcept {
+  const PropertyShape& shape = store_.Shape(number);
+  return shape.type == type && shape.isArray == isArray && shape.qualifiers.empty() &&
+         shape.name.getString().View() == name;
+}
+
+bool ShapeNumbers::Find(std::string_view name, CIMType type, bool isArray, std::vector<CIMConstQualifier>& qualifiers,
+                        Uint16& number) {
+  if (qualifiers.empty() && guess_ < store_.ShapeCount() && Fits(static_cast<Uint16>(guess_), name, type, isArray)) {
+    number = static_cast<Uint16>(guess_++);
+    return true;
+  }
+  key_.assign(name).append(1, '\0').append(1, static_cast<char>(type)).append(1, isArray ? '\1' : '\0');
+  for (const CIMConstQualifier& qualifier : qualifiers) {
+    AppendElement(qualifier.getName().getString().View(), key_);
+    AppendElement(qualifier.getValue().Stored(), key_);
+  }
+  const auto found = numbers_.find(key_);
+  if (found != numbers_.end()) {
+    number = found->second;
+  } else {
+    qualifierCount_ += qualifiers.size();
+    if (numbers_.size() == kMax || qualifierCount_ > kMaxQualifiers) {
+      return false;
+    }
+    number = store_.AddShape({CIMName(String(name)), type, isArray, std::move(qualifiers)});
+    numbers_.emplace(key_, number);
+  }
+  guess_ = number + std::size_t{1};
+  return true;
+}
+
+}  // namespace Detail
+
+using Detail::InstanceRecord;
+
+const CIMName& CIMConstProperty::getName() const noexcept {
+  static const CIMName none;
+  return shape_ == nullptr ? none : shape_->name;
+}
+
+Uint32 CIMConstProperty::getQualifierCount() const noexcept {
+  return shape_ == nullptr ? 0 : static_cast<Uint32>(shape_->qualifiers.size());
+}
+
+Uint32 CIMConstProperty::findQualifier(const CIMName& name) const noexcept {
+  for (Uint32 i = 0; i < getQualifierCount(); ++i) {
+    if (shape_->qualifiers[i].getName() == name) {
+      return i;
+    }
+  }
+  return PEG_NOT_FOUND;
+}
+
+CIMConstQualifier CIMConstProperty::getQualifier(Uint32 index) const {
+  if (index >= getQualifierCount()) {
+    throw IndexOutOfBoundsException();
+  }
+  return shape_->qualifiers[index];
+}
+
+Uint32 CIMInstance::getPropertyCount() const noexcept {
+  return record_ == nullptr ? 0 : record_->propertyCount;
+}
+
+Uint32 CIMInstance::findProperty(const CIMName& name) const noexcept {
+  for (Uint32 i = 0; i < getPropertyCount(); ++i) {
+    if (record_->Shape(i).name == name) {
+      return i;
+    }
+  }
+  return PEG_NOT_FOUND;
+}
+
+CIMConstProperty CIMInstance::getProperty(Uint32 index) const {
+  if (index >= getPropertyCount()) {
+    throw IndexOutOfBoundsException();
+  }
+  const Detail::PropertyShape& shape = record_->Shape(index);
+  return {shape,
+          CIMValue({path_.Shared().owner, record_->Value(index)}, shape.type, shape.isArray, record_->IsNull(index))};
+}
+
+CIMProperty CIMInstance::getProperty(Uint32 index) {
+  const CIMConstProperty property = std::as_const(*this).getProperty(index);
+  return CIMProperty(property);
+}
+
+}  // namespace Pegasus

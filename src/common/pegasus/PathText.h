@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Pegasus::Detail {
+
+/// Gathers the parts of an object path and writes it as text.
+class PathText {
+ public:
+  std::string host;
+  std::string className;
+  /// Of the key that is being read.
+  std::string keyName;
+
+  void AddNamespacePart(std::string_view part);
+  /// Adds `keyName`; `valueType` is that of KEYVALUE, or "reference".
+  void AddKey(std::string_view valueType, std::string_view value);
+  std::size_t KeyCount() const noexcept { return keys_.size(); }
+  void Clear() noexcept;
+
+  /// [//host/][namespace:]Class[.Key=value,...]
+  void AppendTo(std::string& text);
+  /// Class[.Key=value,...]
+  void AppendModelPathTo(std::string& text);
+
+ private:
+  struct Key {
+    std::string name;
+    std::string value;
+  };
+
+  std::string nameSpace_;
+  std::vector<Key> keys_;
+};
+
+}  // namespace Pegasus::Detail

@@ -1,0 +1,114 @@
+#pragma once
+
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <Pegasus/Client/CIMClientException.h>
+#include <Pegasus/Common/Array.h>
+#include <Pegasus/Common/CIMInstance.h>
+
+#include "InstanceStore.h"
+#include "PathText.h"
+#include "ReplyElements.h"
+#include "ReplyValue.h"
+
+struct XML_ParserStruct;
+
+namespace Pegasus::Detail {
+
+/// What a reply may hold at most; anything above is refused.
+struct ReplyLimits {
+  std::size_t bytes = std::size_t{256} * 1024 * 1024;
+  /// Of one tag, comment or processing instruction. Text between tags has no limit of its own.
+  std::size_t tokenBytes = std::size_t{256} * 1024;
+  std::size_t attributes = 64;
+  std::size_t depth = 100;
+  std::size_t instances = 1'000'000;
+};
+
+/// Reads the reply to one EnumerateInstances as it arrives.
+class ReplyParser {
+ public:
+  explicit ReplyParser(std::string messageId, const ReplyLimits& limits = {});
+  ~ReplyParser();
+  ReplyParser(const ReplyParser&) = delete;
+  ReplyParser& operator=(const ReplyParser&) = delete;
+
+  /// Throws CIMClientXmlException or CIMClientResponseException as soon as the reply cannot be one; nothing may
+  /// follow then.
+  void Feed(std::string_view bytes);
+
+  /// The instances of the whole reply. Throws CIMException when it holds an error, CIMClientXmlException when it is
+  /// not complete.
+  Array<CIMInstance> Finish();
+
+ private:
+  friend struct ReplyCallbacks;
+
+  // Called by the XML parser.
+  void StartElement(const char* name, const char** attributes);
+  void EndElement();
+  void Text(std::string_view text);
+
+  // What the elements mean.
+  void Open(Element element, const char** attributes);
+  void Close(Element element);
+  void OpenMessage(const char** attributes);
+  void OpenError(const char** attributes);
+  void OpenProperty(Element element, const char** attributes);
+  void OpenPath();
+  void CloseValue();
+  void CloseQualifier();
+  void CloseProperty();
+  void ClosePath();
+  void CloseReference();
+  void CloseInstance();
+  Element Parent() const noexcept;
+  PathText& Path() noexcept { return paths_[pathCount_ - 1]; }
+
+  void Check(int status);
+  [[noreturn]] void FailValidation(std::string_view what) const;
+  [[noreturn]] void FailSemantics(std::string_view what) const;
+  std::string Line() const;
+
+  struct ParserFree {
+    void operator()(XML_ParserStruct* parser) const noexcept;
+  };
+
+  const std::string messageId_;
+  const ReplyLimits limits_;
+  std::unique_ptr<XML_ParserStruct, ParserFree> parser_;
+  std::exception_ptr failure_;
+  std::size_t fed_ = 0;
+
+  std::vector<Element> open_;
+  std::size_t skipped_ = 0;
+  bool answered_ = false;
+  std::unique_ptr<CIMException> error_;
+
+  TextCollector text_;
+  bool collecting_ = false;
+  bool inCdata_ = false;
+
+  // Paths inside keys of paths; those behind the count wait for their next use.
+  std::vector<PathText> paths_;
+  std::size_t pathCount_ = 0;
+  std::string keyType_;
+  std::string reference_;
+
+  ValueDraft property_;
+  ValueDraft qualifier_;
+  ValueDraft* value_ = nullptr;
+  std::vector<CIMConstQualifier> qualifiers_;
+
+  std::shared_ptr<InstanceStore> store_;
+  ShapeNumbers shapes_;
+  InstanceDraft draft_;
+  Array<CIMInstance> instances_;
+};
+
+}  // namespace Pegasus::Detail

@@ -1,0 +1,213 @@
+#include <charconv>
+#include <cstring>
+
+#include "NameRules.h"
+#include "ReplyParser.h"
+#include "ValueText.h"
+
+namespace Pegasus::Detail {
+
+namespace {
+
+constexpr std::size_t kMaxKeys = 256;
+constexpr std::size_t kMaxPathBytes = std::size_t{1024} * 1024;
+
+/// Empty when the element lacks it.
+std::string_view Attribute(const char** attributes, std::string_view name) noexcept {
+  for (; *attributes != nullptr; attributes += 2) {
+    if (attributes[0] == name) {
+      return attributes[1];
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+void ReplyParser::Open(Element element, const char** attributes) {
+  switch (element) {
+    case Element::Message:
+      return OpenMessage(attributes);
+    case Element::MethodResponse:
+      answered_ = true;
+      return;
+    case Element::Error:
+      return OpenError(attributes);
+    case Element::NamedInstance:
+      return draft_.Clear();
+    case Element::Instance:
+      if (draft_.path.empty()) {
+        draft_.path = Attribute(attributes, "CLASSNAME");
+      }
+      return shapes_.StartInstance();
+    case Element::Property:
+    case Element::PropertyArray:
+    case Element::PropertyReference:
+      return OpenProperty(element, attributes);
+    case Element::Qualifier:
+      qualifier_.Start(Attribute(attributes, "NAME"), TypeNamed(Attribute(attributes, "TYPE")), false);
+      value_ = &qualifier_;
+      return;
+    case Element::ValueArray:
+      value_->isArray = true;
+      value_->isNull = false;
+      return;
+    case Element::ValueNull:
+      return value_->SetNullElement();
+    case Element::ObjectPath:
+      return OpenPath();
+    case Element::InstanceName:
+    case Element::ClassName:
+      if (Parent() != Element::ObjectPath) {
+        OpenPath();
+      }
+      Path().className = Attribute(attributes, element == Element::ClassName ? "NAME" : "CLASSNAME");
+      return;
+    case Element::Namespace:
+      return Path().AddNamespacePart(Attribute(attributes, "NAME"));
+    case Element::KeyBinding:
+      if (Path().KeyCount() == kMaxKeys) {
+        FailValidation("too many keys");
+      }
+      Path().keyName = Attribute(attributes, "NAME");
+      return;
+    case Element::ValueReference:
+      return reference_.clear();
+    case Element::KeyValue:
+      keyType_ = Attribute(attributes, "VALUETYPE");
+      [[fallthrough]];
+    case Element::Value:
+    case Element::Host:
+      text_.Start();
+      collecting_ = true;
+      return;
+    default:
+      return;
+  }
+}
+
+void ReplyParser::Close(Element element) {
+  switch (element) {
+    case Element::Value:
+      return CloseValue();
+    case Element::KeyValue:
+      collecting_ = false;
+      return Path().AddKey(keyType_, text_.Finish());
+    case Element::Host:
+      collecting_ = false;
+      Path().host = text_.Finish();
+      return;
+    case Element::Qualifier:
+      return CloseQualifier();
+    case Element::Property:
+    case Element::PropertyArray:
+    case Element::PropertyReference:
+      return CloseProperty();
+    case Element::ObjectPath:
+      return ClosePath();
+    case Element::InstanceName:
+    case Element::ClassName:
+      return Parent() == Element::ObjectPath ? void() : ClosePath();
+    case Element::ValueReference:
+      return CloseReference();
+    case Element::Instance:
+      return CloseInstance();
+    default:
+      return;
+  }
+}
+
+void ReplyParser::OpenMessage(const char** attributes) {
+  const std::string_view id = Attribute(attributes, "ID");
+  if (id == messageId_) {
+    return;
+  }
+  std::string text = "Mismatched response message ID:  Got \"";
+  text.append(id).append("\", expected \"").append(messageId_).append("\".");
+  throw CIMClientResponseException(String(std::string_view(text)));
+}
+
+void ReplyParser::OpenError(const char** attributes) {
+  const std::string_view code = Attribute(attributes, "CODE");
+  int number = CIM_ERR_FAILED;
+  (void)std::from_chars(code.data(), code.data() + code.size(), number);
+  error_ =
+      std::make_unique<CIMException>(static_cast<CIMStatusCode>(number), String(Attribute(attributes, "DESCRIPTION")));
+}
+
+void ReplyParser::OpenProperty(Element element, const char** attributes) {
+  const CIMType type =
+      element == Element::PropertyReference ? CIMTYPE_REFERENCE : TypeNamed(Attribute(attributes, "TYPE"));
+  property_.Start(Attribute(attributes, "NAME"), type, element == Element::PropertyArray);
+  qualifiers_.clear();
+  value_ = &property_;
+}
+
+void ReplyParser::CloseValue() {
+  collecting_ = false;
+  if (!value_->Set(text_.Finish())) {
+    FailSemantics("the value of " + value_->name.substr(0, 100) + " does not fit its type");
+  }
+}
+
+void ReplyParser::CloseQualifier() {
+  if (qualifiers_.size() == ShapeNumbers::kMaxQualifiers) {
+    FailValidation("too many qualifiers");
+  }
+  if (IsLegalName(qualifier_.name)) {
+    qualifiers_.emplace_back(CIMName(String(std::string_view(qualifier_.name))), qualifier_.Value());
+  }
+  value_ = &property_;
+}
+
+void ReplyParser::CloseProperty() {
+  if (!IsLegalName(property_.name)) {
+    return;
+  }
+  Uint16 shape = 0;
+  if (!shapes_.Find(property_.name, property_.type, property_.isArray, qualifiers_, shape)) {
+    FailValidation("too many different properties");
+  }
+  draft_.AddProperty(shape, property_.stored, property_.isNull);
+}
+
+void ReplyParser::OpenPath() {
+  if (pathCount_ == paths_.size()) {
+    paths_.emplace_back();
+  }
+  paths_[pathCount_++].Clear();
+}
+
+void ReplyParser::ClosePath() {
+  const bool ofInstance = Parent() == Element::NamedInstance;
+  std::string& text = ofInstance ? draft_.path : reference_;
+  text.clear();
+  if (ofInstance) {
+    Path().AppendModelPathTo(text);
+  } else {
+    Path().AppendTo(text);
+  }
+  --pathCount_;
+  // A path inside a path is quoted once more, which can double it at each level.
+  if (text.size() > kMaxPathBytes) {
+    FailValidation("an object path of more than " + std::to_string(kMaxPathBytes) + " bytes");
+  }
+}
+
+void ReplyParser::CloseReference() {
+  if (Parent() == Element::KeyBinding) {
+    return Path().AddKey("reference", reference_);
+  }
+  property_.Set(reference_);
+}
+
+void ReplyParser::CloseInstance() {
+  if (instances_.size() == limits_.instances) {
+    FailValidation("more than " + std::to_string(limits_.instances) + " instances");
+  }
+  const InstanceRecord* const record = store_->Add(draft_);
+  draft_.Clear();
+  instances_.append(CIMInstance(CIMObjectPath(String(SharedText{store_, record->Path()})), record));
+}
+
+}  // namespace Pegasus::Detail
