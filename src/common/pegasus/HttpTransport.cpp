@@ -91,6 +91,7 @@ bool HasPrefixNoCase(std::string_view text, std::string_view prefix) noexcept {
 
 void HttpHead::AddLine(std::string_view line) {
   line = line.substr(0, line.find_last_not_of(" \t\r\n") + 1);
+  complete = complete || line.empty();
   const std::size_t separator = line.find_first_of(": ");
   if (HasPrefixNoCase(line, "HTTP/")) {
     *this = HttpHead();
@@ -125,6 +126,9 @@ void HttpHead::AddLine(std::string_view line) {
 void HttpHead::Check() const {
   if (!fromHttp) {
     throw CIMClientMalformedHTTPException("Malformed HTTP response message.");
+  }
+  if (!complete) {
+    throw CIMClientMalformedHTTPException("Connection closed by CIM Server.");
   }
   if (status.substr(0, status.find(' ')) != "200") {
     const auto text = [](const std::string& value) { return String(std::string_view(value)); };

@@ -15,6 +15,8 @@ namespace Pegasus::Detail {
 
 /// What the headers and trailers of a reply tell.
 struct HttpHead {
+  bool fromHttp = false;
+  bool complete = false;
   std::string status;  ///< code and reason
   bool hasOperation = false;
   std::optional<std::string> contentType;
@@ -28,8 +30,6 @@ struct HttpHead {
   void Check() const;
   /// Throws the CIM error that the trailers carry, if any.
   void CheckTrailers() const;
-
-  bool fromHttp = false;
 };
 
 /// Takes the body of a reply as it arrives.

@@ -1,0 +1,292 @@
+#include <gtest/gtest.h>
+
+#include <Pegasus/Client/CIMClient.h>
+
+#include "support/ScriptedCimServer.h"
+
+namespace Pegasus {
+namespace {
+
+using Kelvar::Test::CimHttpReply;
+using Kelvar::Test::CimInstanceXml;
+using Kelvar::Test::CimReplyXml;
+using Kelvar::Test::ConnectionFault;
+using Kelvar::Test::HttpReply;
+using Kelvar::Test::ScriptedCimServer;
+
+using std::chrono::milliseconds;
+
+std::string Text(const String& text) {
+  return std::string(text.View());
+}
+
+/// Class and message of what an action throws.
+template <typename Action>
+std::string Thrown(Action action) {
+  try {
+    action();
+    return "nothing";
+  } catch (const CIMClientHTTPErrorException& e) {
+    return "HTTP " + std::to_string(e.getCode()) + ": " + Text(e.getMessage());
+  } catch (const CIMException& e) {
+    return "CIM " + std::to_string(e.getCode()) + ": " + Text(e.getMessage());
+  } catch (const CIMClientMalformedHTTPException& e) {
+    return "Malformed: " + Text(e.getMessage());
+  } catch (const CIMClientXmlException& e) {
+    return "XML: " + Text(e.getMessage());
+  } catch (const CIMClientResponseException& e) {
+    return "Response: " + Text(e.getMessage());
+  } catch (const CannotConnectException& e) {
+    return "CannotConnect: " + Text(e.getMessage());
+  } catch (const InvalidLocatorException& e) {
+    return "Locator: " + Text(e.getMessage());
+  } catch (const ConnectionTimeoutException& e) {
+    return "Timeout: " + Text(e.getMessage());
+  } catch (const NotConnectedException& e) {
+    return "NotConnected: " + Text(e.getMessage());
+  } catch (const Exception& e) {
+    return "other: " + Text(e.getMessage());
+  }
+}
+
+class CIMClientTest : public testing::Test {
+ protected:
+  void Connect() { client.connect("127.0.0.1", server.Port(), "admin", "secret"); }
+  Array<CIMInstance> Enumerate(const char* className = "CIM_X") {
+    return client.enumerateInstances("root/cimv2", className);
+  }
+  std::string Failure() {
+    return Thrown([this] { Enumerate(); });
+  }
+
+  ScriptedCimServer server;
+  CIMClient client;
+};
+
+const char* const kInstance = "<INSTANCE CLASSNAME=\"CIM_X\"/>";
+
+HttpReply Chunked(const std::vector<std::string>& chunks, const std::string& trailers) {
+  HttpReply reply;
+  reply.raw =
+      "HTTP/1.1 200 OK\r\nContent-Type: application/xml\r\nCIMOperation: MethodResponse\r\n"
+      "Transfer-Encoding: chunked\r\n\r\n";
+  for (const std::string& chunk : chunks) {
+    char size[16];
+    snprintf(size, sizeof size, "%zx\r\n", chunk.size());
+    reply.raw += size + chunk + "\r\n";
+  }
+  reply.raw += "0\r\n" + trailers + "\r\n";
+  return reply;
+}
+
+TEST_F(CIMClientTest, AsksAsTheProtocolSays) {
+  Connect();
+  EXPECT_EQ(server.Http().Requests().size(), 0U) << "connect makes no request";
+  Enumerate();
+  CIMPropertyList list(Array<CIMName>(std::vector<CIMName>{"A", "B"}.data(), 2));
+  client.enumerateInstances("/qel/zmc1/cimv2", "CIM_Y", false, false, true, true, list);
+
+  const auto requests = server.Http().Requests();
+  ASSERT_EQ(requests.size(), 2U);
+  EXPECT_EQ(server.Http().ConnectionCount(), 1);
+  EXPECT_EQ(requests[0].method + " " + requests[0].target, "POST /cimom");
+  EXPECT_EQ(requests[0].Header("content-type"), "application/xml; charset=utf-8");
+  EXPECT_EQ(requests[0].Header("te"), "chunked, trailers");
+  EXPECT_EQ(requests[0].Header("cimoperation"), "MethodCall");
+  EXPECT_EQ(requests[0].Header("cimmethod"), "EnumerateInstances");
+  EXPECT_EQ(requests[0].Header("cimobject"), "root%2Fcimv2");
+  EXPECT_EQ(requests[0].Header("authorization"), "Basic YWRtaW46c2VjcmV0");
+  EXPECT_EQ(requests[0].Header("expect"), "");
+  EXPECT_EQ(
+      requests[0].body,
+      "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<CIM CIMVERSION=\"2.0\" DTDVERSION=\"2.0\"><MESSAGE ID=\"1000\" "
+      "PROTOCOLVERSION=\"1.0\"><SIMPLEREQ><IMETHODCALL NAME=\"EnumerateInstances\"><LOCALNAMESPACEPATH>"
+      "<NAMESPACE NAME=\"root\"/><NAMESPACE NAME=\"cimv2\"/></LOCALNAMESPACEPATH><IPARAMVALUE NAME=\"ClassName\">"
+      "<CLASSNAME NAME=\"CIM_X\"/></IPARAMVALUE></IMETHODCALL></SIMPLEREQ></MESSAGE></CIM>\n");
+  EXPECT_EQ(requests[1].Header("cimobject"), "qel%2Fzmc1%2Fcimv2");
+  EXPECT_NE(requests[1].body.find("MESSAGE ID=\"1001\""), std::string::npos);
+  for (const char* parameter :
+       {"\"DeepInheritance\"><VALUE>FALSE", "\"LocalOnly\"><VALUE>FALSE", "\"IncludeQualifiers\"><VALUE>TRUE",
+        "\"IncludeClassOrigin\"><VALUE>TRUE", "\"PropertyList\"><VALUE.ARRAY><VALUE>A</VALUE><VALUE>B</VALUE>"}) {
+    EXPECT_NE(requests[1].body.find(parameter), std::string::npos) << parameter;
+  }
+}
+
+TEST_F(CIMClientTest, ReadsEveryFormOfReply) {
+  const std::string xml = CimReplyXml("<IRETURNVALUE>" + std::string(kInstance) + "</IRETURNVALUE>");
+  HttpReply dripping = CimHttpReply(xml);
+  dripping.dripBytes = 7;
+  dripping.dripPause = milliseconds(0);
+  HttpReply untilClose;
+  untilClose.raw = "HTTP/1.0 200 OK\r\ncimoperation: MethodResponse\r\n\r\n" + xml;
+  untilClose.closeAfter = true;
+  HttpReply continued = CimHttpReply(xml);
+  continued.raw = "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nCIMOperation: MethodResponse\r\nContent-Length: " +
+                  std::to_string(xml.size()) + "\r\n\r\n" + xml;
+  for (const HttpReply& reply : {CimHttpReply(xml), dripping, untilClose, continued,
+                                 Chunked({xml.substr(0, 5), xml.substr(5)}, "CIMStatusCode: 0\r\n")}) {
+    server.OnClassReply("CIM_X", reply);
+    client.disconnect();
+    Connect();
+    EXPECT_EQ(Enumerate().size(), 1U) << reply.raw;
+  }
+}
+
+TEST_F(CIMClientTest, TellsFailuresApart) {
+  const std::string xml = CimReplyXml("<IRETURNVALUE/>");
+  HttpReply unauthorized(401, "<html>" + std::string(10'000, ' '));
+  HttpReply cimError(400, "");
+  cimError.headers = {{"CIMError", "unsupported-operation"}, {"PGErrorDetail", "no%20way"}};
+  HttpReply noOperation = CimHttpReply(xml);
+  noOperation.headers.pop_back();
+  HttpReply badType = CimHttpReply(xml);
+  badType.headers[0].second = "text/html";
+  HttpReply closed;
+  closed.raw = "HTTP/1.1 ";
+  closed.closeAfter = true;
+  HttpReply reset = CimHttpReply(xml);
+  reset.cutAfter = 40;
+  HttpReply notHttp;
+  notHttp.raw = "SSH-2.0-OpenSSH_9.2\r\n";
+  notHttp.closeAfter = true;
+  HttpReply short1 = CimHttpReply(xml);
+  short1.raw = "HTTP/1.1 200 OK\r\nCIMOperation: MethodResponse\r\nContent-Length: 5000\r\n\r\n" + xml;
+  short1.closeAfter = true;
+  HttpReply slow = CimHttpReply(xml);
+  slow.delay = milliseconds(2000);
+  struct Case {
+    HttpReply reply;
+    std::string thrown;
+  };
+  const Case cases[] = {
+      {unauthorized, "HTTP 401: HTTP Error (401 Scripted)."},
+      {cimError, "HTTP 400: HTTP Error (400 Scripted): CIMError = \"unsupported-operation\" Detail = \"no way\"."},
+      {noOperation, "Malformed: Missing CIMOperation HTTP header"},
+      {badType, "Malformed: Bad Content-Type HTTP header; text/html"},
+      {reset, "Malformed: Connection closed by CIM Server."},
+      {closed, "Malformed: Connection closed by CIM Server."},
+      {short1, "Malformed: Connection closed by CIM Server."},
+      {notHttp, "Malformed: Malformed HTTP response message."},
+      {slow, "Timeout: connection timed out"},
+      {CimHttpReply("junk"), "XML: Validation error: on line 1: syntax error"},
+      {CimHttpReply(""), "XML: Validation error: on line 1: no element found"},
+      {CimHttpReply("<CIM><MESSAGE ID=\"1\"/></CIM>"),
+       "Response: Mismatched response message ID:  Got \"1\", expected \"%ID%\"."},
+      {CimHttpReply(CimReplyXml("<ERROR CODE=\"2\" DESCRIPTION=\"denied\"/>")), "CIM 2: denied"},
+      {Chunked({xml.substr(0, 60)}, "CIMStatusCode: 3\r\nCIMStatusCodeDescription: no%20such%20namespace%3\r\n"),
+       "CIM 3: no such namespace%3"},
+      {Chunked({}, "CIMStatusCode: 5\r\n"), "CIM 5: CIM_ERR_INVALID_CLASS"},
+  };
+  Connect();
+  client.setTimeout(300);
+  int id = 1000;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.thrown);
+    server.OnClassReply("CIM_X", c.reply);
+    std::string expected = c.thrown;
+    if (const std::size_t at = expected.find("%ID%"); at != std::string::npos) {
+      expected.replace(at, 4, std::to_string(id));
+    }
+    EXPECT_EQ(Failure(), expected);
+    EXPECT_EQ(server.Requests().size(), static_cast<std::size_t>(id - 999)) << "no request is repeated";
+    server.OnClassReply("CIM_X", CimHttpReply(xml));
+    EXPECT_NO_THROW(Enumerate("CIM_Other")) << "the next call works, on a new connection where needed";
+    id += 2;
+  }
+}
+
+TEST_F(CIMClientTest, ReopensAnIdleConnectionButNeverRepeatsARequest) {
+  HttpReply thenClosed = CimHttpReply(CimReplyXml("<IRETURNVALUE/>"));
+  thenClosed.closeAfter = true;
+  server.OnAnyClassReply(thenClosed);
+  Connect();
+  Enumerate();
+  std::this_thread::sleep_for(milliseconds(50));
+  EXPECT_NO_THROW(Enumerate()) << "closed while idle";
+  EXPECT_EQ(server.Http().ConnectionCount(), 2);
+
+  HttpReply dropped;
+  dropped.raw = " ";
+  dropped.cutAfter = 0;
+  server.OnClassReply("CIM_X", CimHttpReply(CimReplyXml("<IRETURNVALUE/>")));
+  server.OnClassReply("CIM_Dropped", dropped);
+  std::this_thread::sleep_for(milliseconds(50));
+  Enumerate();
+  const std::size_t before = server.Requests().size();
+  EXPECT_EQ(Thrown([this] { Enumerate("CIM_Dropped"); }), "Malformed: Connection closed by CIM Server.");
+  EXPECT_EQ(server.Requests().size(), before + 1) << "sent over a kept connection, and closed without an answer";
+}
+
+TEST_F(CIMClientTest, ConnectTellsWhyItFails) {
+  const auto port = [](const ScriptedCimServer& s) { return std::to_string(s.Port()); };
+  EXPECT_EQ(Failure(), "NotConnected: not connected");
+  Kelvar::u16 deadPort = 0;
+  {
+    ScriptedCimServer gone;
+    deadPort = gone.Port();
+  }
+  EXPECT_EQ(Thrown([&] { client.connect("127.0.0.1", deadPort, "", ""); }),
+            "CannotConnect: Cannot connect to 127.0.0.1:" + std::to_string(deadPort) + ". Connection failed.");
+  for (const char* host : {"host.invalid", "", "evil/path", "user@host", "a b"}) {
+    EXPECT_EQ(Thrown([&] { client.connect(host, 5988, "", ""); }),
+              "Locator: Invalid locator: " + std::string(host) + ":5988");
+  }
+  Connect();
+  EXPECT_EQ(Thrown([&] { Connect(); }), "other: already connected");
+  EXPECT_EQ(client.getTimeout(), 20000U);
+
+  ScriptedCimServer plain;
+  CIMClient secure;
+  const SSLContext trusting(String::EMPTY, nullptr);
+  plain.Http().FailConnections(ConnectionFault::CloseAfterFirstBytes, 1);
+  EXPECT_EQ(Thrown([&] { secure.connect("127.0.0.1", plain.Port(), trusting, "", ""); }),
+            "CannotConnect: Cannot connect to 127.0.0.1:" + port(plain) + ". Connection failed.");
+  plain.Http().FailConnections(ConnectionFault::StaySilent, 1);
+  secure.setTimeout(100);
+  EXPECT_EQ(Thrown([&] { secure.connect("127.0.0.1", plain.Port(), trusting, "", ""); }),
+            "Timeout: connection timed out");
+}
+
+TEST_F(CIMClientTest, SpeaksTlsAndIpv6) {
+  ScriptedCimServer secure(Kelvar::Test::ScriptedHttpServer::Options{.tls = true, .ipv6 = true});
+  secure.OnClass("CIM_X", kInstance);
+  CIMClient trusting;
+  trusting.connect("::1", secure.Port(), SSLContext(String::EMPTY, nullptr), "a", "b");
+  EXPECT_EQ(secure.Http().ConnectionCount(), 1) << "the handshake belongs to connect";
+  EXPECT_EQ(trusting.enumerateInstances("root/cimv2", "CIM_X").size(), 1U);
+  EXPECT_EQ(secure.Http().ConnectionCount(), 1);
+  CIMClient wary;
+  EXPECT_THROW(wary.connect("::1", secure.Port(), SSLContext("/dev/null", nullptr), "a", "b"), CannotConnectException);
+  EXPECT_THROW(SSLContext(String::EMPTY, [](SSLCertificateInfo&) { return true; }), SSLException);
+}
+
+TEST_F(CIMClientTest, EndlessRepliesEnd) {
+  HttpReply endless = CimHttpReply("");
+  endless.raw = "HTTP/1.1 200 OK\r\nCIMOperation: MethodResponse\r\n\r\n<CIM><A ";
+  endless.repeated = std::string(4096, 'x');
+  endless.repeatCount = 1'000'000;
+  server.OnClassReply("CIM_X", endless);
+  Connect();
+  EXPECT_EQ(Failure(), "XML: Validation error: on line 1: a token of more than 262144 bytes");
+}
+
+TEST(CIMNames, AreCheckedAndCompareWithoutCase) {
+  EXPECT_EQ(CIMName("ElementName"), CIMName("elementname"));
+  EXPECT_EQ(Text(CIMNamespaceName("/root/cimv2").getString()), "root/cimv2");
+  for (const char* name : {"", "1a", "a b", "a-b", "a/b", "a\"b"}) {
+    EXPECT_EQ(Thrown([&] { CIMName{name}; }), "other: The CIM name is not valid: " + std::string(name));
+  }
+  for (const char* name : {"", "/", "root//cimv2", "root/", "a b"}) {
+    EXPECT_EQ(Thrown([&] { CIMNamespaceName{name}; }), "other: invalid CIM namespace name: " + std::string(name));
+  }
+  EXPECT_EQ(String("abc").find("bc"), 1U);
+  EXPECT_EQ(String("abc").find("x"), PEG_NOT_FOUND);
+  Array<String> one;
+  one.append("first");
+  const Array<String> copy = one;
+  one[0] = "changed";
+  EXPECT_EQ(copy[0], "first") << "a copy keeps what it had";
+}
+
+}  // namespace
+}  // namespace Pegasus
