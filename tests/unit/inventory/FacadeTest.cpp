@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 class ScriptedZmcapp final : public zmcapp {
  public:
-  explicit ScriptedZmcapp(FacadeScript& script) : script_(script) {}
+  explicit ScriptedZmcapp(FacadeScript& script) : zmcapp({}, false), script_(script) {}
   ~ScriptedZmcapp() override { script_.calls.emplace_back("~zmcApp"); }
   ZMCAPPRETURNCODE GetZMCAuditEventLog(std::vector<KelvarNfw::ZMCMESSAGELOGDATA>&) override {
     return static_cast<ZMCAPPRETURNCODE>(script_.Answer("zmcApp.GetZMCAuditEventLog"));

@@ -2,14 +2,15 @@
 
 #include <kelvar/NodeFirmwareInventoryImpRedfish.h>
 
+#include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
 #include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
 
 namespace Kelvar {
 
 using KelvarConnection::ConnectionInfo;
 
-std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeCIM(const ConnectionInfo& /*info*/) {
-  return nullptr;
+std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeCIM(const ConnectionInfo& info) {
+  return std::make_unique<NodeFirmwareInventoryImpCIM>(info);
 }
 
 std::unique_ptr<NodeFirmwareInventoryImp> NodeFirmwareInventoryParts::MakeRedfish(const ConnectionInfo& info) {
@@ -28,6 +29,8 @@ NodeFirmwareInventoryParts NodeFirmwareInventoryParts::For(const ConnectionInfo&
   parts.primaryBackend = MakeBackend(info);
   if (info.ConnectionCase == KelvarConnection::CONNECTION_CASE_REDFISH) {
     parts.logManager = std::make_unique<LogmgrRedfish>(info);
+  } else if (info.ConnectionCase >= KelvarConnection::CONNECTION_CASE_CIM_BMC) {
+    parts.zmcApp = std::make_unique<zmcapp>(info, false);
   }
   return parts;
 }
