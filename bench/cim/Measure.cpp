@@ -1,0 +1,73 @@
+#include "cim/Measure.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Kelvar::Bench {
+
+namespace {
+
+double StatusBytes(const std::string& key) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind(key, 0) == 0) {
+      return std::stod(line.substr(key.size() + 1)) * 1024;
+    }
+  }
+  return 0;
+}
+
+void RunChild(const std::function<void()>& action, int output) {
+  std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again from here
+  const double before = StatusBytes("VmRSS");
+  const auto start = std::chrono::steady_clock::now();
+  action();
+  Cost cost;
+  cost.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  cost.peakBytes = StatusBytes("VmHWM") - before;
+  _exit(write(output, &cost, sizeof cost) == sizeof cost ? 0 : 1);
+}
+
+}  // namespace
+
+Cost MeasureOnce(const std::function<void()>& action) {
+  int ends[2];
+  if (pipe(ends) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    RunChild(action, ends[1]);
+  }
+  close(ends[1]);
+  Cost cost;
+  const bool complete = read(ends[0], &cost, sizeof cost) == sizeof cost;
+  close(ends[0]);
+  waitpid(child, nullptr, 0);
+  if (!complete) {
+    throw std::runtime_error("a run failed");
+  }
+  return cost;
+}
+
+Cost Measure(const std::function<void()>& action, int runs) {
+  std::vector<double> seconds;
+  Cost cost;
+  for (int i = 0; i < runs; ++i) {
+    const Cost once = MeasureOnce(action);
+    seconds.push_back(once.seconds);
+    cost.peakBytes = std::max(cost.peakBytes, once.peakBytes);
+  }
+  std::nth_element(seconds.begin(), seconds.begin() + runs / 2, seconds.end());
+  cost.seconds = seconds[static_cast<std::size_t>(runs / 2)];
+  return cost;
+}
+
+}  // namespace Kelvar::Bench

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+
+namespace Kelvar::Bench {
+
+struct Cost {
+  double seconds = 0;
+  double peakBytes = 0;  ///< growth of the resident set at its highest
+};
+
+/// Runs the action in a process of its own, so that runs do not share a heap.
+Cost MeasureOnce(const std::function<void()>& action);
+
+/// The median time of several runs, and the highest peak.
+Cost Measure(const std::function<void()>& action, int runs = 5);
+
+}  // namespace Kelvar::Bench

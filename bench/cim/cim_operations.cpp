@@ -1,0 +1,51 @@
+// Operations of the CIM backend against the bare enumeration that they stand on.
+#include <cstdio>
+#include <cstdlib>
+
+#include "cim/BenchServer.h"
+#include "cim/Measure.h"
+#include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
+
+namespace {
+
+using namespace Kelvar;
+using namespace Kelvar::Bench;
+
+void Check(bool correct) {
+  if (!correct) {
+    std::abort();
+  }
+}
+
+void Row(const char* name, const CimReply& reply,
+         const std::function<std::size_t(NodeFirmwareInventoryImpCIM& backend)>& operation) {
+  const BenchServer server(reply);
+  const Cost bare = Measure([&] {
+    const CIMConnection connection("root/cimv2", server.Info());
+    Check(EnumerateAll(*connection.GetCIMClient(), "root/cimv2", reply.className.c_str()).size() == reply.instances);
+  });
+  const Cost whole = Measure([&] {
+    NodeFirmwareInventoryImpCIM backend(server.Info());
+    Check(operation(backend) == reply.instances);
+  });
+  std::printf("%-24s %9zu %9.1f %9.1f %9.2f\n", name, reply.instances, bare.seconds * 1e3, whole.seconds * 1e3,
+              whole.seconds / bare.seconds);
+}
+
+}  // namespace
+
+int main() {
+  std::printf("%-24s %9s %9s %9s %9s\n", "operation", "instances", "bare ms", "whole ms", "time");
+  Row("GetZMCMessageLogData", LogEntries(20'000), [](NodeFirmwareInventoryImpCIM& backend) {
+    std::vector<KelvarNfw::ZMCMESSAGELOGDATA> list;
+    Check(backend.GetZMCMessageLogData(list, 3) == NodeFirmwareInventory::INVENTORY_SUCCESS);
+    return list.size();
+  });
+  Row("GetZMCNumericSensors", Sensors(5'000), [](NodeFirmwareInventoryImpCIM& backend) {
+    std::vector<KelvarNfw::NUMERICSENSORS> list;
+    Check(backend.GetZMCNumericSensors(list) == NodeFirmwareInventory::INVENTORY_SUCCESS);
+    return list.size();
+  });
+  std::puts("goal: time at most 1.3");
+  return 0;
+}
