@@ -12,7 +12,8 @@ namespace Detail {
 
 namespace {
 
-constexpr std::size_t kPieceSize = 128U * 1024;
+/// Below the size from which malloc gives whole pages.
+constexpr std::size_t kPieceSize = 64U * 1024 - 64;
 
 std::size_t AlignedSize(std::size_t size) noexcept {
   constexpr std::size_t kAlignment = alignof(InstanceRecord);
@@ -20,10 +21,6 @@ std::size_t AlignedSize(std::size_t size) noexcept {
 }
 
 }  // namespace
-
-const PropertyShape& InstanceRecord::Shape(Uint32 index) const noexcept {
-  return store->Shape(Shapes()[index]);
-}
 
 std::string_view InstanceRecord::Value(Uint32 index) const noexcept {
   const Uint32 start = (index == 0 ? pathSize : Ends()[index - 1] & ~kNull) + 1;
@@ -62,8 +59,7 @@ const InstanceRecord* InstanceStore::Add(const InstanceDraft& draft) {
   const std::size_t count = draft.ends.size();
   const std::size_t pathBytes = draft.path.size() + 1;
   char* out = Allocate(InstanceRecord::Size(count, pathBytes + draft.texts.size()));
-  const auto* record =
-      new (out) InstanceRecord{this, static_cast<Uint32>(count), static_cast<Uint32>(draft.path.size())};
+  const auto* record = new (out) InstanceRecord{static_cast<Uint32>(count), static_cast<Uint32>(draft.path.size())};
   out += sizeof(InstanceRecord);
   for (const Uint32 end : draft.ends) {
     const Uint32 shifted = end + static_cast<Uint32>(pathBytes);
@@ -115,7 +111,14 @@ bool ShapeNumbers::Find(std::string_view name, CIMType type, bool isArray, std::
 
 }  // namespace Detail
 
-using Detail::InstanceRecord;
+namespace {
+
+/// The memory that the path of an instance shares is its store.
+const Detail::InstanceStore& StoreOf(const CIMObjectPath& path) noexcept {
+  return *static_cast<const Detail::InstanceStore*>(path.Shared().owner.get());
+}
+
+}  // namespace
 
 const CIMName& CIMConstProperty::getName() const noexcept {
   static const CIMName none;
@@ -148,7 +151,7 @@ Uint32 CIMInstance::getPropertyCount() const noexcept {
 
 Uint32 CIMInstance::findProperty(const CIMName& name) const noexcept {
   for (Uint32 i = 0; i < getPropertyCount(); ++i) {
-    if (record_->Shape(i).name == name) {
+    if (StoreOf(path_).Shape(record_->ShapeNumber(i)).name == name) {
       return i;
     }
   }
@@ -159,7 +162,7 @@ CIMConstProperty CIMInstance::getProperty(Uint32 index) const {
   if (index >= getPropertyCount()) {
     throw IndexOutOfBoundsException();
   }
-  const Detail::PropertyShape& shape = record_->Shape(index);
+  const Detail::PropertyShape& shape = StoreOf(path_).Shape(record_->ShapeNumber(index));
   return {shape,
           CIMValue({path_.Shared().owner, record_->Value(index)}, shape.type, shape.isArray, record_->IsNull(index))};
 }

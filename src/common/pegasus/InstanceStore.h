@@ -18,19 +18,16 @@ struct PropertyShape {
   std::vector<CIMConstQualifier> qualifiers;
 };
 
-class InstanceStore;
-
 /// One instance inside the memory of its store: this head, where each value ends, the shape of each value, and then
 /// the texts, each with a NUL behind it: the path and the values in their stored form.
 struct InstanceRecord {
   /// Set in an end when the value is null. A store never holds as many bytes.
   static constexpr Uint32 kNull = 0x80000000U;
 
-  const InstanceStore* store;
   Uint32 propertyCount;
   Uint32 pathSize;
 
-  const PropertyShape& Shape(Uint32 index) const noexcept;
+  Uint16 ShapeNumber(Uint32 index) const noexcept { return Shapes()[index]; }
   std::string_view Path() const noexcept { return {Texts(), pathSize}; }
   std::string_view Value(Uint32 index) const noexcept;
   bool IsNull(Uint32 index) const noexcept { return (Ends()[index] & kNull) != 0; }

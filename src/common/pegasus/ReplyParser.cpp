@@ -104,7 +104,12 @@ Array<CIMInstance> ReplyParser::Finish() {
   if (error_) {
     throw CIMException(*error_);
   }
-  return instances_;
+  Array<CIMInstance> instances;
+  instances.reserveCapacity(static_cast<Uint32>(records_.size()));
+  for (const InstanceRecord* const record : records_) {
+    instances.append(CIMInstance(CIMObjectPath(String(SharedText{store_, record->Path()})), record));
+  }
+  return instances;
 }
 
 void ReplyParser::Check(int status) {

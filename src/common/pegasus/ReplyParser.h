@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <exception>
 #include <memory>
 #include <string>
@@ -108,7 +109,7 @@ class ReplyParser {
   std::shared_ptr<InstanceStore> store_;
   ShapeNumbers shapes_;
   InstanceDraft draft_;
-  Array<CIMInstance> instances_;
+  std::deque<const InstanceRecord*> records_;  // grows without copies
 };
 
 }  // namespace Pegasus::Detail

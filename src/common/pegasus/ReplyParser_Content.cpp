@@ -202,12 +202,11 @@ void ReplyParser::CloseReference() {
 }
 
 void ReplyParser::CloseInstance() {
-  if (instances_.size() == limits_.instances) {
+  if (records_.size() == limits_.instances) {
     FailValidation("more than " + std::to_string(limits_.instances) + " instances");
   }
-  const InstanceRecord* const record = store_->Add(draft_);
+  records_.push_back(store_->Add(draft_));
   draft_.Clear();
-  instances_.append(CIMInstance(CIMObjectPath(String(SharedText{store_, record->Path()})), record));
 }
 
 }  // namespace Pegasus::Detail

@@ -33,6 +33,8 @@ class Array {
     return rep_->items[index];
   }
 
+  void reserveCapacity(Uint32 capacity) { Reserve(capacity); }
+
   void append(T item) {
     if (!rep_ || rep_->size == rep_->capacity || rep_.use_count() > 1) {
       Reserve(std::max<Uint32>(8, size() + size() / 2));
