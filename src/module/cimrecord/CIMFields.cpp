@@ -4,9 +4,11 @@
 
 namespace Kelvar {
 
+using Pegasus::Uint32;
+
 std::optional<Pegasus::CIMValue> FindCIMValue(const Pegasus::CIMInstance& instance, const char* property,
                                               const char* missingLine) {
-  const Pegasus::Uint32 index = instance.findProperty(property);
+  const Uint32 index = instance.findProperty(property);
   if (index != PEG_NOT_FOUND) {
     return instance.getProperty(index).getValue();
   }

@@ -8,6 +8,7 @@
 #include <kelvar/ConnectionInfo.h>
 
 #include <Pegasus/Client/CIMClient.h>
+#include <Pegasus/Client/CIMClientException.h>
 
 namespace Kelvar {
 

@@ -7,6 +7,7 @@ namespace Kelvar {
 
 using Pegasus::CIMConstProperty;
 using Pegasus::CIMInstance;
+using Pegasus::Uint32;
 using StringArray = Pegasus::Array<Pegasus::String>;
 
 namespace {
@@ -18,7 +19,7 @@ std::string TrimmedText(const CIMConstProperty& property) {
 /// Reads one property into its entry of the map.
 void ReadProperty(const CIMInstance& instance, const std::string& name, std::string& text,
                   std::string (*read)(const CIMConstProperty&)) {
-  const Pegasus::Uint32 index = instance.findProperty(Pegasus::CIMName(name.c_str()));
+  const Uint32 index = instance.findProperty(Pegasus::CIMName(name.c_str()));
   if (index == PEG_NOT_FOUND) {
     KELVAR_LOG(2) << "Property " << name << " is not found!";
     return;
@@ -50,8 +51,8 @@ std::string TrimString(std::string text) {
 }
 
 std::string GetCIMPropertyValue(const CIMConstProperty& property) {
-  const Pegasus::Uint32 valuesIndex = property.findQualifier("Values");
-  const Pegasus::Uint32 mapIndex = property.findQualifier("ValueMap");
+  const Uint32 valuesIndex = property.findQualifier("Values");
+  const Uint32 mapIndex = property.findQualifier("ValueMap");
   if (valuesIndex == PEG_NOT_FOUND || mapIndex == PEG_NOT_FOUND) {
     return TrimmedText(property);
   }
@@ -66,7 +67,7 @@ std::string GetCIMPropertyValue(const CIMConstProperty& property) {
   map.getValue().get(numbers);
   values.getValue().get(words);
   const std::string text = TrimmedText(property);
-  for (Pegasus::Uint32 i = 0; i < numbers.size(); ++i) {
+  for (Uint32 i = 0; i < numbers.size(); ++i) {
     if (ToText(numbers[i]) == text) {
       return ToText(std::as_const(words)[i]);
     }
