@@ -88,16 +88,21 @@ void ReplyParser::Feed(std::string_view bytes) {
     if (fed_ > limits_.bytes) {
       FailValidation("more than " + std::to_string(limits_.bytes) + " bytes");
     }
-    Check(XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), XML_FALSE));
-    const auto read = static_cast<std::size_t>(std::max<XML_Index>(0, XML_GetCurrentByteIndex(parser_.get())));
-    if (fed_ > read + limits_.tokenBytes) {
-      FailValidation("a token of more than " + std::to_string(limits_.tokenBytes) + " bytes");
-    }
+    Parse(repair_.Take(piece), false);
+  }
+}
+
+void ReplyParser::Parse(std::string_view bytes, bool last) {
+  parsed_ += bytes.size();
+  Check(XML_Parse(parser_.get(), bytes.data(), static_cast<int>(bytes.size()), last ? XML_TRUE : XML_FALSE));
+  const auto read = static_cast<std::size_t>(std::max<XML_Index>(0, XML_GetCurrentByteIndex(parser_.get())));
+  if (parsed_ > read + limits_.tokenBytes) {
+    FailValidation("a token of more than " + std::to_string(limits_.tokenBytes) + " bytes");
   }
 }
 
 Array<CIMInstance> ReplyParser::Finish() {
-  Check(XML_Parse(parser_.get(), nullptr, 0, XML_TRUE));
+  Parse(repair_.Finish(), true);
   if (!answered_) {
     FailSemantics("no IMETHODRESPONSE");
   }

@@ -15,6 +15,7 @@
 #include "InstanceStore.h"
 #include "PathText.h"
 #include "ReplyElements.h"
+#include "ReplyRepair.h"
 #include "ReplyValue.h"
 
 struct XML_ParserStruct;
@@ -71,6 +72,7 @@ class ReplyParser {
   Element Parent() const noexcept;
   PathText& Path() noexcept { return paths_[pathCount_ - 1]; }
 
+  void Parse(std::string_view bytes, bool last);
   void Check(int status);
   [[noreturn]] void FailValidation(std::string_view what) const;
   [[noreturn]] void FailSemantics(std::string_view what) const;
@@ -84,7 +86,9 @@ class ReplyParser {
   const ReplyLimits limits_;
   std::unique_ptr<XML_ParserStruct, ParserFree> parser_;
   std::exception_ptr failure_;
+  ReplyRepair repair_;
   std::size_t fed_ = 0;
+  std::size_t parsed_ = 0;
 
   std::vector<Element> open_;
   std::size_t skipped_ = 0;

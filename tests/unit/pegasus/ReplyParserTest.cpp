@@ -208,6 +208,29 @@ TEST(ReplyParser, SkipsWhatItDoesNotKnow) {
   EXPECT_THROW(static_cast<void>(instance.findProperty("not legal")), InvalidNameException);
 }
 
+TEST(ReplyParser, OddBytesInAValueDoNotCostTheReply) {
+  const std::string odd = "\xEF\xBF\xBD";
+  const std::pair<std::string, std::string> cases[] = {
+      {std::string("a\x1B[2J\0b", 7), "a" + odd + "[2J" + odd + "b"},
+      {"\xE4 latin", odd + " latin"},
+      {"\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80 \x7F", "\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80 \x7F"},
+      {"cut \xE2\x82|", "cut " + odd + odd + "|"},
+      {"long \xC0\xAF|", "long " + odd + odd + "|"},
+      {"surrogate \xED\xA0\x80|", "surrogate " + odd + odd + odd + "|"},
+      {"none \xEF\xBF\xBF|", "none " + odd + odd + odd + "|"},
+  };
+  for (const auto& [wire, text] : cases) {
+    for (const std::size_t step : {std::string::npos, std::size_t{1}}) {
+      const CIMInstance instance =
+          ParseOne("<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>" + wire + "</VALUE></PROPERTY>", step);
+      EXPECT_EQ(ValueOf(instance, "P").toString().View(), text);
+    }
+  }
+  std::string latin = InstanceReply("<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>\xE4</VALUE></PROPERTY>");
+  latin.insert(latin.find("?>"), " encoding='ISO-8859-1'");
+  EXPECT_EQ(Parse(latin)[0].getProperty(0).getValue().toString(), "\xC3\xA4") << "an encoding that is told holds";
+}
+
 TEST(ReplyParser, RefusesWhatIsNoReply) {
   const std::pair<std::string, std::string> cases[] = {
       {"", "Validation error: on line 1: no element found"},
