@@ -83,9 +83,9 @@ Bytes SdrRecord(const Value& record, unsigned id) {
     body.push_back(static_cast<u8>(latin1 | name.size()));
     body.insert(body.end(), name.begin(), name.end());
   }
-  Bytes bytes{static_cast<u8>(id), static_cast<u8>(id >> 8), sdrVersion, type, static_cast<u8>(body.size())};
-  bytes.insert(bytes.end(), body.begin(), body.end());
-  return bytes;
+  const u8 length = static_cast<u8>(body.size());
+  body.insert(body.begin(), {static_cast<u8>(id), static_cast<u8>(id >> 8), sdrVersion, type, length});
+  return body;
 }
 
 }  // namespace Kelvar::Simulator

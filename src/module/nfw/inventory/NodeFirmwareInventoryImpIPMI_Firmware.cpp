@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -37,8 +38,10 @@ constexpr PathField kQDGVersion{"/v2/qdg/build_version", 0x16, kVersionIndex, 4,
 constexpr PathField kQDGDate{"/v2/qdg/build_date", 0x16, 0, 10, "", "NULL------"};
 
 std::vector<u8> PathRequest(const PathField& row) {
-  std::vector<u8> data{0x00, 0x00, row.constant, static_cast<u8>(0x80 + row.path.size())};
-  data.insert(data.end(), row.path.begin(), row.path.end());
+  std::vector<u8> data(4 + row.path.size());
+  data[2] = row.constant;
+  data[3] = static_cast<u8>(0x80 + row.path.size());
+  std::copy(row.path.begin(), row.path.end(), data.begin() + 4);
   return data;
 }
 
