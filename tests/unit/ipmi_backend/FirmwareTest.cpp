@@ -252,19 +252,5 @@ TEST(FirmwareQueries, StepsAreTraced) {
   }
 }
 
-TEST(FirmwareQueries, AppendOneRecordACall) {
-  const LogCapture log;
-  ScriptedIpmi bmc;
-  ScriptTarget(bmc);
-  NodeFirmwareInventoryImpIPMI backend({}, bmc.Transport());
-  Records records;
-  backend.GetNodeFirmwareBuildID(records);
-  bmc.On(kOem, 0x50, {Refuse(0xC1)});
-  backend.GetNodeFirmwareBuildID(records);
-  ASSERT_EQ(records.size(), 2U);
-  EXPECT_STREQ(records[0].BMCBuildID, "TBC128K-2.45");
-  EXPECT_STREQ(records[1].BMCBuildID, "2.45") << "nothing is kept from the call before";
-}
-
 }  // namespace
 }  // namespace Kelvar::Test
