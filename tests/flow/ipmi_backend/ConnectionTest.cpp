@@ -46,5 +46,23 @@ TEST(IpmiConnection, WrongPasswordShowsInTheOperations) {
   EXPECT_EQ(inventory.GetNodeFirmwareBuildID(builds), 15) << "connected now, and refused by the target";
 }
 
+TEST(IpmiConnection, LocalInterfaceReadsNothingButItsNumber) {
+  const LogCapture log;
+  KelvarConnection::ConnectionInfo info;
+  info.Host = "host";
+  info.UserName = "admin";
+  info.Password = "kelvar-demo";
+  info.Port = 623;
+  info.ZMCIndex = 65535;  // a device that no machine has
+  NodeFirmwareInventory inventory(info);
+  EXPECT_TRUE(log.Has(4, "In NodeFirmwareInventoryImpIPMI(), new ipmiclient(65535)"));
+  EXPECT_TRUE(log.Has(1, "In NodeFirmwareInventoryImpIPMI(),  connect() failed."));
+  EXPECT_EQ(inventory.GetConnectStatus(), 0);
+  KelvarAgentless::ComputerSystem system;
+  EXPECT_EQ(inventory.GetHardwareInfoComputerSystem(system), 1);
+  std::vector<KelvarOptions::SoftwareIdentity_> identities;
+  EXPECT_EQ(inventory.GetNFWSoftwareIdentity(identities), 15) << "the transport refuses";
+}
+
 }  // namespace
 }  // namespace Kelvar::Test

@@ -43,7 +43,7 @@ std::unique_ptr<IpmiClientInterface> MakeClient(const ConnectionInfo& connection
                                           connection.RemoteSessionArgument);
     }
     KELVAR_LOG(4) << kTrace << connection.ZMCIndex << ')';
-    return nullptr;
+    return std::make_unique<IpmiClient>(connection.ZMCIndex);
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
