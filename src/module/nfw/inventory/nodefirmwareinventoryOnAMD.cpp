@@ -1,7 +1,7 @@
 #include "module/nfw/inventory/nodefirmwareinventoryOnAMD.h"
 
-#include <array>
-#include <cstdio>
+#include <iomanip>
+#include <sstream>
 #include <utility>
 
 #include "common/text/ByteReader.h"
@@ -44,9 +44,9 @@ Code nodefirmwareinventoryOnAMD::GetBMCVersion(IpmiClientInterface& client, std:
     reader.Skip(2);
     const unsigned revision1 = reader.U8();
     const unsigned revision2 = reader.U8();
-    std::array<char, 8> text{};
-    std::snprintf(text.data(), text.size(), "%x.%02x", revision1, revision2);
-    version = text.data();
+    std::ostringstream text;
+    text << std::hex << revision1 << '.' << std::setfill('0') << std::setw(2) << revision2;
+    version = text.str();
   }
   return code;
 }
