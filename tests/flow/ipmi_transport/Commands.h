@@ -8,8 +8,10 @@
 
 namespace Kelvar::Test {
 
-/// Waits for tests that lose packets on purpose.
-inline constexpr IpmiTimings kShort{30, 60, 4, 2000, 30000};
+/// Waits for tests in which silence has to be waited for.
+inline constexpr IpmiTimings kShort{30, 120, 4, 5000, 30000};
+/// Waits for tests that lose packets on purpose and expect an answer in the end.
+inline constexpr IpmiTimings kPatient{8, 32, 200, 5000, 30000};
 
 inline const IPMICOMMAND kGetDeviceId{0x01, {}, 0x06};
 inline const IPMICOMMAND kGetChannelInfo{0x42, {0x01}, 0x06};

@@ -87,7 +87,7 @@ TEST(Ipmi15, SurvivesLossDoublesAndDelays) {
   Weather weather{7, 15, 20, 15, std::chrono::milliseconds(15)};
   UdpRelay relay(server.Port(), Only15(kMd5, MakeWeather(weather)));
   IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
-  client.SetTimings({8, 32, 12, 5000, 30000});
+  client.SetTimings(kPatient);
   ASSERT_EQ(client.connect(), IPMICONNECTED);
   for (int round = 0; round < 30; ++round) {
     ExpectDeviceId(client);

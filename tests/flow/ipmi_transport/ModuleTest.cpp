@@ -35,7 +35,7 @@ TEST(IpmiModule, Suite17SurvivesBadWeather) {
   IpmiSim server(WithModule({"suites 3,17"}));
   UdpRelay relay(server.Port(), MakeWeather({9, 15, 20, 20, std::chrono::milliseconds(12)}));
   IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 17);
-  client.SetTimings({8, 32, 12, 5000, 30000});
+  client.SetTimings(kPatient);
   ASSERT_EQ(client.connect(), IPMICONNECTED);
   for (int round = 0; round < 20; ++round) {
     ExpectDeviceId(client);
