@@ -51,19 +51,16 @@ void WriteReplies(std::ostream& out, const Value& data) {
   for (const auto& entry : Json::List(data, "store")) {
     WriteStore(out, entry);
   }
-  if (const Value* paths = Json::Find(data, "paths")) {
-    for (const auto& path : paths->GetObject()) {
-      out << "path " << path.name.GetString() << ' ' << HexOf(BytesOf(path.value.GetString())) << '\n';
-    }
+  for (const auto& path : Json::Members(data, "paths")) {
+    const std::string value = Json::Text(*Json::Find(data, "paths"), path.name.GetString());
+    out << "path " << path.name.GetString() << ' ' << HexOf(BytesOf(value)) << '\n';
   }
-  if (Json::Find(data, "suites") != nullptr) {
-    const char* separator = "suites ";
-    for (const auto& suite : Json::List(data, "suites")) {
-      out << separator << suite.GetUint();
-      separator = ",";
-    }
-    out << '\n';
+  const char* separator = "suites ";
+  for (const unsigned suite : Json::Numbers(data, "suites")) {
+    out << separator << suite;
+    separator = ",";
   }
+  out << '\n';
   if (Json::Find(data, "sessionTimeoutSeconds") != nullptr) {
     out << "session-timeout " << Json::Number(data, "sessionTimeoutSeconds") << '\n';
   }
@@ -142,6 +139,17 @@ std::string Guid(const Value& document) {
   return digits;
 }
 
+/// ipmi_sim reads names in double quotes, which have no escapes.
+void CheckAccount(const Account& account) {
+  constexpr std::size_t longestName = 16;
+  constexpr std::size_t longestPassword = 20;
+  if (account.user.size() > longestName || account.password.size() > longestPassword ||
+      (account.user + account.password).find_first_of("\"\n") != std::string::npos) {
+    throw std::runtime_error("machine.json: account \"" + account.user +
+                             "\" cannot log in over IPMI: up to 16 and 20 characters, without quotes");
+  }
+}
+
 }  // namespace
 
 IpmiConfiguration ReadIpmiData(const Machine& machine) {
@@ -180,6 +188,7 @@ std::string LanConfiguration(const Machine& machine, const IpmiConfiguration& da
   out << "user 1 true \"\" \"\" user 10\n";
   unsigned number = 2;
   for (const Account& account : machine.accounts) {
+    CheckAccount(account);
     out << "user " << number++ << " true \"" << account.user << "\" \"" << account.password << "\" admin 10\n";
   }
   out << loadLibrary;

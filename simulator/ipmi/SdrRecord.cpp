@@ -48,9 +48,10 @@ Bytes SensorBody(const Value& record) {
   const Bytes conversion{0x00, Byte(record, "unit"), 0, 0, 1, 0, 0, 0, 0, 0, 0x00, 0, 0, 0, 0xFF, 0x00};
   body.insert(body.end(), behaviour.begin(), behaviour.end());
   body.insert(body.end(), conversion.begin(), conversion.end());
-  const auto upper = Json::List(record, "upper");
-  for (unsigned i = 3; i > 0; --i) {
-    body.push_back(i <= upper.Size() ? static_cast<u8>(upper[i - 1].GetUint()) : u8{0xFF});
+  std::vector<unsigned> upper = Json::Numbers(record, "upper");
+  upper.resize(3, 0xFF);
+  for (auto threshold = upper.rbegin(); threshold != upper.rend(); ++threshold) {
+    body.push_back(static_cast<u8>(*threshold));
   }
   const Bytes lowerAndRest{0, 0, 0, 1, 1, 0, 0, 0};
   body.insert(body.end(), lowerAndRest.begin(), lowerAndRest.end());

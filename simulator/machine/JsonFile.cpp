@@ -92,6 +92,17 @@ rapidjson::Value::ConstArray List(const rapidjson::Value& object, const char* ke
   return value->GetArray();
 }
 
+std::vector<unsigned> Numbers(const rapidjson::Value& object, const char* key) {
+  std::vector<unsigned> numbers;
+  for (const auto& value : List(object, key)) {
+    if (!value.IsUint()) {
+      Wrong(key, "a list of numbers");
+    }
+    numbers.push_back(value.GetUint());
+  }
+  return numbers;
+}
+
 rapidjson::Value::ConstObject Members(const rapidjson::Value& object, const char* key) {
   static const rapidjson::Value empty(rapidjson::kObjectType);
   const rapidjson::Value* value = Find(object, key);

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <rapidjson/document.h>
 
@@ -24,6 +25,9 @@ std::string Text(const rapidjson::Value& object, const char* key, const std::str
 unsigned Number(const rapidjson::Value& object, const char* key);
 unsigned Number(const rapidjson::Value& object, const char* key, unsigned whenAbsent);
 bool Flag(const rapidjson::Value& object, const char* key);
+
+/// The elements of a list of numbers; none when it is absent.
+std::vector<unsigned> Numbers(const rapidjson::Value& object, const char* key);
 
 /// The elements of a list; none when it is absent.
 rapidjson::Value::ConstArray List(const rapidjson::Value& object, const char* key);

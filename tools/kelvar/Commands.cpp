@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <kelvar/NodeFirmwareInventoryImpRedfish.h>
+
 #include "tools/kelvar/ExitCode.h"
 
 namespace Kelvar::Tool {
@@ -32,33 +34,44 @@ Outcome ReadOne(Inventory& inventory, Result (Inventory::*operation)(R&)) {
   return {result, {std::move(fields)}, true};
 }
 
-Outcome ReadGeneration(Inventory& inventory, const CommandOptions& /*options*/) {
+Outcome ReadGeneration(const Session& session) {
   Inventory::ZMCGENERATIONTYPE generation = Inventory::ZMC_GENERATION_1;
-  const Result result = inventory.GetZMCGenerationType(generation);
+  const Result result = session.inventory.GetZMCGenerationType(generation);
   if (result != Inventory::INVENTORY_SUCCESS) {
     return {result, {}, true};
   }
   return {result, {RecordOf(generation)}, true};
 }
 
-Outcome ReadCimLog(Inventory& inventory, const CommandOptions& options) {
+Outcome ReadCimLog(const Session& session) {
   constexpr int commonEventIds = 3;
   std::vector<KelvarNfw::ZMCMESSAGELOGDATA> list;
-  Outcome outcome{inventory.GetZMCMessageLogDataCIM(list, options.commonEventId ? commonEventIds : 0), {}};
+  Outcome outcome{session.inventory.GetZMCMessageLogDataCIM(list, session.commonEventId ? commonEventIds : 0), {}};
   for (const auto& record : list) {
     outcome.records.push_back(RecordOf(record));
   }
   return outcome;
 }
 
-template <auto operation>
-Outcome List(Inventory& inventory, const CommandOptions& /*options*/) {
-  return ReadList(inventory, operation);
+/// An operation that the facade does not have: asked of a backend of its own.
+Outcome ReadBoard(const Session& session) {
+  NodeFirmwareInventoryImpRedfish backend(session.info);
+  SystemBoardVPD board;
+  const Result result = backend.GetSystemBoardVPD(board);
+  if (result != Inventory::INVENTORY_SUCCESS) {
+    return {result, {}, true};
+  }
+  return {result, {RecordOf(board)}, true};
 }
 
 template <auto operation>
-Outcome One(Inventory& inventory, const CommandOptions& /*options*/) {
-  return ReadOne(inventory, operation);
+Outcome List(const Session& session) {
+  return ReadList(session.inventory, operation);
+}
+
+template <auto operation>
+Outcome One(const Session& session) {
+  return ReadOne(session.inventory, operation);
 }
 
 constexpr Operation firmware = List<&Inventory::GetNodeFirmwareBuildID>;
@@ -80,6 +93,7 @@ constexpr Command commands[] = {
     {"system", "machine type and serial number", Layout::Sheet, machine, machine, machine},
     {"components", "replaceable components", Layout::Columns, components, components, components},
     {"software", "BMC and UEFI firmware of an AMD platform", Layout::Columns, software, nullptr, nullptr},
+    {"board", "system board", Layout::Sheet, nullptr, ReadBoard, nullptr},
     {"sensors", "numeric sensors", Layout::Columns, nullptr, sensors, sensors},
     {"leds", "indicator LEDs", Layout::Columns, nullptr, nullptr, leds},
     {"log", "event log", Layout::Columns, nullptr, List<&Inventory::GetZMCMessageLogDataRedfish>, ReadCimLog},

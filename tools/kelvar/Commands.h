@@ -21,11 +21,14 @@ struct Outcome {
   bool Delivered() const;
 };
 
-struct CommandOptions {
-  bool commonEventId = false;  ///< CIM: the event log with common event IDs
+/// What an operation works on.
+struct Session {
+  NodeFirmwareInventory& inventory;
+  const KelvarConnection::ConnectionInfo& info;
+  bool commonEventId;  ///< CIM: the event log with common event IDs
 };
 
-using Operation = Outcome (*)(NodeFirmwareInventory& inventory, const CommandOptions& options);
+using Operation = Outcome (*)(const Session& session);
 
 enum class Layout { Sheet, Columns };  ///< of a table: a line a field, or a line a record
 

@@ -17,6 +17,7 @@ namespace Kelvar::Tool {
 
 namespace {
 
+constexpr u32 failureLevel = 1;
 constexpr u32 gapLevel = 2;
 
 constexpr int tlsCodes[] = {CURLE_SSL_CONNECT_ERROR,    CURLE_SSL_ENGINE_NOTFOUND, CURLE_SSL_ENGINE_SETFAILED,
@@ -40,6 +41,16 @@ std::optional<int> NumberBehind(std::string_view text, std::string_view word) {
   return std::from_chars(text.data() + at, end, number).ec == std::errc{} ? std::optional(number) : std::nullopt;
 }
 
+bool Has(std::string_view record, std::string_view text) {
+  return record.find(text) != std::string_view::npos;
+}
+
+/// Records of level 2 also tell of properties that a target need not have: those are no gaps.
+bool TellsOfGap(u32 level, std::string_view record) {
+  return level == failureLevel ||
+         (level == gapLevel && (Has(record, "Failed") || Has(record, "failed") || Has(record, "Catch")));
+}
+
 template <std::size_t N>
 bool Contains(const int (&codes)[N], int code) {
   return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
@@ -49,14 +60,16 @@ bool Contains(const int (&codes)[N], int code) {
 
 std::optional<ExitCode> CauseOf(std::string_view record) {
   constexpr int unauthorized = 401;
-  if (record.find("IPMIAUTHFAIL") != std::string_view::npos || NumberBehind(record, "httpCode") == unauthorized) {
+  if (Has(record, "IPMIAUTHFAIL") || Has(record, "HTTP Error (401") ||
+      NumberBehind(record, "httpCode") == unauthorized) {
     return ExitCode::LoginRefused;
   }
   const int curlCode = NumberBehind(record, "curlCode").value_or(CURLE_OK);
-  if (Contains(tlsCodes, curlCode)) {
+  const bool cimConnect = Has(record, "Failed to connect remote cimserver");
+  if (Contains(tlsCodes, curlCode) || (cimConnect && Has(record, "SSL"))) {
     return ExitCode::Tls;
   }
-  if (Contains(connectionCodes, curlCode)) {
+  if (Contains(connectionCodes, curlCode) || cimConnect) {
     return ExitCode::Unreachable;
   }
   return std::nullopt;
@@ -77,7 +90,7 @@ LogWatch::~LogWatch() {
 }
 
 void LogWatch::Record(u32 level, std::string_view text) {
-  if (level > gapLevel) {
+  if (!TellsOfGap(level, text)) {
     return;
   }
   const std::lock_guard lock(mutex_);

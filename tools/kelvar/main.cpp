@@ -33,7 +33,7 @@ struct Options {
   std::string format = "table";
   int verbose = 0;
   bool quiet = false;
-  CommandOptions command;
+  bool commonEventId = false;
 };
 
 std::string Epilog() {
@@ -70,9 +70,10 @@ void Declare(CLI::App& app, Options& options) {
   app.add_option("--format", options.format, "table or json")
       ->check(CLI::IsMember({"table", "json"}))
       ->capture_default_str();
-  app.add_flag("--common-event-id", options.command.commonEventId, "log over CIM: show common event IDs");
+  app.add_flag("--common-event-id", options.commonEventId, "log over CIM: show common event IDs");
   app.add_flag("-v,--verbose", options.verbose, "Show the library's log; up to three times for more");
   app.add_flag("-q,--quiet", options.quiet, "Show nothing of the library's log");
+  app.set_version_flag("--version", "kelvar " KELVAR_VERSION);
   app.footer(Epilog());
 }
 
@@ -124,10 +125,11 @@ int Run(const Options& options) {
   LogWatch log(ShownLogLevel(options));
   const auto inventory = Connect(options, target);
   const Findings connecting = log.Take();
+  const Session session{*inventory, target.info, options.commonEventId};
   Report report{target.address, {}};
   ExitCode exitCode = ExitCode::Complete;
   for (const Command* command : commands) {
-    Outcome outcome = command->For(target.protocol)(*inventory, options.command);
+    Outcome outcome = command->For(target.protocol)(session);
     Findings found = log.Take();
     found.cause = found.cause ? found.cause : connecting.cause;
     const ExitCode own = Judge(outcome, found);

@@ -133,7 +133,9 @@ void ReplyTable::ReadLine(const std::string& line) {
   std::string kind;
   std::string first;
   std::string second;
-  words >> kind;
+  if (!(words >> kind)) {
+    return;
+  }
   if (kind == "rule") {
     rules_.push_back(RuleOf(words));
     return;
