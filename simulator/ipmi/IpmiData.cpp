@@ -52,8 +52,7 @@ void WriteReplies(std::ostream& out, const Value& data) {
     WriteStore(out, entry);
   }
   for (const auto& path : Json::Members(data, "paths")) {
-    const std::string value = Json::Text(*Json::Find(data, "paths"), path.name.GetString());
-    out << "path " << path.name.GetString() << ' ' << HexOf(BytesOf(value)) << '\n';
+    out << "path " << path.name.GetString() << ' ' << HexOf(BytesOf(Json::Words(path.value))) << '\n';
   }
   const char* separator = "suites ";
   for (const unsigned suite : Json::Numbers(data, "suites")) {

@@ -34,6 +34,25 @@ ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result) {
   }
 }
 
+const char* DescriptionOf(ExitCode code) {
+  switch (code) {
+    case ExitCode::Complete:
+      return "complete";
+    case ExitCode::Unreachable:
+      return "the target cannot be reached";
+    case ExitCode::LoginRefused:
+      return "the login was refused";
+    case ExitCode::Tls:
+      return "TLS failed";
+    case ExitCode::Unsupported:
+      return "the target does not offer it";
+    case ExitCode::Partial:
+      return "not all of it could be read";
+    default:
+      return "the answers cannot be used";
+  }
+}
+
 ExitCode Combine(ExitCode first, ExitCode second) {
   if (first == second) {
     return first;

@@ -33,6 +33,9 @@ class ToolError : public std::runtime_error {
 /// The exit code that the result of one operation stands for when it delivered nothing.
 ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result);
 
+/// What a code means, as a short English phrase for people.
+const char* DescriptionOf(ExitCode code);
+
 /// The exit code of several: the common one, or partial when they differ and something was delivered.
 ExitCode Combine(ExitCode first, ExitCode second);
 

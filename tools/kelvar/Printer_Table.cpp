@@ -97,11 +97,11 @@ std::string NoteOf(const Report::Entry& entry) {
   if (entry.exitCode == ExitCode::Complete) {
     return entry.outcome.records.empty() ? ": nothing found" : "";
   }
+  const char* const word = entry.exitCode == ExitCode::Partial ? "incomplete" : "failed";
   if (entry.outcome.result == NodeFirmwareInventory::INVENTORY_SUCCESS) {
-    return entry.exitCode == ExitCode::Partial ? ": incomplete (not all of it could be read)" : ": failed";
+    return fmt::format(": {} ({})", word, DescriptionOf(entry.exitCode));
   }
-  return fmt::format(": {} ({}, {})", entry.exitCode == ExitCode::Partial ? "incomplete" : "failed",
-                     DescriptionOf(entry.outcome.result), Kelvar::NameOf(entry.outcome.result));
+  return fmt::format(": {} ({}, {})", word, DescriptionOf(entry.outcome.result), Kelvar::NameOf(entry.outcome.result));
 }
 
 }  // namespace

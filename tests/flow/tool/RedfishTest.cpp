@@ -1,0 +1,62 @@
+// The tool against the simulator's Redfish side.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "flow/tool/ToolRun.h"
+#include "support/BmcSim.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using testing::HasSubstr;
+using Words = std::vector<std::string>;
+
+struct Case {
+  Words what;
+  Words output;  ///< parts of standard output
+};
+
+class OverRedfish : public testing::TestWithParam<Case> {};
+
+TEST_P(OverRedfish, PrintsWhatTheMachineHas) {
+  const BmcSim sim("full", {"--serve", "redfish"});
+  Words words{"redfish://admin@127.0.0.1:" + std::to_string(sim.Port("redfish"))};
+  words.insert(words.end(), GetParam().what.begin(), GetParam().what.end());
+  const CommandResult result = RunTool(words);
+  EXPECT_EQ(result.exitCode, 0) << result.output << result.errors;
+  for (const std::string& text : GetParam().output) {
+    EXPECT_THAT(result.output, HasSubstr(text));
+  }
+}
+
+const Case cases[] = {
+    {{"firmware", "identity", "system"},
+     {"uEFIBuildID            TBE207M-3.10", "BMCPVQBackUpBuildDate  2025-11-02", "ProductName   Kestrel RT140",
+      "MachineType   7K40", "ModelName     rt140"}},
+    {{"components", "board"},
+     {"power supply 2        Ohmsten       KP57-02023  01KV800        OHM70AA2", "SerialNumber   KVB93A01A"}},
+    {{"sensors"}, {"System 12V         12.14           V", "Fan 1 Tach         5280"}},
+    {{"log", "audit-log", "platform-log", "active-events", "maintenance-log"},
+     {"Scrub failure for DIMM 7", "login ID: root had 5 login failures", "platform-log\n", "active-events\n",
+      "Firmware of UEFI has been updated to TBE207M."}},
+    {{"dns", "ip", "static-ip", "snmp"},
+     {"DNS Setting for IPv6Address1  2001:db8::53", "192.0.2.17               Static", "255.255.255.0  192.0.2.1",
+      "snmp\n  ElementName\n  SNMP\n"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, OverRedfish, testing::ValuesIn(cases));
+
+TEST(RedfishFailures, AreToldFromSuccessThoughTheLibrarySucceedsOverThem) {
+  const BmcSim sim("full", {"--serve", "redfish"});
+  const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(sim.Port("redfish"));
+  const CommandResult refused = RunTool({target, "firmware", "components"}, {"KELVAR_PASSWORD=wrong"});
+  EXPECT_EQ(refused.exitCode, 11);
+  EXPECT_THAT(refused.output, HasSubstr("components: failed (the login was refused)"));
+  EXPECT_EQ(RunTool({"redfish://admin@127.0.0.1:9", "components"}).exitCode, 10);
+  const BmcSim plain("full", {"--serve", "cim"});  // speaks HTTP, not TLS
+  EXPECT_EQ(RunTool({"redfish://admin@127.0.0.1:" + std::to_string(plain.Port("cim")), "components"}).exitCode, 12);
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
