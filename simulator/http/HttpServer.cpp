@@ -333,7 +333,7 @@ Fault::End HttpServer::Server::StrikeAt(std::string_view stage, Stream& stream) 
 template <class Stream>
 Fault::End HttpServer::Server::Converse(Stream& stream) {
   constexpr std::uint32_t headerLimit = 64 * 1024;
-  constexpr std::uint64_t bodyLimit = 16 * 1024 * 1024;
+  constexpr std::uint64_t bodyLimit = 16'777'216;
   StreamOutlet<Stream> outlet(stream, stop_);
   boost::beast::flat_buffer buffer;
   Fault::End end = Fault::End::Keep;
