@@ -1,8 +1,12 @@
 #include "simulator/redfish/RedfishService.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "RedfishFixture.h"
+#include "simulator/machine/JsonFile.h"
+#include "simulator/redfish/JsonText.h"
 
 namespace Kelvar::Simulator {
 namespace {
@@ -112,6 +116,28 @@ TEST(RedfishService, ServesAwkwardPagesByteForByte) {
   const std::string sensors = redfish.Get("/redfish/v1/Chassis/1/Sensors?$top=9&$skip=9").body;
   EXPECT_NE(sensors.find("18446744073709551616"), std::string::npos);
   EXPECT_NE(sensors.find("\xe2\x82\""), std::string::npos);
+}
+
+TEST(RedfishService, TellsTheComponentsThatTheMachineHas) {
+  RedfishFixture redfish("full");
+  std::vector<std::string> parts;
+  const std::string power = redfish.Get("/redfish/v1/Chassis/1/Power").body;
+  for (const auto supply : JsonText::Elements(JsonText::Member(power, "PowerSupplies").value_or(""))) {
+    parts.emplace_back(supply);
+  }
+  const auto chassis = redfish.Json("/redfish/v1/Chassis");
+  for (const auto& member : chassis["Members"].GetArray()) {
+    parts.push_back(redfish.Get(member["@odata.id"].GetString()).body);
+  }
+  const auto machine = Json::ReadObject(redfish.Machine().folder / "machine.json");
+  for (const auto& component : Json::List(machine["facts"], "components")) {
+    EXPECT_TRUE(std::any_of(parts.begin(), parts.end(), [&component](const std::string& part) {
+      const auto has = [&](const char* fact) {
+        return part.find('"' + Json::Text(component, fact) + '"') != part.npos;
+      };
+      return has("name") && has("serialNumber") && has("partNumber") && has("fruPartNumber") && has("manufacturer");
+    })) << Json::Text(component, "name");
+  }
 }
 
 TEST(RedfishService, RefusesOrIgnoresExpandWhereAMachineDoes) {
