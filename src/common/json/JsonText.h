@@ -16,6 +16,17 @@ namespace Kelvar {
 /// member name. One pass without recursion. A text that is refused here may still be one that JsonTree reads.
 bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept;
 
+/// A value of a text, by position: its own, that of its name when it is a member, and the index of the node behind it
+/// and all that it holds. The nodes of a text stand in document order.
+struct JsonPlace {
+  const char* value;
+  std::string_view name;
+  std::size_t next;
+};
+
+/// The same question; where the answer is yes, `places` has a node for each value.
+bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vector<JsonPlace>& places);
+
 /// One value of a text that IsPlainJson has accepted; the text must outlive it.
 class JsonSlice {
  public:

@@ -1,5 +1,6 @@
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "common/json/JsonText.h"
 
@@ -26,13 +27,39 @@ constexpr std::array<bool, 256> MakeOrdinary() {
 /// Bytes that stand for themselves within a string.
 constexpr auto kOrdinary = MakeOrdinary();
 
+constexpr std::size_t kMaxDepth = 128;
+
+/// Takes no note of what is read.
+struct NoPlaces {
+  void Open(std::string_view, const char*) noexcept {}
+  void Close() noexcept {}
+};
+
+/// Notes the place of every value.
+class AllPlaces {
+ public:
+  explicit AllPlaces(std::vector<JsonPlace>& places) : places_(places) {}
+
+  void Open(std::string_view name, const char* value) {
+    open_[depth_++] = places_.size();
+    places_.push_back({value, name, 0});
+  }
+  void Close() noexcept { places_[open_[--depth_]].next = places_.size(); }
+
+ private:
+  std::vector<JsonPlace>& places_;
+  std::array<std::size_t, kMaxDepth + 1> open_{};
+  std::size_t depth_ = 0;
+};
+
 /// Checks a text that is closed by a NUL, so that no look at the next byte needs to ask for the end.
+template <typename Places>
 class PlainCheck {
  public:
-  PlainCheck(std::string_view text, const JsonLimits& limits) noexcept
-      : at_(text.data()), end_(text.data() + text.size()), limits_(limits) {}
+  PlainCheck(std::string_view text, const JsonLimits& limits, Places places)
+      : at_(text.data()), end_(text.data() + text.size()), limits_(limits), places_(places) {}
 
-  bool Run() noexcept {
+  bool Run() {
     bool fine = Value();
     while (fine && depth_ > 0) {
       fine = Next();
@@ -55,13 +82,15 @@ class PlainCheck {
   }
 
   /// One whole scalar, or the start of a container up to and with its first scalar.
-  bool Value() noexcept {
+  bool Value() {
     for (;;) {
       Space();
       if (++values_ > limits_.values) {
         return false;
       }
+      places_.Open(std::exchange(name_, {}), at_);
       if (*at_ != '{' && *at_ != '[') {
+        places_.Close();
         return *at_ == '"' ? String() : *at_ == '-' || IsDigit(*at_) ? Number() : Literal();
       }
       const bool object = *at_++ == '{';
@@ -80,10 +109,11 @@ class PlainCheck {
   }
 
   /// What stands behind a value within a container: its end, or a comma and another value.
-  bool Next() noexcept {
+  bool Next() {
     Space();
     const bool object = isObject_[depth_ - 1];
     if (Take(object ? '}' : ']')) {
+      places_.Close();
       --depth_;
       return true;
     }
@@ -96,6 +126,7 @@ class PlainCheck {
     if (*at_ != '"' || !String() || std::memchr(start, '\\', static_cast<std::size_t>(at_ - start)) != nullptr) {
       return false;
     }
+    name_ = {start + 1, static_cast<std::size_t>(at_ - start - 2)};
     Space();
     return Take(':');
   }
@@ -193,11 +224,11 @@ class PlainCheck {
     return false;
   }
 
-  static constexpr std::size_t kMaxDepth = 128;
-
   const char* at_;
   const char* const end_;
   const JsonLimits& limits_;
+  Places places_;
+  std::string_view name_;  ///< of the value that comes next
   std::size_t depth_ = 0;
   std::size_t values_ = 0;
   std::array<bool, kMaxDepth> isObject_{};
@@ -206,7 +237,12 @@ class PlainCheck {
 }  // namespace
 
 bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept {
-  return text.size() <= limits.bytes && PlainCheck(text, limits).Run();
+  return text.size() <= limits.bytes && PlainCheck(text, limits, NoPlaces()).Run();
+}
+
+bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vector<JsonPlace>& places) {
+  places.clear();
+  return text.size() <= limits.bytes && PlainCheck(text, limits, AllPlaces(places)).Run();
 }
 
 }  // namespace Kelvar

@@ -2,13 +2,17 @@
 
 #include <istream>
 #include <streambuf>
+#include <string_view>
 
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
+#include "common/json/JsonText.h"
+
 namespace Kelvar {
 
 using boost::property_tree::ptree;
+using boost::property_tree::ptree_bad_path;
 
 namespace {
 
@@ -23,48 +27,94 @@ class TextBuffer : public std::streambuf {
 
 }  // namespace
 
-const std::string& JsonNode::Value() const noexcept {
-  return node_->data();
+std::string JsonNode::Value() const {
+  return node_ != nullptr ? node_->data() : JsonSlice((*places_)[index_].value).Text();
+}
+
+std::optional<JsonNode> JsonNode::Find(std::string_view name) const {
+  if (node_ != nullptr) {
+    const auto found = node_->find(std::string(name));
+    return found == node_->not_found() ? std::nullopt : std::optional<JsonNode>(found->second);
+  }
+  if (*(*places_)[index_].value != '{') {
+    return std::nullopt;
+  }
+  const std::size_t end = (*places_)[index_].next;
+  for (std::size_t child = index_ + 1; child != end; child = (*places_)[child].next) {
+    if ((*places_)[child].name == name) {
+      return JsonNode(*places_, child);
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<JsonNode> JsonNode::FindPath(const char* path) const {
+  std::optional<JsonNode> node = *this;
+  for (std::string_view rest = path; node; rest.remove_prefix(rest.find('.') + 1)) {
+    const auto dot = rest.find('.');
+    node = node->Find(rest.substr(0, dot));
+    if (dot == std::string_view::npos) {
+      break;
+    }
+  }
+  return node;
 }
 
 JsonNode JsonNode::Child(const char* path) const {
-  return JsonNode(node_->get_child(path));
+  const auto found = FindPath(path);
+  if (!found) {
+    throw ptree_bad_path("No such node", boost::property_tree::path(path));
+  }
+  return *found;
 }
 
 std::string JsonNode::Text(const char* path, const char* missing) const {
-  const auto found = node_->get_child_optional(path);
-  return found ? found->data() : missing;
-}
-
-std::optional<JsonNode> JsonNode::Find(const char* name) const {
-  const auto found = node_->find(name);
-  return found == node_->not_found() ? std::nullopt : std::optional<JsonNode>(found->second);
+  const auto found = FindPath(path);
+  return found ? found->Value() : missing;
 }
 
 std::vector<JsonNode> JsonNode::Children() const {
   std::vector<JsonNode> children;
-  children.reserve(node_->size());
-  for (const auto& [name, child] : *node_) {
-    children.emplace_back(child);
+  if (node_ != nullptr) {
+    children.reserve(node_->size());
+    for (const auto& [name, child] : *node_) {
+      children.emplace_back(child);
+    }
+    return children;
+  }
+  const std::size_t end = (*places_)[index_].next;
+  for (std::size_t child = index_ + 1; child != end; child = (*places_)[child].next) {
+    children.emplace_back(*places_, child);
   }
   return children;
 }
 
-JsonTree::JsonTree(std::string_view text, const JsonLimits& limits) : tree_(std::make_unique<ptree>()) {
-  if (const char* excess = JsonExcess(text, limits)) {
-    throw boost::property_tree::json_parser_error(excess, "", 0);
-  }
-  TextBuffer buffer(text);
-  std::istream stream(&buffer);
-  boost::property_tree::read_json(stream, *tree_);
-}
-
+JsonTree::JsonTree() = default;
 JsonTree::~JsonTree() = default;
 JsonTree::JsonTree(JsonTree&&) noexcept = default;
 JsonTree& JsonTree::operator=(JsonTree&&) noexcept = default;
 
+JsonTree::JsonTree(const std::string& text, const JsonLimits& limits)
+    : places_(std::make_unique<std::vector<JsonPlace>>()) {
+  if (!ReadPlainJson(text, limits, *places_)) {
+    *this = ByParser(text, limits);
+  }
+}
+
+JsonTree JsonTree::ByParser(const std::string& text, const JsonLimits& limits) {
+  if (const char* excess = JsonExcess(text, limits)) {
+    throw boost::property_tree::json_parser_error(excess, "", 0);
+  }
+  JsonTree tree;
+  tree.tree_ = std::make_unique<ptree>();
+  TextBuffer buffer(text);
+  std::istream stream(&buffer);
+  boost::property_tree::read_json(stream, *tree.tree_);
+  return tree;
+}
+
 JsonNode JsonTree::Root() const noexcept {
-  return JsonNode(*tree_);
+  return tree_ ? JsonNode(*tree_) : JsonNode(*places_, 0);
 }
 
 }  // namespace Kelvar

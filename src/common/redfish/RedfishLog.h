@@ -24,10 +24,14 @@ RedfishService::Code ReadRedfishLog(const RedfishService& service, const Redfish
 RedfishService::Code ReadRedfishLog(const RedfishService& service, const RedfishLogChoice& choice,
                                     std::vector<MAINTLOGREDFISHDATA>& list);
 
+/// Bounds the memory that a body of tiny entries can claim for records.
+constexpr std::size_t kMaxLogEntries = 500'000;
+
 /// Appends the entries of a log's body. Throws ptree_error for a text that cannot be read, before any entry is
-/// appended, and for an entry that lacks what is required, behind the entries before it. A large body costs little more
-/// than its records: it is read in place and not as one tree.
+/// appended, and for an entry that lacks what is required or is one too many, behind the entries before it. A large
+/// body costs little more than its records: it is read in place and not as one tree.
 template <typename Record>
-void AppendLogEntries(const std::string& body, bool argumentsRequired, std::vector<Record>& list);
+void AppendLogEntries(const std::string& body, bool argumentsRequired, std::vector<Record>& list,
+                      std::size_t maxEntries = kMaxLogEntries);
 
 }  // namespace Kelvar

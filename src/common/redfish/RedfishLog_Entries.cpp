@@ -15,9 +15,8 @@ using boost::property_tree::ptree_bad_path;
 constexpr const char* kArguments = "MessageArgs";
 constexpr const char* kHidden = "Oem.Tavrik.Hidden";
 
-/// Reading in place takes memory for the records alone. The bounds keep these within 512 MiB as well.
+/// Reading in place takes memory for the records alone, but for the members of one entry.
 constexpr JsonLimits kEntriesLimits = {.values = 4'000'000};
-constexpr std::size_t kMaxEntries = 500'000;
 
 template <typename Record>
 constexpr std::array<TreeField<Record>, 9> kEntryFields = {{
@@ -40,17 +39,6 @@ void AppendArgument(std::string& joined, const std::string& argument) {
 
 [[noreturn]] void ThrowMissing(const char* name) {
   throw ptree_bad_path("No such node", boost::property_tree::path(name));
-}
-
-template <typename Record>
-Record& AppendRecord(std::vector<Record>& list, std::size_t index) {
-  if (index == kMaxEntries) {
-    throw boost::property_tree::ptree_bad_data("log with too many entries", index);
-  }
-  Record record;
-  record.RecordIndex = static_cast<u32>(index);
-  list.push_back(std::move(record));
-  return list.back();
 }
 
 template <typename Record>
@@ -83,20 +71,25 @@ void LoadEntry(const JsonMembers& entry, bool argumentsRequired, Record& record)
   }
 }
 
+struct EntryRules {
+  bool argumentsRequired;
+  std::size_t maxEntries;
+};
+
 template <typename Record>
-void LoadOrDrop(const auto& entry, bool argumentsRequired, std::size_t index, std::vector<Record>& list) {
-  Record& record = AppendRecord(list, index);
-  try {
-    LoadEntry(entry, argumentsRequired, record);
-  } catch (...) {
-    list.pop_back();
-    throw;
+void AppendEntry(const auto& entry, const EntryRules& rules, std::size_t index, std::vector<Record>& list) {
+  if (index == rules.maxEntries) {
+    throw boost::property_tree::ptree_bad_data("log with too many entries", index);
   }
+  Record record;
+  record.RecordIndex = static_cast<u32>(index);
+  LoadEntry(entry, rules.argumentsRequired, record);
+  list.push_back(std::move(record));
   KELVAR_LOG(4) << "Push back BMCMsg instance to vector";
 }
 
 template <typename Record>
-void AppendInPlace(const std::string& body, bool argumentsRequired, std::vector<Record>& list) {
+void AppendInPlace(const std::string& body, const EntryRules& rules, std::vector<Record>& list) {
   const JsonSlice root = JsonSlice::Root(body);
   const auto members = root.Find("Members");
   if (!members) {
@@ -108,20 +101,20 @@ void AppendInPlace(const std::string& body, bool argumentsRequired, std::vector<
     const char* behind = entry.Load(slice);
     if (index == 0) {  // entries of one log are much of a size
       const auto likely = body.size() / static_cast<std::size_t>(behind - slice.Start());
-      list.reserve(list.size() + std::min(likely, kMaxEntries));
+      list.reserve(list.size() + std::min(likely, rules.maxEntries));
     }
-    LoadOrDrop(entry, argumentsRequired, index++, list);
+    AppendEntry(entry, rules, index++, list);
     return behind;
   });
   NoteNextPage(root.Find(kNextLink).has_value());
 }
 
 template <typename Record>
-void AppendByTree(const std::string& body, bool argumentsRequired, std::vector<Record>& list) {
-  const JsonTree tree(body);
+void AppendByTree(const std::string& body, const EntryRules& rules, std::vector<Record>& list) {
+  const JsonTree tree = JsonTree::ByParser(body);
   std::size_t index = 0;
   for (const JsonNode& entry : tree.Root().Child("Members").Children()) {
-    LoadOrDrop(entry, argumentsRequired, index++, list);
+    AppendEntry(entry, rules, index++, list);
   }
   NoteNextPage(tree.Root().Find(kNextLink).has_value());
 }
@@ -129,15 +122,17 @@ void AppendByTree(const std::string& body, bool argumentsRequired, std::vector<R
 }  // namespace
 
 template <typename Record>
-void AppendLogEntries(const std::string& body, bool argumentsRequired, std::vector<Record>& list) {
+void AppendLogEntries(const std::string& body, bool argumentsRequired, std::vector<Record>& list,
+                      std::size_t maxEntries) {
+  const EntryRules rules{argumentsRequired, maxEntries};
   if (IsPlainJson(body, kEntriesLimits)) {
-    AppendInPlace(body, argumentsRequired, list);
+    AppendInPlace(body, rules, list);
   } else {  // the tree reads it after all, or tells what is wrong with it
-    AppendByTree(body, argumentsRequired, list);
+    AppendByTree(body, rules, list);
   }
 }
 
-template void AppendLogEntries(const std::string&, bool, std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST>&);
-template void AppendLogEntries(const std::string&, bool, std::vector<MAINTLOGREDFISHDATA>&);
+template void AppendLogEntries(const std::string&, bool, std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST>&, std::size_t);
+template void AppendLogEntries(const std::string&, bool, std::vector<MAINTLOGREDFISHDATA>&, std::size_t);
 
 }  // namespace Kelvar

@@ -123,21 +123,23 @@ TEST(JsonDocumentTest, AnswersEveryQuestionOfEveryValue) {
 }
 
 TEST(JsonTreeTest, ReadsScalarsAsTextsAndTellsWhatIsMissing) {
-  const JsonTree tree(R"({"@odata.id":"/x","a":{"b":{"c":1.50}},"t":true,"n":null,"l":["x",{"y":2}],"a":7})");
-  const JsonNode root = tree.Root();
-  EXPECT_EQ(root.Find("@odata.id")->Value(), "/x");
-  EXPECT_FALSE(root.Find("odata"));
-  EXPECT_EQ(root.Text("a.b.c", "?"), "1.50");
-  EXPECT_EQ(root.Text("a.b.d", "?"), "?");
-  EXPECT_EQ(root.Text("a.b", "?"), "");
-  EXPECT_EQ(root.Text("t", "?") + root.Text("n", "?"), "truenull");
-  EXPECT_EQ(root.Child("l").Children().size(), 2u);
-  EXPECT_EQ(root.Child("l").Children()[1].Text("y", "?"), "2");
-  try {
-    root.Child("a.x");
-    FAIL();
-  } catch (const ptree_error& error) {
-    EXPECT_STREQ(error.what(), "No such node (a.x)");
+  const std::string text = R"({"@odata.id":"/x","a":{"b":{"c":1.50}},"t":true,"n":null,"l":["x",{"y":2}],"a":7})";
+  for (const JsonTree& tree : {JsonTree(text), JsonTree::ByParser(text)}) {
+    const JsonNode root = tree.Root();
+    EXPECT_EQ(root.Find("@odata.id")->Value(), "/x");
+    EXPECT_FALSE(root.Find("odata"));
+    EXPECT_EQ(root.Text("a.b.c", "?"), "1.50");
+    EXPECT_EQ(root.Text("a.b.d", "?"), "?");
+    EXPECT_EQ(root.Text("a.b", "?"), "");
+    EXPECT_EQ(root.Text("t", "?") + root.Text("n", "?"), "truenull");
+    EXPECT_EQ(root.Child("l").Children().size(), 2u);
+    EXPECT_EQ(root.Child("l").Children()[1].Text("y", "?"), "2");
+    try {
+      root.Child("a.x");
+      FAIL();
+    } catch (const ptree_error& error) {
+      EXPECT_STREQ(error.what(), "No such node (a.x)");
+    }
   }
 }
 
@@ -176,7 +178,9 @@ TEST(JsonTextTest, ReadsTheSameAsTheTree) {
            "[\"ends in a backslash \\\\\"]",
        }) {
     ASSERT_TRUE(IsPlainJson(text, {})) << text;
-    EXPECT_EQ(Dump(JsonSlice::Root(text)), Dump(JsonTree(text).Root())) << text;
+    const std::string parsed = Dump(JsonTree::ByParser(text).Root());
+    EXPECT_EQ(Dump(JsonSlice::Root(text)), parsed) << text;
+    EXPECT_EQ(Dump(JsonTree(text).Root()), parsed) << text;
   }
 }
 
@@ -233,13 +237,15 @@ TEST(JsonTextTest, FindsMembersLikeTheTree) {
   const std::string text =
       R"({"x.y":0,"a":{"b":{"c":1}},"a":{"b":{"c":2,"d":3}},"l":[{"a":4}],"e":{},"Members":[{"k":5},6,{"k":7}]})";
   ASSERT_TRUE(IsPlainJson(text, {}));
-  const JsonTree tree(text);
+  const JsonTree tree = JsonTree::ByParser(text);
+  const JsonTree inPlace(text);
   JsonMembers members;
   const JsonSlice root = JsonSlice::Root(text);
   EXPECT_EQ(members.Load(root), text.data() + text.size());
   for (const char* path : {"x", "x.y", "a", "a.b", "a.b.c", "a.b.d", "l", "l.a", "e", "e.f", "a.b.c.d"}) {
     const auto found = members.Find(path);
     EXPECT_EQ(found ? found->Text() : "?", tree.Root().Text(path, "?")) << path;
+    EXPECT_EQ(inPlace.Root().Text(path, "?"), tree.Root().Text(path, "?")) << path;
   }
   std::string keys;
   root.Find("Members")->ForEach([&](JsonSlice child) {
