@@ -97,6 +97,23 @@ std::vector<JsonValue> Members(const std::optional<JsonDocument>& document) {
   return document->Root()["Members"].Elements();
 }
 
+/// Sorts pointers first: a record is costly to move.
+void SortByName(std::vector<NUMERICSENSORS>& list) {
+  std::vector<NUMERICSENSORS*> order;
+  for (NUMERICSENSORS& sensor : list) {
+    order.push_back(&sensor);
+  }
+  std::sort(order.begin(), order.end(), [](const NUMERICSENSORS* one, const NUMERICSENSORS* other) {
+    return one->ElementName < other->ElementName;
+  });
+  std::vector<NUMERICSENSORS> sorted;
+  sorted.reserve(list.size());
+  for (NUMERICSENSORS* sensor : order) {
+    sorted.push_back(std::move(*sensor));
+  }
+  list.swap(sorted);
+}
+
 NUMERICSENSORS ReadStandardSensor(const JsonValue& sensor) {
   NUMERICSENSORS record;
   LoadFields(sensor, kStandardFields, record);
@@ -203,6 +220,7 @@ Code NodeFirmwareInventoryImpRedfish::ParseStdSensor(std::vector<NUMERICSENSORS>
     return NodeFirmwareInventory::INVENTORY_REST_FAILED;
   }
   KELVAR_LOG(4) << "sensor size: " << members.size();
+  list.reserve(members.size());
   for (const JsonValue& sensor : members) {
     if (!sensor["Thresholds"]) {
       KELVAR_LOG(4) << "skip a sensor as it doesn't have Thresholds";
@@ -211,8 +229,7 @@ Code NodeFirmwareInventoryImpRedfish::ParseStdSensor(std::vector<NUMERICSENSORS>
     list.push_back(ReadStandardSensor(sensor));
     KELVAR_LOG(4) << "push sensor " << list.back().ElementName << "to results";
   }
-  std::sort(list.begin(), list.end(),
-            [](const NUMERICSENSORS& one, const NUMERICSENSORS& other) { return one.ElementName < other.ElementName; });
+  SortByName(list);
   return NodeFirmwareInventory::INVENTORY_SUCCESS;
 }
 
