@@ -1,0 +1,135 @@
+// Redfish operations against what a bare program needs for the same, over HTTPS on loopback. Every job runs in a
+// process of its own; times are the fastest round, CPU time is the client's alone.
+
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <kelvar/Log.h>
+#include <kelvar/NodeFirmwareInventory.h>
+
+#include "Bodies.h"
+#include "Child.h"
+#include "support/ScriptedHttpServer.h"
+
+namespace Kelvar::Bench {
+namespace {
+
+using Test::HttpReply;
+using Test::ScriptedHttpServer;
+
+constexpr const char* kEntries = "/redfish/v1/Systems/1/LogServices/StandardLog/Entries";
+
+void Script(ScriptedHttpServer& server, const std::string& entries) {
+  server.On("/redfish/v1/Systems", HttpReply(Collection("/redfish/v1/Systems/1")));
+  server.On("/redfish/v1/Systems/1", HttpReply(System()));
+  server.On("/redfish/v1/Systems/1/LogServices",
+            HttpReply(Collection("/redfish/v1/Systems/1/LogServices/StandardLog")));
+  server.On(kEntries, HttpReply(entries));
+  server.On("/redfish/v1/Chassis/1", HttpReply(Chassis()));
+  server.On("/redfish/v1/Chassis/1/Sensors?$expand=.($levels=1)", HttpReply(Sensors(2000)));
+  server.On("/redfish/v1/UpdateService/FirmwareInventory?$expand=.($levels=1)", HttpReply(FirmwareInventory(30)));
+}
+
+void Compare(const char* title, const char* job, const char* against, u16 port, int rounds) {
+  const Measured one = RunChild(job, port, rounds);
+  const Measured other = RunChild(against, port, rounds);
+  std::printf("%-44s %9.3f %9.3f %7.2f %7.2f\n", title, one.seconds * 1e3, other.seconds * 1e3,
+              one.seconds / other.seconds, one.cpuSeconds / other.cpuSeconds);
+}
+
+void Operations(ScriptedHttpServer& server) {
+  std::printf("operations against a bare libcurl program that fetches the same URLs\n");
+  std::printf("%-44s %9s %9s %7s %7s\n", "", "ms", "bare ms", "wall", "CPU");
+  Compare("identity: 3 requests", "identity", "bare-identity", server.Port(), 300);
+  Compare("firmware: 1 request, 30 components", "firmware", "bare-firmware", server.Port(), 300);
+  Compare("sensors: 2,000, against transfer and RapidJSON", "sensors", "bare-sensors", server.Port(), 30);
+  std::printf("\n");
+}
+
+void Readers(u16 port, double megabytes) {
+  std::printf("readers, on a log of %.1f MB\n%-44s %9s %9s\n", megabytes, "", "MB/s", "peak MiB");
+  const std::pair<const char*, const char*> jobs[] = {{"parse-tree", "tree reader, by the property tree's parser"},
+                                                      {"parse-in-place", "tree reader, in place"},
+                                                      {"parse-document", "document reader"}};
+  for (const auto& [job, title] : jobs) {
+    const Measured measured = RunChild(job, port, 5);
+    std::printf("%-44s %9.0f %9.1f\n", title, megabytes / measured.seconds, measured.peakMiB);
+  }
+  std::printf("\n");
+}
+
+void Logs(ScriptedHttpServer& server, const std::vector<int>& counts, std::string (*entries)(int)) {
+  std::printf(
+      "message log: the whole operation against one property tree of the body, and against its transfer alone\n");
+  std::printf("%-12s %8s %9s %9s %9s %7s %9s %9s\n", "entries", "MB", "ms", "tree ms", "bare ms", "ratio", "peak MiB",
+              "start MiB");
+  for (const int count : counts) {
+    const std::string body = entries(count);
+    server.On(kEntries, HttpReply(body));
+    const int rounds = count > 20'000 ? 2 : 5;
+    const Measured operation = RunChild("log", server.Port(), rounds);
+    const Measured tree = RunChild("parse-tree", server.Port(), count > 20'000 ? 1 : 3);
+    const Measured bare = RunChild("bare-log", server.Port(), rounds);
+    std::printf("%-12d %8.1f %9.2f %9.2f %9.2f %7.2f %9.1f %9.1f\n", count, static_cast<double>(body.size()) / 1e6,
+                operation.seconds * 1e3, tree.seconds * 1e3, bare.seconds * 1e3, operation.seconds / tree.seconds,
+                operation.peakMiB, operation.startMiB);
+  }
+  std::printf("\n");
+}
+
+/// One object, all operations: how many connections did the server see?
+void Connections() {
+  ScriptedHttpServer server({.tls = true});
+  Script(server, LogEntries(10));
+  KelvarConnection::ConnectionInfo info;
+  info.Host = "127.0.0.1";
+  info.Port = server.Port();
+  info.ConnectionCase = KelvarConnection::CONNECTION_CASE_REDFISH;
+  NodeFirmwareInventory inventory(info);
+  KelvarNfw::NODEFIRMWARESYSTEMVPD vpd{};
+  KelvarAgentless::ComputerSystem system;
+  std::vector<OtherSystemVPD> components;
+  std::vector<KelvarNfw::NUMERICSENSORS> sensors;
+  std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST> entries;
+  std::vector<KelvarNfw::ZMCSTATICIP> addresses;
+  Log::SetMinLogLevel(0);
+  inventory.GetNodeFirmwareSystemVPD(vpd);
+  inventory.GetHardwareInfoComputerSystem(system);
+  inventory.GetNodeOtherSystemVPD(components);
+  inventory.GetZMCStaticIPAddress(addresses);
+  inventory.GetZMCMessageLogDataRedfish(entries);
+  inventory.GetZMCNumericSensors(sensors);
+  std::printf("connections of one object: %d for %zu requests\n", server.ConnectionCount(), server.Requests().size());
+}
+
+int Run() {
+  ScriptedHttpServer server({.tls = true});
+  Script(server, LogEntries(10));
+  Operations(server);
+  const std::string log = LogEntries(10'000);
+  server.On(kEntries, HttpReply(log));
+  Readers(server.Port(), static_cast<double>(log.size()) / 1e6);
+  Logs(server, {1'000, 10'000}, &LogEntries);
+  Logs(server, {1'000, 10'000, 100'000}, &SmallLogEntries);
+  Connections();
+  return 0;
+}
+
+}  // namespace
+}  // namespace Kelvar::Bench
+
+int main(int argc, char** argv) {
+  try {
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (!arguments.empty() && arguments[0] == "--job") {
+      return Kelvar::Bench::BeChild({arguments.begin() + 1, arguments.end()});
+    }
+    return Kelvar::Bench::Run();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+}
