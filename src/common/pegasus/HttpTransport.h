@@ -1,8 +1,6 @@
 #pragma once
 
-#include <exception>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,25 +10,6 @@
 #include <Pegasus/Common/SSLContext.h>
 
 namespace Pegasus::Detail {
-
-/// What the headers and trailers of a reply tell.
-struct HttpHead {
-  bool fromHttp = false;
-  bool complete = false;
-  std::string status;  ///< code and reason
-  bool hasOperation = false;
-  std::optional<std::string> contentType;
-  std::string cimError;
-  std::string detail;
-  std::string cimStatusCode;
-  std::string cimStatusDescription;
-
-  void AddLine(std::string_view line);
-  /// Throws what a reply with this head means, unless its body is one to read.
-  void Check() const;
-  /// Throws the CIM error that the trailers carry, if any.
-  void CheckTrailers() const;
-};
 
 /// Takes the body of a reply as it arrives.
 class BodySink {

@@ -62,6 +62,7 @@ class ReplyParser {
   void OpenMessage(const char** attributes);
   void OpenError(const char** attributes);
   void OpenProperty(Element element, const char** attributes);
+  void OpenPathElement(Element element, const char** attributes);
   void OpenPath();
   void CloseValue();
   void CloseQualifier();

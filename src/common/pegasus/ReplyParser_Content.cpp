@@ -54,25 +54,14 @@ void ReplyParser::Open(Element element, const char** attributes) {
       return;
     case Element::ValueNull:
       return value_->SetNullElement();
-    case Element::ObjectPath:
-      return OpenPath();
-    case Element::InstanceName:
-    case Element::ClassName:
-      if (Parent() != Element::ObjectPath) {
-        OpenPath();
-      }
-      Path().className = Attribute(attributes, element == Element::ClassName ? "NAME" : "CLASSNAME");
-      return;
-    case Element::Namespace:
-      return Path().AddNamespacePart(Attribute(attributes, "NAME"));
-    case Element::KeyBinding:
-      if (Path().KeyCount() == kMaxKeys) {
-        FailValidation("too many keys");
-      }
-      Path().keyName = Attribute(attributes, "NAME");
-      return;
     case Element::ValueReference:
       return reference_.clear();
+    case Element::ObjectPath:
+    case Element::InstanceName:
+    case Element::ClassName:
+    case Element::Namespace:
+    case Element::KeyBinding:
+      return OpenPathElement(element, attributes);
     case Element::KeyValue:
       keyType_ = Attribute(attributes, "VALUETYPE");
       [[fallthrough]];
@@ -169,6 +158,26 @@ void ReplyParser::CloseProperty() {
     FailValidation("too many different properties");
   }
   draft_.AddProperty(shape, property_.stored, property_.isNull);
+}
+
+void ReplyParser::OpenPathElement(Element element, const char** attributes) {
+  // The name of a class or instance stands inside the path that its parent opened, or is one by itself.
+  if (element == Element::ObjectPath ||
+      ((element == Element::InstanceName || element == Element::ClassName) && Parent() != Element::ObjectPath)) {
+    OpenPath();
+  }
+  if (element == Element::InstanceName) {
+    Path().className = Attribute(attributes, "CLASSNAME");
+  } else if (element == Element::ClassName) {
+    Path().className = Attribute(attributes, "NAME");
+  } else if (element == Element::Namespace) {
+    Path().AddNamespacePart(Attribute(attributes, "NAME"));
+  } else if (element == Element::KeyBinding) {
+    if (Path().KeyCount() == kMaxKeys) {
+      FailValidation("too many keys");
+    }
+    Path().keyName = Attribute(attributes, "NAME");
+  }
 }
 
 void ReplyParser::OpenPath() {
