@@ -85,6 +85,11 @@ int StopWhenConnected(void* handle, char* /*ip*/, char* /*localIp*/, int /*port*
 
 }  // namespace
 
+void HttpTransport::HandleCleanup::operator()(CURL* handle) const noexcept {
+  const SigpipeBlock noSigpipe;  // TLS says good-bye, perhaps to nobody
+  curl_easy_cleanup(handle);
+}
+
 template <typename Value>
 void HttpTransport::Set(CURLoption option, Value value) {
   const CURLcode code = curl_easy_setopt(handle_.get(), option, value);

@@ -31,7 +31,7 @@ class HttpTransport {
 
  private:
   struct HandleCleanup {
-    void operator()(CURL* handle) const noexcept { curl_easy_cleanup(handle); }
+    void operator()(CURL* handle) const noexcept;
   };
   struct ListFree {
     void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
