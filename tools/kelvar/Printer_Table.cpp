@@ -101,7 +101,10 @@ std::string NoteOf(const Report::Entry& entry) {
   if (entry.outcome.result == NodeFirmwareInventory::INVENTORY_SUCCESS) {
     return fmt::format(": {} ({})", word, DescriptionOf(entry.exitCode));
   }
-  return fmt::format(": {} ({}, {})", word, DescriptionOf(entry.outcome.result), Kelvar::NameOf(entry.outcome.result));
+  const bool refused = entry.exitCode == ExitCode::LoginRefused;  // which the result does not tell of every protocol
+  return fmt::format(": {} ({}, {})", word,
+                     refused ? DescriptionOf(entry.exitCode) : DescriptionOf(entry.outcome.result),
+                     Kelvar::NameOf(entry.outcome.result));
 }
 
 }  // namespace

@@ -125,6 +125,9 @@ int Run(const Options& options) {
   LogWatch log(ShownLogLevel(options));
   const auto inventory = Connect(options, target);
   const Findings connecting = log.Take();
+  if (inventory->GetConnectStatus() != 0) {
+    throw ToolError(connecting.cause.value_or(ExitCode::Internal), "no connection to " + target.address);
+  }
   const Session session{*inventory, target.info, options.commonEventId};
   Report report{target.address, {}};
   ExitCode exitCode = ExitCode::Complete;
