@@ -11,8 +11,10 @@ struct Discard {
 
 }  // namespace Kelvar::LogDetail
 
+// NOLINTBEGIN(bugprone-macro-parentheses): what stands behind the macro continues its expression.
 /// One log record: KELVAR_LOG(1) << "text" << value. Nothing to its right is evaluated unless the level is wanted.
 #define KELVAR_LOG(level)                     \
   (::Kelvar::Log::GetMinLogLevel() < (level)) \
       ? (void)0                               \
       : ::Kelvar::LogDetail::Discard() & ::Kelvar::Log((level), __FILE__, __LINE__).Stream()
+// NOLINTEND(bugprone-macro-parentheses)

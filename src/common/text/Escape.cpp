@@ -29,6 +29,13 @@ Utf8Lead LeadOf(unsigned char byte) noexcept {
   return {};
 }
 
+/// Whether a character of three bytes is a line separator or steers the direction of the text around it: U+200E,
+/// U+200F, U+2028 to U+202E, U+2066 to U+2069.
+bool Steers(unsigned char second, unsigned char third) noexcept {
+  return (second == 0x80 && ((third >= 0x8E && third <= 0x8F) || (third >= 0xA8 && third <= 0xAE))) ||
+         (second == 0x81 && third >= 0xA6 && third <= 0xA9);
+}
+
 /// Bytes of the printable character at the start of `text`; 0 when its first byte has to be escaped.
 std::size_t PrintableLength(std::string_view text) noexcept {
   const auto at = [text](std::size_t index) { return static_cast<unsigned char>(text[index]); };
@@ -39,7 +46,7 @@ std::size_t PrintableLength(std::string_view text) noexcept {
   if (lead.following == 0 || text.size() <= lead.following || at(1) < lead.lowest || at(1) > lead.highest) {
     return 0;
   }
-  if (at(0) == 0xC2 && at(1) < 0xA0) {
+  if ((at(0) == 0xC2 && at(1) < 0xA0) || (at(0) == 0xE2 && Steers(at(1), at(2)))) {
     return 0;
   }
   for (std::size_t index = 2; index <= lead.following; ++index) {

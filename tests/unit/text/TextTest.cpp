@@ -78,6 +78,8 @@ TEST(EscapeControl, NeutralisesWhatSteersATerminal) {
             "31m")
       << "the one-character form of ESC [";
   EXPECT_EQ(EscapeControl("\xC0\xAF \xED\xA0\x80 \xF5"), "\\xc0\\xaf \\xed\\xa0\\x80 \\xf5") << "no valid UTF-8";
+  EXPECT_EQ(EscapeControl("a\u202Eb\u2066\u2028"), "a\\xe2\\x80\\xaeb\\xe2\\x81\\xa6\\xe2\\x80\\xa8");
+  EXPECT_EQ(EscapeControl("\u2013\u20AC"), "\u2013\u20AC") << "a dash and a euro sign steer nothing";
   EXPECT_EQ(EscapeControl("\xE2\x82"), "\\xe2\\x82") << "cut in the middle of a character";
   EXPECT_EQ(EscapeControl(std::string_view("\0\x7F", 2)), "\\x00\\x7f");
 }
