@@ -64,8 +64,8 @@ void Readers(u16 port, double megabytes) {
 void Logs(ScriptedHttpServer& server, const std::vector<int>& counts, std::string (*entries)(int)) {
   std::printf(
       "message log: the whole operation against one property tree of the body, and against its transfer alone\n");
-  std::printf("%-12s %8s %9s %9s %9s %7s %9s %9s\n", "entries", "MB", "ms", "tree ms", "bare ms", "ratio", "peak MiB",
-              "start MiB");
+  std::printf("%-9s %6s %9s %9s %9s %7s %7s %9s %9s\n", "entries", "MB", "ms", "tree ms", "bare ms", "wall", "CPU",
+              "peak MiB", "start MiB");
   for (const int count : counts) {
     const std::string body = entries(count);
     server.On(kEntries, HttpReply(body));
@@ -73,9 +73,9 @@ void Logs(ScriptedHttpServer& server, const std::vector<int>& counts, std::strin
     const Measured operation = RunChild("log", server.Port(), rounds);
     const Measured tree = RunChild("parse-tree", server.Port(), count > 20'000 ? 1 : 3);
     const Measured bare = RunChild("bare-log", server.Port(), rounds);
-    std::printf("%-12d %8.1f %9.2f %9.2f %9.2f %7.2f %9.1f %9.1f\n", count, static_cast<double>(body.size()) / 1e6,
+    std::printf("%-9d %6.1f %9.2f %9.2f %9.2f %7.2f %7.2f %9.1f %9.1f\n", count, static_cast<double>(body.size()) / 1e6,
                 operation.seconds * 1e3, tree.seconds * 1e3, bare.seconds * 1e3, operation.seconds / tree.seconds,
-                operation.peakMiB, operation.startMiB);
+                operation.cpuSeconds / tree.cpuSeconds, operation.peakMiB, operation.startMiB);
   }
   std::printf("\n");
 }
