@@ -88,7 +88,15 @@ void ReplyParser::Feed(std::string_view bytes) {
     if (fed_ > limits_.bytes) {
       FailValidation("more than " + std::to_string(limits_.bytes) + " bytes");
     }
-    Parse(repair_.Take(piece), false);
+    if (held_.size() + piece.size() < std::min(unread_, kPiece)) {
+      held_ += piece;
+    } else if (held_.empty()) {
+      Parse(repair_.Take(piece), false);
+    } else {
+      held_ += piece;
+      Parse(repair_.Take(held_), false);
+      held_.clear();
+    }
   }
 }
 
@@ -96,12 +104,14 @@ void ReplyParser::Parse(std::string_view bytes, bool last) {
   parsed_ += bytes.size();
   Check(XML_Parse(parser_.get(), bytes.data(), static_cast<int>(bytes.size()), last ? XML_TRUE : XML_FALSE));
   const auto read = static_cast<std::size_t>(std::max<XML_Index>(0, XML_GetCurrentByteIndex(parser_.get())));
-  if (parsed_ > read + limits_.tokenBytes) {
+  unread_ = parsed_ - std::min(parsed_, read);
+  if (unread_ > limits_.tokenBytes) {
     FailValidation("a token of more than " + std::to_string(limits_.tokenBytes) + " bytes");
   }
 }
 
 Array<CIMInstance> ReplyParser::Finish() {
+  Parse(repair_.Take(held_), false);
   Parse(repair_.Finish(), true);
   if (!answered_) {
     FailSemantics("no IMETHODRESPONSE");

@@ -90,6 +90,10 @@ class ReplyParser {
   ReplyRepair repair_;
   std::size_t fed_ = 0;
   std::size_t parsed_ = 0;
+  /// Of the token that has begun. The XML parser reads all of it again whenever it gets more, so it gets small pieces
+  /// only once they double the token.
+  std::size_t unread_ = 0;
+  std::string held_;
 
   std::vector<Element> open_;
   std::size_t skipped_ = 0;

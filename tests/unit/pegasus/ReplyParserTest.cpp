@@ -345,5 +345,21 @@ TEST(ReplyParser, HugeTokensEndEarlyAndHugeTextsDoNot) {
   EXPECT_EQ(text.Finish()[0].getProperty(0).getValue().toString().size(), 64 * piece.size());
 }
 
+// The XML parser alone reads an unfinished token again with every piece: a minute or two for these.
+TEST(ReplyParser, TokensInTinyPiecesAreNotReadAgainAndAgain) {
+  ReplyLimits large;
+  large.tokenBytes = std::size_t{2} * 1024 * 1024;
+  const std::string fill(std::size_t{512} * 1024, 'x');
+  EXPECT_EQ(Parse(InstanceReply("<!--" + fill + "--><PROPERTY NAME=\"P\" TYPE=\"string\" A='" + fill + "'/>"), 1, large)
+                .size(),
+            1U);
+  ReplyParser prompt("8");
+  const std::string head = "<CIM><MESSAGE ID=\"7\">";
+  EXPECT_THROW(
+      for (std::size_t i = 0; i < 2 * head.size(); ++i) { prompt.Feed(head.substr(i % head.size(), 1)); },
+      CIMClientResponseException)
+      << "a token waits for no more than its own length";
+}
+
 }  // namespace
 }  // namespace Pegasus::Detail
