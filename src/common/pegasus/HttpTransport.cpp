@@ -16,6 +16,9 @@ namespace Pegasus::Detail {
 namespace {
 
 constexpr long kReceiveBytes = 64L * 1024;
+/// Of all headers and trailers of one reply, those of interim replies too. Below the limits that some releases of curl
+/// have, so that it is the same with all.
+constexpr std::size_t kMaxHeadBytes = std::size_t{256} * 1024;
 
 std::string UrlOf(std::string_view host, Uint32 port, bool tls) {
   std::string text = tls ? "https://" : "http://";
@@ -39,6 +42,15 @@ struct Exchange {
   HttpHead head;
   bool checked = false;
   std::exception_ptr failure;
+  std::size_t headBytes = 0;
+
+  void AddHeadLine(std::string_view line) {
+    headBytes += line.size();
+    if (headBytes > kMaxHeadBytes) {
+      throw CIMClientMalformedHTTPException("HTTP headers of more than 262144 bytes.");
+    }
+    head.AddLine(line);
+  }
 
   template <typename Action>
   std::size_t Guard(std::size_t size, Action action) noexcept {
@@ -61,7 +73,7 @@ struct Exchange {
 
   static std::size_t OnHeader(char* text, std::size_t one, std::size_t count, void* data) noexcept {
     auto& exchange = *static_cast<Exchange*>(data);
-    return exchange.Guard(one * count, [&] { exchange.head.AddLine({text, one * count}); });
+    return exchange.Guard(one * count, [&] { exchange.AddHeadLine({text, one * count}); });
   }
 
   static std::size_t OnBody(char* bytes, std::size_t one, std::size_t count, void* data) noexcept {

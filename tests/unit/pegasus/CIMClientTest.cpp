@@ -268,6 +268,18 @@ TEST_F(CIMClientTest, EndlessRepliesEnd) {
   server.OnClassReply("CIM_X", endless);
   Connect();
   EXPECT_EQ(Failure(), "XML: Validation error: on line 1: a token of more than 262144 bytes");
+
+  const std::string header = "X: " + std::string(4000, 'x') + "\r\n";
+  const std::string interim = "HTTP/1.1 100 Continue\r\n" + header + "\r\n";
+  const std::string trailer = Chunked({}, "X: x\r\n").raw;
+  const std::pair<std::string, std::string> heads[] = {
+      {"HTTP/1.1 200 OK\r\n", header}, {interim, interim}, {trailer.substr(0, trailer.size() - 2), header}};
+  for (const auto& [start, repeated] : heads) {
+    endless.raw = start;
+    endless.repeated = repeated;
+    server.OnClassReply("CIM_X", endless);
+    EXPECT_EQ(Failure(), "Malformed: HTTP headers of more than 262144 bytes.") << start;
+  }
 }
 
 TEST(CIMNames, AreCheckedAndCompareWithoutCase) {
