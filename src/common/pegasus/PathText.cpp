@@ -8,10 +8,14 @@ namespace Pegasus::Detail {
 
 namespace {
 
+bool IsQuoted(char c) noexcept {
+  return c == '"' || c == '\\';
+}
+
 void AppendQuoted(std::string_view value, std::string& text) {
   text += '"';
   for (const char c : value) {
-    if (c == '"' || c == '\\') {
+    if (IsQuoted(c)) {
       text += '\\';
     }
     text += c;
@@ -28,15 +32,22 @@ void PathText::AddNamespacePart(std::string_view part) {
   nameSpace_ += part;
 }
 
-void PathText::AddKey(std::string_view valueType, std::string_view value) {
-  Key key;
+bool PathText::AddKey(std::string_view valueType, std::string_view value) {
+  const bool plain = valueType == "numeric" || valueType == "boolean";
+  const auto quoted = plain ? 0 : 2 + std::count_if(value.begin(), value.end(), IsQuoted);
+  const std::size_t size = keyName.size() + value.size() + static_cast<std::size_t>(quoted) + 2;
+  if (size > kMaxBytes - keyBytes_) {
+    return false;
+  }
+  keyBytes_ += size;
+  Key& key = keys_.emplace_back();
   key.name = keyName;
-  if (valueType == "numeric" || valueType == "boolean") {
+  if (plain) {
     key.value = value;
   } else {
     AppendQuoted(value, key.value);
   }
-  keys_.push_back(std::move(key));
+  return true;
 }
 
 void PathText::Clear() noexcept {
@@ -44,6 +55,7 @@ void PathText::Clear() noexcept {
   className.clear();
   nameSpace_.clear();
   keys_.clear();
+  keyBytes_ = 0;
 }
 
 void PathText::AppendTo(std::string& text) {

@@ -9,14 +9,17 @@ namespace Pegasus::Detail {
 /// Gathers the parts of an object path and writes it as text.
 class PathText {
  public:
+  static constexpr std::size_t kMaxBytes = std::size_t{1024} * 1024;
+
   std::string host;
   std::string className;
   /// Of the key that is being read.
   std::string keyName;
 
   void AddNamespacePart(std::string_view part);
-  /// Adds `keyName`; `valueType` is that of KEYVALUE, or "reference".
-  void AddKey(std::string_view valueType, std::string_view value);
+  /// Adds `keyName`; `valueType` is that of KEYVALUE, or "reference". False, and nothing added, when the path would
+  /// be longer than `kMaxBytes`.
+  bool AddKey(std::string_view valueType, std::string_view value);
   std::size_t KeyCount() const noexcept { return keys_.size(); }
   void Clear() noexcept;
 
@@ -33,6 +36,7 @@ class PathText {
 
   std::string nameSpace_;
   std::vector<Key> keys_;
+  std::size_t keyBytes_ = 0;
 };
 
 }  // namespace Pegasus::Detail

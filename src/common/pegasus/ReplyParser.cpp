@@ -196,6 +196,9 @@ void ReplyParser::Text(std::string_view text) {
   // A reference takes at least four bytes of the reply, and gives fewer.
   const auto written = static_cast<std::size_t>(XML_GetCurrentByteCount(parser_.get()));
   text_.Append(text, inCdata_ || (written >= 4 && text.size() < written));
+  if (text_.Size() > limits_.valueBytes) {
+    FailLongValue();
+  }
 }
 
 }  // namespace Pegasus::Detail

@@ -30,6 +30,13 @@ struct ReplyLimits {
   std::size_t attributes = 64;
   std::size_t depth = 100;
   std::size_t instances = 1'000'000;
+  /// Properties and elements of arrays.
+  std::size_t values = 4'000'000;
+  /// Of one value; of an array, all elements together.
+  std::size_t valueBytes = std::size_t{16} * 1024 * 1024;
+  /// Of all object paths. A path inside a path is quoted once more, which can double it at each level; so a short
+  /// reply can hold long paths.
+  std::size_t pathBytes = std::size_t{256} * 1024 * 1024;
 };
 
 /// Reads the reply to one EnumerateInstances as it arrives.
@@ -68,6 +75,8 @@ class ReplyParser {
   void CloseQualifier();
   void CloseProperty();
   void ClosePath();
+  void AddKey(std::string_view valueType, std::string_view value);
+  void CountValue();
   void CloseReference();
   void CloseInstance();
   Element Parent() const noexcept;
@@ -77,6 +86,8 @@ class ReplyParser {
   void Check(int status);
   [[noreturn]] void FailValidation(std::string_view what) const;
   [[noreturn]] void FailSemantics(std::string_view what) const;
+  [[noreturn]] void FailLongPath() const;
+  [[noreturn]] void FailLongValue() const;
   std::string Line() const;
 
   struct ParserFree {
@@ -107,12 +118,14 @@ class ReplyParser {
   // Paths inside keys of paths; those behind the count wait for their next use.
   std::vector<PathText> paths_;
   std::size_t pathCount_ = 0;
+  std::size_t pathBytes_ = 0;
   std::string keyType_;
   std::string reference_;
 
   ValueDraft property_;
   ValueDraft qualifier_;
   ValueDraft* value_ = nullptr;
+  std::size_t valueCount_ = 0;
   std::vector<CIMConstQualifier> qualifiers_;
 
   std::shared_ptr<InstanceStore> store_;

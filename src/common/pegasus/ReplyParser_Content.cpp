@@ -10,7 +10,6 @@ namespace Pegasus::Detail {
 namespace {
 
 constexpr std::size_t kMaxKeys = 256;
-constexpr std::size_t kMaxPathBytes = std::size_t{1024} * 1024;
 
 /// Empty when the element lacks it.
 std::string_view Attribute(const char** attributes, std::string_view name) noexcept {
@@ -53,6 +52,7 @@ void ReplyParser::Open(Element element, const char** attributes) {
       value_->isNull = false;
       return;
     case Element::ValueNull:
+      CountValue();
       return value_->SetNullElement();
     case Element::ValueReference:
       return reference_.clear();
@@ -81,7 +81,7 @@ void ReplyParser::Close(Element element) {
       return CloseValue();
     case Element::KeyValue:
       collecting_ = false;
-      return Path().AddKey(keyType_, text_.Finish());
+      return AddKey(keyType_, text_.Finish());
     case Element::Host:
       collecting_ = false;
       Path().host = text_.Finish();
@@ -125,6 +125,7 @@ void ReplyParser::OpenError(const char** attributes) {
 }
 
 void ReplyParser::OpenProperty(Element element, const char** attributes) {
+  CountValue();
   const CIMType type =
       element == Element::PropertyReference ? CIMTYPE_REFERENCE : TypeNamed(Attribute(attributes, "TYPE"));
   property_.Start(Attribute(attributes, "NAME"), type, element == Element::PropertyArray);
@@ -132,10 +133,22 @@ void ReplyParser::OpenProperty(Element element, const char** attributes) {
   value_ = &property_;
 }
 
+void ReplyParser::CountValue() {
+  if (++valueCount_ > limits_.values) {
+    FailValidation("more than " + std::to_string(limits_.values) + " values");
+  }
+}
+
 void ReplyParser::CloseValue() {
   collecting_ = false;
+  if (value_->isArray) {
+    CountValue();
+  }
   if (!value_->Set(text_.Finish())) {
     FailSemantics("the value of " + value_->name.substr(0, 100) + " does not fit its type");
+  }
+  if (value_->stored.size() > limits_.valueBytes) {
+    FailLongValue();
   }
 }
 
@@ -197,15 +210,32 @@ void ReplyParser::ClosePath() {
     Path().AppendTo(text);
   }
   --pathCount_;
-  // A path inside a path is quoted once more, which can double it at each level.
-  if (text.size() > kMaxPathBytes) {
-    FailValidation("an object path of more than " + std::to_string(kMaxPathBytes) + " bytes");
+  if (text.size() > PathText::kMaxBytes) {
+    FailLongPath();
   }
+  pathBytes_ += text.size();
+  if (pathBytes_ > limits_.pathBytes) {
+    FailValidation("object paths of more than " + std::to_string(limits_.pathBytes) + " bytes");
+  }
+}
+
+void ReplyParser::AddKey(std::string_view valueType, std::string_view value) {
+  if (!Path().AddKey(valueType, value)) {
+    FailLongPath();
+  }
+}
+
+void ReplyParser::FailLongValue() const {
+  FailValidation("a value of more than " + std::to_string(limits_.valueBytes) + " bytes");
+}
+
+void ReplyParser::FailLongPath() const {
+  FailValidation("an object path of more than " + std::to_string(PathText::kMaxBytes) + " bytes");
 }
 
 void ReplyParser::CloseReference() {
   if (Parent() == Element::KeyBinding) {
-    return Path().AddKey("reference", reference_);
+    return AddKey("reference", reference_);
   }
   property_.Set(reference_);
 }

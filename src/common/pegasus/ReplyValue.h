@@ -14,6 +14,7 @@ class TextCollector {
   void Start() noexcept;
   void Append(std::string_view text, bool verbatim);
   std::string_view Finish() noexcept;
+  std::size_t Size() const noexcept { return text_.size(); }
 
  private:
   std::string text_;

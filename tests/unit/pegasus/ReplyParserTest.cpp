@@ -308,22 +308,56 @@ TEST(ReplyParser, BoundsWhatAReplyCanCost) {
   EXPECT_EQ(XmlFailure(Reply("<IRETURNVALUE><INSTANCE/><INSTANCE/><INSTANCE/></IRETURNVALUE>"), few),
             "Validation error: on line 1: more than 2 instances");
   EXPECT_EQ(XmlFailure(Reply(std::string(1000, ' ')), few), "Validation error: on line 1: more than 1000 bytes");
+
+  few = {};
+  few.values = 4;
+  few.valueBytes = 20;
+  const std::string array = "<PROPERTY.ARRAY NAME=\"A\" TYPE=\"string\"><VALUE.ARRAY>";
+  const std::string arrayEnd = "</VALUE.ARRAY></PROPERTY.ARRAY>";
+  const std::string scalar = "<PROPERTY NAME=\"P\" TYPE=\"string\"><VALUE>12345678901234567890</VALUE></PROPERTY>";
+  EXPECT_EQ(Parse(InstanceReply(array + "<VALUE>a</VALUE><VALUE.NULL/>" + arrayEnd + scalar), 1, few).size(), 1U);
+  const std::string tooMany = "Validation error: on line 1: more than 4 values";
+  EXPECT_EQ(XmlFailure(InstanceReply(scalar + scalar + scalar + scalar + scalar), few), tooMany);
+  EXPECT_EQ(XmlFailure(InstanceReply(array + "<VALUE/><VALUE/><VALUE/><VALUE/>" + arrayEnd), few), tooMany);
+  EXPECT_EQ(XmlFailure(InstanceReply(array + "<VALUE.NULL/><VALUE.NULL/><VALUE.NULL/><VALUE.NULL/>" + arrayEnd), few),
+            tooMany);
+  const std::string tooLong = "Validation error: on line 1: a value of more than 20 bytes";
+  EXPECT_EQ(XmlFailure(InstanceReply("<PROPERTY NAME=\"P\"><VALUE>123456789012345678901"), few), tooLong)
+      << "before its end";
+  EXPECT_EQ(XmlFailure(InstanceReply(array + "<VALUE>1234567890</VALUE><VALUE>1</VALUE>" + arrayEnd), few), tooLong);
+}
+
+/// A reference whose path holds `levels` others, each inside a key of the one before; what is quoted doubles.
+std::string NestedReference(int levels) {
+  std::string text = "<KEYVALUE>\"</KEYVALUE>";
+  for (int i = 0; i <= levels; ++i) {
+    text = "<VALUE.REFERENCE><INSTANCENAME CLASSNAME=\"K\"><KEYBINDING NAME=\"K\">" + text +
+           "</KEYBINDING></INSTANCENAME></VALUE.REFERENCE>";
+  }
+  return text;
+}
+
+std::string ReferenceReply(const std::string& reference) {
+  return InstanceReply("<PROPERTY.REFERENCE NAME=\"R\">" + reference + "</PROPERTY.REFERENCE>");
 }
 
 TEST(ReplyParser, QuotedPathsInsideEachOtherCannotGrowWithoutEnd) {
-  std::string open;
-  for (int i = 0; i < 25; ++i) {
-    open += "<INSTANCENAME CLASSNAME=\"K\"><KEYBINDING NAME=\"K\"><VALUE.REFERENCE>";
+  const std::string tooLong = "Validation error: on line 1: an object path of more than 1048576 bytes";
+  EXPECT_EQ(XmlFailure(ReferenceReply(NestedReference(25))), tooLong);
+
+  // No key alone is too long, and the path that they make has no end yet.
+  std::string keys;
+  for (int i = 0; i < 10; ++i) {
+    keys += "<KEYBINDING NAME=\"K\">" + NestedReference(16) + "</KEYBINDING>";
   }
-  std::string close;
-  for (int i = 0; i < 25; ++i) {
-    close += "</VALUE.REFERENCE></KEYBINDING></INSTANCENAME>";
-  }
-  EXPECT_EQ(XmlFailure(InstanceReply("<PROPERTY.REFERENCE NAME=\"R\"><VALUE.REFERENCE>" + open +
-                                     "<INSTANCENAME CLASSNAME=\"K\"><KEYBINDING NAME=\"K\"><KEYVALUE>\"</KEYVALUE>"
-                                     "</KEYBINDING></INSTANCENAME>" +
-                                     close + "</VALUE.REFERENCE></PROPERTY.REFERENCE>")),
-            "Validation error: on line 1: an object path of more than 1048576 bytes");
+  EXPECT_EQ(XmlFailure(ReferenceReply("<VALUE.REFERENCE><INSTANCENAME CLASSNAME=\"K\">" + keys)), tooLong);
+
+  ReplyLimits few;
+  few.pathBytes = 100'000;
+  const std::string reply = ReferenceReply(NestedReference(12) + NestedReference(12) + NestedReference(12));
+  EXPECT_LT(reply.size(), few.pathBytes / 10);
+  EXPECT_EQ(Parse(reply).size(), 1U);
+  EXPECT_EQ(XmlFailure(reply, few), "Validation error: on line 1: object paths of more than 100000 bytes");
 }
 
 TEST(ReplyParser, HugeTokensEndEarlyAndHugeTextsDoNot) {
