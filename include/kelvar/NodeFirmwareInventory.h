@@ -96,8 +96,9 @@ class KELVAR_EXPORT NodeFirmwareInventory {
   /// gave it. INVENTORY_FAILED without a backend.
   INVENTORYRETURNCODE GetNodeOtherSystemVPD(std::vector<OtherSystemVPD>& list);
 
-  /// Generation of the service processor. CIM and IPMI; INVENTORY_FAILED over Redfish. `generation` keeps its value
-  /// on failure.
+  /// Generation of the service processor. CIM and IPMI; INVENTORY_FAILED over Redfish. On failure `generation` keeps
+  /// its value over Redfish and IPMI, and over CIM when no connection could be opened; any other failure over CIM (no
+  /// instance, none that tells the generation, an exception of the client) sets it to ZMC_GENERATION_1.
   INVENTORYRETURNCODE GetZMCGenerationType(ZMCGENERATIONTYPE& generation);
 
   /// DNS settings of the management network. CIM and Redfish.
