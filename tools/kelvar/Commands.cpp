@@ -92,7 +92,7 @@ constexpr Command commands[] = {
     {"identity", "product, manufacturer, serial number and UUID", Layout::Sheet, identity, identity, identity},
     {"system", "machine type and serial number", Layout::Sheet, machine, machine, machine},
     {"components", "replaceable components", Layout::Columns, components, components, components},
-    {"software", "BMC and UEFI firmware of an AMD platform", Layout::Columns, software, nullptr, nullptr},
+    {"software", "BMC and UEFI firmware of an AMD platform", Layout::Columns, software, nullptr, nullptr, true},
     {"board", "system board", Layout::Sheet, nullptr, ReadBoard, nullptr},
     {"sensors", "numeric sensors", Layout::Columns, nullptr, sensors, sensors},
     {"leds", "indicator LEDs", Layout::Columns, nullptr, nullptr, leds},

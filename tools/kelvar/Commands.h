@@ -40,6 +40,7 @@ struct Command {
   Operation ipmi;
   Operation redfish;
   Operation cim;
+  bool someMachinesOnly = false;  ///< a failure without data can mean that the machine is none of those
 
   Operation For(Protocol protocol) const;
 };

@@ -34,6 +34,30 @@ ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result) {
   }
 }
 
+const char* NameOf(ExitCode code) {
+  switch (code) {
+    case ExitCode::Complete:
+      return "complete";
+    case ExitCode::Internal:
+      return "internal";
+    case ExitCode::Usage:
+      return "usage";
+    case ExitCode::Unreachable:
+      return "unreachable";
+    case ExitCode::LoginRefused:
+      return "login_refused";
+    case ExitCode::Tls:
+      return "tls";
+    case ExitCode::BadData:
+      return "bad_data";
+    case ExitCode::Unsupported:
+      return "unsupported";
+    case ExitCode::Partial:
+      return "partial";
+  }
+  return "unknown";
+}
+
 const char* DescriptionOf(ExitCode code) {
   switch (code) {
     case ExitCode::Complete:

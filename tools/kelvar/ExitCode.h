@@ -33,6 +33,9 @@ class ToolError : public std::runtime_error {
 /// The exit code that the result of one operation stands for when it delivered nothing.
 ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result);
 
+/// The code's name for programs, such as "complete" or "login_refused".
+const char* NameOf(ExitCode code);
+
 /// What a code means, as a short English phrase for people.
 const char* DescriptionOf(ExitCode code);
 

@@ -19,6 +19,9 @@ namespace {
 
 constexpr u32 failureLevel = 1;
 constexpr u32 gapLevel = 2;
+constexpr u32 traceLevel = 4;
+
+constexpr std::string_view exchangeMark = "Exchange: ";  // in front of the records of the transports' requests
 
 constexpr int tlsCodes[] = {CURLE_SSL_CONNECT_ERROR,    CURLE_SSL_ENGINE_NOTFOUND, CURLE_SSL_ENGINE_SETFAILED,
                             CURLE_SSL_CERTPROBLEM,      CURLE_SSL_CIPHER,          CURLE_PEER_FAILED_VERIFICATION,
@@ -28,6 +31,8 @@ constexpr int tlsCodes[] = {CURLE_SSL_CONNECT_ERROR,    CURLE_SSL_ENGINE_NOTFOUN
 
 constexpr int connectionCodes[] = {CURLE_COULDNT_RESOLVE_HOST, CURLE_COULDNT_CONNECT, CURLE_OPERATION_TIMEDOUT,
                                    CURLE_GOT_NOTHING,          CURLE_SEND_ERROR,      CURLE_RECV_ERROR};
+
+constexpr int notOfferedStatuses[] = {404, 405, 501};
 
 /// The number behind a word such as "curlCode", which a blank or ": " follows.
 std::optional<int> NumberBehind(std::string_view text, std::string_view word) {
@@ -56,12 +61,32 @@ bool Contains(const int (&codes)[N], int code) {
   return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
 }
 
+/// The library runs on its caller's thread.
+thread_local Findings current;
+
+void Watch(u32 level, std::string_view record) {
+  if (level == traceLevel && record.substr(0, exchangeMark.size()) == exchangeMark) {
+    current.exchanges.emplace_back(record.substr(exchangeMark.size()));
+  }
+  if (!TellsOfGap(level, record)) {
+    return;
+  }
+  ++current.gaps;
+  if (current.why.empty()) {
+    current.why = record;
+  }
+  if (!current.cause) {
+    current.cause = CauseOf(record);
+  }
+}
+
 }  // namespace
 
 std::optional<ExitCode> CauseOf(std::string_view record) {
   constexpr int unauthorized = 401;
-  if (Has(record, "IPMIAUTHFAIL") || Has(record, "HTTP Error (401") ||
-      NumberBehind(record, "httpCode") == unauthorized) {
+  const int httpCode = NumberBehind(record, "httpCode").value_or(0);
+  if (Has(record, "IPMIAUTHFAIL") || Has(record, "HTTP Error (401") || Has(record, "CIM_ERR_ACCESS_DENIED") ||
+      httpCode == unauthorized) {
     return ExitCode::LoginRefused;
   }
   const int curlCode = NumberBehind(record, "curlCode").value_or(CURLE_OK);
@@ -72,13 +97,17 @@ std::optional<ExitCode> CauseOf(std::string_view record) {
   if (Contains(connectionCodes, curlCode) || cimConnect) {
     return ExitCode::Unreachable;
   }
+  if (Contains(notOfferedStatuses, httpCode) || Has(record, "CIM_ERR_INVALID_CLASS") ||
+      Has(record, "CIM_ERR_NOT_SUPPORTED")) {
+    return ExitCode::Unsupported;
+  }
   return std::nullopt;
 }
 
-LogWatch::LogWatch(u32 shownLevel) {
-  Log::SetMinLogLevel(std::max(shownLevel, gapLevel));
-  Log::SetSink([this, shownLevel](u32 level, const char* file, int line, const std::string& text) {
-    Record(level, text);
+LogWatch::LogWatch(u32 shownLevel, bool exchanges) {
+  Log::SetMinLogLevel(std::max(shownLevel, exchanges ? traceLevel : gapLevel));
+  Log::SetSink([shownLevel](u32 level, const char* file, int line, const std::string& text) {
+    Watch(level, text);
     if (level <= shownLevel) {
       std::fprintf(stderr, "%s:%d: %s\n", file, line, Text::EscapeControl(text, "\n").c_str());
     }
@@ -89,20 +118,8 @@ LogWatch::~LogWatch() {
   Log::SetSink(nullptr);
 }
 
-void LogWatch::Record(u32 level, std::string_view text) {
-  if (!TellsOfGap(level, text)) {
-    return;
-  }
-  const std::lock_guard lock(mutex_);
-  ++findings_.gaps;
-  if (!findings_.cause) {
-    findings_.cause = CauseOf(text);
-  }
-}
-
 Findings LogWatch::Take() {
-  const std::lock_guard lock(mutex_);
-  return std::exchange(findings_, {});
+  return std::exchange(current, {});
 }
 
 }  // namespace Kelvar::Tool

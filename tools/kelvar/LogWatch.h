@@ -1,8 +1,9 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include <kelvar/Types.h>
 
@@ -12,31 +13,28 @@ namespace Kelvar::Tool {
 
 /// What the library's log said during one step.
 struct Findings {
-  unsigned gaps = 0;              ///< failures, and exceptions and gaps that were survived
-  std::optional<ExitCode> cause;  ///< why, where a record tells: unreachable, login refused, TLS
+  unsigned gaps = 0;                   ///< failures, and exceptions and gaps that were survived
+  std::optional<ExitCode> cause;       ///< why, where a record tells: unreachable, login refused, TLS, not offered
+  std::string why;                     ///< the first of the gaps in the library's words
+  std::vector<std::string> exchanges;  ///< requests and their answers, when they were asked for
 };
 
 /// The cause that one record tells, if it does.
 std::optional<ExitCode> CauseOf(std::string_view record);
 
 /// Shows the library's log on standard error and watches it, for results alone do not tell what is missing: an
-/// operation succeeds over the parts that it could not read. One object at a time.
+/// operation succeeds over the parts that it could not read. One object in the process; each thread sees what its own
+/// calls of the library logged.
 class LogWatch {
  public:
-  /// Records of levels up to `shownLevel` are shown.
-  explicit LogWatch(u32 shownLevel);
+  /// Records of levels up to `shownLevel` are shown. `exchanges`: requests and their answers are collected.
+  explicit LogWatch(u32 shownLevel, bool exchanges = false);
   ~LogWatch();
   LogWatch(const LogWatch&) = delete;
   LogWatch& operator=(const LogWatch&) = delete;
 
-  /// What was found since the last call.
+  /// What the calling thread found since its last call.
   Findings Take();
-
- private:
-  void Record(u32 level, std::string_view text);
-
-  std::mutex mutex_;
-  Findings findings_;
 };
 
 }  // namespace Kelvar::Tool

@@ -53,13 +53,7 @@ class SilentTerminal {
   termios former_{};
 };
 
-std::string FirstLine(const std::string& file) {
-  std::ifstream input(file);
-  std::string line;
-  if (!std::getline(input, line)) {
-    throw ToolError(ExitCode::Usage,
-                    "password file " + file + ": " + (input.is_open() ? "empty" : std::strerror(errno)));
-  }
+std::string WithoutCarriageReturn(std::string line) {
   if (!line.empty() && line.back() == '\r') {
     line.pop_back();
   }
@@ -68,16 +62,42 @@ std::string FirstLine(const std::string& file) {
 
 }  // namespace
 
-std::string ReadPassword(const std::string& file, const std::string& target) {
-  if (!file.empty()) {
-    return FirstLine(file);
+std::string PasswordFromFile(const std::string& file) {
+  std::ifstream input(file);
+  std::string line;
+  if (!std::getline(input, line)) {
+    throw ToolError(ExitCode::Usage,
+                    "password file " + file + ": " + (input.is_open() ? "empty" : std::strerror(errno)));
   }
-  if (const char* password = std::getenv("KELVAR_PASSWORD"); password != nullptr) {
-    return password;
+  return WithoutCarriageReturn(line);
+}
+
+std::string PasswordFromCommand(const std::string& command) {
+  std::FILE* const pipe = popen(command.c_str(), "re");
+  if (pipe == nullptr) {
+    throw ToolError(ExitCode::Usage, std::string("password command: ") + std::strerror(errno));
   }
+  std::string output;
+  char piece[256];
+  for (std::size_t length = 0; (length = std::fread(piece, 1, sizeof piece, pipe)) > 0;) {
+    output.append(piece, length);
+  }
+  if (pclose(pipe) != 0) {
+    throw ToolError(ExitCode::Usage, "the password command failed");
+  }
+  const std::string line = WithoutCarriageReturn(output.substr(0, output.find('\n')));
+  if (line.empty()) {
+    throw ToolError(ExitCode::Usage, "the password command printed nothing");
+  }
+  return line;
+}
+
+std::string PasswordFromTerminal(const std::string& target) {
   const SilentTerminal terminal;
   if (!terminal.Exists()) {
-    throw ToolError(ExitCode::Usage, "no password: give --password-file or the environment variable KELVAR_PASSWORD");
+    throw ToolError(ExitCode::Usage,
+                    "no password: give --password-file, --password-command or the environment variable "
+                    "KELVAR_PASSWORD, or name one in the configuration file");
   }
   terminal.Write("Password for " + target + ": ");
   return terminal.ReadLine();

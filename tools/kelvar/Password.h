@@ -4,8 +4,15 @@
 
 namespace Kelvar::Tool {
 
-/// The password of a target: the first line of `file` when that is not empty, else KELVAR_PASSWORD of the environment,
-/// else typed at the terminal without echo. Throws ToolError (usage) when there is none of the three.
-std::string ReadPassword(const std::string& file, const std::string& target);
+// Each throws ToolError (usage) when there is no password to be had; none shows it.
+
+/// The first line of a file.
+std::string PasswordFromFile(const std::string& file);
+
+/// The first line that a command prints on standard output, run by the shell. Its standard error is the program's own.
+std::string PasswordFromCommand(const std::string& command);
+
+/// Typed at the terminal without echo.
+std::string PasswordFromTerminal(const std::string& target);
 
 }  // namespace Kelvar::Tool

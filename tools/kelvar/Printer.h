@@ -1,30 +1,28 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
-#include "tools/kelvar/Commands.h"
-#include "tools/kelvar/ExitCode.h"
-#include "tools/kelvar/Target.h"
+#include "tools/kelvar/Report.h"
 
 namespace Kelvar::Tool {
 
-/// All that was read from one target.
-struct Report {
-  struct Entry {
-    const Command* command;
-    Outcome outcome;
-    ExitCode exitCode;
-  };
-
-  std::string target;
-  std::vector<Entry> entries;
-};
+enum class Colour { Never, Always };
 
 /// For people. What came from the target is escaped.
-std::string TableText(const Report& report);
+std::string TableText(const Report& report, Colour colour);
 
-/// For programs: one JSON object in ASCII, with "format_version". Bytes that are no UTF-8 stand as \xNN in the texts.
+/// For programs: one JSON object in ASCII on one line, with "format_version"; docs/report.schema.json describes it.
+/// Bytes that are no UTF-8 stand as \xNN in the texts.
 std::string JsonText(const Report& report);
+
+/// The same over several lines, indented.
+std::string IndentedJsonText(const Report& report);
+
+/// The first line of comma-separated values.
+std::string CsvHead();
+
+/// For spreadsheets: a line a field (RFC 4180), and a line for each part that is not complete. A text that a
+/// spreadsheet would take for a formula gets an apostrophe in front.
+std::string CsvText(const Report& report);
 
 }  // namespace Kelvar::Tool

@@ -1,6 +1,9 @@
+#include <chrono>
 #include <cmath>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
+#include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
@@ -17,7 +20,8 @@ constexpr unsigned formatVersion = 1;
 
 // In ASCII, nothing that a terminal obeys gets through unescaped.
 using Buffer = rapidjson::StringBuffer;
-using Writer = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
+using Compact = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
+using Indented = rapidjson::PrettyWriter<Buffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
 
 /// All control characters of ASCII, which JSON has escapes for.
 std::string AsciiControls() {
@@ -28,12 +32,14 @@ std::string AsciiControls() {
   return controls;
 }
 
+template <typename Writer>
 void WriteText(Writer& writer, const std::string& text) {
   static const std::string controls = AsciiControls();
   const std::string valid = Text::EscapeControl(text, controls);
   writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
 }
 
+template <typename Writer>
 struct ValueWriter {
   Writer& writer;
 
@@ -57,40 +63,69 @@ struct ValueWriter {
   }
 };
 
-void WriteEntry(Writer& writer, const Report::Entry& entry) {
-  writer.StartObject();
-  writer.Key("what");
-  writer.String(entry.command->name);
-  writer.Key("result");
-  writer.Int(entry.outcome.result);
-  writer.Key("result_name");
-  writer.String(Kelvar::NameOf(entry.outcome.result));
-  writer.Key("complete");
-  writer.Bool(entry.exitCode == ExitCode::Complete);
+template <typename Writer>
+void WriteMember(Writer& writer, const char* key, const std::string& text) {
+  writer.Key(key);
+  WriteText(writer, text);
+}
+
+template <typename Writer>
+void WriteRecords(Writer& writer, const std::vector<Record>& records) {
   writer.Key("records");
   writer.StartArray();
-  for (const Record& record : entry.outcome.records) {
+  for (const Record& record : records) {
     writer.StartObject();
     for (const auto& [name, value] : record) {
       writer.Key(name);
-      std::visit(ValueWriter{writer}, value);
+      std::visit(ValueWriter<Writer>{writer}, value);
     }
     writer.EndObject();
   }
   writer.EndArray();
+}
+
+template <typename Writer>
+void WriteCode(Writer& writer, ExitCode code) {
+  writer.Key("code");
+  writer.Int(static_cast<int>(code));
+  writer.Key("status");
+  writer.String(NameOf(code));
+}
+
+template <typename Writer>
+void WriteEntry(Writer& writer, const Report::Entry& entry) {
+  writer.StartObject();
+  writer.Key("what");
+  writer.String(entry.command->name);
+  WriteCode(writer, entry.code);
+  writer.Key("result");
+  writer.Int(entry.outcome.result);
+  writer.Key("result_name");
+  writer.String(Kelvar::NameOf(entry.outcome.result));
+  if (entry.code != ExitCode::Complete) {
+    WriteMember(writer, "note", NoteOf(entry));
+    WriteMember(writer, "why", entry.why);
+  }
+  WriteRecords(writer, entry.outcome.records);
   writer.EndObject();
 }
 
-}  // namespace
-
-std::string JsonText(const Report& report) {
-  Buffer buffer;
-  Writer writer(buffer);
+template <typename Writer>
+void WriteReport(Writer& writer, const Report& report) {
   writer.StartObject();
   writer.Key("format_version");
   writer.Uint(formatVersion);
-  writer.Key("target");
-  WriteText(writer, report.target);
+  WriteMember(writer, "target", report.target);
+  WriteMember(writer, "protocol", NameOf(report.protocol));
+  WriteMember(writer, "start",
+              fmt::format("{:%FT%TZ}", fmt::gmtime(std::chrono::floor<std::chrono::seconds>(report.start))));
+  writer.Key("seconds");
+  const std::string seconds = fmt::format("{:.3f}", report.seconds);
+  writer.RawValue(seconds.data(), seconds.size(), rapidjson::kNumberType);
+  WriteCode(writer, report.code);
+  if (!report.error.empty()) {
+    WriteMember(writer, "error", report.error);
+  }
   writer.Key("results");
   writer.StartArray();
   for (const Report::Entry& entry : report.entries) {
@@ -98,7 +133,27 @@ std::string JsonText(const Report& report) {
   }
   writer.EndArray();
   writer.EndObject();
+}
+
+template <typename Writer>
+std::string TextOf(Buffer& buffer, Writer& writer, const Report& report) {
+  WriteReport(writer, report);
   return std::string(buffer.GetString(), buffer.GetSize()) + '\n';
+}
+
+}  // namespace
+
+std::string JsonText(const Report& report) {
+  Buffer buffer;
+  Compact writer(buffer);
+  return TextOf(buffer, writer, report);
+}
+
+std::string IndentedJsonText(const Report& report) {
+  Buffer buffer;
+  Indented writer(buffer);
+  writer.SetIndent(' ', 2);
+  return TextOf(buffer, writer, report);
 }
 
 }  // namespace Kelvar::Tool

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <kelvar/Names.h>
-
 #include "common/text/Escape.h"
 #include "tools/kelvar/Printer.h"
 
@@ -35,6 +33,25 @@ std::size_t Width(const std::string& text) {
       std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<u8>(byte) & 0xC0) != 0x80; }));
 }
 
+/// Escape sequences around a text, when colour is wanted.
+class Paint {
+ public:
+  explicit Paint(Colour colour) : on_(colour == Colour::Always) {}
+
+  std::string Bold(const std::string& text) const { return Wrap("1", text); }
+  std::string Dim(const std::string& text) const { return Wrap("2", text); }
+  std::string Note(ExitCode code, const std::string& text) const {
+    return Wrap(code == ExitCode::Partial ? "33" : "31", text);
+  }
+
+ private:
+  std::string Wrap(const char* attribute, const std::string& text) const {
+    return on_ ? fmt::format("\x1b[{}m{}\x1b[0m", attribute, text) : text;
+  }
+
+  bool on_;
+};
+
 void AppendPadded(std::string& line, const std::string& text, std::size_t width) {
   line += text;
   line.append(width + 2 - std::min(width, Width(text)), ' ');
@@ -46,7 +63,7 @@ void EndLine(std::string& text, std::string line) {
 }
 
 /// A line a field, for those that hold something.
-void AppendSheet(std::string& text, const Record& record) {
+void AppendSheet(std::string& text, const Record& record, const Paint& paint) {
   std::size_t width = 0;
   for (const auto& [name, value] : record) {
     width = std::max(width, IsEmpty(value) ? 0 : std::char_traits<char>::length(name));
@@ -55,7 +72,7 @@ void AppendSheet(std::string& text, const Record& record) {
     if (!IsEmpty(value)) {
       std::string line;
       AppendPadded(line, name, width);
-      EndLine(text, line + TextOf(value));
+      EndLine(text, paint.Dim(line) + TextOf(value));
     }
   }
 }
@@ -77,13 +94,14 @@ std::vector<std::pair<std::size_t, std::size_t>> ColumnsOf(const std::vector<Rec
   return columns;
 }
 
-void AppendColumns(std::string& text, const std::vector<Record>& records) {
+void AppendColumns(std::string& text, const std::vector<Record>& records, const Paint& paint) {
   const auto columns = ColumnsOf(records);
   std::string head;
   for (const auto& [field, width] : columns) {
     AppendPadded(head, records.front()[field].first, width);
   }
-  EndLine(text, head);
+  head.erase(head.find_last_not_of(' ') + 1);
+  EndLine(text, paint.Dim(head));
   for (const Record& record : records) {
     std::string line;
     for (const auto& [field, width] : columns) {
@@ -93,32 +111,27 @@ void AppendColumns(std::string& text, const std::vector<Record>& records) {
   }
 }
 
-std::string NoteOf(const Report::Entry& entry) {
-  if (entry.exitCode == ExitCode::Complete) {
-    return entry.outcome.records.empty() ? ": nothing found" : "";
+std::string HeadOf(const Report::Entry& entry, const Paint& paint) {
+  const std::string name = paint.Bold(entry.command->name);
+  if (entry.code != ExitCode::Complete) {
+    return name + ": " + paint.Note(entry.code, NoteOf(entry));
   }
-  const char* const word = entry.exitCode == ExitCode::Partial ? "incomplete" : "failed";
-  if (entry.outcome.result == NodeFirmwareInventory::INVENTORY_SUCCESS) {
-    return fmt::format(": {} ({})", word, DescriptionOf(entry.exitCode));
-  }
-  const bool refused = entry.exitCode == ExitCode::LoginRefused;  // which the result does not tell of every protocol
-  return fmt::format(": {} ({}, {})", word,
-                     refused ? DescriptionOf(entry.exitCode) : DescriptionOf(entry.outcome.result),
-                     Kelvar::NameOf(entry.outcome.result));
+  return name + (entry.outcome.records.empty() ? ": nothing found" : "");
 }
 
 }  // namespace
 
-std::string TableText(const Report& report) {
+std::string TableText(const Report& report, Colour colour) {
+  const Paint paint(colour);
   std::string text;
   for (const Report::Entry& entry : report.entries) {
     const std::vector<Record>& records = entry.outcome.records;
-    text += std::string(text.empty() ? "" : "\n") + entry.command->name + NoteOf(entry) + '\n';
+    text += std::string(text.empty() ? "" : "\n") + HeadOf(entry, paint) + '\n';
     if (entry.command->layout == Layout::Columns && !records.empty()) {
-      AppendColumns(text, records);
+      AppendColumns(text, records, paint);
     } else {
       for (const Record& record : records) {
-        AppendSheet(text, record);
+        AppendSheet(text, record, paint);
       }
     }
   }

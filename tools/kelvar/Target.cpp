@@ -128,7 +128,7 @@ void RefusePassword(const std::string& address) {
   if (at != std::string::npos && address.find(':', start) < at) {
     throw ToolError(ExitCode::Usage,
                     "a password does not belong into the target's address, where other users can read it; use "
-                    "--password-file, the environment variable KELVAR_PASSWORD, or the prompt");
+                    "--password-file, --password-command, the environment variable KELVAR_PASSWORD, or the prompt");
   }
 }
 
@@ -159,6 +159,18 @@ Target ParseTarget(const std::string& address) {
     ReadQuery(address, *query, info);
   }
   return target;
+}
+
+const char* WordOf(Protocol protocol) {
+  switch (protocol) {
+    case Protocol::Ipmi:
+      return "ipmi";
+    case Protocol::Redfish:
+      return "redfish";
+    case Protocol::Cim:
+      return "cim";
+  }
+  return "";
 }
 
 const char* NameOf(Protocol protocol) {

@@ -24,6 +24,9 @@ struct Target {
 /// Throws ToolError (usage) for anything else, and for an address with a password in it.
 Target ParseTarget(const std::string& address);
 
+/// "ipmi", "redfish", "cim".
+const char* WordOf(Protocol protocol);
+
 /// "IPMI", "Redfish", "CIM".
 const char* NameOf(Protocol protocol);
 

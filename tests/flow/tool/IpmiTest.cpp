@@ -154,10 +154,11 @@ TEST(Json, IsOneObjectWithAFormatVersion) {
   EXPECT_EQ(document["format_version"].GetInt(), 1);
   const auto& system = document["results"][0];
   EXPECT_STREQ(system["what"].GetString(), "system");
-  EXPECT_TRUE(system["complete"].GetBool());
+  EXPECT_STREQ(system["status"].GetString(), "complete");
   EXPECT_STREQ(system["records"][0]["SerialNumber"].GetString(), "KV4A017");
   const auto& software = document["results"][1];
-  EXPECT_FALSE(software["complete"].GetBool());
+  EXPECT_STREQ(software["status"].GetString(), "bad_data");
+  EXPECT_STREQ(software["note"].GetString(), "failed (failed without a more exact cause, INVENTORY_FAILED)");
   EXPECT_EQ(software["result"].GetInt(), 15);
   EXPECT_STREQ(software["result_name"].GetString(), "INVENTORY_FAILED");
   EXPECT_TRUE(software["records"].Empty());

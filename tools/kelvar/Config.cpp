@@ -1,0 +1,150 @@
+#include "tools/kelvar/Config.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include <fnmatch.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <toml++/toml.h>
+
+#include "tools/kelvar/ExitCode.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+[[noreturn]] void Refuse(const std::string& file, const std::string& why) {
+  throw ToolError(ExitCode::Usage, "configuration " + file + ": " + why);
+}
+
+std::string ContentOf(const std::string& file) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) {
+    Refuse(file, std::strerror(errno));
+  }
+  if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+    Refuse(file, "others than its owner may use it; chmod 600 it first");
+  }
+  if (status.st_uid != geteuid() && status.st_uid != 0) {
+    Refuse(file, "it belongs to another user");
+  }
+  std::ifstream input(file);
+  std::ostringstream content;
+  content << input.rdbuf();
+  if (!input) {
+    Refuse(file, std::strerror(errno));
+  }
+  return content.str();
+}
+
+/// One table of the file, whose keys are taken one by one, so that what is left over is a mistake.
+class Table {
+ public:
+  Table(std::string file, std::string name, const toml::table& table)
+      : file_(std::move(file)), name_(std::move(name)), table_(table) {}
+
+  std::optional<std::string> Text(const char* key) {
+    known_.emplace_back(key);
+    const toml::node* const node = table_.get(key);
+    if (node == nullptr) {
+      return std::nullopt;
+    }
+    if (!node->is_string()) {
+      Refuse(file_, name_ + "." + key + " is no text");
+    }
+    return node->as_string()->get();
+  }
+
+  void RefuseOthers() const {
+    for (const auto& [key, node] : table_) {
+      if (std::find(known_.begin(), known_.end(), key.str()) == known_.end()) {
+        Refuse(file_, "unknown " + name_ + "." + std::string(key.str()));
+      }
+    }
+  }
+
+ private:
+  std::string file_;
+  std::string name_;
+  const toml::table& table_;
+  std::vector<std::string> known_;
+};
+
+Config::Account AccountOf(const std::string& file, const toml::table& table) {
+  Table reader(file, "account", table);
+  Config::Account account;
+  account.host = reader.Text("host").value_or("");
+  account.protocol = reader.Text("protocol").value_or("");
+  account.user = reader.Text("user").value_or("");
+  account.password = {reader.Text("password-file").value_or(""), reader.Text("password-command").value_or(""),
+                      reader.Text("password")};
+  reader.RefuseOthers();
+  constexpr const char* protocols[] = {"", "ipmi", "redfish", "cim"};
+  if (std::find(std::begin(protocols), std::end(protocols), account.protocol) == std::end(protocols)) {
+    Refuse(file, "account.protocol is none of ipmi, redfish, cim");
+  }
+  return account;
+}
+
+/// Errors of the parser show a place, never the text there, which may be a password.
+toml::table Parsed(const std::string& file, const std::string& content) {
+  try {
+    return toml::parse(content);
+  } catch (const toml::parse_error& error) {
+    Refuse(file, "no TOML from line " + std::to_string(error.source().begin.line) + " on");
+  }
+}
+
+}  // namespace
+
+const Config::Account* Config::AccountFor(const Target& target) const {
+  for (const Account& account : accounts) {
+    const bool host = account.host.empty() || fnmatch(account.host.c_str(), target.info.Host.c_str(), 0) == 0;
+    const bool protocol = account.protocol.empty() || account.protocol == WordOf(target.protocol);
+    const bool user = account.user.empty() || target.info.UserName.empty() || account.user == target.info.UserName;
+    if (host && protocol && user) {
+      return &account;
+    }
+  }
+  return nullptr;
+}
+
+Config ReadConfig(const std::string& file) {
+  const toml::table root = Parsed(file, ContentOf(file));
+  Config config;
+  for (const auto& [key, node] : root) {
+    if (key.str() != "account") {
+      Refuse(file, "unknown " + std::string(key.str()));
+    }
+    const toml::array* const accounts = node.as_array();
+    if (accounts == nullptr || !accounts->is_homogeneous(toml::node_type::table)) {
+      Refuse(file, "account is no list of tables; write [[account]]");
+    }
+    for (const toml::node& account : *accounts) {
+      config.accounts.push_back(AccountOf(file, *account.as_table()));
+    }
+  }
+  return config;
+}
+
+std::string DefaultConfigFile() {
+  const char* const base = std::getenv("XDG_CONFIG_HOME");
+  const char* const home = std::getenv("HOME");
+  std::string folder;
+  if (base != nullptr && *base == '/') {
+    folder = base;
+  } else if (home != nullptr && *home == '/') {
+    folder = std::string(home) + "/.config";
+  }
+  const std::string file = folder + "/kelvar/config.toml";
+  return !folder.empty() && access(file.c_str(), F_OK) == 0 ? file : std::string();
+}
+
+}  // namespace Kelvar::Tool

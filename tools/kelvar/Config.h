@@ -1,0 +1,43 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/kelvar/Target.h"
+
+namespace Kelvar::Tool {
+
+/// Where a password comes from. At most one is set.
+struct PasswordSource {
+  std::string file;     ///< its first line
+  std::string command;  ///< the first line that it prints, run by the shell
+  std::optional<std::string> text;
+
+  bool Given() const { return !file.empty() || !command.empty() || text.has_value(); }
+};
+
+/// What the configuration file says.
+struct Config {
+  /// One account and the targets that it is for.
+  struct Account {
+    std::string host;      ///< pattern of the shell ("10.0.*", "*-bmc"); empty: any
+    std::string protocol;  ///< "ipmi", "redfish" or "cim"; empty: any
+    std::string user;
+    PasswordSource password;
+  };
+
+  std::vector<Account> accounts;
+
+  /// The first account that fits a target, or null.
+  const Account* AccountFor(const Target& target) const;
+};
+
+/// Reads a TOML file. Throws ToolError (usage) when it cannot be read or says what it must not, and when others than
+/// its owner may read or change it, since it can hold passwords.
+Config ReadConfig(const std::string& file);
+
+/// $XDG_CONFIG_HOME/kelvar/config.toml, or ~/.config/kelvar/config.toml, when that file exists; else empty.
+std::string DefaultConfigFile();
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "tools/kelvar/Config.h"
+#include "tools/kelvar/Target.h"
+
+namespace Kelvar::Tool {
+
+/// Gives targets their account. A password comes, in this order, from the command line's file or command, from the
+/// environment variable KELVAR_PASSWORD, from the first fitting account of the configuration, or is typed at the
+/// terminal. Each source is asked once in the object's life. One thread at a time.
+class Credentials {
+ public:
+  /// `fromCommandLine` may be empty.
+  Credentials(PasswordSource fromCommandLine, Config config);
+
+  /// Sets the user name, where the target's address has none, and the password. Throws ToolError (usage) when there is
+  /// no password to be had.
+  void Fill(Target& target);
+
+ private:
+  const std::string& PasswordOf(const PasswordSource& source);
+  std::string Typed(const std::string& address);
+
+  PasswordSource fromCommandLine_;
+  Config config_;
+  std::map<std::string, std::string> known_;  ///< by file or command
+  std::optional<std::string> typed_;
+};
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,106 @@
+#include "tools/kelvar/Options.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include <unistd.h>
+
+#include "tools/kelvar/Commands.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+std::string WordsText() {
+  std::string text;
+  for (const Command& command : Commands()) {
+    std::string over;
+    for (const Protocol protocol : {Protocol::Ipmi, Protocol::Redfish, Protocol::Cim}) {
+      if (command.For(protocol) != nullptr) {
+        over += std::string(over.empty() ? "" : ", ") + NameOf(protocol);
+      }
+    }
+    std::string name = command.name;
+    name.resize(17, ' ');
+    text += "  " + name + command.help + " (" + over + ")\n";
+  }
+  return text;
+}
+
+std::string Footer() {
+  return "WHAT is any of (default: everything that the target offers)\n" + WordsText() +
+         "\nTARGET is one of\n"
+         "  ipmi://[USER@]HOST[:PORT][?suite=N]     ipmi-local:N\n"
+         "  redfish://[USER@]HOST[:PORT]\n"
+         "  cim+http://, cim+https://               the service processor's CIM server\n"
+         "  esxi+http://, esxi+https://...?zmc=N    the CIM server of an ESXi host\n"
+         "  omc+http://, omc+https://               the CIM server of an OMC\n"
+         "  demo:[redfish|cim|ipmi][?machine=NAME]  a simulated machine, started for this run\n"
+         "\nOther commands: kelvar probe HOST (which protocols answer, and why others do not)\n"
+         "\nThe password comes from --password-file, --password-command, the environment variable KELVAR_PASSWORD,\n"
+         "the configuration file, or a prompt.\n"
+         "Exit codes: 0 complete, 2 usage, 10 unreachable, 11 login refused, 12 TLS failure, 13 bad data,\n"
+         "14 not supported, 20 partial, 1 anything else.\n";
+}
+
+void DeclareSecrets(CLI::App& app, Options& options) {
+  auto* const file = app.add_option("--password-file", options.password.file, "File whose first line is the password")
+                         ->type_name("FILE");
+  app.add_option("--password-command", options.password.command, "Shell command that prints the password")
+      ->type_name("COMMAND")
+      ->excludes(file);
+  app.add_option("--config", options.config, "Configuration file (default: ~/.config/kelvar/config.toml)")
+      ->type_name("FILE");
+}
+
+void DeclareOutput(CLI::App& app, Options& options) {
+  app.add_option("--format", options.format, "table, json, jsonl or csv")
+      ->check(CLI::IsMember({"table", "json", "jsonl", "csv"}))
+      ->capture_default_str();
+  app.add_option("--color", options.colour, "auto, always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
+  app.add_flag("--explain", options.explain, "Tell which requests were made and what each answered");
+  app.add_flag("-v,--verbose", options.verbose, "Show the library's log; up to three times for more");
+  app.add_flag("-q,--quiet", options.quiet, "Show nothing of the library's log");
+}
+
+bool Set(const char* variable) {
+  const char* const value = std::getenv(variable);
+  return value != nullptr && *value != '\0';
+}
+
+}  // namespace
+
+void Declare(CLI::App& app, Options& options) {
+  app.add_option("TARGET", options.target, "Whose inventory is read")->required();
+  app.add_option("WHAT", options.what, "What is read");
+  app.add_option("--with-cim", options.withCim, "CIM target that lists the components of a Redfish target")
+      ->type_name("TARGET");
+  app.add_flag("--common-event-id", options.commonEventId, "log over CIM: show common event IDs");
+  DeclareSecrets(app, options);
+  DeclareOutput(app, options);
+  app.set_version_flag("--version", "kelvar " KELVAR_VERSION);
+  app.footer(Footer());
+}
+
+u32 ShownLogLevel(const Options& options) {
+  return options.quiet ? 0 : 1 + static_cast<u32>(std::clamp(options.verbose, 0, 3));
+}
+
+Colour ColourOf(const Options& options) {
+  if (options.colour != "auto") {
+    return options.colour == "always" ? Colour::Always : Colour::Never;
+  }
+  const char* const terminal = std::getenv("TERM");
+  const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
+  return !Set("NO_COLOR") && !dumb && isatty(STDOUT_FILENO) == 1 ? Colour::Always : Colour::Never;
+}
+
+Config ConfigOf(const Options& options) {
+  const std::string file = options.config.empty() ? DefaultConfigFile() : options.config;
+  return file.empty() ? Config() : ReadConfig(file);
+}
+
+}  // namespace Kelvar::Tool
