@@ -6,6 +6,10 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 
+# Compilers see relative paths where ccache has a base_dir.
+file(RELATIVE_PATH KELVAR_SOURCE_FROM_BUILD ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+string(REGEX REPLACE "/$" "" KELVAR_SOURCE_FROM_BUILD "${KELVAR_SOURCE_FROM_BUILD}")
+
 add_library(kelvar-plain-options INTERFACE)
 target_compile_features(kelvar-plain-options INTERFACE cxx_std_20)
 target_compile_options(
@@ -21,6 +25,7 @@ target_compile_options(
             -Wold-style-cast
             -Wcast-qual
             -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+            -fmacro-prefix-map=${KELVAR_SOURCE_FROM_BUILD}/=
             $<$<BOOL:${KELVAR_WERROR}>:-Werror>)
 target_compile_definitions(kelvar-plain-options INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 target_include_directories(kelvar-plain-options INTERFACE ${PROJECT_SOURCE_DIR}/src)
