@@ -87,6 +87,10 @@ void WriteConfig(const std::filesystem::path& file, const IpmiSimConfig& config,
 
 void WriteCommands(const std::filesystem::path& file, const IpmiSimConfig& config) {
   std::ofstream out(file);
+  if (!config.emulator.empty()) {
+    out << config.emulator;
+    return;
+  }
   out << "mc_setbmc 0x20\nmc_add 0x20 0 no-device-sdrs 0x23 9 8 0x9f 0x1291 0xf02 persist_sdr\n"
       << "sel_enable 0x20 1000 0x0a\n";
   for (const std::string& line : config.emulatorLines) {

@@ -26,6 +26,7 @@ struct IpmiSimConfig {
   std::string module;                               ///< path of a module to load; none when empty
   std::vector<std::string> moduleLines;             ///< of the file that is the module's option
   std::vector<std::string> emulatorLines;           ///< commands behind those that set the service processor up
+  std::string emulator;                             ///< when not empty: all commands, in place of any others
 };
 
 /// A foreign IPMI server (ipmi_sim of the package openipmi) on an ephemeral port, with a folder of its own. Ends with

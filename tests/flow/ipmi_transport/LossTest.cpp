@@ -8,35 +8,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// What becomes of the packet with that number.
-RelayRule Once(Towards direction, std::size_t victim, Fate fate) {
-  return [=](Towards towards, std::size_t number, std::vector<u8>&) {
-    return towards == direction && number == victim ? fate : Fate{};
-  };
-}
-
-TEST(IpmiLoss, EachPacketMayBeLostDoubledOrLate) {
-  constexpr std::size_t kPackets = 8;  // capabilities, four of the set-up, privilege, two commands
-  const Fate fates[] = {{0, {}}, {2, {}}, {3, {}}, {1, milliseconds(12)}, {2, milliseconds(12)}};
-  IpmiSim server;
-  for (const Towards towards : {Towards::Server, Towards::Client}) {
-    for (std::size_t victim = 0; victim < kPackets; ++victim) {
-      for (const Fate& fate : fates) {
-        SCOPED_TRACE(testing::Message() << (towards == Towards::Server ? "request " : "reply ") << victim << " copies "
-                                        << fate.copies << " delay " << fate.delay.count());
-        const LogCapture log;
-        UdpRelay relay(server.Port(), Once(towards, victim, fate));
-        IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
-        client.SetTimings(kPatient);
-        ASSERT_EQ(client.connect(), IPMICONNECTED);
-        EXPECT_FALSE(log.Contains("starts over"));
-        ExpectDeviceId(client);
-        ExpectChannelInfo(client);
-      }
-    }
-  }
-}
-
 TEST(IpmiLoss, LateReplyCountsForItsRequest) {
   constexpr milliseconds kDelay(25);
   constexpr std::size_t kSetUp = 5;
