@@ -1,14 +1,21 @@
 include(CMakePackageConfigHelpers)
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kelvar DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS kelvar kelvar-headers EXPORT kelvarTargets)
-install(EXPORT kelvarTargets NAMESPACE kelvar:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kelvar)
+# Components: library (what programs load), development (what they are built with), tools (programs and their data).
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kelvar DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(
+  TARGETS kelvar kelvar-headers
+  EXPORT kelvarTargets
+  LIBRARY COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development)
+install(EXPORT kelvarTargets NAMESPACE kelvar:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kelvar
+        COMPONENT development)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kelvarConfig.cmake.in ${PROJECT_BINARY_DIR}/kelvarConfig.cmake
                               INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kelvar)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/kelvarConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/kelvarConfig.cmake ${PROJECT_BINARY_DIR}/kelvarConfigVersion.cmake
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kelvar)
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kelvar COMPONENT development)
 
 # With the static library the program that links it also links what the library uses.
 if(BUILD_SHARED_LIBS)
@@ -17,4 +24,4 @@ else()
   set(KELVAR_PC_REQUIRES "Requires")
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kelvar.pc.in ${PROJECT_BINARY_DIR}/kelvar.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/kelvar.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/kelvar.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
