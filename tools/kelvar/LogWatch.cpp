@@ -82,6 +82,10 @@ void Watch(u32 level, std::string_view record) {
 
 }  // namespace
 
+bool IsTlsFailure(int curlCode) {
+  return Contains(tlsCodes, curlCode);
+}
+
 std::optional<ExitCode> CauseOf(std::string_view record) {
   constexpr int unauthorized = 401;
   const int httpCode = NumberBehind(record, "httpCode").value_or(0);
@@ -91,7 +95,7 @@ std::optional<ExitCode> CauseOf(std::string_view record) {
   }
   const int curlCode = NumberBehind(record, "curlCode").value_or(CURLE_OK);
   const bool cimConnect = Has(record, "Failed to connect remote cimserver");
-  if (Contains(tlsCodes, curlCode) || (cimConnect && Has(record, "SSL"))) {
+  if (IsTlsFailure(curlCode) || (cimConnect && Has(record, "SSL"))) {
     return ExitCode::Tls;
   }
   if (Contains(connectionCodes, curlCode) || cimConnect) {

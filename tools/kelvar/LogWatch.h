@@ -19,6 +19,9 @@ struct Findings {
   std::vector<std::string> exchanges;  ///< requests and their answers, when they were asked for
 };
 
+/// Whether a code of curl tells of TLS.
+bool IsTlsFailure(int curlCode);
+
 /// The cause that one record tells, if it does.
 std::optional<ExitCode> CauseOf(std::string_view record);
 

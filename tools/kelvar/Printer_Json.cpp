@@ -3,13 +3,10 @@
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <kelvar/Names.h>
 
-#include "common/text/Escape.h"
+#include "tools/kelvar/JsonWriter.h"
 #include "tools/kelvar/Printer.h"
 
 namespace Kelvar::Tool {
@@ -17,27 +14,6 @@ namespace Kelvar::Tool {
 namespace {
 
 constexpr unsigned formatVersion = 1;
-
-// In ASCII, nothing that a terminal obeys gets through unescaped.
-using Buffer = rapidjson::StringBuffer;
-using Compact = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
-using Indented = rapidjson::PrettyWriter<Buffer, rapidjson::UTF8<>, rapidjson::ASCII<>>;
-
-/// All control characters of ASCII, which JSON has escapes for.
-std::string AsciiControls() {
-  std::string controls(1, '\x7F');
-  for (char control = 0; control < ' '; ++control) {
-    controls += control;
-  }
-  return controls;
-}
-
-template <typename Writer>
-void WriteText(Writer& writer, const std::string& text) {
-  static const std::string controls = AsciiControls();
-  const std::string valid = Text::EscapeControl(text, controls);
-  writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
-}
 
 template <typename Writer>
 struct ValueWriter {
@@ -62,12 +38,6 @@ struct ValueWriter {
     writer.EndArray();
   }
 };
-
-template <typename Writer>
-void WriteMember(Writer& writer, const char* key, const std::string& text) {
-  writer.Key(key);
-  WriteText(writer, text);
-}
 
 template <typename Writer>
 void WriteRecords(Writer& writer, const std::vector<Record>& records) {
@@ -136,7 +106,7 @@ void WriteReport(Writer& writer, const Report& report) {
 }
 
 template <typename Writer>
-std::string TextOf(Buffer& buffer, Writer& writer, const Report& report) {
+std::string TextOf(JsonBuffer& buffer, Writer& writer, const Report& report) {
   WriteReport(writer, report);
   return std::string(buffer.GetString(), buffer.GetSize()) + '\n';
 }
@@ -144,14 +114,14 @@ std::string TextOf(Buffer& buffer, Writer& writer, const Report& report) {
 }  // namespace
 
 std::string JsonText(const Report& report) {
-  Buffer buffer;
-  Compact writer(buffer);
+  JsonBuffer buffer;
+  CompactJson writer(buffer);
   return TextOf(buffer, writer, report);
 }
 
 std::string IndentedJsonText(const Report& report) {
-  Buffer buffer;
-  Indented writer(buffer);
+  JsonBuffer buffer;
+  IndentedJson writer(buffer);
   writer.SetIndent(' ', 2);
   return TextOf(buffer, writer, report);
 }

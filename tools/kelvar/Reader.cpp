@@ -62,7 +62,7 @@ class Reading {
       return true;
     }
     report_.code = found.cause.value_or(ExitCode::Internal);
-    report_.error = "no connection to " + target_.address;
+    report_.error = "no connection to " + target_.address + (found.why.empty() ? "" : ": " + found.why);
     return false;
   }
 

@@ -4,16 +4,20 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "common/text/Escape.h"
 #include "tools/kelvar/Credentials.h"
+#include "tools/kelvar/Demo.h"
 #include "tools/kelvar/ExitCode.h"
 #include "tools/kelvar/LogWatch.h"
 #include "tools/kelvar/Options.h"
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/Printer.h"
+#include "tools/kelvar/Probe.h"
 #include "tools/kelvar/Reader.h"
 #include "tools/kelvar/Target.h"
 
@@ -43,7 +47,23 @@ std::string TextOf(const Report& report, const std::string& format, Colour colou
   return format == "csv" ? CsvHead() + CsvText(report) : TableText(report, colour);
 }
 
+void FillAccounts(const Options& options, bool demo, Target& target, std::optional<Target>& partner) {
+  if (demo && !partner) {
+    return;
+  }
+  Credentials credentials(options.password, ConfigOf(options));
+  if (!demo) {
+    credentials.Fill(target);
+  }
+  if (partner) {
+    credentials.Fill(*partner);
+  }
+}
+
 void Explain(const char* part, const std::vector<std::string>& exchanges) {
+  if (exchanges.empty()) {
+    return;
+  }
   std::fprintf(stderr, "%s: %zu %s\n", part, exchanges.size(), exchanges.size() == 1 ? "request" : "requests");
   for (const std::string& exchange : exchanges) {
     std::fprintf(stderr, "  %s\n", Text::EscapeControl(exchange).c_str());
@@ -58,16 +78,16 @@ void Explain(const Report& report) {
 }
 
 int Run(const Options& options) {
-  Target target = ParseTarget(options.target);
+  std::optional<DemoMachine> demo;
+  if (DemoMachine::Names(options.target)) {
+    demo.emplace(options.target);
+  }
+  Target target = demo ? demo->Address() : ParseTarget(options.target);
   CommandsFor(options.what, target.protocol);  // before a password is asked for
   std::optional<Target> partner = CimPartner(options, target);
-  Credentials credentials(options.password, ConfigOf(options));
   const Colour colour = ColourOf(options);
   Output output;
-  credentials.Fill(target);
-  if (partner) {
-    credentials.Fill(*partner);
-  }
+  FillAccounts(options, demo.has_value(), target, partner);
   LogWatch log(ShownLogLevel(options), options.explain);
   const Report report = ReadTarget(target, partner, {options.what, options.commonEventId}, log);
   output.Write(TextOf(report, options.format, colour));
@@ -81,17 +101,40 @@ int Run(const Options& options) {
   return static_cast<int>(report.code);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  CLI::App app("Prints the inventory of one server, read through its service processor.", "kelvar");
+int Read(int argc, const char* const* argv) {
+  CLI::App app("Prints the inventory of a server, read through its service processor.", "kelvar");
   Options options;
   Declare(app, options);
   try {
     app.parse(argc, argv);
-    return Run(options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage);
+  }
+  return Run(options);
+}
+
+struct Mode {
+  std::string_view word;
+  int (*run)(int argc, const char* const* argv);
+};
+
+/// Words in the place of the target; anything else is one.
+constexpr Mode modes[] = {{"probe", Probe}};
+
+int Dispatch(int argc, const char* const* argv) {
+  for (const Mode& mode : modes) {
+    if (argc > 1 && argv[1] == mode.word) {
+      return mode.run(argc - 1, argv + 1);
+    }
+  }
+  return Read(argc, argv);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Dispatch(argc, argv);
   } catch (const ToolError& error) {
     std::fprintf(stderr, "kelvar: %s\n", Text::EscapeControl(error.what()).c_str());
     return static_cast<int>(error.Code());

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/log/LogMacros.h"
 #include "common/rest/BrokenPipeGuard.h"
 #include "common/rest/RestCallbacks.h"
 
@@ -57,6 +58,21 @@ void SetText(CURL* handle, CURLoption option, const std::string& text) {
   if (!text.empty()) {
     curl_easy_setopt(handle, option, text.c_str());
   }
+}
+
+void LogExchange(CURL* handle, const std::string& url, const RestResponse& response) {
+  if (Kelvar::Log::GetMinLogLevel() < 4) {
+    return;
+  }
+  const char* method = nullptr;
+  curl_off_t microseconds = 0;
+  curl_easy_getinfo(handle, CURLINFO_EFFECTIVE_METHOD, &method);
+  curl_easy_getinfo(handle, CURLINFO_TOTAL_TIME_T, &microseconds);
+  const std::string answer = response.curlCode == CURLE_OK ? "HTTP " + std::to_string(response.httpCode) + ", " +
+                                                                 std::to_string(response.body.size()) + " bytes"
+                                                           : response.body;  // curl's error text
+  KELVAR_LOG(4) << "Exchange: " << (method == nullptr ? "" : method) << ' ' << url << " -> " << answer << ", "
+                << microseconds / 1000 << " ms";
 }
 
 /// Length of the stream in bytes, -1 when it cannot tell. Leaves it at its start and ready to be read.
@@ -130,6 +146,7 @@ RestResponse RestClient::Perform(const std::string& url) {
       response.body += ": the body is larger than " + std::to_string(maxBodyBytes) + " bytes";
     }
   }
+  LogExchange(curlHandle, url, response);
   return response;
 }
 

@@ -97,9 +97,12 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
   for (int triesLeft = kConnectTries; triesLeft > 0; --triesLeft) {
     try {
       Connect(client, Info, context);
+      KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> connected";
       KELVAR_LOG(3) << "Cimserver connection succeeded ";
       return 0;
     } catch (const Pegasus::Exception& exception) {
+      KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> "
+                    << ToText(exception.getMessage());
       if (triesLeft == 1) {
         LogConnectFailure(exception);
       }
@@ -109,14 +112,31 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
   return 1;
 }
 
+namespace {
+
+void LogExchange(const Pegasus::CIMNamespaceName& nameSpace, const Pegasus::CIMName& className,
+                 const std::string& answer) {
+  KELVAR_LOG(4) << "Exchange: CIM EnumerateInstances " << ToText(nameSpace.getString()) << ":"
+                << ToText(className.getString()) << " -> " << answer;
+}
+
+}  // namespace
+
 Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(CIMClient& client, const Pegasus::CIMNamespaceName& nameSpace,
                                                   const Pegasus::CIMName& className) {
   const bool deepInheritance = true;
   const bool localOnly = true;
   const bool includeQualifiers = false;
   const bool includeClassOrigin = false;
-  return client.enumerateInstances(nameSpace, className, deepInheritance, localOnly, includeQualifiers,
-                                   includeClassOrigin, Pegasus::CIMPropertyList());
+  try {
+    auto instances = client.enumerateInstances(nameSpace, className, deepInheritance, localOnly, includeQualifiers,
+                                               includeClassOrigin, Pegasus::CIMPropertyList());
+    LogExchange(nameSpace, className, std::to_string(instances.size()) + " instances");
+    return instances;
+  } catch (const Pegasus::Exception& exception) {
+    LogExchange(nameSpace, className, ToText(exception.getMessage()));
+    throw;
+  }
 }
 
 int GetCIMArrayFromEnumerateInstances(Pegasus::CIMName className, CIMConnection& connection,

@@ -1,0 +1,10 @@
+#pragma once
+
+namespace Kelvar::Tool {
+
+/// The command line `kelvar probe HOST`: tries every protocol and tells which answer and why the others do not. The
+/// arguments are those behind "kelvar". Returns the exit code: complete when any protocol answers, else what the most
+/// telling of them failed for.
+int Probe(int argc, const char* const* argv);
+
+}  // namespace Kelvar::Tool
