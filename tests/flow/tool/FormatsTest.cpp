@@ -1,0 +1,87 @@
+// What programs get to read: JSON by its schema, JSON lines, comma-separated values.
+
+#include <fstream>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+#include <rapidjson/schema.h>
+#include <rapidjson/stringbuffer.h>
+
+#include "flow/tool/ToolRun.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+rapidjson::SchemaDocument ReadSchema() {
+  std::ifstream file(KELVAR_REPORT_SCHEMA);
+  std::stringstream text;
+  text << file.rdbuf();
+  rapidjson::Document document;
+  EXPECT_FALSE(document.Parse(text.str().c_str()).HasParseError());
+  return rapidjson::SchemaDocument(document);
+}
+
+/// Where a text breaks the schema; empty when it does not.
+std::string Breach(const rapidjson::SchemaDocument& schema, const std::string& text) {
+  rapidjson::Document document;
+  if (document.Parse(text.c_str()).HasParseError()) {
+    return "no JSON: " + text;
+  }
+  rapidjson::SchemaValidator validator(schema);
+  if (document.Accept(validator)) {
+    return "";
+  }
+  rapidjson::StringBuffer place;
+  validator.GetInvalidDocumentPointer().StringifyUriFragment(place);
+  return std::string(place.GetString()) + ": " + validator.GetInvalidSchemaKeyword();
+}
+
+TEST(Formats, JsonKeepsToItsSchema) {
+  const rapidjson::SchemaDocument schema = ReadSchema();
+  for (const char* target :
+       {"demo:redfish", "demo:cim", "demo:ipmi", "demo:ipmi?machine=amd", "demo:redfish?machine=awkward",
+        "demo:cim?machine=awkward", "demo:ipmi?machine=awkward", "redfish://admin@127.0.0.1:9"}) {
+    const CommandResult result = RunTool({target, "--format", "json", "-q"});
+    EXPECT_EQ(Breach(schema, result.output), "") << target;
+  }
+  const CommandResult result = RunTool({"demo:", "system", "maintenance-log", "active-events", "--format", "jsonl"});
+  EXPECT_EQ(Breach(schema, result.output), "");
+  EXPECT_EQ(result.output.find('\n'), result.output.size() - 1);
+  std::string other = result.output;
+  other.replace(other.find("\"ModelName\""), 11, "\"Modelname\"");
+  EXPECT_EQ(Breach(schema, other), "#/results/0: anyOf");  // the schema is no empty one
+}
+
+TEST(Formats, CsvHasALineAField) {
+  const CommandResult result = RunTool({"demo:", "system", "--format", "csv"});
+  EXPECT_EQ(result.output,
+            "target,what,status,record,field,value\r\n"
+            "demo:,system,complete,1,MachineType,7K40\r\n"
+            "demo:,system,complete,1,SerialNumber,KV4A017\r\n"
+            "demo:,system,complete,1,ModelName,rt140\r\n");
+  const CommandResult none = RunTool({"redfish://admin@127.0.0.1:9", "system", "--format", "csv", "-q"});
+  EXPECT_THAT(none.output, HasSubstr("redfish://admin@127.0.0.1:9,system,unreachable,,,"));
+}
+
+TEST(Formats, CsvHidesFormulasAndEscapesFromSpreadsheets) {
+  const std::string output = RunTool({"demo:ipmi?machine=awkward", "--format", "csv", "-q"}).output;
+  EXPECT_THAT(output, HasSubstr(",uEFIBackUpBuildID,\\x1b[31mTBE001-0.9"));
+  EXPECT_THAT(output, Not(HasSubstr("\x1b")));
+}
+
+TEST(Formats, AsksForEverythingThatTheTargetOffers) {
+  const CommandResult result = RunTool({"demo:ipmi", "--color", "never"});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("\ncomponents\n"));
+  EXPECT_THAT(result.output, Not(HasSubstr("software")));  // only AMD platforms have it
+  EXPECT_THAT(RunTool({"demo:ipmi?machine=amd"}).output, HasSubstr("software"));
+  EXPECT_THAT(RunTool({"demo:ipmi", "system", "--color", "always"}).output, HasSubstr("\x1b[1msystem\x1b[0m\n"));
+}
+
+}  // namespace
+}  // namespace Kelvar::Test

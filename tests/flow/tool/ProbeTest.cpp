@@ -1,0 +1,84 @@
+// Telling what a host answers, and what a reading asked of it.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "flow/tool/ToolRun.h"
+#include "support/BmcSim.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using Words = std::vector<std::string>;
+
+Words Ports(const BmcSim& sim) {
+  return {"probe",
+          "127.0.0.1",
+          "--timeout",
+          "2",
+          "--ipmi-port",
+          std::to_string(sim.Port("ipmi")),
+          "--cim-port",
+          std::to_string(sim.Port("cim")),
+          "--redfish-port",
+          std::to_string(sim.Port("redfish")),
+          "--cim-https-port",
+          "9"};
+}
+
+TEST(Probe, TellsWhatAnswersAndWhyTheRestDoesNot) {
+  const BmcSim sim("full");
+  const CommandResult result = RunTool(Ports(sim), {});
+  EXPECT_EQ(result.exitCode, 0) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("  yes  HTTP 200, Redfish 1."));
+  EXPECT_THAT(result.output, HasSubstr("  no   port: Failed to connect to 127.0.0.1 port 9"));
+  EXPECT_THAT(result.output, HasSubstr("  yes  IPMI 2.0\n"));
+}
+
+TEST(Probe, TriesAnAccount) {
+  const BmcSim sim("full");
+  Words words = Ports(sim);
+  words.insert(words.end(), {"--user", "admin"});
+  const CommandResult good = RunTool(words);
+  EXPECT_EQ(good.exitCode, 0);
+  EXPECT_THAT(good.output, HasSubstr(", logged in\n"));
+  const CommandResult wrong = RunTool(words, {"KELVAR_PASSWORD=wrong"});
+  EXPECT_EQ(wrong.exitCode, 11);
+  EXPECT_THAT(wrong.output, HasSubstr("no   login: IPMI 2.0, login refused\n"));
+}
+
+TEST(Probe, TellsTlsAndNamesApart) {
+  const BmcSim sim("full", {"--serve", "cim"});
+  const std::string plain = std::to_string(sim.Port("cim"));
+  const CommandResult tls = RunTool({"probe", "127.0.0.1", "--redfish-port", plain, "--cim-port", "9",
+                                     "--cim-https-port", "9", "--ipmi-port", "9", "--format", "json"});
+  EXPECT_EQ(tls.exitCode, 12);
+  EXPECT_THAT(tls.output, HasSubstr("\"step\": \"TLS\""));
+  const CommandResult name = RunTool({"probe", "no-such-host.invalid", "--timeout", "2"});
+  EXPECT_EQ(name.exitCode, 10);
+  EXPECT_THAT(name.output, HasSubstr("no   name: "));
+  EXPECT_EQ(RunTool({"probe"}).exitCode, 2);
+}
+
+TEST(Explain, TellsEachRequestAndItsAnswer) {
+  EXPECT_THAT(RunTool({"demo:", "system", "--explain"}).errors,
+              MatchesRegex("system: 2 requests\n"
+                           "  GET https://[^ ]*/redfish/v1/Systems -> HTTP 200, [0-9]+ bytes, [0-9]+ ms\n"
+                           "  GET https://[^ ]*/redfish/v1/Systems/Self -> HTTP 200, [0-9]+ bytes, [0-9]+ ms\n"));
+  EXPECT_THAT(RunTool({"demo:ipmi", "generation", "--explain"}).errors,
+              HasSubstr("  IPMI network function 0x3a command 0xc1 -> completion code 0, 3 bytes\n"));
+  EXPECT_THAT(RunTool({"demo:cim", "leds", "--explain"}).errors, HasSubstr(" -> 7 instances\n"));
+}
+
+TEST(Demo, RefusesWhatItDoesNotKnow) {
+  EXPECT_EQ(RunTool({"demo:telnet"}).exitCode, 2);
+  EXPECT_EQ(RunTool({"demo:?port=1"}).exitCode, 2);
+  const CommandResult result = RunTool({"demo:?machine=none-such"});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.errors, HasSubstr("no machine \"none-such\""));
+}
+
+}  // namespace
+}  // namespace Kelvar::Test

@@ -1,0 +1,94 @@
+// Where passwords may come from, and where they must not go.
+
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "flow/tool/ToolRun.h"
+#include "support/BmcSim.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using Words = std::vector<std::string>;
+
+/// A file that only its owner may read, for the life of the object.
+class PrivateFile {
+ public:
+  explicit PrivateFile(const std::string& content)
+      : path_(std::filesystem::temp_directory_path() / ("kelvar-private-" + std::to_string(getpid()))) {
+    std::ofstream(path_) << content;
+    Allow(std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  }
+  ~PrivateFile() { std::filesystem::remove(path_); }
+  PrivateFile(const PrivateFile&) = delete;
+  PrivateFile& operator=(const PrivateFile&) = delete;
+
+  void Allow(std::filesystem::perms permissions) const { std::filesystem::permissions(path_, permissions); }
+  const std::string& Path() const { return path_.native(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+TEST(Secrets, ComeFromACommand) {
+  const BmcSim sim("full", {"--serve", "ipmi"});
+  const std::string target = "ipmi://admin@127.0.0.1:" + std::to_string(sim.Port("ipmi"));
+  EXPECT_EQ(RunTool({target, "generation", "--password-command", "printf 'kelvar-demo\\nmore'"}).exitCode, 0);
+  EXPECT_EQ(RunTool({target, "generation", "--password-command", "echo kelvar-demo; false"}).exitCode, 2);
+  EXPECT_EQ(RunTool({target, "generation", "--password-command", "true"}).exitCode, 2);
+}
+
+TEST(Secrets, ComeFromTheFirstFittingAccountOfTheConfiguration) {
+  const BmcSim sim("full", {"--serve", "ipmi"});
+  const std::string target = "ipmi://127.0.0.1:" + std::to_string(sim.Port("ipmi"));
+  const PrivateFile config(
+      "[[account]]\nprotocol = \"redfish\"\nuser = \"admin\"\npassword = \"other\"\n"
+      "[[account]]\nhost = \"10.*\"\nuser = \"admin\"\npassword = \"other\"\n"
+      "[[account]]\nhost = \"127.*\"\nuser = \"admin\"\npassword-command = \"echo kelvar-demo\"\n");
+  const Words words{target, "generation", "--config", config.Path()};
+  EXPECT_EQ(RunTool(words, {}).exitCode, 0);
+  EXPECT_EQ(RunTool(words, {"KELVAR_PASSWORD=wrong"}).exitCode, 11);
+  config.Allow(std::filesystem::perms::owner_read | std::filesystem::perms::group_read);
+  const CommandResult refused = RunTool(words, {});
+  EXPECT_EQ(refused.exitCode, 2);
+  EXPECT_THAT(refused.errors, HasSubstr("chmod 600"));
+}
+
+TEST(Secrets, AreNotShownByAConfigurationThatIsRefused) {
+  for (const char* content :
+       {"[[account]]\npassword = \"s3cret\" x", "[[account]]\npasword = \"s3cret\"\n", "account = \"s3cret\"\n",
+        "[[account]]\npassword = [\"s3cret\"]\n", "[[account]]\nprotocol = \"s3cret\"\n", "s3cret = 1\n[x\n"}) {
+    const PrivateFile config(content);
+    const CommandResult result = RunTool({"ipmi://127.0.0.1:9", "generation", "--config", config.Path()}, {});
+    EXPECT_EQ(result.exitCode, 2) << content;
+    EXPECT_THAT(result.errors, HasSubstr("configuration " + config.Path())) << content;
+    EXPECT_THAT(result.errors, Not(HasSubstr("s3cret"))) << content;
+  }
+}
+
+/// "admin:kelvar-demo" and the two other ways in which three bytes can be cut.
+const char* const encodings[] = {"kelvar-demo", "YWRtaW46a2VsdmFyLWRlbW8", "a2VsdmFyLWRlbW8", "tlbHZhci1kZW1v",
+                                 "rZWx2YXItZGVtb"};
+
+TEST(Secrets, AreInNoOutputAtAnyLevel) {
+  const BmcSim sim("full");
+  for (const auto& [scheme, name] : {std::pair("ipmi", "ipmi"), std::pair("redfish", "redfish"),
+                                     std::pair("cim+http", "cim"), std::pair("cim+https", "cim-https")}) {
+    const std::string target = std::string(scheme) + "://admin@127.0.0.1:" + std::to_string(sim.Port(name));
+    const CommandResult result = RunTool({target, "-vvv", "--explain", "--format", "json"});
+    EXPECT_EQ(result.exitCode, 0) << scheme;
+    EXPECT_THAT(result.errors, HasSubstr("Entering")) << scheme;
+    for (const char* const text : encodings) {
+      EXPECT_THAT(result.output + result.errors, Not(HasSubstr(text))) << scheme;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
