@@ -117,15 +117,32 @@ Answer LogIn(const Target& target, LogWatch& log, const Answer& first) {
       return {ExitCode::Complete, "login", first.text + ", logged in"};
     case ExitCode::LoginRefused:
       return {report.code, "login", first.text + ", login refused"};
-    default:
-      return {report.code, "login", first.text + ", but reading failed: " + why};
+    default: {
+      const bool suite = why.find("cipher suite refused") != std::string::npos;
+      return {report.code, suite ? "suite" : "login", first.text + ", but reading failed: " + why};
+    }
   }
+}
+
+/// As LogIn, with the other cipher suite when the first is refused.
+Answer LogInBySuite(Target target, LogWatch& log, const Answer& first) {
+  constexpr u32 otherSuite = 17;
+  Answer answer = LogIn(target, log, first);
+  if (answer.step == "suite") {
+    target.info.RemoteSessionArgument = otherSuite;
+    const Answer second = LogIn(target, log, first);
+    answer = second.step == "suite" ? answer : second;
+    if (second.code == ExitCode::Complete) {
+      answer.text += " with cipher suite 17 alone: add ?suite=17";
+    }
+  }
+  return answer;
 }
 
 void Run(Attempt& attempt, int timeoutSeconds, LogWatch& log) {
   attempt.answer = FirstAnswer(attempt.target, timeoutSeconds);
   if (attempt.answer.code == ExitCode::Complete && attempt.login) {
-    attempt.answer = LogIn(attempt.target, log, attempt.answer);
+    attempt.answer = LogInBySuite(attempt.target, log, attempt.answer);
   }
 }
 

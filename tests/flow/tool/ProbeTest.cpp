@@ -62,6 +62,14 @@ TEST(Probe, TellsTlsAndNamesApart) {
   EXPECT_EQ(RunTool({"probe"}).exitCode, 2);
 }
 
+TEST(Probe, TellsWhichCipherSuiteATargetWants) {
+  const BmcSim sim("full", {"--serve", "ipmi", "--fault", "ipmi:suite-17-only"});
+  const CommandResult result = RunTool({"probe", "127.0.0.1", "--user", "admin", "--redfish-port", "9", "--cim-port",
+                                        "9", "--cim-https-port", "9", "--ipmi-port", std::to_string(sim.Port("ipmi"))});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.output, HasSubstr("logged in with cipher suite 17 alone: add ?suite=17\n"));
+}
+
 TEST(Explain, TellsEachRequestAndItsAnswer) {
   EXPECT_THAT(RunTool({"demo:", "system", "--explain"}).errors,
               MatchesRegex("system: 2 requests\n"
