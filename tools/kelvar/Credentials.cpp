@@ -29,6 +29,18 @@ void Credentials::Fill(Target& target) {
   }
 }
 
+void Credentials::Fill(Target& target, const PasswordSource& own) {
+  if (!own.Given() || !target.NeedsPassword()) {
+    Fill(target);
+    return;
+  }
+  const Config::Account* const account = config_.AccountFor(target);
+  if (account != nullptr && target.info.UserName.empty()) {
+    target.info.UserName = account->user;
+  }
+  target.info.Password = PasswordOf(own);
+}
+
 const std::string& Credentials::PasswordOf(const PasswordSource& source) {
   if (source.text) {
     return *source.text;

@@ -21,6 +21,9 @@ class Credentials {
   /// no password to be had.
   void Fill(Target& target);
 
+  /// The same; a password source of the target's own comes before all others.
+  void Fill(Target& target, const PasswordSource& own);
+
  private:
   const std::string& PasswordOf(const PasswordSource& source);
   std::string Typed(const std::string& address);

@@ -54,6 +54,10 @@ const char* NameOf(ExitCode code) {
       return "unsupported";
     case ExitCode::Partial:
       return "partial";
+    case ExitCode::SomeFailed:
+      return "some_failed";
+    case ExitCode::Different:
+      return "different";
   }
   return "unknown";
 }
@@ -62,6 +66,8 @@ const char* DescriptionOf(ExitCode code) {
   switch (code) {
     case ExitCode::Complete:
       return "complete";
+    case ExitCode::Usage:
+      return "it was not asked for rightly";
     case ExitCode::Unreachable:
       return "the target cannot be reached";
     case ExitCode::LoginRefused:
@@ -72,6 +78,10 @@ const char* DescriptionOf(ExitCode code) {
       return "the target does not offer it";
     case ExitCode::Partial:
       return "not all of it could be read";
+    case ExitCode::SomeFailed:
+      return "some targets could not be read as a whole";
+    case ExitCode::Different:
+      return "differences were found";
     default:
       return "the answers cannot be used";
   }

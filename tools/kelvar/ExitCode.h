@@ -18,6 +18,8 @@ enum class ExitCode : int {
   BadData = 13,
   Unsupported = 14,
   Partial = 20,
+  SomeFailed = 21,
+  Different = 22,
 };
 
 /// Ends the program with a text for people and a code.

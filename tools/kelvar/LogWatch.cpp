@@ -63,6 +63,7 @@ bool Contains(const int (&codes)[N], int code) {
 
 /// The library runs on its caller's thread.
 thread_local Findings current;
+thread_local std::string threadName;
 
 void Watch(u32 level, std::string_view record) {
   if (level == traceLevel && record.substr(0, exchangeMark.size()) == exchangeMark) {
@@ -113,7 +114,9 @@ LogWatch::LogWatch(u32 shownLevel, bool exchanges) {
   Log::SetSink([shownLevel](u32 level, const char* file, int line, const std::string& text) {
     Watch(level, text);
     if (level <= shownLevel) {
-      std::fprintf(stderr, "%s:%d: %s\n", file, line, Text::EscapeControl(text, "\n").c_str());
+      const char* const colon = threadName.empty() ? "" : ": ";
+      std::fprintf(stderr, "%s%s%s:%d: %s\n", threadName.c_str(), colon, file, line,
+                   Text::EscapeControl(text, "\n").c_str());
     }
   });
 }
@@ -124,6 +127,10 @@ LogWatch::~LogWatch() {
 
 Findings LogWatch::Take() {
   return std::exchange(current, {});
+}
+
+void LogWatch::NameThread(const std::string& name) {
+  threadName = Text::EscapeControl(name);
 }
 
 }  // namespace Kelvar::Tool

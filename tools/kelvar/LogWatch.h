@@ -38,6 +38,9 @@ class LogWatch {
 
   /// What the calling thread found since its last call.
   Findings Take();
+
+  /// From here on what the calling thread logs is shown with this in front.
+  void NameThread(const std::string& name);
 };
 
 }  // namespace Kelvar::Tool

@@ -41,7 +41,7 @@ std::string Footer() {
          "\nThe password comes from --password-file, --password-command, the environment variable KELVAR_PASSWORD,\n"
          "the configuration file, or a prompt.\n"
          "Exit codes: 0 complete, 2 usage, 10 unreachable, 11 login refused, 12 TLS failure, 13 bad data,\n"
-         "14 not supported, 20 partial, 1 anything else.\n";
+         "14 not supported, 20 partial, 21 some of many targets failed, 1 anything else.\n";
 }
 
 void DeclareSecrets(CLI::App& app, Options& options) {
@@ -55,7 +55,7 @@ void DeclareSecrets(CLI::App& app, Options& options) {
 }
 
 void DeclareOutput(CLI::App& app, Options& options) {
-  app.add_option("--format", options.format, "table, json, jsonl or csv")
+  app.add_option("--format", options.format, "table, json, jsonl or csv; for --targets jsonl but on a terminal")
       ->check(CLI::IsMember({"table", "json", "jsonl", "csv"}))
       ->capture_default_str();
   app.add_option("--color", options.colour, "auto, always or never")
@@ -74,7 +74,7 @@ bool Set(const char* variable) {
 }  // namespace
 
 void Declare(CLI::App& app, Options& options) {
-  app.add_option("TARGET", options.target, "Whose inventory is read")->required();
+  app.add_option("TARGET", options.target, "Whose inventory is read");
   app.add_option("WHAT", options.what, "What is read");
   app.add_option("--with-cim", options.withCim, "CIM target that lists the components of a Redfish target")
       ->type_name("TARGET");

@@ -86,7 +86,9 @@ void WriteReport(Writer& writer, const Report& report) {
   writer.Key("format_version");
   writer.Uint(formatVersion);
   WriteMember(writer, "target", report.target);
-  WriteMember(writer, "protocol", NameOf(report.protocol));
+  if (report.code != ExitCode::Usage) {  // the address was understood
+    WriteMember(writer, "protocol", NameOf(report.protocol));
+  }
   WriteMember(writer, "start",
               fmt::format("{:%FT%TZ}", fmt::gmtime(std::chrono::floor<std::chrono::seconds>(report.start))));
   writer.Key("seconds");

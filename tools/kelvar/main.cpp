@@ -20,6 +20,7 @@
 #include "tools/kelvar/Probe.h"
 #include "tools/kelvar/Reader.h"
 #include "tools/kelvar/Target.h"
+#include "tools/kelvar/fleet/Fleet.h"
 
 namespace {
 
@@ -104,13 +105,25 @@ int Run(const Options& options) {
 int Read(int argc, const char* const* argv) {
   CLI::App app("Prints the inventory of a server, read through its service processor.", "kelvar");
   Options options;
+  FleetOptions fleet;
   Declare(app, options);
+  DeclareFleet(app, fleet);
   try {
     app.parse(argc, argv);
+    if (options.target.empty() && fleet.targets.empty()) {
+      throw CLI::RequiredError("TARGET");
+    }
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage);
   }
-  return Run(options);
+  if (fleet.targets.empty()) {
+    return Run(options);
+  }
+  if (!options.target.empty()) {
+    options.what.insert(options.what.begin(), options.target);
+  }
+  fleet.formatGiven = app.count("--format") > 0;
+  return ReadFleet(options, fleet);
 }
 
 struct Mode {

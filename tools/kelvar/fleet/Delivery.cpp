@@ -1,0 +1,115 @@
+#include "tools/kelvar/fleet/Delivery.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "common/text/Escape.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+std::string TableOf(const Report& report, Colour colour) {
+  const char* const bold = colour == Colour::Always ? "\x1b[1m" : "";
+  const char* const plain = colour == Colour::Always ? "\x1b[0m" : "";
+  std::string error = Text::EscapeControl(report.error);
+  error.insert(0, error.empty() ? "" : ": ");
+  return fmt::format("{}== {}{}: {}{} ({:.1f} s)\n", bold, Text::EscapeControl(report.target), plain,
+                     DescriptionOf(report.code), error, report.seconds) +
+         TableText(report, colour);
+}
+
+}  // namespace
+
+Rendering RenderingOf(const std::string& format, Colour colour) {
+  if (format == "json") {
+    return {"[\n", ",\n", "]\n", IndentedJsonText};
+  }
+  if (format == "csv") {
+    return {CsvHead(), "", "", CsvText};
+  }
+  if (format == "table") {
+    return {"", "\n", "", [colour](const Report& report) { return TableOf(report, colour); }};
+  }
+  return {"", "", "", JsonText};
+}
+
+std::size_t Tally::Failed() const {
+  const auto complete = byCode.find(ExitCode::Complete);
+  return answered - (complete == byCode.end() ? 0 : complete->second);
+}
+
+Delivery::Delivery(Output& output, Rendering rendering, bool ordered, const std::string& save)
+    : output_(output), rendering_(std::move(rendering)), ordered_(ordered) {
+  if (!save.empty()) {
+    save_.reset(std::fopen(save.c_str(), "we"));
+    if (save_ == nullptr) {
+      throw ToolError(ExitCode::Usage, save + ": " + std::strerror(errno));
+    }
+  }
+  output_.Write(rendering_.head);
+}
+
+void Delivery::Deliver(std::size_t position, const Report& report) {
+  std::string text = rendering_.textOf(report);
+  const std::string line = save_ ? JsonText(report) : std::string();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  ++tally_.answered;
+  ++tally_.byCode[report.code];
+  Save(line);
+  if (!ordered_) {
+    Write(text);
+    return;
+  }
+  early_.emplace(position, std::move(text));
+  for (auto first = early_.begin(); first != early_.end() && first->first == next_; first = early_.begin()) {
+    Write(first->second);
+    early_.erase(first);
+    ++next_;
+  }
+}
+
+bool Delivery::Failed() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return failure_ != nullptr;
+}
+
+Tally Delivery::Counts() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return tally_;
+}
+
+void Delivery::Finish(const std::string& last) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  Write(last);
+  if (failure_) {
+    std::rethrow_exception(failure_);
+  }
+  output_.Write(rendering_.foot);
+  output_.Finish();
+}
+
+void Delivery::Write(const std::string& text) {
+  if (text.empty() || failure_) {
+    return;
+  }
+  try {
+    output_.Write(any_ ? rendering_.separator : std::string());
+    output_.Write(text);
+    output_.Finish();  // at once, so that whoever ends this program keeps what was read
+  } catch (...) {
+    failure_ = std::current_exception();
+  }
+  any_ = true;
+}
+
+void Delivery::Save(const std::string& line) {
+  if (!line.empty() && !failure_ && (std::fputs(line.c_str(), save_.get()) < 0 || std::fflush(save_.get()) != 0)) {
+    failure_ = std::make_exception_ptr(ToolError(ExitCode::Internal, std::string("--save: ") + std::strerror(errno)));
+  }
+}
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "tools/kelvar/Output.h"
+#include "tools/kelvar/Printer.h"
+#include "tools/kelvar/Report.h"
+
+namespace Kelvar::Tool {
+
+/// How reports become a text: a head, a piece for each, and a foot.
+struct Rendering {
+  std::string head;
+  std::string separator;
+  std::string foot;
+  std::function<std::string(const Report& report)> textOf;  ///< any thread; an empty text stands for none
+};
+
+/// Of the formats of single reports, each of many.
+Rendering RenderingOf(const std::string& format, Colour colour);
+
+/// Counts of the reports by their code.
+struct Tally {
+  std::map<ExitCode, std::size_t> byCode;
+  std::size_t answered = 0;
+
+  std::size_t Failed() const;
+};
+
+/// Writes the reports of many targets, each as soon as it is there or, in order, as soon as those before it are. Any
+/// thread; nothing throws but Finish().
+class Delivery {
+ public:
+  /// `save`: file that also gets each report, as a JSON line, when it is there; empty: none. Throws ToolError (usage)
+  /// when that cannot be written.
+  Delivery(Output& output, Rendering rendering, bool ordered, const std::string& save);
+
+  /// The report of the target at a position, counted from 0.
+  void Deliver(std::size_t position, const Report& report);
+
+  /// True when standard output or the file can no longer be written.
+  bool Failed() const;
+  Tally Counts() const;
+
+  /// Writes the foot, behind `last` if that is not empty. Throws ToolError (internal) when anything could not be
+  /// written.
+  void Finish(const std::string& last);
+
+ private:
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
+  void Write(const std::string& text);
+  void Save(const std::string& line);
+
+  Output& output_;
+  const Rendering rendering_;
+  const bool ordered_;
+  std::unique_ptr<std::FILE, Close> save_;
+
+  mutable std::mutex mutex_;
+  std::map<std::size_t, std::string> early_;  ///< texts that wait for those before them
+  std::size_t next_ = 0;
+  bool any_ = false;
+  Tally tally_;
+  std::exception_ptr failure_;
+};
+
+}  // namespace Kelvar::Tool

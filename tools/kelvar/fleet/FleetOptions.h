@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace Kelvar::Tool {
+
+/// The command line of a reading of many targets, beside that of one.
+struct FleetOptions {
+  std::string targets;       ///< file, or "-"; empty: there is but one target
+  bool formatGiven = false;  ///< else the format depends on standard output
+  unsigned jobs = 64;
+  double deadlineSeconds = 120;
+  bool ordered = false;
+  std::string shard;
+  std::string save;
+};
+
+void DeclareFleet(CLI::App& app, FleetOptions& options);
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,41 @@
+#include "tools/kelvar/fleet/ProgressLine.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace Kelvar::Tool {
+
+ProgressLine::ProgressLine(std::size_t total, bool wanted)
+    : total_(total), shown_(wanted && isatty(STDERR_FILENO) == 1) {}
+
+void ProgressLine::Show(const Tally& tally) {
+  if (!shown_) {
+    return;
+  }
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  const double rate = static_cast<double>(tally.answered) / std::max(seconds, 0.001);
+  const std::string line =
+      fmt::format("\r{} of {} done, {} failed, {:.1f} a second\x1b[K", tally.answered, total_, tally.Failed(), rate);
+  std::fputs(line.c_str(), stderr);
+  std::fflush(stderr);
+}
+
+void ProgressLine::Clear() {
+  if (shown_) {
+    std::fputs("\r\x1b[K", stderr);
+  }
+}
+
+std::string SummaryOf(const Tally& tally, double seconds) {
+  std::string codes;
+  for (const auto& [code, count] : tally.byCode) {
+    codes += fmt::format("{}{} {}", codes.empty() ? "" : ", ", count, NameOf(code));
+  }
+  return fmt::format("{} {} in {:.1f} s{}{}", tally.answered, tally.answered == 1 ? "target" : "targets", seconds,
+                     codes.empty() ? "" : ": ", codes);
+}
+
+}  // namespace Kelvar::Tool

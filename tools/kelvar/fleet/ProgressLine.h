@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+#include "tools/kelvar/fleet/Delivery.h"
+
+namespace Kelvar::Tool {
+
+/// One line on standard error that tells how far a fleet is; only on a terminal.
+class ProgressLine {
+ public:
+  ProgressLine(std::size_t total, bool wanted);
+
+  void Show(const Tally& tally);
+  /// Removes it.
+  void Clear();
+
+ private:
+  const std::size_t total_;
+  const bool shown_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+/// What a fleet came to, in one line for people.
+std::string SummaryOf(const Tally& tally, double seconds);
+
+}  // namespace Kelvar::Tool

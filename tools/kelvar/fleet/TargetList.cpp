@@ -1,0 +1,132 @@
+#include "tools/kelvar/fleet/TargetList.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <string_view>
+
+#include <rapidjson/document.h>
+
+#include "tools/kelvar/Reader.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+constexpr std::string_view blanks = " \t\r\n";
+
+[[noreturn]] void Refuse(const std::string& why) {
+  throw ToolError(ExitCode::Usage, why);
+}
+
+std::string Trimmed(const std::string& line) {
+  const std::size_t start = line.find_first_not_of(blanks);
+  return start == std::string::npos ? "" : line.substr(start, line.find_last_not_of(blanks) - start + 1);
+}
+
+std::string TextOf(const rapidjson::Value& value, const std::string& key) {
+  if (!value.IsString()) {
+    Refuse("\"" + key + "\" is no text");
+  }
+  return {value.GetString(), value.GetStringLength()};
+}
+
+std::vector<std::string> TextsOf(const rapidjson::Value& value, const std::string& key) {
+  if (!value.IsArray()) {
+    Refuse("\"" + key + "\" is no list of texts");
+  }
+  std::vector<std::string> texts;
+  for (const rapidjson::Value& element : value.GetArray()) {
+    texts.push_back(TextOf(element, key));
+  }
+  return texts;
+}
+
+/// Keys are shown only where they are known: a mistyped line can hold a password anywhere.
+void ReadObject(const std::string& line, ListedTarget& listed) {
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
+  if (document.HasParseError() || !document.IsObject()) {
+    Refuse("no JSON object");
+  }
+  std::string user;
+  for (const auto& [name, value] : document.GetObject()) {
+    const std::string key(name.GetString(), name.GetStringLength());
+    if (key == "target") {
+      listed.name = TextOf(value, key);
+    } else if (key == "user") {
+      user = TextOf(value, key);
+    } else if (key == "password-file") {
+      listed.password.file = TextOf(value, key);
+    } else if (key == "password-command") {
+      listed.password.command = TextOf(value, key);
+    } else if (key == "what") {
+      listed.what = TextsOf(value, key);
+    } else {
+      Refuse("a key is none of target, what, user, password-file, password-command");
+    }
+  }
+  if (listed.name.empty()) {
+    Refuse("no \"target\"");
+  }
+  listed.target = ParseTarget(listed.name);
+  if (!user.empty()) {
+    listed.target->info.UserName = user;
+  }
+}
+
+void ReadLine(const std::string& line, ListedTarget& listed) {
+  if (line.front() == '{') {
+    ReadObject(line, listed);
+  } else if (line.find_first_of(blanks) != std::string::npos) {
+    Refuse("a line is one address or one JSON object");
+  } else {
+    listed.target = ParseTarget(line);
+    listed.name = line;
+  }
+}
+
+ListedTarget Listed(const std::string& line, std::size_t number, const std::vector<std::string>& what) {
+  ListedTarget listed;
+  listed.what = what;
+  try {
+    ReadLine(line, listed);
+    CommandsFor(listed.what, listed.target->protocol);
+  } catch (const ToolError& error) {
+    listed.code = error.Code();
+    listed.error = "line " + std::to_string(number) + ": " + error.what();
+    if (!listed.target) {
+      listed.name = "line " + std::to_string(number);
+    }
+  }
+  return listed;
+}
+
+}  // namespace
+
+std::vector<ListedTarget> ReadTargetList(std::istream& lines, const std::vector<std::string>& what) {
+  std::vector<ListedTarget> list;
+  std::string line;
+  for (std::size_t number = 1; std::getline(lines, line); ++number) {
+    const std::string content = Trimmed(line);
+    if (!content.empty() && content.front() != '#') {
+      list.push_back(Listed(content, number, what));
+    }
+  }
+  return list;
+}
+
+std::vector<ListedTarget> ReadTargetList(const std::string& file, const std::vector<std::string>& what) {
+  if (file == "-") {
+    return ReadTargetList(std::cin, what);
+  }
+  std::ifstream lines(file);
+  std::vector<ListedTarget> list = ReadTargetList(lines, what);
+  if (!lines.is_open() || lines.bad()) {
+    throw ToolError(ExitCode::Usage, "list of targets " + file + ": " + std::strerror(errno));
+  }
+  return list;
+}
+
+}  // namespace Kelvar::Tool
