@@ -18,7 +18,7 @@ void CheckSame(const JsonNode& node, const JsonSlice& slice) {
   FUZZ_CHECK(node.Value() == slice.Text());
   const auto children = node.Children();
   std::size_t index = 0;
-  slice.ForEach([&](const JsonSlice& child) -> const char* {
+  slice.ForEach([&](const JsonSlice& child, std::string_view) -> const char* {
     FUZZ_CHECK(index < children.size());
     CheckSame(children[index++], child);
     return nullptr;

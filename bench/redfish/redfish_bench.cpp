@@ -1,9 +1,11 @@
 // Redfish operations against what a bare program needs for the same, over HTTPS on loopback. Every job runs in a
 // process of its own; times are the fastest round, CPU time is the client's alone.
 
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -105,6 +107,16 @@ void Connections() {
   std::printf("connections of one object: %d for %zu requests\n", server.ConnectionCount(), server.Requests().size());
 }
 
+/// The operations' pages for so many seconds, for a profiler: redfish_bench --job NAME PORT ROUNDS asks for them.
+int Serve(int seconds) {
+  ScriptedHttpServer server({.tls = true});
+  Script(server, LogEntries(10'000));
+  std::printf("%d\n", server.Port());
+  std::fflush(stdout);
+  std::this_thread::sleep_for(std::chrono::seconds(seconds));
+  return 0;
+}
+
 int Run() {
   ScriptedHttpServer server({.tls = true});
   Script(server, LogEntries(10));
@@ -126,6 +138,9 @@ int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (!arguments.empty() && arguments[0] == "--job") {
       return Kelvar::Bench::BeChild({arguments.begin() + 1, arguments.end()});
+    }
+    if (arguments.size() == 2 && arguments[0] == "--serve") {
+      return Kelvar::Bench::Serve(std::stoi(arguments[1]));
     }
     return Kelvar::Bench::Run();
   } catch (const std::exception& error) {

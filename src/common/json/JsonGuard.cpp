@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "common/json/JsonScan.h"
+
 namespace Kelvar {
 
 namespace {
@@ -22,10 +24,13 @@ constexpr auto kKinds = MakeKinds();
 
 /// The position behind a string whose opening quote is behind us.
 const char* SkipString(const char* at, const char* end) noexcept {
-  while (at != end && *at != '"') {
-    at += (*at == '\\' && end - at > 1) ? 2 : 1;
+  for (;;) {
+    at = JsonScan::Skip<JsonScan::Until::Mark>(at, end);
+    if (at == end || *at == '"') {
+      return at == end ? end : at + 1;
+    }
+    at += end - at > 1 ? 2 : 1;
   }
-  return at == end ? end : at + 1;
 }
 
 }  // namespace

@@ -2,11 +2,16 @@
 
 #include <cstring>
 
+#include "common/json/JsonScan.h"
+
 namespace Kelvar {
 
 namespace {
 
 const char* SkipSpace(const char* at) noexcept {
+  if (static_cast<unsigned char>(*at) > ' ') {
+    return at;
+  }
   while (*at == ' ' || *at == '\n' || *at == '\t' || *at == '\r') {
     ++at;
   }
@@ -14,9 +19,10 @@ const char* SkipSpace(const char* at) noexcept {
 }
 
 /// Behind the closing quote of a string whose opening quote is at `at`.
-const char* BehindString(const char* at) noexcept {
-  for (++at; *at != '"'; ++at) {
-    at += *at == '\\' ? 1 : 0;
+const char* BehindString(const char* at, const char* end) noexcept {
+  at = JsonScan::Skip<JsonScan::Until::Mark>(at + 1, end);
+  while (*at == '\\') {
+    at = JsonScan::Skip<JsonScan::Until::Mark>(at + 2, end);
   }
   return at + 1;
 }
@@ -89,8 +95,19 @@ std::string Unescaped(const char* at, const char* end) {
 
 }  // namespace
 
+std::string JsonPlace::Text() const {
+  switch (kind) {
+    case Kind::Plain:
+      return {value, valueSize};
+    case Kind::Escaped:
+      return Unescaped(value, value + valueSize);
+    default:
+      return {};
+  }
+}
+
 JsonSlice JsonSlice::Root(const std::string& text) noexcept {
-  return JsonSlice(SkipSpace(text.data()));
+  return {SkipSpace(text.data()), text.data() + text.size()};
 }
 
 std::string JsonSlice::Text() const {
@@ -99,28 +116,26 @@ std::string JsonSlice::Text() const {
     case '[':
       return {};
     case '"': {
-      const char* end = BehindString(start_) - 1;
-      const auto length = static_cast<std::size_t>(end - start_ - 1);
-      return std::memchr(start_ + 1, '\\', length) == nullptr ? std::string(start_ + 1, length)
-                                                              : Unescaped(start_ + 1, end);
+      const char* mark = JsonScan::Skip<JsonScan::Until::Mark>(start_ + 1, end_);
+      return *mark == '"' ? std::string(start_ + 1, mark) : Unescaped(start_ + 1, BehindString(start_, end_) - 1);
     }
     default:
       return {start_, BehindScalar(start_)};
   }
 }
 
-const char* JsonSlice::Behind(const char* start) noexcept {
-  if (*start == '"') {
-    return BehindString(start);
+const char* JsonSlice::Behind() const noexcept {
+  if (*start_ == '"') {
+    return BehindString(start_, end_);
   }
-  if (*start != '{' && *start != '[') {
-    return BehindScalar(start);
+  if (*start_ != '{' && *start_ != '[') {
+    return BehindScalar(start_);
   }
   std::size_t depth = 0;
-  for (const char* at = start;;) {
+  for (const char* at = start_;;) {
     switch (*at) {
       case '"':
-        at = BehindString(at);
+        at = BehindString(at, end_);
         continue;
       case '{':
       case '[':
@@ -139,47 +154,45 @@ const char* JsonSlice::Behind(const char* start) noexcept {
   }
 }
 
-const char* JsonSlice::FirstChild() const noexcept {
-  if (*start_ != '{' && *start_ != '[') {
-    return nullptr;
-  }
-  const char* at = SkipSpace(start_ + 1);
-  if (*at == '}' || *at == ']') {
-    return nullptr;
-  }
-  return *start_ == '[' ? at : SkipSpace(SkipSpace(BehindString(at)) + 1);
+const char* JsonSlice::Enter() const noexcept {
+  return SkipSpace(start_ + 1);
 }
 
-const char* JsonSlice::NextChild(const char* behind, bool object) noexcept {
-  const char* at = SkipSpace(behind);
-  if (*at != ',') {
-    return nullptr;
+const char* JsonSlice::Name(const char* at, std::string_view& name) const noexcept {
+  if (!IsObject()) {
+    return at;
   }
-  at = SkipSpace(at + 1);
-  return object ? SkipSpace(SkipSpace(BehindString(at)) + 1) : at;
+  const char* behind = BehindString(at, end_);
+  name = {at + 1, static_cast<std::size_t>(behind - at - 2)};
+  return SkipSpace(SkipSpace(behind) + 1);
+}
+
+const char* JsonSlice::Next(const char* behind) noexcept {
+  const char* at = SkipSpace(behind);
+  return *at == ',' ? SkipSpace(at + 1) : at;
 }
 
 std::optional<JsonSlice> JsonSlice::Find(std::string_view name) const noexcept {
-  if (*start_ != '{') {
+  if (!IsObject()) {
     return std::nullopt;
   }
-  for (const char* key = SkipSpace(start_ + 1); *key == '"';) {
-    const char* behindKey = BehindString(key);
-    const char* value = SkipSpace(SkipSpace(behindKey) + 1);
-    if (name == std::string_view(key + 1, static_cast<std::size_t>(behindKey - key - 2))) {
-      return JsonSlice(value);
+  for (const char* at = Enter(); *at != '}';) {
+    std::string_view found;
+    const JsonSlice value(Name(at, found), end_);
+    if (found == name) {
+      return value;
     }
-    const char* next = SkipSpace(Behind(value));
-    key = SkipSpace(*next == ',' ? next + 1 : next);
+    at = Next(value.Behind());
   }
   return std::nullopt;
 }
 
 const char* JsonMembers::Load(JsonSlice object) {
   members_.clear();
+  end_ = object.end_;
   const char* at = object.Start();
   if (*at != '{') {
-    return JsonSlice::Behind(at);
+    return object.Behind();
   }
   std::size_t parent = kTop;
   at = SkipSpace(at + 1);
@@ -193,7 +206,7 @@ const char* JsonMembers::Load(JsonSlice object) {
       continue;
     }
     at = *at == ',' ? SkipSpace(at + 1) : at;
-    const char* behindName = BehindString(at);
+    const char* behindName = BehindString(at, end_);
     const std::string_view name(at + 1, static_cast<std::size_t>(behindName - at - 2));
     at = SkipSpace(SkipSpace(behindName) + 1);
     members_.push_back({parent, name, at});
@@ -201,24 +214,25 @@ const char* JsonMembers::Load(JsonSlice object) {
       parent = members_.size() - 1;
       at = SkipSpace(at + 1);
     } else {
-      at = SkipSpace(JsonSlice::Behind(at));
+      at = SkipSpace(JsonSlice(at, end_).Behind());
     }
   }
 }
 
 std::optional<JsonSlice> JsonMembers::Find(std::string_view path) const noexcept {
   std::size_t parent = kTop;
-  for (std::size_t index = 0; index < members_.size();) {
-    const std::string_view name = path.substr(0, path.find('.'));
-    if (members_[index].parent != parent || members_[index].name != name) {
-      ++index;
+  std::string_view name = path.substr(0, path.find('.'));
+  for (std::size_t index = 0; index < members_.size(); ++index) {
+    const Member& member = members_[index];
+    if (member.parent != parent || member.name != name) {
       continue;
     }
     if (name.size() == path.size()) {
-      return JsonSlice(members_[index].value);
+      return JsonSlice(member.value, end_);
     }
     path.remove_prefix(name.size() + 1);
-    parent = index++;
+    name = path.substr(0, path.find('.'));
+    parent = index;
   }
   return std::nullopt;
 }

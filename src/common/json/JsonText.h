@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include <kelvar/Types.h>
+
 #include "common/json/JsonGuard.h"
 
 namespace Kelvar {
@@ -16,12 +18,19 @@ namespace Kelvar {
 /// member name. One pass without recursion. A text that is refused here may still be one that JsonTree reads.
 bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept;
 
-/// A value of a text, by position: its own, that of its name when it is a member, and the index of the node behind it
-/// and all that it holds. The nodes of a text stand in document order.
+/// A value of a text, and its name when it is a member. The nodes of a text stand in document order.
 struct JsonPlace {
+  enum class Kind : u8 { Object, Array, Escaped, Plain };
+
+  std::string Text() const;
+  std::string_view Name() const noexcept { return {name, nameSize}; }
+
   const char* value;
-  std::string_view name;
-  std::size_t next;
+  const char* name;
+  u32 valueSize;  ///< of a scalar; of a string without its quotes
+  u32 nameSize;
+  u32 next;   ///< index of the node behind this one and all that it holds
+  Kind kind;  ///< Escaped: a string with escapes, Plain: any other scalar
 };
 
 /// The same question; where the answer is yes, `places` has a node for each value.
@@ -30,7 +39,8 @@ bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vecto
 /// One value of a text that IsPlainJson has accepted; the text must outlive it.
 class JsonSlice {
  public:
-  explicit JsonSlice(const char* start) noexcept : start_(start) {}
+  /// A value of the text that ends at `end`.
+  JsonSlice(const char* start, const char* end) noexcept : start_(start), end_(end) {}
   /// The value of the whole text.
   static JsonSlice Root(const std::string& text) noexcept;
 
@@ -38,20 +48,26 @@ class JsonSlice {
   std::string Text() const;
   /// The first member of that name, when this is an object.
   std::optional<JsonSlice> Find(std::string_view name) const noexcept;
-  /// Calls `visit` with each element of an array or value of an object, in order. It may return the position behind the
-  /// value when it knows it, else null.
+  /// Calls `visit` with each element of an array, or value of an object, and its name, in order. It may return the
+  /// position behind the value when it knows it, else null. Returns the position behind this value.
   template <typename Visit>
-  void ForEach(Visit&& visit) const;
+  const char* ForEach(Visit&& visit) const;
   const char* Start() const noexcept { return start_; }
+  bool IsObject() const noexcept { return *start_ == '{'; }
 
  private:
   friend class JsonMembers;
-  const char* FirstChild() const noexcept;
-  /// Moves from behind one child to the next; null behind the last.
-  static const char* NextChild(const char* behind, bool object) noexcept;
-  static const char* Behind(const char* start) noexcept;
+  /// The first child of a container, or its closing bracket.
+  const char* Enter() const noexcept;
+  /// Takes the name of the child at `at`, when this is an object, and moves to the child's value.
+  const char* Name(const char* at, std::string_view& name) const noexcept;
+  /// From behind one child to the next, or to the closing bracket.
+  static const char* Next(const char* behind) noexcept;
+  /// Behind this value.
+  const char* Behind() const noexcept;
 
   const char* start_;
+  const char* end_;
 };
 
 /// The members of one object and of the objects within it, found in one pass. Loaded again and again it keeps its
@@ -72,15 +88,22 @@ class JsonMembers {
   static constexpr std::size_t kTop = static_cast<std::size_t>(-1);
 
   std::vector<Member> members_;
+  const char* end_ = nullptr;
 };
 
 template <typename Visit>
-void JsonSlice::ForEach(Visit&& visit) const {
-  const bool object = *start_ == '{';
-  for (const char* child = FirstChild(); child != nullptr;) {
-    const char* behind = visit(JsonSlice(child));
-    child = NextChild(behind != nullptr ? behind : Behind(child), object);
+const char* JsonSlice::ForEach(Visit&& visit) const {
+  if (*start_ != '{' && *start_ != '[') {
+    return Behind();
   }
+  const char* at = Enter();
+  while (*at != '}' && *at != ']') {
+    std::string_view name;
+    const JsonSlice child(Name(at, name), end_);
+    const char* behind = visit(child, name);
+    at = Next(behind != nullptr ? behind : child.Behind());
+  }
+  return at + 1;
 }
 
 }  // namespace Kelvar

@@ -1,7 +1,10 @@
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 #include <utility>
 
+#include "common/json/JsonScan.h"
 #include "common/json/JsonText.h"
 
 namespace Kelvar {
@@ -16,22 +19,14 @@ bool IsHexDigit(char letter) noexcept {
   return IsDigit(letter) || (letter >= 'a' && letter <= 'f') || (letter >= 'A' && letter <= 'F');
 }
 
-constexpr std::array<bool, 256> MakeOrdinary() {
-  std::array<bool, 256> ordinary{};
-  for (std::size_t byte = 0x20; byte < 0x80; ++byte) {
-    ordinary[byte] = byte != '"' && byte != '\\';
-  }
-  return ordinary;
-}
-
-/// Bytes that stand for themselves within a string.
-constexpr auto kOrdinary = MakeOrdinary();
-
 constexpr std::size_t kMaxDepth = 128;
+
+using Kind = JsonPlace::Kind;
 
 /// Takes no note of what is read.
 struct NoPlaces {
-  void Open(std::string_view, const char*) noexcept {}
+  void Scalar(std::string_view, std::string_view, Kind) noexcept {}
+  void Open(std::string_view, const char*, Kind) noexcept {}
   void Close() noexcept {}
 };
 
@@ -40,15 +35,19 @@ class AllPlaces {
  public:
   explicit AllPlaces(std::vector<JsonPlace>& places) : places_(places) {}
 
-  void Open(std::string_view name, const char* value) {
-    open_[depth_++] = places_.size();
-    places_.push_back({value, name, 0});
+  void Scalar(std::string_view name, std::string_view text, Kind kind) {
+    places_.push_back({text.data(), name.data(), static_cast<u32>(text.size()), static_cast<u32>(name.size()),
+                       static_cast<u32>(places_.size() + 1), kind});
   }
-  void Close() noexcept { places_[open_[--depth_]].next = places_.size(); }
+  void Open(std::string_view name, const char* value, Kind kind) {
+    open_[depth_++] = places_.size();
+    places_.push_back({value, name.data(), 0, static_cast<u32>(name.size()), 0, kind});
+  }
+  void Close() noexcept { places_[open_[--depth_]].next = static_cast<u32>(places_.size()); }
 
  private:
   std::vector<JsonPlace>& places_;
-  std::array<std::size_t, kMaxDepth + 1> open_{};
+  std::array<std::size_t, kMaxDepth> open_{};
   std::size_t depth_ = 0;
 };
 
@@ -70,6 +69,9 @@ class PlainCheck {
 
  private:
   void Space() noexcept {
+    if (static_cast<unsigned char>(*at_) > ' ') {
+      return;
+    }
     while (*at_ == ' ' || *at_ == '\n' || *at_ == '\t' || *at_ == '\r') {
       ++at_;
     }
@@ -88,15 +90,14 @@ class PlainCheck {
       if (++values_ > limits_.values) {
         return false;
       }
-      places_.Open(std::exchange(name_, {}), at_);
       if (*at_ != '{' && *at_ != '[') {
-        places_.Close();
-        return *at_ == '"' ? String() : *at_ == '-' || IsDigit(*at_) ? Number() : Literal();
+        return Scalar();
       }
-      const bool object = *at_++ == '{';
       if (depth_ == kMaxDepth || depth_ == limits_.depth) {
         return false;
       }
+      const bool object = *at_ == '{';
+      places_.Open(std::exchange(name_, {}), at_++, object ? Kind::Object : Kind::Array);
       isObject_[depth_++] = object;
       Space();
       if (*at_ == (object ? '}' : ']')) {
@@ -106,6 +107,21 @@ class PlainCheck {
         return false;
       }
     }
+  }
+
+  bool Scalar() {
+    const char* start = at_;
+    const bool text = *start == '"';
+    if (!(text ? String() : *start == '-' || IsDigit(*start) ? Number() : Literal())) {
+      return false;
+    }
+    const std::string_view value = text ? Between(start + 1, at_ - 1) : Between(start, at_);
+    places_.Scalar(std::exchange(name_, {}), value, text && escaped_ ? Kind::Escaped : Kind::Plain);
+    return true;
+  }
+
+  static std::string_view Between(const char* start, const char* end) noexcept {
+    return {start, static_cast<std::size_t>(end - start)};
   }
 
   /// What stands behind a value within a container: its end, or a comma and another value.
@@ -123,19 +139,18 @@ class PlainCheck {
   bool Name() noexcept {
     Space();
     const char* start = at_;
-    if (*at_ != '"' || !String() || std::memchr(start, '\\', static_cast<std::size_t>(at_ - start)) != nullptr) {
+    if (*at_ != '"' || !String() || escaped_) {
       return false;
     }
-    name_ = {start + 1, static_cast<std::size_t>(at_ - start - 2)};
+    name_ = Between(start + 1, at_ - 1);
     Space();
     return Take(':');
   }
 
   bool String() noexcept {
+    escaped_ = false;
     for (++at_;;) {
-      while (kOrdinary[static_cast<unsigned char>(*at_)]) {
-        ++at_;
-      }
+      at_ = JsonScan::Skip<JsonScan::Until::Unusual>(at_, end_);
       if (*at_ == '"') {
         ++at_;
         return true;
@@ -162,6 +177,7 @@ class PlainCheck {
   }
 
   bool Escape() noexcept {
+    escaped_ = true;
     ++at_;
     if (*at_ != 'u') {
       const bool known = *at_ != '\0' && std::strchr("\"\\/bfnrt", *at_) != nullptr;
@@ -229,6 +245,7 @@ class PlainCheck {
   const JsonLimits& limits_;
   Places places_;
   std::string_view name_;  ///< of the value that comes next
+  bool escaped_ = false;   ///< whether the last string has escapes
   std::size_t depth_ = 0;
   std::size_t values_ = 0;
   std::array<bool, kMaxDepth> isObject_{};
@@ -241,8 +258,13 @@ bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept {
 }
 
 bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vector<JsonPlace>& places) {
+  constexpr std::size_t kLikelyBytesOfValue = 32;
   places.clear();
-  return text.size() <= limits.bytes && PlainCheck(text, limits, AllPlaces(places)).Run();
+  if (text.size() > limits.bytes || text.size() > std::numeric_limits<u32>::max()) {
+    return false;
+  }
+  places.reserve(std::min(text.size() / kLikelyBytesOfValue, limits.values));
+  return PlainCheck(text, limits, AllPlaces(places)).Run();
 }
 
 }  // namespace Kelvar

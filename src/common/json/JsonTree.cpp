@@ -28,7 +28,7 @@ class TextBuffer : public std::streambuf {
 }  // namespace
 
 std::string JsonNode::Value() const {
-  return node_ != nullptr ? node_->data() : JsonSlice((*places_)[index_].value).Text();
+  return node_ != nullptr ? node_->data() : (*places_)[index_].Text();
 }
 
 std::optional<JsonNode> JsonNode::Find(std::string_view name) const {
@@ -36,12 +36,12 @@ std::optional<JsonNode> JsonNode::Find(std::string_view name) const {
     const auto found = node_->find(std::string(name));
     return found == node_->not_found() ? std::nullopt : std::optional<JsonNode>(found->second);
   }
-  if (*(*places_)[index_].value != '{') {
+  if ((*places_)[index_].kind != JsonPlace::Kind::Object) {
     return std::nullopt;
   }
   const std::size_t end = (*places_)[index_].next;
   for (std::size_t child = index_ + 1; child != end; child = (*places_)[child].next) {
-    if ((*places_)[child].name == name) {
+    if ((*places_)[child].Name() == name) {
       return JsonNode(*places_, child);
     }
   }

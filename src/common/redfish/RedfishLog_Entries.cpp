@@ -64,7 +64,7 @@ void LoadEntry(const JsonMembers& entry, bool argumentsRequired, Record& record)
     ThrowMissing(kArguments);
   }
   if (arguments) {
-    arguments->ForEach([&](const JsonSlice& argument) -> const char* {
+    arguments->ForEach([&](const JsonSlice& argument, std::string_view) -> const char* {
       AppendArgument(record.MessageArguments, argument.Text());
       return nullptr;
     });
@@ -88,25 +88,44 @@ void AppendEntry(const auto& entry, const EntryRules& rules, std::size_t index, 
   KELVAR_LOG(4) << "Push back BMCMsg instance to vector";
 }
 
+/// Returns the position behind the members.
 template <typename Record>
-void AppendInPlace(const std::string& body, const EntryRules& rules, std::vector<Record>& list) {
-  const JsonSlice root = JsonSlice::Root(body);
-  const auto members = root.Find("Members");
-  if (!members) {
-    ThrowMissing("Members");
-  }
+const char* AppendMembers(const JsonSlice& members, std::size_t bodySize, const EntryRules& rules,
+                          std::vector<Record>& list) {
   JsonMembers entry;
   std::size_t index = 0;
-  members->ForEach([&](const JsonSlice& slice) {
+  return members.ForEach([&](const JsonSlice& slice, std::string_view) {
     const char* behind = entry.Load(slice);
     if (index == 0) {  // entries of one log are much of a size
-      const auto likely = body.size() / static_cast<std::size_t>(behind - slice.Start());
+      const auto likely = bodySize / static_cast<std::size_t>(behind - slice.Start());
       list.reserve(list.size() + std::min(likely, rules.maxEntries));
     }
     AppendEntry(entry, rules, index++, list);
     return behind;
   });
-  NoteNextPage(root.Find(kNextLink).has_value());
+}
+
+/// One walk over the body, which may be large.
+template <typename Record>
+void AppendInPlace(const std::string& body, const EntryRules& rules, std::vector<Record>& list) {
+  bool hasMembers = false;
+  bool hasNextPage = false;
+  const JsonSlice root = JsonSlice::Root(body);
+  const auto visit = [&](const JsonSlice& value, std::string_view name) -> const char* {
+    hasNextPage = hasNextPage || name == kNextLink;
+    if (hasMembers || name != "Members") {
+      return nullptr;
+    }
+    hasMembers = true;
+    return AppendMembers(value, body.size(), rules, list);
+  };
+  if (root.IsObject()) {
+    root.ForEach(visit);
+  }
+  if (!hasMembers) {
+    ThrowMissing("Members");
+  }
+  NoteNextPage(hasNextPage);
 }
 
 template <typename Record>

@@ -10,14 +10,9 @@ namespace Rest {
 class BrokenPipeGuard {
  public:
   BrokenPipeGuard() noexcept {
-    sigset_t pending;
-    sigpending(&pending);
     sigemptyset(&brokenPipe_);
-    if (sigismember(&pending, SIGPIPE) == 1) {
-      return;  // blocked and waiting already: not ours to take
-    }
     sigaddset(&brokenPipe_, SIGPIPE);
-    active_ = pthread_sigmask(SIG_BLOCK, &brokenPipe_, &former_) == 0;
+    active_ = pthread_sigmask(SIG_BLOCK, &brokenPipe_, &former_) == 0 && !WaitsAlready();
   }
 
   ~BrokenPipeGuard() {
@@ -34,6 +29,12 @@ class BrokenPipeGuard {
   BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
 
  private:
+  /// A signal that was blocked and pending before is not ours to take.
+  bool WaitsAlready() const noexcept {
+    sigset_t pending;
+    return sigismember(&former_, SIGPIPE) == 1 && sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+  }
+
   sigset_t brokenPipe_{};
   sigset_t former_{};
   bool active_ = false;

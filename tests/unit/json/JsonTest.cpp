@@ -154,7 +154,7 @@ std::string Dump(const JsonNode& node) {
 
 std::string Dump(const JsonSlice& slice) {
   std::string all = "<" + slice.Text();
-  slice.ForEach([&](const JsonSlice& child) -> const char* {
+  slice.ForEach([&](const JsonSlice& child, std::string_view) -> const char* {
     all += Dump(child);
     return nullptr;
   });
@@ -181,6 +181,23 @@ TEST(JsonTextTest, ReadsTheSameAsTheTree) {
     const std::string parsed = Dump(JsonTree::ByParser(text).Root());
     EXPECT_EQ(Dump(JsonSlice::Root(text)), parsed) << text;
     EXPECT_EQ(Dump(JsonTree(text).Root()), parsed) << text;
+  }
+}
+
+/// Strings are scanned in words: what ends or breaks one must be seen at every place of a word, behind any byte.
+TEST(JsonTextTest, SeesEveryByteOfALongString) {
+  for (std::size_t before = 0; before < 18; ++before) {
+    for (const std::string odd :
+         {"\\n", "\\\\", "\\\"", "\\u00e9", "\xc3\xa9", "\x7f", " ", "!", "#", "\"", "\n", "\x80", "\x1f"}) {
+      const std::string text = "[\"" + std::string(before, '[') + odd + std::string(9, '!') + "\",\"]\"]";
+      ASSERT_EQ(IsPlainJson(text, {}), TreeReads(text)) << text;
+      if (TreeReads(text)) {
+        const std::string parsed = Dump(JsonTree::ByParser(text).Root());
+        EXPECT_EQ(Dump(JsonSlice::Root(text)), parsed) << text;
+        EXPECT_EQ(Dump(JsonTree(text).Root()), parsed) << text;
+        EXPECT_TRUE(JsonDocument::Read(text)) << text;
+      }
+    }
   }
 }
 
@@ -248,7 +265,7 @@ TEST(JsonTextTest, FindsMembersLikeTheTree) {
     EXPECT_EQ(inPlace.Root().Text(path, "?"), tree.Root().Text(path, "?")) << path;
   }
   std::string keys;
-  root.Find("Members")->ForEach([&](JsonSlice child) {
+  root.Find("Members")->ForEach([&](JsonSlice child, std::string_view) {
     const char* behind = members.Load(child);
     keys += members.Find("k") ? members.Find("k")->Text() : "-";
     return behind;

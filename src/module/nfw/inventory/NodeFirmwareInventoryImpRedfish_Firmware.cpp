@@ -1,6 +1,7 @@
 #include <array>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "common/log/LogMacros.h"
 #include "common/text/FixedText.h"
@@ -43,12 +44,19 @@ void Store(const SoftwareIdentity_& identity, NODEFIRMWAREBUILDID& record) {
   }
 }
 
-void AppendRelatedItems(const JsonNode& related, std::vector<std::string>& items) {
-  for (const JsonNode& item : related.Children()) {
+std::vector<std::string> RelatedItems(const JsonNode& member) {
+  std::vector<std::string> items;
+  const auto related = member.Find("RelatedItem");
+  if (!related) {
+    KELVAR_LOG(2) << "no RelatedItem";
+    return items;
+  }
+  for (const JsonNode& item : related->Children()) {
     if (const auto path = item.Find("@odata.id")) {
       items.push_back(path->Value());
     }
   }
+  return items;
 }
 
 void StoreMember(const JsonNode& member, std::map<std::string, SoftwareIdentity_>& identities) {
@@ -62,18 +70,21 @@ void StoreMember(const JsonNode& member, std::map<std::string, SoftwareIdentity_
     KELVAR_LOG(2) << "Invalid data";
     return;
   }
-  SoftwareIdentity_ identity;
-  identity.IsPLDMUpdateSupported = "0";
-  identity.Name = name->Value();
-  identity.SoftwareID = softwareId->Value();
-  identity.VersionString = version->Value();
-  identity.Classifications = "10";
-  if (const auto related = member.Find("RelatedItem")) {
-    AppendRelatedItems(*related, identity.RelatedItems);
-  } else {
-    KELVAR_LOG(2) << "no RelatedItem";
+  std::string nameText = name->Value();
+  std::string softwareIdText = softwareId->Value();
+  std::string versionText = version->Value();
+  std::vector<std::string> relatedItems = RelatedItems(member);
+  // The record is wide: it is filled where it stays. Nothing throws from here on but the making of its place.
+  const auto [place, isNew] = identities.try_emplace(id->Value());
+  SoftwareIdentity_& identity = place->second;
+  if (!isNew) {
+    identity = SoftwareIdentity_();
   }
-  identities[id->Value()] = std::move(identity);
+  identity.Name = std::move(nameText);
+  identity.SoftwareID = std::move(softwareIdText);
+  identity.VersionString = std::move(versionText);
+  identity.Classifications = "10";
+  identity.RelatedItems = std::move(relatedItems);
 }
 
 }  // namespace
