@@ -41,7 +41,8 @@ std::string Footer() {
          "\nThe password comes from --password-file, --password-command, the environment variable KELVAR_PASSWORD,\n"
          "the configuration file, or a prompt.\n"
          "Exit codes: 0 complete, 2 usage, 10 unreachable, 11 login refused, 12 TLS failure, 13 bad data,\n"
-         "14 not supported, 20 partial, 21 some of many targets failed, 1 anything else.\n";
+         "14 not supported, 20 partial, 21 some of many targets failed,\n"
+         "22 differences found, 1 anything else.\n";
 }
 
 void DeclareSecrets(CLI::App& app, Options& options) {

@@ -182,6 +182,84 @@ TEST_F(Fleet, SplitsIntoShardsThatCoverTheListOnce) {
   EXPECT_EQ(std::set<std::string>(seen.begin(), seen.end()).size(), 81U);
 }
 
+TEST_F(Fleet, GoesOnWithARunThatWasCut) {
+  const BmcSim sim("full");
+  const std::string redfish = Address("redfish", sim.Port("redfish"));
+  const std::string ipmi = Address("ipmi", sim.Port("ipmi"));
+  const std::string dead = "redfish://admin@127.0.0.1:9";
+  const std::string list = File("list", dead + "\n" + redfish + "\n" + ipmi + "\n");
+  const std::string run = Path("run");
+  EXPECT_EQ(RunTool({"--targets", list, "--ordered", "--save", run, "identity"}).exitCode, 21);
+  const std::string whole = TextOf(run);
+  std::filesystem::resize_file(run, whole.size() - 20);
+  const CommandResult rest = RunTool({"--targets", list, "--ordered", "--resume", run, "--save", run, "identity"});
+  const std::vector<std::string> all = Statuses(TextOf(run));
+  EXPECT_THAT(all, testing::Contains(redfish + " complete"));
+  EXPECT_THAT(all, testing::Contains(ipmi + " complete"));
+  EXPECT_EQ(std::count(all.begin(), all.end(), dead + " unreachable"), 2);
+  EXPECT_EQ(std::count(all.begin(), all.end(), "not JSON"), 1);
+  EXPECT_EQ(LinesOf(rest.output).size(), 2U);
+  EXPECT_EQ(RunTool({"--targets", list, "--resume", run, "identity", "dns"}).exitCode, 21);
+  EXPECT_THAT(Statuses(RunTool({"--targets", list, "--resume", run, "identity"}).output),
+              ElementsAre(dead + " unreachable"));
+}
+
+/// Replaces the first of a text that has to be there.
+std::string With(std::string text, const std::string& from, const std::string& to) {
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+TEST_F(Fleet, TellsWhatChangedSinceAFormerRun) {
+  const BmcSim sim("full", {"--serve", "redfish,cim"});
+  const std::string redfish = Address("redfish", sim.Port("redfish"));
+  const std::string cim = Address("cim+http", sim.Port("cim"));
+  const std::string list = File("list", redfish + "\n" + cim + "\n");
+  const std::string former = Path("former");
+  EXPECT_EQ(RunTool({"--targets", File("one", redfish + "\n"), "--diff", "/dev/null", "--save", former}).exitCode, 22);
+  EXPECT_EQ(RunTool({"--targets", Path("one"), "--diff", former}).output, "");
+  std::string text = With(TextOf(former), "\"uEFIBuildID\":\"TBE207M-3.10\"", "\"uEFIBuildID\":\"TBE100A-1.00\"");
+  text = With(text, "\"Name\":\"power supply 2\"", "\"Name\":\"fan 7\"");
+  text = With(text, "\"SerialNumber\":\"KV4A017\"", "\"SerialNumber\":\"OTHER\"");
+  File("former", text + With(text, redfish, "redfish://192.0.2.1") + "\ncut {");
+  const CommandResult lines = RunTool({"--targets", list, "--ordered", "--diff", former, "--format", "table"});
+  EXPECT_EQ(lines.exitCode, 22);
+  EXPECT_THAT(LinesOf(lines.output),
+              testing::UnorderedElementsAre(
+                  redfish + ": firmware uEFIBuildID: \"TBE100A-1.00\" -> \"TBE207M-3.10\"",
+                  HasSubstr(" SerialNumber: \"OTHER\" -> \"KV4A017\""), redfish + ": components fan 7 removed",
+                  redfish + ": components power supply 2 added", cim + ": added", "redfish://192.0.2.1: removed"));
+  rapidjson::Document document;
+  EXPECT_FALSE(document.Parse(RunTool({"--targets", list, "--diff", former, "--format", "json"}).output.c_str())
+                   .HasParseError());
+  EXPECT_EQ(document.Size(), 6U);
+}
+
+TEST_F(Fleet, ChecksFirmwareAgainstABaseline) {
+  const BmcSim sim("full", {"--serve", "redfish"});
+  const std::string redfish = Address("redfish", sim.Port("redfish"));
+  const std::string list = File("list", redfish + "\n");
+  const auto check = [&](const std::string& name, const std::string& rules) {
+    return RunTool({"--targets", list, "--baseline", File(name, rules), "--format", "table"});
+  };
+  const std::string good =
+      "[[rule]]\nhost = \"10.*\"\nfirmware.uEFIBuildID = \"X\"\n"
+      "[[rule]]\nmachine = \"RT1*\"\nfirmware.uEFIBuildID = [\"A\", \"TBE207M*\"]\n"
+      "[[rule]]\nfirmware.uEFIBuildID = \"decided before\"\n";
+  const CommandResult fits = check("good.toml", good);
+  EXPECT_EQ(fits.exitCode, 0) << fits.output << fits.errors;
+  const CommandResult deviates =
+      check("bad.json",
+            R"({"rule": [{"machine": "Kestrel*", "firmware": {"uEFIBuildID": ["A", "B"], "SorelBuildID": "*"}}]})");
+  EXPECT_EQ(deviates.exitCode, 22);
+  EXPECT_EQ(deviates.output, redfish + ": firmware uEFIBuildID: \"TBE207M-3.10\", expected \"A or B\"\n");
+  EXPECT_THAT(check("none.toml", "rule = []").output, HasSubstr("no rule"));
+  for (const char* const rules : {"[[rule]]\nfirmware.uEFI = \"X\"", "[[rule]]\nmachine = 1", "rule = 1", "[[", ""}) {
+    EXPECT_EQ(check("wrong.toml", rules).exitCode, 2) << rules;
+  }
+}
+
 TEST_F(Fleet, RefusesOptionsThatMakeNoSense) {
   const std::string list = File("list", "redfish://admin@127.0.0.1:9\n");
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
@@ -190,6 +268,8 @@ TEST_F(Fleet, RefusesOptionsThatMakeNoSense) {
            {"--targets", list, "--shard", "4/3"},
            {"--targets", list, "--shard", "auto"},
            {"--targets", list, "--explain"},
+           {"--targets", list, "--resume", "/nonexistent"},
+           {"--targets", list, "--diff", list, "--format", "csv"},
            {"--targets", list, "--save", "/nonexistent/file"},
            {"redfish://admin@127.0.0.1:9", "--jobs", "3"},
        }) {

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "common/text/Escape.h"
+#include "tools/kelvar/fleet/StoredReport.h"
 
 namespace Kelvar::Tool {
 
@@ -42,13 +43,17 @@ std::size_t Tally::Failed() const {
   return answered - (complete == byCode.end() ? 0 : complete->second);
 }
 
-Delivery::Delivery(Output& output, Rendering rendering, bool ordered, const std::string& save)
-    : output_(output), rendering_(std::move(rendering)), ordered_(ordered) {
+Delivery::Delivery(Output& output, Rendering rendering, const FleetOptions& options)
+    : output_(output), rendering_(std::move(rendering)), ordered_(options.ordered) {
+  const std::string& save = options.save;
   if (!save.empty()) {
-    save_.reset(std::fopen(save.c_str(), "we"));
+    const bool append = !options.resume.empty();
+    const bool cut = append && LacksLineEnd(save);
+    save_.reset(std::fopen(save.c_str(), append ? "ae" : "we"));
     if (save_ == nullptr) {
       throw ToolError(ExitCode::Usage, save + ": " + std::strerror(errno));
     }
+    std::fputs(cut ? "\n" : "", save_.get());
   }
   output_.Write(rendering_.head);
 }

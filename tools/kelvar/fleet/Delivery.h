@@ -11,6 +11,7 @@
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/Printer.h"
 #include "tools/kelvar/Report.h"
+#include "tools/kelvar/fleet/FleetOptions.h"
 
 namespace Kelvar::Tool {
 
@@ -37,9 +38,9 @@ struct Tally {
 /// thread; nothing throws but Finish().
 class Delivery {
  public:
-  /// `save`: file that also gets each report, as a JSON line, when it is there; empty: none. Throws ToolError (usage)
-  /// when that cannot be written.
-  Delivery(Output& output, Rendering rendering, bool ordered, const std::string& save);
+  /// Where the options name a file for it, that also gets each report, as a JSON line, when it is there. Throws
+  /// ToolError (usage) when it cannot be written.
+  Delivery(Output& output, Rendering rendering, const FleetOptions& options);
 
   /// The report of the target at a position, counted from 0.
   void Deliver(std::size_t position, const Report& report);

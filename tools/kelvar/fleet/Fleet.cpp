@@ -4,13 +4,17 @@
 #include <cstdio>
 #include <utility>
 
+#include <fmt/format.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tools/kelvar/Credentials.h"
 #include "tools/kelvar/fleet/FleetReading.h"
+#include "tools/kelvar/fleet/Inspection.h"
 #include "tools/kelvar/fleet/ProgressLine.h"
 #include "tools/kelvar/fleet/Shard.h"
+#include "tools/kelvar/fleet/StoredReport.h"
 
 namespace Kelvar::Tool {
 
@@ -30,15 +34,24 @@ void CheckOptions(const Options& options) {
   }
 }
 
-std::vector<ListedTarget> ChosenTargets(const Options& options, const FleetOptions& fleetOptions) {
-  const Shard shard = fleetOptions.shard.empty() ? Shard() : ParseShard(fleetOptions.shard);
-  std::vector<ListedTarget> list = ReadTargetList(fleetOptions.targets, options.what);
+/// Leaves the targets of the shard that no former run has read.
+void Choose(std::vector<ListedTarget>& list, const Shard& shard, const std::string& resume) {
+  const std::map<std::string, StoredReport> stored =
+      resume.empty() ? std::map<std::string, StoredReport>() : ReadStoredReports(resume);
   list.erase(std::remove_if(list.begin(), list.end(),
                             [&](const ListedTarget& listed) {
-                              return !shard.Holds(listed.target ? listed.target->info.Host : listed.name);
+                              const std::string& host = listed.target ? listed.target->info.Host : listed.name;
+                              return !shard.Holds(host) || IsComplete(stored, listed);
                             }),
              list.end());
-  return list;
+}
+
+/// Whether standard output appends to a file whose last line is cut.
+bool AppendsToCutLine(const std::string& file) {
+  struct stat named {};
+  struct stat output {};
+  return !file.empty() && stat(file.c_str(), &named) == 0 && fstat(STDOUT_FILENO, &output) == 0 &&
+         named.st_dev == output.st_dev && named.st_ino == output.st_ino && LacksLineEnd(file);
 }
 
 std::string FormatOf(const Options& options, const FleetOptions& fleetOptions) {
@@ -114,23 +127,18 @@ class FleetRun {
   WorkerPool pool_;
 };
 
-int ExitCodeOf(const Tally& tally) {
-  return static_cast<int>(tally.Failed() == 0 ? ExitCode::Complete : ExitCode::SomeFailed);
+ExitCode CodeOf(const Tally& tally, const Inspection& inspection) {
+  if (tally.Failed() > 0) {
+    return ExitCode::SomeFailed;
+  }
+  return inspection.Differences() > 0 ? ExitCode::Different : ExitCode::Complete;
 }
 
-int End(const Options& options, Delivery& delivery, Clock::time_point start) {
-  const Tally tally = delivery.Counts();
-  try {
-    delivery.Finish("");
-  } catch (const ToolError& error) {
-    std::fprintf(stderr, "kelvar: %s\n", error.what());
-    return static_cast<int>(error.Code());
-  }
-  if (!options.quiet) {
-    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    std::fprintf(stderr, "kelvar: %s\n", SummaryOf(tally, seconds).c_str());
-  }
-  return ExitCodeOf(tally);
+void ShowSummary(const Tally& tally, const Inspection& inspection, std::size_t skipped, double seconds) {
+  std::string text = SummaryOf(tally, seconds);
+  text += skipped > 0 ? fmt::format("; {} were complete before", skipped) : "";
+  text += inspection.Wanted() ? fmt::format("; differences: {}", inspection.Differences()) : "";
+  std::fprintf(stderr, "kelvar: %s\n", text.c_str());
 }
 
 }  // namespace
@@ -138,19 +146,39 @@ int End(const Options& options, Delivery& delivery, Clock::time_point start) {
 int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
   CheckOptions(options);
   const Clock::time_point start = Clock::now();
-  std::vector<ListedTarget> list = ChosenTargets(options, fleetOptions);
-  const Colour colour = ColourOf(options);
+  const Shard shard = fleetOptions.shard.empty() ? Shard() : ParseShard(fleetOptions.shard);
+  Inspection inspection(fleetOptions);
+  std::vector<ListedTarget> list = ReadTargetList(fleetOptions.targets, options.what);
   const std::string format = FormatOf(options, fleetOptions);
-  Output output;
-  RaiseDescriptorLimit(fleetOptions.jobs);
-  Delivery delivery(output, RenderingOf(format, colour), fleetOptions.ordered, fleetOptions.save);
-  FleetRun run(options, fleetOptions, delivery, list.size());
-  const bool all = run.Read(std::move(list));
-  const int code = End(options, delivery, start);
-  if (!all) {
-    _exit(code);
+  Rendering rendering = inspection.Wanted() ? inspection.RenderingOf(format) : RenderingOf(format, ColourOf(options));
+  rendering.head.insert(0, AppendsToCutLine(fleetOptions.resume) ? "\n" : "");
+  const std::string removed = inspection.TextOfRemoved(list, shard);
+  const std::size_t listed = list.size();
+  for (ListedTarget& target : list) {
+    inspection.AddWords(target.what);
   }
-  return code;
+  Choose(list, shard, fleetOptions.resume);
+  RaiseDescriptorLimit(fleetOptions.jobs);
+  Output output;
+  Delivery delivery(output, std::move(rendering), fleetOptions);
+  FleetRun run(options, fleetOptions, delivery, list.size());
+  const std::size_t skipped = fleetOptions.shard.empty() ? listed - list.size() : 0;
+  const bool all = run.Read(std::move(list));
+  ExitCode code = CodeOf(delivery.Counts(), inspection);
+  try {
+    delivery.Finish(removed);
+    if (!options.quiet) {
+      const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+      ShowSummary(delivery.Counts(), inspection, skipped, seconds);
+    }
+  } catch (const ToolError& error) {
+    std::fprintf(stderr, "kelvar: %s\n", error.what());
+    code = error.Code();
+  }
+  if (!all) {
+    _exit(static_cast<int>(code));
+  }
+  return static_cast<int>(code);
 }
 
 }  // namespace Kelvar::Tool

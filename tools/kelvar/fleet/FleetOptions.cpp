@@ -29,6 +29,12 @@ void DeclareFleet(CLI::App& app, FleetOptions& options) {
   add(app.add_option("--shard", options.shard, "Read the K-th of N parts of the list; auto: Slurm, Kubernetes")
           ->type_name("K/N|auto"));
   add(app.add_option("--save", options.save, "Also write the reports to a file, as jsonl")->type_name("FILE"));
+  add(app.add_option("--resume", options.resume,
+                     "Leave out what is complete in the jsonl of a former run; --save appends")
+          ->type_name("FILE"));
+  add(app.add_option("--diff", options.diff, "Print what changed since the jsonl of a former run")->type_name("FILE"));
+  add(app.add_option("--baseline", options.baseline, "Print firmware that is not as the rules of a TOML or JSON file")
+          ->type_name("FILE"));
 }
 
 }  // namespace Kelvar::Tool

@@ -15,6 +15,9 @@ struct FleetOptions {
   bool ordered = false;
   std::string shard;
   std::string save;
+  std::string resume;
+  std::string diff;
+  std::string baseline;
 };
 
 void DeclareFleet(CLI::App& app, FleetOptions& options);

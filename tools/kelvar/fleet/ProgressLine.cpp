@@ -12,10 +12,13 @@ ProgressLine::ProgressLine(std::size_t total, bool wanted)
     : total_(total), shown_(wanted && isatty(STDERR_FILENO) == 1) {}
 
 void ProgressLine::Show(const Tally& tally) {
-  if (!shown_) {
+  constexpr std::chrono::milliseconds pause{100};
+  const auto now = std::chrono::steady_clock::now();
+  if (!shown_ || now - last_ < pause) {
     return;
   }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  last_ = now;
+  const double seconds = std::chrono::duration<double>(now - start_).count();
   const double rate = static_cast<double>(tally.answered) / std::max(seconds, 0.001);
   const std::string line =
       fmt::format("\r{} of {} done, {} failed, {:.1f} a second\x1b[K", tally.answered, total_, tally.Failed(), rate);

@@ -12,6 +12,7 @@ class ProgressLine {
  public:
   ProgressLine(std::size_t total, bool wanted);
 
+  /// A few times a second at most.
   void Show(const Tally& tally);
   /// Removes it.
   void Clear();
@@ -20,6 +21,7 @@ class ProgressLine {
   const std::size_t total_;
   const bool shown_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::chrono::steady_clock::time_point last_{};
 };
 
 /// What a fleet came to, in one line for people.

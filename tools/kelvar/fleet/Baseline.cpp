@@ -1,0 +1,192 @@
+#include "tools/kelvar/fleet/Baseline.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include <fmt/format.h>
+#include <fnmatch.h>
+#include <rapidjson/document.h>
+#include <toml++/toml.h>
+
+#include "tools/kelvar/Records.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+bool Like(const std::string& pattern, const std::string& text) {
+  return fnmatch(pattern.c_str(), text.c_str(), 0) == 0;
+}
+
+std::string ContentOf(const std::string& file) {
+  std::ifstream input(file);
+  std::ostringstream content;
+  content << input.rdbuf();
+  if (!input) {
+    throw ToolError(ExitCode::Usage, "baseline " + file + ": " + std::strerror(errno));
+  }
+  return content.str();
+}
+
+/// The rules as JSON, whichever of the two the file is.
+std::string JsonOf(const std::string& file) {
+  const std::string content = ContentOf(file);
+  const std::string_view ending = ".json";
+  if (file.size() >= ending.size() && file.compare(file.size() - ending.size(), ending.size(), ending) == 0) {
+    return content;
+  }
+  try {
+    std::ostringstream json;
+    json << toml::json_formatter{toml::parse(content)};
+    return json.str();
+  } catch (const toml::parse_error& error) {
+    throw ToolError(ExitCode::Usage, fmt::format("baseline {}: no TOML at line {}: {}", file, error.source().begin.line,
+                                                 error.description()));
+  }
+}
+
+/// Reads rules; whatever it does not know is a mistake.
+class RuleReader {
+ public:
+  explicit RuleReader(std::string file) : file_(std::move(file)) {
+    for (const auto& [name, value] : RecordOf(KelvarNfw::NODEFIRMWAREBUILDID{})) {
+      fields_.insert(name);
+    }
+  }
+
+  std::vector<Baseline::Rule> Read(const std::string& json) const {
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseIterativeFlag>(json.data(), json.size());
+    if (document.HasParseError() || !document.IsObject() || !document.HasMember("rule") ||
+        !document["rule"].IsArray() || document.MemberCount() != 1) {
+      Refuse("wanted is a list of rules; write [[rule]]");
+    }
+    std::vector<Baseline::Rule> rules;
+    for (const rapidjson::Value& rule : document["rule"].GetArray()) {
+      rules.push_back(RuleOf(rule));
+    }
+    return rules;
+  }
+
+ private:
+  [[noreturn]] void Refuse(const std::string& why) const {
+    throw ToolError(ExitCode::Usage, "baseline " + file_ + ": " + why);
+  }
+
+  std::string Text(const rapidjson::Value& value) const {
+    if (!value.IsString()) {
+      Refuse("a pattern is no text");
+    }
+    return {value.GetString(), value.GetStringLength()};
+  }
+
+  Baseline::Rule RuleOf(const rapidjson::Value& object) const {
+    Baseline::Rule rule;
+    if (!object.IsObject()) {
+      Refuse("a rule is no table");
+    }
+    for (const auto& [name, value] : object.GetObject()) {
+      const std::string key = Text(name);
+      if (key == "machine") {
+        rule.machine = Text(value);
+      } else if (key == "host") {
+        rule.host = Text(value);
+      } else if (key == "firmware" && value.IsObject()) {
+        ReadFields(value, rule);
+      } else {
+        Refuse("\"" + key + "\" is none of machine, host and the table firmware");
+      }
+    }
+    return rule;
+  }
+
+  void ReadFields(const rapidjson::Value& object, Baseline::Rule& rule) const {
+    for (const auto& [name, value] : object.GetObject()) {
+      auto& [field, patterns] = rule.fields.emplace_back(Text(name), std::vector<std::string>());
+      if (fields_.count(field) == 0) {
+        Refuse("firmware has no field \"" + field + "\"");
+      }
+      if (!value.IsArray()) {
+        patterns.push_back(Text(value));
+        continue;
+      }
+      for (const rapidjson::Value& pattern : value.GetArray()) {
+        patterns.push_back(Text(pattern));
+      }
+    }
+  }
+
+  std::string file_;
+  std::set<std::string> fields_;
+};
+
+/// Names that a machine is known by.
+std::vector<std::string> NamesOf(const StoredReport& report) {
+  constexpr std::string_view fields[] = {"ProductName", "Model", "MachineType", "ModelName"};
+  std::vector<std::string> names;
+  for (const char* const what : {"identity", "system"}) {
+    const auto part = report.parts.find(what);
+    if (part == report.parts.end() || part->second.records.empty()) {
+      continue;
+    }
+    for (const auto& [field, value] : part->second.records.front()) {
+      if (std::find(std::begin(fields), std::end(fields), field) != std::end(fields)) {
+        names.push_back(value);
+      }
+    }
+  }
+  return names;
+}
+
+bool Fits(const Baseline::Rule& rule, const std::string& host, const std::vector<std::string>& names) {
+  const bool machine = rule.machine == "*" || std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+                         return Like(rule.machine, name);
+                       });
+  return machine && Like(rule.host, host);
+}
+
+std::string Joined(const std::vector<std::string>& patterns) {
+  std::string joined;
+  for (const std::string& pattern : patterns) {
+    joined += (joined.empty() ? "" : " or ") + pattern;
+  }
+  return joined;
+}
+
+}  // namespace
+
+Baseline::Baseline(const std::string& file) : rules_(RuleReader(file).Read(JsonOf(file))) {}
+
+std::vector<Finding> Baseline::Check(const StoredReport& report) const {
+  const auto part = report.parts.find("firmware");
+  if (part == report.parts.end() || part->second.records.empty()) {
+    const std::string& status = part == report.parts.end() ? report.status : part->second.status;
+    return {{Finding::Kind::Unread, report.target, "firmware", "", "", "", status}};
+  }
+  const std::string host = ParseTarget(report.target).info.Host;
+  const std::vector<std::string> names = NamesOf(report);
+  std::vector<Finding> findings;
+  std::set<std::string> decided;
+  for (const Rule& rule : rules_) {
+    if (!Fits(rule, host, names)) {
+      continue;
+    }
+    for (const auto& [field, patterns] : rule.fields) {
+      const std::string value = ValueOf(part->second.records.front(), field);
+      const auto allows = [&](const std::string& pattern) { return Like(pattern, value); };
+      if (decided.insert(field).second && std::none_of(patterns.begin(), patterns.end(), allows)) {
+        findings.push_back({Finding::Kind::Deviates, report.target, "firmware", "", field, Joined(patterns), value});
+      }
+    }
+  }
+  if (decided.empty()) {
+    findings.push_back({Finding::Kind::NoRule, report.target, "", "", "", "", ""});
+  }
+  return findings;
+}
+
+}  // namespace Kelvar::Tool

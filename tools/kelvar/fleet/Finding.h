@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kelvar::Tool {
+
+/// One difference between what a target is and what it was or should be.
+struct Finding {
+  enum class Kind {
+    Changed,   ///< a field, from `before` to `after`
+    Added,     ///< a record, or with an empty `what` a target
+    Removed,   ///< the same
+    Deviates,  ///< a field is `after`, where `before` is expected
+    Unread,    ///< nothing can be said; `after` is the status. No difference.
+    NoRule,    ///< the baseline says nothing of this machine. No difference.
+  };
+
+  Kind kind;
+  std::string target;
+  std::string what;
+  std::string record;  ///< name of one of several
+  std::string field;
+  std::string before;
+  std::string after;
+
+  bool IsDifference() const { return kind != Kind::Unread && kind != Kind::NoRule; }
+};
+
+/// Findings one behind the other, with `separator` between them, as lines for people or as JSON objects of one line.
+std::string TextOf(const std::vector<Finding>& findings, bool json, const std::string& separator);
+
+}  // namespace Kelvar::Tool

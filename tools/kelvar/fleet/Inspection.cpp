@@ -1,0 +1,70 @@
+#include "tools/kelvar/fleet/Inspection.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace Kelvar::Tool {
+
+Inspection::Inspection(const FleetOptions& options) {
+  if (!options.diff.empty()) {
+    comparison_.emplace(ReadStoredReports(options.diff));
+  }
+  if (!options.baseline.empty()) {
+    baseline_.emplace(options.baseline);
+  }
+}
+
+void Inspection::AddWords(std::vector<std::string>& what) const {
+  if (comparison_ && what.empty()) {
+    what = {"firmware", "identity", "system", "components"};
+  }
+  if (!baseline_) {
+    return;
+  }
+  for (const std::string& word : Baseline::Words()) {
+    if (std::find(what.begin(), what.end(), word) == what.end()) {
+      what.push_back(word);
+    }
+  }
+}
+
+Rendering Inspection::RenderingOf(const std::string& format) {
+  if (format != "table" && format != "json" && format != "jsonl") {
+    throw ToolError(ExitCode::Usage, "--diff and --baseline print table, json or jsonl");
+  }
+  json_ = format != "table";
+  const bool array = format == "json";
+  separator_ = array ? ",\n" : "";
+  return {array ? "[\n" : "", separator_, array ? "]\n" : "", [this](const Report& report) { return TextOf(report); }};
+}
+
+std::string Inspection::TextOfRemoved(const std::vector<ListedTarget>& list, const Shard& shard) {
+  return comparison_ ? TextOf(comparison_->Removed(list, shard)) : std::string();
+}
+
+std::string Inspection::TextOf(const Report& report) {
+  const auto stored = ParseStoredReport(JsonText(report));
+  if (!stored) {
+    return "";
+  }
+  if (report.code == ExitCode::Usage) {
+    return TextOf({{Finding::Kind::Unread, stored->target, "", "", "", "", report.error}});
+  }
+  std::vector<Finding> findings;
+  if (comparison_) {
+    findings = comparison_->Compare(*stored);
+  }
+  if (baseline_) {
+    std::vector<Finding> deviations = baseline_->Check(*stored);
+    std::move(deviations.begin(), deviations.end(), std::back_inserter(findings));
+  }
+  return TextOf(findings);
+}
+
+std::string Inspection::TextOf(const std::vector<Finding>& findings) {
+  differences_ += static_cast<std::size_t>(
+      std::count_if(findings.begin(), findings.end(), [](const Finding& finding) { return finding.IsDifference(); }));
+  return Tool::TextOf(findings, json_, separator_);
+}
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/kelvar/fleet/Baseline.h"
+#include "tools/kelvar/fleet/Comparison.h"
+#include "tools/kelvar/fleet/Delivery.h"
+#include "tools/kelvar/fleet/FleetOptions.h"
+
+namespace Kelvar::Tool {
+
+/// What a fleet's reports are held against, when they are: a former run, a baseline, or both. Findings are printed in
+/// the reports' place then.
+class Inspection {
+ public:
+  /// Throws ToolError (usage) when a file cannot be used.
+  explicit Inspection(const FleetOptions& options);
+
+  bool Wanted() const { return comparison_ || baseline_; }
+
+  /// Adds what has to be read to what is asked of a target, which may be nothing yet.
+  void AddWords(std::vector<std::string>& what) const;
+
+  /// How findings are printed: "table" (lines), "json" or "jsonl". Throws ToolError (usage) for other formats. The
+  /// object outlives the result.
+  Rendering RenderingOf(const std::string& format);
+
+  /// The text of the targets that are gone; once, at the end.
+  std::string TextOfRemoved(const std::vector<ListedTarget>& list, const Shard& shard);
+
+  std::size_t Differences() const { return differences_; }
+
+ private:
+  std::string TextOf(const Report& report);
+  std::string TextOf(const std::vector<Finding>& findings);
+
+  std::optional<Comparison> comparison_;
+  std::optional<Baseline> baseline_;
+  bool json_ = false;
+  std::string separator_;
+  std::atomic<std::size_t> differences_{0};
+};
+
+}  // namespace Kelvar::Tool

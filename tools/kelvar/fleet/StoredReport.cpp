@@ -1,0 +1,127 @@
+#include "tools/kelvar/fleet/StoredReport.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include "tools/kelvar/ExitCode.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+constexpr std::string_view lasting[] = {"firmware",   "generation", "identity", "system",
+                                        "components", "software",   "board"};
+
+std::string TextOf(const rapidjson::Value& value) {
+  if (value.IsString()) {
+    return {value.GetString(), value.GetStringLength()};
+  }
+  rapidjson::StringBuffer buffer;
+  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+  value.Accept(writer);
+  return {buffer.GetString(), buffer.GetSize()};
+}
+
+std::string Member(const rapidjson::Value& object, const char* key) {
+  const auto found = object.FindMember(key);
+  return found != object.MemberEnd() && found->value.IsString() ? TextOf(found->value) : std::string();
+}
+
+const rapidjson::Value* List(const rapidjson::Value& object, const char* key) {
+  const auto found = object.FindMember(key);
+  return found != object.MemberEnd() && found->value.IsArray() ? &found->value : nullptr;
+}
+
+void ReadPart(const rapidjson::Value& result, StoredReport& report) {
+  if (!result.IsObject()) {
+    return;
+  }
+  const std::string what = Member(result, "what");
+  StoredReport::Part& part = report.parts[what];
+  part = {Member(result, "status"), {}};
+  const rapidjson::Value* const records = List(result, "records");
+  if (records == nullptr || std::find(std::begin(lasting), std::end(lasting), what) == std::end(lasting)) {
+    return;
+  }
+  for (const rapidjson::Value& record : records->GetArray()) {
+    StoredReport::Record& fields = part.records.emplace_back();
+    if (record.IsObject()) {
+      for (const auto& [name, value] : record.GetObject()) {
+        fields.emplace_back(TextOf(name), TextOf(value));
+      }
+    }
+  }
+}
+
+}  // namespace
+
+std::string ValueOf(const StoredReport::Record& record, const std::string& field) {
+  const auto found = std::find_if(record.begin(), record.end(), [&](const auto& pair) { return pair.first == field; });
+  return found == record.end() ? std::string() : found->second;
+}
+
+std::optional<StoredReport> ParseStoredReport(const std::string& line) {
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
+  if (document.HasParseError() || !document.IsObject()) {
+    return std::nullopt;
+  }
+  StoredReport report;
+  report.target = Member(document, "target");
+  report.status = Member(document, "status");
+  const rapidjson::Value* const results = List(document, "results");
+  if (report.target.empty() || report.status.empty() || results == nullptr) {
+    return std::nullopt;
+  }
+  for (const rapidjson::Value& result : results->GetArray()) {
+    ReadPart(result, report);
+  }
+  return report;
+}
+
+std::map<std::string, StoredReport> ReadStoredReports(const std::string& file) {
+  std::ifstream lines(file);
+  std::map<std::string, StoredReport> stored;
+  for (std::string line; std::getline(lines, line);) {
+    if (auto report = ParseStoredReport(line)) {
+      StoredReport& all = stored[report->target];
+      report->parts.merge(all.parts);  // which leaves what both have
+      all = std::move(*report);
+    }
+  }
+  if (!lines.is_open() || lines.bad()) {
+    throw ToolError(ExitCode::Usage, "reports " + file + ": " + std::strerror(errno));
+  }
+  return stored;
+}
+
+bool IsComplete(const std::map<std::string, StoredReport>& stored, const ListedTarget& listed) {
+  const std::string complete = NameOf(ExitCode::Complete);
+  const auto found = stored.find(listed.name);
+  if (found == stored.end() || !listed.error.empty()) {
+    return false;
+  }
+  if (listed.what.empty()) {
+    return found->second.status == complete;
+  }
+  return std::all_of(listed.what.begin(), listed.what.end(), [&](const std::string& word) {
+    const auto part = found->second.parts.find(word);
+    return part != found->second.parts.end() && part->second.status == complete;
+  });
+}
+
+bool LacksLineEnd(const std::string& file) {
+  std::ifstream content(file, std::ios::binary);
+  char last = '\n';
+  return content.seekg(-1, std::ios::end) && content.get(last) && last != '\n';
+}
+
+}  // namespace Kelvar::Tool

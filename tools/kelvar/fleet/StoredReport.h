@@ -1,0 +1,44 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/kelvar/fleet/TargetList.h"
+
+namespace Kelvar::Tool {
+
+/// What a report's JSON line tells of what seldom changes: firmware, identity and components.
+struct StoredReport {
+  using Record = std::vector<std::pair<std::string, std::string>>;  ///< fields and their values as texts
+
+  struct Part {
+    std::string status;
+    std::vector<Record> records;  ///< none of sensors, logs and settings
+  };
+
+  std::string target;
+  std::string status;
+  std::map<std::string, Part> parts;  ///< by word
+};
+
+/// The value of a field, empty when there is none.
+std::string ValueOf(const StoredReport::Record& record, const std::string& field);
+
+/// Nothing when the line is no report.
+std::optional<StoredReport> ParseStoredReport(const std::string& line);
+
+/// The reports of a former run, JSON lines, by target: of several lines of one target the last that has a part counts.
+/// Lines that are no report are left out: the last one is cut when its run was ended. Throws ToolError (usage) when the
+/// file cannot be read.
+std::map<std::string, StoredReport> ReadStoredReports(const std::string& file);
+
+/// Whether a former run read all that is asked of a target now.
+bool IsComplete(const std::map<std::string, StoredReport>& stored, const ListedTarget& listed);
+
+/// Whether a file's last line is cut.
+bool LacksLineEnd(const std::string& file);
+
+}  // namespace Kelvar::Tool
