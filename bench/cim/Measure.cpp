@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -28,10 +29,12 @@ double StatusBytes(const std::string& key) {
 void RunChild(const std::function<void()>& action, int output) {
   std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again from here
   const double before = StatusBytes("VmRSS");
+  const double cpuBefore = static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
   const auto start = std::chrono::steady_clock::now();
   action();
   Cost cost;
   cost.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  cost.cpuSeconds = static_cast<double>(std::clock()) / CLOCKS_PER_SEC - cpuBefore;
   cost.peakBytes = StatusBytes("VmHWM") - before;
   _exit(write(output, &cost, sizeof cost) == sizeof cost ? 0 : 1);
 }
@@ -61,14 +64,19 @@ Cost MeasureOnce(const std::function<void()>& action) {
 
 Cost Measure(const std::function<void()>& action, int runs) {
   std::vector<double> seconds;
+  std::vector<double> cpuSeconds;
   Cost cost;
   for (int i = 0; i < runs; ++i) {
     const Cost once = MeasureOnce(action);
     seconds.push_back(once.seconds);
+    cpuSeconds.push_back(once.cpuSeconds);
     cost.peakBytes = std::max(cost.peakBytes, once.peakBytes);
   }
-  std::nth_element(seconds.begin(), seconds.begin() + runs / 2, seconds.end());
-  cost.seconds = seconds[static_cast<std::size_t>(runs / 2)];
+  const auto middle = static_cast<std::size_t>(runs / 2);
+  std::sort(seconds.begin(), seconds.end());
+  std::sort(cpuSeconds.begin(), cpuSeconds.end());
+  cost.seconds = seconds[middle];
+  cost.cpuSeconds = cpuSeconds[middle];
   return cost;
 }
 

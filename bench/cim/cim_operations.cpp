@@ -17,7 +17,7 @@ void Check(bool correct) {
   }
 }
 
-void Row(const char* name, const CimReply& reply,
+void Row(const BenchOptions& options, const char* name, const CimReply& reply,
          const std::function<std::size_t(NodeFirmwareInventoryImpCIM& backend)>& operation) {
   const BenchServer server(reply);
   const Cost bare = Measure([&] {
@@ -30,18 +30,21 @@ void Row(const char* name, const CimReply& reply,
   });
   std::printf("%-24s %9zu %9.1f %9.1f %9.2f\n", name, reply.instances, bare.seconds * 1e3, whole.seconds * 1e3,
               whole.seconds / bare.seconds);
+  options.Print({std::string("CIM ") + name + ", " + std::to_string(reply.instances), "its enumeration", ToSpent(whole),
+                 ToSpent(bare)});
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const BenchOptions options(argc, argv);
   std::printf("%-24s %9s %9s %9s %9s\n", "operation", "instances", "bare ms", "whole ms", "time");
-  Row("GetZMCMessageLogData", LogEntries(20'000), [](NodeFirmwareInventoryImpCIM& backend) {
+  Row(options, "GetZMCMessageLogData", LogEntries(20'000), [](NodeFirmwareInventoryImpCIM& backend) {
     std::vector<KelvarNfw::ZMCMESSAGELOGDATA> list;
     Check(backend.GetZMCMessageLogData(list, 3) == NodeFirmwareInventory::INVENTORY_SUCCESS);
     return list.size();
   });
-  Row("GetZMCNumericSensors", Sensors(5'000), [](NodeFirmwareInventoryImpCIM& backend) {
+  Row(options, "GetZMCNumericSensors", Sensors(5'000), [](NodeFirmwareInventoryImpCIM& backend) {
     std::vector<KelvarNfw::NUMERICSENSORS> list;
     Check(backend.GetZMCNumericSensors(list) == NodeFirmwareInventory::INVENTORY_SUCCESS);
     return list.size();

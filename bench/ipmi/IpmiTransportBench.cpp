@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -9,6 +10,7 @@
 #include <malloc.h>
 
 #include "FreeIpmiSession.h"
+#include "Rows.h"
 #include "common/ipmi/IpmiClient.h"
 #include "support/IpmiSim.h"
 #include "support/UdpRelay.h"
@@ -48,7 +50,9 @@ class PeerSession {
  public:
   bool Open(u16 port) {
     session_.emplace();
-    return session_->Open(port, kUser, kPassword, 0, firstWaitMs);
+    // By default it waits 20 seconds for a session before it gives up, which would be most of this bench's time.
+    constexpr u32 kLimitMs = 3000;
+    return session_->Open(port, kUser, kPassword, kLimitMs, firstWaitMs);
   }
   bool Command() { return session_->GetDeviceId(); }
   void Close() { session_.reset(); }
@@ -59,12 +63,15 @@ class PeerSession {
 
 struct Score {
   double seconds = 0;
+  double cpuSeconds = 0;
   int done = 0;
   int failed = 0;
 
   double Rate() const { return done / seconds; }
+  Spent Each() const { return {seconds / done, cpuSeconds / done}; }
   void Add(const Score& other) {
     seconds += other.seconds;
+    cpuSeconds += other.cpuSeconds;
     done += other.done;
     failed += other.failed;
   }
@@ -73,11 +80,13 @@ struct Score {
 template <typename Work>
 Score Measure(int count, const Work& work) {
   Score score;
+  const std::clock_t cpuStart = std::clock();
   const auto start = std::chrono::steady_clock::now();
   for (int index = 0; index < count; ++index) {
     ++(work() ? score.done : score.failed);
   }
   score.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  score.cpuSeconds = static_cast<double>(std::clock() - cpuStart) / CLOCKS_PER_SEC;
   return score;
 }
 
@@ -108,23 +117,34 @@ Score Commands(u16 port, int count) {
 
 using Task = Score (*)(u16 port, int count);
 
-/// Runs both in turns, each round with the same weather for both, and prints their rates over all rounds.
-void Compare(const char* what, const Test::IpmiSim& server, unsigned lostPercent, Task ours, Task theirs, int count) {
-  constexpr unsigned kRounds = 4;
-  Score scores[2];
-  for (unsigned round = 1; round <= kRounds; ++round) {
-    for (const bool peer : {false, true}) {
-      std::optional<Test::UdpRelay> relay;
-      if (lostPercent != 0) {
-        relay.emplace(server.Port(), Test::MakeWeather({round, lostPercent, 0, 0, {}}));
+/// Both libraries in turns, each round with the same weather for both.
+class Comparison {
+ public:
+  Comparison(const BenchOptions& options, const Test::IpmiSim& server, unsigned lostPercent)
+      : options_(options), server_(server), lostPercent_(lostPercent) {}
+
+  void Run(const char* what, Task ours, Task theirs, int count) const {
+    constexpr unsigned kRounds = 4;
+    Score scores[2];
+    for (unsigned round = 1; round <= kRounds; ++round) {
+      for (const bool peer : {false, true}) {
+        std::optional<Test::UdpRelay> relay;
+        if (lostPercent_ != 0) {
+          relay.emplace(server_.Port(), Test::MakeWeather({round, lostPercent_, 0, 0, {}}));
+        }
+        scores[peer].Add((peer ? theirs : ours)(relay ? relay->Port() : server_.Port(), count));
       }
-      scores[peer].Add((peer ? theirs : ours)(relay ? relay->Port() : server.Port(), count));
     }
+    std::printf("%-44s %9.1f %9.1f %7.2f %8d %8d\n", what, scores[0].Rate(), scores[1].Rate(),
+                scores[0].Rate() / scores[1].Rate(), scores[0].failed, scores[1].failed);
+    options_.Print({std::string("IPMI ") + what, "FreeIPMI library", scores[0].Each(), scores[1].Each()});
   }
-  std::printf("%-44s %9.1f %9.1f %7.2f %8d %8d\n", what, scores[0].Rate(), scores[1].Rate(),
-              scores[0].Rate() / scores[1].Rate(), scores[0].failed, scores[1].failed);
-  std::fflush(stdout);
-}
+
+ private:
+  const BenchOptions& options_;
+  const Test::IpmiSim& server_;
+  unsigned lostPercent_;
+};
 
 template <typename Session>
 double KibPerSession(u16 port) {
@@ -154,29 +174,34 @@ double KibPerSession(u16 port) {
   return static_cast<double>(after - before) / kSessions / 1024;
 }
 
-void Run() {
+void Run(const BenchOptions& options) {
   constexpr unsigned kLost = 5;
+  const int share = options.Quick() ? 4 : 1;
   const Test::IpmiSim server;
+  const Comparison quiet(options, server, 0);
+  const Comparison lossy(options, server, kLost);
   std::printf("%-44s %9s %9s %7s %8s %8s\n", "per second", "kelvar", "freeipmi", "ratio", "failed", "failed");
-  Compare("session set-ups", server, 0, &SetUps<KelvarSession>, &SetUps<PeerSession>, 200);
-  Compare("commands", server, 0, &Commands<KelvarSession>, &Commands<PeerSession>, 3000);
-  Compare("set-ups, 5 % lost each way", server, kLost, &SetUps<KelvarSession>, &SetUps<PeerSession>, 4);
-  Compare("commands, 5 % lost each way", server, kLost, &Commands<KelvarSession>, &Commands<PeerSession>, 50);
+  quiet.Run("session set-ups", &SetUps<KelvarSession>, &SetUps<PeerSession>, 200 / share);
+  quiet.Run("commands", &Commands<KelvarSession>, &Commands<PeerSession>, 3000 / share);
+  if (!options.Quick()) {
+    lossy.Run("set-ups, 5 % lost each way", &SetUps<KelvarSession>, &SetUps<PeerSession>, 4);
+    lossy.Run("commands, 5 % lost each way", &Commands<KelvarSession>, &Commands<PeerSession>, 25);
+  }
   firstWaitMs = 25;
-  Compare("set-ups, 5 % lost, both wait 25 ms at first", server, kLost, &SetUps<KelvarSession>, &SetUps<PeerSession>,
-          20);
-  Compare("commands, 5 % lost, both wait 25 ms at first", server, kLost, &Commands<KelvarSession>,
-          &Commands<PeerSession>, 500);
+  lossy.Run("set-ups, 5 % lost, both wait 25 ms at first", &SetUps<KelvarSession>, &SetUps<PeerSession>, 20 / share);
+  lossy.Run("commands, 5 % lost, both wait 25 ms at first", &Commands<KelvarSession>, &Commands<PeerSession>,
+            500 / share);
   firstWaitMs = 0;
   const double own = KibPerSession<KelvarSession>(server.Port());
   const double peer = KibPerSession<PeerSession>(server.Port());
   std::printf("%-44s %9.1f %9.1f %7.2f\n", "KiB per session", own, peer, own / peer);
+  options.Print({"IPMI memory of a session", "FreeIPMI library", {-1, -1, own / 1024}, {-1, -1, peer / 1024}});
 }
 
 }  // namespace
 }  // namespace Kelvar::Bench
 
-int main() {
-  Kelvar::Bench::Run();
+int main(int argc, char** argv) {
+  Kelvar::Bench::Run(Kelvar::Bench::BenchOptions(argc, argv));
   return 0;
 }

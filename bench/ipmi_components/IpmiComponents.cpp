@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include "LiveHeap.h"
+#include "Rows.h"
 #include "common/ipmi/IpmiClient.h"
 #include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
 #include "support/BmcSim.h"
@@ -22,7 +24,6 @@ namespace {
 using namespace Kelvar;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kRounds = 21;
 constexpr std::size_t kCommandsADevice = 33;
 constexpr std::size_t kCommandsALocator = 2;
 
@@ -79,8 +80,13 @@ class MachineFolder {
   std::filesystem::path path_;
 };
 
+double CpuSeconds() {
+  return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
 struct Run {
   double seconds = 0;
+  double cpuSeconds = 0;
   std::size_t components = 0;
   std::size_t peak = 0;
 };
@@ -90,19 +96,22 @@ Run ListComponents(IpmiClientInterface& client, std::vector<IPMICOMMAND>* comman
   std::vector<OtherSystemVPD> list;
   const std::size_t before = Bench::LiveBytes();
   Bench::ResetPeak();
+  const double cpuBefore = CpuSeconds();
   const auto start = Clock::now();
   backend.GetNodeOtherSystemVPD(list);
-  return {std::chrono::duration<double>(Clock::now() - start).count(), list.size(), Bench::PeakBytes() - before};
+  return {std::chrono::duration<double>(Clock::now() - start).count(), CpuSeconds() - cpuBefore, list.size(),
+          Bench::PeakBytes() - before};
 }
 
-double SendAll(IpmiClientInterface& client, const std::vector<IPMICOMMAND>& commands) {
+Run SendAll(IpmiClientInterface& client, const std::vector<IPMICOMMAND>& commands) {
   std::vector<u8> response;
   u8 completionCode = 0;
+  const double cpuBefore = CpuSeconds();
   const auto start = Clock::now();
   for (const IPMICOMMAND& command : commands) {
     client.send(command, response, completionCode);
   }
-  return std::chrono::duration<double>(Clock::now() - start).count();
+  return {std::chrono::duration<double>(Clock::now() - start).count(), CpuSeconds() - cpuBefore};
 }
 
 double Median(std::vector<double> values) {
@@ -110,7 +119,7 @@ double Median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-bool Measure(int locators) {
+bool Measure(const Bench::BenchOptions& options, int locators) {
   const MachineFolder folder(locators);
   const Test::BmcSim sim(folder.Path(), {"--serve", "ipmi"});
   IpmiClient client("127.0.0.1", "admin", "bench", std::to_string(sim.Port("ipmi")), 3);
@@ -120,15 +129,22 @@ bool Measure(int locators) {
   }
   std::vector<IPMICOMMAND> commands;
   Run run = ListComponents(client, &commands);
+  const int rounds = options.Quick() ? 7 : 21;
   std::vector<double> ratios;
   std::vector<double> seconds;
-  for (int round = 0; round < kRounds; ++round) {
+  std::vector<double> bareSeconds;
+  double cpuSeconds = 0;
+  double bareCpuSeconds = 0;
+  for (int round = 0; round < rounds; ++round) {
     // Each goes first in every other round.
-    const double bareBefore = round % 2 == 0 ? SendAll(client, commands) : 0;
+    const Run bareBefore = round % 2 == 0 ? SendAll(client, commands) : Run();
     run = ListComponents(client);
-    const double bare = round % 2 == 0 ? bareBefore : SendAll(client, commands);
-    ratios.push_back(run.seconds / bare);
+    const Run bare = round % 2 == 0 ? bareBefore : SendAll(client, commands);
+    ratios.push_back(run.seconds / bare.seconds);
     seconds.push_back(run.seconds);
+    bareSeconds.push_back(bare.seconds);
+    cpuSeconds += run.cpuSeconds;
+    bareCpuSeconds += bare.cpuSeconds;
   }
   // Device 0 and the reservation are asked for once, whatever the number of locators.
   const std::size_t expected =
@@ -136,17 +152,23 @@ bool Measure(int locators) {
   std::printf("%8d %11zu %9zu %9zu %10.2f %10.3f %12zu %12.0f\n", locators, run.components, commands.size(), expected,
               Median(seconds) * 1000, Median(ratios), run.peak,
               static_cast<double>(run.peak) / static_cast<double>(locators));
+  options.Print({"IPMI components, " + std::to_string(locators) + " locators",
+                 "the same commands, bare",
+                 {Median(seconds), cpuSeconds / rounds},
+                 {Median(bareSeconds), bareCpuSeconds / rounds},
+                 static_cast<double>(commands.size())});
   return commands.size() == expected && run.components == static_cast<std::size_t>(locators) + 1;
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const Bench::BenchOptions options(argc, argv);
   std::printf("%8s %11s %9s %9s %10s %10s %12s %12s\n", "locators", "components", "commands", "expected", "ms",
               "time/bare", "peak bytes", "a locator");
   bool right = true;
   for (const int locators : {5, 20, 100}) {
-    right = Measure(locators) && right;
+    right = Measure(options, locators) && right;
   }
   return right ? 0 : 1;
 }

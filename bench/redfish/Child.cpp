@@ -171,6 +171,12 @@ double CpuSeconds() {
 
 }  // namespace
 
+void Measured::Improve(const Measured& again) {
+  seconds = std::min(seconds, again.seconds);
+  cpuSeconds = std::min(cpuSeconds, again.cpuSeconds);
+  peakMiB = std::max(peakMiB, again.peakMiB);
+}
+
 int BeChild(const std::vector<std::string>& arguments) {
   Log::SetMinLogLevel(1);
   const auto port = static_cast<u16>(std::stoi(arguments.at(1)));

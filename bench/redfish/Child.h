@@ -14,6 +14,9 @@ struct Measured {
   double cpuSeconds = 0;  ///< per round, over all rounds
   double startMiB = 0;    ///< resident before the first round
   double peakMiB = 0;
+
+  /// Keeps the better times and the higher peak of two runs.
+  void Improve(const Measured& again);
 };
 
 /// Starts this program again for the job `name` with the port of the server.
