@@ -23,6 +23,7 @@ class ConnectionInfo {
   std::string Host;
   /// TCP port (Redfish, CIM) or UDP port (IPMI over the network) of the service.
   u16 Port = 0;
+  /// Account of the target.
   std::string UserName;
   /// Never reaches a log line.
   std::string Password;

@@ -29,10 +29,12 @@ class KELVAR_EXPORT Log {
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
 
+  /// Takes the text of the record.
   std::ostringstream& Stream() { return stream_; }
 
   /// The highest level that is written; 1 at start.
   static u32 GetMinLogLevel() noexcept;
+  /// Holds from the next record on.
   static void SetMinLogLevel(u32 level) noexcept;
 
   /// Sends all further records to `sink`, or, when it is empty, to standard error again. On return no other thread

@@ -60,7 +60,7 @@ class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInvento
   /// Clears the list first. Two requests.
   INVENTORYRETURNCODE GetZMCDNSSettingData(std::vector<KelvarNfw::ZMCDNSSETTINGDATA>& list) override;
 
-  using NodeFirmwareInventoryImp::GetZMCMessageLogData;
+  using NodeFirmwareInventoryImp::GetZMCMessageLogData;  // the log over CIM: not offered here
   /// The standard event log of the system. Clears the list first. An entry without "MessageArgs" ends the walk with
   /// INVENTORY_REST_FAILED; the entries before it stay. Three requests and one for each system.
   INVENTORYRETURNCODE GetZMCMessageLogData(std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST>& list) override;

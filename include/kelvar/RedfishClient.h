@@ -18,12 +18,13 @@ class RedfishClient : public RestClientInterface {
  public:
   /// The clock and the sleep of the wait.
   struct Waiting {
-    std::function<std::chrono::steady_clock::time_point()> now;
-    std::function<void(std::chrono::milliseconds)> sleep;
+    std::function<std::chrono::steady_clock::time_point()> now;  ///< tells the time
+    std::function<void(std::chrono::milliseconds)> sleep;        ///< called between two attempts
   };
 
   /// Throws what RestClient's constructor throws.
   RedfishClient();
+  /// With a clock and a sleep of the caller's. Throws what RestClient's constructor throws.
   explicit RedfishClient(Waiting waiting);
   ~RedfishClient() override;
 

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+// The only public header that wants foreign ones (RedfishClient.h includes it): a program that includes it has the
+// headers of curl and Boost on its path. The classes themselves are reached by linking the static library.
 #include <curl/curl.h>
 #include <boost/function.hpp>
 
@@ -16,6 +18,7 @@ namespace Rest {
 
 /// The answer to one request. Moved, not copied, on its way back.
 struct RestResponse {
+  /// `curl` as curlCode, `http` as httpCode, `text` as body.
   RestResponse(std::int32_t curl, std::int32_t http, std::string text)
       : curlCode(curl), httpCode(http), body(std::move(text)) {}
 
@@ -68,6 +71,7 @@ class RestClientInterface {
   virtual void SetProxy(const std::string& url, const std::string& user, const std::string& password) = 0;
   /// Replaces the request headers.
   virtual void SetHeaders(std::map<std::string, std::string> headers) = 0;
+  /// The request headers as set.
   virtual std::map<std::string, std::string> GetHeaders() = 0;
   /// Sets one request header; a former value of the same key goes.
   virtual void AppendHeader(const std::string& key, const std::string& value) = 0;
@@ -77,17 +81,27 @@ class RestClientInterface {
   /// Dispatch by number: 0 Get, 1 Post, 2 Put, 3 Patch, 5 Head, 6 Options. Any other number transfers nothing and
   /// gives curlCode -1 and the body "unknown request type".
   virtual RestResponse Request(int type, const std::string& url, const std::string& data) = 0;
+  /// One GET request.
   virtual RestResponse Get(const std::string& url) = 0;
+  /// One POST request with a multipart form.
   virtual RestResponse PostMime(const std::string& url, MimeParts& parts, ProgressCallback progress) = 0;
   /// Sends the whole stream from its start, whatever its position and state; it must be able to seek.
   virtual RestResponse PostStream(const std::string& url, std::istream& stream) = 0;
+  /// One POST request with `data` as its body.
   virtual RestResponse Post(const std::string& url, const std::string& data) = 0;
+  /// As PostStream, with PUT.
   virtual RestResponse PutStream(const std::string& url, std::istream& stream) = 0;
+  /// One PUT request with `data` as its body.
   virtual RestResponse Put(const std::string& url, const std::string& data) = 0;
+  /// As PostStream, with PATCH.
   virtual RestResponse PatchStream(const std::string& url, std::istream& stream) = 0;
+  /// One PATCH request with `data` as its body.
   virtual RestResponse Patch(const std::string& url, const std::string& data) = 0;
+  /// One DELETE request.
   virtual RestResponse Delete(const std::string& url) = 0;
+  /// One HEAD request; the answer has no body.
   virtual RestResponse Head(const std::string& url) = 0;
+  /// One OPTIONS request.
   virtual RestResponse Options(const std::string& url) = 0;
 
   /// A verdict on a response; 0 unless a class says more.
@@ -100,6 +114,7 @@ class RestClientInterface {
 /// beyond 1 MiB are left out. SIGPIPE never reaches the host program.
 class RestClient : public RestClientInterface {
  public:
+  /// Largest body in bytes before SetMaxBodyBytes.
   static constexpr std::uint64_t kDefaultMaxBodyBytes = std::uint64_t{64} << 20;
 
   /// Throws std::runtime_error "Couldn't initialize curl handle".
