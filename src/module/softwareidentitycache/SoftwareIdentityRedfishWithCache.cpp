@@ -66,7 +66,7 @@ class SoftwareIdentityRedfishWithCache::Fill {
  private:
   /// They are complete when every member stood in the answer itself.
   void Expanded() {
-    auto response = Ask(std::string(RedfishService::kFirmwareInventory) + RedfishService::kExpand);
+    auto response = Ask("", std::string(RedfishService::kFirmwareInventory) + RedfishService::kExpand);
     if (!response) {
       return;
     }
@@ -83,7 +83,7 @@ class SoftwareIdentityRedfishWithCache::Fill {
   }
 
   void One(const std::string& id) {
-    auto response = Ask(std::string(RedfishService::kFirmwareInventory) + "/" + id);
+    auto response = Ask(id, std::string(RedfishService::kFirmwareInventory) + "/" + id);
     const auto document = response ? JsonDocument::Read(std::move(response->body)) : std::nullopt;
     cache_.identities_[id] = document && document->Root().IsObject()
                                  ? std::optional<SoftwareIdentity_>(ReadIdentity(document->Root()))
@@ -91,14 +91,17 @@ class SoftwareIdentityRedfishWithCache::Fill {
   }
 
   /// None for a failed response. One that further requests would meet as well makes the whole fill a failure.
-  std::optional<Rest::RestResponse> Ask(const std::string& path) {
+  std::optional<Rest::RestResponse> Ask(const std::string& id, const std::string& path) {
     Rest::RestResponse response = service_.Fetch(path);
     if (!RedfishService::IsFailed(response)) {
       return response;
     }
-    KELVAR_LOG(2) << "Failed to get software identity info from " << path << ", curlCode: " << response.curlCode
-                  << ", httpCode: " << response.httpCode;
+    const std::string failure = "Failed to get software identity info from " + path +
+                                ", curlCode: " + std::to_string(response.curlCode) +
+                                ", httpCode: " + std::to_string(response.httpCode);
+    KELVAR_LOG(2) << failure;
     cache_.failed_ = response.curlCode != 0 || response.httpCode == 401 || response.httpCode == 503;
+    cache_.failures_[cache_.failed_ ? "" : id] = failure;
     return std::nullopt;
   }
 
@@ -145,16 +148,26 @@ void SoftwareIdentityRedfishWithCache::Refresh(const std::string& id) {
   const auto age = filledAt_ ? surroundings_.now() - *filledAt_ : Clock::duration::max();
   const bool fresh = age < (failed_ ? kFailureRemembered : kFresh);
   if (fresh && (failed_ || complete_ || identities_.count(id) != 0)) {
+    TellAgain(id);
     return;
   }
   Fill fill(*this);
   if (!fresh) {
     identities_.clear();
+    failures_.clear();
     complete_ = failed_ = false;
     fill.All();
     filledAt_ = surroundings_.now();
   }
   fill.Missing(id);
+}
+
+/// A failure that is remembered is one of every caller that it answers: their logs tell what they miss.
+void SoftwareIdentityRedfishWithCache::TellAgain(const std::string& id) const {
+  const auto failure = failures_.find(failed_ ? "" : id);
+  if (failure != failures_.end()) {
+    KELVAR_LOG(2) << failure->second << ", a while ago";
+  }
 }
 
 }  // namespace Kelvar

@@ -51,6 +51,7 @@ class SoftwareIdentityRedfishWithCache {
   class Fill;
 
   void Refresh(const std::string& id);
+  void TellAgain(const std::string& id) const;
 
   const KelvarConnection::ConnectionInfo info_;
   const Surroundings surroundings_;
@@ -58,6 +59,7 @@ class SoftwareIdentityRedfishWithCache {
   std::map<std::string, std::optional<Identity>> identities_;  ///< none: the service does not have it
   bool complete_ = false;                                      ///< what is not in the map does not exist
   bool failed_ = false;
+  std::map<std::string, std::string> failures_;  ///< what was logged, by identifier; "" is the whole fill's
   std::optional<Clock::time_point> filledAt_;
 };
 
