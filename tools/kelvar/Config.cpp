@@ -62,6 +62,36 @@ class Table {
     return node->as_string()->get();
   }
 
+  std::vector<std::string> Texts(const char* key) {
+    known_.emplace_back(key);
+    const toml::node* const node = table_.get(key);
+    if (node == nullptr) {
+      return {};
+    }
+    const toml::array* const list = node->as_array();
+    if (list == nullptr || (!list->empty() && !list->is_homogeneous(toml::node_type::string))) {
+      Refuse(file_, name_ + "." + key + " is no list of texts");
+    }
+    std::vector<std::string> texts;
+    for (const toml::node& text : *list) {
+      texts.push_back(text.as_string()->get());
+    }
+    return texts;
+  }
+
+  unsigned Number(const char* key, unsigned fallback, unsigned most) {
+    known_.emplace_back(key);
+    const toml::node* const node = table_.get(key);
+    if (node == nullptr) {
+      return fallback;
+    }
+    const auto number = node->is_integer() ? node->as_integer()->get() : 0;
+    if (number < 1 || number > most) {
+      Refuse(file_, name_ + "." + key + " is no number from 1 to " + std::to_string(most));
+    }
+    return static_cast<unsigned>(number);
+  }
+
   void RefuseOthers() const {
     for (const auto& [key, node] : table_) {
       if (std::find(known_.begin(), known_.end(), key.str()) == known_.end()) {
@@ -93,6 +123,60 @@ Config::Account AccountOf(const std::string& file, const toml::table& table) {
   return account;
 }
 
+Config::Serve ServeOf(const std::string& file, const toml::table& table) {
+  constexpr unsigned mostInFlight = 4096;
+  constexpr unsigned longestSeconds = 3600;
+  Table reader(file, "serve", table);
+  Config::Serve serve;
+  serve.listen = reader.Text("listen").value_or(serve.listen);
+  serve.targets = reader.Texts("targets");
+  serve.maxInFlight = reader.Number("max-in-flight", serve.maxInFlight, mostInFlight);
+  serve.timeoutSeconds = reader.Number("timeout", serve.timeoutSeconds, longestSeconds);
+  reader.RefuseOthers();
+  return serve;
+}
+
+Config::Module ModuleOf(const std::string& file, const toml::table& table) {
+  Table reader(file, "module", table);
+  Config::Module module;
+  module.name = reader.Text("name").value_or("");
+  module.what = reader.Texts("what");
+  reader.RefuseOthers();
+  if (module.name.empty()) {
+    Refuse(file, "module.name is missing");
+  }
+  return module;
+}
+
+/// The tables of a list of tables.
+std::vector<const toml::table*> Tables(const std::string& file, const std::string& name, const toml::node& node) {
+  const toml::array* const list = node.as_array();
+  if (list == nullptr || !list->is_homogeneous(toml::node_type::table)) {
+    Refuse(file, name + " is no list of tables; write [[" + name + "]]");
+  }
+  std::vector<const toml::table*> tables;
+  for (const toml::node& table : *list) {
+    tables.push_back(table.as_table());
+  }
+  return tables;
+}
+
+void ReadPart(const std::string& file, const std::string& name, const toml::node& node, Config& config) {
+  if (name == "account") {
+    for (const toml::table* account : Tables(file, name, node)) {
+      config.accounts.push_back(AccountOf(file, *account));
+    }
+  } else if (name == "module") {
+    for (const toml::table* module : Tables(file, name, node)) {
+      config.modules.push_back(ModuleOf(file, *module));
+    }
+  } else if (name == "serve" && node.is_table()) {
+    config.serve = ServeOf(file, *node.as_table());
+  } else {
+    Refuse(file, (name == "serve" ? "no table is " : "unknown ") + name);
+  }
+}
+
 /// Errors of the parser show a place, never the text there, which may be a password.
 toml::table Parsed(const std::string& file, const std::string& content) {
   try {
@@ -120,16 +204,7 @@ Config ReadConfig(const std::string& file) {
   const toml::table root = Parsed(file, ContentOf(file));
   Config config;
   for (const auto& [key, node] : root) {
-    if (key.str() != "account") {
-      Refuse(file, "unknown " + std::string(key.str()));
-    }
-    const toml::array* const accounts = node.as_array();
-    if (accounts == nullptr || !accounts->is_homogeneous(toml::node_type::table)) {
-      Refuse(file, "account is no list of tables; write [[account]]");
-    }
-    for (const toml::node& account : *accounts) {
-      config.accounts.push_back(AccountOf(file, *account.as_table()));
-    }
+    ReadPart(file, std::string(key.str()), node, config);
   }
   return config;
 }

@@ -27,7 +27,23 @@ struct Config {
     PasswordSource password;
   };
 
+  /// How "kelvar serve" answers.
+  struct Serve {
+    std::string listen = "127.0.0.1:9764";
+    std::vector<std::string> targets;  ///< patterns of the addresses that may be read
+    unsigned maxInFlight = 64;         ///< readings at a time
+    unsigned timeoutSeconds = 60;      ///< longest reading; a scrape's own time-out can only shorten it
+  };
+
+  /// What a probe of "kelvar serve" reads when it asks for this name.
+  struct Module {
+    std::string name;
+    std::vector<std::string> what;  ///< empty: everything that the target offers
+  };
+
   std::vector<Account> accounts;
+  Serve serve;
+  std::vector<Module> modules;
 
   /// The first account that fits a target, or null.
   const Account* AccountFor(const Target& target) const;

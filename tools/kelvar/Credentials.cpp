@@ -3,12 +3,15 @@
 #include <cstdlib>
 #include <utility>
 
+#include "tools/kelvar/ExitCode.h"
 #include "tools/kelvar/Password.h"
 
 namespace Kelvar::Tool {
 
 Credentials::Credentials(PasswordSource fromCommandLine, Config config)
     : fromCommandLine_(std::move(fromCommandLine)), config_(std::move(config)) {}
+
+Credentials::Credentials(Config config) : config_(std::move(config)), configOnly_(true) {}
 
 void Credentials::Fill(Target& target) {
   const Config::Account* const account = config_.AccountFor(target);
@@ -20,10 +23,12 @@ void Credentials::Fill(Target& target) {
   }
   if (fromCommandLine_.Given()) {
     target.info.Password = PasswordOf(fromCommandLine_);
-  } else if (const char* password = std::getenv("KELVAR_PASSWORD"); password != nullptr) {
+  } else if (const char* password = std::getenv("KELVAR_PASSWORD"); !configOnly_ && password != nullptr) {
     target.info.Password = password;
   } else if (account != nullptr && account->password.Given()) {
     target.info.Password = PasswordOf(account->password);
+  } else if (configOnly_) {
+    throw ToolError(ExitCode::Usage, "the configuration has no account with a password for " + target.address);
   } else {
     target.info.Password = Typed(target.address);
   }

@@ -17,6 +17,9 @@ class Credentials {
   /// `fromCommandLine` may be empty.
   Credentials(PasswordSource fromCommandLine, Config config);
 
+  /// Knows the accounts of the configuration alone: no environment, no prompt.
+  explicit Credentials(Config config);
+
   /// Sets the user name, where the target's address has none, and the password. Throws ToolError (usage) when there is
   /// no password to be had.
   void Fill(Target& target);
@@ -30,6 +33,7 @@ class Credentials {
 
   PasswordSource fromCommandLine_;
   Config config_;
+  bool configOnly_ = false;
   std::map<std::string, std::string> known_;  ///< by file or command
   std::optional<std::string> typed_;
 };

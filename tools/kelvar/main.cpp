@@ -21,6 +21,7 @@
 #include "tools/kelvar/Reader.h"
 #include "tools/kelvar/Target.h"
 #include "tools/kelvar/fleet/Fleet.h"
+#include "tools/kelvar/serve/Serve.h"
 
 namespace {
 
@@ -132,7 +133,7 @@ struct Mode {
 };
 
 /// Words in the place of the target; anything else is one.
-constexpr Mode modes[] = {{"probe", Probe}};
+constexpr Mode modes[] = {{"probe", Probe}, {"serve", Serve::Main}};
 
 int Dispatch(int argc, const char* const* argv) {
   for (const Mode& mode : modes) {

@@ -1,0 +1,140 @@
+// Who shares a reading, who waits, and what becomes of a stuck one.
+
+#include <condition_variable>
+#include <mutex>
+
+#include <gtest/gtest.h>
+
+#include "tools/kelvar/serve/Readings.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using namespace Tool;
+using namespace Tool::Serve;
+
+constexpr auto patience = std::chrono::seconds(20);
+
+/// Holds every reading up until it is let go, and counts.
+class Bench {
+ public:
+  Report Read(const Probe& probe, const Progress& progress) {
+    std::unique_lock lock(mutex_);
+    ++begun_;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return open_ > 0; });
+    --open_;
+    lock.unlock();
+    Report report;
+    report.code = ExitCode::Unreachable;
+    report.target = probe.target.address;
+    Report::Entry entry{&Commands()[0], {}, ExitCode::Complete, "", {}};
+    wentOn_ = progress(entry);
+    report.entries.push_back(std::move(entry));
+    return report;
+  }
+  Readings::Read Reader() {
+    return [this](const Probe& probe, const Progress& progress) { return Read(probe, progress); };
+  }
+  Readings::Done Done() {
+    return [this](const std::shared_ptr<const Readings::Result>& result) {
+      const std::lock_guard lock(mutex_);
+      ++answered_;
+      last_ = result;
+      changed_.notify_all();
+    };
+  }
+  void LetGo(int count) {
+    const std::lock_guard lock(mutex_);
+    open_ += count;
+    changed_.notify_all();
+  }
+  bool WaitFor(int Bench::*counter, int count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, patience, [&] { return this->*counter >= count; });
+  }
+
+  int begun_ = 0;
+  int answered_ = 0;
+  std::atomic<bool> wentOn_{true};
+  std::shared_ptr<const Readings::Result> last_;
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int open_ = 0;
+};
+
+Probe ProbeOf(const std::string& address) {
+  return {ParseTarget(address), {"module", {}}};
+}
+
+const Probe one = ProbeOf("redfish://one");
+const Probe two = ProbeOf("redfish://two");
+
+TEST(Readings, AreSharedByTargetAndModule) {
+  Bench bench;
+  Readings readings(4, bench.Reader());
+  Probe other = one;
+  other.module.name = "other";
+  for (int i = 0; i < 5; ++i) {
+    readings.Join(one, bench.Done());
+    readings.Join(other, bench.Done());
+    readings.Join(ProbeOf("redfish://one:443"), bench.Done());  // the same, written otherwise
+  }
+  ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 2));
+  bench.LetGo(2);
+  ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 15));
+  EXPECT_TRUE(bench.last_->finished);
+  EXPECT_TRUE(readings.Stop(patience));
+  EXPECT_EQ(readings.Counted().begun, 2U);
+  EXPECT_EQ(readings.Counted().shared, 13U);
+}
+
+TEST(Readings, WaitForAThread) {
+  Bench bench;
+  Readings readings(1, bench.Reader());
+  readings.Join(one, bench.Done());
+  const auto late = readings.Join(two, bench.Done());
+  readings.Join(ProbeOf("ipmi://three"), bench.Done());
+  EXPECT_EQ(readings.Counted().waiting, 2U);
+  const auto result = readings.Leave(two, late);
+  ASSERT_NE(result, nullptr);
+  EXPECT_FALSE(result->started);
+  bench.LetGo(2);
+  ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 2));
+  EXPECT_TRUE(readings.Stop(patience));
+  EXPECT_EQ(readings.Counted().begun, 2U);  // nobody wanted the one that was left
+}
+
+TEST(Readings, ThatNobodyWaitsForEndAndAreNotJoined) {
+  Bench bench;
+  Readings readings(1, bench.Reader());
+  const auto first = readings.Join(one, bench.Done());
+  ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 1));
+  EXPECT_TRUE(readings.Leave(one, first)->started);
+  EXPECT_EQ(readings.Leave(one, first), nullptr);
+  EXPECT_EQ(readings.Counted().leftBehind, 1U);
+  readings.Join(one, bench.Done());
+  EXPECT_EQ(readings.Counted().begun, 1U);
+  bench.LetGo(1);
+  ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 2));  // a new one, for who came later
+  EXPECT_FALSE(bench.wentOn_);
+  bench.LetGo(1);
+  ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 1));
+  EXPECT_TRUE(bench.last_->finished);
+  EXPECT_TRUE(readings.Stop(patience));
+}
+
+TEST(Readings, TellWhetherAnyIsStuckAtTheEnd) {
+  Bench bench;
+  Readings readings(1, bench.Reader());
+  readings.Join(one, bench.Done());
+  ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 1));
+  EXPECT_FALSE(readings.Stop(std::chrono::milliseconds(1)));
+  bench.LetGo(1);
+  EXPECT_TRUE(readings.Stop(patience));
+}
+
+}  // namespace
+}  // namespace Kelvar::Test

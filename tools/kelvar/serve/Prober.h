@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+#include "tools/kelvar/Config.h"
+#include "tools/kelvar/Credentials.h"
+#include "tools/kelvar/LogWatch.h"
+#include "tools/kelvar/Reader.h"
+#include "tools/kelvar/serve/Readings.h"
+#include "tools/kelvar/serve/TargetFilter.h"
+
+namespace Kelvar::Tool::Serve {
+
+/// A probe that is not made, as an HTTP status and a text for people.
+class Refusal : public std::runtime_error {
+ public:
+  Refusal(unsigned status, const std::string& text) : std::runtime_error(text), status_(status) {}
+  unsigned Status() const { return status_; }
+
+ private:
+  unsigned status_;
+};
+
+/// Knows what the configuration allows, and reads it. Safe from any thread.
+class Prober {
+ public:
+  /// Throws ToolError (usage) for patterns and modules that mean nothing. `verbose`: a line on standard error for each
+  /// reading that is not complete.
+  Prober(const Config& config, LogWatch& log, bool verbose);
+
+  /// The probe of a target's address and a module's name, which may be empty. Throws Refusal. Asks nobody.
+  Probe ProbeOf(const std::string& address, const std::string& module) const;
+
+  /// Reads it, with the account that the configuration has for the target. After a refused login the target is left
+  /// alone for five minutes, since each further try could lock the account.
+  Report Read(const Probe& probe, const Progress& progress);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  Report ReadWithAccount(const Probe& probe, const Progress& progress);
+  bool LeftAlone(const std::string& target);
+  void LeaveAlone(const std::string& target);
+
+  const std::map<std::string, Config::Module> modules_;
+  const TargetFilter filter_;
+  LogWatch& log_;
+  const bool verbose_;
+  std::mutex mutex_;  ///< guards what follows
+  Credentials credentials_;
+  std::map<std::string, Clock::time_point> refused_;  ///< when a login was, by target
+};
+
+}  // namespace Kelvar::Tool::Serve

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "tools/kelvar/Config.h"
+#include "tools/kelvar/Reader.h"
+#include "tools/kelvar/Report.h"
+#include "tools/kelvar/Target.h"
+#include "tools/kelvar/serve/ProbeMetrics.h"
+
+namespace Kelvar::Tool::Serve {
+
+/// What is read from whom.
+struct Probe {
+  Target target;
+  Config::Module module;
+
+  /// Equal for probes that are the same reading.
+  std::string Key() const;
+};
+
+/// Reads targets on threads of their own, since the library blocks. Probes of one target and module that come together
+/// share one reading. A reading that nobody waits for any more ends behind its current operation; until then it counts
+/// as in flight, and who asks for the same meanwhile waits for a new one, so that a stuck target holds one thread and
+/// no more. Safe from any thread.
+class Readings {
+ public:
+  /// Reads one target; tells `progress` of every part, and ends when that gives false. Throws nothing.
+  using Read = std::function<Report(const Probe& probe, const Progress& progress)>;
+
+  /// What there is for one who waits.
+  struct Result {
+    bool started = false;   ///< false: no thread was free in time
+    bool finished = false;  ///< false: not all operations were over
+    double seconds = 0;
+    ProbeMetrics metrics;
+  };
+  using Done = std::function<void(std::shared_ptr<const Result> result)>;
+
+  struct Counts {
+    std::size_t inFlight = 0;    ///< threads
+    std::size_t leftBehind = 0;  ///< of these, threads that nobody waits for
+    std::size_t waiting = 0;     ///< readings that wait for a thread
+    std::size_t begun = 0;       ///< readings ever
+    std::size_t shared = 0;      ///< probes that joined another one's reading
+  };
+
+  using Ticket = std::size_t;
+
+  Readings(std::size_t maxInFlight, Read read);
+  ~Readings() = default;
+  Readings(const Readings&) = delete;
+  Readings& operator=(const Readings&) = delete;
+
+  /// Waits for a reading. `done` is called once, on another thread, unless Leave() came first.
+  Ticket Join(const Probe& probe, Done done);
+
+  /// Waits no longer; what has been read so far, or null when `done` has been or is being called.
+  std::shared_ptr<const Result> Leave(const Probe& probe, Ticket ticket);
+
+  Counts Counted() const;
+
+  /// Begins nothing any more and tells readings to end. False when some are still stuck after `patience`: the object
+  /// must then live as long as the process.
+  bool Stop(std::chrono::milliseconds patience);
+
+ private:
+  struct Flight {
+    explicit Flight(Probe which) : probe(std::move(which)) {}
+    const Probe probe;
+    std::map<Ticket, Done> waiting;
+    bool running = false;
+    bool abandoned = false;
+    std::chrono::steady_clock::time_point start;
+    std::mutex mutex;  ///< guards what follows
+    ProbeMetrics metrics;
+  };
+  struct ThreadStart {
+    Readings* readings;
+    std::shared_ptr<Flight> flight;
+  };
+
+  static void* ThreadMain(void* start);
+  void Run(const std::shared_ptr<Flight>& flight);
+  void Finish(const std::shared_ptr<Flight>& flight);
+  bool Wanted(const Flight& flight) const;
+  void BeginQueued();
+  bool Begin(const std::shared_ptr<Flight>& flight);
+  static std::shared_ptr<const Result> ResultOf(Flight& flight, bool finished);
+
+  const std::size_t maxInFlight_;
+  const Read read_;
+  mutable std::mutex mutex_;
+  std::condition_variable ended_;
+  std::map<std::string, std::shared_ptr<Flight>> flights_;
+  std::deque<std::shared_ptr<Flight>> queue_;
+  Ticket lastTicket_ = 0;
+  Counts counts_;
+  bool stopping_ = false;
+};
+
+}  // namespace Kelvar::Tool::Serve
