@@ -4,6 +4,7 @@
 
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
+#include <openssl/err.h>
 #include <openssl/params.h>
 #include <openssl/rand.h>
 
@@ -18,6 +19,15 @@ void Require(bool worked, const char* what) {
     throw IpmiException(std::string("libcrypto: ") + what + " failed");
   }
 }
+
+/// Takes back what a failure leaves in this thread's queue of errors, which belongs to the host program.
+class ErrorQueueGuard {
+ public:
+  ErrorQueueGuard() noexcept { ERR_set_mark(); }
+  ~ErrorQueueGuard() { ERR_pop_to_mark(); }
+  ErrorQueueGuard(const ErrorQueueGuard&) = delete;
+  ErrorQueueGuard& operator=(const ErrorQueueGuard&) = delete;
+};
 
 struct FreeFetched {
   void operator()(EVP_MAC* mac) const { EVP_MAC_free(mac); }
@@ -35,6 +45,7 @@ Secret::~Secret() {
 }
 
 Hmac::Hmac(const char* digest, ByteView key) {
+  const ErrorQueueGuard guard;
   const std::unique_ptr<EVP_MAC, FreeFetched> mac(EVP_MAC_fetch(nullptr, "HMAC", nullptr));
   Require(mac != nullptr, "HMAC");
   context_.reset(EVP_MAC_CTX_new(mac.get()));
@@ -51,6 +62,7 @@ Secret Hmac::Of(ByteView message) {
 }
 
 Secret Hmac::Of(std::initializer_list<ByteView> pieces) {
+  const ErrorQueueGuard guard;
   Require(EVP_MAC_init(context_.get(), nullptr, 0, nullptr) == 1, "HMAC start");
   for (const ByteView piece : pieces) {
     Require(EVP_MAC_update(context_.get(), piece.data(), piece.size()) == 1, "HMAC update");
@@ -61,6 +73,7 @@ Secret Hmac::Of(std::initializer_list<ByteView> pieces) {
 }
 
 AesCbc::AesCbc(ByteView key) : encrypt_(EVP_CIPHER_CTX_new()), decrypt_(EVP_CIPHER_CTX_new()) {
+  const ErrorQueueGuard guard;
   const std::unique_ptr<EVP_CIPHER, FreeFetched> cipher(EVP_CIPHER_fetch(nullptr, "AES-128-CBC", nullptr));
   Require(cipher && encrypt_ && decrypt_ && key.size() >= kBlock, "AES-128-CBC");
   Require(EVP_CipherInit_ex2(encrypt_.get(), cipher.get(), key.data(), nullptr, 1, nullptr) == 1, "AES key");
@@ -68,6 +81,7 @@ AesCbc::AesCbc(ByteView key) : encrypt_(EVP_CIPHER_CTX_new()), decrypt_(EVP_CIPH
 }
 
 void AesCbc::Run(ByteView initVector, std::span<u8> inPlace, bool encrypt) {
+  const ErrorQueueGuard guard;
   EVP_CIPHER_CTX* context = encrypt ? encrypt_.get() : decrypt_.get();
   Require(initVector.size() == kBlock && inPlace.size() % kBlock == 0, "AES size");
   Require(EVP_CipherInit_ex2(context, nullptr, nullptr, initVector.data(), -1, nullptr) == 1, "AES start");
@@ -79,6 +93,7 @@ void AesCbc::Run(ByteView initVector, std::span<u8> inPlace, bool encrypt) {
 }
 
 std::array<u8, 16> Md5(std::initializer_list<ByteView> pieces) {
+  const ErrorQueueGuard guard;
   struct Free {
     void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
   };
@@ -93,6 +108,7 @@ std::array<u8, 16> Md5(std::initializer_list<ByteView> pieces) {
 }
 
 void FillRandom(std::span<u8> bytes) {
+  const ErrorQueueGuard guard;
   Require(RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) == 1, "random numbers");
 }
 

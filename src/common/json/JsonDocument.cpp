@@ -1,5 +1,7 @@
 #include "common/json/JsonDocument.h"
 
+#include <cstdlib>
+#include <new>
 #include <utility>
 
 #include <rapidjson/document.h>
@@ -8,11 +10,32 @@
 
 namespace Kelvar {
 
+struct JsonAllocator {
+  static constexpr bool kNeedFree = true;
+  static void* Malloc(std::size_t size) { return size == 0 ? nullptr : Checked(std::malloc(size)); }
+  static void* Realloc(void* block, std::size_t /*oldSize*/, std::size_t size) {
+    if (size == 0) {
+      std::free(block);
+      return nullptr;
+    }
+    return Checked(std::realloc(block, size));
+  }
+  static void Free(void* block) noexcept { std::free(block); }
+
+ private:
+  static void* Checked(void* block) {
+    if (block == nullptr) {
+      throw std::bad_alloc();
+    }
+    return block;
+  }
+};
+
 namespace {
 
 constexpr double kLargestFloat = 3.4028234e38;
 
-std::optional<float> ToFloat(const rapidjson::Value& number) noexcept {
+std::optional<float> ToFloat(const JsonDomValue& number) noexcept {
   const double value = number.GetDouble();
   if (value < -kLargestFloat || value > kLargestFloat) {
     return std::nullopt;
@@ -46,7 +69,7 @@ std::vector<JsonValue> JsonValue::Elements() const {
   std::vector<JsonValue> elements;
   if (IsArray()) {
     elements.reserve(value_->Size());
-    for (const rapidjson::Value& element : value_->GetArray()) {
+    for (const JsonDomValue& element : value_->GetArray()) {
       elements.emplace_back(&element);
     }
   }
@@ -72,7 +95,8 @@ std::optional<float> JsonValue::Real() const noexcept {
 /// The text holds the strings that the document points to.
 struct JsonDocument::State {
   std::string text;
-  rapidjson::Document document;
+  rapidjson::GenericDocument<rapidjson::UTF8<char>, rapidjson::MemoryPoolAllocator<JsonAllocator>, JsonAllocator>
+      document;
 };
 
 JsonDocument::JsonDocument(std::unique_ptr<State> state) noexcept : state_(std::move(state)) {}

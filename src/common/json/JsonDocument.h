@@ -11,12 +11,16 @@
 
 namespace Kelvar {
 
+/// Memory for documents. RapidJSON writes through null where it finds none: this one throws std::bad_alloc.
+struct JsonAllocator;
+using JsonDomValue = rapidjson::GenericValue<rapidjson::UTF8<char>, rapidjson::MemoryPoolAllocator<JsonAllocator>>;
+
 /// One value of a JsonDocument, which must outlive it, or nothing. Every question may be asked of every value: one of
 /// the wrong type, and nothing, give no answer.
 class JsonValue {
  public:
   JsonValue() = default;
-  explicit JsonValue(const rapidjson::Value* value) noexcept : value_(value) {}
+  explicit JsonValue(const JsonDomValue* value) noexcept : value_(value) {}
 
   /// Whether there is a value at all, null included.
   explicit operator bool() const noexcept { return value_ != nullptr; }
@@ -39,7 +43,7 @@ class JsonValue {
   std::optional<float> Real() const noexcept;
 
  private:
-  const rapidjson::Value* value_ = nullptr;
+  const JsonDomValue* value_ = nullptr;
 };
 
 /// The document reader: a text read by RapidJSON, in place.

@@ -5,8 +5,7 @@
 #include "flow/faults/RelayFault.h"
 #include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
 #include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
-#include "simulator/ipmi/IpmiData.h"
-#include "support/IpmiSim.h"
+#include "support/MachineIpmi.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -39,13 +38,8 @@ IpmiFaults Sort(const TargetSpec& spec, Simulator::Machine& machine) {
 }
 
 IpmiSimConfig ConfigOf(const Simulator::Machine& machine, const IpmiFaults& faults) {
-  const Simulator::IpmiConfiguration data = Simulator::ReadIpmiData(machine);
-  IpmiSimConfig config;
-  config.users = {{machine.accounts.at(0).user, machine.accounts.at(0).password}};
-  config.module = KELVAR_IPMI_MODULE;
-  config.moduleLines = faults.rules;
-  config.moduleLines.push_back(data.replies);
-  config.emulator = data.emulator;
+  IpmiSimConfig config = MachineIpmi(machine);
+  config.moduleLines.insert(config.moduleLines.begin(), faults.rules.begin(), faults.rules.end());
   return config;
 }
 

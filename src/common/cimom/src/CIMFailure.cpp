@@ -4,25 +4,38 @@
 
 namespace Kelvar {
 
-std::string CIMFailure::LogText() const {
-  switch (kind) {
-    case Http:
-      return " Catch CIMClientHTTPErrorException : " + message;
-    case Cim:
-      return " Catch other CIM Exception : " + message;
-    case Other:
-      break;
+namespace {
+
+CIMFailure Describe(CIMFailure::Kind kind, const Pegasus::Exception& exception) noexcept {
+  CIMFailure failure{kind, {}};
+  try {
+    failure.message = ToText(exception.getMessage());
+  } catch (...) {
   }
-  return " Catch other Exception";
+  return failure;
 }
 
-CIMFailure CurrentCIMFailure() {
+}  // namespace
+
+std::ostream& operator<<(std::ostream& stream, const CIMFailure& failure) {
+  switch (failure.kind) {
+    case CIMFailure::Http:
+      return stream << " Catch CIMClientHTTPErrorException : " << failure.message;
+    case CIMFailure::Cim:
+      return stream << " Catch other CIM Exception : " << failure.message;
+    case CIMFailure::Other:
+      break;
+  }
+  return stream << " Catch other Exception";
+}
+
+CIMFailure CurrentCIMFailure() noexcept {
   try {
     throw;
   } catch (const Pegasus::CIMClientHTTPErrorException& exception) {
-    return {CIMFailure::Http, ToText(exception.getMessage())};
+    return Describe(CIMFailure::Http, exception);
   } catch (const Pegasus::Exception& exception) {
-    return {CIMFailure::Cim, ToText(exception.getMessage())};
+    return Describe(CIMFailure::Cim, exception);
   } catch (...) {
     return {CIMFailure::Other, {}};
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ostream>
 #include <string>
 
 namespace Kelvar {
@@ -13,13 +14,13 @@ struct CIMFailure {
   };
 
   Kind kind;
-  std::string message;  ///< empty for Other
-
-  /// " Catch ..." with the message, as operations log it behind their name.
-  std::string LogText() const;
+  std::string message;  ///< empty for Other, and when there is no memory for it
 };
 
+/// " Catch ..." with the message, as operations log it behind their name.
+std::ostream& operator<<(std::ostream& stream, const CIMFailure& failure);
+
 /// Sorts the exception in flight. To be called inside a catch clause.
-CIMFailure CurrentCIMFailure();
+CIMFailure CurrentCIMFailure() noexcept;
 
 }  // namespace Kelvar

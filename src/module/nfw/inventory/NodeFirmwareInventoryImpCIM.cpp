@@ -18,7 +18,7 @@ void CIMClauses(const char* operation, Code& code) {
   } else if (failure.kind == CIMFailure::Cim) {
     code = NodeFirmwareInventory::INVENTORY_CIM_EXCEPTION;
   }
-  KELVAR_LOG(Level) << "in " << operation << "()," << failure.LogText();
+  KELVAR_LOG(Level) << "in " << operation << "()," << failure;
 }
 
 template void CIMClauses<1>(const char*, Code&);
@@ -50,8 +50,8 @@ std::string NodeFirmwareInventoryImpCIM::GetStrNamespace() const {
   return nameSpace;
 }
 
-Code NodeFirmwareInventoryImpCIM::Run(const char* operation, const std::function<void(Code& code)>& body,
-                                      ExceptionClauses clauses, Code initial) {
+Code NodeFirmwareInventoryImpCIM::Run(const char* operation, OperationBody body, ExceptionClauses clauses,
+                                      Code initial) {
   const auto withClient = [&](Code& code) {
     if (connection->GetCIMClient() == nullptr && connection->ReconnectCIMClient() == 1) {
       code = NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
@@ -63,7 +63,7 @@ Code NodeFirmwareInventoryImpCIM::Run(const char* operation, const std::function
 }
 
 Code NodeFirmwareInventoryImpCIM::Walk(const char* operation, const char* className,
-                                       const std::function<void(const CIMInstance& instance)>& take, Code initial) {
+                                       FunctionRef<void(const CIMInstance& instance)> take, Code initial) {
   const auto body = [&](Code& code) {
     const Instances instances = Enumerate(className);
     if (instances.size() == 0) {

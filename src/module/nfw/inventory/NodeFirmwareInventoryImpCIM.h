@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -50,12 +49,11 @@ class NodeFirmwareInventoryImpCIM : public NodeFirmwareInventoryImp {
   using Instances = Pegasus::Array<Pegasus::CIMInstance>;
 
   /// The frame of all operations: traces, a client (one reconnect when there is none), the body, the clauses.
-  Code Run(const char* operation, const std::function<void(Code& code)>& body, ExceptionClauses clauses = CIMClauses<2>,
+  Code Run(const char* operation, OperationBody body, ExceptionClauses clauses = CIMClauses<2>,
            Code initial = NodeFirmwareInventory::INVENTORY_FAILED);
 
   /// The usual body: gives every instance of the class to `take`; 7 when there is none, 0 behind the last one.
-  Code Walk(const char* operation, const char* className,
-            const std::function<void(const Pegasus::CIMInstance& instance)>& take,
+  Code Walk(const char* operation, const char* className, FunctionRef<void(const Pegasus::CIMInstance& instance)> take,
             Code initial = NodeFirmwareInventory::INVENTORY_FAILED);
 
   Instances Enumerate(const char* className) { return Enumerate(className, GetStrNamespace()); }

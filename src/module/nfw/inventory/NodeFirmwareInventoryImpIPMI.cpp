@@ -85,8 +85,8 @@ NodeFirmwareInventoryImpIPMI::~NodeFirmwareInventoryImpIPMI() {
   }
 }
 
-Code NodeFirmwareInventoryImpIPMI::Run(const char* operation, const Body& body, const ExitLine& exitLine) {
-  const Body whenConnected = [&](Code& code) {
+Code NodeFirmwareInventoryImpIPMI::Run(const char* operation, OperationBody body, ExitLine exitLine) {
+  const auto whenConnected = [&](Code& code) {
     if (connected) {
       body(code);
     } else {
@@ -97,7 +97,7 @@ Code NodeFirmwareInventoryImpIPMI::Run(const char* operation, const Body& body, 
                       exitLine);
 }
 
-Code NodeFirmwareInventoryImpIPMI::RunUncaught(const char* operation, const Body& body) {
+Code NodeFirmwareInventoryImpIPMI::RunUncaught(const char* operation, OperationBody body) {
   return RunOperation(kClass, operation, nullptr, body);
 }
 

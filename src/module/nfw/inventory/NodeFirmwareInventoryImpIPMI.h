@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -35,12 +34,10 @@ class NodeFirmwareInventoryImpIPMI : public NodeFirmwareInventoryImp {
   INVENTORYRETURNCODE GetNFWSoftwareIdentity(std::vector<KelvarOptions::SoftwareIdentity_>& list) override;
 
  private:
-  using Body = std::function<void(INVENTORYRETURNCODE& code)>;
-
   /// An operation under the exception clauses, which answers INVENTORY_CONNECT_FAILED without a connection.
-  INVENTORYRETURNCODE Run(const char* operation, const Body& body, const ExitLine& exitLine = {});
+  INVENTORYRETURNCODE Run(const char* operation, OperationBody body, ExitLine exitLine = {});
   /// An operation with neither.
-  static INVENTORYRETURNCODE RunUncaught(const char* operation, const Body& body);
+  static INVENTORYRETURNCODE RunUncaught(const char* operation, OperationBody body);
 
   INVENTORYRETURNCODE buildZMCInfo(KelvarNfw::NODEFIRMWAREBUILDID& record);
   INVENTORYRETURNCODE buildZMCBackUpInfo(KelvarNfw::NODEFIRMWAREBUILDID& record);

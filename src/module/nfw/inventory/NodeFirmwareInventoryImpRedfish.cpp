@@ -29,7 +29,7 @@ void LastClauses(const char* operation, Code& code) {
 
 }  // namespace
 
-Code RunRedfishOperation(const char* operation, const std::function<void(Code& code)>& body, Code initial) {
+Code RunRedfishOperation(const char* operation, OperationBody body, Code initial) {
   return RunOperation("NodeFirmwareInventoryImpRedfish", operation, &LastClauses, body, initial);
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-
 #include <kelvar/NodeFirmwareInventoryImpRedfish.h>
 
 #include "common/redfish/RedfishService.h"
@@ -12,7 +10,7 @@ namespace Kelvar {
 /// The frame around an operation of the Redfish backend. Whatever the body lets out is logged and gives
 /// INVENTORY_REST_FAILED.
 NodeFirmwareInventory::INVENTORYRETURNCODE RunRedfishOperation(
-    const char* operation, const std::function<void(NodeFirmwareInventory::INVENTORYRETURNCODE& code)>& body,
+    const char* operation, OperationBody body,
     NodeFirmwareInventory::INVENTORYRETURNCODE initial = NodeFirmwareInventory::INVENTORY_FAILED);
 
 }  // namespace Kelvar

@@ -1,4 +1,5 @@
 #include <iterator>
+#include <ostream>
 
 #include <kelvar/NodeFirmwareInventory.h>
 
@@ -49,6 +50,17 @@ constexpr ReportPiece kReport[] = {
 };
 static_assert(std::size(kReport) == 22, "every array of the record stands in the report");
 
+struct Report {
+  const NODEFIRMWAREBUILDID& record;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Report& report) {
+  for (const ReportPiece& piece : kReport) {
+    stream << piece.label << piece.value(report.record) << (piece.endsLine ? "\n" : "");
+  }
+  return stream << '}';
+}
+
 }  // namespace
 
 void NodeFirmwareInventory::LogFirmwareBuildID(std::vector<NODEFIRMWAREBUILDID>& list) {
@@ -56,15 +68,7 @@ void NodeFirmwareInventory::LogFirmwareBuildID(std::vector<NODEFIRMWAREBUILDID>&
     return;
   }
   for (const NODEFIRMWAREBUILDID& record : list) {
-    std::string text;
-    for (const ReportPiece& piece : kReport) {
-      text.append(piece.label).append(piece.value(record));
-      if (piece.endsLine) {
-        text.push_back('\n');
-      }
-    }
-    text.push_back('}');
-    KELVAR_LOG(4) << text;
+    KELVAR_LOG(4) << Report{record};
   }
 }
 

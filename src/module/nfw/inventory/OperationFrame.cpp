@@ -6,8 +6,29 @@ namespace Kelvar {
 
 using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
 
-Code RunOperation(const char* className, const char* operation, ExceptionClauses clauses,
-                  const std::function<void(Code& code)>& body, Code initial, const ExitLine& exitLine) {
+namespace {
+
+/// For what only words a record of the log: lack of memory there changes no result.
+template <typename Action>
+void Quietly(Action action) noexcept {
+  try {
+    action();
+  } catch (...) {
+  }
+}
+
+void TraceExit(const char* className, const char* operation, Code code, ExitLine exitLine) {
+  if (exitLine) {
+    KELVAR_LOG(4) << exitLine(code);
+  } else {
+    KELVAR_LOG(4) << "Exiting " << className << "::" << operation << "(), ret = " << code;
+  }
+}
+
+}  // namespace
+
+Code RunOperation(const char* className, const char* operation, ExceptionClauses clauses, OperationBody body,
+                  Code initial, ExitLine exitLine) {
   KELVAR_LOG(4) << "Entering " << className << "::" << operation << "()";
   Code code = initial;
   try {
@@ -16,13 +37,9 @@ Code RunOperation(const char* className, const char* operation, ExceptionClauses
     if (clauses == nullptr) {
       throw;
     }
-    clauses(operation, code);
+    Quietly([&] { clauses(operation, code); });
   }
-  if (exitLine) {
-    KELVAR_LOG(4) << exitLine(code);
-  } else {
-    KELVAR_LOG(4) << "Exiting " << className << "::" << operation << "(), ret = " << code;
-  }
+  Quietly([&] { TraceExit(className, operation, code, exitLine); });
   return code;
 }
 
