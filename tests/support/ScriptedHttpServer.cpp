@@ -33,7 +33,7 @@ int Listen(bool ipv6, u16& port) {
     std::memcpy(&place, &address, sizeof address);
   }
   auto* generic = reinterpret_cast<sockaddr*>(&place);
-  if (listener < 0 || bind(listener, generic, size) != 0 || listen(listener, 16) != 0 ||
+  if (listener < 0 || bind(listener, generic, size) != 0 || listen(listener, SOMAXCONN) != 0 ||
       getsockname(listener, generic, &size) != 0) {
     throw std::runtime_error("the test server cannot listen on loopback");
   }
