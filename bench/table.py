@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Runs benches and prints one table of ratios: table.py BUILD_DIR [--quick] [NAME...].
 
-A NAME is a bench program, or "processes" for the comparison of whole processes; all of them by default. Every ratio is
-what kelvar took by what the other took in the same run: below 1 kelvar is the faster.
+A NAME is a bench program, or "processes" for the comparison of whole processes; by default all that have rows for the
+table. Every ratio is what kelvar took by what the other took in the same run: below 1 kelvar is the faster.
 """
 
 import pathlib
@@ -11,6 +11,7 @@ import sys
 
 import processes
 
+WITH_ROWS = ("cim_enumerate_bench", "cim_operations_bench", "ipmi_components_bench", "ipmi_transport_bench", "redfish_bench")
 COLUMNS = ("operation", "compared with", "wall", "CPU", "ms", "other ms", "MiB", "other MiB", "requests", "connections")
 
 
@@ -20,7 +21,9 @@ def number(text):
 
 def bench_rows(program, quick):
     """Rows that a bench prints; the rest of its output is passed on."""
-    arguments = [str(program), "--rows"] + (["--quick"] if quick else [])
+    arguments = [str(program)]
+    if program.name in WITH_ROWS:
+        arguments += ["--rows"] + (["--quick"] if quick else [])
     with subprocess.Popen(arguments, stdout=subprocess.PIPE, text=True) as process:
         for line in process.stdout:
             fields = line.rstrip("\n").split("\t")
@@ -67,7 +70,7 @@ def main():
         sys.exit(f"no such bench: {' '.join(sorted(unknown))}")
     rows = []
     for program in programs:
-        if not names or program.name in names:
+        if program.name in (names or WITH_ROWS):
             print(f"== {program.name}", flush=True)
             rows += bench_rows(program, quick)
     if not names or "processes" in names:
