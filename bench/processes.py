@@ -76,7 +76,7 @@ def count(protocol, ports, certificate, make_command, environment):
         return None, None
     port = ports[protocol]
     relay = UdpRelay(port) if protocol == "ipmi" else HttpRelay(port, certificate if protocol == "redfish" else None)
-    subprocess.run(make_command({**ports, protocol: relay.port}), env=environment, check=True,
+    subprocess.run(make_command({**ports, protocol: relay.port}), env=environment, check=True, timeout=120,
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     return relay.requests, relay.connections
 

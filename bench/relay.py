@@ -1,6 +1,7 @@
 """Relays on loopback that count what a client sends: connections and requests. For counting, never for timing."""
 
 import re
+import select
 import socket
 import ssl
 import subprocess
@@ -34,6 +35,9 @@ class HttpRelay:
             self._client_tls = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
             self._client_tls.check_hostname = False
             self._client_tls.verify_mode = ssl.CERT_NONE
+            for context in (self._server_tls, self._client_tls):
+                # Later versions send tickets, which make a connection readable without data.
+                context.maximum_version = ssl.TLSVersion.TLSv1_2
         self._listener = socket.create_server(("127.0.0.1", 0))
         self.port = self._listener.getsockname()[1]
         threading.Thread(target=self._accept, daemon=True).start()
@@ -45,31 +49,29 @@ class HttpRelay:
             threading.Thread(target=self._serve, args=(client,), daemon=True).start()
 
     def _serve(self, client):
-        """One request, one answer at a time: what every client here does."""
         try:
             server = socket.create_connection(self._target)
             if self._server_tls:
                 client = self._server_tls.wrap_socket(client, server_side=True)
                 server = self._client_tls.wrap_socket(server)
-            back = threading.Thread(target=self._copy, args=(server, client, False), daemon=True)
-            back.start()
-            self._copy(client, server, True)
+            self._hand_on(client, server)
         except OSError:
             pass
+        finally:
+            client.close()
 
-    def _copy(self, source, sink, count):
-        try:
-            while data := source.recv(65536):
-                if count:
+    def _hand_on(self, client, server):
+        """Both directions on one thread: a TLS connection serves one at a time."""
+        other = {client: server, server: client}
+        while True:
+            waiting = [end for end in other if isinstance(end, ssl.SSLSocket) and end.pending()]
+            for source in waiting or select.select(list(other), [], [])[0]:
+                data = source.recv(65536)
+                if not data:
+                    return
+                if source is client:
                     self.requests += len(REQUEST_LINE.findall(data))
-                sink.sendall(data)
-        except OSError:
-            pass
-        for end in (source, sink):
-            try:
-                end.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
+                other[source].sendall(data)
 
 
 class UdpRelay:
