@@ -198,6 +198,20 @@ TYPED_TEST(Torture, SocketCallsFailFromSomePointOn) {
   FailEach(victim, FailKind::SocketCall, true);
 }
 
+TEST(TortureReset, TellsThatThereIsNoNewBackend) {
+  const auto info = InfoFor(KelvarConnection::CONNECTION_CASE_REDFISH, 443);
+  NodeFirmwareInventory inventory(info);
+  int result = 0;
+  {
+    const FailPoints points({FailKind::Allocation, 0, true});
+    result = inventory.ResetConn(info);
+  }
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(inventory.GetConnectStatus(), -1);
+  EXPECT_EQ(inventory.ResetConn(info), 0);
+  EXPECT_EQ(inventory.GetConnectStatus(), 0);
+}
+
 }  // namespace
 }  // namespace Kelvar::Test
 

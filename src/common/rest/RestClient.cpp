@@ -95,6 +95,7 @@ RestClient::RestClient() : curlHandle(curl_easy_init()), userAgent("TVKE_RAVLOT"
 
 RestClient::~RestClient() {
   const BrokenPipeGuard guard;
+  curl_easy_setopt(curlHandle, CURLOPT_NOSIGNAL, 1L);  // else the clean-up sets the process's handler of SIGPIPE
   curl_easy_cleanup(curlHandle);
 }
 

@@ -1,0 +1,238 @@
+// What the library leaves alone in the program that loads it, and what of that program's it can live with. Each test
+// reads a simulated machine over all three protocols.
+
+#include <kelvar/Log.h>
+#include <kelvar/NodeFirmwareInventory.h>
+
+#include <algorithm>
+#include <array>
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <locale>
+#include <sstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/BmcSim.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using KelvarConnection::ConnectionInfo;
+
+class GoodGuest : public testing::Test {
+ protected:
+  /// Redfish, CIM, IPMI.
+  std::array<ConnectionInfo, 3> Targets() const {
+    return {Info(KelvarConnection::CONNECTION_CASE_REDFISH, "redfish"),
+            Info(KelvarConnection::CONNECTION_CASE_CIM_BMC, "cim"),
+            Info(KelvarConnection::CONNECTION_CASE_IPMI_LAN, "ipmi")};
+  }
+
+ private:
+  ConnectionInfo Info(u32 connectionCase, const char* protocol) const {
+    ConnectionInfo info;
+    info.ConnectionCase = connectionCase;
+    info.Host = "127.0.0.1";
+    info.Port = sim_.Port(protocol);
+    info.UserName = "admin";
+    info.Password = "kelvar-demo";
+    return info;
+  }
+
+  const BmcSim sim_;
+};
+
+std::string Text(double number) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << number;
+  return text.str();
+}
+
+std::string ReadFirmware(NodeFirmwareInventory& inventory) {
+  std::string all;
+  std::vector<KelvarNfw::NODEFIRMWAREBUILDID> builds;
+  all += std::to_string(inventory.GetNodeFirmwareBuildID(builds));
+  for (const auto& build : builds) {
+    all.append(build.BMCBuildID).append(build.uEFIBuildID).append(build.uEFIBuildDate);
+  }
+  return all;
+}
+
+/// What an object reads, with its numbers, as one text.
+std::string ReadAll(const ConnectionInfo& target) {
+  NodeFirmwareInventory inventory(target);
+  std::string all = ReadFirmware(inventory);
+  std::vector<OtherSystemVPD> components;
+  all += std::to_string(inventory.GetNodeOtherSystemVPD(components));
+  for (const auto& component : components) {
+    all.append(component.Name).append(component.SerialNumber);
+  }
+  std::vector<KelvarNfw::NUMERICSENSORS> sensors;
+  all += std::to_string(inventory.GetZMCNumericSensors(sensors));
+  for (const auto& sensor : sensors) {
+    all.append(sensor.ElementName).append(Text(sensor.CurrentReading)).append(Text(sensor.UpperThresholdCritical));
+  }
+  std::vector<KelvarNfw::ZMCSTATICIP> addresses;
+  all += std::to_string(inventory.GetZMCStaticIPAddress(addresses));
+  std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST> entries;
+  all += std::to_string(inventory.GetZMCMessageLogDataRedfish(entries));
+  return all;
+}
+
+/// A number from the environment, for longer runs.
+int Depth(const char* name, int usual) {
+  const char* set = std::getenv(name);
+  return set != nullptr ? std::atoi(set) : usual;
+}
+
+TEST_F(GoodGuest, LeavesSignalsAndTheWorkingFolderAlone) {
+  const auto state = [] {
+    std::ostringstream text;
+    for (int number = 1; number < SIGRTMAX; ++number) {
+      struct sigaction action {};
+      sigaction(number, nullptr, &action);
+      text << reinterpret_cast<std::uintptr_t>(action.sa_handler) << ',' << action.sa_flags << ' ';
+    }
+    sigset_t blocked;
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    for (int number = 1; number < SIGRTMAX; ++number) {
+      text << sigismember(&blocked, number);
+    }
+    text << std::setlocale(LC_ALL, nullptr) << std::filesystem::current_path();
+    return text.str();
+  };
+  const std::string before = state();
+  for (const ConnectionInfo& target : Targets()) {
+    ReadAll(target);
+    EXPECT_EQ(state(), before) << target.ConnectionCase;
+  }
+}
+
+/// Numbers as some countries write them.
+class CommaNumbers : public std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST_F(GoodGuest, ReadsTheSameInAnyLocale) {
+  std::vector<std::string> usual;
+  for (const ConnectionInfo& target : Targets()) {
+    usual.push_back(ReadAll(target));
+    EXPECT_GT(usual.back().size(), 100U);
+  }
+  const std::locale former = std::locale::global(std::locale(std::locale::classic(), new CommaNumbers));
+  std::setlocale(LC_ALL, "de_DE.UTF-8");  // where it is installed
+  std::vector<std::string> elsewhere;
+  for (const ConnectionInfo& target : Targets()) {
+    elsewhere.push_back(ReadAll(target));
+  }
+  std::locale::global(former);
+  EXPECT_EQ(elsewhere, usual);
+}
+
+/// Ends with 0 when all targets can be read in a process of its own that `prepare` has changed.
+int ReadInChild(const std::array<ConnectionInfo, 3>& targets, const std::function<void()>& prepare) {
+  const pid_t child = fork();
+  if (child == 0) {
+    prepare();
+    bool read = true;
+    for (const ConnectionInfo& target : targets) {
+      NodeFirmwareInventory inventory(target);
+      std::vector<OtherSystemVPD> components;
+      read = read && inventory.GetNodeOtherSystemVPD(components) == 0 && !components.empty();
+      std::vector<KelvarNfw::NODEFIRMWAREBUILDID> builds;
+      read = read && inventory.GetNodeFirmwareBuildID(builds) == 0;
+    }
+    _exit(read ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
+}
+
+TEST_F(GoodGuest, DoesWithoutStandardStreams) {
+  EXPECT_EQ(ReadInChild(Targets(),
+                        [] {
+                          for (int number = 0; number < 3; ++number) {
+                            close(number);
+                          }
+                        }),
+            0);
+}
+
+TEST_F(GoodGuest, DoesWithAFullDisk) {
+  EXPECT_EQ(ReadInChild(Targets(),
+                        [] {
+                          const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+                          dup2(full, STDOUT_FILENO);
+                          dup2(full, STDERR_FILENO);
+                          Log::SetMinLogLevel(4);
+                        }),
+            0);
+}
+
+std::size_t OpenDescriptors() {
+  using Iterator = std::filesystem::directory_iterator;
+  return static_cast<std::size_t>(std::distance(Iterator("/proc/self/fd"), Iterator()));
+}
+
+TEST_F(GoodGuest, KeepsNothingOfObjectsThatAreGone) {
+  const int lifetimes = Depth("KELVAR_GUEST_LIFETIMES", 40);
+  const auto live = [&](int count) {
+    for (int round = 0; round < count; ++round) {
+      for (const ConnectionInfo& target : Targets()) {
+        NodeFirmwareInventory inventory(target);
+        KelvarAgentless::ComputerSystem system;
+        ASSERT_EQ(inventory.GetHardwareInfoComputerSystem(system), 0);
+      }
+    }
+  };
+  live(5);  // what is made once and kept
+  const std::size_t descriptors = OpenDescriptors();
+  const std::size_t bytes = mallinfo2().uordblks;  // 0 under a sanitizer, which looks for leaks itself
+  live(lifetimes);
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+  EXPECT_LT(mallinfo2().uordblks, bytes + 65536);  // some of what is free counts too
+}
+
+/// A service processor holds few IPMI sessions and one reservation of its repository: few threads, and no walk.
+std::string ReadOnThread(const std::array<ConnectionInfo, 3>& targets, std::size_t index) {
+  if (index % 16 != 0) {
+    return ReadAll(targets[index % 2]);
+  }
+  NodeFirmwareInventory inventory(targets[2]);
+  return ReadFirmware(inventory);
+}
+
+TEST_F(GoodGuest, SixtyFourObjectsOnAsManyThreads) {
+  const auto targets = Targets();
+  std::array<std::string, 64> read;
+  std::vector<std::thread> threads;
+  for (std::size_t index = 0; index < read.size(); ++index) {
+    threads.emplace_back([&, index] { read[index] = ReadOnThread(targets, index); });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  std::array<std::string, 16> alone;
+  for (std::size_t index = 0; index < alone.size(); ++index) {
+    alone[index] = ReadOnThread(targets, index);
+  }
+  for (std::size_t index = 0; index < read.size(); ++index) {
+    EXPECT_EQ(read[index], alone[index % 16]) << index;
+  }
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
