@@ -1,0 +1,126 @@
+// Every operation of the CIM backend and of the logs beside it, against a server that answers with the pieces of the
+// input, which are separated by bytes of 0xFF, in turn. The first byte chooses the operation and the kind of server.
+
+#include <string>
+#include <vector>
+
+#include <kelvar/Log.h>
+
+#include "Check.h"
+#include "common/pegasus/HttpTransport.h"
+#include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
+#include "module/zmcapp/zmcapp.h"
+
+using namespace Kelvar;
+
+namespace {
+
+std::vector<std::string> replies;
+std::size_t next = 0;
+
+void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
+  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+}
+
+}  // namespace
+
+// Stands for the transport of the library, which the linker then leaves out.
+namespace Pegasus::Detail {
+
+void HttpTransport::HandleCleanup::operator()(CURL* /*handle*/) const noexcept {}
+
+HttpTransport::HttpTransport(const String& /*host*/, Uint32 /*port*/, const SSLContext* /*tls*/, const String& /*user*/,
+                             const String& /*password*/) {}
+
+void HttpTransport::Connect(Uint32 /*timeoutMs*/) {}
+
+void HttpTransport::Post(const std::vector<std::string>& /*headers*/, std::string_view body, Uint32 /*timeoutMs*/,
+                         BodySink& sink) {
+  std::string reply = replies[next++ % replies.size()];
+  const std::size_t id = body.find(" ID=\"");
+  FUZZ_CHECK(id != std::string_view::npos);
+  ReplaceAll(reply, "ID=\"1000\"", std::string(body.substr(id + 1, body.find('"', id + 5) - id)));
+  sink.Take(reply);
+}
+
+}  // namespace Pegasus::Detail
+
+namespace {
+
+using Backend = NodeFirmwareInventoryImpCIM;
+
+template <auto operation, class Record>
+int List(Backend& backend) {
+  std::vector<Record> list;
+  return (backend.*operation)(list);
+}
+
+int Log(Backend& backend) {
+  std::vector<KelvarNfw::ZMCMESSAGELOGDATA> list;
+  return backend.GetZMCMessageLogData(list, 3);
+}
+
+int Generation(Backend& backend) {
+  NodeFirmwareInventory::ZMCGENERATIONTYPE generation{};
+  return backend.GetZMCGenerationType(generation);
+}
+
+int Identity(Backend& backend) {
+  KelvarNfw::NODEFIRMWARESYSTEMVPD vpd{};
+  return backend.GetNodeFirmwareSystemVPD(vpd);
+}
+
+int System(Backend& backend) {
+  KelvarAgentless::ComputerSystem system;
+  return backend.GetHardwareInfoComputerSystem(system);
+}
+
+constexpr int (*kOperations[])(Backend&) = {List<&Backend::GetNodeFirmwareBuildID, KelvarNfw::NODEFIRMWAREBUILDID>,
+                                            List<&Backend::GetNodeOtherSystemVPD, OtherSystemVPD>,
+                                            List<&Backend::GetZMCDNSSettingData, KelvarNfw::ZMCDNSSETTINGDATA>,
+                                            List<&Backend::GetZMCIPProtocolEndPoint, KelvarNfw::ZMCIPPROTOCOLENDPOINT>,
+                                            List<&Backend::GetZMCStaticIPAddress, KelvarNfw::ZMCSTATICIP>,
+                                            List<&Backend::GetZMCCommunityString, KelvarNfw::ZMCSNMPCOMMUNITYSTRING>,
+                                            List<&Backend::GetZMCIndicatorLED, KelvarNfw::INDICATORLEDS>,
+                                            List<&Backend::GetZMCNumericSensors, KelvarNfw::NUMERICSENSORS>,
+                                            Log,
+                                            Generation,
+                                            Identity,
+                                            System};
+
+void Split(const std::uint8_t* data, std::size_t size) {
+  replies.assign(1, {});
+  next = 0;
+  for (std::size_t index = 0; index < size; ++index) {
+    if (data[index] == 0xFF) {
+      replies.emplace_back();
+    } else {
+      replies.back().push_back(static_cast<char>(data[index]));
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Kelvar::Log::SetMinLogLevel(0);
+  if (size == 0) {
+    return 0;
+  }
+  Split(data + 1, size - 1);
+  KelvarConnection::ConnectionInfo info;
+  info.Host = "bmc";
+  info.ConnectionCase = 2 + data[0] / 64 % 3U;
+  Backend backend(info, [](u32) {});
+  const int code = kOperations[data[0] % std::size(kOperations)](backend);
+  FUZZ_CHECK(code == 0 || code == 1 || (code >= 7 && code <= 9) || code == 13 || code == 15);
+
+  next = 0;
+  zmcapp logs(info, false, [](u32) {});
+  std::vector<KelvarNfw::ZMCMESSAGELOGDATA> entries;
+  const int read = logs.GetZMCAuditEventLog(entries);
+  FUZZ_CHECK((read == 0) == !entries.empty() || read == 9 || read == 15);
+  return 0;
+}
