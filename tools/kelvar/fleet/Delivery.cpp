@@ -102,6 +102,7 @@ void Delivery::Write(const std::string& text) {
     return;
   }
   try {
+    output_.Write(rendering_.eraser);
     output_.Write(any_ ? rendering_.separator : std::string());
     output_.Write(text);
     output_.Finish();  // at once, so that whoever ends this program keeps what was read

@@ -21,6 +21,7 @@ struct Rendering {
   std::string separator;
   std::string foot;
   std::function<std::string(const Report& report)> textOf;  ///< any thread; an empty text stands for none
+  std::string eraser = {};                                  ///< in front of each piece, where a progress line is shown
 };
 
 /// Of the formats of single reports, each of many.

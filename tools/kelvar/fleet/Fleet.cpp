@@ -152,6 +152,8 @@ int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
   const std::string format = FormatOf(options, fleetOptions);
   Rendering rendering = inspection.Wanted() ? inspection.RenderingOf(format) : RenderingOf(format, ColourOf(options));
   rendering.head.insert(0, AppendsToCutLine(fleetOptions.resume) ? "\n" : "");
+  rendering.eraser =
+      isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1 && !options.quiet ? ProgressLine::eraser : "";
   const std::string removed = inspection.TextOfRemoved(list, shard);
   const std::size_t listed = list.size();
   for (ListedTarget& target : list) {

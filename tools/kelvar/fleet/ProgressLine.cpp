@@ -28,7 +28,7 @@ void ProgressLine::Show(const Tally& tally) {
 
 void ProgressLine::Clear() {
   if (shown_) {
-    std::fputs("\r\x1b[K", stderr);
+    std::fputs(eraser, stderr);
   }
 }
 

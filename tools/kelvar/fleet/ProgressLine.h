@@ -10,6 +10,8 @@ namespace Kelvar::Tool {
 /// One line on standard error that tells how far a fleet is; only on a terminal.
 class ProgressLine {
  public:
+  static constexpr const char* eraser = "\r\x1b[K";
+
   ProgressLine(std::size_t total, bool wanted);
 
   /// A few times a second at most.
