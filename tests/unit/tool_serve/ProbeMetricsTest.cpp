@@ -46,7 +46,7 @@ TEST(ProbeMetrics, GiveEachNameOnce) {
 }
 
 TEST(ProbeMetrics, BoundNamesAndTheirNumber) {
-  const std::string accents(100'000, '\xC3');
+  const std::string accents(5'000, '\xC3');
   std::vector<std::string> names(5000, "x\"\n\\" + accents);
   names[1] = std::string(127, 'y') + "\xC3\xA9";
   const std::string text = SensorMetrics(names);
