@@ -22,12 +22,12 @@ Output::Output() {
 
 Output::~Output() {
   if (file_ != nullptr) {
-    std::fclose(file_);
+    (void)std::fclose(file_);
   }
 }
 
 void Output::Write(std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), file_);
+  (void)std::fwrite(text.data(), 1, text.size(), file_);  // Finish asks the stream
 }
 
 void Output::Finish() {

@@ -85,7 +85,7 @@ std::string PasswordFromCommand(const std::string& command) {
   if (pclose(pipe) != 0) {
     throw ToolError(ExitCode::Usage, "the password command failed");
   }
-  const std::string line = WithoutCarriageReturn(output.substr(0, output.find('\n')));
+  std::string line = WithoutCarriageReturn(output.substr(0, output.find('\n')));
   if (line.empty()) {
     throw ToolError(ExitCode::Usage, "the password command printed nothing");
   }
