@@ -57,8 +57,8 @@ void DeclareSecrets(CLI::App& app, Options& options) {
 }
 
 void DeclareOutput(CLI::App& app, Options& options) {
-  app.add_option("--format", options.format, "table, json, jsonl or csv; for --targets jsonl but on a terminal")
-      ->check(CLI::IsMember({"table", "json", "jsonl", "csv"}))
+  app.add_option("--format", options.format, "table, json, jsonl, csv or html; for --targets jsonl but on a terminal")
+      ->check(CLI::IsMember({"table", "json", "jsonl", "csv", "html"}))
       ->capture_default_str();
   app.add_option("--color", options.colour, "auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}))

@@ -9,22 +9,8 @@ namespace Kelvar::Tool {
 
 namespace {
 
-struct CellText {
-  std::string operator()(const std::string& text) const { return Text::EscapeControl(text); }
-  std::string operator()(u64 number) const { return fmt::format("{}", number); }
-  std::string operator()(float number) const { return fmt::format("{:g}", number); }
-  std::string operator()(bool flag) const { return flag ? "yes" : "no"; }
-  std::string operator()(const std::vector<std::string>& texts) const {
-    std::string all;
-    for (const std::string& text : texts) {
-      all += (all.empty() ? "" : ", ") + Text::EscapeControl(text);
-    }
-    return all;
-  }
-};
-
-std::string TextOf(const Value& value) {
-  return std::visit(CellText{}, value);
+std::string CellText(const Value& value) {
+  return Text::EscapeControl(TextOf(value));
 }
 
 /// Characters, for padding: bytes of UTF-8 that do not continue one.
@@ -72,7 +58,7 @@ void AppendSheet(std::string& text, const Record& record, const Paint& paint) {
     if (!IsEmpty(value)) {
       std::string line;
       AppendPadded(line, name, width);
-      EndLine(text, paint.Dim(line) + TextOf(value));
+      EndLine(text, paint.Dim(line) + CellText(value));
     }
   }
 }
@@ -85,7 +71,7 @@ std::vector<std::pair<std::size_t, std::size_t>> ColumnsOf(const std::vector<Rec
     std::size_t width = std::char_traits<char>::length(records.front()[field].first);
     for (const Record& record : records) {
       any = any || !IsEmpty(record[field].second);
-      width = std::max(width, Width(TextOf(record[field].second)));
+      width = std::max(width, Width(CellText(record[field].second)));
     }
     if (any) {
       columns.emplace_back(field, width);
@@ -105,7 +91,7 @@ void AppendColumns(std::string& text, const std::vector<Record>& records, const 
   for (const Record& record : records) {
     std::string line;
     for (const auto& [field, width] : columns) {
-      AppendPadded(line, TextOf(record[field].second), width);
+      AppendPadded(line, CellText(record[field].second), width);
     }
     EndLine(text, line);
   }

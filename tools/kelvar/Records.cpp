@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
 #include "common/text/FixedText.h"
 
 namespace Kelvar::Tool {
@@ -49,6 +51,16 @@ Record Read(const R& record, const Field<R> (&fields)[N]) {
   {                                                         \
 #name, [](const R& from) { return ValueOf(from.name); } \
   }
+
+struct ValueText {
+  std::string operator()(const std::string& text) const { return text; }
+  std::string operator()(u64 number) const { return fmt::format("{}", number); }
+  std::string operator()(float number) const { return fmt::format("{:g}", number); }
+  std::string operator()(bool flag) const { return flag ? "yes" : "no"; }
+  std::string operator()(const std::vector<std::string>& texts) const {
+    return fmt::format("{}", fmt::join(texts, ", "));
+  }
+};
 
 }  // namespace
 
@@ -236,6 +248,10 @@ Record RecordOf(const KelvarOptions::SoftwareIdentity_& record) {
 Record RecordOf(NodeFirmwareInventory::ZMCGENERATIONTYPE generation) {
   // The enumeration counts from 0, people from 1.
   return {{"Generation", u64{static_cast<u32>(generation) + 1}}};
+}
+
+std::string TextOf(const Value& value) {
+  return std::visit(ValueText{}, value);
 }
 
 bool IsEmpty(const Value& value) {

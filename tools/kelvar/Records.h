@@ -32,6 +32,9 @@ Record RecordOf(const KelvarAgentless::ComputerSystem& record);
 Record RecordOf(const KelvarOptions::SoftwareIdentity_& record);
 Record RecordOf(NodeFirmwareInventory::ZMCGENERATIONTYPE generation);
 
+/// A value as people read it, with the target's bytes as they are: escape it for where it goes.
+std::string TextOf(const Value& value);
+
 /// Whether the target gave nothing for a field: an empty text, list or flag, or the number 0.
 bool IsEmpty(const Value& value);
 

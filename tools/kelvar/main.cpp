@@ -21,6 +21,7 @@
 #include "tools/kelvar/Reader.h"
 #include "tools/kelvar/Target.h"
 #include "tools/kelvar/fleet/Fleet.h"
+#include "tools/kelvar/html/HtmlPage.h"
 #include "tools/kelvar/serve/Serve.h"
 
 namespace {
@@ -45,6 +46,9 @@ std::string TextOf(const Report& report, const std::string& format, Colour colou
   }
   if (format == "jsonl") {
     return JsonText(report);
+  }
+  if (format == "html") {
+    return HtmlText(report);
   }
   return format == "csv" ? CsvHead() + CsvText(report) : TableText(report, colour);
 }

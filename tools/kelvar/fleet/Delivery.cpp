@@ -8,6 +8,7 @@
 
 #include "common/text/Escape.h"
 #include "tools/kelvar/fleet/StoredReport.h"
+#include "tools/kelvar/html/HtmlPage.h"
 
 namespace Kelvar::Tool {
 
@@ -34,6 +35,12 @@ Rendering RenderingOf(const std::string& format, Colour colour) {
   }
   if (format == "table") {
     return {"", "\n", "", [colour](const Report& report) { return TableOf(report, colour); }};
+  }
+  if (format == "html") {
+    const auto page = std::make_shared<HtmlPage>();
+    Rendering rendering{HtmlPage::Head(), "", "", [page](const Report& report) { return page->SectionOf(report); }};
+    rendering.summary = [page] { return page->Foot(); };
+    return rendering;
   }
   return {"", "", "", JsonText};
 }
@@ -93,7 +100,7 @@ void Delivery::Finish(const std::string& last) {
   if (failure_) {
     std::rethrow_exception(failure_);
   }
-  output_.Write(rendering_.foot);
+  output_.Write(rendering_.summary ? rendering_.summary() : rendering_.foot);
   output_.Finish();
 }
 

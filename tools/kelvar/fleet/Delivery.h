@@ -22,6 +22,7 @@ struct Rendering {
   std::string foot;
   std::function<std::string(const Report& report)> textOf;  ///< any thread; an empty text stands for none
   std::string eraser = {};                                  ///< in front of each piece, where a progress line is shown
+  std::function<std::string()> summary{};                   ///< behind the last piece, where there is one
 };
 
 /// Of the formats of single reports, each of many.

@@ -43,11 +43,20 @@ std::vector<std::size_t> ColumnsOf(const std::vector<Record>& records) {
   return columns;
 }
 
+const char* ClassOf(const char* name, const std::string& text) {
+  if (std::strcmp(name, "Message") == 0) {
+    return "message";
+  }
+  if (std::strcmp(name, "CreationTimeStamp") == 0) {
+    return "time";
+  }
+  const bool judged = std::strcmp(name, "PerceivedSeverity") == 0 || std::strcmp(name, "HealthState") == 0;
+  return judged ? MoodOf(text) : "";
+}
+
 std::string CellOf(const char* name, const Value& value) {
   const std::string text = TextOf(value);
-  const bool message = std::strcmp(name, "Message") == 0;
-  const bool judged = std::strcmp(name, "PerceivedSeverity") == 0 || std::strcmp(name, "HealthState") == 0;
-  return fmt::format("<td class=\"{}\">{}</td>", message ? "message" : (judged ? MoodOf(text) : ""), Escaped(text));
+  return fmt::format("<td class=\"{}\">{}</td>", ClassOf(name, text), Escaped(text));
 }
 
 std::string RowOf(const Record& record, const std::vector<std::size_t>& columns) {
@@ -74,6 +83,9 @@ std::string TableOf(const std::vector<Record>& records) {
 }
 
 std::string SheetOf(const Record& record) {
+  if (!HoldsAnything(record)) {
+    return "";
+  }
   std::string sheet = "<div class=\"scroll\" tabindex=\"0\"><table class=\"sheet\"><tbody>\n";
   for (const auto& [name, value] : record) {
     if (!IsEmpty(value)) {
@@ -115,11 +127,13 @@ std::string PartOf(const Report::Entry& entry) {
   std::string title = entry.command->help;
   title.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(title.front())));
   if (records.empty() || !IsLog(records.front())) {
-    return "<h3>" + title + "</h3>\n" + NotesOf(entry) + BodyOf(entry);
+    const bool narrow = entry.command->layout == Layout::Sheet;
+    return fmt::format("<div class=\"part{}\"><h3>{}</h3>\n", narrow ? " narrow" : "", title) + NotesOf(entry) +
+           BodyOf(entry) + "</div>\n";
   }
   constexpr std::size_t most = 20;  // more than these are folded away at first
-  return fmt::format("<details class=\"log\"{}><summary>{} ({})</summary>\n", records.size() > most ? "" : " open", title,
-                     records.size()) +
+  return fmt::format("<details class=\"part log\"{}><summary>{} ({})</summary>\n", records.size() > most ? "" : " open",
+                     title, records.size()) +
          NotesOf(entry) + BodyOf(entry) + "</details>\n";
 }
 
@@ -139,15 +153,15 @@ std::string NameOfMachine(const Report& report) {
       }
     }
   }
-  return name;
+  return name.empty() ? name : "<p>" + Escaped(name) + "</p>\n";
 }
 
 }  // namespace
 
 const char* MoodOf(const std::string& words) {
   constexpr std::pair<const char*, const char*> moods[] = {
-      {"Critical", "bad"},   {"Fatal", "bad"},     {"Major", "bad"},  {"Failure", "bad"},  {"Warning", "warn"},
-      {"Abnormal", "warn"},  {"Degraded", "warn"}, {"Minor", "warn"}, {"OK", "ok"},        {"Healthy", "ok"}};
+      {"Critical", "bad"},  {"Fatal", "bad"},     {"Major", "bad"},  {"Failure", "bad"}, {"Warning", "warn"},
+      {"Abnormal", "warn"}, {"Degraded", "warn"}, {"Minor", "warn"}, {"OK", "ok"},       {"Healthy", "ok"}};
   for (const auto& [word, mood] : moods) {
     if (words.find(word) != std::string::npos) {
       return mood;
@@ -194,17 +208,18 @@ std::string HtmlPage::SectionOf(const Report& report) {
     digests_.emplace(number, std::move(digest));
   }
   std::string section = fmt::format(
-      "<section class=\"target\" id=\"target-{}\"><h2>{} <span class=\"badge {}\">{}</span></h2>\n<p>{}</p>\n"
+      "<section class=\"target\" id=\"target-{}\"><h2>{} <span class=\"badge {}\">{}</span></h2>\n{}"
       "<p class=\"soft\">{:%Y-%m-%d %H:%M:%S} UTC, {:.1f} s</p>\n",
-      number, Escaped(report.target), MoodOf(report.code), DescriptionOf(report.code), Escaped(NameOfMachine(report)),
+      number, Escaped(report.target), MoodOf(report.code), DescriptionOf(report.code), NameOfMachine(report),
       fmt::gmtime(std::chrono::floor<std::chrono::seconds>(report.start)), report.seconds);
   if (!report.error.empty()) {
     section += "<p class=\"why\">" + Escaped(report.error) + "</p>\n";
   }
+  section += "<div class=\"parts\">\n";
   for (const Report::Entry& entry : report.entries) {
     section += PartOf(entry);
   }
-  return section + "</section>\n";
+  return section + "</div></section>\n";
 }
 
 std::string HtmlPage::Foot() {

@@ -30,11 +30,14 @@ class HtmlPage {
     Record firmware;
   };
 
+  using Digests = std::map<std::size_t, Digest>;  ///< by the number in the section's anchor
+
+  std::vector<const Digests::value_type*> RowsByTarget() const;
   std::string Overview() const;
   std::string FirmwareMatrix() const;
 
   std::mutex mutex_;
-  std::map<std::size_t, Digest> digests_;  ///< by the number in the section's anchor
+  Digests digests_;
   std::size_t sections_ = 0;
 };
 

@@ -57,15 +57,17 @@ std::string HtmlPage::FirmwareMatrix() const {
       column.Count(FieldText(digest.firmware, column.field));
     }
   }
-  columns.erase(std::remove_if(columns.begin(), columns.end(), [](const Column& column) { return column.counts.empty(); }),
-                columns.end());
+  columns.erase(
+      std::remove_if(columns.begin(), columns.end(), [](const Column& column) { return column.counts.empty(); }),
+      columns.end());
   if (digests_.size() < 2 || columns.empty()) {
     return "";
   }
   const auto differing = static_cast<std::size_t>(
       std::count_if(columns.begin(), columns.end(), [](const Column& column) { return column.counts.size() > 1; }));
   std::string text = fmt::format(
-      "<section id=\"firmware-matrix\"><h2>Firmware over all targets</h2>\n<p class=\"soft\">{} with more than one version."
+      "<section id=\"firmware-matrix\"><h2>Firmware over all targets</h2>\n<p class=\"soft\">{} with more than one "
+      "version."
       " Versions that are not the most common one are marked &ne;.</p>\n<div class=\"scroll\" tabindex=\"0\"><table>"
       "<thead><tr><th scope=\"col\">Target</th>",
       CountText(differing, "kind of firmware", "kinds of firmware"));
@@ -73,7 +75,8 @@ std::string HtmlPage::FirmwareMatrix() const {
     text += fmt::format("<th scope=\"col\">{}</th>", column.field);
   }
   text += "</tr></thead><tbody>\n";
-  for (const auto& [number, digest] : digests_) {
+  for (const auto* row : RowsByTarget()) {
+    const auto& [number, digest] = *row;
     text += fmt::format("<tr><th scope=\"row\"><a href=\"#target-{}\">{}</a></th>", number, Escaped(digest.target));
     for (const Column& column : columns) {
       text += CellOf(FieldText(digest.firmware, column.field), column.Norm());
@@ -83,14 +86,25 @@ std::string HtmlPage::FirmwareMatrix() const {
   return text + "</tbody></table></div></section>\n";
 }
 
+std::vector<const HtmlPage::Digests::value_type*> HtmlPage::RowsByTarget() const {
+  std::vector<const Digests::value_type*> rows;
+  for (const auto& row : digests_) {
+    rows.push_back(&row);
+  }
+  std::sort(rows.begin(), rows.end(),
+            [](const auto* left, const auto* right) { return left->second.target < right->second.target; });
+  return rows;
+}
+
 std::string HtmlPage::Overview() const {
   std::map<ExitCode, std::size_t> tally;
   for (const auto& [number, digest] : digests_) {
     ++tally[digest.code];
   }
-  std::string text = "<header id=\"overview\"><h1>Inventory</h1>\n<p>" + CountText(digests_.size(), "target", "targets");
+  std::string text =
+      "<header id=\"overview\"><h1>Inventory</h1>\n<p>" + CountText(digests_.size(), "target", "targets");
   for (const auto& [code, count] : tally) {
-    text += fmt::format(", {} {}", count, DescriptionOf(code));
+    text += fmt::format(", {} {}", count, NameOf(code));
   }
   text += "</p>\n";
   std::string failed;
@@ -100,7 +114,8 @@ std::string HtmlPage::Overview() const {
                             DescriptionOf(digest.code));
     }
   }
-  return text + (failed.empty() ? "" : "<details><summary>Not complete</summary><ul>\n" + failed + "</ul></details>\n") +
+  return text +
+         (failed.empty() ? "" : "<details><summary>Not complete</summary><ul>\n" + failed + "</ul></details>\n") +
          "</header>\n";
 }
 

@@ -18,7 +18,7 @@ struct Threshold {
 };
 
 constexpr Threshold thresholds[] = {
-    {"LowerThresholdFatal", "lower fatal", true},        {"LowerThresholdCritical", "lower critical", true},
+    {"LowerThresholdFatal", "lower fatal", true},         {"LowerThresholdCritical", "lower critical", true},
     {"LowerThresholdNonCritical", "lower warning", true}, {"UpperThresholdNonCritical", "upper warning", false},
     {"UpperThresholdCritical", "upper critical", false},  {"UpperThresholdFatal", "upper fatal", false}};
 
@@ -101,7 +101,8 @@ std::string SensorTable(const std::vector<Record>& records) {
   std::string table =
       "<div class=\"scroll\" tabindex=\"0\"><table class=\"wide\"><thead><tr><th scope=\"col\">Sensor</th>"
       "<th scope=\"col\" class=\"number\">Reading</th><th scope=\"col\">Between its thresholds</th>"
-      "<th scope=\"col\">Thresholds</th><th scope=\"col\">State</th><th scope=\"col\">Health</th></tr></thead><tbody>\n";
+      "<th scope=\"col\">Thresholds</th><th scope=\"col\">State</th><th "
+      "scope=\"col\">Health</th></tr></thead><tbody>\n";
   for (const Record& record : records) {
     table += RowOf(record);
   }

@@ -1,0 +1,113 @@
+// The page for browsers, as a browser sees it.
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "flow/tool/ToolRun.h"
+#include "support/BmcSim.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+namespace fs = std::filesystem;
+
+class Folder {
+ public:
+  Folder() : path_(fs::temp_directory_path() / ("kelvar-html-" + std::to_string(getpid()))) {
+    fs::create_directory(path_);
+  }
+  ~Folder() { fs::remove_all(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  const fs::path& Path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+std::string ReadFile(const fs::path& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
+/// The machine "full" with markup in the names of its maker, its product, a sensor and a log entry.
+void MakeHostileMachine(const fs::path& folder) {
+  fs::copy(fs::path(KELVAR_MACHINES) / "full", folder, fs::copy_options::recursive);
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    if (entry.path().extension() == ".json") {
+      std::string text = ReadFile(entry.path());
+      text = Replaced(text, ": \"Tavrik\"", ": \"<script>document.title='owned'</script>\"");
+      text = Replaced(text, "Kestrel RT140", "'><img src=x onerror=document.title='owned'>");
+      text = Replaced(text, "Ambient Temp", "</table></section><svg onload=document.title='owned'>");
+      text = Replaced(text, "Numeric sensor", "\\\" onclick='x'><a href='javascript:document.title=1'>&lt;");
+      std::ofstream(entry.path()) << text;
+    }
+  }
+}
+
+std::size_t Count(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size()) {
+    ++count;
+  }
+  return count;
+}
+
+/// The document after its scripts ran.
+std::string Browse(const fs::path& page, const fs::path& profile) {
+  return RunCommand({"timeout", "50", "chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+                     "--no-first-run", "--disable-background-networking", "--disable-component-update",
+                     "--disable-sync", "--disable-dev-shm-usage", "--user-data-dir=" + profile.native(), "--dump-dom",
+                     "file://" + page.native()})
+      .output;
+}
+
+TEST(Html, KeepsMarkupOfTheTargetFromTheBrowser) {
+  const Folder folder;
+  const fs::path page = folder.Path() / "page.html";
+  MakeHostileMachine(folder.Path() / "hostile");
+  const BmcSim sim(folder.Path() / "hostile", {"--serve", "redfish"});
+  const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(sim.Port("redfish"));
+  std::ofstream(page) << RunTool({target, "identity", "sensors", "log", "--format", "html"}).output;
+  const std::string document = Browse(page, folder.Path() / "profile");
+  EXPECT_THAT(document, HasSubstr("<title>Inventory</title>"));
+  EXPECT_EQ(Count(document, "<script"), 1U);
+  EXPECT_THAT(document, Not(HasSubstr("<img")));
+  EXPECT_THAT(document, Not(HasSubstr("<a href=\"javascript")));
+  EXPECT_THAT(document, HasSubstr("&lt;script&gt;document.title='owned'&lt;/script&gt;"));
+  EXPECT_THAT(document, HasSubstr(">8 of 8</span>"));  // the page's own script ran: the log has its filter
+}
+
+TEST(Html, ComparesTheFirmwareOfManyTargets) {
+  const BmcSim full("full", {"--serve", "redfish"});
+  const BmcSim awkward("awkward", {"--serve", "redfish"});
+  const Folder folder;
+  const fs::path list = folder.Path() / "list";
+  std::ofstream(list) << "redfish://admin@127.0.0.1:" << full.Port("redfish")
+                      << "\nredfish://admin@127.0.0.1:" << awkward.Port("redfish") << "\nredfish://admin@127.0.0.1:9\n";
+  const CommandResult result = RunTool({"--targets", list, "firmware", "--format", "html"});
+  EXPECT_EQ(result.exitCode, 21);
+  EXPECT_THAT(result.output, HasSubstr("<p>3 targets, "));
+  EXPECT_THAT(result.output, HasSubstr("Firmware over all targets"));
+  EXPECT_THAT(result.output, HasSubstr("<td class=\"differs\">&ne; "));
+  EXPECT_EQ(Count(result.output, "<section class=\"target\""), 3U);
+  EXPECT_EQ(Count(result.output, " src=") + Count(result.output, "href=\"http") + Count(result.output, "url("), 0U);
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
