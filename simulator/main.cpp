@@ -1,14 +1,12 @@
-// kelvar-bmcsim: one modelled machine, served over the protocols of a service processor on loopback.
+// kelvar-bmcsim: modelled machines, served over the protocols of a service processor on loopback.
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -19,9 +17,10 @@
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
-#include <CLI/CLI.hpp>
 
+#include "simulator/Options.h"
 #include "simulator/cim/CimService.h"
+#include "simulator/fleet/Fleet.h"
 #include "simulator/ipmi/IpmiService.h"
 #include "simulator/machine/Machine.h"
 #include "simulator/machine/Places.h"
@@ -35,47 +34,17 @@ struct Protocol {
   const char* name;
   /// What a machine that offers the protocol has in its folder.
   const char* data;
-  const char* help;
+  /// Of a target's URL.
+  const char* scheme;
   std::unique_ptr<Service> (*make)(const Machine& machine);
 };
 
 constexpr Protocol protocols[] = {
-    {"ipmi", "ipmi.json", "UDP port of IPMI", MakeIpmiService},
-    {"redfish", "redfish", "TCP port of Redfish over HTTPS", MakeRedfishService},
-    {"cim", "cim", "TCP port of CIM over HTTP", MakeCimService},
-    {"cim-https", "cim", "TCP port of CIM over HTTPS", MakeCimTlsService},
+    {"ipmi", "ipmi.json", "ipmi", MakeIpmiService},
+    {"redfish", "redfish", "redfish", MakeRedfishService},
+    {"cim", "cim", "cim+http", MakeCimService},
+    {"cim-https", "cim", "cim+https", MakeCimTlsService},
 };
-
-struct Options {
-  std::string machine = "full";
-  std::string library;
-  std::vector<std::string> faults;
-  std::vector<std::string> serve;
-  std::string cimFlavour;
-  std::optional<std::size_t> logEntries;
-  std::optional<std::size_t> sensors;
-  std::map<std::string, unsigned short> ports;
-  bool untilEof = false;
-};
-
-void Declare(CLI::App& app, Options& options) {
-  std::vector<std::string> names;
-  for (const Protocol& protocol : protocols) {
-    names.emplace_back(protocol.name);
-    app.add_option(std::string("--") + protocol.name, options.ports[protocol.name],
-                   std::string(protocol.help) + "; a free one when absent");
-  }
-  app.add_option("--machine", options.machine, "Name of a machine, or a folder with a machine.json")
-      ->capture_default_str();
-  app.add_option("--machines", options.library, "Folder in which machines are looked up by name");
-  app.add_option("--serve", options.serve, "Serve these protocols alone")->delimiter(',')->check(CLI::IsMember(names));
-  app.add_option("--fault", options.faults, "Switch a fault of the machine's data on: PROTOCOL:NAME");
-  app.add_option("--cim-flavour", options.cimFlavour,
-                 "Kind of target that CIM is: one of the machine's cim/server.json");
-  app.add_option("--log-entries", options.logEntries, "Make each log this long");
-  app.add_option("--sensors", options.sensors, "Make each list of sensors this long");
-  app.add_flag("--until-eof", options.untilEof, "End when standard input ends");
-}
 
 Machine LoadWithFaults(const Options& options) {
   Machine machine = LoadMachine(options.machine, MachineLibrary(options.library));
@@ -103,18 +72,30 @@ bool Wanted(const Options& options, const Machine& machine, const Protocol& prot
   return std::find(options.serve.begin(), options.serve.end(), protocol.name) != options.serve.end();
 }
 
-void AnnounceReady(const Machine& machine, const std::map<std::string, unsigned short>& ports) {
+using Ports = std::map<std::string, unsigned short>;
+
+/// A machine of a fleet has an `index`, and a `fault` or none.
+std::string Announcement(const Machine& machine, const Ports& ports, const std::size_t* index = nullptr,
+                         const std::string& fault = {}) {
   rapidjson::StringBuffer buffer;
   rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
   writer.StartObject();
   writer.Key("machine");
   writer.String(machine.name.c_str());
+  if (index != nullptr) {
+    writer.Key("index");
+    writer.Uint64(*index);
+  }
+  if (!fault.empty()) {
+    writer.Key("fault");
+    writer.String(fault.c_str());
+  }
   for (const auto& [protocol, port] : ports) {
     writer.Key(protocol.c_str());
     writer.Uint(port);
   }
   writer.EndObject();
-  std::cout << buffer.GetString() << std::endl;
+  return buffer.GetString();
 }
 
 /// Blocks the signals that end the program, so that they are read from a descriptor; services' threads inherit this.
@@ -163,26 +144,71 @@ void Serve(const Options& options) {
   const Machine machine = LoadWithFaults(options);
   const int signals = BlockEndSignals();
   std::vector<std::unique_ptr<Service>> services;
-  std::map<std::string, unsigned short> ports;
+  Ports ports;
   for (const Protocol& protocol : protocols) {
     if (Wanted(options, machine, protocol)) {
       services.push_back(protocol.make(machine));
       ports[protocol.name] = services.back()->Start(options.ports.at(protocol.name));
     }
   }
-  AnnounceReady(machine, ports);
+  if (services.empty()) {
+    throw std::runtime_error(machine.folder.string() + ": neither ipmi.json, redfish nor cim to serve");
+  }
+  std::cout << Announcement(machine, ports) << std::endl;
   WaitForEnd(signals, options.untilEof, services);
+}
+
+void WriteTargets(const std::string& file, const Machine& machine, const std::vector<FleetMember>& members) {
+  std::ofstream targets(file);
+  const std::string user = machine.accounts.empty() ? std::string() : machine.accounts.front().user + '@';
+  for (const FleetMember& member : members) {
+    for (const Protocol& protocol : protocols) {
+      if (const auto port = member.ports.find(protocol.name); port != member.ports.end()) {
+        targets << protocol.scheme << "://" << user << "127.0.0.1:" << port->second << '\n';
+      }
+    }
+  }
+  if (!targets.flush()) {
+    throw std::runtime_error("cannot write " + file);
+  }
+}
+
+void ServeFleet(const Options& options) {
+  const Machine machine = LoadWithFaults(options);
+  const int signals = BlockEndSignals();
+  FleetOptions wanted{options.fleet, options.serve, options.ports, options.fleetFaults,
+                      std::chrono::milliseconds(options.latencyMs)};
+  if (wanted.protocols.empty()) {
+    wanted.protocols = {"redfish"};
+  }
+  Fleet fleet(machine, wanted);
+  const std::vector<FleetMember> members = fleet.Start();
+  if (!options.targetsFile.empty()) {
+    WriteTargets(options.targetsFile, machine, members);
+  }
+  for (std::size_t index = 0; index < members.size(); ++index) {
+    std::cout << Announcement(machine, members[index].ports, &index, members[index].fault) << '\n';
+  }
+  std::cout.flush();
+  WaitForEnd(signals, options.untilEof, fleet.Children());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Serves a modelled server's service processor over IPMI, Redfish and CIM on loopback.");
-  Options options;
-  Declare(app, options);
-  CLI11_PARSE(app, argc, argv);
+  std::optional<int> exitCode;
+  const Options options = ReadCommandLine(argc, argv, exitCode);
+  if (exitCode) {
+    return *exitCode;
+  }
   try {
-    Serve(options);
+    if (options.record) {
+      std::cout << Record(*options.record) << '\n';
+    } else if (options.fleet > 0) {
+      ServeFleet(options);
+    } else {
+      Serve(options);
+    }
   } catch (const std::exception& error) {
     std::cerr << "kelvar-bmcsim: " << error.what() << '\n';
     return 1;

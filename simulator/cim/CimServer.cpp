@@ -74,6 +74,16 @@ void PutError(const Request& request, const CimError& error, bool takesTrailers,
                        {"CIMStatusCodeDescription", PercentEncode(error.description)}};
 }
 
+/// Pieces end between instances, so that no word is cut.
+Producer Personal(Producer shared, const Personalize& personalize) {
+  return [shared = std::move(shared), &personalize](std::string& piece) {
+    std::string fresh;
+    const bool more = shared(fresh);
+    piece += personalize(fresh);
+    return more;
+  };
+}
+
 /// Whether a fault works on the whole text of a body.
 bool WantsWholeBody(const Fault& fault) {
   return fault.gzip || fault.repeat != 1 || fault.contentLength.has_value();
@@ -113,6 +123,9 @@ HttpResponse CimServer::AnswerOperation(const HttpRequest& http, Request request
     outcome.error = ErrorOf(*fault->cimError);
   } else {
     outcome = Perform(repository_, request);
+  }
+  if (personalize_ && outcome.body) {
+    outcome.body = Personal(std::move(outcome.body), personalize_);
   }
   HttpResponse response;
   response.headers = {{"Content-Type", xmlType}, {"CIMOperation", "MethodResponse"}};

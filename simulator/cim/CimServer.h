@@ -16,8 +16,12 @@ namespace Kelvar::Simulator::Cim {
 /// `root/cimv2:CIM_NumericSensor` or `*:QEL_*`.
 class CimServer {
  public:
-  CimServer(const Machine& machine, std::shared_ptr<const Repository> repository, FaultTable& faults)
-      : machine_(machine), repository_(std::move(repository)), faults_(faults) {}
+  CimServer(const Machine& machine, std::shared_ptr<const Repository> repository, FaultTable& faults,
+            Personalize personalize = {})
+      : machine_(machine),
+        repository_(std::move(repository)),
+        faults_(faults),
+        personalize_(std::move(personalize)) {}
 
   HttpResponse Answer(const HttpRequest& http) const;
 
@@ -27,6 +31,7 @@ class CimServer {
   const Machine& machine_;
   std::shared_ptr<const Repository> repository_;
   FaultTable& faults_;
+  const Personalize personalize_;
 };
 
 }  // namespace Kelvar::Simulator::Cim

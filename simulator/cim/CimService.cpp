@@ -35,14 +35,7 @@ void MultiplyDerived(std::string_view base, std::size_t count, Cim::Repository& 
 }
 
 std::shared_ptr<const Cim::Repository> Load(const Machine& machine, const CimOptions& options) {
-  const Facts facts = Facts::Load(machine.folder / "machine.json");
-  Cim::Repository repository = Cim::LoadRepository(machine.folder / "cim", machine.cimFlavour, facts);
-  if (machine.logEntries) {
-    MultiplyDerived("CIM_LogEntry", *machine.logEntries, repository);
-  }
-  if (machine.sensors) {
-    MultiplyDerived("CIM_NumericSensor", *machine.sensors, repository);
-  }
+  Cim::Repository repository = LoadCimData(machine, Facts::Load(machine.folder / "machine.json"));
   for (const auto& [className, count] : options.counts) {
     Multiply(className, count, repository);
   }
@@ -50,6 +43,17 @@ std::shared_ptr<const Cim::Repository> Load(const Machine& machine, const CimOpt
 }
 
 }  // namespace
+
+Cim::Repository LoadCimData(const Machine& machine, const Facts& facts) {
+  Cim::Repository repository = Cim::LoadRepository(machine.folder / "cim", machine.cimFlavour, facts);
+  if (machine.logEntries) {
+    MultiplyDerived("CIM_LogEntry", *machine.logEntries, repository);
+  }
+  if (machine.sensors) {
+    MultiplyDerived("CIM_NumericSensor", *machine.sensors, repository);
+  }
+  return repository;
+}
 
 CimService::CimService(const Machine& machine, const CimOptions& options) : machine_(machine) {
   faults_.Load(machine_.FaultsOf("cim"), machine_.folder / "cim" / "faults.json");

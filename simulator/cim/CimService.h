@@ -7,6 +7,7 @@
 
 #include "simulator/cim/CimServer.h"
 #include "simulator/http/HttpServer.h"
+#include "simulator/machine/Facts.h"
 #include "simulator/machine/Machine.h"
 
 namespace Kelvar::Simulator {
@@ -38,6 +39,10 @@ class CimService : public Service {
   std::unique_ptr<Cim::CimServer> server_;
   std::unique_ptr<HttpServer> http_;
 };
+
+/// What a machine's folder "cim" publishes, with its logs and lists of sensors as long as the machine says. Throws
+/// std::runtime_error.
+Cim::Repository LoadCimData(const Machine& machine, const Facts& facts);
 
 std::unique_ptr<Service> MakeCimService(const Machine& machine);
 std::unique_ptr<Service> MakeCimTlsService(const Machine& machine);

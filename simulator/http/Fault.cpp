@@ -225,6 +225,9 @@ void FaultTable::Load(const std::vector<std::string>& wanted, const std::filesys
       SwitchOn(text);
     }
   }
+  const std::lock_guard lock(mutex_);
+  std::erase_if(entries_, [](const Entry& entry) { return !entry.on; });
+  entries_.shrink_to_fit();
 }
 
 void FaultTable::SwitchOn(const std::string& name) {

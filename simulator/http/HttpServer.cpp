@@ -16,12 +16,10 @@
 #include <boost/asio/ssl.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/error.hpp>
-#include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
-#include <boost/beast/http/string_body.hpp>
 
 #include "simulator/http/Certificate.h"
+#include "simulator/http/RequestParser.h"
 #include "simulator/http/ResponseWriter.h"
 
 namespace Kelvar::Simulator {
@@ -32,7 +30,6 @@ namespace asio = boost::asio;
 namespace http = boost::beast::http;
 using asio::ip::tcp;
 using Error = boost::system::error_code;
-using RequestParser = http::request_parser<http::string_body>;
 
 /// Tells every thread of a server to end.
 class StopSign {
@@ -70,31 +67,6 @@ class StreamOutlet : public Outlet {
   Stream& stream_;
   StopSign& stop_;
 };
-
-HttpRequest Convert(RequestParser& parser) {
-  auto& message = parser.get();
-  HttpRequest request;
-  request.method = std::string(message.method_string());
-  request.target = std::string(message.target());
-  for (const auto& field : message) {
-    request.headers.emplace_back(std::string(field.name_string()), std::string(field.value()));
-  }
-  request.keepAlive = message.keep_alive();
-  request.body = std::move(message.body());
-  return request;
-}
-
-unsigned StatusOf(const Error& error) {
-  if (error == http::error::body_limit) {
-    return 413;
-  }
-  return error == http::error::header_limit ? 431 : 400;
-}
-
-bool IsProtocolError(const Error& error) {
-  return error.category() == make_error_code(http::error::bad_method).category() &&
-         error != http::error::end_of_stream && error != http::error::partial_message;
-}
 
 /// Reads until the peer leaves or the server stops.
 template <class Stream>
@@ -144,7 +116,6 @@ class HttpServer::Server {
   Fault::End Converse(Stream& stream);
   template <class Stream>
   Fault::End StrikeAt(std::string_view stage, Stream& stream);
-  HttpResponse Answer(const HttpRequest& request);
 
   const Options options_;
   const Handler handler_;
@@ -332,15 +303,12 @@ Fault::End HttpServer::Server::StrikeAt(std::string_view stage, Stream& stream) 
 
 template <class Stream>
 Fault::End HttpServer::Server::Converse(Stream& stream) {
-  constexpr std::uint32_t headerLimit = 64 * 1024;
-  constexpr std::uint64_t bodyLimit = 16'777'216;
   StreamOutlet<Stream> outlet(stream, stop_);
   boost::beast::flat_buffer buffer;
   Fault::End end = Fault::End::Keep;
   while (end == Fault::End::Keep) {
     RequestParser parser;
-    parser.header_limit(headerLimit);
-    parser.body_limit(bodyLimit);
+    SetLimits(parser);
     Error error;
     http::read_header(stream, buffer, parser, error);
     if (!error && parser.get()[http::field::expect] == "100-continue") {
@@ -349,34 +317,20 @@ Fault::End HttpServer::Server::Converse(Stream& stream) {
     if (!error) {
       http::read(stream, buffer, parser, error);
     }
-    if (IsProtocolError(error)) {
-      HttpRequest unreadable;
-      unreadable.keepAlive = false;
-      HttpResponse refusal;
-      refusal.status = StatusOf(error);
-      return WriteResponse(unreadable, std::move(refusal), outlet);
+    if (auto refusal = RefuseUnreadable(error)) {
+      return WriteResponse(LastRequest(), std::move(*refusal), outlet);
     }
     if (error) {
       return Fault::End::Close;
     }
     ++requests_;
-    const HttpRequest request = Convert(parser);
-    end = WriteResponse(request, Answer(request), outlet);
+    const HttpRequest request = TakeRequest(parser);
+    end = WriteResponse(request, AnswerSafely(handler_, request), outlet);
   }
   if (end == Fault::End::Hang) {
     Hang(stream);
   }
   return end;
-}
-
-HttpResponse HttpServer::Server::Answer(const HttpRequest& request) {
-  try {
-    return handler_(request);
-  } catch (const std::exception&) {
-    HttpResponse failed;
-    failed.status = 500;
-    return failed;
-  }
 }
 
 HttpServer::HttpServer(Options options, Handler handler)

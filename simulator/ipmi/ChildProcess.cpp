@@ -30,7 +30,7 @@ namespace {
   dup2(log, STDERR_FILENO);
   fcntl(inherited, F_SETFD, 0);
   execvp(arguments[0], arguments);
-  constexpr char complaint[] = "cannot be run; is it installed and in PATH?";
+  constexpr char complaint[] = "it cannot be run; is it installed and in PATH?";
   (void)!write(STDERR_FILENO, complaint, sizeof complaint - 1);
   _exit(cannotRun);
 }

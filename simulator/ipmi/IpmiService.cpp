@@ -115,6 +115,10 @@ std::string ReadFile(const fs::path& file) {
   return text.str();
 }
 
+std::string FirstLine(const std::string& text) {
+  return text.substr(0, text.find('\n'));
+}
+
 /// What the module reports; empty when the process ended or 10 seconds passed before that.
 std::string ReadReport(int descriptor) {
   constexpr int limitMs = 10000;
@@ -173,7 +177,7 @@ class IpmiService : public Service {
       return {};
     }
     child_.Stop();
-    return report.empty() ? "its output is: " + ReadFile(folder / "output") : report;
+    return report.empty() ? FirstLine(ReadFile(folder / "output")) : report;
   }
 
   const Machine& machine_;

@@ -43,11 +43,16 @@ bool Machine::Accepts(const std::string& user, const std::string& password) cons
 Machine LoadMachine(const std::string& nameOrFolder, const std::filesystem::path& library) {
   Machine machine;
   machine.folder = FindFolder(nameOrFolder, library);
-  const rapidjson::Document document = Json::ReadObject(machine.folder / "machine.json");
-  machine.name = Json::Text(document, "name");
-  machine.description = Json::Text(document, "description");
-  for (const auto& account : Json::List(document, "accounts")) {
-    machine.accounts.push_back({Json::Text(account, "user"), Json::Text(account, "password")});
+  const std::filesystem::path file = machine.folder / "machine.json";
+  const rapidjson::Document document = Json::ReadObject(file);
+  try {
+    machine.name = Json::Text(document, "name");
+    machine.description = Json::Text(document, "description");
+    for (const auto& account : Json::List(document, "accounts")) {
+      machine.accounts.push_back({Json::Text(account, "user"), Json::Text(account, "password")});
+    }
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(file.string() + ": " + error.what());
   }
   return machine;
 }

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kelvar::Simulator {
@@ -32,6 +34,9 @@ struct Machine {
   /// Whether a login is one of the accounts.
   bool Accepts(const std::string& user, const std::string& password) const;
 };
+
+/// Turns text that all machines of a fleet share into what one of them says; empty for a machine of its own.
+using Personalize = std::function<std::string(std::string_view text)>;
 
 /// Reads a machine. `nameOrFolder` is a folder, or the name of one below `library`. Throws std::runtime_error with a
 /// text for people when there is none or its machine.json is wrong.

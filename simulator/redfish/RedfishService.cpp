@@ -1,88 +1,12 @@
 #include "simulator/redfish/RedfishService.h"
 
-#include <algorithm>
-#include <array>
-#include <functional>
-
-#include <rapidjson/document.h>
-
-#include "simulator/redfish/ErrorPage.h"
-#include "simulator/redfish/JsonText.h"
-
 namespace Kelvar::Simulator {
 
-namespace {
-
-/// What a service tells to those who have not logged in.
-constexpr std::array<std::string_view, 4> kPublicPaths{"/redfish", "/redfish/v1", "/redfish/v1/odata",
-                                                       "/redfish/v1/$metadata"};
-
-bool IsPublic(std::string_view path) {
-  return std::find(kPublicPaths.begin(), kPublicPaths.end(), path) != kPublicPaths.end();
-}
-
-bool IsSession(std::string_view path) {
-  return path.starts_with(Sessions::path) && path.size() > Sessions::path.size();
-}
-
-/// The path without its query, decoded, and without a "/" at its end.
-std::string PathOf(const std::string& target) {
-  std::string path = PercentDecode(std::string_view(target).substr(0, target.find('?')));
-  if (path.size() > 1 && path.ends_with('/')) {
-    path.pop_back();
-  }
-  return path;
-}
-
-std::string_view QueryOf(const std::string& target) {
-  const std::size_t question = target.find('?');
-  return question == std::string::npos ? std::string_view{} : std::string_view(target).substr(question + 1);
-}
-
-void AddCommonHeaders(HttpResponse& response) {
-  SetHeader(response.headers, "Server", "kelvar-bmcsim");
-  SetHeader(response.headers, "OData-Version", "4.0");
-  SetHeader(response.headers, "Cache-Control", "no-cache");
-  SetHeader(response.headers, "X-Content-Type-Options", "nosniff");
-  if (FindHeader(response.headers, "Content-Type") == nullptr && !response.body.empty()) {
-    SetHeader(response.headers, "Content-Type", "application/json; charset=utf-8");
-  }
-  if (response.status == 401) {
-    SetHeader(response.headers, "WWW-Authenticate", "Basic realm=\"Redfish\", charset=\"UTF-8\"");
-  }
-  response.compressible = true;
-}
-
-/// Where the schema of a page stands; a maker's own schemas are published nowhere.
-void AddSchemaLink(HttpResponse& response) {
-  const auto type = JsonText::String(JsonText::Member(response.body, "@odata.type").value_or("")).value_or("");
-  const std::size_t end = type.rfind('.');
-  if (type.starts_with('#') && end != std::string_view::npos && !type.starts_with("#Tavrik")) {
-    SetHeader(
-        response.headers, "Link",
-        "<https://redfish.dmtf.org/schemas/v1/" + std::string(type.substr(1, end - 1)) + ".json>; rel=describedby");
-  }
-}
-
-HttpServer::Options ServerOptions(FaultTable& faults) {
-  return {true, [&faults](std::string_view stage) { return faults.Strike({}, stage); }};
-}
-
-}  // namespace
-
 RedfishService::RedfishService(const Machine& machine)
-    : machine_(machine),
-      settings_(ReadSettings(machine.folder / "redfish" / "service.json")),
-      tree_(machine.folder / "redfish", Facts::Load(machine.folder / "machine.json")),
-      server_(ServerOptions(faults_), [this](const HttpRequest& request) { return Respond(request); }) {
-  faults_.Load(machine.FaultsOf("redfish"), machine.folder / "redfish" / "faults.json");
-  if (const auto count = machine.logEntries ? machine.logEntries : settings_.logEntries) {
-    tree_.Grow("LogEntryCollection", *count);
-  }
-  if (const auto count = machine.sensors ? machine.sensors : settings_.sensors) {
-    tree_.Grow("SensorCollection", *count);
-  }
-}
+    : data_(LoadRedfishData(machine, Facts::Load(machine.folder / "machine.json"))),
+      site_(std::make_shared<const Machine>(machine), data_, machine.FaultsOf("redfish")),
+      server_({true, [this](std::string_view stage) { return site_.Faults().Strike({}, stage); }},
+              [this](const HttpRequest& request) { return Respond(request); }) {}
 
 unsigned short RedfishService::Start(unsigned short port) {
   return server_.Start(port);
@@ -98,113 +22,7 @@ HttpResponse RedfishService::Respond(const HttpRequest& request) {
     const std::lock_guard lock(mutex_);
     targets_.push_back(request.target);
   }
-  HttpResponse response = Dispatch(request, PathOf(request.target));
-  AddCommonHeaders(response);
-  response.fault = faults_.Strike(request.method, request.target);
-  return response;
-}
-
-HttpResponse RedfishService::Dispatch(const HttpRequest& request, const std::string& path) {
-  if (request.method == "POST" && path == Sessions::path) {
-    return OpenSession(request);
-  }
-  if (auto refusal = RefuseStranger(request, path)) {
-    return std::move(*refusal);
-  }
-  if (const std::string* version = FindHeader(request.headers, "OData-Version"); version && *version != "4.0") {
-    return ErrorPage(RedfishError::ODataVersion, "OData-Version");
-  }
-  if (request.method == "GET" || request.method == "HEAD") {
-    return ServePage(request, path);
-  }
-  if (request.method == "DELETE" && sessions_.Close(path)) {
-    HttpResponse closed;
-    closed.status = 204;
-    return closed;
-  }
-  if (!FindPage(path)) {
-    return ErrorPage(RedfishError::ResourceMissing, path);
-  }
-  HttpResponse refusal = ErrorPage(RedfishError::MethodNotAllowed, path);
-  SetHeader(refusal.headers, "Allow", path == Sessions::path ? "GET, HEAD, POST" : "GET, HEAD");
-  return refusal;
-}
-
-HttpResponse RedfishService::ServePage(const HttpRequest& request, const std::string& path) {
-  auto page = FindPage(path);
-  if (!page) {
-    return ErrorPage(RedfishError::ResourceMissing, path);
-  }
-  HttpResponse response;
-  SetHeader(response.headers, "Allow", IsSession(path) ? "GET, HEAD, DELETE" : "GET, HEAD");
-  if (page->starts_with("<?xml")) {
-    SetHeader(response.headers, "Content-Type", "application/xml; charset=utf-8");
-    response.body = std::move(*page);
-    return response;
-  }
-  std::optional<HttpResponse> refusal;
-  const RedfishQuery query = ParseQuery(QueryOf(request.target), settings_.expand, refusal);
-  if (refusal) {
-    return std::move(*refusal);
-  }
-  response.body = std::move(*page);
-  AddSchemaLink(response);
-  const auto pageSize = settings_.pageSize.find(path);
-  response.body = CutPage(std::move(response.body), path, query,
-                          pageSize == settings_.pageSize.end() ? std::nullopt : std::optional(pageSize->second));
-  if (query.expand) {
-    response.body =
-        Expand(response.body, *query.expand, [this](std::string_view reference) { return FindPage(reference); });
-  }
-  const std::string tag = "W/\"" + std::to_string(std::hash<std::string>{}(response.body)) + '"';
-  SetHeader(response.headers, "ETag", tag);
-  const std::string* known = FindHeader(request.headers, "If-None-Match");
-  if (known != nullptr && *known == tag) {
-    response.status = 304;
-    response.body.clear();
-  }
-  return response;
-}
-
-HttpResponse RedfishService::OpenSession(const HttpRequest& request) {
-  rapidjson::Document login;
-  login.Parse<rapidjson::kParseIterativeFlag>(request.body.c_str());
-  const auto text = [&login](const char* key) {
-    const bool there = login.IsObject() && login.HasMember(key) && login[key].IsString();
-    return there ? std::string(login[key].GetString()) : std::string();
-  };
-  if (login.HasParseError()) {
-    return ErrorPage(RedfishError::MalformedJson);
-  }
-  if (!machine_.Accepts(text("UserName"), text("Password"))) {
-    return ErrorPage(RedfishError::WrongCredentials, Sessions::path);
-  }
-  Sessions::Opened session = sessions_.Open(text("UserName"));
-  HttpResponse response;
-  response.status = 201;
-  response.headers = {{"Location", session.path}, {"X-Auth-Token", session.token}};
-  response.body = std::move(session.page);
-  return response;
-}
-
-std::optional<std::string> RedfishService::FindPage(std::string_view path) const {
-  auto session = path.starts_with(Sessions::path) ? sessions_.Find(path) : std::nullopt;
-  return session ? std::move(session) : tree_.Find(path);
-}
-
-std::optional<HttpResponse> RedfishService::RefuseStranger(const HttpRequest& request, const std::string& path) const {
-  if (IsPublic(path)) {
-    return std::nullopt;
-  }
-  const std::string* token = FindHeader(request.headers, "X-Auth-Token");
-  if (token != nullptr && sessions_.Knows(*token)) {
-    return std::nullopt;
-  }
-  const auto login = BasicCredentials(request);
-  if (login && machine_.Accepts(login->user, login->password)) {
-    return std::nullopt;
-  }
-  return ErrorPage(login ? RedfishError::WrongCredentials : RedfishError::NoValidSession, path);
+  return site_.Respond(request);
 }
 
 std::unique_ptr<Service> MakeRedfishService(const Machine& machine) {

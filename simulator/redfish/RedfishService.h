@@ -2,21 +2,16 @@
 
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "simulator/http/Fault.h"
 #include "simulator/http/HttpServer.h"
 #include "simulator/machine/Machine.h"
-#include "simulator/redfish/ResourceTree.h"
-#include "simulator/redfish/ServiceSettings.h"
-#include "simulator/redfish/Sessions.h"
+#include "simulator/redfish/RedfishSite.h"
 
 namespace Kelvar::Simulator {
 
-/// The Redfish service of a machine: what stands in its folder "redfish", served read-only, with basic authentication
-/// and sessions for its accounts.
+/// The Redfish service of a machine, over HTTPS.
 class RedfishService : public Service {
  public:
   /// The machine's faults of protocol "redfish" are wanted of redfish/faults.json, as FaultTable::Load tells. Throws
@@ -28,21 +23,13 @@ class RedfishService : public Service {
   /// The targets asked for so far, in order.
   std::vector<std::string> Targets() const;
   const HttpServer& Server() const { return server_; }
-  const ResourceTree& Tree() const { return tree_; }
+  const ResourceTree& Tree() const { return data_->tree; }
 
  private:
   HttpResponse Respond(const HttpRequest& request);
-  HttpResponse Dispatch(const HttpRequest& request, const std::string& path);
-  HttpResponse ServePage(const HttpRequest& request, const std::string& path);
-  HttpResponse OpenSession(const HttpRequest& request);
-  std::optional<std::string> FindPage(std::string_view path) const;
-  std::optional<HttpResponse> RefuseStranger(const HttpRequest& request, const std::string& path) const;
 
-  const Machine machine_;
-  ServiceSettings settings_;
-  ResourceTree tree_;
-  FaultTable faults_;
-  Sessions sessions_;
+  const std::shared_ptr<const RedfishData> data_;
+  RedfishSite site_;
   mutable std::mutex mutex_;
   std::vector<std::string> targets_;
   // Last, so that its threads end first.

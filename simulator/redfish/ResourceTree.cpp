@@ -117,6 +117,12 @@ void ResourceTree::Grow(std::string_view kind, std::size_t count) {
   }
 }
 
+void ResourceTree::Change(const std::function<std::string(const std::string&, const std::string&)>& change) {
+  for (auto& [path, page] : pages_) {
+    page = change(path, page);
+  }
+}
+
 std::string ResourceTree::GrownPage(const std::string& path, const Grown& grown) const {
   std::string members = "[";
   for (std::size_t i = 0; i < grown.members.Size(); ++i) {

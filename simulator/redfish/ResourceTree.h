@@ -31,6 +31,9 @@ class ResourceTree {
   /// Gives every collection whose "@odata.type" holds `kind` that many members. To be called before serving begins.
   void Grow(std::string_view kind, std::size_t count);
 
+  /// Puts what `change` gives in place of every page. To be called before Grow.
+  void Change(const std::function<std::string(const std::string& path, const std::string& page)>& change);
+
   /// The page of a path, or nothing.
   std::optional<std::string> Find(std::string_view path) const;
 

@@ -1,0 +1,115 @@
+#include "simulator/fleet/FleetIdentity.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+
+#include <fmt/format.h>
+
+#include "simulator/redfish/JsonText.h"
+
+namespace Kelvar::Simulator {
+
+namespace {
+
+bool Varies(Identity kind) {
+  return kind == Identity::Serial || kind == Identity::AssetTag || kind == Identity::Uuid || kind == Identity::Mac ||
+         kind == Identity::HostName;
+}
+
+std::string MarkOf(Identity kind, std::string_view word) {
+  if (!Varies(kind) || word.find('}') != std::string_view::npos) {
+    return std::string(word);
+  }
+  return fmt::format("${{={}{}}}", static_cast<unsigned>(kind), word);
+}
+
+/// The word with `change` added to the number that its last digits are, separators between them left out; empty when
+/// it has no such digits.
+std::string AddHex(std::string_view word, std::size_t digits, std::uint64_t change) {
+  std::string changed(word);
+  std::uint64_t carried = change;
+  for (auto at = changed.rbegin(); at != changed.rend() && digits > 0; ++at) {
+    if (*at == ':' || *at == '-' || *at == '.') {
+      continue;
+    }
+    unsigned digit = 0;
+    const char text = *at;
+    if (std::from_chars(&text, &text + 1, digit, 16).ec != std::errc()) {
+      return {};
+    }
+    const bool upper = word.find_first_of("ABCDEF") != std::string_view::npos;
+    *at = (upper ? "0123456789ABCDEF" : "0123456789abcdef")[(digit + carried) & 0xF];
+    carried = (digit + carried) >> 4;
+    --digits;
+  }
+  return digits == 0 ? changed : std::string();
+}
+
+/// Marks what is within one string of a JSON text, unless it is a member's name or a path.
+void MarkString(std::string_view string, bool isName, const IdentityWords& words, std::string& into) {
+  const bool isPath = string.starts_with("\"/");
+  into += isName || isPath ? std::string(string) : Mark(string, words);
+}
+
+}  // namespace
+
+std::string Mark(std::string_view text, const IdentityWords& words) {
+  return words.Replace(text, MarkOf);
+}
+
+std::string MarkJson(std::string_view json, const IdentityWords& words) {
+  std::string marked;
+  for (std::size_t at = 0; at < json.size();) {
+    const std::size_t quote = std::min(json.find('"', at), json.size());
+    marked += json.substr(at, quote - at);
+    at = quote;
+    if (at < json.size()) {
+      const std::size_t end = JsonText::SkipString(json, at);
+      const std::size_t next = json.find_first_not_of(" \t\r\n", end);
+      const bool isName = next != std::string_view::npos && json[next] == ':';
+      MarkString(json.substr(at, end - at), isName, words, marked);
+      at = end;
+    }
+  }
+  return marked;
+}
+
+std::string Vary(Identity kind, std::string_view word, std::size_t machine) {
+  if (kind == Identity::Uuid) {
+    constexpr std::size_t digits = 8;
+    if (std::string varied = AddHex(word, digits, machine); !varied.empty()) {
+      return varied;
+    }
+  }
+  if (kind == Identity::Mac) {
+    constexpr std::size_t digits = 6;
+    constexpr std::size_t portsOfOneMachine = 0x100;
+    if (std::string varied = AddHex(word, digits, machine * portsOfOneMachine); !varied.empty()) {
+      return varied;
+    }
+  }
+  const std::size_t end = kind == Identity::HostName ? std::min(word.find('.'), word.size()) : word.size();
+  return fmt::format("{}-{:04}{}", word.substr(0, end), machine, word.substr(end));
+}
+
+std::string FleetIdentity::operator()(std::string_view text) const {
+  std::string personal;
+  for (std::size_t mark = text.find("${"); mark != std::string_view::npos; mark = text.find("${")) {
+    const std::size_t end = text.find('}', mark);
+    if (end == std::string_view::npos) {
+      break;
+    }
+    personal += text.substr(0, mark);
+    const std::string_view inner = text.substr(mark + 2, end - mark - 2);
+    if (inner.size() > 2 && inner[0] == '=') {
+      personal += Vary(static_cast<Identity>(inner[1] - '0'), inner.substr(2), machine_);
+    } else if (const auto fact = facts_->find(inner); fact != facts_->end()) {
+      personal += fact->second;
+    }
+    text.remove_prefix(end + 1);
+  }
+  return personal.append(text);
+}
+
+}  // namespace Kelvar::Simulator
