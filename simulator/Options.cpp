@@ -9,10 +9,12 @@ namespace Kelvar::Simulator {
 namespace {
 
 constexpr const char* footer =
-    "A fleet (--fleet N) serves Redfish alone unless --serve says otherwise, and announces each machine with a line of\n"
+    "A fleet (--fleet N) serves Redfish alone unless --serve says otherwise, and announces each machine with a line "
+    "of\n"
     "its own. SPEC of a fleet's fault is dead, silent, garbage, slow, an HTTP status, or PROTOCOL:NAME.\n"
     "\n"
-    "\"kelvar-bmcsim record URL DIR\" turns a live Redfish service into a machine; see \"kelvar-bmcsim record --help\".";
+    "\"kelvar-bmcsim record URL DIR\" turns a live Redfish service into a machine; see \"kelvar-bmcsim record "
+    "--help\".";
 
 struct PortOption {
   const char* protocol;

@@ -18,10 +18,7 @@ class CimServer {
  public:
   CimServer(const Machine& machine, std::shared_ptr<const Repository> repository, FaultTable& faults,
             Personalize personalize = {})
-      : machine_(machine),
-        repository_(std::move(repository)),
-        faults_(faults),
-        personalize_(std::move(personalize)) {}
+      : machine_(machine), repository_(std::move(repository)), faults_(faults), personalize_(std::move(personalize)) {}
 
   HttpResponse Answer(const HttpRequest& http) const;
 

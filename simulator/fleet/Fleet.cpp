@@ -35,10 +35,14 @@ void AllowDescriptors(std::size_t sockets) {
   }
 }
 
+Personalize IdentityOf(std::size_t machine) {
+  return [machine](std::string_view marked) { return PutIdentity(marked, machine); };
+}
+
 }  // namespace
 
 struct Fleet::CimSite {
-  CimSite(const Machine& machine, std::shared_ptr<const Cim::Repository> repository, FleetIdentity identity)
+  CimSite(const Machine& machine, std::shared_ptr<const Cim::Repository> repository, Personalize identity)
       : server(machine, std::move(repository), faults, std::move(identity)) {}
 
   FaultTable faults;
@@ -92,7 +96,7 @@ unsigned short Fleet::Serve(const std::string& protocol, std::size_t machine, co
 HttpFarm::Site Fleet::MakeRedfish(std::size_t machine, const std::vector<std::string>& faults) {
   RedfishSite* site = redfish_
                           .emplace_back(std::make_unique<RedfishSite>(model_.Base(), model_.Redfish(machine), faults,
-                                                                      model_.IdentityOf(machine)))
+                                                                      IdentityOf(machine)))
                           .get();
   HttpFarm::Site served;
   served.handler = [site](const HttpRequest& request) { return site->Respond(request); };
@@ -102,8 +106,7 @@ HttpFarm::Site Fleet::MakeRedfish(std::size_t machine, const std::vector<std::st
 
 HttpFarm::Site Fleet::MakeCim(std::size_t machine, const std::vector<std::string>& faults) {
   CimSite* site =
-      cim_.emplace_back(std::make_unique<CimSite>(*model_.Base(), model_.Cim(machine), model_.IdentityOf(machine)))
-          .get();
+      cim_.emplace_back(std::make_unique<CimSite>(*model_.Base(), model_.Cim(machine), IdentityOf(machine))).get();
   site->faults.Load(faults, model_.Base()->folder / "cim" / "faults.json");
   HttpFarm::Site served;
   served.handler = [site](const HttpRequest& request) { return site->server.Answer(request); };

@@ -12,6 +12,9 @@ namespace Kelvar::Simulator {
 
 namespace {
 
+/// Behind it the kind as a digit, the word, and "}". In data of machines it would be a fact without a name.
+constexpr std::string_view kMark = "${=";
+
 bool Varies(Identity kind) {
   return kind == Identity::Serial || kind == Identity::AssetTag || kind == Identity::Uuid || kind == Identity::Mac ||
          kind == Identity::HostName;
@@ -21,7 +24,7 @@ std::string MarkOf(Identity kind, std::string_view word) {
   if (!Varies(kind) || word.find('}') != std::string_view::npos) {
     return std::string(word);
   }
-  return fmt::format("${{={}{}}}", static_cast<unsigned>(kind), word);
+  return fmt::format("{}{}{}}}", kMark, static_cast<unsigned>(kind), word);
 }
 
 /// The word with `change` added to the number that its last digits are, separators between them left out; empty when
@@ -93,23 +96,19 @@ std::string Vary(Identity kind, std::string_view word, std::size_t machine) {
   return fmt::format("{}-{:04}{}", word.substr(0, end), machine, word.substr(end));
 }
 
-std::string FleetIdentity::operator()(std::string_view text) const {
+std::string PutIdentity(std::string_view marked, std::size_t machine) {
   std::string personal;
-  for (std::size_t mark = text.find("${"); mark != std::string_view::npos; mark = text.find("${")) {
-    const std::size_t end = text.find('}', mark);
+  for (std::size_t mark = marked.find(kMark); mark != std::string_view::npos; mark = marked.find(kMark)) {
+    const std::size_t kind = mark + kMark.size();
+    const std::size_t end = marked.find('}', kind);
     if (end == std::string_view::npos) {
       break;
     }
-    personal += text.substr(0, mark);
-    const std::string_view inner = text.substr(mark + 2, end - mark - 2);
-    if (inner.size() > 2 && inner[0] == '=') {
-      personal += Vary(static_cast<Identity>(inner[1] - '0'), inner.substr(2), machine_);
-    } else if (const auto fact = facts_->find(inner); fact != facts_->end()) {
-      personal += fact->second;
-    }
-    text.remove_prefix(end + 1);
+    personal += marked.substr(0, mark);
+    personal += Vary(static_cast<Identity>(marked[kind] - '0'), marked.substr(kind + 1, end - kind - 1), machine);
+    marked.remove_prefix(end + 1);
   }
-  return personal.append(text);
+  return personal.append(marked);
 }
 
 }  // namespace Kelvar::Simulator

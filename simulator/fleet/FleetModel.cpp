@@ -104,57 +104,54 @@ FleetModel::FleetModel(const Machine& machine)
   } catch (const std::runtime_error& error) {
     throw std::runtime_error(file.string() + ": \"fleet\": " + error.what());
   }
-  std::set<std::string> paths;
-  for (const FleetDifference& difference : differences_) {
-    for (const auto& [path, text] : difference.facts) {
-      paths.insert(path);
-      varying_[path] = facts_.Find(path).value_or("");
-    }
-  }
-  facts_ = facts_.Keeping(paths);
   words_.Collect(document);
 }
 
 std::shared_ptr<const RedfishData> FleetModel::Redfish(std::size_t machine) {
-  auto& data = redfish_[LacksOf(machine)];
-  return data ? data : data = LoadRedfish(LacksOf(machine));
+  const Combination combination = CombinationOf(machine);
+  auto& data = redfish_[combination];
+  return data ? data : data = LoadRedfish(combination);
 }
 
 std::shared_ptr<const Cim::Repository> FleetModel::Cim(std::size_t machine) {
-  auto& data = cim_[LacksOf(machine)];
-  return data ? data : data = LoadCim(LacksOf(machine));
+  const Combination combination = CombinationOf(machine);
+  auto& data = cim_[combination];
+  return data ? data : data = LoadCim(combination);
 }
 
-FleetIdentity FleetModel::IdentityOf(std::size_t machine) {
-  std::vector<bool> concerned;
+FleetModel::Combination FleetModel::CombinationOf(std::size_t machine) const {
+  Combination combination;
   for (const FleetDifference& difference : differences_) {
-    concerned.push_back(difference.Concerns(machine));
+    combination.push_back(difference.Concerns(machine));
   }
-  auto& texts = factTexts_[concerned];
-  if (!texts) {
-    FleetIdentity::FactTexts facts = varying_;
-    for (const FleetDifference& difference : differences_) {
-      for (const auto& [path, text] : difference.facts) {
-        facts[path] = difference.Concerns(machine) ? text : facts[path];
+  return combination;
+}
+
+Facts FleetModel::FactsOf(const Combination& combination) const {
+  Facts facts = facts_;
+  for (std::size_t i = 0; i < combination.size(); ++i) {
+    for (const auto& [path, text] : differences_[i].facts) {
+      if (combination[i]) {
+        facts.Set(path, text);
       }
     }
-    texts = std::make_shared<const FleetIdentity::FactTexts>(std::move(facts));
   }
-  return {machine, texts};
+  return facts;
 }
 
-FleetModel::Lacks FleetModel::LacksOf(std::size_t machine) const {
-  Lacks lacks;
-  for (const FleetDifference& difference : differences_) {
-    if (difference.Concerns(machine)) {
-      lacks.insert(difference.without.begin(), difference.without.end());
+std::vector<std::string> FleetModel::LacksOf(const Combination& combination) const {
+  std::vector<std::string> lacks;
+  for (std::size_t i = 0; i < combination.size(); ++i) {
+    if (combination[i]) {
+      lacks.insert(lacks.end(), differences_[i].without.begin(), differences_[i].without.end());
     }
   }
   return lacks;
 }
 
-std::shared_ptr<const RedfishData> FleetModel::LoadRedfish(const Lacks& lacks) const {
-  return LoadRedfishData(*machine_, facts_, [&](ResourceTree& tree) {
+std::shared_ptr<const RedfishData> FleetModel::LoadRedfish(const Combination& combination) const {
+  const std::vector<std::string> lacks = LacksOf(combination);
+  return LoadRedfishData(*machine_, FactsOf(combination), [&](ResourceTree& tree) {
     IdentityWords words = words_;
     tree.ForEach([&words](const std::string&, const std::string& page) {
       rapidjson::Document document;
@@ -172,9 +169,9 @@ std::shared_ptr<const RedfishData> FleetModel::LoadRedfish(const Lacks& lacks) c
   });
 }
 
-std::shared_ptr<const Cim::Repository> FleetModel::LoadCim(const Lacks& lacks) const {
-  Cim::Repository repository = LoadCimData(*machine_, facts_);
-  for (const std::string& place : lacks) {
+std::shared_ptr<const Cim::Repository> FleetModel::LoadCim(const Combination& combination) const {
+  Cim::Repository repository = LoadCimData(*machine_, FactsOf(combination));
+  for (const std::string& place : LacksOf(combination)) {
     if (!place.starts_with('/')) {
       Drop(place, repository);
     }

@@ -41,19 +41,6 @@ Facts Facts::Load(const std::filesystem::path& machineJson) {
   return Facts(std::move(byPath));
 }
 
-Facts Facts::Keeping(const std::set<std::string>& paths) const {
-  ByPath kept = byPath_;
-  for (const std::string& path : paths) {
-    kept[path] = "${" + path + '}';
-  }
-  return Facts(std::move(kept));
-}
-
-std::optional<std::string> Facts::Find(std::string_view path) const {
-  const auto fact = byPath_.find(path);
-  return fact == byPath_.end() ? std::nullopt : std::optional(fact->second);
-}
-
 std::string Facts::Expand(std::string_view text) const {
   std::string expanded;
   for (std::size_t start = text.find("${"); start != text.npos; start = text.find("${")) {

@@ -2,10 +2,9 @@
 
 #include <filesystem>
 #include <map>
-#include <optional>
-#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Kelvar::Simulator {
 
@@ -19,11 +18,8 @@ class Facts {
   /// Throws std::runtime_error with a text for people.
   static Facts Load(const std::filesystem::path& machineJson);
 
-  /// The same facts, but ${path} stays as it is for these paths.
-  Facts Keeping(const std::set<std::string>& paths) const;
-
-  /// A fact by its path, or nothing.
-  std::optional<std::string> Find(std::string_view path) const;
+  /// Puts a fact in, in place of one of the same path.
+  void Set(const std::string& path, std::string text) { byPath_[path] = std::move(text); }
 
   /// The text with every ${path} replaced. Throws std::runtime_error for a path without a fact.
   std::string Expand(std::string_view text) const;

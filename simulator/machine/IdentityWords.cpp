@@ -14,25 +14,38 @@ struct Key {
 };
 
 // By the end of a member's name, in lower case.
-constexpr std::array kKeys{
-    Key{"serialnumber", Identity::Serial},     Key{"serial", Identity::Serial},
-    Key{"servicetag", Identity::Serial},       Key{"assettag", Identity::AssetTag},
-    Key{"uuid", Identity::Uuid},               Key{"guid", Identity::Uuid},
-    Key{"macaddress", Identity::Mac},          Key{"permanentmacaddress", Identity::Mac},
-    Key{"macaddresses", Identity::Mac},        Key{"hostname", Identity::HostName},
-    Key{"fqdn", Identity::HostName},           Key{"domainname", Identity::HostName},
-    Key{"address", Identity::Address},         Key{"gateway", Identity::Address},
-    Key{"nameservers", Identity::Address},     Key{"staticnameservers", Identity::Address},
-    Key{"username", Identity::User},           Key{"password", Identity::Secret},
-    Key{"communitystring", Identity::Secret},  Key{"communityname", Identity::Secret},
-    Key{"community", Identity::Secret},        Key{"licensekey", Identity::Secret},
-    Key{"licensestring", Identity::Secret},    Key{"token", Identity::Secret},
-    Key{"secret", Identity::Secret},           Key{"encryptionkey", Identity::Secret},
-    Key{"authenticationkey", Identity::Secret}};
+constexpr std::array kKeys{Key{"serialnumber", Identity::Serial},
+                           Key{"serial", Identity::Serial},
+                           Key{"servicetag", Identity::Serial},
+                           Key{"assettag", Identity::AssetTag},
+                           Key{"uuid", Identity::Uuid},
+                           Key{"guid", Identity::Uuid},
+                           Key{"macaddress", Identity::Mac},
+                           Key{"permanentmacaddress", Identity::Mac},
+                           Key{"macaddresses", Identity::Mac},
+                           Key{"hostname", Identity::HostName},
+                           Key{"fqdn", Identity::HostName},
+                           Key{"domainname", Identity::HostName},
+                           Key{"address", Identity::Address},
+                           Key{"gateway", Identity::Address},
+                           Key{"nameservers", Identity::Address},
+                           Key{"staticnameservers", Identity::Address},
+                           Key{"username", Identity::User},
+                           Key{"password", Identity::Secret},
+                           Key{"communitystring", Identity::Secret},
+                           Key{"communityname", Identity::Secret},
+                           Key{"community", Identity::Secret},
+                           Key{"licensekey", Identity::Secret},
+                           Key{"licensestring", Identity::Secret},
+                           Key{"token", Identity::Secret},
+                           Key{"secret", Identity::Secret},
+                           Key{"encryptionkey", Identity::Secret},
+                           Key{"authenticationkey", Identity::Secret}};
 
 constexpr std::array<std::string_view, 13> kPlaceholders{
-    "n/a", "na", "none", "unknown", "not specified", "not available", "not present", "empty", "null", "default string",
-    "to be filled by o.e.m.", "no asset information", "localhost"};
+    "n/a",         "na",    "none", "unknown",        "not specified",          "not available",
+    "not present", "empty", "null", "default string", "to be filled by o.e.m.", "no asset information",
+    "localhost"};
 
 std::string Lower(std::string_view text) {
   std::string lower(text);

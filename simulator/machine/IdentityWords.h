@@ -31,8 +31,8 @@ class IdentityWords {
   /// Adds one; what is too short to be looked for is passed over.
   void Add(Identity kind, std::string_view word);
 
-  /// The text with each word, the longest first and whatever its case, replaced by what `replacement` gives. Numbers and
-  /// identifiers are found within other words and in paths too; names, which may be everyday words, stand alone and
+  /// The text with each word, the longest first and whatever its case, replaced by what `replacement` gives. Numbers
+  /// and identifiers are found within other words and in paths too; names, which may be everyday words, stand alone and
   /// outside of paths.
   using Replacement = std::function<std::string(Identity kind, std::string_view word)>;
   std::string Replace(std::string_view text, const Replacement& replacement) const;

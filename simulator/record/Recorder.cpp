@@ -98,7 +98,7 @@ std::string Record(const RecordOptions& options) {
   const fs::path folder = options.folder;
   HttpFetch fetch(ServiceOf(options.url), options.user, Password(options));
   MakeFolder(folder);
-  const WalkResult walk = WalkRedfish(fetch);
+  const WalkResult walk = WalkRedfish(fetch, options.mostPages);
   Mask mask;
   for (const auto& [path, page] : walk.pages) {
     mask.Learn(page);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace Kelvar::Simulator {
@@ -12,6 +13,7 @@ struct RecordOptions {
   std::string user;
   /// Holds the password; without one KELVAR_PASSWORD of the environment does.
   std::string passwordFile;
+  std::size_t mostPages = 10'000;
 };
 
 /// Turns a live Redfish service into the folder of a machine, with what tells its identity masked, and gives a line

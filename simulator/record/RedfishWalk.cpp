@@ -18,7 +18,6 @@ namespace Kelvar::Simulator {
 namespace {
 
 constexpr std::string_view kRoot = "/redfish/v1";
-constexpr std::size_t mostPages = 10'000;
 constexpr std::size_t mostBytesOfPage = 16'777'216;
 constexpr std::size_t mostBytes = 268'435'456;
 constexpr std::chrono::minutes mostTime{20};
@@ -33,11 +32,17 @@ bool IsPlainSegment(std::string_view segment) {
          segment.find('\\') == std::string_view::npos;
 }
 
-/// Gathers where a page leads to. Members that stand in a collection as whole objects are not asked for again.
+/// Gathers where a page leads to, unless it is nested without reason. Members that stand in a collection as whole
+/// objects are not asked for again.
 class ReferenceReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ReferenceReader> {
  public:
   bool StartObject() {
     objects_.emplace_back();
+    return ++depth_ <= deepest;
+  }
+  bool StartArray() { return ++depth_ <= deepest; }
+  bool EndArray(rapidjson::SizeType) {
+    --depth_;
     return true;
   }
   bool Key(const char* text, rapidjson::SizeType length, bool) {
@@ -56,17 +61,21 @@ class ReferenceReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, R
       references.push_back(objects_.back().id);
     }
     objects_.pop_back();
+    --depth_;
     return true;
   }
 
   std::vector<std::string> references;
 
  private:
+  static constexpr std::size_t deepest = 64;
+
   struct Object {
     std::string key;
     std::string id;
   };
   std::vector<Object> objects_;
+  std::size_t depth_ = 0;
 };
 
 std::optional<std::vector<std::string>> ReferencesOf(const std::string& page) {
@@ -83,11 +92,11 @@ std::optional<std::vector<std::string>> ReferencesOf(const std::string& page) {
 
 class Walk {
  public:
-  explicit Walk(HttpFetch& fetch) : fetch_(fetch) {}
+  Walk(HttpFetch& fetch, std::size_t mostPages) : fetch_(fetch), mostPages_(mostPages) {}
 
   WalkResult Run() {
     Enqueue(kRoot);
-    while (!waiting_.empty() && result_.pages.size() < mostPages && !IsOver()) {
+    while (!waiting_.empty() && !IsOver()) {
       const std::string target = std::move(waiting_.front());
       waiting_.pop_front();
       Record(target);
@@ -101,7 +110,10 @@ class Walk {
   }
 
  private:
-  bool IsOver() const { return bytes_ >= mostBytes || std::chrono::steady_clock::now() - start_ > mostTime; }
+  bool IsOver() const {
+    const bool isLate = std::chrono::steady_clock::now() - start_ > mostTime;
+    return isLate || requests_ >= mostPages_ || bytes_ >= mostBytes;
+  }
 
   void Enqueue(std::string_view reference) {
     constexpr std::size_t mostWaiting = 100'000;
@@ -117,6 +129,7 @@ class Walk {
 
   /// The body of a page; nothing when there is none that is JSON.
   std::optional<std::string> Get(const std::string& target) {
+    ++requests_;
     auto page = fetch_.Get(target, std::min(mostBytesOfPage, mostBytes - std::min(bytes_, mostBytes)));
     why_ = page ? "HTTP status " + std::to_string(page->status) : fetch_.Failure();
     if (!page || page->status != 200) {
@@ -178,7 +191,8 @@ class Walk {
       return;
     }
     const bool none = JsonText::Elements(*own).empty();
-    const std::string all = (none ? "[" : std::string(own->substr(0, own->size() - 1))) + members.substr(none ? 1 : 0) + ']';
+    const std::string all =
+        (none ? "[" : std::string(own->substr(0, own->size() - 1))) + members.substr(none ? 1 : 0) + ']';
     page = JsonText::Replace(page, *own, all);
     if (const auto link = JsonText::Member(page, "Members@odata.nextLink")) {
       page = JsonText::Replace(page, *link, "null");
@@ -194,10 +208,12 @@ class Walk {
   }
 
   HttpFetch& fetch_;
+  const std::size_t mostPages_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   WalkResult result_;
   std::set<std::string> known_;
   std::deque<std::string> waiting_;
+  std::size_t requests_ = 0;
   std::size_t bytes_ = 0;
   std::string why_;
 };
@@ -226,8 +242,8 @@ std::optional<std::string> MirroredPath(std::string_view reference) {
   return path;
 }
 
-WalkResult WalkRedfish(HttpFetch& fetch) {
-  return Walk(fetch).Run();
+WalkResult WalkRedfish(HttpFetch& fetch, std::size_t mostPages) {
+  return Walk(fetch, mostPages).Run();
 }
 
 }  // namespace Kelvar::Simulator

@@ -21,8 +21,8 @@ struct WalkResult {
   std::size_t leftOut = 0;
 };
 
-/// Follows references from the service root. Ends after 10,000 pages, 16 MiB a page, 256 MiB in all, or 20 minutes. Throws
-/// std::runtime_error when there is no service root.
-WalkResult WalkRedfish(HttpFetch& fetch);
+/// Follows references from the service root. Ends after `mostPages` requests, 256 MiB in all, or 20 minutes; a page has
+/// at most 16 MiB. Throws std::runtime_error when there is no service root.
+WalkResult WalkRedfish(HttpFetch& fetch, std::size_t mostPages);
 
 }  // namespace Kelvar::Simulator

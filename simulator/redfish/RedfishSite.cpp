@@ -1,6 +1,5 @@
 #include "simulator/redfish/RedfishSite.h"
 
-
 #include <algorithm>
 #include <array>
 #include <functional>

@@ -1,0 +1,200 @@
+// Recordings of live services.
+
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include <stdlib.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <kelvar/NodeFirmwareInventory.h>
+
+#include "simulator/record/Recorder.h"
+#include "simulator/record/RedfishWalk.h"
+#include "simulator/redfish/RedfishService.h"
+#include "support/ScriptedHttpServer.h"
+
+namespace Kelvar::Test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class RecordTest : public testing::Test {
+ protected:
+  RecordTest() {
+    std::string name = (fs::temp_directory_path() / "kelvar-record-XXXXXX").string();
+    root_ = mkdtemp(name.data());
+    options_.folder = root_ / "a" / "recorded";
+  }
+  ~RecordTest() override { fs::remove_all(root_); }
+
+  /// Names and contents of all files, in lower case.
+  std::string Everything() const {
+    std::string all;
+    for (const auto& entry : fs::recursive_directory_iterator(options_.folder)) {
+      if (!entry.is_regular_file()) {
+        continue;
+      }
+      std::ifstream file(entry.path());
+      all += fs::relative(entry.path(), options_.folder).string() + '\n';
+      all.append(std::istreambuf_iterator<char>(file), {});
+    }
+    for (char& c : all) {
+      c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return all;
+  }
+
+  std::size_t FilesOutside() const {
+    std::size_t outside = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+      const bool inside = entry.path().string().starts_with(options_.folder);
+      outside += entry.is_regular_file() && !inside ? 1U : 0U;
+    }
+    return outside;
+  }
+
+  fs::path root_;
+  Simulator::RecordOptions options_;
+};
+
+struct Read {
+  KelvarNfw::NODEFIRMWAREBUILDID firmware{};
+  KelvarNfw::NODEFIRMWARESYSTEMVPD vpd{};
+  KelvarAgentless::ComputerSystem system;
+  std::vector<OtherSystemVPD> components;
+};
+
+Read ReadAll(u16 port) {
+  KelvarConnection::ConnectionInfo info;
+  info.Host = "127.0.0.1";
+  info.Port = port;
+  info.UserName = "admin";
+  info.Password = "kelvar-demo";
+  info.ConnectionCase = KelvarConnection::CONNECTION_CASE_REDFISH;
+  NodeFirmwareInventory inventory(info);
+  Read read;
+  std::vector<KelvarNfw::NODEFIRMWAREBUILDID> firmware;
+  EXPECT_EQ(inventory.GetNodeFirmwareBuildID(firmware), 0);
+  EXPECT_EQ(inventory.GetNodeFirmwareSystemVPD(read.vpd), 0);
+  EXPECT_EQ(inventory.GetHardwareInfoComputerSystem(read.system), 0);
+  EXPECT_EQ(inventory.GetNodeOtherSystemVPD(read.components), 0);
+  read.firmware = firmware.at(0);
+  return read;
+}
+
+TEST_F(RecordTest, ServesTheSameButForWhatIsMasked) {
+  const Simulator::Machine machine = Simulator::LoadMachine("full", KELVAR_TEST_MACHINES);
+  Simulator::RedfishService original(machine);
+  const unsigned short port = original.Start(0);
+  options_.url = "https://127.0.0.1:" + std::to_string(port);
+  options_.user = "admin";
+  options_.passwordFile = root_ / "password";
+  std::ofstream(options_.passwordFile) << "kelvar-demo\n";
+  EXPECT_THAT(Simulator::Record(options_), testing::HasSubstr("13 serial numbers"));
+
+  const std::string everything = Everything();
+  for (const char* secret :
+       {"kv4a017", "kvb93", "ohm70", "8c1f0a0", "6f1c4c5e", "5c:f3:fc", "kv-lab", "zmc-kv", "kestrel-0"}) {
+    EXPECT_EQ(everything.find(secret), std::string::npos) << secret;
+  }
+
+  Simulator::RedfishService recording(Simulator::LoadMachine(options_.folder, {}));
+  const Read before = ReadAll(port);
+  const Read after = ReadAll(recording.Start(0));
+  EXPECT_STREQ(after.firmware.uEFIBuildID, before.firmware.uEFIBuildID);
+  EXPECT_STREQ(after.firmware.BMCBackUpBuildDate, before.firmware.BMCBackUpBuildDate);
+  EXPECT_STREQ(after.vpd.MachineType, before.vpd.MachineType);
+  EXPECT_STREQ(after.vpd.ModelName, before.vpd.ModelName);
+  EXPECT_EQ(after.system.ProductName, before.system.ProductName);
+  EXPECT_EQ(after.components.size(), before.components.size());
+  EXPECT_THAT(after.vpd.SerialNumber, testing::StartsWith("SN"));
+  EXPECT_THAT(after.system.UUID, testing::StartsWith("00000000-0000-4000-8000-"));
+}
+
+TEST_F(RecordTest, MasksOneTextTheSameEverywhere) {
+  ScriptedHttpServer server;
+  server.On("/redfish/v1", HttpReply(R"({"@odata.id": "/redfish/v1", "UUID": "0a1b2c3d-0000-1111-2222-333344445555",
+    "Vendor": "cost ${100}", "Oem": {"SerialNumber": " QX77Z12 ", "n": 1.50, "Model": "N/A", "AssetTag": "N/A"},
+    "Systems": {"@odata.id": "/redfish/v1/Systems"}})"));
+  server.On("/redfish/v1/Systems", HttpReply(R"({"@odata.id": "/redfish/v1/Systems", "Name": "of user root-9",
+    "Members": [{"@odata.id": "/redfish/v1/Systems/qx77z12"}], "Members@odata.nextLink": "/redfish/v1/Systems?$skip=1"})"));
+  server.On("/redfish/v1/Systems?$skip=1", HttpReply(R"({"Members": [{"@odata.id": "/redfish/v1/Systems/two"}],
+    "Members@odata.nextLink": "/redfish/v1/Systems?$skip=1"})"));
+  server.On("/redfish/v1/Systems/qx77z12",
+            HttpReply(R"({"UserName": "root-9", "IPv4Addresses": [{"Address": "10.9.8.7"}],
+    "MACAddress": "AA:BB:CC:00:11:22", "Description": "QX77Z12 of aabbcc001122 at 10.9.8.7", "Password": "pw"})"));
+  server.On("/redfish/v1/Systems/two", HttpReply(R"({"Name": "two"})"));
+  options_.url = server.BaseUrl();
+  Simulator::Record(options_);
+
+  const Simulator::ResourceTree tree(fs::path(options_.folder) / "redfish", Simulator::Facts());
+  const std::string root = tree.Find("/redfish/v1").value_or("");
+  EXPECT_THAT(root, testing::HasSubstr("\"n\": 1.50"));
+  EXPECT_THAT(root, testing::HasSubstr("\"AssetTag\": \"N/A\""));
+  EXPECT_THAT(root, testing::HasSubstr("\\u007b100}"));
+  EXPECT_THAT(tree.Find("/redfish/v1/Systems").value_or(""), testing::HasSubstr("/redfish/v1/Systems/two"));
+  EXPECT_TRUE(tree.Find("/redfish/v1/Systems/two"));
+  const std::string system = tree.Find("/redfish/v1/Systems/SN000001").value_or("");
+  EXPECT_THAT(system, testing::HasSubstr("SN000001 of 020000000001 at 10.0.0.2"));
+  const std::string everything = Everything();
+  for (const char* secret : {"qx77", "0a1b2c3d", "aa:bb", "aabbcc", "10.9.8.7", "root-9", "\"pw\""}) {
+    EXPECT_EQ(everything.find(secret), std::string::npos) << secret;
+  }
+}
+
+TEST_F(RecordTest, AHostileServiceEndsAndStaysInside) {
+  ScriptedHttpServer server;
+  server.On("/redfish/v1", HttpReply(R"({"Links": [{"@odata.id": "/redfish/v1/../../../../evil"},
+    {"@odata.id": "/redfish/v1/%2e%2e/%2e%2e/%2e%2e/%2e%2e/evil"}, {"@odata.id": "/redfish/v1/..%2f..%2f..%2fevil"},
+    {"@odata.id": "/etc/passwd"}, {"@odata.id": "//evil.example/redfish/v1/x"}, {"@odata.id": "http://evil.example/redfish"},
+    {"@odata.id": "@evil.example/redfish/v1/x"}, {"@odata.id": "/redfish/v1/index.json"}, {"@odata.id": "/redfish/v1/members.json/x"},
+    {"@odata.id": "/redfish/v1/a\u0000b"}, {"@odata.id": "/redfish/v1/deep"}, {"@odata.id": "/redfish/v1/text"},
+    {"@odata.id": "/redfish/v1/moved"}, {"@odata.id": "/redfish/v1/big"}, {"@odata.id": "/redfish/v1/1"}]})"));
+  server.On("/redfish/v1/deep", HttpReply("{\"a\": " + std::string(200'000, '[') + std::string(200'000, ']') + '}'));
+  server.On("/redfish/v1/text", HttpReply("<html>"));
+  HttpReply moved(302, "");
+  moved.headers = {{"Location", "file:///etc/passwd"}};
+  server.On("/redfish/v1/moved", moved);
+  HttpReply big(200, "");
+  big.raw = "HTTP/1.1 200 OK\r\n\r\n{\"";
+  big.repeated = std::string(65'536, 'x');
+  big.repeatCount = 100'000;
+  server.On("/redfish/v1/big", big);
+  int asked = 0;
+  server.OnAnythingElse([&asked](const HttpRequest& request) {
+    ++asked;
+    const std::string next = std::to_string(asked + 1);
+    return HttpReply(R"({"Members": [{"@odata.id": "/redfish/v1/)" + next + R"("}, {"@odata.id": ")" + request.target +
+                     R"(/x"}], "Members@odata.nextLink": "/redfish/v1/)" + next + "?" + next + "\"}");
+  });
+  options_.url = server.BaseUrl();
+  options_.mostPages = 20;
+  Simulator::Record(options_);
+  EXPECT_EQ(FilesOutside(), 0u);
+  EXPECT_EQ(Everything().find("root:"), std::string::npos);
+  for (const std::string& target : server.Targets()) {
+    EXPECT_TRUE(Simulator::MirroredPath(target)) << target;
+  }
+  EXPECT_LE(asked, 20);
+  EXPECT_NO_THROW(Simulator::RedfishService(Simulator::LoadMachine(options_.folder, {})));
+}
+
+TEST_F(RecordTest, SaysWhyThereIsNothingToRecord) {
+  ScriptedHttpServer server;
+  options_.url = server.BaseUrl();
+  EXPECT_THROW(Simulator::Record(options_), std::runtime_error);  // 404
+  options_.url = server.BaseUrl() + "/redfish/v1";
+  EXPECT_THROW(Simulator::Record(options_), std::runtime_error);
+  std::ofstream(root_ / "file") << "x";
+  server.On("/redfish/v1", HttpReply("{}"));
+  options_.url = server.BaseUrl();
+  options_.folder = root_;  // not empty
+  EXPECT_THROW(Simulator::Record(options_), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
