@@ -10,8 +10,8 @@
 namespace Kelvar::Test {
 namespace {
 
-/// Silence of a command takes 350 ms.
-constexpr IpmiTimings kTimings{50, 100, 4, 3000, 30000};
+/// Silence of a command takes 750 ms: the last wait is long, for machines with much else to do.
+constexpr IpmiTimings kTimings{50, 400, 4, 5000, 30000};
 
 /// The faults of a row, by where they strike.
 struct IpmiFaults {

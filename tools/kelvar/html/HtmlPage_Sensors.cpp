@@ -52,6 +52,12 @@ class Scale {
     high_ += margin;
   }
 
+  /// A target that calls a reading healthy outside its zone tells thresholds in another unit.
+  bool Drawable(bool healthy) const {
+    const bool outside = reading_ < good_ || reading_ > goodEnd_;
+    return Known() && !(healthy && outside);
+  }
+
   bool Known() const { return !limits_.empty() && std::isfinite(high_ - low_); }
   const std::string& Names() const { return names_; }
 
@@ -87,11 +93,12 @@ class Scale {
 std::string RowOf(const Record& record) {
   const Scale scale(record);
   const std::string health = FieldText(record, "HealthState");
+  const bool drawable = scale.Drawable(std::string_view(MoodOf(health)) == "ok");
   return fmt::format(
       "<tr><th scope=\"row\">{}</th><td class=\"number\">{} {}</td><td>{}</td><td class=\"soft\">{}</td><td>{}</td>"
       "<td class=\"{}\">{}</td></tr>\n",
       Escaped(FieldText(record, "ElementName")), Escaped(FieldText(record, "CurrentReading")),
-      Escaped(FieldText(record, "BaseUnits")), scale.Known() ? scale.Svg() : "", scale.Known() ? scale.Names() : "",
+      Escaped(FieldText(record, "BaseUnits")), drawable ? scale.Svg() : "", scale.Known() ? scale.Names() : "",
       Escaped(FieldText(record, "CurrentState")), MoodOf(health), Escaped(health));
 }
 
