@@ -250,6 +250,11 @@ Record RecordOf(NodeFirmwareInventory::ZMCGENERATIONTYPE generation) {
   return {{"Generation", u64{static_cast<u32>(generation) + 1}}};
 }
 
+const Value* FieldOf(const Record& record, std::string_view name) {
+  const auto field = std::find_if(record.begin(), record.end(), [name](const auto& one) { return name == one.first; });
+  return field == record.end() ? nullptr : &field->second;
+}
+
 std::string TextOf(const Value& value) {
   return std::visit(ValueText{}, value);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -31,6 +32,9 @@ Record RecordOf(const SystemBoardVPD& record);
 Record RecordOf(const KelvarAgentless::ComputerSystem& record);
 Record RecordOf(const KelvarOptions::SoftwareIdentity_& record);
 Record RecordOf(NodeFirmwareInventory::ZMCGENERATIONTYPE generation);
+
+/// A field of a record, or null.
+const Value* FieldOf(const Record& record, std::string_view name);
 
 /// A value as people read it, with the target's bytes as they are: escape it for where it goes.
 std::string TextOf(const Value& value);

@@ -170,15 +170,6 @@ const char* MoodOf(const std::string& words) {
   return "";
 }
 
-const Value* FieldOf(const Record& record, const char* name) {
-  for (const auto& [field, value] : record) {
-    if (std::strcmp(field, name) == 0) {
-      return &value;
-    }
-  }
-  return nullptr;
-}
-
 std::string FieldText(const Record& record, const char* name) {
   const Value* const value = FieldOf(record, name);
   return value == nullptr ? std::string() : TextOf(*value);

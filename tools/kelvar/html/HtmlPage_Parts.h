@@ -13,10 +13,7 @@ const char* MoodOf(const std::string& words);
 /// The sensors as a table with a bar for each that has thresholds.
 std::string SensorTable(const std::vector<Record>& records);
 
-/// A field of a record, or null.
-const Value* FieldOf(const Record& record, const char* name);
-
-/// Its text, empty when the record has no such field.
+/// A field's text, empty when the record has no such field.
 std::string FieldText(const Record& record, const char* name);
 
 }  // namespace Kelvar::Tool

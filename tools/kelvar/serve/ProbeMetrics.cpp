@@ -1,6 +1,5 @@
 #include "tools/kelvar/serve/ProbeMetrics.h"
 
-#include <algorithm>
 #include <cmath>
 #include <string_view>
 #include <variant>
@@ -38,19 +37,14 @@ constexpr std::size_t componentLimit = 1000;
 constexpr std::size_t otherLimit = 250;
 constexpr std::size_t severityLimit = 16;
 
-const Value* Find(const Record& record, std::string_view name) {
-  const auto field = std::find_if(record.begin(), record.end(), [name](const auto& one) { return name == one.first; });
-  return field == record.end() ? nullptr : &field->second;
-}
-
 std::string TextIn(const Record& record, std::string_view name) {
-  const Value* const value = Find(record, name);
+  const Value* const value = FieldOf(record, name);
   const auto* const text = value == nullptr ? nullptr : std::get_if<std::string>(value);
   return text == nullptr ? std::string() : *text;
 }
 
 float NumberIn(const Record& record, std::string_view name) {
-  const Value* const value = Find(record, name);
+  const Value* const value = FieldOf(record, name);
   const auto* const number = value == nullptr ? nullptr : std::get_if<float>(value);
   return number == nullptr ? 0.0F : *number;
 }
@@ -175,7 +169,7 @@ void ProbeMetrics::AddSingle(std::string_view operation, const Record& record) {
   } else if (operation == "board") {
     samples_.Add(boardInfo, LabelsOf(record, boardLabels), 1);
   } else if (operation == "generation") {
-    const Value* const number = Find(record, "Generation");
+    const Value* const number = FieldOf(record, "Generation");
     if (number != nullptr && std::holds_alternative<u64>(*number)) {
       samples_.Add(generation, static_cast<double>(std::get<u64>(*number)));
     }
