@@ -17,6 +17,15 @@ bool HasPrefixNoCase(std::string_view text, std::string_view prefix) noexcept {
   return text.size() >= prefix.size() && strncasecmp(text.data(), prefix.data(), prefix.size()) == 0;
 }
 
+std::string_view CodeOf(std::string_view status) noexcept {
+  return status.substr(0, status.find(' '));
+}
+
+[[noreturn]] void ThrowHttpError(const HttpHead& head) {
+  const auto text = [](const std::string& value) { return String(std::string_view(value)); };
+  throw CIMClientHTTPErrorException(text(head.status), text(head.cimError), text(head.detail));
+}
+
 }  // namespace
 
 void HttpHead::AddLine(std::string_view line) {
@@ -53,6 +62,13 @@ void HttpHead::AddLine(std::string_view line) {
   }
 }
 
+void HttpHead::CheckStatus() const {
+  const bool isInterim = status.substr(0, 1) == "1";
+  if (complete && !isInterim && CodeOf(status) != "200") {
+    ThrowHttpError(*this);
+  }
+}
+
 void HttpHead::Check() const {
   if (!fromHttp) {
     throw CIMClientMalformedHTTPException("Malformed HTTP response message.");
@@ -60,9 +76,8 @@ void HttpHead::Check() const {
   if (!complete) {
     throw CIMClientMalformedHTTPException("Connection closed by CIM Server.");
   }
-  if (status.substr(0, status.find(' ')) != "200") {
-    const auto text = [](const std::string& value) { return String(std::string_view(value)); };
-    throw CIMClientHTTPErrorException(text(status), text(cimError), text(detail));
+  if (CodeOf(status) != "200") {
+    ThrowHttpError(*this);
   }
   CheckTrailers();
   if (!hasOperation) {

@@ -19,6 +19,8 @@ struct HttpHead {
   std::string cimStatusDescription;
 
   void AddLine(std::string_view line);
+  /// Throws as soon as the head tells an HTTP error, whatever may follow: a body that never comes must not hide it.
+  void CheckStatus() const;
   /// Throws what a reply with this head means, unless its body is one to read.
   void Check() const;
   /// Throws the CIM error that the trailers carry, if any.

@@ -50,6 +50,7 @@ struct Exchange {
       throw CIMClientMalformedHTTPException("HTTP headers of more than 262144 bytes.");
     }
     head.AddLine(line);
+    head.CheckStatus();
   }
 
   template <typename Action>

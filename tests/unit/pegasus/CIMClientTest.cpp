@@ -137,6 +137,11 @@ TEST_F(CIMClientTest, TellsFailuresApart) {
   HttpReply unauthorized(401, "<html>" + std::string(10'000, ' '));
   HttpReply cimError(400, "");
   cimError.headers = {{"CIMError", "unsupported-operation"}, {"PGErrorDetail", "no%20way"}};
+  HttpReply brokenOff;
+  brokenOff.raw = "HTTP/1.1 401 Unauthorized\r\nContent-Length: 100\r\n\r\n";
+  brokenOff.closeAfter = true;
+  HttpReply withoutEnd = brokenOff;  // the connection stays open, and the body never comes
+  withoutEnd.closeAfter = false;
   HttpReply noOperation = CimHttpReply(xml);
   noOperation.headers.pop_back();
   HttpReply badType = CimHttpReply(xml);
@@ -161,6 +166,8 @@ TEST_F(CIMClientTest, TellsFailuresApart) {
   const Case cases[] = {
       {unauthorized, "HTTP 401: HTTP Error (401 Scripted)."},
       {cimError, "HTTP 400: HTTP Error (400 Scripted): CIMError = \"unsupported-operation\" Detail = \"no way\"."},
+      {brokenOff, "HTTP 401: HTTP Error (401 Unauthorized)."},
+      {withoutEnd, "HTTP 401: HTTP Error (401 Unauthorized)."},
       {noOperation, "Malformed: Missing CIMOperation HTTP header"},
       {badType, "Malformed: Bad Content-Type HTTP header; text/html"},
       {reset, "Malformed: Connection closed by CIM Server."},

@@ -2,8 +2,8 @@
 
 namespace Pegasus {
 
-/// Status codes of CIM operations, as in DSP0200.
-enum CIMStatusCode {
+/// Status codes of CIM operations, as in DSP0200. A server may send any other number.
+enum CIMStatusCode : int {
   CIM_ERR_SUCCESS = 0,
   CIM_ERR_FAILED = 1,
   CIM_ERR_ACCESS_DENIED = 2,
