@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "unit/cim/CimFixture.h"
 
 namespace Kelvar::Test {
@@ -89,6 +91,8 @@ TEST_F(Network, StaticAddressesComeFromTwoClasses) {
   EXPECT_THAT(Shown(list), ElementsAre("v4/3/10.0.0.5/10.0.0.1///255.0.0.0", "v4/3/10.0.0.6/10.0.0.1///255.0.0.0",
                                        "v4/3///fe80::1 fe80::2 /fe80::f/255.0.0.0"));
   EXPECT_TRUE(log.Has(4, "No SubnetMask property"));
+  const auto texts = log.Texts(4);
+  EXPECT_EQ(std::count(texts.begin(), texts.end(), "Push back BMCIPs instance to vector"), 2) << "of the first class";
 
   server.OnClassError("CIM_ExtendedStaticIPAssignmentSettingData", 1, "broken");
   EXPECT_EQ(facade->GetZMCStaticIPAddress(list), 9);

@@ -123,7 +123,6 @@ Code NodeFirmwareInventoryImpCIM::GetZMCStaticIPAddress(std::vector<StaticIP>& l
     for (Pegasus::Uint32 i = 0; i < extended.size(); ++i) {
       ReadCIMFields(extended[i], kExtendedStaticFields, record);
       list.push_back(record);
-      KELVAR_LOG(4) << "Push back BMCIPs instance to vector";
     }
   };
   return Run("GetZMCStaticIPAddress", body);
