@@ -1,6 +1,7 @@
 #include <kelvar/Log.h>
 
 #include <atomic>
+#include <locale>
 #include <mutex>
 #include <utility>
 
@@ -61,7 +62,9 @@ Output& TheOutput() {
 
 }  // namespace
 
-Log::Log(u32 level, const char* file, int line) : level_(level), file_(file), line_(line) {}
+Log::Log(u32 level, const char* file, int line) : level_(level), file_(file), line_(line) {
+  stream_.imbue(std::locale::classic());  // numbers do not change with the locale of the host program
+}
 
 Log::~Log() {
   if (level_ > GetMinLogLevel()) {

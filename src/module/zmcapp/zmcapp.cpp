@@ -24,9 +24,11 @@ std::string ClassOf(const CIMInstance& instance) {
 }
 
 bool BelongsTo(const CIMInstance& instance, const std::string& log) {
-  return boost::algorithm::icontains(FindCIMText(instance, "LogName", kSilent).value_or(""), log) ||
-         boost::algorithm::icontains(FindCIMText(instance, "LogInstanceID", kSilent).value_or(""), log) ||
-         boost::algorithm::icontains(ClassOf(instance), log);
+  const auto names = [&](const std::string& text) {
+    return boost::algorithm::icontains(text, log, std::locale::classic());
+  };
+  return names(FindCIMText(instance, "LogName", kSilent).value_or("")) ||
+         names(FindCIMText(instance, "LogInstanceID", kSilent).value_or("")) || names(ClassOf(instance));
 }
 
 ZMCAPPRETURNCODE CodeOf(CIMFailure::Kind kind) {

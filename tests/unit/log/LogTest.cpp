@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <stdexcept>
 #include <thread>
 
@@ -50,6 +51,18 @@ TEST(Log, GoesToStandardErrorWithoutASinkAndEscapes) {
   const std::string written = GetCapturedStderr();
   EXPECT_THAT(written, HasSubstr("from a target: \\x1b[2J"));
   EXPECT_THAT(written, ::testing::Not(HasSubstr("below the default level")));
+}
+
+TEST(Log, WritesNumbersTheSameInAnyLocale) {
+  class Grouped : public std::numpunct<char> {
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+  const LogCapture log(1);
+  const std::locale former = std::locale::global(std::locale(std::locale::classic(), new Grouped));
+  KELVAR_LOG(1) << "port " << 5988;
+  std::locale::global(former);
+  EXPECT_THAT(log.Texts(1), ElementsAre("port 5988"));
 }
 
 TEST(Log, SurvivesASinkThatThrows) {
