@@ -15,8 +15,9 @@ struct Activation15 {
   u32 sequence = 0;  ///< of our next packet
 };
 
-/// The authentication code of a packet; none when the type is None. `password` has 16 bytes.
-Bytes AuthCode15(AuthType type, ByteView password, u32 sessionId, u32 sequence, ByteView message);
+/// The authentication code of a packet, which may be the password itself; none when the type is None. `password` has 16
+/// bytes.
+Secret AuthCode15(AuthType type, ByteView password, u32 sessionId, u32 sequence, ByteView message);
 
 /// An IPMI 1.5 session, from the challenge on. The login must outlive it.
 class Ipmi15Session : public LanSession {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include <netdb.h>
+#include <openssl/crypto.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -51,6 +52,7 @@ bool UdpChannel::Open(const Endpoint& endpoint) {
 }
 
 void UdpChannel::Close() noexcept {
+  OPENSSL_cleanse(outgoing_.data(), outgoing_.size());  // IPMI 1.5 can put the password itself into packets
   if (socket_ >= 0) {
     close(socket_);
     socket_ = -1;

@@ -94,7 +94,8 @@ TEST(AuthCode15, Md5CoversPasswordSessionMessageAndNumber) {
   AppendRequest(message, kKey, {});
   Bytes password{'k', 'e', 'l', 'v', 'a', 'r', '-', 'd', 'e', 'm', 'o'};
   password.resize(kPassword15Size);
-  EXPECT_EQ(AuthCode15(AuthType::Md5, password, 0x55667788, 7, message),
+  const Secret code = AuthCode15(AuthType::Md5, password, 0x55667788, 7, message);
+  EXPECT_EQ(Bytes(code.View().begin(), code.View().end()),
             (Bytes{0xf3, 0x4a, 0xa1, 0x53, 0x49, 0xad, 0xeb, 0xcb, 0x38, 0xde, 0x64, 0xdf, 0x2c, 0x3e, 0xe3, 0x01}));
 }
 
