@@ -139,6 +139,7 @@ void Connections() {
   std::vector<KelvarNfw::NUMERICSENSORS> sensors;
   std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST> entries;
   std::vector<KelvarNfw::ZMCSTATICIP> addresses;
+  std::vector<KelvarNfw::NODEFIRMWAREBUILDID> firmware;
   Log::SetMinLogLevel(0);
   inventory.GetNodeFirmwareSystemVPD(vpd);
   inventory.GetHardwareInfoComputerSystem(system);
@@ -146,6 +147,7 @@ void Connections() {
   inventory.GetZMCStaticIPAddress(addresses);
   inventory.GetZMCMessageLogDataRedfish(entries);
   inventory.GetZMCNumericSensors(sensors);
+  inventory.GetNodeFirmwareBuildID(firmware);
   std::printf("connections of one object: %d for %zu requests\n", server.ConnectionCount(), server.Requests().size());
 }
 

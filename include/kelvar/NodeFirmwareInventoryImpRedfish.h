@@ -18,8 +18,7 @@ class RedfishService;
 
 /// The backend that reads a service processor over Redfish: HTTPS with basic authentication, no verification of the
 /// certificate, GET requests only, 120 seconds for each, at most 10 redirects. Nothing is asked for at construction,
-/// and one connection serves all operations of an object but GetNodeFirmwareBuildID, whose data come from a cache of
-/// the process.
+/// and one connection serves all operations of an object.
 ///
 /// Results: INVENTORY_SUCCESS; INVENTORY_REST_TRANSPORT_FAILED for a time-out or a certificate problem;
 /// INVENTORY_UNAUTHORIZED for HTTP status 401; INVENTORY_REST_FAILED for any other failed transfer, a status of 400 or
@@ -42,7 +41,8 @@ class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInvento
   INVENTORYRETURNCODE GetHardwareInfoComputerSystem(KelvarAgentless::ComputerSystem& system) override;
 
   /// Appends one record with the seven identities that Redfish knows; what could not be read is empty. Always
-  /// INVENTORY_SUCCESS. One request, if the identities are older than a minute.
+  /// INVENTORY_SUCCESS. They come from a cache of the process: one request, if they are older than a minute. A client
+  /// of a class of the caller's does not fill it: that takes a connection of its own.
   INVENTORYRETURNCODE GetNodeFirmwareBuildID(std::vector<KelvarNfw::NODEFIRMWAREBUILDID>& list) override;
 
   /// Machine type, serial number and model tag of the first system. INVENTORY_REST_FAILED, with the record filled, for

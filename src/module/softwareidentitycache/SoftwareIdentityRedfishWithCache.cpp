@@ -41,12 +41,12 @@ SoftwareIdentity_ ReadIdentity(const JsonValue& resource) {
 /// The requests of one refresh, over one connection.
 class SoftwareIdentityRedfishWithCache::Fill {
  public:
-  explicit Fill(SoftwareIdentityRedfishWithCache& cache)
+  Fill(SoftwareIdentityRedfishWithCache& cache, Rest::RestClientInterface* client)
       : cache_(cache),
-        client_(cache.surroundings_.makeClient()),
-        service_(client_.get(), RedfishService::BaseUrl(cache.info_)) {
-    if (client_) {
-      RedfishService::Configure(*client_, cache.info_);
+        ownClient_(client == nullptr ? cache.surroundings_.makeClient() : nullptr),
+        service_(client == nullptr ? ownClient_.get() : client, RedfishService::BaseUrl(cache.info_)) {
+    if (ownClient_) {
+      RedfishService::Configure(*ownClient_, cache.info_);
     }
   }
 
@@ -106,7 +106,7 @@ class SoftwareIdentityRedfishWithCache::Fill {
   }
 
   SoftwareIdentityRedfishWithCache& cache_;
-  std::unique_ptr<Rest::RestClientInterface> client_;
+  std::unique_ptr<Rest::RestClientInterface> ownClient_;
   RedfishService service_;
 };
 
@@ -129,10 +129,11 @@ SoftwareIdentityRedfishWithCache::SoftwareIdentityRedfishWithCache(const Connect
                                                                    Surroundings surroundings)
     : info_(info), surroundings_(std::move(surroundings)) {}
 
-int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string& id, SoftwareIdentity_& identity) {
+int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string& id, SoftwareIdentity_& identity,
+                                                               Rest::RestClientInterface* client) {
   const std::lock_guard lock(mutex_);
   try {
-    Refresh(id);
+    Refresh(id, client);
   } catch (const std::exception& error) {
     KELVAR_LOG(2) << "Failed to get software identity info with error: " << error.what();
   }
@@ -144,14 +145,14 @@ int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string
   return 0;
 }
 
-void SoftwareIdentityRedfishWithCache::Refresh(const std::string& id) {
+void SoftwareIdentityRedfishWithCache::Refresh(const std::string& id, Rest::RestClientInterface* client) {
   const auto age = filledAt_ ? surroundings_.now() - *filledAt_ : Clock::duration::max();
   const bool fresh = age < (failed_ ? kFailureRemembered : kFresh);
   if (fresh && (failed_ || complete_ || identities_.count(id) != 0)) {
     TellAgain(id);
     return;
   }
-  Fill fill(*this);
+  Fill fill(*this, client);
   if (!fresh) {
     identities_.clear();
     failures_.clear();

@@ -20,8 +20,8 @@ namespace Kelvar {
 /// One request for the expanded firmware inventory fills all identities; where the service refuses or ignores the
 /// expansion, each of kIdentifiers, and any other identity that is asked for, is requested by itself. A service that
 /// could not be reached or refused the login is left alone for 5 seconds, so that asking for seven identities costs one
-/// time-out. No connection is kept between two fills. Safe from any thread; a fill makes others that ask for the same
-/// connection wait.
+/// time-out. A fill goes over the client of who asks, or over a connection of its own, which is not kept. Safe from any
+/// thread; a fill makes others that ask for the same connection wait.
 class SoftwareIdentityRedfishWithCache {
  public:
   using Clock = std::chrono::steady_clock;
@@ -43,14 +43,15 @@ class SoftwareIdentityRedfishWithCache {
   SoftwareIdentityRedfishWithCache(const KelvarConnection::ConnectionInfo& info, Surroundings surroundings);
 
   /// 0 and the whole record when the service has the identity, such as "BMC-Primary"; else -1, and `identity` is left
-  /// alone.
-  int GetSoftwareIdentityViaID(const std::string& id, KelvarOptions::SoftwareIdentity_& identity);
+  /// alone. What is asked for on the way goes over `client`, which is set up for the same service, when there is one.
+  int GetSoftwareIdentityViaID(const std::string& id, KelvarOptions::SoftwareIdentity_& identity,
+                               Rest::RestClientInterface* client = nullptr);
 
  private:
   using Identity = KelvarOptions::SoftwareIdentity_;
   class Fill;
 
-  void Refresh(const std::string& id);
+  void Refresh(const std::string& id, Rest::RestClientInterface* client);
   void TellAgain(const std::string& id) const;
 
   const KelvarConnection::ConnectionInfo info_;

@@ -42,6 +42,24 @@ TEST_F(RedfishFirmwareTest, BuildIdsComeFromSevenIdentities) {
   EXPECT_EQ(server.Requests().size(), 1u) << "the second call finds everything in the cache";
 }
 
+TEST_F(RedfishFirmwareTest, TheCacheIsFilledOverTheConnectionOfTheOtherOperations) {
+  Collection("/redfish/v1/Systems", {});
+  Json(kExpanded, R"({"Members":[{"Id":"UEFI","Version":"1"}]})");
+  KelvarNfw::NODEFIRMWARESYSTEMVPD vpd{};
+  backend.GetNodeFirmwareSystemVPD(vpd);
+  std::vector<NODEFIRMWAREBUILDID> list;
+  EXPECT_EQ(backend.GetNodeFirmwareBuildID(list), 0);
+  ASSERT_EQ(list.size(), 1u);
+  EXPECT_STREQ(list[0].uEFIBuildID, "1");
+  backend.GetNodeFirmwareSystemVPD(vpd);
+  const auto requests = server.Requests();
+  ASSERT_EQ(requests.size(), 3u);
+  for (const HttpRequest& request : requests) {
+    EXPECT_EQ(request.connection, 1) << request.target;
+    EXPECT_EQ(request.headers, requests[0].headers) << request.target;
+  }
+}
+
 TEST_F(RedfishFirmwareTest, ThePairIsChosenByTheIdThatCameBack) {
   Json(std::string(kCollection) + "Brenn",
        R"({"Id":"BMC-Backup","Version":"a version that is longer than its field","ReleaseDate":"20260314"})");

@@ -3,6 +3,8 @@
 #include <string_view>
 #include <utility>
 
+#include <kelvar/RedfishClient.h>
+
 #include "common/log/LogMacros.h"
 #include "common/text/FixedText.h"
 #include "module/nfw/inventory/NodeFirmwareInventoryImpRedfish_Frame.h"
@@ -93,9 +95,11 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareBuildID(std::vector<NODEFIR
   const auto body = [&](Code&) {
     NODEFIRMWAREBUILDID record{};
     SoftwareIdentity_ identity;
+    // The process shares the cache: it is filled over the real client alone, never over one that a caller wrote.
+    auto* client = dynamic_cast<Rest::RedfishClient*>(restClient.get());
     for (const BuildField& field : kBuildFields) {
       auto* cache = SoftwareIdentityRedfishWithCache::GetInstance(connectionInfo);
-      if (cache->GetSoftwareIdentityViaID(std::string(field.identifier), identity) != 0) {
+      if (cache->GetSoftwareIdentityViaID(std::string(field.identifier), identity, client) != 0) {
         KELVAR_LOG(4) << "Get " << field.identifier << "software identity info error.";
         continue;
       }
