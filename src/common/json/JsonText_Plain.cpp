@@ -51,196 +51,188 @@ class AllPlaces {
   std::size_t depth_ = 0;
 };
 
-/// Checks a text that is closed by a NUL, so that no look at the next byte needs to ask for the end.
+/// Checks a text that is closed by a NUL, so that no look at the next byte needs to ask for the end. What takes a
+/// position gives back the one behind what it read, null when that is not plain: positions stay in registers.
 template <typename Places>
 class PlainCheck {
  public:
   PlainCheck(std::string_view text, const JsonLimits& limits, Places places)
-      : at_(text.data()), end_(text.data() + text.size()), limits_(limits), places_(places) {}
+      : start_(text.data()), end_(text.data() + text.size()), limits_(limits), places_(places) {}
 
   bool Run() {
-    bool fine = Value();
-    while (fine && depth_ > 0) {
-      fine = Next();
+    const char* at = Value(start_);
+    while (at != nullptr && depth_ > 0) {
+      at = Next(at);
     }
-    Space();
-    return fine && at_ == end_;
+    return at != nullptr && Space(at) == end_;
   }
 
  private:
-  void Space() noexcept {
-    if (static_cast<unsigned char>(*at_) > ' ') {
-      return;
+  static const char* Space(const char* at) noexcept {
+    if (static_cast<unsigned char>(*at) > ' ') {
+      return at;
     }
-    while (*at_ == ' ' || *at_ == '\n' || *at_ == '\t' || *at_ == '\r') {
-      ++at_;
+    while (*at == ' ' || *at == '\n' || *at == '\t' || *at == '\r') {
+      ++at;
     }
+    return at;
   }
 
-  bool Take(char letter) noexcept {
-    const bool there = *at_ == letter;
-    at_ += there ? 1 : 0;
-    return there;
-  }
-
-  /// One whole scalar, or the start of a container up to and with its first scalar.
-  bool Value() {
+  /// One whole scalar, or the start of a container up to and with its first scalar, or up to the end of an empty one.
+  const char* Value(const char* at) {
     for (;;) {
-      Space();
-      if (++values_ > limits_.values) {
-        return false;
+      if (InObject() && (at = Name(at)) == nullptr) {
+        return nullptr;
       }
-      if (*at_ != '{' && *at_ != '[') {
-        return Scalar();
+      at = Space(at);
+      if (++values_ > limits_.values) {
+        return nullptr;
+      }
+      if (*at != '{' && *at != '[') {
+        return Scalar(at);
       }
       if (depth_ == kMaxDepth || depth_ == limits_.depth) {
-        return false;
+        return nullptr;
       }
-      const bool object = *at_ == '{';
-      places_.Open(std::exchange(name_, {}), at_++, object ? Kind::Object : Kind::Array);
+      const bool object = *at == '{';
+      places_.Open(std::exchange(name_, {}), at, object ? Kind::Object : Kind::Array);
       isObject_[depth_++] = object;
-      Space();
-      if (*at_ == (object ? '}' : ']')) {
-        return true;  // closed by Next
-      }
-      if (object && !Name()) {
-        return false;
+      at = Space(at + 1);
+      if (*at == (object ? '}' : ']')) {
+        return at;  // closed by Next
       }
     }
   }
 
-  bool Scalar() {
-    const char* start = at_;
-    const bool text = *start == '"';
-    if (!(text ? String() : *start == '-' || IsDigit(*start) ? Number() : Literal())) {
-      return false;
+  /// What stands behind a value within a container: its end, or a comma and another value.
+  const char* Next(const char* at) {
+    at = Space(at);
+    if (*at == (InObject() ? '}' : ']')) {
+      places_.Close();
+      --depth_;
+      return at + 1;
     }
-    const std::string_view value = text ? Between(start + 1, at_ - 1) : Between(start, at_);
-    places_.Scalar(std::exchange(name_, {}), value, text && escaped_ ? Kind::Escaped : Kind::Plain);
-    return true;
+    return *at == ',' ? Value(at + 1) : nullptr;
+  }
+
+  bool InObject() const noexcept { return depth_ > 0 && isObject_[depth_ - 1]; }
+
+  const char* Scalar(const char* start) {
+    const bool text = *start == '"';
+    const char* behind = text ? String(start) : *start == '-' || IsDigit(*start) ? Number(start) : Literal(start);
+    if (behind != nullptr) {
+      const std::string_view value = text ? Between(start + 1, behind - 1) : Between(start, behind);
+      places_.Scalar(std::exchange(name_, {}), value, text && escaped_ ? Kind::Escaped : Kind::Plain);
+    }
+    return behind;
   }
 
   static std::string_view Between(const char* start, const char* end) noexcept {
     return {start, static_cast<std::size_t>(end - start)};
   }
 
-  /// What stands behind a value within a container: its end, or a comma and another value.
-  bool Next() {
-    Space();
-    const bool object = isObject_[depth_ - 1];
-    if (Take(object ? '}' : ']')) {
-      places_.Close();
-      --depth_;
-      return true;
+  const char* Name(const char* at) noexcept {
+    const char* start = Space(at);
+    const char* behind = *start == '"' ? String(start) : nullptr;
+    if (behind == nullptr || escaped_) {
+      return nullptr;
     }
-    return Take(',') && (!object || Name()) && Value();
+    name_ = Between(start + 1, behind - 1);
+    at = Space(behind);
+    return *at == ':' ? at + 1 : nullptr;
   }
 
-  bool Name() noexcept {
-    Space();
-    const char* start = at_;
-    if (*at_ != '"' || !String() || escaped_) {
-      return false;
-    }
-    name_ = Between(start + 1, at_ - 1);
-    Space();
-    return Take(':');
-  }
-
-  bool String() noexcept {
+  const char* String(const char* at) noexcept {
     escaped_ = false;
-    for (++at_;;) {
-      at_ = JsonScan::Skip<JsonScan::Until::Unusual>(at_, end_);
-      if (*at_ == '"') {
-        ++at_;
-        return true;
+    for (++at; at != nullptr;) {
+      at = JsonScan::Skip<JsonScan::Until::Unusual>(at, end_);
+      if (*at == '"') {
+        return at + 1;
       }
-      if (*at_ == '\\' ? !Escape() : !MultiByte()) {
-        return false;
-      }
+      at = *at == '\\' ? Escape(at) : MultiByte(at);
     }
+    return nullptr;
   }
 
-  bool MultiByte() noexcept {
-    const auto lead = static_cast<unsigned char>(*at_);
+  static const char* MultiByte(const char* at) noexcept {
+    const auto lead = static_cast<unsigned char>(*at);
     if (lead < 0xC0 || lead >= 0xF8) {
-      return false;  // control characters and the closing NUL end up here too
+      return nullptr;  // control characters and the closing NUL end up here too
     }
     const int trailing = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    ++at_;
-    for (int index = 0; index < trailing; ++index, ++at_) {
-      if ((*at_ & 0xC0) != 0x80) {
-        return false;
+    ++at;
+    for (int index = 0; index < trailing; ++index, ++at) {
+      if ((*at & 0xC0) != 0x80) {
+        return nullptr;
       }
     }
-    return true;
+    return at;
   }
 
-  bool Escape() noexcept {
+  const char* Escape(const char* at) noexcept {
     escaped_ = true;
-    ++at_;
-    if (*at_ != 'u') {
-      const bool known = *at_ != '\0' && std::strchr("\"\\/bfnrt", *at_) != nullptr;
-      at_ += known ? 1 : 0;
-      return known;
+    ++at;
+    if (*at != 'u') {
+      return *at != '\0' && std::strchr("\"\\/bfnrt", *at) != nullptr ? at + 1 : nullptr;
     }
     unsigned high = 0;
     unsigned low = 0;
-    if (!Quad(high) || (high & 0xFC00) == 0xDC00) {
-      return false;
+    at = Quad(at, high);
+    if (at == nullptr || (high & 0xFC00) != 0xD800) {
+      return (high & 0xFC00) == 0xDC00 ? nullptr : at;
     }
-    return (high & 0xFC00) != 0xD800 || (Take('\\') && *at_ == 'u' && Quad(low) && (low & 0xFC00) == 0xDC00);
+    const bool second = at[0] == '\\' && at[1] == 'u';
+    at = second ? Quad(at + 1, low) : nullptr;
+    return (low & 0xFC00) == 0xDC00 ? at : nullptr;
   }
 
   /// "u" and four hexadecimal digits.
-  bool Quad(unsigned& value) noexcept {
-    ++at_;
-    for (int digit = 0; digit < 4; ++digit, ++at_) {
-      if (!IsHexDigit(*at_)) {
-        return false;
+  static const char* Quad(const char* at, unsigned& value) noexcept {
+    ++at;
+    for (int digit = 0; digit < 4; ++digit, ++at) {
+      if (!IsHexDigit(*at)) {
+        return nullptr;
       }
-      const int nibble = IsDigit(*at_) ? *at_ - '0' : (*at_ | 0x20) - 'a' + 10;
+      const int nibble = IsDigit(*at) ? *at - '0' : (*at | 0x20) - 'a' + 10;
       value = value * 16 + static_cast<unsigned>(nibble);
     }
-    return true;
+    return at;
   }
 
-  bool Digits() noexcept {
-    const char* start = at_;
-    while (IsDigit(*at_)) {
-      ++at_;
+  /// At least one.
+  static const char* Digits(const char* at) noexcept {
+    if (!IsDigit(*at)) {
+      return nullptr;
     }
-    return at_ != start;
+    while (IsDigit(*at)) {
+      ++at;
+    }
+    return at;
   }
 
-  bool Number() noexcept {
-    Take('-');
-    if (!Take('0') && !Digits()) {
-      return false;
+  static const char* Number(const char* at) noexcept {
+    at += *at == '-' ? 1 : 0;
+    at = *at == '0' ? at + 1 : Digits(at);
+    if (at != nullptr && *at == '.') {
+      at = Digits(at + 1);
     }
-    if (Take('.') && !Digits()) {
-      return false;
+    if (at == nullptr || (*at != 'e' && *at != 'E')) {
+      return at;
     }
-    if (!Take('e') && !Take('E')) {
-      return true;
-    }
-    if (!Take('+')) {
-      Take('-');
-    }
-    return Digits();
+    ++at;
+    return Digits(*at == '+' || *at == '-' ? at + 1 : at);
   }
 
-  bool Literal() noexcept {
+  static const char* Literal(const char* at) noexcept {
     for (const std::string_view word : {"null", "true", "false"}) {
-      if (std::strncmp(at_, word.data(), word.size()) == 0) {
-        at_ += word.size();
-        return true;
+      if (std::strncmp(at, word.data(), word.size()) == 0) {
+        return at + word.size();
       }
     }
-    return false;
+    return nullptr;
   }
 
-  const char* at_;
+  const char* const start_;
   const char* const end_;
   const JsonLimits& limits_;
   Places places_;
