@@ -11,7 +11,8 @@ import sys
 
 import processes
 
-WITH_ROWS = ("cim_enumerate_bench", "cim_operations_bench", "ipmi_components_bench", "ipmi_transport_bench", "redfish_bench")
+WITH_ROWS = ("cim_enumerate_bench", "cim_operations_bench", "fleet_bench", "ipmi_components_bench",
+             "ipmi_transport_bench", "redfish_bench")
 COLUMNS = ("operation", "compared with", "wall", "CPU", "ms", "other ms", "MiB", "other MiB", "requests", "connections")
 
 

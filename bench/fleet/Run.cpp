@@ -1,6 +1,8 @@
 #include "Run.h"
 
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -20,9 +22,7 @@ double CpuSeconds(const rusage& usage) {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-}  // namespace
-
-RunCost Run(const std::vector<std::string>& words, const std::string& outputFile) {
+RunCost Measure(const std::vector<std::string>& words, const std::string& outputFile) {
   std::vector<char*> arguments;
   for (const std::string& word : words) {
     arguments.push_back(const_cast<char*>(word.c_str()));
@@ -43,6 +43,26 @@ RunCost Run(const std::vector<std::string>& words, const std::string& outputFile
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, seconds, CpuSeconds(usage),
           static_cast<double>(usage.ru_maxrss)};
+}
+
+}  // namespace
+
+RunCost Run(const std::vector<std::string>& words, const std::string& outputFile) {
+  const std::string costFile = outputFile + ".cost";
+  std::vector<std::string> runner = {"/proc/self/exe", runWord, outputFile};
+  runner.insert(runner.end(), words.begin(), words.end());
+  RunCost cost;
+  if (Measure(runner, costFile).exitCode != 0 ||
+      !(std::ifstream(costFile) >> cost.exitCode >> cost.seconds >> cost.cpuSeconds >> cost.peakKiB)) {
+    throw std::runtime_error(words.front() + " was not measured");
+  }
+  return cost;
+}
+
+int BeRunner(const std::vector<std::string>& words) {
+  const RunCost cost = Measure({words.begin() + 1, words.end()}, words.front());
+  std::printf("%d %g %g %g\n", cost.exitCode, cost.seconds, cost.cpuSeconds, cost.peakKiB);
+  return 0;
 }
 
 double OwnCpuSeconds() {

@@ -13,8 +13,13 @@ struct RunCost {
   double peakKiB = 0;
 };
 
-/// Runs a program with its standard output in a file, and waits for its end. Throws std::runtime_error.
+/// Runs a program with its standard output in a file, and waits for its end. A process between the two measures it: the
+/// peak of a child starts from that of the process that makes it, and this one grows. Throws std::runtime_error.
 RunCost Run(const std::vector<std::string>& words, const std::string& outputFile);
+
+/// That process: what main does with the words behind runWord.
+int BeRunner(const std::vector<std::string>& words);
+constexpr const char* runWord = "--run";
 
 /// CPU seconds of this process so far.
 double OwnCpuSeconds();

@@ -24,7 +24,8 @@ namespace Kelvar::Bench {
 namespace {
 
 constexpr std::chrono::milliseconds latency{50};
-constexpr int fleet = 200;
+constexpr int fleet = 256;
+constexpr const char* bareWord = "--bare";
 
 class Folder {
  public:
@@ -65,13 +66,13 @@ void Throughput(const Folder& folder, bool quick) {
   const double cores = std::thread::hardware_concurrency();
   std::printf("%d targets with %ld ms a request, 3 requests each (firmware, system)\n", fleet,
               static_cast<long>(latency.count()));
-  std::printf("%6s %8s %10s %10s %10s %11s %12s %9s\n", "jobs", "s", "targets/s", "of linear", "of rounds",
-              "tool cores", "all cores", "peak MiB");
+  std::printf("%6s %8s %10s %10s %11s %12s %9s\n", "jobs", "s", "targets/s", "of linear", "tool cores", "all cores",
+              "peak MiB");
   double one = 0;
   double firstPeak = 0;
   double lastPeak = 0;
-  for (const int jobs : {1, 2, 4, 8, 16, 32, 64, 128, 200}) {
-    const int count = quick && jobs < 16 ? fleet / 10 * jobs / (jobs > 4 ? 4 : 1) : fleet;
+  for (const int jobs : {1, 2, 4, 8, 16, 32, 64, 128, fleet}) {  // parts of the fleet: no round is left half empty
+    const int count = quick ? std::min(16 * jobs, fleet) : fleet;
     const Farm farm(latency);
     const std::string list = WriteList(folder / "list", count, [&](int number) { return farm.Good(number); });
     const double before = OwnCpuSeconds();
@@ -83,18 +84,15 @@ void Throughput(const Folder& folder, bool quick) {
     firstPeak = jobs == 1 ? spent.peakKiB : firstPeak;
     lastPeak = spent.peakKiB;
     const double allCores = (spent.cpuSeconds + servers) / spent.seconds;
-    const int rounds = (count + jobs - 1) / jobs;
-    std::printf("%6d %8.2f %10.1f %10.2f %10.2f %11.2f %7.2f of %.0f %9.1f\n", jobs, spent.seconds, rate,
-                rate / one / jobs, rounds / one / spent.seconds, spent.cpuSeconds / spent.seconds, allCores, cores,
-                spent.peakKiB / 1024);
+    std::printf("%6d %8.2f %10.1f %10.2f %11.2f %7.2f of %.0f %9.1f\n", jobs, spent.seconds, rate, rate / one / jobs,
+                spent.cpuSeconds / spent.seconds, allCores, cores, spent.peakKiB / 1024);
   }
-  std::printf(
-      "of rounds: of what is possible where the last round is not full; cores: the tool, and it with the servers\n");
+  std::printf("cores: the tool, and it with the servers\n");
   std::printf("memory per target in flight: %.0f KiB (wanted: below 300)\n\n", (lastPeak - firstPeak) / (fleet - 1));
 }
 
-/// The same requests by libcurl, a handle for each connection; the bodies are read and dropped.
-int BeBare(int count, const std::string& port, bool oneConnection) {
+/// The same requests by libcurl, a handle for each target; the bodies are read and dropped.
+int BeBare(int count, const std::string& port) {
   const char* const paths[] = {"/redfish/v1/UpdateService/FirmwareInventory?$expand=.($levels=1)",
                                "/redfish/v1/Systems", "/redfish/v1/Systems/1"};
   curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -102,10 +100,6 @@ int BeBare(int count, const std::string& port, bool oneConnection) {
     CURL* handle = curl_easy_init();
     const std::string user = "u" + std::to_string(number) + ":x";
     for (const char* const path : paths) {
-      if (!oneConnection && path == paths[1]) {
-        curl_easy_cleanup(handle);
-        handle = curl_easy_init();
-      }
       const std::string url = "https://127.0.0.1:" + port + path;
       curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
       curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 0L);
@@ -124,8 +118,8 @@ void Cpu(const Folder& folder, const BenchOptions& options) {
   const Farm farm(std::chrono::milliseconds(0));
   const auto good = [&](int number) { return farm.Good(number); };
   const std::string port = std::to_string(farm.GoodPort());
-  const auto bare = [&](const char* kind, int count) {
-    const RunCost spent = Run({"/proc/self/exe", kind, std::to_string(count), port}, folder / "output");
+  const auto bare = [&](int count) {
+    const RunCost spent = Run({"/proc/self/exe", bareWord, std::to_string(count), port}, folder / "output");
     Require(spent.exitCode == 0, "the bare client did not get its answers");
     return spent.cpuSeconds;
   };
@@ -143,16 +137,15 @@ void Cpu(const Folder& folder, const BenchOptions& options) {
   const double connectionsPer = static_cast<double>(farm.Connections() - connections) / fleet;
   std::printf("CPU per target without latency: %.1f requests on %.1f connections; start of the tool %.1f ms\n",
               requestsPer, connectionsPer, start * 1e3);
-  const double same = perTarget([&](int count) { return bare("--bare-same", count); });
-  const double single = perTarget([&](int count) { return bare("--bare-single", count); });
-  std::printf("%6s %10s %26s %26s\n", "jobs", "ms", "of bare, 2 connections", "of bare, 1 connection");
-  for (const int jobs : {1, 64, 200}) {
+  const double least = perTarget(bare);
+  std::printf("%6s %10s %10s %10s\n", "jobs", "ms", "bare ms", "of bare");
+  for (const int jobs : {1, 64, fleet}) {
     const double own = perTarget([&](int count) { return tool(count, jobs); });
-    std::printf("%6d %10.2f %17.2f (%.2f ms) %17.2f (%.2f ms)\n", jobs, own, own / same, same, own / single, single);
+    std::printf("%6d %10.2f %10.2f %10.2f\n", jobs, own, least, own / least);
     options.Print({"fleet, firmware and system, per target, " + std::to_string(jobs) + " jobs",
-                   "libcurl, the same connections",
+                   "libcurl, a connection each",
                    {-1, own * 1e-3, -1},
-                   {-1, same * 1e-3, -1},
+                   {-1, least * 1e-3, -1},
                    requestsPer,
                    connectionsPer});
   }
@@ -164,6 +157,7 @@ void Cpu(const Folder& folder, const BenchOptions& options) {
 
 void Hostile(const Folder& folder) {
   constexpr int count = 2000;
+  constexpr int jobs = 200;
   constexpr double deadline = 5;
   const Farm farm(latency);
   std::set<std::string> good;
@@ -171,7 +165,7 @@ void Hostile(const Folder& folder) {
     return number % 3 == 0 ? farm.Bad(number / 3) : *good.insert(farm.Good(number)).first;
   };
   const std::string list = WriteList(folder / "list", count, target);
-  const RunCost spent = ReadFleet(folder, list, fleet, "5");
+  const RunCost spent = ReadFleet(folder, list, jobs, "5");
   std::set<std::string> answered;
   int lines = 0;
   int wrong = 0;
@@ -192,7 +186,7 @@ void Hostile(const Folder& folder) {
     longest = std::max(longest, report["seconds"].GetDouble());
   }
   std::printf("%d targets, of which %zu are dead, silent, slow or hostile, %d jobs, deadline %.0f s\n", count,
-              count - good.size(), fleet, deadline);
+              count - good.size(), jobs, deadline);
   std::printf("  answered: %d lines for %zu targets (lost: %zu)\n", lines, answered.size(), count - answered.size());
   std::printf("  judged wrongly (a good one failed, a bad one complete): %d\n", wrong);
   std::printf(
@@ -205,8 +199,11 @@ void Hostile(const Folder& folder) {
 int Main(int argc, char** argv) {
   const std::string first = argc > 1 ? argv[1] : "";
   const BenchOptions options(argc, argv);
-  if (first.rfind("--bare", 0) == 0 && argc == 4) {
-    return BeBare(std::atoi(argv[2]), argv[3], first == "--bare-single");
+  if (first == runWord && argc > 3) {
+    return BeRunner({argv + 2, argv + argc});
+  }
+  if (first == bareWord && argc == 4) {
+    return BeBare(std::atoi(argv[2]), argv[3]);
   }
   setenv("KELVAR_PASSWORD", "x", 1);
   rlimit limit{};
