@@ -20,8 +20,8 @@ class ParserSink : public Detail::BodySink {
 
 }  // namespace
 
-struct CIMClient::Session {
-  Detail::HttpTransport transport;
+struct CIMClient::Session : Detail::HttpTransport {
+  using HttpTransport::HttpTransport;
 };
 
 CIMClient::CIMClient() = default;
@@ -49,8 +49,8 @@ void CIMClient::Open(const String& host, Uint32 port, const SSLContext* tls, con
   if (session_) {
     throw AlreadyConnectedException();
   }
-  auto session = std::make_unique<Session>(Session{{host, port, tls, user, password}});
-  session->transport.Connect(timeout_);
+  auto session = std::make_unique<Session>(host, port, tls, user, password);
+  session->Connect(timeout_);
   session_ = std::move(session);
 }
 
@@ -73,7 +73,7 @@ Array<CIMInstance> CIMClient::enumerateInstances(const CIMNamespaceName& nameSpa
                                          includeClassOrigin,
                                          propertyList};
   ParserSink reply(request.messageId);
-  session_->transport.Post(request.Headers(), request.Body(), timeout_, reply);
+  session_->Post(request.Headers(), request.Body(), timeout_, reply);
   return reply.Finish();
 }
 

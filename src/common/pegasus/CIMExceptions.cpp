@@ -81,8 +81,8 @@ InvalidNamespaceNameException::InvalidNamespaceNameException(const String& name)
 
 TypeMismatchException::TypeMismatchException() : Exception("type mismatch") {}
 
-CannotConnectException::CannotConnectException(const String& locator)
-    : Exception(Joined("Cannot connect to ", locator, ". Connection failed.")) {}
+CannotConnectException::CannotConnectException(const String& locator, const String& reason)
+    : Exception(Joined("Cannot connect to ", locator, ". Connection failed.")), reason_(reason) {}
 
 InvalidLocatorException::InvalidLocatorException(const String& locator)
     : Exception(Joined("Invalid locator: ", locator)) {}

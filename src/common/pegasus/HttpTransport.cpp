@@ -96,6 +96,12 @@ int StopWhenConnected(void* handle, char* /*ip*/, char* /*localIp*/, int /*port*
                                                                                             : CURL_PREREQFUNC_ABORT;
 }
 
+String ReasonOf(CURLcode code, const char* text) {
+  std::string reason = "curlCode " + std::to_string(code) + ": ";
+  reason += *text != '\0' ? text : curl_easy_strerror(code);
+  return String(std::string_view(reason));
+}
+
 }  // namespace
 
 void HttpTransport::HandleCleanup::operator()(CURL* handle) const noexcept {
@@ -120,6 +126,7 @@ HttpTransport::HttpTransport(const String& host, Uint32 port, const SSLContext* 
   if (!IsHostText(host.View()) || port > 0xFFFF) {
     throw InvalidLocatorException(locator_);
   }
+  Set(CURLOPT_ERRORBUFFER, errorText_.data());
   Set(CURLOPT_URL, UrlOf(host.View(), port, tls != nullptr).c_str());
   Set(CURLOPT_PROTOCOLS_STR, "http,https");
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
@@ -153,6 +160,7 @@ void HttpTransport::SetTls(const SSLContext& context) {
 CURLcode HttpTransport::Perform(Uint32 timeoutMs) {
   Set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeoutMs));
   Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeoutMs));
+  errorText_.front() = '\0';
   const SigpipeBlock noSigpipe;
   return curl_easy_perform(handle_.get());
 }
@@ -212,7 +220,7 @@ void HttpTransport::Fail(CURLcode code) const {
     case CURLE_SSL_CIPHER:
     case CURLE_SSL_CACERT_BADFILE:
     case CURLE_PEER_FAILED_VERIFICATION:
-      throw CannotConnectException(locator_);
+      throw CannotConnectException(locator_, ReasonOf(code, errorText_.data()));
     case CURLE_OPERATION_TIMEDOUT:
       throw ConnectionTimeoutException();
     case CURLE_UNSUPPORTED_PROTOCOL:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,6 +23,8 @@ class BodySink {
 class HttpTransport {
  public:
   HttpTransport(const String& host, Uint32 port, const SSLContext* tls, const String& user, const String& password);
+  HttpTransport(const HttpTransport&) = delete;
+  HttpTransport& operator=(const HttpTransport&) = delete;
 
   /// Opens the connection, TLS handshake included; sends nothing.
   void Connect(Uint32 timeoutMs);
@@ -44,6 +47,7 @@ class HttpTransport {
   [[noreturn]] void Fail(CURLcode code) const;
 
   String locator_;
+  std::array<char, CURL_ERROR_SIZE> errorText_{};  // before the handle, which writes to it until it is gone
   std::unique_ptr<CURL, HandleCleanup> handle_;
 };
 

@@ -50,6 +50,17 @@ TEST_F(AccessLayer, ServerThatAnswersTheSecondTryIsNoFailure) {
   EXPECT_FALSE(log.Contains("secret"));
 }
 
+TEST_F(AccessLayer, TraceTellsWhatTlsSaidToThePort) {
+  ConnectionInfo info = Info();
+  info.ConnectionType = 1;
+  server.Http().FailConnections(ConnectionFault::CloseAfterFirstBytes, 3);
+  LogCapture log(4);
+  EXPECT_EQ(Connection(info)->GetCIMClient(), nullptr);
+  EXPECT_TRUE(log.Contains("Connection failed. (curlCode 35: ")) << "in a record of the trace";
+  EXPECT_FALSE(log.Texts(1).empty());
+  EXPECT_EQ(log.Texts(1).front().find("curlCode"), std::string::npos);
+}
+
 struct RefusedCase {
   const char* name;
   void (*change)(ConnectionInfo& info);

@@ -43,6 +43,16 @@ void LogConnectFailure(const Pegasus::Exception& exception) {
   KELVAR_LOG(1) << "Failed to connect remote cimserver with the reason: " << ToText(exception.getMessage());
 }
 
+/// What the exception tells beyond its message. Only our own client's can.
+template <typename CannotConnect>
+std::string ReasonOf(const CannotConnect& exception) {
+  if constexpr (requires { exception.getReason(); }) {
+    return " (" + ToText(exception.getReason()) + ")";
+  } else {
+    return "";
+  }
+}
+
 }  // namespace
 
 CIMConnection::CIMConnection(const Pegasus::CIMNamespaceName& nameSpace, const ConnectionInfo& info, CIMPause sleep)
@@ -94,18 +104,25 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
     return 0;
   }
   const Pegasus::SSLContext context(Pegasus::String::EMPTY, nullptr, Pegasus::String::EMPTY);
+  const auto logExchange = [&](const std::string& answer) {
+    KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> " << answer;
+  };
   for (int triesLeft = kConnectTries; triesLeft > 0; --triesLeft) {
-    try {
-      Connect(client, Info, context);
-      KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> connected";
-      KELVAR_LOG(3) << "Cimserver connection succeeded ";
-      return 0;
-    } catch (const Pegasus::Exception& exception) {
-      KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> "
-                    << ToText(exception.getMessage());
+    const auto logFailure = [&](const Pegasus::Exception& exception, const std::string& reason) {
+      logExchange(ToText(exception.getMessage()) + reason);
       if (triesLeft == 1) {
         LogConnectFailure(exception);
       }
+    };
+    try {
+      Connect(client, Info, context);
+      logExchange("connected");
+      KELVAR_LOG(3) << "Cimserver connection succeeded ";
+      return 0;
+    } catch (const Pegasus::CannotConnectException& exception) {
+      logFailure(exception, ReasonOf(exception));
+    } catch (const Pegasus::Exception& exception) {
+      logFailure(exception, "");
     }
     pause(kPauseMs);
   }
@@ -133,6 +150,10 @@ Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(CIMClient& client, const Pegas
                                                includeClassOrigin, Pegasus::CIMPropertyList());
     LogExchange(nameSpace, className, std::to_string(instances.size()) + " instances");
     return instances;
+  } catch (const Pegasus::CIMException& exception) {
+    LogExchange(nameSpace, className,
+                "CIM status " + std::to_string(exception.getCode()) + ": " + ToText(exception.getMessage()));
+    throw;
   } catch (const Pegasus::Exception& exception) {
     LogExchange(nameSpace, className, ToText(exception.getMessage()));
     throw;

@@ -42,7 +42,13 @@ class TypeMismatchException : public Exception {
 /// Refused, or no TLS session that the context accepts.
 class CannotConnectException : public Exception {
  public:
-  explicit CannotConnectException(const String& locator);
+  explicit CannotConnectException(const String& locator, const String& reason = String::EMPTY);
+
+  /// What the HTTP library says of it, for logs.
+  const String& getReason() const noexcept { return reason_; }
+
+ private:
+  String reason_;
 };
 
 /// The host name is none, or has no address.
