@@ -21,7 +21,6 @@ ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result) {
       return ExitCode::LoginRefused;
     case Inventory::INVENTORY_CONNECT_FAILED:
     case Inventory::INVENTORY_IPMI_EXCEPTION:
-    case Inventory::INVENTORY_CIM_EXCEPTION:
     case Inventory::INVENTORY_REST_TRANSPORT_FAILED:
       return ExitCode::Unreachable;
     case Inventory::INVENTORY_IPMI_NOT_PRESENT:

@@ -19,6 +19,16 @@ struct Findings {
   std::vector<std::string> exchanges;  ///< requests and their answers, when they were asked for
 };
 
+/// While one lives, the library's trace is watched too, on all threads: CIM operations tell of some failures there
+/// alone.
+class TraceWatch {
+ public:
+  TraceWatch();
+  ~TraceWatch();
+  TraceWatch(const TraceWatch&) = delete;
+  TraceWatch& operator=(const TraceWatch&) = delete;
+};
+
 /// Whether a code of curl tells of TLS.
 bool IsTlsFailure(int curlCode);
 
@@ -38,6 +48,10 @@ class LogWatch {
 
   /// What the calling thread found since its last call.
   Findings Take();
+
+  /// From here on the failures that the calling thread logs are shown only when more than failures is wanted; or are
+  /// shown again.
+  void Hush(bool hush);
 
   /// From here on what the calling thread logs is shown with this in front.
   void NameThread(const std::string& name);

@@ -39,6 +39,10 @@ class Reading {
 
   Report Run(const std::vector<const Command*>& commands, const std::optional<Target>& partner,
              const Progress& progress) {
+    std::optional<TraceWatch> trace;
+    if (partner || target_.protocol == Protocol::Cim) {
+      trace.emplace();
+    }
     try {
       const auto inventory = Connect(target_, partner);
       if (Connected(*inventory)) {
@@ -58,6 +62,8 @@ class Reading {
     report_.connecting = std::move(found.exchanges);
     connectCause_ = found.cause;
     connectWhy_ = found.why;
+    // Each operation over CIM would try again, for half a minute.
+    unreachable_ = target_.protocol == Protocol::Cim && found.gaps != 0;
     if (inventory.GetConnectStatus() == 0) {
       return true;
     }
@@ -83,7 +89,11 @@ class Reading {
   }
 
   Report::Entry Read(const Command& command, const Session& session) {
-    Outcome outcome = command.For(target_.protocol)(session);
+    const bool maybeNone = command.someMachinesOnly && options_.what.empty();
+    log_.Hush(maybeNone);
+    Outcome outcome = unreachable_ ? Outcome{NodeFirmwareInventory::INVENTORY_CONNECT_FAILED, {}}
+                                   : command.For(target_.protocol)(session);
+    log_.Hush(false);
     Findings found = log_.Take();
     found.cause = found.cause ? found.cause : connectCause_;
     const ExitCode code = Judge(outcome, found);
@@ -101,6 +111,7 @@ class Reading {
   const ReadOptions& options_;
   LogWatch& log_;
   std::chrono::steady_clock::time_point start_;
+  bool unreachable_ = false;
   std::optional<ExitCode> connectCause_;
   std::string connectWhy_;
   Report report_;

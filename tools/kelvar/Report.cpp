@@ -14,9 +14,10 @@ std::string NoteOf(const Report::Entry& entry) {
   if (entry.outcome.result == NodeFirmwareInventory::INVENTORY_SUCCESS) {
     return fmt::format("{} ({})", word, DescriptionOf(entry.code));
   }
-  const bool refused = entry.code == ExitCode::LoginRefused;  // which the result does not tell of every protocol
+  // The log can tell more than the result does.
+  const bool toldByLog = entry.code != ExitCode::Partial && entry.code != ExitCodeOf(entry.outcome.result);
   return fmt::format("{} ({}, {})", word,
-                     refused ? DescriptionOf(entry.code) : Kelvar::DescriptionOf(entry.outcome.result),
+                     toldByLog ? DescriptionOf(entry.code) : Kelvar::DescriptionOf(entry.outcome.result),
                      Kelvar::NameOf(entry.outcome.result));
 }
 

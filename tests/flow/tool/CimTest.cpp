@@ -5,6 +5,7 @@
 
 #include "flow/tool/ToolRun.h"
 #include "support/BmcSim.h"
+#include "support/ScriptedCimServer.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -58,7 +59,44 @@ INSTANTIATE_TEST_SUITE_P(All, OverCim, testing::ValuesIn(cases));
 TEST(CimFailures, TellARefusedLogin) {
   const BmcSim sim("full", {"--serve", "cim"});
   const std::string target = "cim+http://admin@127.0.0.1:" + std::to_string(sim.Port("cim"));
-  EXPECT_EQ(RunTool({target, "firmware"}, {"KELVAR_PASSWORD=wrong"}).exitCode, 11);
+  for (const Words& what : {Words{}, {"firmware"}, {"generation"}}) {
+    Words words{target};
+    words.insert(words.end(), what.begin(), what.end());
+    EXPECT_EQ(RunTool(words, {"KELVAR_PASSWORD=wrong"}).exitCode, 11) << words.back();
+  }
+}
+
+TEST(CimFailures, TellWhatTheServerAnswered) {
+  ScriptedCimServer server;
+  HttpReply closed;
+  closed.raw = " ";
+  closed.cutAfter = 0;
+  server.OnClassReply("CIM_IndicatorLED", closed);
+  server.OnClassReply("QEL_Chassis", HttpReply(404, ""));
+  server.OnClassReply("CIM_SoftwareIdentity", HttpReply(500, ""));
+  server.OnClassReply("CIM_NumericSensor", CimHttpReply("<html>"));
+  server.OnClassError("CIM_DNSSettingData", 5, "Class not found");
+  server.OnClassError("CIM_IPProtocolEndpoint", 2, "go away");
+  server.OnClassError("CIM_StaticIPAssignmentSettingData", 3, "no such namespace");
+  const std::string target = "cim+http://admin@127.0.0.1:" + std::to_string(server.Port());
+  const struct {
+    const char* what;
+    int exitCode;
+    const char* note;
+  } failures[] = {
+      {"leds", 10, "failed (the target cannot be reached, INVENTORY_CIM_EXCEPTION)"},
+      {"system", 14, "failed (the target does not offer it, INVENTORY_CIM_EXCEPTION)"},
+      {"generation", 13, "failed (the answers cannot be used, INVENTORY_CONNECT_FAILED)"},
+      {"sensors", 13, "failed (the CIM client failed, INVENTORY_CIM_EXCEPTION)"},
+      {"dns", 14, "failed (the target does not offer it, INVENTORY_CIM_EXCEPTION)"},
+      {"ip", 11, "failed (the login was refused, INVENTORY_CIM_EXCEPTION)"},
+      {"static-ip", 13, "failed (the CIM client failed, INVENTORY_CIM_EXCEPTION)"},
+  };
+  for (const auto& failure : failures) {
+    const CommandResult result = RunTool({target, failure.what});
+    EXPECT_EQ(result.exitCode, failure.exitCode) << failure.what;
+    EXPECT_EQ(result.output, std::string(failure.what) + ": " + failure.note + "\n");
+  }
 }
 
 TEST(TwoBackends, ListTheComponentsOverCim) {

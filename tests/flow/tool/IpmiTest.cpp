@@ -145,6 +145,13 @@ const Case cases[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, OverIpmi, testing::ValuesIn(cases));
 
+TEST(Everything, LeavesOutWhatOnlyOtherMachinesHave) {
+  const CommandResult result = Read({"full", "", "", {}, 0, {}, {}});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.output, Not(HasSubstr("software")));
+  EXPECT_EQ(result.errors, "") << "nobody asked for the firmware of AMD platforms";
+}
+
 TEST(Json, IsOneObjectWithAFormatVersion) {
   const CommandResult result = Read({"full", "", "", {"system", "software"}, 0, {}, {}}, {"--format", "json", "-q"});
   EXPECT_EQ(result.exitCode, 20);
