@@ -85,6 +85,8 @@ constexpr std::array kKeys{
     Key{"endless", [](Fault& fault, std::string_view value) { fault.endless = Number(value) != 0; }},
     Key{"content-length", [](Fault& fault, std::string_view value) { fault.contentLength = value; }},
     Key{"header-flood", [](Fault& fault, std::string_view value) { fault.headerFlood = Number(value); }},
+    Key{"trailer-flood", [](Fault& fault, std::string_view value) { fault.trailerFlood = Number(value); }},
+    Key{"chunk-extension", [](Fault& fault, std::string_view value) { fault.chunkExtension = Number(value); }},
     Key{"garbage", [](Fault& fault, std::string_view value) { fault.garbage = Number(value); }},
     Key{"cim-error", [](Fault& fault, std::string_view value) { fault.cimError = value; }},
     Key{"message-id", [](Fault& fault, std::string_view value) { fault.messageId = value; }},

@@ -33,6 +33,8 @@ struct Fault {
   bool endless = false;
   std::optional<std::string> contentLength;
   std::uint64_t headerFlood = 0;
+  std::uint64_t trailerFlood = 0;
+  std::uint64_t chunkExtension = 0;
   std::uint64_t garbage = 0;
   std::optional<std::string> cimError;
   std::optional<std::string> messageId;
@@ -64,6 +66,8 @@ struct Fault {
 ///     endless=1           the body again and again until the client leaves
 ///     content-length=TEXT this text as the length, whatever the body has; "none" leaves the header out
 ///     header-flood=N      N more headers of 1 KiB each
+///     trailer-flood=N     in chunks, with N trailers of 1 KiB each
+///     chunk-extension=N   in chunks, each with an extension of N bytes
 ///     garbage=N           N bytes that are no HTTP in place of the whole answer
 ///     cim-error="CODE TEXT"   this CIM status instead of what the operation gives
 ///     message-id=TEXT     this message identifier instead of the request's, in CIM-XML

@@ -75,7 +75,8 @@ void ChangeMessage(const Fault& fault, HttpResponse& response) {
   for (const auto& [name, value] : fault.headers) {
     SetHeader(response.headers, name, value);
   }
-  response.chunked = response.chunked || fault.chunked || response.source;
+  response.chunked =
+      response.chunked || fault.chunked || fault.chunkExtension > 0 || fault.trailerFlood > 0 || response.source;
 }
 
 /// Puts a fault's repetitions into the body where it is compressed or sent in chunks. Gives how many times it is still
@@ -130,18 +131,30 @@ bool WriteHeaderFlood(std::uint64_t count, FaultyOutlet& outlet) {
   return true;
 }
 
-bool WriteChunk(std::string_view bytes, FaultyOutlet& outlet) {
+bool WriteExtension(std::uint64_t size, FaultyOutlet& outlet) {
+  const std::string filling(16384, 'x');
+  bool whole = size == 0 || outlet.Write(";");
+  while (whole && size > 0) {
+    const std::uint64_t piece = std::min<std::uint64_t>(size, filling.size());
+    whole = outlet.Write(std::string_view(filling).substr(0, piece));
+    size -= piece;
+  }
+  return whole;
+}
+
+bool WriteChunk(std::string_view bytes, const Fault& fault, FaultyOutlet& outlet) {
   std::array<char, 16> size{};
   const auto end = std::to_chars(size.data(), size.data() + size.size(), bytes.size(), 16).ptr;
   const std::string_view digits(size.data(), static_cast<std::size_t>(end - size.data()));
-  return outlet.Write(digits) && outlet.Write("\r\n") && outlet.Write(bytes) && outlet.Write("\r\n");
+  return outlet.Write(digits) && WriteExtension(fault.chunkExtension, outlet) && outlet.Write("\r\n") &&
+         outlet.Write(bytes) && outlet.Write("\r\n");
 }
 
-bool WriteSource(const HttpResponse& response, FaultyOutlet& outlet) {
+bool WriteSource(const Fault& fault, const HttpResponse& response, FaultyOutlet& outlet) {
   std::string piece;
   for (bool more = true; more; piece.clear()) {
     more = response.source(piece);
-    if (!piece.empty() && !WriteChunk(piece, outlet)) {
+    if (!piece.empty() && !WriteChunk(piece, fault, outlet)) {
       return false;
     }
   }
@@ -149,18 +162,21 @@ bool WriteSource(const HttpResponse& response, FaultyOutlet& outlet) {
 }
 
 bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultyOutlet& outlet) {
-  if (response.source && !WriteSource(response, outlet)) {
+  if (response.source && !WriteSource(fault, response, outlet)) {
     return false;
   }
   constexpr std::size_t chunkSize = 16384;
   do {
     for (std::string_view rest = response.body; !rest.empty(); rest.remove_prefix(std::min(chunkSize, rest.size()))) {
-      if (!WriteChunk(rest.substr(0, chunkSize), outlet)) {
+      if (!WriteChunk(rest.substr(0, chunkSize), fault, outlet)) {
         return false;
       }
     }
   } while (fault.endless && !response.body.empty());
-  std::string tail = "0\r\n";
+  if (!outlet.Write("0\r\n") || !WriteHeaderFlood(fault.trailerFlood, outlet)) {
+    return false;
+  }
+  std::string tail;
   for (const auto& [name, value] : response.trailers) {
     tail.append(name).append(": ").append(value).append("\r\n");
   }
