@@ -29,8 +29,6 @@ void ReplaceAll(std::string& text, const std::string& from, const std::string& t
 // Stands for the transport of the library, which the linker then leaves out.
 namespace Pegasus::Detail {
 
-void HttpTransport::HandleCleanup::operator()(CURL* /*handle*/) const noexcept {}
-
 HttpTransport::HttpTransport(const String& /*host*/, Uint32 /*port*/, const SSLContext* /*tls*/, const String& /*user*/,
                              const String& /*password*/) {}
 

@@ -110,8 +110,9 @@ class RestClientInterface {
 
 /// The client on libcurl: one easy handle, whose connection is kept from one request to the next.
 ///
-/// A target cannot make the process grow: a body beyond its bound ends the transfer with CURLE_WRITE_ERROR, and headers
-/// beyond 1 MiB are left out. SIGPIPE never reaches the host program.
+/// A target cannot make the process grow: a body beyond its bound, or headers beyond 1 MiB, end the transfer with
+/// CURLE_WRITE_ERROR, and so does with CURLE_ABORTED_BY_CALLBACK what goes on without any body. SIGPIPE never reaches
+/// the host program.
 class RestClient : public RestClientInterface {
  public:
   /// Largest body in bytes before SetMaxBodyBytes.
@@ -166,8 +167,9 @@ class RestClient : public RestClientInterface {
   void SetMaxBodyBytes(std::uint64_t bytes);
 
  private:
-  RestResponse Run(const std::string& url, const std::function<void()>& setOwnOptions);
-  RestResponse Perform(const std::string& url);
+  RestResponse Run(const std::string& url, const std::function<void()>& setOwnOptions,
+                   ProgressCallback* progress = nullptr);
+  RestResponse Perform(const std::string& url, ProgressCallback* progress);
   void SetSecurity();
   void SetProxyAndCookies();
   void SetLimits();

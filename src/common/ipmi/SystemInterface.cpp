@@ -12,13 +12,14 @@
 #include <unistd.h>
 
 #include "common/log/LogMacros.h"
+#include "common/process/Descriptors.h"
 
 namespace Kelvar::Ipmi {
 namespace {
 
 class LinuxDeviceCalls : public DeviceCalls {
  public:
-  int Open(const char* path) override { return ::open(path, O_RDWR | O_CLOEXEC); }
+  int Open(const char* path) override { return AboveStandardStreams(::open(path, O_RDWR | O_CLOEXEC)); }
   int Close(int device) override { return ::close(device); }
   int Ioctl(int device, unsigned long request, void* argument) override { return ::ioctl(device, request, argument); }
   int Poll(int device, int milliseconds) override {

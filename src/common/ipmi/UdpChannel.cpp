@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "common/log/LogMacros.h"
+#include "common/process/Descriptors.h"
 
 namespace Kelvar::Ipmi {
 namespace {
@@ -41,7 +42,7 @@ std::vector<Endpoint> Resolve(const std::string& host, const std::string& port) 
 
 bool UdpChannel::Open(const Endpoint& endpoint) {
   Close();
-  socket_ = socket(endpoint.address.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  socket_ = AboveStandardStreams(socket(endpoint.address.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (socket_ < 0 || ::connect(socket_, reinterpret_cast<const sockaddr*>(&endpoint.address), endpoint.size) != 0) {
     KELVAR_LOG(2) << "IPMI: no socket to the target: " << std::strerror(errno);
     Close();

@@ -9,7 +9,6 @@
 #include <Pegasus/Client/CIMClientException.h>
 
 #include "HttpHead.h"
-#include "SigpipeBlock.h"
 
 namespace Pegasus::Detail {
 
@@ -104,11 +103,6 @@ String ReasonOf(CURLcode code, const char* text) {
 
 }  // namespace
 
-void HttpTransport::HandleCleanup::operator()(CURL* handle) const noexcept {
-  const SigpipeBlock noSigpipe;  // TLS says good-bye, perhaps to nobody
-  curl_easy_cleanup(handle);
-}
-
 template <typename Value>
 void HttpTransport::Set(CURLoption option, Value value) {
   const CURLcode code = curl_easy_setopt(handle_.get(), option, value);
@@ -119,7 +113,8 @@ void HttpTransport::Set(CURLoption option, Value value) {
 
 HttpTransport::HttpTransport(const String& host, Uint32 port, const SSLContext* tls, const String& user,
                              const String& password)
-    : locator_(std::string_view(std::string(host.View()) + ":" + std::to_string(port))), handle_(curl_easy_init()) {
+    : locator_(std::string_view(std::string(host.View()) + ":" + std::to_string(port))),
+      handle_(Kelvar::Http::MakeHandle()) {
   if (!handle_) {
     throw std::bad_alloc();
   }
@@ -131,7 +126,6 @@ HttpTransport::HttpTransport(const String& host, Uint32 port, const SSLContext* 
   Set(CURLOPT_PROTOCOLS_STR, "http,https");
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   Set(CURLOPT_PROXY, "");
-  Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_TCP_KEEPALIVE, 1L);
   Set(CURLOPT_BUFFERSIZE, kReceiveBytes);
   if (user.size() != 0 || password.size() != 0) {
@@ -161,8 +155,7 @@ CURLcode HttpTransport::Perform(Uint32 timeoutMs) {
   Set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeoutMs));
   Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeoutMs));
   errorText_.front() = '\0';
-  const SigpipeBlock noSigpipe;
-  return curl_easy_perform(handle_.get());
+  return Kelvar::Http::Transfer(handle_.get()).Perform();
 }
 
 void HttpTransport::Connect(Uint32 timeoutMs) {
@@ -226,6 +219,8 @@ void HttpTransport::Fail(CURLcode code) const {
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_WEIRD_SERVER_REPLY:
       throw CIMClientMalformedHTTPException("Malformed HTTP response message.");
+    case CURLE_ABORTED_BY_CALLBACK:
+      throw CIMClientMalformedHTTPException("HTTP response message that comes to no end.");
     case CURLE_OUT_OF_MEMORY:
       throw std::bad_alloc();
     default:

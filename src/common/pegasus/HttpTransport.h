@@ -10,6 +10,8 @@
 
 #include <Pegasus/Common/SSLContext.h>
 
+#include "common/http/Transfer.h"
+
 namespace Pegasus::Detail {
 
 /// Takes the body of a reply as it arrives.
@@ -33,9 +35,6 @@ class HttpTransport {
   void Post(const std::vector<std::string>& headers, std::string_view body, Uint32 timeoutMs, BodySink& sink);
 
  private:
-  struct HandleCleanup {
-    void operator()(CURL* handle) const noexcept;
-  };
   struct ListFree {
     void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
   };
@@ -48,7 +47,7 @@ class HttpTransport {
 
   String locator_;
   std::array<char, CURL_ERROR_SIZE> errorText_{};  // before the handle, which writes to it until it is gone
-  std::unique_ptr<CURL, HandleCleanup> handle_;
+  std::unique_ptr<CURL, Kelvar::Http::HandleCleanup> handle_;
 };
 
 }  // namespace Pegasus::Detail

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/http/Transfer.h"
 #include "common/log/LogMacros.h"
-#include "common/rest/BrokenPipeGuard.h"
 #include "common/rest/RestCallbacks.h"
 
 namespace Rest {
@@ -87,25 +87,24 @@ curl_off_t LengthOf(std::istream& stream) {
 
 }  // namespace
 
-RestClient::RestClient() : curlHandle(curl_easy_init()), userAgent("TVKE_RAVLOT") {
+RestClient::RestClient() : curlHandle(Kelvar::Http::MakeHandle()), userAgent("TVKE_RAVLOT") {
   if (curlHandle == nullptr) {
     throw std::runtime_error("Couldn't initialize curl handle");
   }
 }
 
 RestClient::~RestClient() {
-  const BrokenPipeGuard guard;
-  curl_easy_setopt(curlHandle, CURLOPT_NOSIGNAL, 1L);  // else the clean-up sets the process's handler of SIGPIPE
-  curl_easy_cleanup(curlHandle);
+  Kelvar::Http::HandleCleanup()(curlHandle);
 }
 
-RestResponse RestClient::Run(const std::string& url, const std::function<void()>& setOwnOptions) {
+RestResponse RestClient::Run(const std::string& url, const std::function<void()>& setOwnOptions,
+                             ProgressCallback* progress) {
   const HandleReset reset(curlHandle);
   setOwnOptions();
-  return Perform(url);
+  return Perform(url, progress);
 }
 
-RestResponse RestClient::Perform(const std::string& url) {
+RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progress) {
   RestResponse response(-1, -1, {});
   Callbacks::BodyTarget bodyTarget{response, maxBodyBytes, curlHandle};
   Callbacks::HeaderTarget headerTarget{response};
@@ -134,10 +133,9 @@ RestResponse RestClient::Perform(const std::string& url) {
   SetProxyAndCookies();
   char errorText[CURL_ERROR_SIZE] = {};
   curl_easy_setopt(curlHandle, CURLOPT_ERRORBUFFER, errorText);
-  {
-    const BrokenPipeGuard guard;
-    response.curlCode = curl_easy_perform(curlHandle);
-  }
+  Kelvar::Http::Transfer transfer(curlHandle);
+  transfer.ReportTo(&Callbacks::Progress, progress);
+  response.curlCode = transfer.Perform();
   if (response.curlCode == CURLE_OK) {
     Collect(response);
   } else {
@@ -145,6 +143,10 @@ RestResponse RestClient::Perform(const std::string& url) {
     response.body = errorText;
     if (bodyTarget.exceeded) {
       response.body += ": the body is larger than " + std::to_string(maxBodyBytes) + " bytes";
+    } else if (headerTarget.exceeded) {
+      response.body += ": the headers are larger than " + std::to_string(Callbacks::kMaxHeaderBytes) + " bytes";
+    } else if (transfer.Complaint() != nullptr) {
+      response.body.append(": ").append(transfer.Complaint());
     }
   }
   LogExchange(curlHandle, url, response);
@@ -158,7 +160,6 @@ void RestClient::SetLimits() {
     curl_easy_setopt(curlHandle, CURLOPT_LOW_SPEED_TIME, 60L);
     curl_easy_setopt(curlHandle, CURLOPT_LOW_SPEED_LIMIT, 30L);
   }
-  curl_easy_setopt(curlHandle, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curlHandle, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(curlHandle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   if (followRedirects) {
@@ -246,16 +247,14 @@ RestResponse RestClient::PostMime(const std::string& url, MimeParts& parts, Prog
   if (!mime) {
     throw std::bad_alloc();
   }
-  return Run(url, [&] {
+  const auto setOwnOptions = [&] {
     curl_easy_setopt(curlHandle, CURLOPT_POST, 1L);
     for (const std::shared_ptr<MimePart>& part : parts) {
       part->Fill(curl_mime_addpart(mime.get()));
     }
     curl_easy_setopt(curlHandle, CURLOPT_MIMEPOST, mime.get());
-    curl_easy_setopt(curlHandle, CURLOPT_NOPROGRESS, 0L);
-    curl_easy_setopt(curlHandle, CURLOPT_XFERINFOFUNCTION, &Callbacks::Progress);
-    curl_easy_setopt(curlHandle, CURLOPT_XFERINFODATA, &progress);
-  });
+  };
+  return Run(url, setOwnOptions, &progress);
 }
 
 RestResponse RestClient::PostStream(const std::string& url, std::istream& stream) {

@@ -6,22 +6,27 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <locale>
+#include <set>
 #include <sstream>
 #include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/ipmi/DeviceCalls.h"
 #include "support/BmcSim.h"
+#include "support/UdpRelay.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -141,34 +146,87 @@ TEST_F(GoodGuest, ReadsTheSameInAnyLocale) {
   EXPECT_EQ(elsewhere, usual);
 }
 
-/// Ends with 0 when all targets can be read in a process of its own that `prepare` has changed.
-int ReadInChild(const std::array<ConnectionInfo, 3>& targets, const std::function<void()>& prepare) {
+/// Ends with 0 when all targets can be read in a process of its own that `prepare` has changed, and `holds` while the
+/// objects live.
+int ReadInChild(
+    const std::array<ConnectionInfo, 3>& targets, const std::function<void()>& prepare,
+    const std::function<bool()>& holds = [] { return true; }) {
   const pid_t child = fork();
   if (child == 0) {
     prepare();
-    bool read = true;
+    bool good = true;
     for (const ConnectionInfo& target : targets) {
       NodeFirmwareInventory inventory(target);
       std::vector<OtherSystemVPD> components;
-      read = read && inventory.GetNodeOtherSystemVPD(components) == 0 && !components.empty();
+      good = good && inventory.GetNodeOtherSystemVPD(components) == 0 && !components.empty();
       std::vector<KelvarNfw::NODEFIRMWAREBUILDID> builds;
-      read = read && inventory.GetNodeFirmwareBuildID(builds) == 0;
+      good = good && inventory.GetNodeFirmwareBuildID(builds) == 0;
+      good = good && holds();
     }
-    _exit(read ? 0 : 1);
+    _exit(good ? 0 : 1);
   }
   int status = -1;
   waitpid(child, &status, 0);
   return status;
 }
 
+/// What the host program, and the library itself, write to a stream that is closed would go to a target whose socket
+/// got the stream's number.
 TEST_F(GoodGuest, DoesWithoutStandardStreams) {
-  EXPECT_EQ(ReadInChild(Targets(),
-                        [] {
-                          for (int number = 0; number < 3; ++number) {
-                            close(number);
-                          }
-                        }),
-            0);
+  auto targets = Targets();
+  std::atomic<int> strays = 0;
+  const UdpRelay relay(targets[2].Port, [&](Towards towards, std::size_t, std::vector<u8>& datagram) {
+    const bool stray = towards == Towards::Server && (datagram.empty() || datagram[0] != 0x06);  // RMCP version 1.0
+    strays += stray ? 1 : 0;
+    return Fate{};
+  });
+  targets[2].Port = relay.Port();
+  for (int closed = 1; closed < 8; ++closed) {
+    const auto forEachClosed = [closed](const std::function<bool(int)>& act) {
+      bool all = true;
+      for (int number = 0; number < 3; ++number) {
+        all = ((closed >> number & 1) == 0 || act(number)) && all;
+      }
+      return all;
+    };
+    const auto prepare = [&] {
+      Log::SetMinLogLevel(4);
+      const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+      for (int number = 0; number < 3; ++number) {
+        dup2(nowhere, number);
+      }
+      close(nowhere);
+      forEachClosed([](int number) { return close(number) == 0; });
+    };
+    const auto holds = [&] {
+      return Ipmi::MakeLinuxDeviceCalls()->Open("/dev/null") > STDERR_FILENO &&
+             forEachClosed([](int number) { return fcntl(number, F_GETFD) < 0; });
+    };
+    EXPECT_EQ(ReadInChild(targets, prepare, holds), 0) << closed;
+  }
+  EXPECT_EQ(strays, 0);
+}
+
+/// Sockets of libcurl too, but for a pair that it wakes itself up with.
+TEST_F(GoodGuest, HandsNoConnectionToProgramsThatTheHostStarts) {
+  const auto inherited = [] {
+    std::set<int> numbers;
+    for (int number = 3; number < 256; ++number) {
+      sockaddr_storage peer{};
+      socklen_t size = sizeof peer;
+      if (fcntl(number, F_GETFD) == 0 && getpeername(number, reinterpret_cast<sockaddr*>(&peer), &size) == 0 &&
+          peer.ss_family != AF_UNIX) {
+        numbers.insert(number);
+      }
+    }
+    return numbers;
+  };
+  const auto before = inherited();
+  for (const ConnectionInfo& target : Targets()) {
+    NodeFirmwareInventory inventory(target);
+    ReadFirmware(inventory);
+    EXPECT_EQ(inherited(), before) << target.ConnectionCase;
+  }
 }
 
 TEST_F(GoodGuest, DoesWithAFullDisk) {

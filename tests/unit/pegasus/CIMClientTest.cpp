@@ -287,6 +287,12 @@ TEST_F(CIMClientTest, EndlessRepliesEnd) {
     server.OnClassReply("CIM_X", endless);
     EXPECT_EQ(Failure(), "Malformed: HTTP headers of more than 262144 bytes.") << start;
   }
+  endless.raw = "HTTP/1.1 200 OK\r\nCIMOperation: MethodResponse\r\nTransfer-Encoding: chunked\r\n\r\n1";
+  for (const char* between : {"", "\r\n \r\n1"}) {
+    endless.repeated = ';' + std::string(100'000, 'x') + between;
+    server.OnClassReply("CIM_X", endless);
+    EXPECT_EQ(Failure(), "Malformed: HTTP response message that comes to no end.") << between;
+  }
 }
 
 TEST(CIMNames, AreCheckedAndCompareWithoutCase) {

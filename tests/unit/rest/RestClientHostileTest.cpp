@@ -71,6 +71,40 @@ TEST(RestClientHostileTest, BodiesBeyondTheBoundEndTheTransfer) {
   }
 }
 
+TEST(RestClientHostileTest, WhatIsNoBodyEndsTheTransferToo) {
+  const std::string head = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1";
+  const std::string header = "X: " + std::string(4000, 'x') + "\r\n";
+  const std::string extension = ';' + std::string(100'000, 'x');
+  struct Case {
+    std::string raw;
+    std::string repeated;
+    int curlCode;
+    std::string text;
+  };
+  const Case cases[] = {
+      {head + "\r\nx\r\n0\r\n", header, CURLE_WRITE_ERROR, "the headers are larger than 1048576 bytes"},
+      {head, extension, CURLE_ABORTED_BY_CALLBACK, "the answer goes on without its body"},
+      {head, extension + "\r\nx\r\n1", CURLE_ABORTED_BY_CALLBACK, "the answer goes on without its body"},
+  };
+  for (const bool tls : {false, true}) {
+    ScriptedHttpServer server({.tls = tls});
+    server.On("/x", HttpReply("ok"));
+    RestClient client;
+    client.SetSkipTlsVerification(true);
+    for (const Case& c : cases) {
+      HttpReply endless;
+      endless.raw = c.raw + c.repeated;
+      endless.repeated = c.repeated;
+      endless.repeatCount = 1'000'000;
+      server.On("/endless", endless);
+      EXPECT_EQ(client.Get(server.Url("/x")).body, "ok") << "the connection that the next transfer goes over";
+      const RestResponse response = client.Get(server.Url("/endless"));
+      EXPECT_EQ(response.curlCode, c.curlCode) << response.body;
+      EXPECT_THAT(response.body, HasSubstr(c.text));
+    }
+  }
+}
+
 TEST(RestClientHostileTest, HeaderFloodsStayBounded) {
   ScriptedHttpServer server;
   HttpReply flood;

@@ -3,12 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
-#include "common/rest/BrokenPipeGuard.h"
 #include "support/ScriptedHttpServer.h"
 
 namespace Rest {
@@ -278,19 +276,6 @@ TEST(RestClientTest, WritesBodiesToAFile) {
   EXPECT_EQ(std::fread(text, 1, sizeof text, file), 11u);
   EXPECT_STREQ(text, "to the file");
   std::fclose(file);
-}
-
-TEST(BrokenPipeGuardTest, SwallowsTheSignalAndPutsTheMaskBack) {
-  sigset_t before;
-  sigset_t after;
-  pthread_sigmask(SIG_BLOCK, nullptr, &before);
-  {
-    const BrokenPipeGuard outer;
-    const BrokenPipeGuard guard;
-    pthread_kill(pthread_self(), SIGPIPE);
-  }
-  pthread_sigmask(SIG_BLOCK, nullptr, &after);
-  EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
 }
 
 }  // namespace
