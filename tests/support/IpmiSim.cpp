@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
@@ -112,11 +111,6 @@ u16 FreeUdpPort(const std::string& address) {
 }
 
 IpmiSim::IpmiSim(const IpmiSimConfig& config) : address_(config.address) {
-  std::string name = (std::filesystem::temp_directory_path() / "kelvar-ipmi-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) {
-    throw std::runtime_error("no temporary folder");
-  }
-  folder_ = name;
   std::filesystem::create_directory(folder_ / "state");
   WriteCommands(folder_ / "machine.emu", config);
   // Another program may take the port between the look and the start: look again.
@@ -127,14 +121,11 @@ IpmiSim::IpmiSim(const IpmiSimConfig& config) : address_(config.address) {
       return;
     }
   }
-  std::filesystem::remove_all(folder_);
   throw std::runtime_error("ipmi_sim does not start");
 }
 
 IpmiSim::~IpmiSim() {
   Stop();
-  std::error_code ignored;
-  std::filesystem::remove_all(folder_, ignored);
 }
 
 void IpmiSim::Start() {

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include <sys/types.h>
 
 #include <kelvar/Types.h>
+
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 
@@ -51,7 +52,7 @@ class IpmiSim {
   bool WaitReady() const;
 
   const std::string address_;
-  std::filesystem::path folder_;
+  const TemporaryFolder folder_;
   u16 port_ = 0;
   pid_t child_ = -1;
 };

@@ -20,6 +20,7 @@
 #include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
 #include "simulator/cim/CimService.h"
 #include "simulator/redfish/RedfishService.h"
+#include "support/Loopback.h"
 #include "support/MachineIpmi.h"
 #include "torture/FailPoints.h"
 
@@ -36,19 +37,9 @@ class Victim {
   virtual int Operate(NodeFirmwareInventory& inventory) = 0;
 };
 
-ConnectionInfo InfoFor(u32 connectionCase, u16 port) {
-  ConnectionInfo info;
-  info.ConnectionCase = connectionCase;
-  info.Host = "127.0.0.1";
-  info.Port = port;
-  info.UserName = "admin";
-  info.Password = "kelvar-demo";
-  return info;
-}
-
 class RedfishVictim : public Victim {
  public:
-  RedfishVictim() : info_(InfoFor(KelvarConnection::CONNECTION_CASE_REDFISH, service_.Start(0))) {}
+  RedfishVictim() : info_(LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, service_.Start(0))) {}
   std::unique_ptr<NodeFirmwareInventory> Connect() override { return std::make_unique<NodeFirmwareInventory>(info_); }
   int Operate(NodeFirmwareInventory& inventory) override {
     std::vector<OtherSystemVPD> list;
@@ -63,7 +54,7 @@ class RedfishVictim : public Victim {
 
 class CimVictim : public Victim {
  public:
-  CimVictim() : info_(InfoFor(KelvarConnection::CONNECTION_CASE_CIM_BMC, service_.Start(0))) {}
+  CimVictim() : info_(LoopbackInfo(KelvarConnection::CONNECTION_CASE_CIM_BMC, service_.Start(0))) {}
   std::unique_ptr<NodeFirmwareInventory> Connect() override {
     NodeFirmwareInventoryParts parts;
     parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpCIM>(info_, [](u32) {});
@@ -83,7 +74,7 @@ class CimVictim : public Victim {
 class IpmiVictim : public Victim {
  public:
   std::unique_ptr<NodeFirmwareInventory> Connect() override {
-    const auto info = InfoFor(KelvarConnection::CONNECTION_CASE_IPMI_LAN, server_.Port());
+    const auto info = LoopbackInfo(KelvarConnection::CONNECTION_CASE_IPMI_LAN, server_.Port());
     auto client = std::make_unique<IpmiClient>(info.Host, info.UserName, info.Password, std::to_string(info.Port), 3);
     client->SetTimings({10, 10, 2, 500, 30000});
     NodeFirmwareInventoryParts parts;
@@ -199,7 +190,7 @@ TYPED_TEST(Torture, SocketCallsFailFromSomePointOn) {
 }
 
 TEST(TortureReset, TellsThatThereIsNoNewBackend) {
-  const auto info = InfoFor(KelvarConnection::CONNECTION_CASE_REDFISH, 443);
+  const auto info = LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, 443);
   NodeFirmwareInventory inventory(info);
   int result = 0;
   {

@@ -7,6 +7,7 @@
 #include "common/text/FixedText.h"
 #include "support/BmcSim.h"
 #include "support/LogCapture.h"
+#include "support/Loopback.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -18,14 +19,9 @@ using testing::SizeIs;
 using Text::FixedView;
 
 KelvarConnection::ConnectionInfo InfoOf(const BmcSim& sim, const std::string& protocol, u32 connectionCase) {
-  KelvarConnection::ConnectionInfo info;
-  info.Host = "127.0.0.1";
-  info.Port = sim.Port(protocol);
-  info.UserName = "admin";
-  info.Password = "kelvar-demo";
+  KelvarConnection::ConnectionInfo info = LoopbackInfo(connectionCase, sim.Port(protocol));
   info.ZMCIndex = 1;
   info.ConnectionType = protocol == "cim-https" ? NFI::CIM_CONNECTION_HTTPS : NFI::CIM_CONNECTION_HTTP;
-  info.ConnectionCase = connectionCase;
   return info;
 }
 

@@ -6,6 +6,7 @@
 
 #include "support/BmcSim.h"
 #include "support/LogCapture.h"
+#include "support/Loopback.h"
 #include "support/ScriptedCimServer.h"
 
 namespace Kelvar::Test {
@@ -15,16 +16,6 @@ using NFI = NodeFirmwareInventory;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-KelvarConnection::ConnectionInfo InfoOf(u16 port, u32 connectionCase) {
-  KelvarConnection::ConnectionInfo info;
-  info.Host = "127.0.0.1";
-  info.Port = port;
-  info.UserName = "admin";
-  info.Password = "kelvar-demo";
-  info.ConnectionCase = connectionCase;
-  return info;
-}
 
 std::string Element(const std::string& name) {
   return CimInstanceXml("QEL_Card", {{"ElementName", "string", name}, {"SKU", "string", "over CIM"}});
@@ -45,8 +36,8 @@ TEST(TwoBackends, ComponentsOverCimTheBoardNumberAndAllElseOverRedfish) {
   BmcSim sim("full", {"--serve", "redfish"});
   ScriptedCimServer server;
   server.OnClass("CIM_PhysicalElement", Element("PCI Riser 1") + Element("system board 1") + Element("system board 2"));
-  NFI facade(InfoOf(server.Port(), KelvarConnection::CONNECTION_CASE_CIM_BMC),
-             InfoOf(sim.Port("redfish"), KelvarConnection::CONNECTION_CASE_REDFISH));
+  NFI facade(LoopbackInfo(KelvarConnection::CONNECTION_CASE_CIM_BMC, server.Port()),
+             LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, sim.Port("redfish")));
   EXPECT_THAT(FruPartNumbers(facade, 0),
               ElementsAre("PCI Riser 1: over CIM", "system board 1: 01KV700", "system board 2: over CIM"));
 

@@ -9,6 +9,7 @@
 #include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
 #include "simulator/cim/CimService.h"
 #include "simulator/redfish/RedfishService.h"
+#include "support/Loopback.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -66,11 +67,8 @@ Simulator::Machine MachineOf(const TargetSpec& spec, const std::string& protocol
 }  // namespace
 
 KelvarConnection::ConnectionInfo ConnectionTo(const Simulator::Machine& machine, unsigned connectionCase, u16 port) {
-  KelvarConnection::ConnectionInfo info;
-  info.ConnectionCase = connectionCase;
+  KelvarConnection::ConnectionInfo info = LoopbackInfo(connectionCase, port);
   info.ZMCIndex = 1;
-  info.Host = "127.0.0.1";
-  info.Port = port;
   info.UserName = machine.accounts.at(0).user;
   info.Password = machine.accounts.at(0).password;
   return info;

@@ -4,16 +4,13 @@
 
 #include "support/IpmiSim.h"
 #include "support/LogCapture.h"
+#include "support/Loopback.h"
 
 namespace Kelvar::Test {
 namespace {
 
 KelvarConnection::ConnectionInfo Lan(const IpmiSim& server, const std::string& password) {
-  KelvarConnection::ConnectionInfo info;
-  info.ConnectionCase = KelvarConnection::CONNECTION_CASE_IPMI_LAN;
-  info.Host = "127.0.0.1";
-  info.Port = server.Port();
-  info.UserName = "admin";
+  auto info = LoopbackInfo(KelvarConnection::CONNECTION_CASE_IPMI_LAN, server.Port());
   info.Password = password;
   return info;
 }

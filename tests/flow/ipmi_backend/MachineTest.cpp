@@ -6,6 +6,7 @@
 
 #include "support/BmcSim.h"
 #include "support/LogCapture.h"
+#include "support/Loopback.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -27,12 +28,7 @@ class Target {
   }
 
   KelvarConnection::ConnectionInfo Connection() const {
-    KelvarConnection::ConnectionInfo info;
-    info.ConnectionCase = KelvarConnection::CONNECTION_CASE_IPMI_LAN;
-    info.Host = "127.0.0.1";
-    info.Port = sim_.Port("ipmi");
-    info.UserName = "admin";
-    info.Password = "kelvar-demo";
+    auto info = LoopbackInfo(KelvarConnection::CONNECTION_CASE_IPMI_LAN, sim_.Port("ipmi"));
     info.RemoteSessionArgument = 17;
     return info;
   }

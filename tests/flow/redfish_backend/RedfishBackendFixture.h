@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "support/LogCapture.h"
+#include "support/Loopback.h"
 #include "support/ScriptedHttpServer.h"
 
 namespace Kelvar {
@@ -36,12 +37,8 @@ class RedfishBackendTest : public testing::Test {
   static void SetUpTestSuite() { SetGlobalConfigValue("REDFISH_STARTUP_WAIT_TIME", -1); }
 
   KelvarConnection::ConnectionInfo Target() const {
-    KelvarConnection::ConnectionInfo info;
-    info.Host = "127.0.0.1";
-    info.Port = server.Port();
-    info.UserName = "admin";
+    auto info = LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, server.Port());
     info.Password = "not-to-be-logged";
-    info.ConnectionCase = KelvarConnection::CONNECTION_CASE_REDFISH;
     info.ZMCIndex = 3;
     return info;
   }

@@ -10,7 +10,26 @@ constexpr const char* kToHost = "/redfish/v1/Managers/1/EthernetInterfaces/ToHos
 constexpr const char* kDns = "/redfish/v1/Managers/1/NetworkProtocol/Oem/Tavrik/DNS";
 constexpr const char* kSnmp = "/redfish/v1/Managers/1/NetworkProtocol/Oem/Tavrik/SNMP";
 
-class RedfishNetworkTest : public RedfishBackendTest {};
+class RedfishNetworkTest : public RedfishBackendTest {
+ protected:
+  /// Result code of an operation, and how many rows it leaves.
+  using Outcome = std::pair<int, std::size_t>;
+
+  template <class Row>
+  std::function<Outcome()> Reading(NodeFirmwareInventoryImpRedfish::INVENTORYRETURNCODE (
+      NodeFirmwareInventoryImpRedfish::*operation)(std::vector<Row>&)) {
+    return [this, operation] {
+      std::vector<Row> rows;
+      const int code = (backend.*operation)(rows);
+      return Outcome(code, rows.size());
+    };
+  }
+
+  const std::function<Outcome()> dns = Reading(&NodeFirmwareInventoryImpRedfish::GetZMCDNSSettingData);
+  const std::function<Outcome()> endPoints = Reading(&NodeFirmwareInventoryImpRedfish::GetZMCIPProtocolEndPoint);
+  const std::function<Outcome()> statics = Reading(&NodeFirmwareInventoryImpRedfish::GetZMCStaticIPAddress);
+  const std::function<Outcome()> snmp = Reading(&NodeFirmwareInventoryImpRedfish::GetZMCCommunityString);
+};
 
 TEST_F(RedfishNetworkTest, DnsGivesSixRecords) {
   Json(kNic, R"({"FQDN":"bmc.example"})");
@@ -83,38 +102,12 @@ TEST_F(RedfishNetworkTest, CommunityGivesOneRecord) {
 TEST_F(RedfishNetworkTest, FailuresTellTheirResource) {
   const std::string nic = R"({"IPv4Addresses":[{}],"IPv6Addresses":[],"IPv4StaticAddresses":[{}],)"
                           R"("IPv6StaticAddresses":[],"IPv6StaticDefaultGateways":[]})";
-  std::size_t rows = 0;
-  const auto dns = [&] {
-    std::vector<KelvarNfw::ZMCDNSSETTINGDATA> list;
-    const int code = backend.GetZMCDNSSettingData(list);
-    rows = list.size();
-    return code;
-  };
-  const auto endPoints = [&] {
-    std::vector<KelvarNfw::ZMCIPPROTOCOLENDPOINT> list;
-    const int code = backend.GetZMCIPProtocolEndPoint(list);
-    rows = list.size();
-    return code;
-  };
-  const auto statics = [&] {
-    std::vector<KelvarNfw::ZMCSTATICIP> list;
-    const int code = backend.GetZMCStaticIPAddress(list);
-    rows = list.size();
-    return code;
-  };
-  const auto snmp = [&] {
-    std::vector<KelvarNfw::ZMCSNMPCOMMUNITYSTRING> list;
-    const int code = backend.GetZMCCommunityString(list);
-    rows = list.size();
-    return code;
-  };
-  struct Case {
-    std::function<int()> operation;
+  const struct {
+    std::function<Outcome()> operation;
     const char* broken;
     std::size_t rows;
     const char* line;
-  };
-  const std::vector<Case> cases = {
+  } cases[] = {
       {dns, kNic, 0, "Failed to read rest_url_host overview info with error is: "},
       {dns, kDns, 0, "Failed to read url_dns overview info with error is: "},
       {endPoints, kNic, 0, "Failed to read url_nic overview info with error is: "},
@@ -123,24 +116,24 @@ TEST_F(RedfishNetworkTest, FailuresTellTheirResource) {
       {statics, kToHost, 1, "Failed to read url_host overview info with error is: "},
       {snmp, kSnmp, 0, "Failed to read url_snmp overview info with error is: "},
   };
-  for (const Case& one : cases) {
+  for (const auto& one : cases) {
     for (const char* path : {kNic, kToHost}) {
       Json(path, nic);
     }
     Json(kDns, "{}");
     Json(one.broken, "[");
     const LogCapture log;
-    EXPECT_EQ(one.operation(), 10) << one.line;
-    EXPECT_EQ(rows, one.rows) << one.line;
+    EXPECT_EQ(one.operation(), Outcome(10, one.rows)) << one.line;
     EXPECT_THAT(log.Texts(1), ElementsAre(testing::StartsWith(one.line)));
     Status(one.broken, 401);
-    EXPECT_EQ(one.operation(), 13) << one.line;
-    EXPECT_EQ(rows, one.rows) << one.line;
+    EXPECT_EQ(one.operation(), Outcome(13, one.rows)) << one.line;
   }
+}
+
+TEST_F(RedfishNetworkTest, StaticAddressesNeedAllThreeArraysBeforeTheFirstRow) {
   const LogCapture log;
   Json(kNic, R"({"IPv4StaticAddresses":[{}],"IPv6StaticAddresses":[]})");
-  EXPECT_EQ(statics(), 10);
-  EXPECT_EQ(rows, 0u) << "all three arrays are looked for before the first row";
+  EXPECT_EQ(statics(), Outcome(10, 0));
   EXPECT_TRUE(log.Contains("No such node (IPv6StaticDefaultGateways)"));
 }
 

@@ -7,18 +7,13 @@
 #include <algorithm>
 
 #include "support/BmcSim.h"
+#include "support/Loopback.h"
 
 namespace Kelvar::Test {
 namespace {
 
 KelvarConnection::ConnectionInfo Target(const BmcSim& sim) {
-  KelvarConnection::ConnectionInfo info;
-  info.Host = "127.0.0.1";
-  info.Port = sim.Port("redfish");
-  info.UserName = "admin";
-  info.Password = "kelvar-demo";
-  info.ConnectionCase = KelvarConnection::CONNECTION_CASE_REDFISH;
-  return info;
+  return LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, sim.Port("redfish"));
 }
 
 TEST(RedfishSimulator, TheFullMachineAnswersEveryOperation) {

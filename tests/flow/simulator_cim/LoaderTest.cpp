@@ -1,12 +1,11 @@
 #include <filesystem>
-#include <fstream>
-#include <random>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "flow/simulator_cim/CimWire.h"
 #include "simulator/cim/RepositoryLoader.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -14,23 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace Simulator;
 using testing::HasSubstr;
-
-class Folder {
- public:
-  Folder() : path_(fs::temp_directory_path() / ("kelvar-cim-" + std::to_string(std::random_device()()))) {
-    fs::create_directories(path_);
-  }
-  ~Folder() { fs::remove_all(path_); }
-
-  void Write(const std::string& file, const std::string& text) const {
-    fs::create_directories((path_ / file).parent_path());
-    std::ofstream(path_ / file) << text;
-  }
-  const fs::path& Path() const { return path_; }
-
- private:
-  const fs::path path_;
-};
 
 TEST(CimValues, AreBroughtIntoTheFormOfTheirType) {
   struct Case {
@@ -81,7 +63,7 @@ TEST(CimLoader, SaysWhatIsWrongInWhichFile) {
        "a reference to a class that is not there"},
   };
   for (const Case& test : cases) {
-    const Folder folder;
+    const TemporaryFolder folder;
     folder.Write("root/cimv2/T.json", test.text);
     try {
       Cim::LoadRepository(folder.Path(), "", Facts());

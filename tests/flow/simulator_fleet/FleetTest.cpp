@@ -14,21 +14,12 @@
 
 #include "simulator/fleet/Fleet.h"
 #include "simulator/fleet/FleetPlan.h"
+#include "support/Loopback.h"
 
 namespace Kelvar::Test {
 namespace {
 
 constexpr std::size_t machines = 8;
-
-KelvarConnection::ConnectionInfo Target(u16 port, u32 connectionCase) {
-  KelvarConnection::ConnectionInfo info;
-  info.Host = "127.0.0.1";
-  info.Port = port;
-  info.UserName = "admin";
-  info.Password = "kelvar-demo";
-  info.ConnectionCase = connectionCase;
-  return info;
-}
 
 class FleetOfEight : public testing::Test {
  protected:
@@ -44,11 +35,11 @@ class FleetOfEight : public testing::Test {
 
   NodeFirmwareInventory Redfish(std::size_t machine) const {
     return NodeFirmwareInventory(
-        Target(members_.at(machine).ports.at("redfish"), KelvarConnection::CONNECTION_CASE_REDFISH));
+        LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, members_.at(machine).ports.at("redfish")));
   }
   NodeFirmwareInventory Cim(std::size_t machine) const {
     return NodeFirmwareInventory(
-        Target(members_.at(machine).ports.at("cim"), KelvarConnection::CONNECTION_CASE_CIM_BMC));
+        LoopbackInfo(KelvarConnection::CONNECTION_CASE_CIM_BMC, members_.at(machine).ports.at("cim")));
   }
   bool IsWell(std::size_t machine) const { return members_.at(machine).fault.empty(); }
 

@@ -10,6 +10,7 @@
 
 #include "support/BmcSim.h"
 #include "support/Command.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -25,13 +26,7 @@ struct Refusal {
 
 class ProgramTest : public testing::Test {
  protected:
-  ProgramTest() {
-    std::string name = (std::filesystem::temp_directory_path() / "kelvar-program-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-  }
-  ~ProgramTest() override { std::filesystem::remove_all(folder_); }
-
-  std::filesystem::path folder_;
+  const TemporaryFolder folder_;
 };
 
 CommandResult RunSimulator(std::vector<std::string> arguments, const std::vector<std::string>& environment = {}) {
@@ -42,10 +37,10 @@ CommandResult RunSimulator(std::vector<std::string> arguments, const std::vector
 TEST_F(ProgramTest, SaysInOneLineWhatIsWrong) {
   const BmcSim other("full", {"--serve", "redfish"});
   const std::string taken = std::to_string(other.Port("redfish"));
-  std::ofstream(folder_ / "machine.json") << "{\"name\": \"x\", ";
+  folder_.Write("machine.json", "{\"name\": \"x\", ");
   const std::vector<Refusal> refusals = {
       {{"--machine", "nobody"}, 1, "no machine \"nobody\""},
-      {{"--machine", folder_}, 1, "machine.json, at byte 14"},
+      {{"--machine", folder_.Path()}, 1, "machine.json, at byte 14"},
       {{"--serve", "redfish", "--redfish", taken}, 1, "port " + taken},
       {{"--fleet", "2", "--redfish", taken}, 1, "port " + taken},
       {{"--serve", "ipmi"}, 1, "ipmi_sim does not start: it cannot be run", {"PATH=/none"}},
@@ -57,7 +52,7 @@ TEST_F(ProgramTest, SaysInOneLineWhatIsWrong) {
       {{"--fleet", "0"}, 2, "--fleet"},
       {{"--fleet", "3", "--fleet-fault", "2:dead"}, 1, "SHARE:SPEC"},
       {{"record", "https://127.0.0.1"}, 2, "DIR"},
-      {{"record", "ftp://127.0.0.1", folder_}, 1, "https://HOST"},
+      {{"record", "ftp://127.0.0.1", folder_.Path()}, 1, "https://HOST"},
       {{"record", "http://127.0.0.1:1", folder_ / "x"}, 1, "no service root"},
   };
   for (const Refusal& refusal : refusals) {

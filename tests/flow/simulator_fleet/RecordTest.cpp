@@ -2,11 +2,8 @@
 
 #include <cctype>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string>
-
-#include <stdlib.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +12,9 @@
 #include "simulator/record/Recorder.h"
 #include "simulator/record/RedfishWalk.h"
 #include "simulator/redfish/RedfishService.h"
+#include "support/Loopback.h"
 #include "support/ScriptedHttpServer.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -24,12 +23,7 @@ namespace fs = std::filesystem;
 
 class RecordTest : public testing::Test {
  protected:
-  RecordTest() {
-    std::string name = (fs::temp_directory_path() / "kelvar-record-XXXXXX").string();
-    root_ = mkdtemp(name.data());
-    options_.folder = root_ / "a" / "recorded";
-  }
-  ~RecordTest() override { fs::remove_all(root_); }
+  RecordTest() { options_.folder = root_ / "a/recorded"; }
 
   /// Names and contents of all files, in lower case.
   std::string Everything() const {
@@ -38,9 +32,7 @@ class RecordTest : public testing::Test {
       if (!entry.is_regular_file()) {
         continue;
       }
-      std::ifstream file(entry.path());
-      all += fs::relative(entry.path(), options_.folder).string() + '\n';
-      all.append(std::istreambuf_iterator<char>(file), {});
+      all += fs::relative(entry.path(), options_.folder).string() + '\n' + ContentOf(entry.path());
     }
     for (char& c : all) {
       c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -50,14 +42,14 @@ class RecordTest : public testing::Test {
 
   std::size_t FilesOutside() const {
     std::size_t outside = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+    for (const auto& entry : fs::recursive_directory_iterator(root_.Path())) {
       const bool inside = entry.path().string().starts_with(options_.folder);
       outside += entry.is_regular_file() && !inside ? 1U : 0U;
     }
     return outside;
   }
 
-  fs::path root_;
+  const TemporaryFolder root_;
   Simulator::RecordOptions options_;
 };
 
@@ -69,13 +61,7 @@ struct Read {
 };
 
 Read ReadAll(u16 port) {
-  KelvarConnection::ConnectionInfo info;
-  info.Host = "127.0.0.1";
-  info.Port = port;
-  info.UserName = "admin";
-  info.Password = "kelvar-demo";
-  info.ConnectionCase = KelvarConnection::CONNECTION_CASE_REDFISH;
-  NodeFirmwareInventory inventory(info);
+  NodeFirmwareInventory inventory(LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, port));
   Read read;
   std::vector<KelvarNfw::NODEFIRMWAREBUILDID> firmware;
   EXPECT_EQ(inventory.GetNodeFirmwareBuildID(firmware), 0);
@@ -92,8 +78,7 @@ TEST_F(RecordTest, ServesTheSameButForWhatIsMasked) {
   const unsigned short port = original.Start(0);
   options_.url = "https://127.0.0.1:" + std::to_string(port);
   options_.user = "admin";
-  options_.passwordFile = root_ / "password";
-  std::ofstream(options_.passwordFile) << "kelvar-demo\n";
+  options_.passwordFile = root_.Write("password", "kelvar-demo\n");
   EXPECT_THAT(Simulator::Record(options_), testing::HasSubstr("13 serial numbers"));
 
   const std::string everything = Everything();
@@ -189,10 +174,10 @@ TEST_F(RecordTest, SaysWhyThereIsNothingToRecord) {
   EXPECT_THROW(Simulator::Record(options_), std::runtime_error);  // 404
   options_.url = server.BaseUrl() + "/redfish/v1";
   EXPECT_THROW(Simulator::Record(options_), std::runtime_error);
-  std::ofstream(root_ / "file") << "x";
+  root_.Write("file", "x");
   server.On("/redfish/v1", HttpReply("{}"));
   options_.url = server.BaseUrl();
-  options_.folder = root_;  // not empty
+  options_.folder = root_.Path();  // not empty
   EXPECT_THROW(Simulator::Record(options_), std::runtime_error);
 }
 

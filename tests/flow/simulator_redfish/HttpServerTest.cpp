@@ -1,18 +1,19 @@
 #include "simulator/http/HttpServer.h"
 
 #include <chrono>
-#include <fstream>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include "CurlFetch.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Simulator {
 namespace {
 
 using Test::CurlFetch;
 using Test::Fetched;
+using Test::TemporaryFolder;
 
 /// Answers every request with its method, target and body; faults from texts.
 class EchoServer {
@@ -120,17 +121,15 @@ TEST_P(Transport, StopsWhileConnectionsAreOpenAndAnswersUnderWay) {
 
 TEST(HttpServer, ServesIpv6AndACertificateThatClientsCanCheck) {
   EchoServer echo(true);
-  const auto file = std::filesystem::temp_directory_path() / ("kelvar-ca-" + std::to_string(::getpid()) + ".pem");
-  std::ofstream(file) << echo.Server().CertificatePem();
+  const TemporaryFolder folder;
   CurlFetch::Settings settings;
-  settings.caFile = file.string();
+  settings.caFile = folder.Write("ca.pem", echo.Server().CertificatePem());
   CurlFetch curl;
   for (const char* host : {"127.0.0.1", "localhost"}) {
     EXPECT_EQ(curl.Get(echo.Url("/", host), settings).code, CURLE_OK) << host;
   }
   const CURLcode overIpv6 = curl.Get(echo.Url("/", "[::1]"), settings).code;
   EXPECT_TRUE(overIpv6 == CURLE_OK || overIpv6 == CURLE_COULDNT_CONNECT) << overIpv6;
-  std::filesystem::remove(file);
 }
 
 TEST(HttpServer, AnswersWhatIsNoRequestWith400) {
@@ -225,15 +224,16 @@ TEST(Fault, RefusesWhatItDoesNotKnow) {
 }
 
 TEST(Fault, ComesFromAFile) {
-  const auto file = std::filesystem::temp_directory_path() / ("kelvar-faults-" + std::to_string(::getpid()) + ".json");
-  std::ofstream(file) << R"({"faults": [{"path": "/a", "status": 503, "header": ["Retry-After: 1", "X: y"]}]})";
+  const TemporaryFolder folder;
+  const std::string file = folder.Write(
+      "faults.json", R"({"faults": [{"path": "/a", "status": 503, "header": ["Retry-After: 1", "X: y"]}]})");
   FaultTable faults;
   faults.AddFile(file);
   const auto fault = faults.Strike("GET", "/a?b");
   ASSERT_TRUE(fault);
   EXPECT_EQ(fault->headers, (HeaderList{{"Retry-After", "1"}, {"X", "y"}}));
-  std::ofstream(file)
-      << R"({"faults": [{"name": "busy", "path": "/a", "status": 503}, {"path": "/a", "status": 404}]})";
+  folder.Write("faults.json",
+               R"({"faults": [{"name": "busy", "path": "/a", "status": 503}, {"path": "/a", "status": 404}]})");
   FaultTable sleeping;
   sleeping.AddFile(file);
   EXPECT_EQ(sleeping.Strike("GET", "/a")->status, 404U);
@@ -243,7 +243,7 @@ TEST(Fault, ComesFromAFile) {
   EXPECT_EQ(wanted.Strike("GET", "/a")->status, 503U);
   EXPECT_THROW(wanted.Load({"lazy"}, file), std::invalid_argument);
 
-  std::ofstream(file) << R"({"faults": [{"path": ["/a"], "status": {}}]})";
+  folder.Write("faults.json", R"({"faults": [{"path": ["/a"], "status": {}}]})");
   EXPECT_THROW(faults.AddFile(file), std::runtime_error);
   std::filesystem::remove(file);
   EXPECT_NO_THROW(faults.AddFile(file));

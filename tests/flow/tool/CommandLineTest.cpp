@@ -1,8 +1,5 @@
 // What the tool says to a command line, before and without a target that answers.
 
-#include <filesystem>
-#include <fstream>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
@@ -11,6 +8,7 @@
 
 #include "flow/tool/ToolRun.h"
 #include "support/BmcSim.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -71,10 +69,9 @@ TEST(Help, ListsEveryWordWithItsProtocols) {
 TEST(Password, ComesFromAFileOrTheEnvironment) {
   const BmcSim sim("full", {"--serve", "ipmi"});
   const std::string target = "ipmi://admin@127.0.0.1:" + std::to_string(sim.Port("ipmi"));
-  const auto file = std::filesystem::temp_directory_path() / ("kelvar-password-" + std::to_string(getpid()));
-  std::ofstream(file) << "kelvar-demo\r\nsecond line\n";
+  const TemporaryFolder folder;
+  const std::string file = folder.Write("password", "kelvar-demo\r\nsecond line\n");
   EXPECT_EQ(RunTool({target, "generation", "--password-file", file}, {"KELVAR_PASSWORD=wrong"}).exitCode, 0);
-  std::filesystem::remove(file);
   const CommandResult refused = RunTool({target, "generation"}, {"KELVAR_PASSWORD=wr0ng-one"});
   EXPECT_EQ(refused.exitCode, 11);
   EXPECT_THAT(refused.output + refused.errors, Not(HasSubstr("wr0ng-one")));

@@ -1,8 +1,5 @@
 // What programs get to read: JSON by its schema, JSON lines, comma-separated values.
 
-#include <fstream>
-#include <sstream>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -10,6 +7,7 @@
 #include <rapidjson/stringbuffer.h>
 
 #include "flow/tool/ToolRun.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -18,11 +16,8 @@ using testing::HasSubstr;
 using testing::Not;
 
 rapidjson::SchemaDocument ReadSchema() {
-  std::ifstream file(KELVAR_REPORT_SCHEMA);
-  std::stringstream text;
-  text << file.rdbuf();
   rapidjson::Document document;
-  EXPECT_FALSE(document.Parse(text.str().c_str()).HasParseError());
+  EXPECT_FALSE(document.Parse(ContentOf(KELVAR_REPORT_SCHEMA).c_str()).HasParseError());
   return rapidjson::SchemaDocument(document);
 }
 

@@ -6,10 +6,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "flow/tool/ToolRun.h"
 #include "support/BmcSim.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -17,26 +17,6 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 namespace fs = std::filesystem;
-
-class Folder {
- public:
-  Folder() : path_(fs::temp_directory_path() / ("kelvar-html-" + std::to_string(getpid()))) {
-    fs::create_directory(path_);
-  }
-  ~Folder() { fs::remove_all(path_); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  const fs::path& Path() const { return path_; }
-
- private:
-  fs::path path_;
-};
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
   for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
@@ -50,7 +30,7 @@ void MakeHostileMachine(const fs::path& folder) {
   fs::copy(fs::path(KELVAR_MACHINES) / "full", folder, fs::copy_options::recursive);
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
     if (entry.path().extension() == ".json") {
-      std::string text = ReadFile(entry.path());
+      std::string text = ContentOf(entry.path());
       text = Replaced(text, ": \"Tavrik\"", ": \"<script>document.title='owned'</script>\"");
       text = Replaced(text, "Kestrel RT140", "'><img src=x onerror=document.title='owned'>");
       text = Replaced(text, "Ambient Temp", "</table></section><svg onload=document.title='owned'>");
@@ -78,13 +58,13 @@ std::string Browse(const fs::path& page, const fs::path& profile) {
 }
 
 TEST(Html, KeepsMarkupOfTheTargetFromTheBrowser) {
-  const Folder folder;
-  const fs::path page = folder.Path() / "page.html";
-  MakeHostileMachine(folder.Path() / "hostile");
-  const BmcSim sim(folder.Path() / "hostile", {"--serve", "redfish"});
+  const TemporaryFolder folder;
+  const fs::path page = folder / "page.html";
+  MakeHostileMachine(folder / "hostile");
+  const BmcSim sim(folder / "hostile", {"--serve", "redfish"});
   const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(sim.Port("redfish"));
   std::ofstream(page) << RunTool({target, "identity", "sensors", "log", "--format", "html"}).output;
-  const std::string document = Browse(page, folder.Path() / "profile");
+  const std::string document = Browse(page, folder / "profile");
   EXPECT_THAT(document, HasSubstr("<title>Inventory</title>"));
   EXPECT_EQ(Count(document, "<script"), 1U);
   EXPECT_THAT(document, Not(HasSubstr("<img")));
@@ -96,8 +76,8 @@ TEST(Html, KeepsMarkupOfTheTargetFromTheBrowser) {
 TEST(Html, ComparesTheFirmwareOfManyTargets) {
   const BmcSim full("full", {"--serve", "redfish"});
   const BmcSim awkward("awkward", {"--serve", "redfish"});
-  const Folder folder;
-  const fs::path list = folder.Path() / "list";
+  const TemporaryFolder folder;
+  const fs::path list = folder / "list";
   std::ofstream(list) << "redfish://admin@127.0.0.1:" << full.Port("redfish")
                       << "\nredfish://admin@127.0.0.1:" << awkward.Port("redfish") << "\nredfish://admin@127.0.0.1:9\n";
   const CommandResult result = RunTool({"--targets", list, "firmware", "--format", "html"});

@@ -1,14 +1,13 @@
 // Where passwords may come from, and where they must not go.
 
 #include <filesystem>
-#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "flow/tool/ToolRun.h"
 #include "support/BmcSim.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -20,20 +19,14 @@ using Words = std::vector<std::string>;
 /// A file that only its owner may read, for the life of the object.
 class PrivateFile {
  public:
-  explicit PrivateFile(const std::string& content)
-      : path_(std::filesystem::temp_directory_path() / ("kelvar-private-" + std::to_string(getpid()))) {
-    std::ofstream(path_) << content;
-    Allow(std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-  }
-  ~PrivateFile() { std::filesystem::remove(path_); }
-  PrivateFile(const PrivateFile&) = delete;
-  PrivateFile& operator=(const PrivateFile&) = delete;
+  explicit PrivateFile(const std::string& content) : path_(folder_.Write("file", content)) {}
 
   void Allow(std::filesystem::perms permissions) const { std::filesystem::permissions(path_, permissions); }
-  const std::string& Path() const { return path_.native(); }
+  const std::string& Path() const { return path_; }
 
  private:
-  std::filesystem::path path_;
+  const TemporaryFolder folder_;
+  const std::string path_;
 };
 
 TEST(Secrets, ComeFromACommand) {

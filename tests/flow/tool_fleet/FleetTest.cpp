@@ -2,18 +2,17 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
-#include <unistd.h>
 
 #include "flow/tool/ToolRun.h"
 #include "support/BmcSim.h"
 #include "support/ScriptedHttpServer.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -24,22 +23,10 @@ using testing::Not;
 
 class Fleet : public testing::Test {
  protected:
-  Fleet() { std::filesystem::create_directories(folder_); }
-  ~Fleet() override { std::filesystem::remove_all(folder_); }
-
   std::string Path(const std::string& name) const { return folder_ / name; }
-  std::string File(const std::string& name, const std::string& content) const {
-    std::ofstream(Path(name)) << content;
-    return Path(name);
-  }
-  static std::string TextOf(const std::string& file) {
-    std::ostringstream text;
-    text << std::ifstream(file).rdbuf();
-    return text.str();
-  }
+  std::string File(const std::string& name, const std::string& content) const { return folder_.Write(name, content); }
 
-  const std::filesystem::path folder_ =
-      std::filesystem::temp_directory_path() / ("kelvar-fleet-" + std::to_string(getpid()));
+  const TemporaryFolder folder_;
 };
 
 std::vector<std::string> LinesOf(const std::string& text) {
@@ -87,7 +74,7 @@ TEST_F(Fleet, AnswersEachLineOnceInOrderWhateverItHolds) {
   EXPECT_THAT(result.output + result.errors, Not(HasSubstr("s3cret")));
   EXPECT_THAT(result.errors, HasSubstr("9 targets"));
   const std::vector<std::string> printed = LinesOf(result.output);
-  const std::vector<std::string> saved = LinesOf(TextOf(Path("saved")));
+  const std::vector<std::string> saved = LinesOf(ContentOf(Path("saved")));
   EXPECT_TRUE(std::is_permutation(printed.begin(), printed.end(), saved.begin(), saved.end()));
 }
 
@@ -190,10 +177,10 @@ TEST_F(Fleet, GoesOnWithARunThatWasCut) {
   const std::string list = File("list", dead + "\n" + redfish + "\n" + ipmi + "\n");
   const std::string run = Path("run");
   EXPECT_EQ(RunTool({"--targets", list, "--ordered", "--save", run, "identity"}).exitCode, 21);
-  const std::string whole = TextOf(run);
+  const std::string whole = ContentOf(run);
   std::filesystem::resize_file(run, whole.size() - 20);
   const CommandResult rest = RunTool({"--targets", list, "--ordered", "--resume", run, "--save", run, "identity"});
-  const std::vector<std::string> all = Statuses(TextOf(run));
+  const std::vector<std::string> all = Statuses(ContentOf(run));
   EXPECT_THAT(all, testing::Contains(redfish + " complete"));
   EXPECT_THAT(all, testing::Contains(ipmi + " complete"));
   EXPECT_EQ(std::count(all.begin(), all.end(), dead + " unreachable"), 2);
@@ -219,7 +206,7 @@ TEST_F(Fleet, TellsWhatChangedSinceAFormerRun) {
   const std::string former = Path("former");
   EXPECT_EQ(RunTool({"--targets", File("one", redfish + "\n"), "--diff", "/dev/null", "--save", former}).exitCode, 22);
   EXPECT_EQ(RunTool({"--targets", Path("one"), "--diff", former}).output, "");
-  std::string text = With(TextOf(former), "\"uEFIBuildID\":\"TBE207M-3.10\"", "\"uEFIBuildID\":\"TBE100A-1.00\"");
+  std::string text = With(ContentOf(former), "\"uEFIBuildID\":\"TBE207M-3.10\"", "\"uEFIBuildID\":\"TBE100A-1.00\"");
   text = With(text, "\"Name\":\"power supply 2\"", "\"Name\":\"fan 7\"");
   text = With(text, "\"SerialNumber\":\"KV4A017\"", "\"SerialNumber\":\"OTHER\"");
   File("former", text + With(text, redfish, "redfish://192.0.2.1") + "\ncut {");

@@ -4,8 +4,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -16,14 +14,7 @@
 namespace Kelvar::Test {
 
 ServeRun::ServeRun(const std::string& config) {
-  std::string folder = (std::filesystem::temp_directory_path() / "kelvar-serve-XXXXXX").string();
-  if (mkdtemp(folder.data()) == nullptr) {
-    throw std::runtime_error("no temporary folder");
-  }
-  folder_ = folder;
-  std::string file = folder_ + "/config.toml";
-  std::ofstream(file) << config;
-  std::filesystem::permissions(file, std::filesystem::perms::owner_read);
+  const std::string file = folder_.Write("config.toml", config);
   int output[2];
   if (pipe2(output, O_CLOEXEC) != 0) {
     throw std::runtime_error("pipe failed");
@@ -54,7 +45,6 @@ ServeRun::ServeRun(const std::string& config) {
 
 ServeRun::~ServeRun() {
   Stop();
-  std::filesystem::remove_all(folder_);
 }
 
 std::string ServeRun::Get(const std::string& path, const std::vector<std::string>& options) const {

@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include "support/Command.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 
@@ -27,7 +28,7 @@ class ServeRun {
   int Stop();
 
  private:
-  std::string folder_;
+  const TemporaryFolder folder_;
   std::string url_;
   pid_t process_ = -1;
 };

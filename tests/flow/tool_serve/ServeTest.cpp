@@ -1,8 +1,6 @@
 // "kelvar serve" as Prometheus meets it: the built tool against the simulator, and against scripted servers.
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <set>
 #include <sstream>
@@ -14,6 +12,7 @@
 #include "flow/tool_serve/ServeRun.h"
 #include "support/BmcSim.h"
 #include "support/ScriptedHttpServer.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -43,10 +42,8 @@ std::string Body(const std::string& answer) {
 
 /// What promtool and we ourselves have against a page of metrics.
 std::string Complaints(const std::string& page) {
-  const auto file = std::filesystem::temp_directory_path() / ("kelvar-page-" + std::to_string(getpid()));
-  std::ofstream(file) << page;
-  const CommandResult result = RunCommand({"sh", "-c", "promtool check metrics <" + file.string()});
-  std::filesystem::remove(file);
+  const TemporaryFolder folder;
+  const CommandResult result = RunCommand({"sh", "-c", "promtool check metrics <" + folder.Write("page", page)});
   std::string complaints = result.output + result.errors;
   std::set<std::string> series;
   std::istringstream lines(page);
@@ -266,15 +263,13 @@ TEST(Configuration, ThatCannotBeMeantIsRefused) {
       {"[serve]\ntargets = [\"ipmi://h\"]\n[[module]]\nname = \"x\"\nwhat = [\"fans\"]\n", "nothing is called"},
       {"[serve]\ntargets = [\"ipmi://h\"]\nlisten = \"everywhere\"\n", "no IP address"},
   };
-  const auto file = std::filesystem::temp_directory_path() / ("kelvar-bad-" + std::to_string(getpid()));
+  const TemporaryFolder folder;
   for (const Words& one : bad) {
-    std::ofstream(file) << one[0];
-    std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    const std::string file = folder.Write("config.toml", one[0]);
     const CommandResult result = RunCommand({"timeout", "10", KELVAR_TOOL, "serve", "--config", file});
     EXPECT_EQ(result.exitCode, 2) << one[0];
     EXPECT_THAT(result.errors, HasSubstr(one[1]));
   }
-  std::filesystem::remove(file);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
 #include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
 #include "support/LogCapture.h"
+#include "support/Loopback.h"
 #include "support/ScriptedCimServer.h"
 
 namespace Kelvar::Test {
@@ -19,13 +20,9 @@ class CimFixture : public testing::Test {
   using NFI = NodeFirmwareInventory;
 
   KelvarConnection::ConnectionInfo Info(u32 connectionCase = KelvarConnection::CONNECTION_CASE_CIM_BMC) const {
-    KelvarConnection::ConnectionInfo info;
-    info.Host = "127.0.0.1";
-    info.Port = server.Port();
-    info.UserName = "admin";
+    KelvarConnection::ConnectionInfo info = LoopbackInfo(connectionCase, server.Port());
     info.Password = "secret";
     info.ZMCIndex = 2;
-    info.ConnectionCase = connectionCase;
     return info;
   }
 

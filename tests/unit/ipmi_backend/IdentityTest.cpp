@@ -243,6 +243,9 @@ TEST(SystemVPDViaFRU, SurvivesDevicesThatLie) {
     EXPECT_STREQ(out.SerialNumber, c.serialNumber);
     EXPECT_EQ(log.Texts(1), c.failures);
   }
+}
+
+TEST(SystemVPDViaFRU, NeedsTheSizeOfTheDevice) {
   for (const Bytes& size : {Bytes{}, Bytes{64}, Bytes{0, 0}}) {
     const LogCapture log;
     ScriptedIpmi bmc;

@@ -59,9 +59,38 @@ class CIMClientTest : public testing::Test {
     return Thrown([this] { Enumerate(); });
   }
 
+  struct FailingReply {
+    HttpReply reply;
+    std::string thrown;  ///< "%ID%" stands for the message ID
+  };
+
+  /// Each is told, is not repeated, and leaves a client that works.
+  void ExpectFailures(const std::vector<FailingReply>& failing);
+
   ScriptedCimServer server;
   CIMClient client;
 };
+
+const std::string kEmptyReply = CimReplyXml("<IRETURNVALUE/>");
+
+void CIMClientTest::ExpectFailures(const std::vector<FailingReply>& failing) {
+  Connect();
+  client.setTimeout(300);
+  int id = 1000;
+  for (const auto& [reply, thrown] : failing) {
+    SCOPED_TRACE(thrown);
+    server.OnClassReply("CIM_X", reply);
+    std::string expected = thrown;
+    if (const std::size_t at = expected.find("%ID%"); at != std::string::npos) {
+      expected.replace(at, 4, std::to_string(id));
+    }
+    EXPECT_EQ(Failure(), expected);
+    EXPECT_EQ(server.Requests().size(), static_cast<std::size_t>(id - 999)) << "no request is repeated";
+    server.OnClassReply("CIM_X", CimHttpReply(kEmptyReply));
+    EXPECT_NO_THROW(Enumerate("CIM_Other")) << "the next call works, on a new connection where needed";
+    id += 2;
+  }
+}
 
 const char* const kInstance = "<INSTANCE CLASSNAME=\"CIM_X\"/>";
 
@@ -132,8 +161,7 @@ TEST_F(CIMClientTest, ReadsEveryFormOfReply) {
   }
 }
 
-TEST_F(CIMClientTest, TellsFailuresApart) {
-  const std::string xml = CimReplyXml("<IRETURNVALUE/>");
+TEST_F(CIMClientTest, TellsBadHeadsApart) {
   HttpReply unauthorized(401, "<html>" + std::string(10'000, ' '));
   HttpReply cimError(400, "");
   cimError.headers = {{"CIMError", "unsupported-operation"}, {"PGErrorDetail", "no%20way"}};
@@ -142,64 +170,55 @@ TEST_F(CIMClientTest, TellsFailuresApart) {
   brokenOff.closeAfter = true;
   HttpReply withoutEnd = brokenOff;  // the connection stays open, and the body never comes
   withoutEnd.closeAfter = false;
-  HttpReply noOperation = CimHttpReply(xml);
+  HttpReply noOperation = CimHttpReply(kEmptyReply);
   noOperation.headers.pop_back();
-  HttpReply badType = CimHttpReply(xml);
+  HttpReply badType = CimHttpReply(kEmptyReply);
   badType.headers[0].second = "text/html";
-  HttpReply closed;
-  closed.raw = "HTTP/1.1 ";
-  closed.closeAfter = true;
-  HttpReply reset = CimHttpReply(xml);
-  reset.cutAfter = 40;
-  HttpReply notHttp;
-  notHttp.raw = "SSH-2.0-OpenSSH_9.2\r\n";
-  notHttp.closeAfter = true;
-  HttpReply short1 = CimHttpReply(xml);
-  short1.raw = "HTTP/1.1 200 OK\r\nCIMOperation: MethodResponse\r\nContent-Length: 5000\r\n\r\n" + xml;
-  short1.closeAfter = true;
-  HttpReply slow = CimHttpReply(xml);
-  slow.delay = milliseconds(2000);
-  struct Case {
-    HttpReply reply;
-    std::string thrown;
-  };
-  const Case cases[] = {
+  ExpectFailures({
       {unauthorized, "HTTP 401: HTTP Error (401 Scripted)."},
       {cimError, "HTTP 400: HTTP Error (400 Scripted): CIMError = \"unsupported-operation\" Detail = \"no way\"."},
       {brokenOff, "HTTP 401: HTTP Error (401 Unauthorized)."},
       {withoutEnd, "HTTP 401: HTTP Error (401 Unauthorized)."},
       {noOperation, "Malformed: Missing CIMOperation HTTP header"},
       {badType, "Malformed: Bad Content-Type HTTP header; text/html"},
+  });
+}
+
+TEST_F(CIMClientTest, TellsBrokenConnectionsApart) {
+  HttpReply closed;
+  closed.raw = "HTTP/1.1 ";
+  closed.closeAfter = true;
+  HttpReply reset = CimHttpReply(kEmptyReply);
+  reset.cutAfter = 40;
+  HttpReply notHttp;
+  notHttp.raw = "SSH-2.0-OpenSSH_9.2\r\n";
+  notHttp.closeAfter = true;
+  HttpReply tooShort;
+  tooShort.raw = "HTTP/1.1 200 OK\r\nCIMOperation: MethodResponse\r\nContent-Length: 5000\r\n\r\n" + kEmptyReply;
+  tooShort.closeAfter = true;
+  HttpReply slow = CimHttpReply(kEmptyReply);
+  slow.delay = milliseconds(2000);
+  ExpectFailures({
       {reset, "Malformed: Connection closed by CIM Server."},
       {closed, "Malformed: Connection closed by CIM Server."},
-      {short1, "Malformed: Connection closed by CIM Server."},
+      {tooShort, "Malformed: Connection closed by CIM Server."},
       {notHttp, "Malformed: Malformed HTTP response message."},
       {slow, "Timeout: connection timed out"},
+  });
+}
+
+TEST_F(CIMClientTest, TellsBadAndRefusingMessagesApart) {
+  ExpectFailures({
       {CimHttpReply("junk"), "XML: Validation error: on line 1: syntax error"},
       {CimHttpReply(""), "XML: Validation error: on line 1: no element found"},
       {CimHttpReply("<CIM><MESSAGE ID=\"1\"/></CIM>"),
        "Response: Mismatched response message ID:  Got \"1\", expected \"%ID%\"."},
       {CimHttpReply(CimReplyXml("<ERROR CODE=\"2\" DESCRIPTION=\"denied\"/>")), "CIM 2: denied"},
-      {Chunked({xml.substr(0, 60)}, "CIMStatusCode: 3\r\nCIMStatusCodeDescription: no%20such%20namespace%3\r\n"),
+      {Chunked({kEmptyReply.substr(0, 60)},
+               "CIMStatusCode: 3\r\nCIMStatusCodeDescription: no%20such%20namespace%3\r\n"),
        "CIM 3: no such namespace%3"},
       {Chunked({}, "CIMStatusCode: 5\r\n"), "CIM 5: CIM_ERR_INVALID_CLASS"},
-  };
-  Connect();
-  client.setTimeout(300);
-  int id = 1000;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.thrown);
-    server.OnClassReply("CIM_X", c.reply);
-    std::string expected = c.thrown;
-    if (const std::size_t at = expected.find("%ID%"); at != std::string::npos) {
-      expected.replace(at, 4, std::to_string(id));
-    }
-    EXPECT_EQ(Failure(), expected);
-    EXPECT_EQ(server.Requests().size(), static_cast<std::size_t>(id - 999)) << "no request is repeated";
-    server.OnClassReply("CIM_X", CimHttpReply(xml));
-    EXPECT_NO_THROW(Enumerate("CIM_Other")) << "the next call works, on a new connection where needed";
-    id += 2;
-  }
+  });
 }
 
 TEST_F(CIMClientTest, ReopensAnIdleConnectionButNeverRepeatsARequest) {

@@ -3,11 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "support/ScriptedHttpServer.h"
+#include "support/TemporaryFolder.h"
 
 namespace Rest {
 namespace {
@@ -15,6 +14,7 @@ namespace {
 using Kelvar::Test::HttpReply;
 using Kelvar::Test::HttpRequest;
 using Kelvar::Test::ScriptedHttpServer;
+using Kelvar::Test::TemporaryFolder;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -180,33 +180,18 @@ TEST(RestClientTest, FollowsRedirectsAsTold) {
   EXPECT_EQ(server.Requests().back().body, "sent again");
 }
 
-/// A file in the temporary folder that goes with the object.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::string& text)
-      : path_(std::filesystem::temp_directory_path() /
-              ("kelvar-rest-" + std::to_string(getpid()) + "-" + std::to_string(++count_))) {
-    std::ofstream(path_) << text;
-  }
-  ~TemporaryFile() { std::filesystem::remove(path_); }
-  std::string Path() const { return path_.string(); }
-
- private:
-  static inline int count_ = 0;
-  std::filesystem::path path_;
-};
-
 TEST(RestClientTest, VerifiesUnlessToldNotTo) {
   ScriptedHttpServer server({.tls = true});
   server.On("/x", HttpReply("ok"));
-  const TemporaryFile authority(ScriptedHttpServer::CertificatePem());
+  const TemporaryFolder folder;
+  const std::string authority = folder.Write("ca.pem", ScriptedHttpServer::CertificatePem());
   RestClient client;
   EXPECT_EQ(client.Get(server.Url("/x")).curlCode, CURLE_PEER_FAILED_VERIFICATION);
   client.SetSkipTlsVerification(true);
   EXPECT_EQ(client.Get(server.Url("/x")).httpCode, 200);
   client.SetCAInfoFilePath("/nonexistent");
   EXPECT_EQ(client.Get(server.Url("/x")).curlCode, CURLE_SSL_CACERT_BADFILE) << "a CA file beats the flag";
-  client.SetCAInfoFilePath(authority.Path());
+  client.SetCAInfoFilePath(authority);
   EXPECT_EQ(client.Get(server.Url("/x")).httpCode, 200);
   client.SetClientCertificate("/nonexistent", "PEM", "/nonexistent", "word");
   EXPECT_EQ(client.Get(server.Url("/x")).curlCode, CURLE_SSL_CERTPROBLEM);
