@@ -41,7 +41,7 @@ Facts Facts::Load(const std::filesystem::path& machineJson) {
   return Facts(std::move(byPath));
 }
 
-std::string Facts::Expand(std::string_view text) const {
+std::string Facts::Expand(std::string_view text, Escape escape) const {
   std::string expanded;
   for (std::size_t start = text.find("${"); start != text.npos; start = text.find("${")) {
     const std::size_t end = text.find('}', start);
@@ -50,7 +50,7 @@ std::string Facts::Expand(std::string_view text) const {
     if (end == text.npos || fact == byPath_.end()) {
       throw std::runtime_error("machine.json: no fact \"" + std::string(path) + '"');
     }
-    expanded.append(text.substr(0, start)).append(fact->second);
+    expanded.append(text.substr(0, start)).append(escape(fact->second));
     text.remove_prefix(end + 1);
   }
   return expanded.append(text);

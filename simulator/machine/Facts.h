@@ -21,10 +21,15 @@ class Facts {
   /// Puts a fact in, in place of one of the same path.
   void Set(const std::string& path, std::string text) { byPath_[path] = std::move(text); }
 
+  /// How a fact is written in a text of some kind.
+  using Escape = std::string (*)(std::string_view fact);
+
   /// The text with every ${path} replaced. Throws std::runtime_error for a path without a fact.
-  std::string Expand(std::string_view text) const;
+  std::string Expand(std::string_view text, Escape escape = AsItIs) const;
 
  private:
+  static std::string AsItIs(std::string_view fact) { return std::string(fact); }
+
   std::map<std::string, std::string, std::less<>> byPath_;
 };
 

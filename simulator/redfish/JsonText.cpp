@@ -129,4 +129,9 @@ std::string Quote(std::string_view text) {
   return {buffer.GetString(), buffer.GetSize()};
 }
 
+std::string Escape(std::string_view text) {
+  const std::string quoted = Quote(text);
+  return quoted.substr(1, quoted.size() - 2);
+}
+
 }  // namespace Kelvar::Simulator::JsonText

@@ -40,4 +40,7 @@ std::string Replace(std::string_view text, std::string_view part, std::string_vi
 /// A text as a JSON string, quotes included.
 std::string Quote(std::string_view text);
 
+/// The same without the quotes: what a text is within a JSON string.
+std::string Escape(std::string_view text);
+
 }  // namespace Kelvar::Simulator::JsonText

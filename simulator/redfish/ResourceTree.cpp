@@ -65,9 +65,9 @@ void ResourceTree::ReadFolder(const std::filesystem::path& folder, const Facts& 
     const auto path =
         '/' + std::filesystem::relative(entry.path().parent_path(), folder.parent_path()).generic_string();
     if (entry.path().stem() == "index") {
-      pages_[path] = facts.Expand(ReadFile(entry.path()));
+      pages_[path] = facts.Expand(ReadFile(entry.path()), JsonText::Escape);
     } else if (entry.path().filename() == "members.json") {
-      AddMembers(path, facts.Expand(ReadFile(entry.path())));
+      AddMembers(path, facts.Expand(ReadFile(entry.path()), JsonText::Escape));
     }
   }
 }

@@ -7,6 +7,8 @@
 #include "RedfishFixture.h"
 #include "simulator/machine/JsonFile.h"
 #include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/ResourceTree.h"
+#include "support/TemporaryFolder.h"
 
 namespace Kelvar::Simulator {
 namespace {
@@ -14,6 +16,7 @@ namespace {
 using Test::CurlFetch;
 using Test::Fetched;
 using Test::RedfishFixture;
+using Test::TemporaryFolder;
 
 constexpr const char* kSystem = "/redfish/v1/Systems/Self";
 constexpr const char* kSensors = "/redfish/v1/Chassis/1/Sensors";
@@ -42,6 +45,19 @@ TEST(RedfishService, TellsItsRootToStrangersAndNothingElse) {
   wrong.password = "wrong";
   EXPECT_EQ(Code(redfish.GetAsStranger(kSystem, wrong)), "Base.1.15.0.ResourceAtUriUnauthorized");
   EXPECT_EQ(redfish.Get(kSystem).status, 200);
+}
+
+TEST(RedfishService, WritesFactsOfAnyTextIntoItsPages) {
+  const std::string name = "the \"big\" one\\two\n\xc3\xa9";
+  const TemporaryFolder machine;
+  machine.Write("redfish/v1/index.json", R"({"Name": "<${name}>"})");
+  machine.Write("redfish/v1/Parts/members.json", R"([{"@odata.id": "/redfish/v1/Parts/1", "Name": "<${name}>"}])");
+  const ResourceTree tree(machine / "redfish", Facts({{"name", name}}));
+  for (const char* path : {"/redfish/v1", "/redfish/v1/Parts/1"}) {
+    rapidjson::Document page;
+    ASSERT_FALSE(page.Parse(tree.Find(path).value_or("").c_str()).HasParseError()) << path;
+    EXPECT_EQ(page["Name"].GetString(), '<' + name + '>') << path;
+  }
 }
 
 TEST(RedfishService, AnswersAsHttpWantsIt) {
