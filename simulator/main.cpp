@@ -98,6 +98,13 @@ std::string Announcement(const Machine& machine, const Ports& ports, const std::
   return buffer.GetString();
 }
 
+/// On standard output, at once. Throws std::runtime_error when it cannot be written.
+void Print(const std::string& text) {
+  if (!(std::cout << text).flush()) {
+    throw std::runtime_error("cannot write standard output");
+  }
+}
+
 /// Blocks the signals that end the program, so that they are read from a descriptor; services' threads inherit this.
 int BlockEndSignals() {
   sigset_t signals;
@@ -154,7 +161,7 @@ void Serve(const Options& options) {
   if (services.empty()) {
     throw std::runtime_error(machine.folder.string() + ": neither ipmi.json, redfish nor cim to serve");
   }
-  std::cout << Announcement(machine, ports) << std::endl;
+  Print(Announcement(machine, ports) + '\n');
   WaitForEnd(signals, options.untilEof, services);
 }
 
@@ -186,10 +193,11 @@ void ServeFleet(const Options& options) {
   if (!options.targetsFile.empty()) {
     WriteTargets(options.targetsFile, machine, members);
   }
+  std::string announcements;
   for (std::size_t index = 0; index < members.size(); ++index) {
-    std::cout << Announcement(machine, members[index].ports, &index, members[index].fault) << '\n';
+    announcements += Announcement(machine, members[index].ports, &index, members[index].fault) + '\n';
   }
-  std::cout.flush();
+  Print(announcements);
   WaitForEnd(signals, options.untilEof, fleet.Children());
 }
 
@@ -203,7 +211,7 @@ int main(int argc, char** argv) {
   }
   try {
     if (options.record) {
-      std::cout << Record(*options.record) << '\n';
+      Print(Record(*options.record) + '\n');
     } else if (options.fleet > 0) {
       ServeFleet(options);
     } else {

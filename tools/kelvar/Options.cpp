@@ -5,7 +5,9 @@
 #include <cstring>
 
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
+#include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Commands.h"
 
 namespace Kelvar::Tool {
@@ -46,16 +48,6 @@ std::string Footer() {
          "22 differences found, 1 anything else.\n";
 }
 
-void DeclareSecrets(CLI::App& app, Options& options) {
-  auto* const file = app.add_option("--password-file", options.password.file, "File whose first line is the password")
-                         ->type_name("FILE");
-  app.add_option("--password-command", options.password.command, "Shell command that prints the password")
-      ->type_name("COMMAND")
-      ->excludes(file);
-  app.add_option("--config", options.config, "Configuration file (default: ~/.config/kelvar/config.toml)")
-      ->type_name("FILE");
-}
-
 void DeclareOutput(CLI::App& app, Options& options) {
   app.add_option("--format", options.format, "table, json, jsonl, csv or html; for --targets jsonl but on a terminal")
       ->check(CLI::IsMember({"table", "json", "jsonl", "csv", "html"}))
@@ -81,7 +73,8 @@ void Declare(CLI::App& app, Options& options) {
   app.add_option("--with-cim", options.withCim, "CIM target that lists the components of a Redfish target")
       ->type_name("TARGET");
   app.add_flag("--common-event-id", options.commonEventId, "log over CIM: show common event IDs");
-  DeclareSecrets(app, options);
+  DeclarePassword(app, options.password);
+  DeclareConfig(app, options.config);
   DeclareOutput(app, options);
   app.set_version_flag("--version", "kelvar " KELVAR_VERSION);
   app.footer(Footer());
@@ -98,11 +91,6 @@ Colour ColourOf(const Options& options) {
   const char* const terminal = std::getenv("TERM");
   const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
   return !Set("NO_COLOR") && !dumb && isatty(STDOUT_FILENO) == 1 ? Colour::Always : Colour::Never;
-}
-
-Config ConfigOf(const Options& options) {
-  const std::string file = options.config.empty() ? DefaultConfigFile() : options.config;
-  return file.empty() ? Config() : ReadConfig(file);
 }
 
 }  // namespace Kelvar::Tool

@@ -3,12 +3,14 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include <kelvar/Types.h>
 
 #include "tools/kelvar/Config.h"
 #include "tools/kelvar/Printer.h"
+
+namespace CLI {
+class App;
+}
 
 namespace Kelvar::Tool {
 
@@ -34,8 +36,5 @@ u32 ShownLogLevel(const Options& options);
 
 /// Whether to colour standard output, which must still be what the program was started with. NO_COLOR is honoured.
 Colour ColourOf(const Options& options);
-
-/// The configuration named on the command line, or the default one, or none.
-Config ConfigOf(const Options& options);
 
 }  // namespace Kelvar::Tool

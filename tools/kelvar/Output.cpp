@@ -2,10 +2,12 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "common/text/Escape.h"
 #include "tools/kelvar/ExitCode.h"
 
 namespace Kelvar::Tool {
@@ -34,6 +36,14 @@ void Output::Finish() {
   if (std::fflush(file_) != 0 || std::ferror(file_) != 0) {
     throw ToolError(ExitCode::Internal, std::string("standard output: ") + std::strerror(errno));
   }
+}
+
+void Complain(std::string_view text) {
+  WriteToStandardError("kelvar: " + Text::EscapeControl(text) + '\n');
+}
+
+void WriteToStandardError(std::string_view text) {
+  (void)std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
 }  // namespace Kelvar::Tool

@@ -23,4 +23,10 @@ class Output {
   std::FILE* file_;
 };
 
+/// "kelvar: TEXT" on standard error, control characters escaped. Any thread.
+void Complain(std::string_view text);
+
+/// A text on standard error as it stands, at once; that it cannot be written there can be told to nobody.
+void WriteToStandardError(std::string_view text);
+
 }  // namespace Kelvar::Tool

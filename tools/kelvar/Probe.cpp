@@ -1,7 +1,8 @@
 #include "tools/kelvar/Probe.h"
 
 #include <algorithm>
-#include <iterator>
+#include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -9,10 +10,10 @@
 #include <CLI/CLI.hpp>
 
 #include "common/text/Escape.h"
+#include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Credentials.h"
 #include "tools/kelvar/JsonWriter.h"
 #include "tools/kelvar/LogWatch.h"
-#include "tools/kelvar/Options.h"
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/ProbeStep.h"
 #include "tools/kelvar/Reader.h"
@@ -45,13 +46,8 @@ struct Attempt {
 void Declare(CLI::App& app, ProbeOptions& options) {
   app.add_option("HOST", options.host, "Name or address")->required();
   app.add_option("--user", options.user, "Also try to log in as this user");
-  auto* const file = app.add_option("--password-file", options.password.file, "File whose first line is the password")
-                         ->type_name("FILE");
-  app.add_option("--password-command", options.password.command, "Shell command that prints the password")
-      ->type_name("COMMAND")
-      ->excludes(file);
-  app.add_option("--config", options.config, "Configuration file (default: ~/.config/kelvar/config.toml)")
-      ->type_name("FILE");
+  DeclarePassword(app, options.password);
+  DeclareConfig(app, options.config);
   app.add_option("--format", options.format, "table or json")
       ->check(CLI::IsMember({"table", "json"}))
       ->capture_default_str();
@@ -83,8 +79,7 @@ std::vector<Attempt> AttemptsOn(const ProbeOptions& options) {
 
 /// Passwords are asked for here, before the attempts run side by side.
 void FillAccounts(const ProbeOptions& options, std::vector<Attempt>& attempts) {
-  const std::string file = options.config.empty() ? DefaultConfigFile() : options.config;
-  const Config config = file.empty() ? Config() : ReadConfig(file);
+  const Config config = ConfigNamed(options.config);
   Credentials credentials(options.password, config);
   for (Attempt& attempt : attempts) {
     attempt.target.info.UserName = options.user;
@@ -199,10 +194,8 @@ int Probe(int argc, const char* const* argv) {
   CLI::App app("Tells which protocols a host answers, and why it does not answer the others.", "kelvar probe");
   ProbeOptions options;
   Declare(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage);
+  if (const std::optional<int> over = Parse(app, argc, argv)) {
+    return *over;
   }
   std::vector<Attempt> attempts = AttemptsOn(options);
   FillAccounts(options, attempts);

@@ -1,6 +1,5 @@
 // kelvar: prints the inventory of a server, read through its service processor.
 
-#include <cstdio>
 #include <exception>
 #include <optional>
 #include <string>
@@ -10,6 +9,7 @@
 #include <CLI/CLI.hpp>
 
 #include "common/text/Escape.h"
+#include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Credentials.h"
 #include "tools/kelvar/Demo.h"
 #include "tools/kelvar/ExitCode.h"
@@ -57,7 +57,7 @@ void FillAccounts(const Options& options, bool demo, Target& target, std::option
   if (demo && !partner) {
     return;
   }
-  Credentials credentials(options.password, ConfigOf(options));
+  Credentials credentials(options.password, ConfigNamed(options.config));
   if (!demo) {
     credentials.Fill(target);
   }
@@ -70,10 +70,12 @@ void Explain(const char* part, const std::vector<std::string>& exchanges) {
   if (exchanges.empty()) {
     return;
   }
-  std::fprintf(stderr, "%s: %zu %s\n", part, exchanges.size(), exchanges.size() == 1 ? "request" : "requests");
+  const std::size_t count = exchanges.size();
+  std::string text = std::string(part) + ": " + std::to_string(count) + (count == 1 ? " request\n" : " requests\n");
   for (const std::string& exchange : exchanges) {
-    std::fprintf(stderr, "  %s\n", Text::EscapeControl(exchange).c_str());
+    text += "  " + Text::EscapeControl(exchange) + '\n';
   }
+  WriteToStandardError(text);
 }
 
 void Explain(const Report& report) {
@@ -102,7 +104,7 @@ int Run(const Options& options) {
     Explain(report);
   }
   if (!report.error.empty()) {
-    std::fprintf(stderr, "kelvar: %s\n", Text::EscapeControl(report.error).c_str());
+    Complain(report.error);
   }
   return static_cast<int>(report.code);
 }
@@ -113,13 +115,13 @@ int Read(int argc, const char* const* argv) {
   FleetOptions fleet;
   Declare(app, options);
   DeclareFleet(app, fleet);
-  try {
-    app.parse(argc, argv);
+  app.callback([&] {
     if (options.target.empty() && fleet.targets.empty()) {
       throw CLI::RequiredError("TARGET");
     }
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage);
+  });
+  if (const std::optional<int> over = Parse(app, argc, argv)) {
+    return *over;
   }
   if (fleet.targets.empty()) {
     return Run(options);
@@ -154,10 +156,10 @@ int main(int argc, char** argv) {
   try {
     return Dispatch(argc, argv);
   } catch (const ToolError& error) {
-    std::fprintf(stderr, "kelvar: %s\n", Text::EscapeControl(error.what()).c_str());
+    Complain(error.what());
     return static_cast<int>(error.Code());
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "kelvar: %s\n", Text::EscapeControl(error.what()).c_str());
+    Complain(error.what());
     return static_cast<int>(ExitCode::Internal);
   }
 }

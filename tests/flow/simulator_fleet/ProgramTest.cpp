@@ -34,6 +34,15 @@ CommandResult RunSimulator(std::vector<std::string> arguments, const std::vector
   return RunCommand(arguments, environment);
 }
 
+TEST_F(ProgramTest, DoesNotServeWhatItCannotAnnounce) {
+  for (const char* arguments : {"--serve redfish", "--fleet 2"}) {
+    const std::string line = std::string("exec \"$0\" --until-eof ") + arguments + " >/dev/full";
+    const CommandResult result = RunCommand({"sh", "-c", line, KELVAR_BMCSIM});
+    EXPECT_EQ(result.exitCode, 1) << arguments;
+    EXPECT_EQ(result.errors, "kelvar-bmcsim: cannot write standard output\n") << arguments;
+  }
+}
+
 TEST_F(ProgramTest, SaysInOneLineWhatIsWrong) {
   const BmcSim other("full", {"--serve", "redfish"});
   const std::string taken = std::to_string(other.Port("redfish"));

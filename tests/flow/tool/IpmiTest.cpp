@@ -182,10 +182,12 @@ TEST(Json, HoldsHostileTextAsEscapes) {
 TEST(Output, ThatCannotBeWrittenIsNoSuccess) {
   const BmcSim sim("full", {"--serve", "ipmi"});
   const std::string target = "ipmi://admin@127.0.0.1:" + std::to_string(sim.Port("ipmi"));
-  const CommandResult result = RunCommand({"sh", "-c", "exec \"$0\" \"$1\" generation >/dev/full", KELVAR_TOOL, target},
-                                          {"KELVAR_PASSWORD=kelvar-demo"});
-  EXPECT_EQ(result.exitCode, 1);
-  EXPECT_THAT(result.errors, HasSubstr("No space left"));
+  for (const char* arguments : {"\"$1\" generation", "--help"}) {
+    const std::string line = std::string("exec \"$0\" ") + arguments + " >/dev/full";
+    const CommandResult result = RunCommand({"sh", "-c", line, KELVAR_TOOL, target}, {"KELVAR_PASSWORD=kelvar-demo"});
+    EXPECT_EQ(result.exitCode, 1) << arguments;
+    EXPECT_THAT(result.errors, HasSubstr("kelvar: standard output")) << arguments;
+  }
 }
 
 }  // namespace

@@ -97,6 +97,18 @@ TEST_F(Fleet, PrintsOneDocumentInEachFormat) {
   EXPECT_THAT(run("table"), HasSubstr("== " + address + ": complete"));
 }
 
+TEST_F(Fleet, TellsWhatCannotBeWritten) {
+  const std::string list = File("list", "redfish://admin@127.0.0.1:9\n");
+  const CommandResult saving = RunTool({"--targets", list, "--save", "/dev/full", "identity"});
+  EXPECT_EQ(saving.exitCode, 1);
+  EXPECT_THAT(saving.errors, HasSubstr("kelvar: --save: No space left"));
+  const CommandResult printing =
+      RunCommand({"sh", "-c", "exec \"$0\" --targets \"$1\" identity >/dev/full", KELVAR_TOOL, list},
+                 {"KELVAR_PASSWORD=kelvar-demo"});
+  EXPECT_EQ(printing.exitCode, 1);
+  EXPECT_THAT(printing.errors, HasSubstr("kelvar: standard output: No space left"));
+}
+
 TEST_F(Fleet, NeverTriesARefusedLoginAgain) {
   const BmcSim sim("full", {"--serve", "redfish"});
   ScriptedHttpServer server({true, false});

@@ -34,7 +34,7 @@ std::string ContentOf(const std::string& file) {
 
 /// The rules as JSON, whichever of the two the file is.
 std::string JsonOf(const std::string& file) {
-  const std::string content = ContentOf(file);
+  std::string content = ContentOf(file);
   const std::string_view ending = ".json";
   if (file.size() >= ending.size() && file.compare(file.size() - ending.size(), ending.size(), ending) == 0) {
     return content;

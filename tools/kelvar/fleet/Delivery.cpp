@@ -60,7 +60,7 @@ Delivery::Delivery(Output& output, Rendering rendering, const FleetOptions& opti
     if (save_ == nullptr) {
       throw ToolError(ExitCode::Usage, save + ": " + std::strerror(errno));
     }
-    std::fputs(cut ? "\n" : "", save_.get());
+    Save(cut ? "\n" : "");
   }
   output_.Write(rendering_.head);
 }
@@ -97,6 +97,7 @@ Tally Delivery::Counts() const {
 void Delivery::Finish(const std::string& last) {
   const std::lock_guard<std::mutex> lock(mutex_);
   Write(last);
+  CloseSaved();
   if (failure_) {
     std::rethrow_exception(failure_);
   }
@@ -121,8 +122,19 @@ void Delivery::Write(const std::string& text) {
 
 void Delivery::Save(const std::string& line) {
   if (!line.empty() && !failure_ && (std::fputs(line.c_str(), save_.get()) < 0 || std::fflush(save_.get()) != 0)) {
-    failure_ = std::make_exception_ptr(ToolError(ExitCode::Internal, std::string("--save: ") + std::strerror(errno)));
+    FailToSave();
   }
+}
+
+/// A file on another machine may tell of a full disk only now.
+void Delivery::CloseSaved() {
+  if (save_ && std::fclose(save_.release()) != 0 && !failure_) {
+    FailToSave();
+  }
+}
+
+void Delivery::FailToSave() {
+  failure_ = std::make_exception_ptr(ToolError(ExitCode::Internal, std::string("--save: ") + std::strerror(errno)));
 }
 
 }  // namespace Kelvar::Tool

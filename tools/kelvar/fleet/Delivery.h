@@ -41,7 +41,7 @@ struct Tally {
 class Delivery {
  public:
   /// Where the options name a file for it, that also gets each report, as a JSON line, when it is there. Throws
-  /// ToolError (usage) when it cannot be written.
+  /// ToolError (usage) when it cannot be opened.
   Delivery(Output& output, Rendering rendering, const FleetOptions& options);
 
   /// The report of the target at a position, counted from 0.
@@ -51,17 +51,19 @@ class Delivery {
   bool Failed() const;
   Tally Counts() const;
 
-  /// Writes the foot, behind `last` if that is not empty. Throws ToolError (internal) when anything could not be
-  /// written.
+  /// Writes the foot, behind `last` if that is not empty, and closes the file. Throws ToolError (internal) when
+  /// anything could not be written.
   void Finish(const std::string& last);
 
  private:
   struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { (void)std::fclose(file); }
   };
 
   void Write(const std::string& text);
   void Save(const std::string& line);
+  void CloseSaved();
+  void FailToSave();
 
   Output& output_;
   const Rendering rendering_;

@@ -1,7 +1,6 @@
 #include "tools/kelvar/fleet/Fleet.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include <fmt/format.h>
@@ -9,7 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Credentials.h"
+#include "tools/kelvar/Output.h"
 #include "tools/kelvar/fleet/FleetReading.h"
 #include "tools/kelvar/fleet/Inspection.h"
 #include "tools/kelvar/fleet/ProgressLine.h"
@@ -91,7 +92,7 @@ class FleetRun {
 
   /// False when threads are left that hang.
   bool Read(std::vector<ListedTarget> list) {
-    Credentials credentials(options_.password, ConfigOf(options_));
+    Credentials credentials(options_.password, ConfigNamed(options_.config));
     for (std::size_t position = 0; position < list.size(); ++position) {
       Begin(position, std::move(list[position]), credentials);
       progress_.Show(delivery_.Counts());
@@ -138,7 +139,7 @@ void ShowSummary(const Tally& tally, const Inspection& inspection, std::size_t s
   std::string text = SummaryOf(tally, seconds);
   text += skipped > 0 ? fmt::format("; {} were complete before", skipped) : "";
   text += inspection.Wanted() ? fmt::format("; differences: {}", inspection.Differences()) : "";
-  std::fprintf(stderr, "kelvar: %s\n", text.c_str());
+  Complain(text);
 }
 
 }  // namespace
@@ -174,7 +175,7 @@ int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
       ShowSummary(delivery.Counts(), inspection, skipped, seconds);
     }
   } catch (const ToolError& error) {
-    std::fprintf(stderr, "kelvar: %s\n", error.what());
+    Complain(error.what());
     code = error.Code();
   }
   if (!all) {

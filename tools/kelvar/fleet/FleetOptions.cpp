@@ -1,5 +1,7 @@
 #include "tools/kelvar/fleet/FleetOptions.h"
 
+#include <CLI/CLI.hpp>
+
 namespace Kelvar::Tool {
 
 namespace {

@@ -1,10 +1,11 @@
 #include "tools/kelvar/fleet/ProgressLine.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include <fmt/format.h>
 #include <unistd.h>
+
+#include "tools/kelvar/Output.h"
 
 namespace Kelvar::Tool {
 
@@ -20,15 +21,13 @@ void ProgressLine::Show(const Tally& tally) {
   last_ = now;
   const double seconds = std::chrono::duration<double>(now - start_).count();
   const double rate = static_cast<double>(tally.answered) / std::max(seconds, 0.001);
-  const std::string line =
-      fmt::format("\r{} of {} done, {} failed, {:.1f} a second\x1b[K", tally.answered, total_, tally.Failed(), rate);
-  std::fputs(line.c_str(), stderr);
-  std::fflush(stderr);
+  WriteToStandardError(
+      fmt::format("\r{} of {} done, {} failed, {:.1f} a second\x1b[K", tally.answered, total_, tally.Failed(), rate));
 }
 
 void ProgressLine::Clear() {
   if (shown_) {
-    std::fputs(eraser, stderr);
+    WriteToStandardError(eraser);
   }
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t stackBytes = 256 * 1024;
+constexpr std::size_t stackBytes = 256 * std::size_t{1024};
 constexpr std::chrono::milliseconds tickEvery{200};
 
 }  // namespace
@@ -232,7 +232,7 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
     if (now - blockedSince_ < settings_.deadline) {
       return nullptr;
     }
-    const std::shared_ptr<Task> task = std::move(queue_.front());
+    std::shared_ptr<Task> task = std::move(queue_.front());
     queue_.pop_front();
     return task;
   }

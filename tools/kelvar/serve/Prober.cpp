@@ -1,13 +1,12 @@
 #include "tools/kelvar/serve/Prober.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <exception>
 #include <utility>
 
-#include "common/text/Escape.h"
 #include "tools/kelvar/Commands.h"
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/Output.h"
 
 namespace Kelvar::Tool::Serve {
 
@@ -117,8 +116,7 @@ Report Prober::Read(const Probe& probe, const Progress& progress) {
     report = Failed(probe, ExitCode::Internal, error.what());
   }
   if (verbose_ && report.code != ExitCode::Complete) {
-    std::fprintf(stderr, "kelvar: %s: %s: %s\n", report.target.c_str(), NameOf(report.code),
-                 Text::EscapeControl(WhyOf(report)).c_str());
+    Complain(report.target + ": " + NameOf(report.code) + ": " + WhyOf(report));
   }
   return report;
 }

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -14,6 +15,7 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Config.h"
 #include "tools/kelvar/ExitCode.h"
 #include "tools/kelvar/LogWatch.h"
@@ -42,8 +44,7 @@ struct Options {
 void Declare(CLI::App& app, Options& options) {
   app.add_option("--listen", options.listen, "Address and port to listen on, such as 127.0.0.1:9764 or [::]:9764")
       ->type_name("ADDR[:PORT]");
-  app.add_option("--config", options.config, "Configuration file (default: ~/.config/kelvar/config.toml)")
-      ->type_name("FILE");
+  DeclareConfig(app, options.config);
   app.add_flag("-v,--verbose", options.verbose, "Tell of readings that are not complete; twice: the library's log too");
 }
 
@@ -127,10 +128,8 @@ int Main(int argc, const char* const* argv) {
   CLI::App app("Serves the metrics of many targets to Prometheus.", "kelvar serve");
   Options options;
   Declare(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage);
+  if (const std::optional<int> over = Parse(app, argc, argv)) {
+    return *over;
   }
   const Config config = ConfigIn(options.config);
   std::signal(SIGPIPE, SIG_IGN);

@@ -1,0 +1,43 @@
+#include "tools/kelvar/CommandLine.h"
+
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/kelvar/ExitCode.h"
+
+namespace Kelvar::Tool {
+
+void DeclareConfig(CLI::App& app, std::string& file) {
+  app.add_option("--config", file, "Configuration file (default: ~/.config/kelvar/config.toml)")->type_name("FILE");
+}
+
+void DeclarePassword(CLI::App& app, PasswordSource& password) {
+  auto* const file =
+      app.add_option("--password-file", password.file, "File whose first line is the password")->type_name("FILE");
+  app.add_option("--password-command", password.command, "Shell command that prints the password")
+      ->type_name("COMMAND")
+      ->excludes(file);
+}
+
+std::optional<int> Parse(CLI::App& app, int argc, const char* const* argv) {
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (app.exit(error) != 0) {
+      return static_cast<int>(ExitCode::Usage);
+    }
+    if (!std::cout.flush()) {
+      throw ToolError(ExitCode::Internal, "standard output cannot be written");
+    }
+    return 0;
+  }
+  return std::nullopt;
+}
+
+Config ConfigNamed(const std::string& file) {
+  const std::string used = file.empty() ? DefaultConfigFile() : file;
+  return used.empty() ? Config() : ReadConfig(used);
+}
+
+}  // namespace Kelvar::Tool
