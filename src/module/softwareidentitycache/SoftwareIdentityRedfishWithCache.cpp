@@ -20,22 +20,6 @@ namespace {
 constexpr std::chrono::seconds kFresh{60};
 constexpr std::chrono::seconds kFailureRemembered{5};
 
-constexpr std::array<DocumentField<SoftwareIdentity_>, 7> kFields = {{
-    {"Id", &SoftwareIdentity_::InstanceID},
-    {"Name", &SoftwareIdentity_::Name},
-    {"Description", &SoftwareIdentity_::Description},
-    {"Manufacturer", &SoftwareIdentity_::Manufacturer},
-    {"SoftwareId", &SoftwareIdentity_::SoftwareID},
-    {"Version", &SoftwareIdentity_::VersionString},
-    {"ReleaseDate", &SoftwareIdentity_::ReleaseDate},
-}};
-
-SoftwareIdentity_ ReadIdentity(const JsonValue& resource) {
-  SoftwareIdentity_ identity;
-  LoadFields(resource, kFields, identity);
-  return identity;
-}
-
 }  // namespace
 
 /// The requests of one refresh, over one connection.
@@ -64,6 +48,21 @@ class SoftwareIdentityRedfishWithCache::Fill {
   }
 
  private:
+  static Resource Read(const JsonValue& value) {
+    static constexpr std::array<DocumentField<Resource>, 7> kFields = {{
+        {"Id", &Resource::id},
+        {"Name", &Resource::name},
+        {"Description", &Resource::description},
+        {"Manufacturer", &Resource::manufacturer},
+        {"SoftwareId", &Resource::softwareId},
+        {"Version", &Resource::version},
+        {"ReleaseDate", &Resource::releaseDate},
+    }};
+    Resource resource;
+    LoadFields(value, kFields, resource);
+    return resource;
+  }
+
   /// They are complete when every member stood in the answer itself.
   void Expanded() {
     auto response = Ask("", std::string(RedfishService::kFirmwareInventory) + RedfishService::kExpand);
@@ -75,7 +74,7 @@ class SoftwareIdentityRedfishWithCache::Fill {
     cache_.complete_ = members.IsArray() && !document->Root()[kNextLink];
     for (const JsonValue& member : members.Elements()) {
       if (const auto id = member["Id"].String()) {
-        cache_.identities_[*id] = ReadIdentity(member);
+        cache_.identities_[*id] = Read(member);
       } else {
         cache_.complete_ = false;
       }
@@ -85,9 +84,8 @@ class SoftwareIdentityRedfishWithCache::Fill {
   void One(const std::string& id) {
     auto response = Ask(id, std::string(RedfishService::kFirmwareInventory) + "/" + id);
     const auto document = response ? JsonDocument::Read(std::move(response->body)) : std::nullopt;
-    cache_.identities_[id] = document && document->Root().IsObject()
-                                 ? std::optional<SoftwareIdentity_>(ReadIdentity(document->Root()))
-                                 : std::nullopt;
+    cache_.identities_[id] =
+        document && document->Root().IsObject() ? std::optional<Resource>(Read(document->Root())) : std::nullopt;
   }
 
   /// None for a failed response. One that further requests would meet as well makes the whole fill a failure.
@@ -118,6 +116,13 @@ SoftwareIdentityRedfishWithCache* SoftwareIdentityRedfishWithCache::GetInstance(
   auto& instance = instances[{info.Host, info.Port, info.UserName, info.Password, info.AddressFamily}];
   if (!instance) {
     instance = std::make_unique<SoftwareIdentityRedfishWithCache>(info);
+    static Clock::time_point looked;
+    if (Clock::now() - looked >= kFresh) {
+      looked = Clock::now();
+      for (const auto& [key, other] : instances) {
+        other->ForgetStale();
+      }
+    }
   }
   return instance.get();
 }
@@ -141,22 +146,44 @@ int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string
   if (failed_ || found == identities_.end() || !found->second) {
     return -1;
   }
-  identity = *found->second;
+  const Resource& resource = *found->second;
+  identity = SoftwareIdentity_();
+  identity.InstanceID = resource.id;
+  identity.Name = resource.name;
+  identity.Description = resource.description;
+  identity.Manufacturer = resource.manufacturer;
+  identity.SoftwareID = resource.softwareId;
+  identity.VersionString = resource.version;
+  identity.ReleaseDate = resource.releaseDate;
   return 0;
 }
 
+bool SoftwareIdentityRedfishWithCache::IsFresh() const {
+  return filledAt_ && surroundings_.now() - *filledAt_ < (failed_ ? kFailureRemembered : kFresh);
+}
+
+void SoftwareIdentityRedfishWithCache::Forget() {
+  identities_.clear();
+  failures_.clear();
+  complete_ = failed_ = false;
+}
+
+void SoftwareIdentityRedfishWithCache::ForgetStale() {
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (lock && !IsFresh()) {
+    Forget();
+  }
+}
+
 void SoftwareIdentityRedfishWithCache::Refresh(const std::string& id, Rest::RestClientInterface* client) {
-  const auto age = filledAt_ ? surroundings_.now() - *filledAt_ : Clock::duration::max();
-  const bool fresh = age < (failed_ ? kFailureRemembered : kFresh);
+  const bool fresh = IsFresh();
   if (fresh && (failed_ || complete_ || identities_.count(id) != 0)) {
     TellAgain(id);
     return;
   }
   Fill fill(*this, client);
   if (!fresh) {
-    identities_.clear();
-    failures_.clear();
-    complete_ = failed_ = false;
+    Forget();
     fill.All();
     filledAt_ = surroundings_.now();
   }

@@ -20,8 +20,9 @@ namespace Kelvar {
 /// One request for the expanded firmware inventory fills all identities; where the service refuses or ignores the
 /// expansion, each of kIdentifiers, and any other identity that is asked for, is requested by itself. A service that
 /// could not be reached or refused the login is left alone for 5 seconds, so that asking for seven identities costs one
-/// time-out. A fill goes over the client of who asks, or over a connection of its own, which is not kept. Safe from any
-/// thread; a fill makes others that ask for the same connection wait.
+/// time-out. What is older than a minute is forgotten when other connections come, so that reading many targets does
+/// not keep them all. A fill goes over the client of who asks, or over a connection of its own, which is not kept. Safe
+/// from any thread; a fill makes others that ask for the same connection wait.
 class SoftwareIdentityRedfishWithCache {
  public:
   using Clock = std::chrono::steady_clock;
@@ -47,17 +48,31 @@ class SoftwareIdentityRedfishWithCache {
   int GetSoftwareIdentityViaID(const std::string& id, KelvarOptions::SoftwareIdentity_& identity,
                                Rest::RestClientInterface* client = nullptr);
 
+  /// Gives back the memory of what is too old to be told, unless a fill is under way.
+  void ForgetStale();
+
  private:
-  using Identity = KelvarOptions::SoftwareIdentity_;
+  /// What a service tells of an identity: a quarter of the whole record.
+  struct Resource {
+    std::string id;
+    std::string name;
+    std::string description;
+    std::string manufacturer;
+    std::string softwareId;
+    std::string version;
+    std::string releaseDate;
+  };
   class Fill;
 
   void Refresh(const std::string& id, Rest::RestClientInterface* client);
+  bool IsFresh() const;
+  void Forget();
   void TellAgain(const std::string& id) const;
 
   const KelvarConnection::ConnectionInfo info_;
   const Surroundings surroundings_;
   std::mutex mutex_;
-  std::map<std::string, std::optional<Identity>> identities_;  ///< none: the service does not have it
+  std::map<std::string, std::optional<Resource>> identities_;  ///< none: the service does not have it
   bool complete_ = false;                                      ///< what is not in the map does not exist
   bool failed_ = false;
   std::map<std::string, std::string> failures_;  ///< what was logged, by identifier; "" is the whole fill's
