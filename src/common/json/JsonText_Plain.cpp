@@ -250,7 +250,7 @@ bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept {
 }
 
 bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vector<JsonPlace>& places) {
-  constexpr std::size_t kLikelyBytesOfValue = 32;
+  constexpr std::size_t kLikelyBytesOfValue = 24;
   places.clear();
   if (text.size() > limits.bytes || text.size() > std::numeric_limits<u32>::max()) {
     return false;
