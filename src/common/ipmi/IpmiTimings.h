@@ -9,7 +9,7 @@ namespace Kelvar {
 
 /// Waits of an IPMI session, all in milliseconds.
 struct IpmiTimings {
-  u32 firstWaitMs = 250;     ///< before a request is sent for the second time; doubles from then on
+  u32 firstWaitMs = 250;     ///< before a request is sent for the second time; doubles with each further one
   u32 longestWaitMs = 2000;  ///< bound of the growing wait
   u32 tries = 4;             ///< transmissions of one request, the first included
   u32 limitMs = 10000;       ///< bound of one connect or send, with everything it repeats
@@ -30,8 +30,11 @@ inline int LeftUntil(Clock::time_point end) {
   return static_cast<int>(std::clamp<long>(left, 0, 1'000'000));
 }
 
-/// The wait behind transmission number `index`, which counts from 0.
-inline std::chrono::milliseconds WaitAfter(const IpmiTimings& timings, u32 index) {
+/// The wait behind transmission number `index`, which counts from 0. A target that is known as prompt has lost a
+/// datagram rather than being slow: the second wait is no longer than the first. More copies would only keep a slow one
+/// busy.
+inline std::chrono::milliseconds WaitAfter(const IpmiTimings& timings, u32 index, bool prompt = false) {
+  index = prompt && index == 1 ? 0 : index;
   const u64 grown = static_cast<u64>(timings.firstWaitMs) << std::min(index, 16U);
   return std::chrono::milliseconds(std::min<u64>(grown, timings.longestWaitMs));
 }

@@ -49,6 +49,7 @@ bool UdpChannel::Open(const Endpoint& endpoint) {
     return false;
   }
   incoming_.resize(kLargestDatagram);
+  prompt_ = false;
   return true;
 }
 
@@ -79,8 +80,11 @@ Heard UdpChannel::Exchange(const Patience& patience, const std::function<void(By
     outgoing_.clear();
     make(outgoing_);
     Post(outgoing_);
-    const auto until = std::min(now + WaitAfter(patience.timings, index), patience.deadline);
+    const auto until = std::min(now + WaitAfter(patience.timings, index, prompt_), patience.deadline);
     const Heard heard = Listen(until, patience.stopWhenNoServer, accept);
+    if (heard == Heard::Answer && index == 0) {  // of a later one it is not known which transmission it answers
+      prompt_ = Clock::now() - now < WaitAfter(patience.timings, 0) / 2;
+    }
     if (heard != Heard::Silence) {
       return heard;
     }

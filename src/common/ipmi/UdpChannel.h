@@ -59,6 +59,7 @@ class UdpChannel {
   bool WaitReadable(Clock::time_point until) const;
 
   int socket_ = -1;
+  bool prompt_ = false;  ///< answers come soon
   Bytes outgoing_;
   Bytes incoming_;
 };
