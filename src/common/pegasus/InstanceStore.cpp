@@ -48,6 +48,7 @@ char* InstanceStore::Allocate(std::size_t size) {
     pieces_.push_back(std::make_unique_for_overwrite<char[]>(pieceSize));
     free_ = pieces_.back().get();
     freeSize_ = pieceSize;
+    bytes_ += pieceSize;
   }
   char* const taken = free_;
   free_ += size;
@@ -72,7 +73,8 @@ const InstanceRecord* InstanceStore::Add(const InstanceDraft& draft) {
   return record;
 }
 
-Uint16 InstanceStore::AddShape(PropertyShape shape) {
+Uint16 InstanceStore::AddShape(PropertyShape shape, std::size_t nameBytes) {
+  bytes_ += sizeof shape + shape.qualifiers.size() * sizeof(CIMConstQualifier) + nameBytes;
   shapes_.push_back(std::move(shape));
   return static_cast<Uint16>(shapes_.size() - 1);
 }
@@ -102,7 +104,7 @@ bool ShapeNumbers::Find(std::string_view name, CIMType type, bool isArray, std::
     if (numbers_.size() == kMax || qualifierCount_ > kMaxQualifiers) {
       return false;
     }
-    number = store_.AddShape({CIMName(String(name)), type, isArray, std::move(qualifiers)});
+    number = store_.AddShape({CIMName(String(name)), type, isArray, std::move(qualifiers)}, 2 * key_.size());
     numbers_.emplace(key_, number);
   }
   guess_ = number + std::size_t{1};

@@ -61,7 +61,10 @@ class InstanceStore {
 
   const PropertyShape& Shape(Uint16 number) const noexcept { return shapes_[number]; }
   std::size_t ShapeCount() const noexcept { return shapes_.size(); }
-  Uint16 AddShape(PropertyShape shape);
+  /// `nameBytes` are those of the name and the qualifiers, wherever they are kept.
+  Uint16 AddShape(PropertyShape shape, std::size_t nameBytes);
+  /// What is kept so far.
+  std::size_t Bytes() const noexcept { return bytes_; }
 
  private:
   char* Allocate(std::size_t size);
@@ -69,6 +72,7 @@ class InstanceStore {
   std::vector<std::unique_ptr<char[]>> pieces_;
   char* free_ = nullptr;
   std::size_t freeSize_ = 0;
+  std::size_t bytes_ = 0;
   std::deque<PropertyShape> shapes_;
 };
 

@@ -29,10 +29,15 @@ struct ReplyLimits {
   std::size_t tokenBytes = std::size_t{256} * 1024;
   std::size_t attributes = 64;
   std::size_t depth = 100;
-  std::size_t instances = 1'000'000;
+  std::size_t instances = 500'000;
+  /// What instances keep: their values, paths and names. With the records that are made of them, the process then grows
+  /// by less than 512 MiB.
+  std::size_t keptBytes = std::size_t{128} * 1024 * 1024;
+  /// Of the values of one instance.
+  std::size_t instanceBytes = std::size_t{32} * 1024 * 1024;
   /// Properties and elements of arrays.
   std::size_t values = 4'000'000;
-  /// Of one value; of an array, all elements together.
+  /// Of one value; of an array, all elements together; of qualifiers, those of one property.
   std::size_t valueBytes = std::size_t{16} * 1024 * 1024;
   /// Of all object paths. A path inside a path is quoted once more, which can double it at each level; so a short
   /// reply can hold long paths.
@@ -77,6 +82,7 @@ class ReplyParser {
   void ClosePath();
   void AddKey(std::string_view valueType, std::string_view value);
   void CountValue();
+  void CheckKept() const;
   void CloseReference();
   void CloseInstance();
   Element Parent() const noexcept;
@@ -127,6 +133,7 @@ class ReplyParser {
   ValueDraft* value_ = nullptr;
   std::size_t valueCount_ = 0;
   std::vector<CIMConstQualifier> qualifiers_;
+  std::size_t qualifierBytes_ = 0;
 
   std::shared_ptr<InstanceStore> store_;
   ShapeNumbers shapes_;

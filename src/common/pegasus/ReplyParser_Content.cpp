@@ -130,6 +130,7 @@ void ReplyParser::OpenProperty(Element element, const char** attributes) {
       element == Element::PropertyReference ? CIMTYPE_REFERENCE : TypeNamed(Attribute(attributes, "TYPE"));
   property_.Start(Attribute(attributes, "NAME"), type, element == Element::PropertyArray);
   qualifiers_.clear();
+  qualifierBytes_ = 0;
   value_ = &property_;
 }
 
@@ -156,6 +157,10 @@ void ReplyParser::CloseQualifier() {
   if (qualifiers_.size() == ShapeNumbers::kMaxQualifiers) {
     FailValidation("too many qualifiers");
   }
+  qualifierBytes_ += qualifier_.name.size() + qualifier_.stored.size();
+  if (qualifierBytes_ > limits_.valueBytes) {
+    FailLongValue();
+  }
   if (IsLegalName(qualifier_.name)) {
     qualifiers_.emplace_back(CIMName(String(std::string_view(qualifier_.name))), qualifier_.Value());
   }
@@ -170,7 +175,17 @@ void ReplyParser::CloseProperty() {
   if (!shapes_.Find(property_.name, property_.type, property_.isArray, qualifiers_, shape)) {
     FailValidation("too many different properties");
   }
+  CheckKept();
   draft_.AddProperty(shape, property_.stored, property_.isNull);
+  if (draft_.texts.size() > limits_.instanceBytes) {
+    FailValidation("an instance of more than " + std::to_string(limits_.instanceBytes) + " bytes");
+  }
+}
+
+void ReplyParser::CheckKept() const {
+  if (store_->Bytes() > limits_.keptBytes) {
+    FailValidation("instances of more than " + std::to_string(limits_.keptBytes) + " bytes");
+  }
 }
 
 void ReplyParser::OpenPathElement(Element element, const char** attributes) {
@@ -245,6 +260,7 @@ void ReplyParser::CloseInstance() {
     FailValidation("more than " + std::to_string(limits_.instances) + " instances");
   }
   records_.push_back(store_->Add(draft_));
+  CheckKept();
   draft_.Clear();
 }
 

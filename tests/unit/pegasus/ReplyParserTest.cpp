@@ -325,6 +325,23 @@ TEST(ReplyParser, BoundsWhatAReplyCanCost) {
   EXPECT_EQ(XmlFailure(InstanceReply("<PROPERTY NAME=\"P\"><VALUE>123456789012345678901"), few), tooLong)
       << "before its end";
   EXPECT_EQ(XmlFailure(InstanceReply(array + "<VALUE>1234567890</VALUE><VALUE>1</VALUE>" + arrayEnd), few), tooLong);
+  const std::string qualifier = "<QUALIFIER NAME=\"Q\" TYPE=\"string\"><VALUE>1234567890</VALUE></QUALIFIER>";
+  EXPECT_EQ(XmlFailure(InstanceReply("<PROPERTY NAME=\"P\">" + qualifier + qualifier), few), tooLong);
+
+  few = {};
+  few.instanceBytes = 50;
+  EXPECT_EQ(Parse(InstanceReply(scalar + scalar), 4096, few).size(), 1U);
+  EXPECT_EQ(XmlFailure(InstanceReply(scalar + scalar + scalar), few),
+            "Validation error: on line 1: an instance of more than 50 bytes");
+  few.instanceBytes = ReplyLimits().instanceBytes;
+  few.keptBytes = 200'000;
+  const std::string tooMuch = "Validation error: on line 1: instances of more than 200000 bytes";
+  EXPECT_EQ(XmlFailure(InstanceReply(names), few), tooMuch) << "names";
+  std::string instances;
+  for (int i = 0; i < 4000; ++i) {
+    instances += "<INSTANCE>" + scalar + scalar + "</INSTANCE>";
+  }
+  EXPECT_EQ(XmlFailure(Reply("<IRETURNVALUE>" + instances), few), tooMuch) << "values";
 }
 
 /// A reference whose path holds `levels` others, each inside a key of the one before; what is quoted doubles.
