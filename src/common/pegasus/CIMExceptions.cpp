@@ -42,7 +42,7 @@ String StatusText(CIMStatusCode code) {
   if (index < kStatusNames.size()) {
     return kStatusNames[index];
   }
-  return String(std::string_view("Unrecognized CIM status code \"" + std::to_string(index) + "\""));
+  return String(std::string_view("Unrecognized CIM status code \"" + std::to_string(int{code}) + "\""));
 }
 
 String HttpErrorText(const String& status, const String& cimError, const String& detail) {

@@ -218,6 +218,8 @@ TEST_F(CIMClientTest, TellsBadAndRefusingMessagesApart) {
                "CIMStatusCode: 3\r\nCIMStatusCodeDescription: no%20such%20namespace%3\r\n"),
        "CIM 3: no such namespace%3"},
       {Chunked({}, "CIMStatusCode: 5\r\n"), "CIM 5: CIM_ERR_INVALID_CLASS"},
+      {Chunked({}, "CIMStatusCode: 51\r\n"), "CIM 51: Unrecognized CIM status code \"51\""},
+      {CimHttpReply(CimReplyXml("<ERROR CODE=\"-1\"/>")), "CIM -1: Unrecognized CIM status code \"-1\""},
   });
 }
 
