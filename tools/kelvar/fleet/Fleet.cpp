@@ -82,7 +82,6 @@ class FleetRun {
  public:
   FleetRun(const Options& options, const FleetOptions& fleetOptions, Delivery& delivery, std::size_t total)
       : options_(options),
-        fleetOptions_(fleetOptions),
         delivery_(delivery),
         log_(options.verbose > 0 && !options.quiet ? ShownLogLevel(options) : 0),
         parts_{log_, delivery, accounts_, options.commonEventId, fleetOptions.deadlineSeconds},
@@ -119,7 +118,6 @@ class FleetRun {
   }
 
   const Options& options_;
-  const FleetOptions& fleetOptions_;
   Delivery& delivery_;
   LogWatch log_;
   Accounts accounts_;

@@ -47,8 +47,8 @@ std::string HtmlPage::FirmwareMatrix() const {
   std::vector<Column> columns;
   for (const auto& [number, digest] : digests_) {
     for (const auto& [name, value] : digest.firmware) {
-      const bool known =
-          std::any_of(columns.begin(), columns.end(), [&](const Column& column) { return column.field == name; });
+      const bool known = std::any_of(columns.begin(), columns.end(),
+                                     [&field = name](const Column& column) { return column.field == field; });
       if (!known && std::string_view(name).find("Date") == std::string_view::npos) {
         columns.push_back({name, {}});
       }
