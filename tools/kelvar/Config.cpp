@@ -116,6 +116,9 @@ Config::Account AccountOf(const std::string& file, const toml::table& table) {
   account.password = {reader.Text("password-file").value_or(""), reader.Text("password-command").value_or(""),
                       reader.Text("password")};
   reader.RefuseOthers();
+  if (!account.password.file.empty() + !account.password.command.empty() + account.password.text.has_value() > 1) {
+    Refuse(file, "an account has more than one of password-file, password-command, password");
+  }
   constexpr const char* protocols[] = {"", "ipmi", "redfish", "cim"};
   if (std::find(std::begin(protocols), std::end(protocols), account.protocol) == std::end(protocols)) {
     Refuse(file, "account.protocol is none of ipmi, redfish, cim");

@@ -1,5 +1,6 @@
 #include "tools/kelvar/Target.h"
 
+#include <algorithm>
 #include <charconv>
 #include <iterator>
 #include <memory>
@@ -95,6 +96,17 @@ void ReadQuery(const std::string& address, const std::string& query, ConnectionI
   }
 }
 
+void ReadUser(const std::string& address, const Url& url, ConnectionInfo& info) {
+  if (!url.Part(CURLUPART_USER)) {
+    return;
+  }
+  const auto user = url.Part(CURLUPART_USER, CURLU_URLDECODE);
+  if (!user) {
+    Refuse(address, "a user name has no control characters");
+  }
+  info.UserName = *user;
+}
+
 void ReadHost(const std::string& address, const Url& url, ConnectionInfo& info) {
   info.Host = url.Part(CURLUPART_HOST).value_or("");
   if (info.Host.empty()) {
@@ -120,10 +132,19 @@ std::optional<Target> ParseLocal(const std::string& address) {
   return target;
 }
 
+/// What these would hide, or do to a terminal, is not shown either.
+void RefuseControls(const std::string& address) {
+  const auto isControl = [](char letter) { return (letter >= 0 && letter < ' ') || letter == 0x7F; };
+  if (std::any_of(address.begin(), address.end(), isControl)) {
+    throw ToolError(ExitCode::Usage, "target: an address has no control characters");
+  }
+}
+
 /// Before anything else, so that no message shows the password.
 void RefusePassword(const std::string& address) {
   const std::size_t scheme = address.find("://");
-  const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
+  // Behind a ":" or "@" it is no scheme that ends there, but perhaps the password.
+  const std::size_t start = scheme == std::string::npos || address.find_first_of(":@") < scheme ? 0 : scheme + 3;
   const std::size_t at = address.rfind('@');
   if (at != std::string::npos && address.find(':', start) < at) {
     throw ToolError(ExitCode::Usage,
@@ -135,10 +156,11 @@ void RefusePassword(const std::string& address) {
 }  // namespace
 
 Target ParseTarget(const std::string& address) {
+  RefusePassword(address);
+  RefuseControls(address);
   if (auto local = ParseLocal(address)) {
     return *local;
   }
-  RefusePassword(address);
   if (address.find("://") == std::string::npos) {
     Refuse(address, "wanted is SCHEME://[USER@]HOST[:PORT] or ipmi-local:N");
   }
@@ -151,8 +173,8 @@ Target ParseTarget(const std::string& address) {
   ReadHost(address, url, info);
   const auto port = url.Part(CURLUPART_PORT);
   info.Port = port ? NumberOf(address, *port) : scheme.port;
-  info.UserName = url.Part(CURLUPART_USER, CURLU_URLDECODE).value_or("");
-  if (url.Part(CURLUPART_PATH).value_or("/") != "/") {
+  ReadUser(address, url, info);
+  if (url.Part(CURLUPART_PATH).value_or("/") != "/" || url.Part(CURLUPART_FRAGMENT)) {
     Refuse(address, "a path has no meaning here");
   }
   if (const auto query = url.Part(CURLUPART_QUERY)) {

@@ -70,6 +70,9 @@ void ReadObject(const std::string& line, ListedTarget& listed) {
   if (listed.name.empty()) {
     Refuse("no \"target\"");
   }
+  if (!listed.password.file.empty() && !listed.password.command.empty()) {
+    Refuse("both password-file and password-command");
+  }
   listed.target = ParseTarget(listed.name);
   if (!user.empty()) {
     listed.target->info.UserName = user;
