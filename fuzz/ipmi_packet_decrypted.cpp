@@ -1,8 +1,11 @@
-// What an RMCP+ packet with a right authentication code holds once decrypted: any padding, any message.
+// What an RMCP+ packet with a right authentication code holds once decrypted: any padding, any message. It is taken
+// once.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
+#include "Check.h"
 #include "common/ipmi/IpmiMessage.h"
 #include "common/ipmi/Rakp.h"
 #include "common/ipmi/RmcpPlusSession.h"
@@ -16,6 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const Secret key(Bytes(20, 1));
   Bytes text(data, data + std::min(size, kMost));
   text.resize(text.size() / AesCbc::kBlock * AesCbc::kBlock);
+  const Bytes plain = text;
   Bytes payload(AesCbc::kBlock);
   AesCbc(DerivedKey(kSuite3, key, 2).View()).Encrypt(payload, text);
   Append(payload, text);
@@ -29,9 +33,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Hmac integrity(kSuite3.digest, DerivedKey(kSuite3, key, 1).View());
   AppendTrailer(packet, integrity, kSuite3.integritySize);
   RmcpPlusSession session(kSuite3, key, kId, kId);
+  Bytes again = packet;
   if (const auto message = session.Unwrap(packet)) {
+    FUZZ_CHECK(message->size() < text.size() && message->size() + AesCbc::kBlock >= text.size());
+    FUZZ_CHECK(std::equal(message->begin(), message->end(), plain.begin()));
+    FUZZ_CHECK(plain.back() == plain.size() - message->size() - 1);
     (void)DecodeReply(*message, {kNetFnApplication, 0x01, 1});
     (void)DecodeRakp4(*message);
   }
+  FUZZ_CHECK(!session.Unwrap(again));
   return 0;
 }
