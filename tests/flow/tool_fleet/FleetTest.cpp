@@ -126,6 +126,24 @@ TEST_F(Fleet, NeverTriesARefusedLoginAgain) {
   EXPECT_THAT(result.output, HasSubstr("not tried, for this account was refused before"));
 }
 
+TEST_F(Fleet, TakesTheAccountOfALineBeforeAllOthers) {
+  const BmcSim sim("full", {"--serve", "redfish,ipmi"});
+  const std::string redfish = "redfish://127.0.0.1:" + std::to_string(sim.Port("redfish"));
+  const std::string ipmi = Address("ipmi", sim.Port("ipmi"));
+  const std::string config = File("config", "[[account]]\nprotocol = \"redfish\"\nuser = \"admin\"\n");
+  std::filesystem::permissions(config, std::filesystem::perms::owner_read);
+  const std::string list = File(
+      "list", "{\"target\": \"" + redfish + "\", \"password-command\": \"echo kelvar-demo\"}\n" + "{\"target\": \"" +
+                  redfish + "\", \"user\": \"admin\", \"password-file\": \"" + File("right", "kelvar-demo\nmore\n") +
+                  "\"}\n{\"target\": \"" + ipmi + "\", \"password-file\": \"" + File("other", "s3cret\n") +
+                  "\"}\n{\"target\": \"" + ipmi + "\", \"password-file\": \"x\", \"password-command\": \"y\"}\n");
+  const CommandResult result =
+      RunTool({"--targets", list, "--ordered", "--config", config, "identity"}, {"KELVAR_PASSWORD=another"});
+  EXPECT_THAT(Statuses(result.output),
+              ElementsAre(redfish + " complete", redfish + " complete", ipmi + " login_refused", "line 4 usage"));
+  EXPECT_THAT(result.output + result.errors, Not(HasSubstr("s3cret")));
+}
+
 TEST_F(Fleet, KeepsAtTheDeadlineWhatATargetGave) {
   ScriptedHttpServer server({true, false});
   HttpReply hanging("{}");
