@@ -1,7 +1,8 @@
 // Sessions over LAN from the first question to the last command, with a service processor that can make what is
 // authentic and spoils it, repeats it or keeps quiet as the input says. The first byte chooses the cipher suite.
 
-#include <deque>
+#include <algorithm>
+#include <vector>
 
 #include <kelvar/Log.h>
 
@@ -15,7 +16,16 @@ using namespace Kelvar::Ipmi;
 namespace {
 
 Fuzz::ScriptedBmc* bmc = nullptr;
-std::deque<Bytes> sent;      ///< authentic answers, newest last
+/// An authentic answer.
+struct Answer {
+  Bytes packet;
+  bool secured;
+  Reply told;
+  std::size_t request;  ///< number of the exchange it belongs to
+};
+
+std::vector<Answer> answers;
+std::size_t exchanges = 0;
 std::optional<Reply> taken;  ///< what the last answer that the library took tells; nothing when it was none of these
 
 enum class Step { Right, Spoiled, Raw, Repeated, Quiet };
@@ -41,24 +51,27 @@ bool SameInside(const Bytes& one, const Bytes& other) {
                                                   other.begin() + std::min<long>(4, std::ssize(one)));
 }
 
-/// One datagram, which `accept` may take, where `right` is the authentic one.
-bool Deliver(const Bytes& right, Step step, const std::function<bool(std::span<u8>)>& accept) {
-  Bytes datagram = right;
-  if (step == Step::Repeated && sent.size() > 1) {
-    datagram = sent[bmc->Script().U8() % sent.size()];
+/// One datagram, which `accept` may take.
+bool Deliver(Step step, const std::function<bool(std::span<u8>)>& accept) {
+  Bytes datagram = answers.back().packet;
+  if (step == Step::Repeated) {
+    datagram = answers[bmc->Script().U8() % answers.size()].packet;
   } else if (step == Step::Spoiled) {
     Spoil(datagram);
   } else if (step == Step::Raw) {
     const ByteView raw = bmc->Script().Bytes(std::min<std::size_t>(bmc->Script().U8(), bmc->Script().Remaining()));
     datagram.assign(raw.begin(), raw.end());
   }
-  const bool same = SameInside(datagram, right);
-  const bool accepted = accept(datagram);
-  FUZZ_CHECK(!accepted || !bmc->Secured() || same);
-  if (accepted) {
-    taken = same ? std::optional(bmc->Told()) : std::nullopt;
+  const auto fits = [&](const Answer& answer) {
+    return answer.request == exchanges && SameInside(answer.packet, datagram);
+  };
+  const auto answer = std::find_if(answers.begin(), answers.end(), fits);
+  if (!accept(datagram)) {
+    return false;
   }
-  return accepted;
+  FUZZ_CHECK(answer != answers.end() || !answers.back().secured);
+  taken = answer != answers.end() ? std::optional(answer->told) : std::nullopt;
+  return true;
 }
 
 }  // namespace
@@ -80,14 +93,16 @@ void UdpChannel::Post(ByteView /*packet*/) noexcept {}
 
 Heard UdpChannel::Exchange(const Patience& patience, const std::function<void(Bytes&)>& make,
                            const std::function<bool(std::span<u8>)>& accept) {
+  ++exchanges;
   for (u32 index = 0; index < patience.timings.tries; ++index) {
     outgoing_.clear();
     make(outgoing_);
-    sent.push_back(bmc->AnswerTo(outgoing_));
+    Bytes packet = bmc->AnswerTo(outgoing_);
+    answers.push_back({std::move(packet), bmc->Secured(), bmc->Told(), exchanges});
     Step step = NextStep();
     // Two datagrams at most come for one packet.
     for (int count = 0; count < 2 && step != Step::Quiet && bmc->Script().Remaining() > 0; ++count) {
-      if (Deliver(sent.back(), step, accept)) {
+      if (Deliver(step, accept)) {
         return Heard::Answer;
       }
       step = NextStep();
@@ -105,7 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   Fuzz::ScriptedBmc scripted({data + 1, size - 1});
   bmc = &scripted;
-  sent.clear();
+  answers.clear();
   taken.reset();
   IpmiClient client("bmc", Fuzz::ScriptedBmc::kUser, Fuzz::ScriptedBmc::kPassword, "623", data[0]);
   const CONNECTIONSTATE state = client.connect();
