@@ -19,9 +19,6 @@ std::string Escaped(const std::string& text) {
       case '\'':
         escaped += "&apos;";
         break;
-      case ' ':
-        escaped += "&#32;";
-        break;
       default:
         escaped += c;
     }
