@@ -85,11 +85,12 @@ ZMCAPPRETURNCODE zmcapp::ReadLog(const std::string& log, std::vector<ZMCMESSAGEL
   const Pegasus::Array<CIMInstance> instances =
       EnumerateAll(*connection->GetCIMClient(), connection->GetNamespace(), "CIM_LogEntry");
   ZMCMESSAGELOGDATA entry;
+  RecordAppender<ZMCMESSAGELOGDATA> append(list, kMessageLogTexts);
   for (Pegasus::Uint32 i = 0; i < instances.size(); ++i) {
     if (BelongsTo(instances[i], log)) {
       entry.ZMCIndex = info.ZMCIndex;
       ReadMessageLogEntry(instances[i], kSelector, entry);
-      list.push_back(entry);
+      append(entry);
     }
   }
   return list.empty() ? ZMCAPP_NO_INSTANCE : ZMCAPP_SUCCESS;

@@ -194,6 +194,7 @@ TEST(MemoryCeiling, HoldsForCim) {
       {"long messages", Reply("", Instance(Property("Message", Value(15 * kMiB))), "", 8)},
       {"long names", Reply("", Instance(names), "", 1)},
       {"qualifiers", Reply("", Instance(qualified), "", 1)},
+      {"a message that is repeated", Reply(Instance(Property("Message", Value(kMiB))), Instance(""), "", 10'000)},
       {"many arguments", Reply(arguments, Value(2), argumentsEnd, 2'700'000)},
   };
   ScriptedCimServer server;

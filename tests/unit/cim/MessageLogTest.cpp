@@ -116,6 +116,20 @@ TEST_F(MessageLog, FailuresKeepWhatWasReadBefore) {
   }
 }
 
+TEST_F(MessageLog, LongTextIsNotRepeatedWithoutEnd) {
+  constexpr std::size_t kLong = std::size_t{8} * 1024 * 1024;
+  std::string instances = Entry({{"Message", "string", std::string(kLong, 'x')}});
+  for (int i = 0; i < 20; ++i) {
+    instances += Entry({});
+  }
+  LogCapture log(2);
+  EXPECT_EQ(Read(instances), 9);
+  EXPECT_EQ(list.size(), 16U) << "as many as the bound allows";
+  EXPECT_TRUE(log.Has(2,
+                      "in GetZMCMessageLogData(), Catch other CIM Exception : the records hold more than 134217728 "
+                      "bytes of text"));
+}
+
 TEST_F(MessageLog, AuditAndPlatformLogsAreFilteredFromAllEntries) {
   const auto entry = [](const std::string& message, std::vector<CimProperty> properties,
                         const std::string& className = "QEL_LogEntry") {

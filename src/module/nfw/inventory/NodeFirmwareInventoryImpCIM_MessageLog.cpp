@@ -26,11 +26,12 @@ Code NodeFirmwareInventoryImpCIM::GetZMCMessageLogData(std::vector<ZMCMESSAGELOG
       return;
     }
     ZMCMESSAGELOGDATA entry;
+    RecordAppender<ZMCMESSAGELOGDATA> append(list, kMessageLogTexts);
     list.reserve(instances.size());
     for (Pegasus::Uint32 i = 0; i < instances.size(); ++i) {
       entry.ZMCIndex = info.ZMCIndex;
       ReadMessageLogEntry(instances[i], selector, entry);
-      list.push_back(entry);
+      append(entry);
       KELVAR_LOG(4) << "Push back BMCMsg instance to vector";
     }
     code = NodeFirmwareInventory::INVENTORY_SUCCESS;

@@ -1,6 +1,7 @@
 #include "common/log/LogMacros.h"
 #include "common/text/NumberText.h"
 #include "module/cimrecord/CIMFields.h"
+#include "module/cimrecord/RecordAppender.h"
 #include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
 
 namespace Kelvar {
@@ -61,6 +62,14 @@ constexpr CIMField<Community> kCommunityFields[] = {
     {"ElementName", ReadText<&Community::ElementName>},
 };
 
+constexpr std::string EndPoint::*kEndPointTexts[] = {&EndPoint::IPAddress, &EndPoint::AddressOrigin,
+                                                     &EndPoint::ElementName};
+constexpr std::string StaticIP::*kStaticTexts[] = {
+    &StaticIP::AddressOrigin, &StaticIP::ElementName, &StaticIP::GatewayIPv4Address, &StaticIP::GatewayIPv6Address,
+    &StaticIP::IPv4Address,   &StaticIP::IPv6Address, &StaticIP::SubnetMask,
+};
+constexpr std::string Community::*kCommunityTexts[] = {&Community::ElementName};
+
 void ReadEndPoint(const CIMInstance& instance, EndPoint& record) {
   ReadCIMFields(instance, kEndPointFields, record);
   const auto type = FindCIMText(instance, "ProtocolIFType");
@@ -89,9 +98,10 @@ Code NodeFirmwareInventoryImpCIM::GetZMCIPProtocolEndPoint(std::vector<EndPoint>
   list.clear();
   EndPoint record;
   record.ZMCIndex = info.ZMCIndex;
+  RecordAppender<EndPoint> append(list, kEndPointTexts);
   const auto take = [&](const CIMInstance& instance) {
     ReadEndPoint(instance, record);
-    list.push_back(record);
+    append(record);
     KELVAR_LOG(4) << "Push back BMCIP instance to vector";
   };
   return Walk("GetZMCIPProtocolEndPoint", "CIM_IPProtocolEndpoint", take);
@@ -108,9 +118,10 @@ Code NodeFirmwareInventoryImpCIM::GetZMCStaticIPAddress(std::vector<StaticIP>& l
     }
     StaticIP record;
     record.ZMCIndex = info.ZMCIndex;
+    RecordAppender<StaticIP> append(list, kStaticTexts);
     for (Pegasus::Uint32 i = 0; i < plain.size(); ++i) {
       ReadCIMFields(plain[i], kStaticFields, record);
-      list.push_back(record);
+      append(record);
       KELVAR_LOG(4) << "Push back BMCIPs instance to vector";
     }
     code = NodeFirmwareInventory::INVENTORY_SUCCESS;
@@ -122,7 +133,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCStaticIPAddress(std::vector<StaticIP>& l
     record.IPv4Address.clear();
     for (Pegasus::Uint32 i = 0; i < extended.size(); ++i) {
       ReadCIMFields(extended[i], kExtendedStaticFields, record);
-      list.push_back(record);
+      append(record);
     }
   };
   return Run("GetZMCStaticIPAddress", body);
@@ -132,9 +143,10 @@ Code NodeFirmwareInventoryImpCIM::GetZMCCommunityString(std::vector<Community>& 
   list.clear();
   Community record;
   record.ZMCIndex = info.ZMCIndex;
+  RecordAppender<Community> append(list, kCommunityTexts);
   const auto take = [&](const CIMInstance& instance) {
     ReadCIMFields(instance, kCommunityFields, record);
-    list.push_back(record);
+    append(record);
     KELVAR_LOG(4) << "Push back BMCCString instance to vector";
   };
   return Walk("GetZMCCommunityString", "CIM_SNMPCommunityString", take);

@@ -5,6 +5,7 @@
 #include "common/log/LogMacros.h"
 #include "common/text/NumberText.h"
 #include "module/cimrecord/CIMFields.h"
+#include "module/cimrecord/RecordAppender.h"
 #include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
 
 namespace Kelvar {
@@ -121,6 +122,16 @@ constexpr CIMField<Sensor> kSensorFields[] = {
     {"HealthState", ReadWord<&Sensor::HealthState, HealthWord>},
 };
 
+constexpr std::string Led::*kLedTexts[] = {
+    &Led::DeviceID,    &Led::ElementName,          &Led::ActivationState, &Led::DefaultActivationState,
+    &Led::ControlMode, &Led::OtherIdentifyingInfo,
+};
+
+constexpr std::string Sensor::*kSensorTexts[] = {
+    &Sensor::BaseUnits,   &Sensor::CurrentState, &Sensor::DeviceID,    &Sensor::Caption,
+    &Sensor::Description, &Sensor::ElementName,  &Sensor::HealthState,
+};
+
 /// The reading, scaled by a power of ten. The sign of the modifier does not count: it always divides.
 void ReadReading(const CIMInstance& instance, Sensor& sensor) {
   const auto value = FindCIMValue(instance, "CurrentReading");
@@ -140,9 +151,10 @@ Code NodeFirmwareInventoryImpCIM::GetZMCIndicatorLED(std::vector<Led>& list) {
   list.clear();
   Led record;
   record.ZMCIndex = info.ZMCIndex;
+  RecordAppender<Led> append(list, kLedTexts);
   const auto take = [&](const CIMInstance& instance) {
     ReadCIMFields(instance, kLedFields, record);
-    list.push_back(record);
+    append(record);
     KELVAR_LOG(4) << "Push back BMCILED instance to vector";
   };
   return Walk("GetZMCIndicatorLED", "CIM_IndicatorLED", take);
@@ -152,11 +164,12 @@ Code NodeFirmwareInventoryImpCIM::GetZMCNumericSensors(std::vector<Sensor>& list
   list.clear();
   Sensor record;
   record.ZMCIndex = info.ZMCIndex;
+  RecordAppender<Sensor> append(list, kSensorTexts);
   const auto take = [&](const CIMInstance& instance) {
     ReadCIMField(instance, kUnitField, record);
     ReadReading(instance, record);
     ReadCIMFields(instance, kSensorFields, record);
-    list.push_back(record);
+    append(record);
     KELVAR_LOG(4) << "Push back BMCNumSensor instance to vector";
   };
   return Walk("GetZMCNumericSensors", "CIM_NumericSensor", take);
