@@ -90,7 +90,8 @@ struct INDICATORLEDS {
   std::string OtherIdentifyingInfo;    ///< what else the target says of it
 };
 
-/// One numeric sensor. Readings and thresholds are in BaseUnits; a threshold that the target does not give is 0.
+/// One numeric sensor. The reading is in BaseUnits, and so are thresholds over Redfish; over CIM they are what the
+/// target sends, not scaled as the reading is. A threshold that the target does not give is 0.
 struct NUMERICSENSORS {
   u32 ZMCIndex = 0;                     ///< ConnectionInfo::ZMCIndex over CIM and for OEM sensors over Redfish, else 0
   float LowerThresholdCritical = 0;     ///< below it the sensor is critical
