@@ -24,6 +24,7 @@ double CpuSeconds(const rusage& usage) {
 
 RunCost Measure(const std::vector<std::string>& words, const std::string& outputFile) {
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (const std::string& word : words) {
     arguments.push_back(const_cast<char*>(word.c_str()));
   }

@@ -32,7 +32,7 @@ std::optional<std::string> ItemOf(Type type, const rapidjson::Value& json, const
     return std::nullopt;
   }
   const std::string text = facts.Expand(Json::Words(json));
-  const auto canonical = CanonicalText(type, text);
+  auto canonical = CanonicalText(type, text);
   if (!canonical || !IsXmlText(*canonical)) {
     throw std::runtime_error('"' + text + "\" is no " + std::string(NameOf(type)));
   }

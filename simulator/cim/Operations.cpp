@@ -9,7 +9,7 @@ namespace Kelvar::Simulator::Cim {
 
 namespace {
 
-constexpr std::size_t pieceSize = 32 * 1024;
+constexpr std::size_t pieceSize = 32 * std::size_t{1024};
 
 Outcome Fail(Status status, std::string description) {
   return {CimError{static_cast<int>(status), std::move(description)}, nullptr};

@@ -74,18 +74,23 @@ void Drop(const std::string& place, Cim::Repository& repository) {
 }
 
 template <class Visit>
+void ForEachText(Cim::Instance& instance, Visit& visit) {
+  for (Cim::Property& property : instance.properties) {
+    visit(property.name, property.raw);
+    for (auto& item : property.value.items) {
+      if (item) {
+        visit(property.name, *item);
+      }
+    }
+  }
+}
+
+template <class Visit>
 void ForEachText(Cim::Repository& repository, Visit visit) {
   for (auto& [name, space] : repository.namespaces) {
     for (const auto& entry : space.Classes()) {
       for (Cim::Instance& instance : space.Find(entry.first)->instances) {
-        for (Cim::Property& property : instance.properties) {
-          visit(property.name, property.raw);
-          for (auto& item : property.value.items) {
-            if (item) {
-              visit(property.name, *item);
-            }
-          }
-        }
+        ForEachText(instance, visit);
       }
     }
   }
@@ -161,8 +166,9 @@ std::shared_ptr<const RedfishData> FleetModel::LoadRedfish(const Combination& co
     });
     tree.Change([&](const std::string& path, const std::string& page) {
       std::string changed = page;
+      const std::string placesHere = path + '#';
       for (const std::string& place : lacks) {
-        changed = place.starts_with(path + '#') ? Without(changed, place) : changed;
+        changed = place.starts_with(placesHere) ? Without(changed, place) : changed;
       }
       return MarkJson(changed, words);
     });

@@ -49,13 +49,15 @@ class FarmConnection : public std::enable_shared_from_this<FarmConnection<Stream
   void Handshake() {
     if constexpr (isTls) {
       stream_.async_handshake(boost::asio::ssl::stream_base::server,
-                              [self = this->shared_from_this()](const Error& error) {
-                                if (!error) {
-                                  self->Strike("@tls", self->stream_, [raw = self.get()] { raw->ReadRequest(); });
-                                }
-                              });
+                              [self = this->shared_from_this()](const Error& error) { self->BeginTls(error); });
     } else {
       ReadRequest();
+    }
+  }
+
+  void BeginTls(const Error& error) {
+    if (!error) {
+      Strike("@tls", stream_, [this] { ReadRequest(); });
     }
   }
 

@@ -41,6 +41,7 @@ void ChildProcess::Start(const std::vector<std::string>& command, const std::fil
   Stop();
   std::vector<std::string> words = command;
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) {
     arguments.push_back(word.data());
   }

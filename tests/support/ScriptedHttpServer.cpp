@@ -54,7 +54,7 @@ std::string Compose(const HttpReply& reply) {
   }
   std::string text = "HTTP/1.1 " + std::to_string(reply.status) + " Scripted\r\n";
   for (const auto& [key, value] : reply.headers) {
-    text += key + ": " + value + "\r\n";
+    text.append(key).append(": ").append(value).append("\r\n");
   }
   if (reply.repeatCount == 0) {
     text += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";

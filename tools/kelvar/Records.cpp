@@ -62,6 +62,24 @@ struct ValueText {
   }
 };
 
+/// The entries of all Redfish logs have the same fields.
+template <class R>
+Record RedfishLogRecord(const R& record) {
+  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(CreationTimeStamp),
+                                        KELVAR_TOOL_FIELD(PerceivedSeverity),
+                                        KELVAR_TOOL_FIELD(Message),
+                                        KELVAR_TOOL_FIELD(EventSequenceNumber),
+                                        KELVAR_TOOL_FIELD(EventID),
+                                        KELVAR_TOOL_FIELD(MessageID),
+                                        KELVAR_TOOL_FIELD(MessageArguments),
+                                        KELVAR_TOOL_FIELD(Source),
+                                        KELVAR_TOOL_FIELD(ElementName),
+                                        KELVAR_TOOL_FIELD(AuxiliaryData),
+                                        KELVAR_TOOL_FIELD(Hidden),
+                                        KELVAR_TOOL_FIELD(RecordIndex)};
+  return Read(record, fields);
+}
+
 }  // namespace
 
 Record RecordOf(const KelvarNfw::NODEFIRMWAREBUILDID& record) {
@@ -159,37 +177,11 @@ Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATA& record) {
 }
 
 Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATAREST& record) {
-  using R = KelvarNfw::ZMCMESSAGELOGDATAREST;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(CreationTimeStamp),
-                                        KELVAR_TOOL_FIELD(PerceivedSeverity),
-                                        KELVAR_TOOL_FIELD(Message),
-                                        KELVAR_TOOL_FIELD(EventSequenceNumber),
-                                        KELVAR_TOOL_FIELD(EventID),
-                                        KELVAR_TOOL_FIELD(MessageID),
-                                        KELVAR_TOOL_FIELD(MessageArguments),
-                                        KELVAR_TOOL_FIELD(Source),
-                                        KELVAR_TOOL_FIELD(ElementName),
-                                        KELVAR_TOOL_FIELD(AuxiliaryData),
-                                        KELVAR_TOOL_FIELD(Hidden),
-                                        KELVAR_TOOL_FIELD(RecordIndex)};
-  return Read(record, fields);
+  return RedfishLogRecord(record);
 }
 
 Record RecordOf(const MAINTLOGREDFISHDATA& record) {
-  using R = MAINTLOGREDFISHDATA;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(CreationTimeStamp),
-                                        KELVAR_TOOL_FIELD(PerceivedSeverity),
-                                        KELVAR_TOOL_FIELD(Message),
-                                        KELVAR_TOOL_FIELD(EventSequenceNumber),
-                                        KELVAR_TOOL_FIELD(EventID),
-                                        KELVAR_TOOL_FIELD(MessageID),
-                                        KELVAR_TOOL_FIELD(MessageArguments),
-                                        KELVAR_TOOL_FIELD(Source),
-                                        KELVAR_TOOL_FIELD(ElementName),
-                                        KELVAR_TOOL_FIELD(AuxiliaryData),
-                                        KELVAR_TOOL_FIELD(Hidden),
-                                        KELVAR_TOOL_FIELD(RecordIndex)};
-  return Read(record, fields);
+  return RedfishLogRecord(record);
 }
 
 Record RecordOf(const OtherSystemVPD& record) {

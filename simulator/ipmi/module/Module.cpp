@@ -81,6 +81,7 @@ extern "C" int HandleResponse(channel_t* /*channel*/, msg_t* message, rsp_msg_t*
   try {
     Bytes answer(response->data, response->data + response->data_len);
     table->CutToRecord(message->netfn, message->cmd, {message->data, message->len}, answer);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is what the server keeps for its modules
     if (const auto* rule = reinterpret_cast<const Rule*>(message->oem_data)) {
       rule->Alter(answer);
     }
