@@ -38,6 +38,7 @@ BmcSim::BmcSim(const std::string& machine, const std::vector<std::string>& argum
   std::vector<std::string> words = {KELVAR_BMCSIM, "--until-eof", "--machine", machine};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string& word : words) {
     pointers.push_back(word.data());
   }

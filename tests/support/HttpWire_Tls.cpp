@@ -53,7 +53,7 @@ CertificateOwner MakeCertificate(EVP_PKEY* key) {
 
 /// Key, certificate and server context, made once per process.
 struct Identity {
-  KeyOwner key{EVP_EC_gen("P-256")};
+  KeyOwner key{EVP_EC_gen("P-256")};  // NOLINT(clang-diagnostic-cast-qual): within the macro
   CertificateOwner certificate = MakeCertificate(key.get());
   ContextOwner context{SSL_CTX_new(TLS_server_method())};
 
