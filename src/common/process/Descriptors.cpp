@@ -8,10 +8,7 @@
 namespace Kelvar {
 
 int AboveStandardStreams(int descriptor) noexcept {
-  if (descriptor < 0) {
-    return -1;
-  }
-  if (descriptor > STDERR_FILENO && fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0) {
+  if (descriptor < 0 || descriptor > STDERR_FILENO) {
     return descriptor;
   }
   const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);

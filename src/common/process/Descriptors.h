@@ -5,9 +5,9 @@
 
 namespace Kelvar {
 
-/// Moves a descriptor that was just opened away from 0, 1 and 2, which are free when the host program has closed its
-/// standard streams, and makes it close-on-exec: what the host writes to its streams must not go to a target. Gives its
-/// new number. On failure, and for a negative one, -1; errno tells why, and the descriptor is closed.
+/// Moves a descriptor that was just opened, close-on-exec, away from 0, 1 and 2, which are free when the host program
+/// has closed its standard streams: what the host writes to them must not go to a target. Gives its new number, also
+/// close-on-exec. On failure, and for a negative one, -1; errno tells why, and the descriptor is closed.
 int AboveStandardStreams(int descriptor) noexcept;
 
 /// Occupies what is free of 0, 1 and 2, so that for the life of the object a foreign library opens nothing there.
