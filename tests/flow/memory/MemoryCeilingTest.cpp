@@ -195,7 +195,7 @@ TEST(MemoryCeiling, HoldsForCim) {
       {"long names", Reply("", Instance(names), "", 1)},
       {"qualifiers", Reply("", Instance(qualified), "", 1)},
       {"a message that is repeated", Reply(Instance(Property("Message", Value(kMiB))), Instance(""), "", 10'000)},
-      {"many arguments", Reply(arguments, Value(2), argumentsEnd, 2'700'000)},
+      {"many arguments", Reply(arguments, Value(2), argumentsEnd, 2'300'000)},
   };
   ScriptedCimServer server;
   ConnectionInfo info;
