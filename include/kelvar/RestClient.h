@@ -110,9 +110,9 @@ class RestClientInterface {
 
 /// The client on libcurl: one easy handle, whose connection is kept from one request to the next.
 ///
-/// A target cannot make the process grow: a body beyond its bound, or headers beyond 1 MiB, end the transfer with
-/// CURLE_WRITE_ERROR, and so does with CURLE_ABORTED_BY_CALLBACK what goes on without any body. SIGPIPE never reaches
-/// the host program.
+/// A target cannot make the process grow: a body beyond its bound ends the transfer with CURLE_WRITE_ERROR, headers
+/// beyond 1 MiB are left out, and what goes on without any body ends with CURLE_ABORTED_BY_CALLBACK. SIGPIPE never
+/// reaches the host program.
 class RestClient : public RestClientInterface {
  public:
   /// Largest body in bytes before SetMaxBodyBytes.

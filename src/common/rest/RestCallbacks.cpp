@@ -71,13 +71,11 @@ std::size_t ReadHeader(char* data, std::size_t size, std::size_t count, void* us
   auto& target = *static_cast<HeaderTarget*>(userData);
   const std::size_t bytes = size * count;
   target.bytes += bytes;
-  if (target.bytes > kMaxHeaderBytes) {
-    target.exceeded = true;
-    return 0;
-  }
-  try {
-    Store(target.response, {data, bytes});
-  } catch (...) {  // a header that finds no memory is missing from the map; the transfer goes on
+  if (target.bytes <= kMaxHeaderBytes) {
+    try {
+      Store(target.response, {data, bytes});
+    } catch (...) {  // a header that finds no memory is missing from the map; the transfer goes on
+    }
   }
   return bytes;
 }

@@ -22,10 +22,10 @@ struct BodyTarget {
 struct HeaderTarget {
   RestResponse& response;
   std::size_t bytes = 0;
-  bool exceeded = false;
 };
 
-/// Most bytes of headers and trailers of one transfer, those of interim answers and redirects too.
+/// Headers and trailers of one transfer beyond this volume are left out of the response. The transfer goes on, as far
+/// as Http::Transfer lets it.
 constexpr std::size_t kMaxHeaderBytes = std::size_t{1} << 20;
 
 std::size_t WriteBody(char* data, std::size_t size, std::size_t count, void* target) noexcept;

@@ -143,8 +143,6 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
     response.body = errorText;
     if (bodyTarget.exceeded) {
       response.body += ": the body is larger than " + std::to_string(maxBodyBytes) + " bytes";
-    } else if (headerTarget.exceeded) {
-      response.body += ": the headers are larger than " + std::to_string(Callbacks::kMaxHeaderBytes) + " bytes";
     } else if (transfer.Complaint() != nullptr) {
       response.body.append(": ").append(transfer.Complaint());
     }

@@ -78,13 +78,11 @@ TEST(RestClientHostileTest, WhatIsNoBodyEndsTheTransferToo) {
   struct Case {
     std::string raw;
     std::string repeated;
-    int curlCode;
-    std::string text;
   };
   const Case cases[] = {
-      {head + "\r\nx\r\n0\r\n", header, CURLE_WRITE_ERROR, "the headers are larger than 1048576 bytes"},
-      {head, extension, CURLE_ABORTED_BY_CALLBACK, "the answer goes on without its body"},
-      {head, extension + "\r\nx\r\n1", CURLE_ABORTED_BY_CALLBACK, "the answer goes on without its body"},
+      {head + "\r\nx\r\n0\r\n", header},
+      {head, extension},
+      {head, extension + "\r\nx\r\n1"},
   };
   for (const bool tls : {false, true}) {
     ScriptedHttpServer server({.tls = tls});
@@ -99,8 +97,8 @@ TEST(RestClientHostileTest, WhatIsNoBodyEndsTheTransferToo) {
       server.On("/endless", endless);
       EXPECT_EQ(client.Get(server.Url("/x")).body, "ok") << "the connection that the next transfer goes over";
       const RestResponse response = client.Get(server.Url("/endless"));
-      EXPECT_EQ(response.curlCode, c.curlCode) << response.body;
-      EXPECT_THAT(response.body, HasSubstr(c.text));
+      EXPECT_EQ(response.curlCode, CURLE_ABORTED_BY_CALLBACK) << response.body;
+      EXPECT_THAT(response.body, HasSubstr("the answer goes on without its body"));
     }
   }
 }
