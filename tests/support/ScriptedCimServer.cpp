@@ -19,6 +19,9 @@ std::string Escaped(const std::string& text) {
       case '\'':
         escaped += "&apos;";
         break;
+      case ' ':
+        escaped += "&#32;";
+        break;
       default:
         escaped += c;
     }

@@ -81,10 +81,10 @@ void ReplyParser::Close(Element element) {
       return CloseValue();
     case Element::KeyValue:
       collecting_ = false;
-      return AddKey(keyType_, text_.Trimmed());
+      return AddKey(keyType_, text_.Finish());
     case Element::Host:
       collecting_ = false;
-      Path().host = text_.Trimmed();
+      Path().host = text_.Finish();
       return;
     case Element::Qualifier:
       return CloseQualifier();
@@ -145,7 +145,7 @@ void ReplyParser::CloseValue() {
   if (value_->isArray) {
     CountValue();
   }
-  if (!value_->Set(IsTextType(value_->type) ? text_.Padded() : text_.Trimmed())) {
+  if (!value_->Set(text_.Finish())) {
     FailSemantics("the value of " + value_->name.substr(0, 100) + " does not fit its type");
   }
   if (value_->stored.size() > limits_.valueBytes) {

@@ -7,39 +7,32 @@ namespace Pegasus::Detail {
 namespace {
 
 constexpr std::string_view kWhiteSpace = " \t\r\n";
-constexpr std::string_view kLineBreaks = "\r\n";
-
-bool IsLayout(std::string_view whiteSpace) noexcept {
-  return whiteSpace.find_first_of(kLineBreaks) != std::string_view::npos;
-}
 
 }  // namespace
 
 void TextCollector::Start() noexcept {
   text_.clear();
-  start_ = 0;
-  end_ = 0;
+  solid_ = 0;
 }
 
 void TextCollector::Append(std::string_view text, bool verbatim) {
-  const std::size_t first = verbatim ? 0 : text.find_first_not_of(kWhiteSpace);
-  const std::size_t last = verbatim ? text.size() - 1 : text.find_last_not_of(kWhiteSpace);
-  if (!text.empty() && first != std::string_view::npos) {
-    start_ = end_ == 0 ? text_.size() + first : start_;
-    end_ = text_.size() + last + 1;
+  if (verbatim) {
+    text_ += text;
+    solid_ = text_.size();
+    return;
+  }
+  if (text_.empty()) {
+    text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
+  }
+  const std::size_t last = text.find_last_not_of(kWhiteSpace);
+  if (last != std::string_view::npos) {
+    solid_ = text_.size() + last + 1;
   }
   text_ += text;
 }
 
-std::string_view TextCollector::Trimmed() const noexcept {
-  return std::string_view(text_).substr(start_, end_ - start_);
-}
-
-std::string_view TextCollector::Padded() const noexcept {
-  const std::string_view all = text_;
-  const std::size_t start = IsLayout(all.substr(0, start_)) ? start_ : 0;
-  const std::size_t end = IsLayout(all.substr(end_)) ? end_ : all.size();
-  return all.substr(start, std::max(start, end) - start);
+std::string_view TextCollector::Finish() noexcept {
+  return std::string_view(text_).substr(0, solid_);
 }
 
 void ValueDraft::Start(std::string_view newName, CIMType newType, bool array) {
