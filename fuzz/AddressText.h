@@ -11,9 +11,14 @@ namespace Kelvar::Fuzz {
 
 inline constexpr std::string_view kSecret = "hunter2";
 
-/// The input as text, with a password, between the signs that make it one, for each byte of 1.
+/// The input as text, with a password, between the signs that make it one, for each byte of 1. Nothing for an input
+/// that holds this text elsewhere.
 inline std::string WithSecrets(const std::uint8_t* data, std::size_t size) {
-  std::string text;
+  std::string text(data, data + size);
+  if (text.find(kSecret) != std::string::npos) {
+    return {};
+  }
+  text.clear();
   for (std::size_t index = 0; index < size; ++index) {
     if (data[index] == 1) {
       text.append(":").append(kSecret).append("@");

@@ -62,7 +62,7 @@ std::string Line(const char* key, const std::vector<std::string>& texts) {
 }
 
 std::string TextOf(const Config& config) {
-  std::string text = "[serve]\n" + Line("listen", config.serve.listen) + Line("targets", config.serve.targets) +
+  std::string text = "[serve]\nlisten = " + Quoted(config.serve.listen) + "\n" + Line("targets", config.serve.targets) +
                      "max-in-flight = " + std::to_string(config.serve.maxInFlight) +
                      "\ntimeout = " + std::to_string(config.serve.timeoutSeconds) + "\n";
   for (const Config::Account& account : config.accounts) {
