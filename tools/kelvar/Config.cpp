@@ -15,6 +15,7 @@
 #include <toml++/toml.h>
 
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/TomlLetters.h"
 
 namespace Kelvar::Tool {
 
@@ -182,6 +183,9 @@ void ReadPart(const std::string& file, const std::string& name, const toml::node
 
 /// Errors of the parser show a place, never the text there, which may be a password.
 toml::table Parsed(const std::string& file, const std::string& content) {
+  if (const std::size_t line = LineOfStrayLetter(content)) {
+    Refuse(file, "no TOML from line " + std::to_string(line) + " on");
+  }
   try {
     return toml::parse(content);
   } catch (const toml::parse_error& error) {

@@ -112,6 +112,10 @@ void ReadHost(const std::string& address, const Url& url, ConnectionInfo& info) 
   if (info.Host.empty()) {
     Refuse(address, "no host");
   }
+  // What is decoded here would be decoded again by whoever fetches from it, to a host that nobody allowed.
+  if (info.Host.find('%') != std::string::npos) {
+    Refuse(address, "a host name has no %");
+  }
   if (info.Host.front() == '[') {
     info.Host = info.Host.substr(1, info.Host.size() - 2);
     info.AddressFamily = 1;

@@ -36,6 +36,7 @@ const Line lines[] = {
     {{"ipmi://admin@host:99999", "firmware"}, 2, "target"},
     {{"ipmi://admin@host/path", "firmware"}, 2, "a path has no meaning"},
     {{"redfish://admin@host#1", "firmware"}, 2, "a path has no meaning"},
+    {{"redfish://10.0.0.1%252Eexample", "firmware"}, 2, "a host name has no %"},
     {{"redfish://ad%01min@host", "firmware"}, 2, "a user name has no control characters"},
     {{"redfish://host\n", "firmware"}, 2, "an address has no control characters"},
     {{"ipmi://admin@host?zmc=1", "firmware"}, 2, "no setting of such a target"},

@@ -57,6 +57,7 @@ TEST(Secrets, AreNotShownByAConfigurationThatIsRefused) {
   for (const char* content :
        {"[[account]]\npassword = \"s3cret\" x", "[[account]]\npasword = \"s3cret\"\n", "account = \"s3cret\"\n",
         "[[account]]\npassword = [\"s3cret\"]\n", "[[account]]\nprotocol = \"s3cret\"\n", "s3cret = 1\n[x\n",
+        "[[account]]\nuser = \"\xC3\xA9\" # \xC3\xA9\npassword = s3cret\xC3\xA9\n",
         "[[account]]\npassword = \"s3cret\"\npassword-file = \"/etc/s3cret\"\n"}) {
     const PrivateFile config(content);
     const CommandResult result = RunTool({"ipmi://127.0.0.1:9", "generation", "--config", config.Path()}, {});

@@ -18,7 +18,7 @@ struct ListedTarget {
   PasswordSource password;          ///< of this line alone; may be empty
   std::vector<std::string> what;    ///< of this line, else of the command line
   ExitCode code = ExitCode::Usage;  ///< of a refused line
-  std::string error;  ///< why the line is refused, else empty; repeats nothing of it that could be a password
+  std::string error;                ///< why the line is refused, else empty; repeats no address with a password
 };
 
 /// Reads a list of targets: a line is an address, or a JSON object with "target" and, as wanted, "what" (a list of
