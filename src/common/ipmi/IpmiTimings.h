@@ -9,7 +9,7 @@ namespace Kelvar {
 
 /// Waits of an IPMI session, all in milliseconds.
 struct IpmiTimings {
-  u32 firstWaitMs = 250;     ///< before a request is sent for the second time; doubles with each further one
+  u32 firstWaitMs = 250;     ///< before a request is sent for the second time; each further one takes longer
   u32 longestWaitMs = 2000;  ///< bound of the growing wait
   u32 tries = 4;             ///< transmissions of one request, the first included
   u32 limitMs = 10000;       ///< bound of one connect or send, with everything it repeats
@@ -31,11 +31,11 @@ inline int LeftUntil(Clock::time_point end) {
 }
 
 /// The wait behind transmission number `index`, which counts from 0. A target that is known as prompt has lost a
-/// datagram rather than being slow: the second wait is no longer than the first. More copies would only keep a slow one
-/// busy.
+/// datagram rather than being slow: the second wait is but a quarter longer than the first. More copies would only keep
+/// a slow one busy.
 inline std::chrono::milliseconds WaitAfter(const IpmiTimings& timings, u32 index, bool prompt = false) {
-  index = prompt && index == 1 ? 0 : index;
-  const u64 grown = static_cast<u64>(timings.firstWaitMs) << std::min(index, 16U);
+  const u64 first = timings.firstWaitMs;
+  const u64 grown = prompt && index == 1 ? first + first / 4 : first << std::min(index, 16U);
   return std::chrono::milliseconds(std::min<u64>(grown, timings.longestWaitMs));
 }
 

@@ -10,7 +10,7 @@
 namespace Kelvar::Test {
 namespace {
 
-/// Silence of a command takes 700 ms: the last wait is long, for machines with much else to do.
+/// Silence of a command takes 712 ms: the last wait is long, for machines with much else to do.
 constexpr IpmiTimings kTimings{50, 400, 4, 5000, 30000};
 
 /// The faults of a row, by where they strike.
