@@ -3,6 +3,8 @@
 #include <locale>
 #include <sstream>
 
+#include "support/Loopback.h"
+
 namespace Kelvar::Test {
 namespace {
 
@@ -11,16 +13,6 @@ std::string Text(double number) {
   text.imbue(std::locale::classic());
   text << number;
   return text.str();
-}
-
-ConnectionInfo Info(u32 connectionCase, u16 port) {
-  ConnectionInfo info;
-  info.ConnectionCase = connectionCase;
-  info.Host = "127.0.0.1";
-  info.Port = port;
-  info.UserName = "admin";
-  info.Password = "kelvar-demo";
-  return info;
 }
 
 std::string Firmware(NodeFirmwareInventory& inventory) {
@@ -36,9 +28,9 @@ std::string Firmware(NodeFirmwareInventory& inventory) {
 }  // namespace
 
 std::array<ConnectionInfo, 3> TargetsOf(const BmcSim& sim) {
-  return {Info(KelvarConnection::CONNECTION_CASE_REDFISH, sim.Port("redfish")),
-          Info(KelvarConnection::CONNECTION_CASE_CIM_BMC, sim.Port("cim")),
-          Info(KelvarConnection::CONNECTION_CASE_IPMI_LAN, sim.Port("ipmi"))};
+  return {LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, sim.Port("redfish")),
+          LoopbackInfo(KelvarConnection::CONNECTION_CASE_CIM_BMC, sim.Port("cim")),
+          LoopbackInfo(KelvarConnection::CONNECTION_CASE_IPMI_LAN, sim.Port("ipmi"))};
 }
 
 std::string ReadFirmware(const ConnectionInfo& target) {
