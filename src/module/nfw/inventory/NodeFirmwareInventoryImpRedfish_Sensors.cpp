@@ -114,7 +114,7 @@ void SortByName(std::vector<NUMERICSENSORS>& list) {
   list.swap(sorted);
 }
 
-NUMERICSENSORS ReadStandardSensor(const JsonValue& sensor) {
+NUMERICSENSORS ReadStandardSensor(const JsonValue& sensor, const JsonValue& thresholds) {
   NUMERICSENSORS record;
   LoadFields(sensor, kStandardFields, record);
   record.CurrentReading = sensor["Reading"].Number().value_or(0.0F);
@@ -123,7 +123,7 @@ NUMERICSENSORS ReadStandardSensor(const JsonValue& sensor) {
   }
   LoadFields(sensor["Status"], kStatusFields, record);
   for (const Threshold& threshold : kStandardThresholds) {
-    record.*threshold.member = sensor["Thresholds"][threshold.key]["Reading"].Number().value_or(0.0F);
+    record.*threshold.member = thresholds[threshold.key]["Reading"].Number().value_or(0.0F);
   }
   return record;
 }
@@ -222,11 +222,12 @@ Code NodeFirmwareInventoryImpRedfish::ParseStdSensor(std::vector<NUMERICSENSORS>
   KELVAR_LOG(4) << "sensor size: " << members.size();
   list.reserve(members.size());
   for (const JsonValue& sensor : members) {
-    if (!sensor["Thresholds"]) {
+    const JsonValue thresholds = sensor["Thresholds"];
+    if (!thresholds) {
       KELVAR_LOG(4) << "skip a sensor as it doesn't have Thresholds";
       continue;
     }
-    list.push_back(ReadStandardSensor(sensor));
+    list.push_back(ReadStandardSensor(sensor, thresholds));
     KELVAR_LOG(4) << "push sensor " << list.back().ElementName << "to results";
   }
   SortByName(list);
