@@ -12,10 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <toml++/toml.h>
-
 #include "tools/kelvar/ExitCode.h"
-#include "tools/kelvar/TomlLetters.h"
+#include "tools/kelvar/Toml.h"
 
 namespace Kelvar::Tool {
 
@@ -183,9 +181,6 @@ void ReadPart(const std::string& file, const std::string& name, const toml::node
 
 /// Errors of the parser show a place, never the text there, which may be a password.
 toml::table Parsed(const std::string& file, const std::string& content) {
-  if (const std::size_t line = LineOfStrayLetter(content)) {
-    Refuse(file, "no TOML from line " + std::to_string(line) + " on");
-  }
   try {
     return toml::parse(content);
   } catch (const toml::parse_error& error) {

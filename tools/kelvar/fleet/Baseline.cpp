@@ -10,10 +10,9 @@
 #include <fmt/format.h>
 #include <fnmatch.h>
 #include <rapidjson/document.h>
-#include <toml++/toml.h>
 
 #include "tools/kelvar/Records.h"
-#include "tools/kelvar/TomlLetters.h"
+#include "tools/kelvar/Toml.h"
 
 namespace Kelvar::Tool {
 
@@ -39,11 +38,6 @@ std::string JsonOf(const std::string& file) {
   const std::string_view ending = ".json";
   if (file.size() >= ending.size() && file.compare(file.size() - ending.size(), ending.size(), ending) == 0) {
     return content;
-  }
-  if (const std::size_t line = LineOfStrayLetter(content)) {
-    throw ToolError(
-        ExitCode::Usage,
-        fmt::format("baseline {}: no TOML at line {}: a letter beyond ASCII or a quote out of place", file, line));
   }
   try {
     std::ostringstream json;
