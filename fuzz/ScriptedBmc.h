@@ -4,11 +4,11 @@
 #include <optional>
 
 #include "Check.h"
-#include "common/ipmi/Ipmi15Session.h"
-#include "common/ipmi/IpmiMessage.h"
-#include "common/ipmi/Rakp.h"
-#include "common/ipmi/RmcpPlusSession.h"
 #include "common/text/ByteReader.h"
+#include "transport/ipmi/Ipmi15Session.h"
+#include "transport/ipmi/IpmiMessage.h"
+#include "transport/ipmi/Rakp.h"
+#include "transport/ipmi/RmcpPlusSession.h"
 
 namespace Kelvar::Fuzz {
 

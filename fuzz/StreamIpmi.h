@@ -4,8 +4,8 @@
 #include <span>
 #include <vector>
 
-#include "common/ipmi/IpmiClientInterface.h"
 #include "common/text/ByteReader.h"
+#include "transport/ipmi/IpmiClientInterface.h"
 
 namespace Kelvar::Fuzz {
 

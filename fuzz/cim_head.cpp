@@ -5,7 +5,7 @@
 #include <Pegasus/Client/CIMClientException.h>
 
 #include "Check.h"
-#include "common/pegasus/HttpHead.h"
+#include "transport/pegasus/HttpHead.h"
 
 using Pegasus::Detail::HttpHead;
 

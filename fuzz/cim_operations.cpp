@@ -7,9 +7,9 @@
 #include <kelvar/Log.h>
 
 #include "Check.h"
-#include "common/pegasus/HttpTransport.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
-#include "module/zmcapp/zmcapp.h"
+#include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
+#include "module/nfw/inventory/cim/zmcapp.h"
+#include "transport/pegasus/HttpTransport.h"
 
 using namespace Kelvar;
 

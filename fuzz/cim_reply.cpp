@@ -3,9 +3,9 @@
 #include <kelvar/Log.h>
 
 #include "Check.h"
-#include "common/cimom/src/cimfunc.h"
-#include "common/pegasus/ReplyParser.h"
-#include "module/cimrecord/MessageLogEntry.h"
+#include "module/nfw/inventory/cim/MessageLogEntry.h"
+#include "module/nfw/inventory/cim/cimfunc.h"
+#include "transport/pegasus/ReplyParser.h"
 
 using namespace Kelvar;
 

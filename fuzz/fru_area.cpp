@@ -6,7 +6,7 @@
 #include "Check.h"
 #include "StreamIpmi.h"
 #include "common/text/FixedText.h"
-#include "module/nfw/inventory/NodeFirmwareSysVPDViaFRU.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareSysVPDViaFRU.h"
 
 using namespace Kelvar;
 

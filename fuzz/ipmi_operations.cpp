@@ -7,7 +7,7 @@
 
 #include "Check.h"
 #include "StreamIpmi.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 
 using namespace Kelvar;
 

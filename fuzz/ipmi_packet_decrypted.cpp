@@ -6,9 +6,9 @@
 #include <cstdint>
 
 #include "Check.h"
-#include "common/ipmi/IpmiMessage.h"
-#include "common/ipmi/Rakp.h"
-#include "common/ipmi/RmcpPlusSession.h"
+#include "transport/ipmi/IpmiMessage.h"
+#include "transport/ipmi/Rakp.h"
+#include "transport/ipmi/RmcpPlusSession.h"
 
 using namespace Kelvar;
 using namespace Kelvar::Ipmi;

@@ -7,8 +7,8 @@
 #include <kelvar/Log.h>
 
 #include "ScriptedBmc.h"
-#include "common/ipmi/IpmiClient.h"
-#include "common/ipmi/UdpChannel.h"
+#include "transport/ipmi/IpmiClient.h"
+#include "transport/ipmi/UdpChannel.h"
 
 using namespace Kelvar;
 using namespace Kelvar::Ipmi;

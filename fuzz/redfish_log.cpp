@@ -9,7 +9,7 @@
 #include "Check.h"
 #include "common/json/JsonText.h"
 #include "common/json/JsonTree.h"
-#include "common/redfish/RedfishLog.h"
+#include "module/nfw/inventory/redfish/RedfishLog.h"
 
 using namespace Kelvar;
 

@@ -9,7 +9,7 @@
 
 #include "CannedRest.h"
 #include "Check.h"
-#include "common/redfish/RedfishLog.h"
+#include "module/nfw/inventory/redfish/RedfishLog.h"
 
 using namespace Kelvar;
 

@@ -4,7 +4,7 @@
 
 #include "Check.h"
 #include "StreamIpmi.h"
-#include "module/nfw/inventory/NodeFirmwareIPMIFRUFunc.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareIPMIFRUFunc.h"
 
 using namespace Kelvar;
 

@@ -4,7 +4,7 @@
 
 #include "cim/BenchServer.h"
 #include "cim/Measure.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
+#include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 
 namespace {
 

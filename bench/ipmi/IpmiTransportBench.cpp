@@ -11,9 +11,9 @@
 
 #include "FreeIpmiSession.h"
 #include "Rows.h"
-#include "common/ipmi/IpmiClient.h"
 #include "support/IpmiSim.h"
 #include "support/UdpRelay.h"
+#include "transport/ipmi/IpmiClient.h"
 
 namespace Kelvar::Bench {
 namespace {

@@ -15,9 +15,9 @@
 
 #include "LiveHeap.h"
 #include "Rows.h"
-#include "common/ipmi/IpmiClient.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "support/BmcSim.h"
+#include "transport/ipmi/IpmiClient.h"
 
 namespace {
 

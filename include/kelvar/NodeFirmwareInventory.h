@@ -159,7 +159,7 @@ class KELVAR_EXPORT NodeFirmwareInventory {
   void SetConnectionType(const CIMCONNECTIONTYPE& type);  ///< does nothing
 
  private:
-  friend struct NodeFirmwareInventoryParts;
+  friend struct BackendFactory;
   NodeFirmwareInventory();
 
   void LogFirmwareBuildID(std::vector<KelvarNfw::NODEFIRMWAREBUILDID>& list);

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/IpmiClientInterface.h"
 
 namespace Kelvar::Test {
 

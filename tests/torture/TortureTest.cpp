@@ -14,15 +14,15 @@
 #include <gtest/gtest.h>
 #include <openssl/crypto.h>
 
-#include "common/ipmi/IpmiClient.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
+#include "module/nfw/inventory/BackendFactory.h"
+#include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "simulator/cim/CimService.h"
 #include "simulator/redfish/RedfishService.h"
 #include "support/Loopback.h"
 #include "support/MachineIpmi.h"
 #include "torture/FailPoints.h"
+#include "transport/ipmi/IpmiClient.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -56,9 +56,9 @@ class CimVictim : public Victim {
  public:
   CimVictim() : info_(LoopbackInfo(KelvarConnection::CONNECTION_CASE_CIM_BMC, service_.Start(0))) {}
   std::unique_ptr<NodeFirmwareInventory> Connect() override {
-    NodeFirmwareInventoryParts parts;
+    BackendFactory parts;
     parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpCIM>(info_, [](u32) {});
-    return NodeFirmwareInventoryParts::MakeFacade(std::move(parts));
+    return BackendFactory::MakeFacade(std::move(parts));
   }
   int Operate(NodeFirmwareInventory& inventory) override {
     std::vector<KelvarNfw::NUMERICSENSORS> list;
@@ -77,9 +77,9 @@ class IpmiVictim : public Victim {
     const auto info = LoopbackInfo(KelvarConnection::CONNECTION_CASE_IPMI_LAN, server_.Port());
     auto client = std::make_unique<IpmiClient>(info.Host, info.UserName, info.Password, std::to_string(info.Port), 3);
     client->SetTimings({10, 10, 2, 500, 30000});
-    NodeFirmwareInventoryParts parts;
+    BackendFactory parts;
     parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpIPMI>(info, std::move(client));
-    return NodeFirmwareInventoryParts::MakeFacade(std::move(parts));
+    return BackendFactory::MakeFacade(std::move(parts));
   }
   int Operate(NodeFirmwareInventory& inventory) override {
     std::vector<KelvarNfw::NODEFIRMWAREBUILDID> list;

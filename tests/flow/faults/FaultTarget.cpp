@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
+#include "module/nfw/inventory/BackendFactory.h"
 #include "simulator/cim/CimService.h"
 #include "simulator/redfish/RedfishService.h"
 #include "support/Loopback.h"
@@ -48,10 +48,10 @@ int TakeTimeLimit(std::vector<std::string>& faults) {
 std::unique_ptr<NodeFirmwareInventory> MakeImpatient(const KelvarConnection::ConnectionInfo& info, int seconds) {
   auto client = std::make_unique<Rest::RedfishClient>();
   Rest::RedfishClient& setting = *client;
-  NodeFirmwareInventoryParts parts;
+  BackendFactory parts;
   parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpRedfish>(info, std::move(client));
   setting.SetTimeout(seconds);
-  return NodeFirmwareInventoryParts::MakeFacade(std::move(parts));
+  return BackendFactory::MakeFacade(std::move(parts));
 }
 
 Simulator::Machine MachineOf(const TargetSpec& spec, const std::string& protocol,

@@ -1,11 +1,11 @@
 #include <array>
 
-#include "common/ipmi/IpmiClient.h"
 #include "flow/faults/FaultTarget.h"
 #include "flow/faults/RelayFault.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
+#include "module/nfw/inventory/BackendFactory.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "support/MachineIpmi.h"
+#include "transport/ipmi/IpmiClient.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -56,9 +56,9 @@ class IpmiTarget : public FaultTarget {
     auto client =
         std::make_unique<IpmiClient>(info.Host, info.UserName, info.Password, std::to_string(info.Port), spec.suite);
     client->SetTimings(kTimings);
-    NodeFirmwareInventoryParts parts;
+    BackendFactory parts;
     parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpIPMI>(info, std::move(client));
-    inventory_ = NodeFirmwareInventoryParts::MakeFacade(std::move(parts));
+    inventory_ = BackendFactory::MakeFacade(std::move(parts));
   }
   NodeFirmwareInventory& Inventory() override { return *inventory_; }
 

@@ -22,9 +22,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/ipmi/DeviceCalls.h"
 #include "flow/guest/Readings.h"
 #include "support/UdpRelay.h"
+#include "transport/ipmi/DeviceCalls.h"
 
 namespace Kelvar::Test {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "common/ipmi/IpmiClient.h"
+#include "transport/ipmi/IpmiClient.h"
 
 namespace Kelvar::Test {
 

@@ -1,4 +1,4 @@
-#include "common/cimom/src/cimfunc.h"
+#include "module/nfw/inventory/cim/cimfunc.h"
 #include "unit/cim/CimFixture.h"
 
 namespace Kelvar::Test {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "module/nfw/inventory/NodeFirmwareInventoryImpCIM.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
+#include "module/nfw/inventory/BackendFactory.h"
+#include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 #include "support/LogCapture.h"
 #include "support/Loopback.h"
 #include "support/ScriptedCimServer.h"
@@ -31,10 +31,10 @@ class CimFixture : public testing::Test {
   }
 
   std::unique_ptr<NFI> Facade(const KelvarConnection::ConnectionInfo& info) {
-    NodeFirmwareInventoryParts parts;
+    BackendFactory parts;
     parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpCIM>(info, Pause());
     parts.zmcApp = std::make_unique<zmcapp>(info, false, Pause());
-    return NodeFirmwareInventoryParts::MakeFacade(std::move(parts));
+    return BackendFactory::MakeFacade(std::move(parts));
   }
   std::unique_ptr<NFI> Facade() { return Facade(Info()); }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
+#include "module/nfw/inventory/BackendFactory.h"
 
 namespace Kelvar::Test {
 

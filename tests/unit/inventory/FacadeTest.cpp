@@ -44,8 +44,8 @@ class ScriptedLogmgr final : public LogmgrRedfish {
   FacadeScript& script_;
 };
 
-NodeFirmwareInventoryParts AllParts(FacadeScript& script) {
-  NodeFirmwareInventoryParts parts;
+BackendFactory AllParts(FacadeScript& script) {
+  BackendFactory parts;
   parts.primaryBackend = std::make_unique<ScriptedBackend>(script, "primary");
   parts.zmcApp = std::make_unique<ScriptedZmcapp>(script);
   parts.logManager = std::make_unique<ScriptedLogmgr>(script);
@@ -97,7 +97,7 @@ const std::vector<Forward> kForwards = {
 TEST(Facade, ForwardsEachOperationToItsObject) {
   for (const Forward& forward : kForwards) {
     FacadeScript script;
-    const auto facade = NodeFirmwareInventoryParts::MakeFacade(AllParts(script));
+    const auto facade = BackendFactory::MakeFacade(AllParts(script));
     script.codes[forward.call] = 99;
     EXPECT_EQ(forward.operation(*facade), 99) << "unchanged: " << forward.call;
     EXPECT_THAT(script.calls, ElementsAre(forward.call));
@@ -106,7 +106,7 @@ TEST(Facade, ForwardsEachOperationToItsObject) {
 }
 
 TEST(Facade, AnswersForAbsentObjects) {
-  const auto facade = NodeFirmwareInventoryParts::MakeFacade({});
+  const auto facade = BackendFactory::MakeFacade({});
   for (const Forward& forward : kForwards) {
     EXPECT_EQ(forward.operation(*facade), forward.absent) << forward.call;
   }
@@ -114,15 +114,15 @@ TEST(Facade, AnswersForAbsentObjects) {
 
 TEST(Facade, DestroysItsObjectsInOrder) {
   FacadeScript script;
-  NodeFirmwareInventoryParts parts = AllParts(script);
+  BackendFactory parts = AllParts(script);
   parts.secondaryBackend = std::make_unique<ScriptedBackend>(script, "secondary");
-  NodeFirmwareInventoryParts::MakeFacade(std::move(parts)).reset();
+  BackendFactory::MakeFacade(std::move(parts)).reset();
   EXPECT_THAT(script.calls, ElementsAre("~primary", "~zmcApp", "~logManager", "~secondary"));
 }
 
 TEST(Facade, FixedOperationsTouchNothing) {
   FacadeScript script;
-  const auto facade = NodeFirmwareInventoryParts::MakeFacade(AllParts(script));
+  const auto facade = BackendFactory::MakeFacade(AllParts(script));
   facade->SetCIMPort(1234);
   facade->SetCIMType(static_cast<NFI::INVENTORYCIMTYPE>(1));
   facade->SetConnectionType(NFI::CIM_CONNECTION_HTTPS);
@@ -134,9 +134,9 @@ TEST(Facade, FixedOperationsTouchNothing) {
 TEST(Facade, ResetConnReplacesThePrimaryBackendAlone) {
   const LogCapture log;
   FacadeScript script;
-  NodeFirmwareInventoryParts parts = AllParts(script);
+  BackendFactory parts = AllParts(script);
   parts.secondaryBackend = std::make_unique<ScriptedBackend>(script, "secondary");
-  const auto facade = NodeFirmwareInventoryParts::MakeFacade(std::move(parts));
+  const auto facade = BackendFactory::MakeFacade(std::move(parts));
   KelvarConnection::ConnectionInfo info;
   info.ConnectionCase = KelvarConnection::CONNECTION_CASE_IPMI_LOCAL;
   info.ZMCIndex = 65535;  // a device that no machine has
@@ -184,12 +184,12 @@ TEST(FacadeComponents, RedfishSuppliesTheBoardNumberOfTheListOverCIM) {
     for (const char* name : {"PSU", "System Board 1", "system board 12", "system board 1", "system board 1"}) {
       script.components.push_back({name, "", "", "", "cim"});
     }
-    NodeFirmwareInventoryParts parts;
+    BackendFactory parts;
     parts.secondaryBackend = std::make_unique<ScriptedBackend>(script, "secondary");
     if (c.primary) {
       parts.primaryBackend = std::make_unique<ScriptedBackend>(script, "primary");
     }
-    const auto facade = NodeFirmwareInventoryParts::MakeFacade(std::move(parts));
+    const auto facade = BackendFactory::MakeFacade(std::move(parts));
     std::vector<OtherSystemVPD> components;
     EXPECT_EQ(facade->GetNodeOtherSystemVPD(components), c.code);
     EXPECT_EQ(script.calls, c.calls);

@@ -32,9 +32,9 @@ std::vector<std::string> ReportOf(const std::vector<KelvarNfw::NODEFIRMWAREBUILD
   FacadeScript script;
   script.builds = builds;
   script.codes["primary.GetNodeFirmwareBuildID"] = code;
-  NodeFirmwareInventoryParts parts;
+  BackendFactory parts;
   parts.primaryBackend = std::make_unique<ScriptedBackend>(script, "primary");
-  const auto facade = NodeFirmwareInventoryParts::MakeFacade(std::move(parts));
+  const auto facade = BackendFactory::MakeFacade(std::move(parts));
   const LogCapture log(level);
   std::vector<KelvarNfw::NODEFIRMWAREBUILDID> list;
   EXPECT_EQ(facade->GetNodeFirmwareBuildID(list), code);
@@ -58,7 +58,7 @@ TEST(BuildIDReport, WritesOneRecordAnEntry) {
 }
 
 TEST(BuildIDReport, RunsOverTheCallersVectorWithoutABackend) {
-  const auto facade = NodeFirmwareInventoryParts::MakeFacade({});
+  const auto facade = BackendFactory::MakeFacade({});
   const LogCapture log;
   std::vector<KelvarNfw::NODEFIRMWAREBUILDID> list(1);
   EXPECT_EQ(facade->GetNodeFirmwareBuildID(list), 0);

@@ -2,7 +2,7 @@
 
 #include <numeric>
 
-#include "common/ipmi/Rakp.h"
+#include "transport/ipmi/Rakp.h"
 
 namespace Kelvar::Ipmi {
 namespace {

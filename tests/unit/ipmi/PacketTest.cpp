@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "common/ipmi/Ipmi15Session.h"
-#include "common/ipmi/IpmiMessage.h"
-#include "common/ipmi/LanOpening.h"
-#include "common/ipmi/RmcpPlusSession.h"
+#include "transport/ipmi/Ipmi15Session.h"
+#include "transport/ipmi/IpmiMessage.h"
+#include "transport/ipmi/LanOpening.h"
+#include "transport/ipmi/RmcpPlusSession.h"
 
 namespace Kelvar::Ipmi {
 namespace {

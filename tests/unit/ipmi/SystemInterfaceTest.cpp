@@ -7,8 +7,8 @@
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>
 
-#include "common/ipmi/DeviceCalls.h"
-#include "common/ipmi/IpmiClient.h"
+#include "transport/ipmi/DeviceCalls.h"
+#include "transport/ipmi/IpmiClient.h"
 
 namespace Kelvar {
 namespace {

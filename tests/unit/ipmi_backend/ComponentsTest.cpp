@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "module/nfw/inventory/NodeFirmwareIPMIFRUFunc.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareIPMIFRUFunc.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedIpmi.h"
 

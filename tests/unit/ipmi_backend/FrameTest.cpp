@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedIpmi.h"
 

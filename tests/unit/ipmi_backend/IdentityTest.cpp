@@ -3,7 +3,7 @@
 #include <numeric>
 
 #include "common/text/FixedText.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryImpIPMI.h"
+#include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedIpmi.h"
 

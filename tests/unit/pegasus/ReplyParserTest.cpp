@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "common/pegasus/ReplyParser.h"
+#include "transport/pegasus/ReplyParser.h"
 
 namespace Pegasus::Detail {
 namespace {

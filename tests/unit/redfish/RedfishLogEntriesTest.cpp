@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <kelvar/Log.h>
 
-#include "common/redfish/RedfishLog.h"
+#include "module/nfw/inventory/redfish/RedfishLog.h"
 
 namespace Kelvar {
 namespace {

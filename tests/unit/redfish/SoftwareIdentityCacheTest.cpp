@@ -4,7 +4,7 @@
 #include <kelvar/Log.h>
 #include <kelvar/RedfishClient.h>
 
-#include "module/softwareidentitycache/SoftwareIdentityRedfishWithCache.h"
+#include "module/nfw/inventory/redfish/SoftwareIdentityRedfishWithCache.h"
 #include "support/ScriptedHttpServer.h"
 
 namespace Kelvar {

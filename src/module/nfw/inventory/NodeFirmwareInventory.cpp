@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "common/log/LogMacros.h"
-#include "module/nfw/inventory/NodeFirmwareInventoryParts.h"
+#include "module/nfw/inventory/BackendFactory.h"
 
 namespace Kelvar {
 
@@ -28,14 +28,14 @@ using Backend = NodeFirmwareInventoryImp;
 NodeFirmwareInventory::NodeFirmwareInventory() = default;
 
 NodeFirmwareInventory::NodeFirmwareInventory(const ConnectionInfo& info) {
-  NodeFirmwareInventoryParts::For(info).MoveInto(*this);
+  BackendFactory::For(info).MoveInto(*this);
   if (!primaryBackend && !zmcApp && !logManager) {
     KELVAR_LOG(1) << "In NodeFirmwareInventory(), the derived class of NodeFirmwareInventoryImp constructed failed.";
   }
 }
 
 NodeFirmwareInventory::NodeFirmwareInventory(const ConnectionInfo& cimInfo, const ConnectionInfo& redfishInfo) {
-  NodeFirmwareInventoryParts::For(cimInfo, redfishInfo).MoveInto(*this);
+  BackendFactory::For(cimInfo, redfishInfo).MoveInto(*this);
 }
 
 NodeFirmwareInventory::~NodeFirmwareInventory() {
@@ -153,7 +153,7 @@ Code NodeFirmwareInventory::GetZMCMaintLogDataViaREST(std::vector<MAINTLOGREDFIS
 int NodeFirmwareInventory::ResetConn(const ConnectionInfo& info) {
   primaryBackend.reset();
   try {
-    primaryBackend = NodeFirmwareInventoryParts::MakeBackend(info);
+    primaryBackend = BackendFactory::MakeBackend(info);
   } catch (...) {
     KELVAR_LOG(1) << "In NodeFirmwareInventory::ResetConn(), the new backend could not be constructed.";
   }

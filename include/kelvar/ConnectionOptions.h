@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+
+#include <kelvar/Export.h>
+#include <kelvar/Types.h>
+
+namespace Kelvar {
+
+/// How a connection is made, beside what ConnectionInfo says. The defaults hold for everything that is made without it.
+struct ConnectionOptions {
+  /// Which IPMI session a target gets. Nothing that a target sends lowers what is chosen here.
+  enum class IpmiSession : u8 {
+    RmcpPlus,        ///< IPMI 2.0 alone, by the cipher suite of ConnectionInfo
+    Ipmi15Md5,       ///< IPMI 1.5 with MD5 authentication
+    Ipmi15Password,  ///< IPMI 1.5; the password goes over the network in clear text
+  };
+  IpmiSession ipmi_session = IpmiSession::RmcpPlus;
+  /// IPMI 2.0: the BMC key K_G, at most 20 bytes; empty: the target has none set.
+  std::string ipmi_kg_key;
+  /// Redfish and CIM over TLS: file with the certificates that may sign the target's; empty: no verification.
+  std::string tls_ca_file;
+  /// Redfish and CIM over TLS: SHA-256 fingerprint of the target's certificate as 64 hexadecimal digits, with or
+  /// without colons; empty: not checked.
+  std::string tls_pinned_fingerprint;
+  /// Bound of one operation, in seconds; 0: the operation's own waits alone.
+  u32 operation_limit_seconds = 300;
+};
+
+/// While it lives, objects that the calling thread makes (NodeFirmwareInventory, its backends, InventoryReader) take
+/// their options from here, and keep them. Scopes nest; the inner one counts. Must end on the thread that made it, in
+/// reverse order.
+class KELVAR_EXPORT ConnectionOptionsScope {
+ public:
+  explicit ConnectionOptionsScope(const ConnectionOptions& options);
+  ~ConnectionOptionsScope();
+  ConnectionOptionsScope(const ConnectionOptionsScope&) = delete;
+  ConnectionOptionsScope& operator=(const ConnectionOptionsScope&) = delete;
+
+  /// The options in force on the calling thread.
+  static const ConnectionOptions& Current() noexcept;
+
+ private:
+  ConnectionOptions options_;
+  const ConnectionOptionsScope* outer_;
+};
+
+}  // namespace Kelvar

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <kelvar/ConnectionInfo.h>
+#include <kelvar/ConnectionOptions.h>
+#include <kelvar/Diagnostics.h>
+#include <kelvar/Export.h>
+#include <kelvar/Inventory.h>
+
+namespace Kelvar {
+
+struct InventoryReaderOptions {
+  /// Bound of one Read() in seconds, everything included; 0: none but the operations' own bounds.
+  double deadline_seconds = 120;
+  /// Redfish: requests under way at a time, 1 to 16.
+  u32 requests_at_once = 4;
+  enum class Authentication : u8 {
+    Automatic,  ///< a session where the service has them and more than a few requests are coming, else basic
+    Session,
+    Basic,
+  };
+  Authentication authentication = Authentication::Automatic;
+  /// Log entries of each log; 0: all, within the bound of the library.
+  u32 log_limit = 0;
+  /// Log entries created before are left out; ISO 8601; empty: none.
+  std::string log_since;
+  /// Order of log entries within a log; the target's own order otherwise.
+  bool newest_first = false;
+  /// Redfish: resources of one reading, 1 to 20000.
+  u32 resource_limit = 20000;
+  /// TLS, IPMI session and the like.
+  ConnectionOptions connection;
+};
+
+/// Reads the inventory of one target into the model, over the protocol that ConnectionInfo names, by the public
+/// standards: Redfish by its links, IPMI by its records, CIM by the fixed operations' classes.
+///
+/// One object serves one thread at a time; objects are independent. Nothing throws but a constructor without memory.
+class KELVAR_EXPORT InventoryReader {
+ public:
+  /// Makes no request.
+  explicit InventoryReader(const KelvarConnection::ConnectionInfo& info, InventoryReaderOptions options = {});
+  ~InventoryReader();
+  InventoryReader(const InventoryReader&) = delete;
+  InventoryReader& operator=(const InventoryReader&) = delete;
+
+  /// Reads `families`; each has a result of its own. What was read before a failure or the deadline is delivered.
+  /// After a refused login nothing is asked again with these credentials, in this call and in later ones. A session
+  /// that was opened is closed before it returns.
+  Model::Inventory Read(const std::vector<Model::Family>& families);
+  /// All families.
+  Model::Inventory Read();
+
+  /// What the last Read() met.
+  const Diagnostics& LastDiagnostics() const noexcept;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace Kelvar

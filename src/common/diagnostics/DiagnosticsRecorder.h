@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string_view>
+
+#include <kelvar/Diagnostics.h>
+
+namespace Kelvar {
+
+/// Where the library's own code records what it meets; goes to all scopes of the calling thread. Nothing throws.
+class DiagnosticsRecorder {
+ public:
+  /// Whether anybody listens: what is costly to word may be left out otherwise.
+  static bool Wanted() noexcept;
+  static void Add(const DiagnosticExchange& exchange) noexcept;
+  /// Control characters in `detail` are escaped.
+  static void AddGap(GapKind kind, FailureCause cause, std::string_view what, std::string_view detail) noexcept;
+  /// The target answered as the service that was expected.
+  static void NoteServiceUnderstood() noexcept;
+};
+
+}  // namespace Kelvar

@@ -1,0 +1,77 @@
+#include "module/nfw/inventory/cim/MessageLogEntry.h"
+
+#include <array>
+#include <boost/lexical_cast.hpp>
+
+#include "module/nfw/inventory/cim/CIMFields.h"
+
+namespace Kelvar {
+
+using Entry = KelvarNfw::ZMCMESSAGELOGDATA;
+using Pegasus::CIMValue;
+
+namespace {
+
+constexpr int kCommonEventID = 3;
+
+/// Words of the DMTF property PerceivedSeverity.
+constexpr std::array kSeverities = {
+    "Unknown", "Other", "Information", "Degraded/Warning", "Minor", "Major", "Critical", "Fatal/NonRecoverable",
+};
+static_assert(kSeverities.size() == 8);
+
+void ReadHidden(const CIMValue& value, Entry& entry) {
+  Pegasus::Boolean hidden = false;
+  value.get(hidden);
+  entry.Hidden = hidden;
+}
+
+void ReadArguments(const CIMValue& value, Entry& entry) {
+  entry.MessageArguments.clear();
+  const Pegasus::Array<Pegasus::String> arguments = ReadStrings(value);
+  for (Pegasus::Uint32 i = 0; i < arguments.size(); ++i) {
+    if (arguments[i].size() == 0) {
+      continue;
+    }
+    if (!entry.MessageArguments.empty()) {
+      entry.MessageArguments += '^';
+    }
+    entry.MessageArguments += ToText(arguments[i]);
+  }
+}
+
+void ReadSeverity(const CIMValue& value, Entry& entry) {
+  const int number = value.isNull() ? 0 : boost::lexical_cast<int>(ToText(value.toString()));
+  const bool known = number >= 0 && static_cast<std::size_t>(number) < kSeverities.size();
+  entry.PerceivedSeverity = known ? kSeverities[static_cast<std::size_t>(number)] : "DMTF Reserved";
+}
+
+constexpr CIMField<Entry> kHead[] = {
+    {"EventSequenceNumber", ReadText<&Entry::EventSequenceNumber>},
+    {"CreationTimeStamp", ReadText<&Entry::CreationTimeStamp>},
+    {"ElementName", ReadText<&Entry::ElementName>},
+};
+
+constexpr CIMField<Entry> kEvent = {"EventID", ReadText<&Entry::EventID>};
+constexpr CIMField<Entry> kCommonEvent = {"CommonEventID", ReadText<&Entry::EventID>};
+
+constexpr CIMField<Entry> kTail[] = {
+    {"Hidden", ReadHidden, "No \"Hidden\" property. "},
+    {"LogInstanceID", ReadText<&Entry::LogInstanceID>},
+    {"LogName", ReadText<&Entry::LogName>},
+    {"Message", ReadText<&Entry::Message>},
+    {"MessageID", ReadText<&Entry::MessageID>},
+    {"MessageArguments", ReadArguments},
+    {"PerceivedSeverity", ReadSeverity},
+    {"AuxiliaryData", ReadText<&Entry::AuxiliaryData>, "No auxiliary_data property"},
+};
+
+}  // namespace
+
+void ReadMessageLogEntry(const Pegasus::CIMInstance& instance, int selector, Entry& entry) {
+  ReadCIMFields(instance, kHead, entry);
+  ReadCIMField(instance, selector == kCommonEventID ? kCommonEvent : kEvent, entry);
+  ReadCIMFields(instance, kTail, entry);
+}
+
+}  // namespace Kelvar

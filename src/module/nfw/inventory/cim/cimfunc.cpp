@@ -1,0 +1,199 @@
+#include "module/nfw/inventory/cim/cimfunc.h"
+
+#include <chrono>
+#include <thread>
+
+#include "common/log/LogMacros.h"
+
+namespace Kelvar {
+
+using KelvarConnection::ConnectionInfo;
+using Pegasus::CIMClient;
+
+namespace {
+
+constexpr int kConnectTries = 3;
+constexpr u32 kPauseMs = 10'000;
+constexpr u32 kConnectTimeoutMs = 2'400'000;
+
+constexpr int kUnknownNamespace = 6;
+
+void SleepFor(u32 milliseconds) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+bool IsCIMCase(u32 connectionCase) noexcept {
+  return connectionCase >= KelvarConnection::CONNECTION_CASE_CIM_BMC &&
+         connectionCase <= KelvarConnection::CONNECTION_CASE_CIM_OMC;
+}
+
+void Connect(CIMClient& client, const ConnectionInfo& info, const Pegasus::SSLContext& context) {
+  client.setTimeout(kConnectTimeoutMs);
+  const Pegasus::String host = info.Host.c_str();
+  const Pegasus::String user = info.UserName.c_str();
+  const Pegasus::String password = info.Password.c_str();
+  if (info.ConnectionType == 1) {
+    client.connect(host, info.Port, context, user, password);
+  } else {
+    client.connect(host, info.Port, user, password);
+  }
+}
+
+void LogConnectFailure(const Pegasus::Exception& exception) {
+  KELVAR_LOG(1) << "Failed to connect remote cimserver with the reason: " << ToText(exception.getMessage());
+}
+
+/// What the exception tells beyond its message. Only our own client's can.
+template <typename CannotConnect>
+std::string ReasonOf(const CannotConnect& exception) {
+  if constexpr (requires { exception.getReason(); }) {
+    return " (" + ToText(exception.getReason()) + ")";
+  } else {
+    return "";
+  }
+}
+
+}  // namespace
+
+CIMConnection::CIMConnection(const Pegasus::CIMNamespaceName& nameSpace, const ConnectionInfo& info, CIMPause sleep)
+    : Namespace(nameSpace), Info(info), pause(sleep ? std::move(sleep) : CIMPause(SleepFor)) {
+  InitCIMClient();
+}
+
+CIMConnection::~CIMConnection() = default;
+
+int CIMConnection::InitCIMClient() {
+  Client = std::make_unique<CIMClient>();
+  int result = 1;
+  try {
+    result = ConnectCIMServer();
+  } catch (const Pegasus::Exception& exception) {
+    LogConnectFailure(exception);
+  } catch (...) {
+    Client.reset();
+    throw;
+  }
+  if (result != 0) {
+    Client.reset();
+  }
+  return result;
+}
+
+int CIMConnection::ReconnectCIMClient() {
+  Client.reset();
+  return InitCIMClient();
+}
+
+int CIMConnection::ConnectCIMServer() {
+  if (Info.Host.empty()) {
+    KELVAR_LOG(1) << "Failed to connect remote cimserver due to invalid connection information. ";
+    return 1;
+  }
+  return ConnectCIMClient(*Client);
+}
+
+int CIMConnection::ConnectCIMClient(CIMClient& client) {
+  KELVAR_LOG(3) << "Connecting to " << Info.UserName << ":**********@" << Info.Host << ":" << Info.Port;
+  KELVAR_LOG(4) << "connection case is " << Info.ConnectionCase;
+  if (!IsCIMCase(Info.ConnectionCase)) {
+    KELVAR_LOG(4) << "Connection case is not CIM, do not try to connect CIM server.";
+    return 1;
+  }
+  if (Info.ConnectionType > 1) {
+    KELVAR_LOG(1) << "Invalid connection type: " << Info.ConnectionType;
+    return 0;
+  }
+  const Pegasus::SSLContext context(Pegasus::String::EMPTY, nullptr, Pegasus::String::EMPTY);
+  const auto logExchange = [&](const std::string& answer) {
+    KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> " << answer;
+  };
+  for (int triesLeft = kConnectTries; triesLeft > 0; --triesLeft) {
+    const auto logFailure = [&](const Pegasus::Exception& exception, const std::string& reason) {
+      logExchange(ToText(exception.getMessage()) + reason);
+      if (triesLeft == 1) {
+        LogConnectFailure(exception);
+      }
+    };
+    try {
+      Connect(client, Info, context);
+      logExchange("connected");
+      KELVAR_LOG(3) << "Cimserver connection succeeded ";
+      return 0;
+    } catch (const Pegasus::CannotConnectException& exception) {
+      logFailure(exception, ReasonOf(exception));
+    } catch (const Pegasus::Exception& exception) {
+      logFailure(exception, "");
+    }
+    pause(kPauseMs);
+  }
+  return 1;
+}
+
+namespace {
+
+void LogExchange(const Pegasus::CIMNamespaceName& nameSpace, const Pegasus::CIMName& className,
+                 const std::string& answer) {
+  KELVAR_LOG(4) << "Exchange: CIM EnumerateInstances " << ToText(nameSpace.getString()) << ":"
+                << ToText(className.getString()) << " -> " << answer;
+}
+
+}  // namespace
+
+Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(CIMClient& client, const Pegasus::CIMNamespaceName& nameSpace,
+                                                  const Pegasus::CIMName& className) {
+  const bool deepInheritance = true;
+  const bool localOnly = true;
+  const bool includeQualifiers = false;
+  const bool includeClassOrigin = false;
+  try {
+    auto instances = client.enumerateInstances(nameSpace, className, deepInheritance, localOnly, includeQualifiers,
+                                               includeClassOrigin, Pegasus::CIMPropertyList());
+    LogExchange(nameSpace, className, std::to_string(instances.size()) + " instances");
+    return instances;
+  } catch (const Pegasus::CIMException& exception) {
+    LogExchange(nameSpace, className,
+                "CIM status " + std::to_string(exception.getCode()) + ": " + ToText(exception.getMessage()));
+    throw;
+  } catch (const Pegasus::Exception& exception) {
+    LogExchange(nameSpace, className, ToText(exception.getMessage()));
+    throw;
+  }
+}
+
+int GetCIMArrayFromEnumerateInstances(Pegasus::CIMName className, CIMConnection& connection,
+                                      Pegasus::Array<Pegasus::CIMInstance>& instances, u32 timeoutMs) {
+  KELVAR_LOG(3) << "Calling GetCIMArrayFromEnumerateInstances()";
+  KELVAR_LOG(3) << "The value of class name is:" << ToText(className.getString());
+  KELVAR_LOG(3) << "The value of cim namespace is:" << ToText(connection.GetNamespace().getString());
+  if (connection.GetCIMClient() == nullptr) {
+    KELVAR_LOG(3) << "The value of cim client is NULL,Now restart cimserver!";
+    if (connection.ReconnectCIMClient() != 0) {
+      return 1;
+    }
+    KELVAR_LOG(3) << "Restart cim server succeed,Now reconnect to cimserver!";
+  }
+  CIMClient* const client = connection.GetCIMClient();
+  if (client == nullptr) {
+    KELVAR_LOG(3) << "Reconnect to cimserver failed! cimcli quit!";
+    return 1;
+  }
+  const auto logFailure = [](const Pegasus::Exception& exception) {
+    KELVAR_LOG(1) << "Enumerate instances failed with the reason: " << ToText(exception.getMessage());
+  };
+  try {
+    client->setTimeout(timeoutMs);
+    instances = EnumerateAll(*client, connection.GetNamespace(), className);
+    KELVAR_LOG(3) << "The size of ei_array is:" << instances.size();
+    return 0;
+  } catch (const Pegasus::CIMException& exception) {
+    logFailure(exception);
+    const bool unknownNamespace = exception.getCode() == Pegasus::CIM_ERR_INVALID_NAMESPACE;
+    connection.ReconnectCIMClient();
+    return unknownNamespace ? kUnknownNamespace : 1;
+  } catch (const Pegasus::Exception& exception) {
+    logFailure(exception);
+    return 1;
+  }
+}
+
+}  // namespace Kelvar

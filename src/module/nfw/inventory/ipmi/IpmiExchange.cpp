@@ -1,0 +1,37 @@
+#include "module/nfw/inventory/ipmi/IpmiExchange.h"
+
+#include <utility>
+
+#include "common/log/LogMacros.h"
+
+namespace Kelvar {
+
+IpmiReply SendCommand(IpmiClientInterface& client, u8 netFn, u8 command, std::vector<u8> data) {
+  const IPMICOMMAND request{command, std::move(data), netFn};
+  IpmiReply reply;
+  reply.sent = client.send(request, reply.data, reply.completionCode);
+  return reply;
+}
+
+NodeFirmwareInventory::INVENTORYRETURNCODE CodeOfCompletion(u8 completionCode) noexcept {
+  switch (completionCode) {
+    case 0xC9:
+      return NodeFirmwareInventory::INVENTORY_IPMI_PARAMETER_OUT_OF_RANGE;
+    case 0xCB:
+      return NodeFirmwareInventory::INVENTORY_IPMI_NOT_PRESENT;
+    case 0xD5:
+      return NodeFirmwareInventory::INVENTORY_IPMI_NOT_SUPPORTED_NOW;
+    default:
+      return NodeFirmwareInventory::INVENTORY_FAILED;
+  }
+}
+
+void LogFailedCommand(const IpmiReply& reply) {
+  KELVAR_LOG(1) << "IPMI command failed wtih completionCode : 0x" << std::hex << int{reply.completionCode};
+}
+
+void LogShortReply(std::size_t expected, std::size_t actual) {
+  KELVAR_LOG(1) << "the size response data is invalid expect " << expected << " or larger actually " << actual;
+}
+
+}  // namespace Kelvar

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include <kelvar/NodeFirmwareInventory.h>
+
+#include "transport/ipmi/IpmiClientInterface.h"
+
+namespace Kelvar {
+
+/// Network functions in use.
+inline constexpr u8 kNetFnApplication = 0x06;
+inline constexpr u8 kNetFnStorage = 0x0A;
+inline constexpr u8 kNetFnOem = 0x3A;
+inline constexpr u8 kNetFnOemAMD = 0x3C;
+
+/// Commands in use.
+inline constexpr u8 kGetDeviceID = 0x01;           ///< application
+inline constexpr u8 kGetFRUAreaInfo = 0x10;        ///< storage
+inline constexpr u8 kReadFRUData = 0x11;           ///< storage
+inline constexpr u8 kReserveSDRRepository = 0x22;  ///< storage
+inline constexpr u8 kGetSDR = 0x23;                ///< storage
+inline constexpr u8 kReadVPD = 0x0B;               ///< OEM: two location bytes, 0x10, count
+inline constexpr u8 kQueryBuildInfo = 0x50;        ///< OEM
+inline constexpr u8 kQueryGeneration = 0xC1;       ///< OEM
+inline constexpr u8 kQueryPath = 0xC4;             ///< OEM
+inline constexpr u8 kQueryFirmwareAMD = 0x40;      ///< OEM, AMD platforms
+
+/// Characters of BCD plus, by nibble.
+inline constexpr std::string_view kBCDPlus = "0123456789 -.:,_";
+static_assert(kBCDPlus.size() == 16);
+
+/// How one command ended.
+struct IpmiReply {
+  int sent = -1;
+  u8 completionCode = 0xFF;
+  std::vector<u8> data;
+
+  bool Ok() const noexcept { return sent == 0 && completionCode == 0; }
+};
+
+/// Performs one command. Lets the transport's exceptions pass.
+IpmiReply SendCommand(IpmiClientInterface& client, u8 netFn, u8 command, std::vector<u8> data = {});
+
+/// The result that a completion code stands for.
+NodeFirmwareInventory::INVENTORYRETURNCODE CodeOfCompletion(u8 completionCode) noexcept;
+
+void LogFailedCommand(const IpmiReply& reply);
+void LogShortReply(std::size_t expected, std::size_t actual);
+
+}  // namespace Kelvar

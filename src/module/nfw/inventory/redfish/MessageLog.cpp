@@ -1,0 +1,15 @@
+#include "module/nfw/inventory/redfish/Frame.h"
+#include "module/nfw/inventory/redfish/RedfishLog.h"
+
+namespace Kelvar {
+
+using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
+
+Code NodeFirmwareInventoryImpRedfish::GetZMCMessageLogData(std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST>& list) {
+  return RunRedfishOperation("GetZMCMessageLogData", [&](Code& code) {
+    list.clear();
+    code = ReadRedfishLog(Service(), {.name = "StandardLog", .argumentsRequired = true}, list);
+  });
+}
+
+}  // namespace Kelvar

@@ -1,0 +1,120 @@
+#include <kelvar/NodeFirmwareInventoryImpRedfish.h>
+
+#include <sstream>
+#include <utility>
+
+#include <kelvar/RedfishClient.h>
+
+#include "common/log/LogMacros.h"
+#include "module/nfw/inventory/redfish/Frame.h"
+#include "module/nfw/inventory/redfish/RedfishService.h"
+
+namespace Kelvar {
+
+using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
+using KelvarConnection::ConnectionInfo;
+
+namespace {
+
+void LastClauses(const char* operation, Code& code) {
+  code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
+  try {
+    throw;
+  } catch (const std::exception& error) {
+    KELVAR_LOG(1) << operation << " failed with error is: " << error.what();
+  } catch (...) {
+    KELVAR_LOG(1) << operation << " failed with unknown error.";
+  }
+}
+
+}  // namespace
+
+Code RunRedfishOperation(const char* operation, OperationBody body, Code initial) {
+  return RunOperation("NodeFirmwareInventoryImpRedfish", operation, &LastClauses, body, initial);
+}
+
+NodeFirmwareInventoryImpRedfish::NodeFirmwareInventoryImpRedfish(const ConnectionInfo& connection)
+    : NodeFirmwareInventoryImpRedfish(connection, std::make_unique<Rest::RedfishClient>()) {}
+
+NodeFirmwareInventoryImpRedfish::NodeFirmwareInventoryImpRedfish(const ConnectionInfo& connection,
+                                                                 std::unique_ptr<Rest::RestClientInterface> client)
+    : NodeFirmwareInventoryImp(connection),
+      restClient(std::move(client)),
+      baseUrl(RedfishService::BaseUrl(connection)),
+      connectionInfo(connection) {
+  KELVAR_LOG(4) << "Entering Constructor of NodeFirmwareInventoryImpRedfish";
+  if (!restClient) {
+    KELVAR_LOG(1) << "Failed to construct rest client point.";
+    return;
+  }
+  RedfishService::Configure(*restClient, connection);
+}
+
+NodeFirmwareInventoryImpRedfish::~NodeFirmwareInventoryImpRedfish() {
+  KELVAR_LOG(4) << "Entering Destructor of NodeFirmwareInventoryImpRedfish";
+}
+
+RedfishService NodeFirmwareInventoryImpRedfish::Service() const {
+  return {restClient.get(), baseUrl};
+}
+
+int NodeFirmwareInventoryImpRedfish::GetConnectStatus() {
+  return 0;
+}
+
+Code NodeFirmwareInventoryImpRedfish::GetZMCGenerationType(ZMCGENERATIONTYPE& /*generation*/) {
+  return RunRedfishOperation("GetZMCGenerationType", [](Code&) {});
+}
+
+Code NodeFirmwareInventoryImpRedfish::GetNFWSoftwareIdentity(std::vector<KelvarOptions::SoftwareIdentity_>& /*list*/) {
+  return RunRedfishOperation("GetNFWSoftwareIdentity", [](Code&) {});
+}
+
+Code NodeFirmwareInventoryImpRedfish::CheckRestClientResponse(const Rest::RestResponse& response) {
+  return RedfishService::CheckResponse(response);
+}
+
+std::vector<std::string> NodeFirmwareInventoryImpRedfish::ConstructChassisUrl() {
+  std::vector<std::string> urls;
+  Code code{};
+  const auto response = Service().FetchOrLog("/redfish/v1/Chassis", code);
+  if (!response) {
+    return urls;
+  }
+  ReadGuarded(
+      "Failed to read  redfish chassis url with error is: ", "Failed to read redfish chassis url with unknown error.",
+      [&] {
+        AppendMemberPaths(JsonTree(response->body).Root(), urls);
+        KELVAR_LOG(4) << "NodeFirmwareInventoryImpRedfish::ConstructChassisUrl, chassis url size= " << urls.size();
+      });
+  return urls;
+}
+
+Code NodeFirmwareInventoryImpRedfish::ConstructSystemsUrl(std::vector<std::string>& urls) {
+  Code code{};
+  const auto response = Service().FetchOrLog(RedfishService::kSystems, code);
+  if (!response) {
+    return code;
+  }
+  const bool read = ReadGuarded(
+      "Failed to read redfish systems url with error is: ", "Failed to read redfish systems url with unknown error.",
+      [&] {
+        AppendMemberPaths(JsonTree(response->body).Root(), urls);
+        KELVAR_LOG(4) << "NodeFirmwareInventoryImpRedfish::ConstructSystemsUrl, systems url size= " << urls.size();
+      });
+  return read ? NodeFirmwareInventory::INVENTORY_SUCCESS : NodeFirmwareInventory::INVENTORY_FAILED;
+}
+
+std::string NodeFirmwareInventoryImpRedfish::toString(const u32& number) {
+  std::ostringstream stream;
+  stream << number;
+  return stream.str();
+}
+
+u32 NodeFirmwareInventoryImpRedfish::toU32(const std::string& text) {
+  std::istringstream stream(text);
+  u32 number = 0;
+  return stream >> number ? number : 0;
+}
+
+}  // namespace Kelvar

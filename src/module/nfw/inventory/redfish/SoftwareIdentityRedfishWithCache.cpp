@@ -1,0 +1,201 @@
+#include "module/nfw/inventory/redfish/SoftwareIdentityRedfishWithCache.h"
+
+#include <array>
+#include <tuple>
+#include <utility>
+
+#include <kelvar/RedfishClient.h>
+
+#include "common/json/FieldTable.h"
+#include "common/log/LogMacros.h"
+#include "module/nfw/inventory/redfish/RedfishService.h"
+
+namespace Kelvar {
+
+using KelvarConnection::ConnectionInfo;
+using KelvarOptions::SoftwareIdentity_;
+
+namespace {
+
+constexpr std::chrono::seconds kFresh{60};
+constexpr std::chrono::seconds kFailureRemembered{5};
+
+}  // namespace
+
+/// The requests of one refresh, over one connection.
+class SoftwareIdentityRedfishWithCache::Fill {
+ public:
+  Fill(SoftwareIdentityRedfishWithCache& cache, Rest::RestClientInterface* client)
+      : cache_(cache),
+        ownClient_(client == nullptr ? cache.surroundings_.makeClient() : nullptr),
+        service_(client == nullptr ? ownClient_.get() : client, RedfishService::BaseUrl(cache.info_)) {
+    if (ownClient_) {
+      RedfishService::Configure(*ownClient_, cache.info_);
+    }
+  }
+
+  void All() {
+    Expanded();
+    for (const char* id : kIdentifiers) {
+      Missing(id);
+    }
+  }
+
+  void Missing(const std::string& id) {
+    if (!cache_.failed_ && !cache_.complete_ && cache_.identities_.count(id) == 0) {
+      One(id);
+    }
+  }
+
+ private:
+  static Resource Read(const JsonValue& value) {
+    static constexpr std::array<DocumentField<Resource>, 7> kFields = {{
+        {"Id", &Resource::id},
+        {"Name", &Resource::name},
+        {"Description", &Resource::description},
+        {"Manufacturer", &Resource::manufacturer},
+        {"SoftwareId", &Resource::softwareId},
+        {"Version", &Resource::version},
+        {"ReleaseDate", &Resource::releaseDate},
+    }};
+    Resource resource;
+    LoadFields(value, kFields, resource);
+    return resource;
+  }
+
+  /// They are complete when every member stood in the answer itself.
+  void Expanded() {
+    auto response = Ask("", std::string(RedfishService::kFirmwareInventory) + RedfishService::kExpand);
+    if (!response) {
+      return;
+    }
+    const auto document = JsonDocument::Read(std::move(response->body));
+    const JsonValue members = document ? document->Root()["Members"] : JsonValue();
+    cache_.complete_ = members.IsArray() && !document->Root()[kNextLink];
+    for (const JsonValue& member : members.Elements()) {
+      if (const auto id = member["Id"].String()) {
+        cache_.identities_[*id] = Read(member);
+      } else {
+        cache_.complete_ = false;
+      }
+    }
+  }
+
+  void One(const std::string& id) {
+    auto response = Ask(id, std::string(RedfishService::kFirmwareInventory) + "/" + id);
+    const auto document = response ? JsonDocument::Read(std::move(response->body)) : std::nullopt;
+    cache_.identities_[id] =
+        document && document->Root().IsObject() ? std::optional<Resource>(Read(document->Root())) : std::nullopt;
+  }
+
+  /// None for a failed response. One that further requests would meet as well makes the whole fill a failure.
+  std::optional<Rest::RestResponse> Ask(const std::string& id, const std::string& path) {
+    Rest::RestResponse response = service_.Fetch(path);
+    if (!RedfishService::IsFailed(response)) {
+      return response;
+    }
+    const std::string failure = "Failed to get software identity info from " + path +
+                                ", curlCode: " + std::to_string(response.curlCode) +
+                                ", httpCode: " + std::to_string(response.httpCode);
+    KELVAR_LOG(2) << failure;
+    cache_.failed_ = response.curlCode != 0 || response.httpCode == 401 || response.httpCode == 503;
+    cache_.failures_[cache_.failed_ ? "" : id] = failure;
+    return std::nullopt;
+  }
+
+  SoftwareIdentityRedfishWithCache& cache_;
+  std::unique_ptr<Rest::RestClientInterface> ownClient_;
+  RedfishService service_;
+};
+
+SoftwareIdentityRedfishWithCache* SoftwareIdentityRedfishWithCache::GetInstance(const ConnectionInfo& info) {
+  using Key = std::tuple<std::string, u16, std::string, std::string, u32>;
+  static std::mutex mutex;
+  static auto& instances = *new std::map<Key, std::unique_ptr<SoftwareIdentityRedfishWithCache>>();
+  const std::lock_guard lock(mutex);
+  auto& instance = instances[{info.Host, info.Port, info.UserName, info.Password, info.AddressFamily}];
+  if (!instance) {
+    instance = std::make_unique<SoftwareIdentityRedfishWithCache>(info);
+    static Clock::time_point looked;
+    if (Clock::now() - looked >= kFresh) {
+      looked = Clock::now();
+      for (const auto& [key, other] : instances) {
+        other->ForgetStale();
+      }
+    }
+  }
+  return instance.get();
+}
+
+SoftwareIdentityRedfishWithCache::SoftwareIdentityRedfishWithCache(const ConnectionInfo& info)
+    : SoftwareIdentityRedfishWithCache(info, {[] { return std::make_unique<Rest::RedfishClient>(); }, &Clock::now}) {}
+
+SoftwareIdentityRedfishWithCache::SoftwareIdentityRedfishWithCache(const ConnectionInfo& info,
+                                                                   Surroundings surroundings)
+    : info_(info), surroundings_(std::move(surroundings)) {}
+
+int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string& id, SoftwareIdentity_& identity,
+                                                               Rest::RestClientInterface* client) {
+  const std::lock_guard lock(mutex_);
+  try {
+    Refresh(id, client);
+  } catch (const std::exception& error) {
+    KELVAR_LOG(2) << "Failed to get software identity info with error: " << error.what();
+  }
+  const auto found = identities_.find(id);
+  if (failed_ || found == identities_.end() || !found->second) {
+    return -1;
+  }
+  const Resource& resource = *found->second;
+  identity = SoftwareIdentity_();
+  identity.InstanceID = resource.id;
+  identity.Name = resource.name;
+  identity.Description = resource.description;
+  identity.Manufacturer = resource.manufacturer;
+  identity.SoftwareID = resource.softwareId;
+  identity.VersionString = resource.version;
+  identity.ReleaseDate = resource.releaseDate;
+  return 0;
+}
+
+bool SoftwareIdentityRedfishWithCache::IsFresh() const {
+  return filledAt_ && surroundings_.now() - *filledAt_ < (failed_ ? kFailureRemembered : kFresh);
+}
+
+void SoftwareIdentityRedfishWithCache::Forget() {
+  identities_.clear();
+  failures_.clear();
+  complete_ = failed_ = false;
+}
+
+void SoftwareIdentityRedfishWithCache::ForgetStale() {
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (lock && !IsFresh()) {
+    Forget();
+  }
+}
+
+void SoftwareIdentityRedfishWithCache::Refresh(const std::string& id, Rest::RestClientInterface* client) {
+  const bool fresh = IsFresh();
+  if (fresh && (failed_ || complete_ || identities_.count(id) != 0)) {
+    TellAgain(id);
+    return;
+  }
+  Fill fill(*this, client);
+  if (!fresh) {
+    Forget();
+    fill.All();
+    filledAt_ = surroundings_.now();
+  }
+  fill.Missing(id);
+}
+
+/// A failure that is remembered is one of every caller that it answers: their logs tell what they miss.
+void SoftwareIdentityRedfishWithCache::TellAgain(const std::string& id) const {
+  const auto failure = failures_.find(failed_ ? "" : id);
+  if (failure != failures_.end()) {
+    KELVAR_LOG(2) << failure->second << ", a while ago";
+  }
+}
+
+}  // namespace Kelvar

@@ -1,0 +1,85 @@
+#include "transport/ipmi/Ipmi15Handshake.h"
+
+#include "common/log/LogMacros.h"
+#include "common/text/ByteReader.h"
+#include "transport/ipmi/Ipmi15Session.h"
+
+namespace Kelvar::Ipmi {
+namespace {
+
+constexpr u8 kGetSessionChallenge = 0x39;
+constexpr u8 kActivateSession = 0x3A;
+constexpr u8 kPrivilegeTooHigh = 0x86;
+constexpr u8 kUnknownUser = 0x81;
+constexpr u8 kNoNullUser = 0x82;
+constexpr std::size_t kNameSize = 16;
+constexpr std::size_t kChallengeSize = 16;
+
+}  // namespace
+
+Opening Ipmi15Handshake::Run(std::unique_ptr<LanSession>& session) {
+  if (login_.password.size() > kPassword15Size) {
+    KELVAR_LOG(1) << "IPMI: passwords of IPMI 1.5 have at most " << kPassword15Size << " characters";
+    return Opening::LoginRefused;
+  }
+  const Opening opening = AskChallenge();
+  return opening == Opening::Opened ? Activate(session) : opening;
+}
+
+Opening Ipmi15Handshake::AskChallenge() {
+  Bytes data{static_cast<u8>(authType_)};
+  data.insert(data.end(), login_.user.begin(), login_.user.end());
+  data.resize(1 + kNameSize);
+  NoSession before;
+  Reply reply;
+  if (exchange_.AskApplication(before, patience_, kGetSessionChallenge, data, reply) != Heard::Answer) {
+    return Opening::Silence;
+  }
+  if (reply.completionCode != 0) {
+    KELVAR_LOG(2) << "IPMI: Get Session Challenge refused with completion code " << int{reply.completionCode};
+    const bool login = reply.completionCode == kUnknownUser || reply.completionCode == kNoNullUser;
+    return login ? Opening::LoginRefused : Opening::Failed;
+  }
+  Text::ByteReader reader(reply.data);
+  temporaryId_ = reader.U32();
+  const ByteView challenge = reader.Bytes(kChallengeSize);
+  challenge_.assign(challenge.begin(), challenge.end());
+  return reader.Ok() ? Opening::Opened : Opening::Failed;
+}
+
+Opening Ipmi15Handshake::Activate(std::unique_ptr<LanSession>& session) {
+  const u32 firstIncoming = RandomNumber();
+  Bytes data{static_cast<u8>(authType_), static_cast<u8>(privilege_)};
+  Append(data, challenge_);
+  AppendU32(data, firstIncoming);
+  auto opened = std::make_unique<Ipmi15Session>(login_, Activation15{authType_, temporaryId_, 0}, firstIncoming);
+  Reply reply;
+  if (exchange_.AskApplication(*opened, patience_, kActivateSession, data, reply) != Heard::Answer) {
+    return SilenceAfterChallenge();
+  }
+  if (reply.completionCode != 0) {
+    KELVAR_LOG(2) << "IPMI: Activate Session refused with completion code " << int{reply.completionCode}
+                  << ", privilege " << static_cast<int>(privilege_);
+    return reply.completionCode == kPrivilegeTooHigh ? Opening::PrivilegeRefused : Opening::Failed;
+  }
+  Text::ByteReader reader(reply.data);
+  Activation15 activated;
+  activated.authType = static_cast<AuthType>(reader.U8());
+  activated.sessionId = reader.U32();
+  activated.sequence = reader.U32();
+  const bool typeFits = activated.authType == authType_ || activated.authType == AuthType::None;
+  if (!reader.Ok() || !typeFits || activated.sessionId == 0 || activated.sequence == 0) {
+    KELVAR_LOG(2) << "IPMI: the reply to Activate Session makes no sense";
+    return Opening::Failed;
+  }
+  opened->Activate(activated);
+  session = std::move(opened);
+  return Opening::Opened;
+}
+
+Opening Ipmi15Handshake::SilenceAfterChallenge() {
+  const Opening again = AskChallenge();
+  return again == Opening::Opened ? Opening::LoginRefused : again;
+}
+
+}  // namespace Kelvar::Ipmi

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "transport/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/IpmiTimings.h"
+
+namespace Kelvar {
+
+namespace Ipmi {
+class DeviceCalls;
+class IpmiTransport;
+}  // namespace Ipmi
+
+/// The IPMI transport: a session over LAN, or the local system interface. One object serves one thread at a time;
+/// objects share nothing.
+///
+/// Over LAN, requests are sent again with growing waits; `send` blocks for at most the sum of the waits, and for at
+/// most `IpmiTimings::limitMs` where a lost session is opened again: one that was idle for longer than
+/// `IpmiTimings::idleExpiryMs`, or in which the command before got no answer. The command is then sent in the new one.
+class IpmiClient : public IpmiClientInterface {
+ public:
+  /// A session over LAN. `host` is a name, an IPv4 or an IPv6 address, `port` decimal text. `cipherSuite` 3 and 17 are
+  /// the cipher suites of these numbers; any other number tries 17, and 3 where the target does not offer it.
+  IpmiClient(const std::string& host, const std::string& user, const std::string& password, const std::string& port,
+             std::size_t cipherSuite);
+  /// The service processor of this machine, through the driver's device of that number: "/dev/ipmi0",
+  /// "/dev/ipmi/0" or "/dev/ipmidev/0".
+  explicit IpmiClient(std::size_t deviceNumber);
+  /// The same with other system calls.
+  IpmiClient(std::size_t deviceNumber, std::unique_ptr<Ipmi::DeviceCalls> calls);
+  ~IpmiClient() override;
+  IpmiClient(const IpmiClient&) = delete;
+  IpmiClient& operator=(const IpmiClient&) = delete;
+
+  /// Closes what is open, then opens. IPMIAUTHFAIL when the target refuses the user or the password, IPMICONNECTFAIL
+  /// for everything else, silence included, at the latest after `IpmiTimings::limitMs`. Names are resolved by the
+  /// system, within its own time. Throws IpmiException only when libcrypto fails.
+  CONNECTIONSTATE connect() override;
+  void disconnect() override;
+  /// Replaces `response`.
+  int send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override;
+  /// Has no effect: replies are taken at any length.
+  void setBlockLength(const u16& length) override;
+
+  /// For the next `connect`.
+  void SetTimings(const IpmiTimings& timings) { timings_ = timings; }
+
+ private:
+  IpmiTimings timings_;
+  std::unique_ptr<Ipmi::IpmiTransport> transport_;
+};
+
+}  // namespace Kelvar

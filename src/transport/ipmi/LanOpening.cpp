@@ -1,0 +1,148 @@
+#include "transport/ipmi/LanOpening.h"
+
+#include <algorithm>
+
+#include "common/log/LogMacros.h"
+#include "common/text/ByteReader.h"
+#include "transport/ipmi/Ipmi15Handshake.h"
+#include "transport/ipmi/RmcpPlusHandshake.h"
+
+namespace Kelvar::Ipmi {
+namespace {
+
+constexpr u8 kGetAuthCapabilities = 0x38;
+constexpr u8 kSetSessionPrivilege = 0x3B;
+constexpr u8 kGetCipherSuites = 0x54;
+constexpr u8 kThisChannel = 0x0E;
+constexpr u8 kWithPlus = 0x80;
+
+}  // namespace
+
+std::optional<AuthCapabilities> DecodeAuthCapabilities(ByteView data) {
+  constexpr u8 kExtended = 0x80;
+  constexpr u8 kPlusOffered = 0x02;
+  Text::ByteReader reader(data);
+  reader.Skip(1);
+  AuthCapabilities capabilities;
+  capabilities.authTypes = reader.U8();
+  reader.Skip(1);
+  const u8 versions = reader.U8();
+  capabilities.plus = (capabilities.authTypes & kExtended) != 0 && (versions & kPlusOffered) != 0;
+  return reader.Ok() ? std::optional(capabilities) : std::nullopt;
+}
+
+Opening LanOpening::Run(std::unique_ptr<LanSession>& session) {
+  Heard heard = Heard::Silence;
+  const auto capabilities = AskCapabilities(heard);
+  if (!capabilities) {
+    return heard == Heard::NoServer ? Opening::NoServer : Opening::Silence;
+  }
+  return capabilities->plus ? OpenPlus(session) : Open15(*capabilities, session);
+}
+
+std::optional<AuthCapabilities> LanOpening::AskCapabilities(Heard& heard) {
+  const Patience patience{patience_.timings, patience_.deadline, true};
+  NoSession before;
+  for (const u8 version : {kWithPlus, u8{0}}) {  // targets of IPMI 1.5 may refuse the question about RMCP+
+    Reply reply;
+    const u8 channel = kThisChannel | version;
+    heard = exchange_.AskApplication(before, patience, kGetAuthCapabilities,
+                                     {channel, static_cast<u8>(Privilege::Administrator)}, reply);
+    if (heard != Heard::Answer) {
+      return std::nullopt;
+    }
+    const auto capabilities = DecodeAuthCapabilities(reply.data);
+    if (reply.completionCode == 0 && capabilities) {
+      return capabilities;
+    }
+  }
+  KELVAR_LOG(2) << "IPMI: the target does not tell its authentication capabilities, trying RMCP+";
+  return AuthCapabilities{true, 0};
+}
+
+template <typename Handshake>
+Opening LanOpening::OpenWithPrivilege(std::unique_ptr<LanSession>& session, const Handshake& handshake) {
+  Opening opening = Opening::Failed;
+  for (const Privilege privilege : {Privilege::Administrator, Privilege::Operator, Privilege::User}) {
+    opening = handshake(privilege);
+    if (opening == Opening::Opened) {
+      return RaisePrivilege(*session, privilege) ? Opening::Opened : Opening::Silence;
+    }
+    if (opening != Opening::PrivilegeRefused) {
+      break;
+    }
+  }
+  return opening;
+}
+
+Opening LanOpening::OpenPlus(std::unique_ptr<LanSession>& session) {
+  const auto suites = SuitesFor(suiteNumber_);
+  Opening opening = Opening::SuiteRefused;
+  for (const CipherSuite* suite : suites) {
+    opening = OpenWithPrivilege(session, [&](Privilege privilege) {
+      return RmcpPlusHandshake(channel_, patience_, login_, *suite, privilege).Run(session);
+    });
+    // Some targets do not answer at all to a suite that they lack.
+    const bool another = opening == Opening::SuiteRefused ||
+                         (opening == Opening::SuiteUnanswered && suite != suites.back() && DoesNotOffer(*suite));
+    if (!another) {
+      break;
+    }
+  }
+  return opening == Opening::SuiteUnanswered ? Opening::Silence : opening;
+}
+
+Opening LanOpening::Open15(const AuthCapabilities& capabilities, std::unique_ptr<LanSession>& session) {
+  constexpr AuthType kBestFirst[] = {AuthType::Md5, AuthType::Password, AuthType::None};
+  const auto* type = std::find_if(std::begin(kBestFirst), std::end(kBestFirst),
+                                  [&](AuthType candidate) { return capabilities.Offers(candidate); });
+  if (type == std::end(kBestFirst)) {
+    KELVAR_LOG(1) << "IPMI: the target offers neither RMCP+ nor an authentication type of ours";
+    return Opening::Failed;
+  }
+  KELVAR_LOG(2) << "IPMI: the target has no RMCP+, opening an IPMI 1.5 session with authentication type "
+                << static_cast<int>(*type);
+  return OpenWithPrivilege(session, [&](Privilege privilege) {
+    return Ipmi15Handshake(exchange_, patience_, login_, *type, privilege).Run(session);
+  });
+}
+
+bool LanOpening::DoesNotOffer(const CipherSuite& suite) {
+  constexpr u8 kMostPieces = 64;
+  constexpr u8 kListBySuite = 0x80;
+  constexpr std::size_t kFullPiece = 16;
+  NoSession before;
+  Bytes records;
+  for (u8 index = 0; index < kMostPieces; ++index) {
+    Reply reply;
+    const Bytes data{kThisChannel, 0, static_cast<u8>(kListBySuite | index)};
+    if (exchange_.AskApplication(before, patience_, kGetCipherSuites, data, reply) != Heard::Answer) {
+      return false;
+    }
+    if (reply.completionCode != 0 || reply.data.empty()) {
+      break;  // a target without the command says nothing against the suite's absence
+    }
+    Append(records, ByteView(reply.data).subspan(1));  // behind the channel number
+    if (reply.data.size() < 1 + kFullPiece) {
+      break;
+    }
+  }
+  const auto offered = DecodeSuiteRecords(records);
+  return std::find(offered.begin(), offered.end(), suite.id) == offered.end();
+}
+
+bool LanOpening::RaisePrivilege(LanSession& session, Privilege highest) {
+  for (u8 privilege = static_cast<u8>(highest); privilege >= static_cast<u8>(Privilege::User); --privilege) {
+    Reply reply;
+    if (exchange_.AskApplication(session, patience_, kSetSessionPrivilege, {privilege}, reply) != Heard::Answer) {
+      return false;
+    }
+    if (reply.completionCode == 0) {
+      KELVAR_LOG(3) << "IPMI: session open, privilege " << int{reply.data.empty() ? privilege : reply.data.front()};
+      return true;
+    }
+  }
+  return true;  // a new session has the user privilege without asking
+}
+
+}  // namespace Kelvar::Ipmi

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+
+#include "transport/ipmi/RmcpPacket.h"
+
+namespace Kelvar::Ipmi {
+
+/// How IPMI messages travel in packets: outside of a session, in an IPMI 1.5 session, in an RMCP+ session.
+class LanSession {
+ public:
+  virtual ~LanSession() = default;
+  /// Appends a packet around the message; each call is a transmission of its own to the target.
+  virtual void Wrap(Bytes& packet, ByteView message) = 0;
+  /// The message in a packet, which may be decrypted in place; nothing for packets that are not this session's.
+  virtual std::optional<ByteView> Unwrap(std::span<u8> packet) = 0;
+  /// What Close Session names; 0 when there is nothing to close.
+  virtual u32 TargetId() const = 0;
+};
+
+/// Messages before a session is open.
+class NoSession : public LanSession {
+ public:
+  void Wrap(Bytes& packet, ByteView message) override {
+    Packet15 plain;
+    plain.message = message;
+    AppendPacket15(packet, plain);
+  }
+  std::optional<ByteView> Unwrap(std::span<u8> packet) override {
+    const auto plain = ParsePacket15(packet);
+    if (!plain || plain->authType != AuthType::None || plain->sessionId != 0) {
+      return std::nullopt;
+    }
+    return plain->message;
+  }
+  u32 TargetId() const override { return 0; }
+};
+
+}  // namespace Kelvar::Ipmi

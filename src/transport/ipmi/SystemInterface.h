@@ -1,0 +1,34 @@
+#pragma once
+
+#include <memory>
+
+#include "transport/ipmi/DeviceCalls.h"
+#include "transport/ipmi/IpmiTransport.h"
+
+namespace Kelvar::Ipmi {
+
+/// The service processor of the machine this runs on, through the Linux driver ipmi_devintf, which repeats lost
+/// requests itself.
+class SystemInterface : public IpmiTransport {
+ public:
+  SystemInterface(std::size_t index, std::unique_ptr<DeviceCalls> calls) : index_(index), calls_(std::move(calls)) {}
+  ~SystemInterface() override { Close(); }
+
+  CONNECTIONSTATE Open(const IpmiTimings& timings) override;
+  void Close() noexcept override;
+  int Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override;
+
+ private:
+  bool SendRequest(const IPMICOMMAND& command);
+  /// Takes the next message of the driver: 1 when it is the reply, 0 when it is another one, -1 when the device fails.
+  int Receive(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode);
+  int Ioctl(unsigned long request, void* argument);
+
+  const std::size_t index_;
+  const std::unique_ptr<DeviceCalls> calls_;
+  IpmiTimings timings_;
+  int device_ = -1;
+  long messageId_ = 0;
+};
+
+}  // namespace Kelvar::Ipmi

@@ -1,0 +1,316 @@
+#include <kelvar/RestClient.h>
+
+#include <new>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "common/http/Transfer.h"
+#include "common/log/LogMacros.h"
+#include "transport/rest/RestCallbacks.h"
+
+namespace Rest {
+
+namespace {
+
+/// Clears every option on every way out; connections and cookies stay.
+class HandleReset {
+ public:
+  explicit HandleReset(CURL* handle) noexcept : handle_(handle) {}
+  ~HandleReset() { curl_easy_reset(handle_); }
+  HandleReset(const HandleReset&) = delete;
+  HandleReset& operator=(const HandleReset&) = delete;
+
+ private:
+  CURL* handle_;
+};
+
+struct ListFree {
+  void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+};
+using HeaderList = std::unique_ptr<curl_slist, ListFree>;
+
+struct MimeFree {
+  void operator()(curl_mime* mime) const noexcept { curl_mime_free(mime); }
+};
+
+void Append(HeaderList& list, const std::string& line) {
+  curl_slist* longer = curl_slist_append(list.get(), line.c_str());
+  if (longer == nullptr) {
+    throw std::bad_alloc();
+  }
+  (void)list.release();
+  list.reset(longer);
+}
+
+HeaderList MakeHeaderList(const std::map<std::string, std::string>& headers, bool disableExpect) {
+  HeaderList list;
+  for (const auto& [key, value] : headers) {
+    Append(list, key + ": " + value);
+  }
+  if (disableExpect) {
+    Append(list, "Expect:");
+  }
+  return list;
+}
+
+void SetText(CURL* handle, CURLoption option, const std::string& text) {
+  if (!text.empty()) {
+    curl_easy_setopt(handle, option, text.c_str());
+  }
+}
+
+void LogExchange(CURL* handle, const std::string& url, const RestResponse& response) {
+  if (Kelvar::Log::GetMinLogLevel() < 4) {
+    return;
+  }
+  const char* method = nullptr;
+  curl_off_t microseconds = 0;
+  curl_easy_getinfo(handle, CURLINFO_EFFECTIVE_METHOD, &method);
+  curl_easy_getinfo(handle, CURLINFO_TOTAL_TIME_T, &microseconds);
+  const std::string answer = response.curlCode == CURLE_OK ? "HTTP " + std::to_string(response.httpCode) + ", " +
+                                                                 std::to_string(response.body.size()) + " bytes"
+                                                           : response.body;  // curl's error text
+  KELVAR_LOG(4) << "Exchange: " << (method == nullptr ? "" : method) << ' ' << url << " -> " << answer << ", "
+                << microseconds / 1000 << " ms";
+}
+
+/// Length of the stream in bytes, -1 when it cannot tell. Leaves it at its start and ready to be read.
+curl_off_t LengthOf(std::istream& stream) {
+  stream.clear();
+  stream.seekg(0, std::ios::end);
+  const auto length = static_cast<curl_off_t>(stream.tellg());
+  stream.clear();
+  stream.seekg(0);
+  return length;
+}
+
+}  // namespace
+
+RestClient::RestClient() : curlHandle(Kelvar::Http::MakeHandle()), userAgent("TVKE_RAVLOT") {
+  if (curlHandle == nullptr) {
+    throw std::runtime_error("Couldn't initialize curl handle");
+  }
+}
+
+RestClient::~RestClient() {
+  Kelvar::Http::HandleCleanup()(curlHandle);
+}
+
+RestResponse RestClient::Run(const std::string& url, const std::function<void()>& setOwnOptions,
+                             ProgressCallback* progress) {
+  const HandleReset reset(curlHandle);
+  setOwnOptions();
+  return Perform(url, progress);
+}
+
+RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progress) {
+  RestResponse response(-1, -1, {});
+  Callbacks::BodyTarget bodyTarget{response, maxBodyBytes, curlHandle};
+  Callbacks::HeaderTarget headerTarget{response};
+  if (compressionEnabled) {
+    curl_easy_setopt(curlHandle, CURLOPT_ACCEPT_ENCODING, "gzip");
+  }
+  curl_easy_setopt(curlHandle, CURLOPT_URL, url.c_str());
+  if (outputFile != nullptr) {
+    curl_easy_setopt(curlHandle, CURLOPT_WRITEFUNCTION, &Callbacks::WriteFile);
+    curl_easy_setopt(curlHandle, CURLOPT_WRITEDATA, outputFile);
+  } else {
+    curl_easy_setopt(curlHandle, CURLOPT_WRITEFUNCTION, &Callbacks::WriteBody);
+    curl_easy_setopt(curlHandle, CURLOPT_WRITEDATA, &bodyTarget);
+  }
+  curl_easy_setopt(curlHandle, CURLOPT_HEADERFUNCTION, &Callbacks::ReadHeader);
+  curl_easy_setopt(curlHandle, CURLOPT_HEADERDATA, &headerTarget);
+  const HeaderList headers = MakeHeaderList(requestHeaders, disableExpect);
+  curl_easy_setopt(curlHandle, CURLOPT_HTTPHEADER, headers.get());
+  if (!basicAuthUser.empty()) {
+    curl_easy_setopt(curlHandle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
+    curl_easy_setopt(curlHandle, CURLOPT_USERPWD, (basicAuthUser + ":" + basicAuthPassword).c_str());
+  }
+  curl_easy_setopt(curlHandle, CURLOPT_USERAGENT, userAgent.c_str());
+  SetLimits();
+  SetSecurity();
+  SetProxyAndCookies();
+  char errorText[CURL_ERROR_SIZE] = {};
+  curl_easy_setopt(curlHandle, CURLOPT_ERRORBUFFER, errorText);
+  Kelvar::Http::Transfer transfer(curlHandle);
+  transfer.ReportTo(&Callbacks::Progress, progress);
+  response.curlCode = transfer.Perform();
+  if (response.curlCode == CURLE_OK) {
+    Collect(response);
+  } else {
+    response.httpCode = -1;
+    response.body = errorText;
+    if (bodyTarget.exceeded) {
+      response.body += ": the body is larger than " + std::to_string(maxBodyBytes) + " bytes";
+    } else if (transfer.Complaint() != nullptr) {
+      response.body.append(": ").append(transfer.Complaint());
+    }
+  }
+  LogExchange(curlHandle, url, response);
+  return response;
+}
+
+void RestClient::SetLimits() {
+  if (timeoutSeconds >= 0) {
+    curl_easy_setopt(curlHandle, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds));
+  } else {
+    curl_easy_setopt(curlHandle, CURLOPT_LOW_SPEED_TIME, 60L);
+    curl_easy_setopt(curlHandle, CURLOPT_LOW_SPEED_LIMIT, 30L);
+  }
+  curl_easy_setopt(curlHandle, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(curlHandle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  if (followRedirects) {
+    curl_easy_setopt(curlHandle, CURLOPT_UNRESTRICTED_AUTH, 1L);
+    curl_easy_setopt(curlHandle, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(curlHandle, CURLOPT_MAXREDIRS, static_cast<long>(maxRedirects));
+  }
+}
+
+void RestClient::SetSecurity() {
+  if (!caInfoPath.empty()) {
+    curl_easy_setopt(curlHandle, CURLOPT_CAINFO, caInfoPath.c_str());
+  } else if (skipTlsVerification) {
+    curl_easy_setopt(curlHandle, CURLOPT_SSL_VERIFYPEER, 0L);
+    curl_easy_setopt(curlHandle, CURLOPT_SSL_VERIFYHOST, 0L);
+  }
+  SetText(curlHandle, CURLOPT_SSLCERT, certPath);
+  SetText(curlHandle, CURLOPT_SSLCERTTYPE, certType);
+  SetText(curlHandle, CURLOPT_SSLKEY, keyPath);
+  SetText(curlHandle, CURLOPT_KEYPASSWD, keyPassword);
+}
+
+void RestClient::SetProxyAndCookies() {
+  if (!proxyUrl.empty()) {
+    curl_easy_setopt(curlHandle, CURLOPT_PROXY, proxyUrl.c_str());
+    curl_easy_setopt(curlHandle, CURLOPT_HTTPPROXYTUNNEL, 1L);
+    if (!proxyUser.empty() && !proxyPassword.empty()) {
+      curl_easy_setopt(curlHandle, CURLOPT_PROXYUSERNAME, proxyUser.c_str());
+      curl_easy_setopt(curlHandle, CURLOPT_PROXYPASSWORD, proxyPassword.c_str());
+    }
+  }
+  // Switches the cookie engine on. Were it still set at clean-up, the cookies would go to standard output.
+  curl_easy_setopt(curlHandle, CURLOPT_COOKIEJAR, "-");
+  SetText(curlHandle, CURLOPT_COOKIELIST, cookieList);
+}
+
+void RestClient::Collect(RestResponse& response) {
+  long status = 0;
+  curl_easy_getinfo(curlHandle, CURLINFO_RESPONSE_CODE, &status);
+  response.httpCode = static_cast<std::int32_t>(status);
+  curl_slist* lines = nullptr;
+  if (curl_easy_getinfo(curlHandle, CURLINFO_COOKIELIST, &lines) == CURLE_OK) {
+    const HeaderList owner(lines);
+    for (const curl_slist* line = lines; line != nullptr; line = line->next) {
+      response.cookies.emplace_back(line->data);
+    }
+  }
+}
+
+void RestClient::SetStream(std::istream& stream, bool post) {
+  const curl_off_t length = LengthOf(stream);
+  curl_easy_setopt(curlHandle, CURLOPT_READFUNCTION, &Callbacks::ReadStream);
+  curl_easy_setopt(curlHandle, CURLOPT_READDATA, &stream);
+  curl_easy_setopt(curlHandle, post ? CURLOPT_POSTFIELDSIZE_LARGE : CURLOPT_INFILESIZE_LARGE, length);
+  curl_easy_setopt(curlHandle, CURLOPT_SEEKFUNCTION, &Callbacks::SeekStream);
+  curl_easy_setopt(curlHandle, CURLOPT_SEEKDATA, &stream);
+}
+
+RestResponse RestClient::Request(int type, const std::string& url, const std::string& data) {
+  switch (type) {
+    case 0:
+      return Get(url);
+    case 1:
+      return Post(url, data);
+    case 2:
+      return Put(url, data);
+    case 3:
+      return Patch(url, data);
+    case 5:
+      return Head(url);
+    case 6:
+      return Options(url);
+    default:
+      return {-1, -1, "unknown request type"};
+  }
+}
+
+RestResponse RestClient::Get(const std::string& url) {
+  return Run(url, [] {});
+}
+
+RestResponse RestClient::PostMime(const std::string& url, MimeParts& parts, ProgressCallback progress) {
+  // Outlives the transfer and the reset of the handle.
+  const std::unique_ptr<curl_mime, MimeFree> mime(curl_mime_init(curlHandle));
+  if (!mime) {
+    throw std::bad_alloc();
+  }
+  const auto setOwnOptions = [&] {
+    curl_easy_setopt(curlHandle, CURLOPT_POST, 1L);
+    for (const std::shared_ptr<MimePart>& part : parts) {
+      part->Fill(curl_mime_addpart(mime.get()));
+    }
+    curl_easy_setopt(curlHandle, CURLOPT_MIMEPOST, mime.get());
+  };
+  return Run(url, setOwnOptions, &progress);
+}
+
+RestResponse RestClient::PostStream(const std::string& url, std::istream& stream) {
+  return Run(url, [&] {
+    curl_easy_setopt(curlHandle, CURLOPT_POST, 1L);
+    SetStream(stream, true);
+  });
+}
+
+RestResponse RestClient::Post(const std::string& url, const std::string& data) {
+  return Run(url, [&] {
+    curl_easy_setopt(curlHandle, CURLOPT_POST, 1L);
+    curl_easy_setopt(curlHandle, CURLOPT_POSTFIELDS, data.data());
+    curl_easy_setopt(curlHandle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(data.size()));
+  });
+}
+
+RestResponse RestClient::PutStream(const std::string& url, std::istream& stream) {
+  return Run(url, [&] {
+    curl_easy_setopt(curlHandle, CURLOPT_UPLOAD, 1L);  // a PUT
+    SetStream(stream, false);
+  });
+}
+
+RestResponse RestClient::Put(const std::string& url, const std::string& data) {
+  std::istringstream stream(data);
+  return PutStream(url, stream);
+}
+
+RestResponse RestClient::PatchStream(const std::string& url, std::istream& stream) {
+  return Run(url, [&] {
+    curl_easy_setopt(curlHandle, CURLOPT_CUSTOMREQUEST, "PATCH");
+    curl_easy_setopt(curlHandle, CURLOPT_UPLOAD, 1L);
+    SetStream(stream, false);
+  });
+}
+
+RestResponse RestClient::Patch(const std::string& url, const std::string& data) {
+  std::istringstream stream(data);
+  return PatchStream(url, stream);
+}
+
+RestResponse RestClient::Delete(const std::string& url) {
+  return Run(url, [&] { curl_easy_setopt(curlHandle, CURLOPT_CUSTOMREQUEST, "DELETE"); });
+}
+
+RestResponse RestClient::Head(const std::string& url) {
+  return Run(url, [&] {
+    curl_easy_setopt(curlHandle, CURLOPT_CUSTOMREQUEST, "HEAD");
+    curl_easy_setopt(curlHandle, CURLOPT_NOBODY, 1L);
+  });
+}
+
+RestResponse RestClient::Options(const std::string& url) {
+  return Run(url, [&] {
+    curl_easy_setopt(curlHandle, CURLOPT_CUSTOMREQUEST, "OPTIONS");
+    curl_easy_setopt(curlHandle, CURLOPT_NOBODY, 1L);
+  });
+}
+
+}  // namespace Rest
