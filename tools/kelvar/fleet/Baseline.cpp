@@ -161,15 +161,15 @@ std::string Joined(const std::vector<std::string>& patterns) {
 
 Baseline::Baseline(const std::string& file) : rules_(RuleReader(file).Read(JsonOf(file))) {}
 
-std::vector<Finding> Baseline::Check(const StoredReport& report) const {
+std::vector<Difference> Baseline::Check(const StoredReport& report) const {
   const auto part = report.parts.find("firmware");
   if (part == report.parts.end() || part->second.records.empty()) {
     const std::string& status = part == report.parts.end() ? report.status : part->second.status;
-    return {{Finding::Kind::Unread, report.target, "firmware", "", "", "", status}};
+    return {{Difference::Kind::Unread, report.target, "firmware", "", "", "", status}};
   }
   const std::string host = ParseTarget(report.target).info.Host;
   const std::vector<std::string> names = NamesOf(report);
-  std::vector<Finding> findings;
+  std::vector<Difference> differences;
   std::set<std::string> decided;
   for (const Rule& rule : rules_) {
     if (!Fits(rule, host, names)) {
@@ -179,14 +179,15 @@ std::vector<Finding> Baseline::Check(const StoredReport& report) const {
       const std::string value = ValueOf(part->second.records.front(), field);
       const auto allows = [&](const std::string& pattern) { return Like(pattern, value); };
       if (decided.insert(field).second && std::none_of(patterns.begin(), patterns.end(), allows)) {
-        findings.push_back({Finding::Kind::Deviates, report.target, "firmware", "", field, Joined(patterns), value});
+        differences.push_back(
+            {Difference::Kind::Deviates, report.target, "firmware", "", field, Joined(patterns), value});
       }
     }
   }
   if (decided.empty()) {
-    findings.push_back({Finding::Kind::NoRule, report.target, "", "", "", "", ""});
+    differences.push_back({Difference::Kind::NoRule, report.target, "", "", "", "", ""});
   }
-  return findings;
+  return differences;
 }
 
 }  // namespace Kelvar::Tool

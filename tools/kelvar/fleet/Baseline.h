@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/kelvar/fleet/Finding.h"
+#include "tools/kelvar/fleet/Difference.h"
 #include "tools/kelvar/fleet/StoredReport.h"
 
 namespace Kelvar::Tool {
@@ -30,7 +30,7 @@ class Baseline {
   /// The words that have to be read.
   static std::vector<std::string> Words() { return {"firmware", "identity", "system"}; }
 
-  std::vector<Finding> Check(const StoredReport& report) const;
+  std::vector<Difference> Check(const StoredReport& report) const;
 
  private:
   std::vector<Rule> rules_;

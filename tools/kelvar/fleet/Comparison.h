@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/kelvar/fleet/Finding.h"
+#include "tools/kelvar/fleet/Difference.h"
 #include "tools/kelvar/fleet/Shard.h"
 #include "tools/kelvar/fleet/StoredReport.h"
 
@@ -16,10 +16,10 @@ class Comparison {
   explicit Comparison(std::map<std::string, StoredReport> former) : former_(std::move(former)) {}
 
   /// Parts that either run did not read as a whole are not compared.
-  std::vector<Finding> Compare(const StoredReport& now) const;
+  std::vector<Difference> Compare(const StoredReport& now) const;
 
   /// Targets of the former run that a list no longer has, as far as they belong to the shard.
-  std::vector<Finding> Removed(const std::vector<ListedTarget>& list, const Shard& shard) const;
+  std::vector<Difference> Removed(const std::vector<ListedTarget>& list, const Shard& shard) const;
 
  private:
   const std::map<std::string, StoredReport> former_;

@@ -11,8 +11,8 @@
 #include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Credentials.h"
 #include "tools/kelvar/Output.h"
+#include "tools/kelvar/fleet/Checks.h"
 #include "tools/kelvar/fleet/FleetReading.h"
-#include "tools/kelvar/fleet/Inspection.h"
 #include "tools/kelvar/fleet/ProgressLine.h"
 #include "tools/kelvar/fleet/Shard.h"
 #include "tools/kelvar/fleet/StoredReport.h"
@@ -80,11 +80,11 @@ void RaiseDescriptorLimit(unsigned jobs) {
 
 class FleetRun {
  public:
-  FleetRun(const Options& options, const FleetOptions& fleetOptions, Delivery& delivery, std::size_t total)
+  FleetRun(const Options& options, const FleetOptions& fleetOptions, ReportWriter& writer, std::size_t total)
       : options_(options),
-        delivery_(delivery),
+        writer_(writer),
         log_(options.verbose > 0 && !options.quiet ? ShownLogLevel(options) : 0),
-        parts_{log_, delivery, accounts_, options.commonEventId, fleetOptions.deadlineSeconds},
+        parts_{log_, writer, accounts_, options.commonEventId, fleetOptions.deadlineSeconds},
         progress_(total, !options.quiet),
         pool_({fleetOptions.jobs, std::chrono::milliseconds(static_cast<long>(fleetOptions.deadlineSeconds * 1000)),
                MostStuck(fleetOptions.jobs)}) {}
@@ -94,9 +94,9 @@ class FleetRun {
     Credentials credentials(options_.password, ConfigNamed(options_.config));
     for (std::size_t position = 0; position < list.size(); ++position) {
       Begin(position, std::move(list[position]), credentials);
-      progress_.Show(delivery_.Counts());
+      progress_.Show(writer_.Counted());
     }
-    const bool all = pool_.Finish([this] { progress_.Show(delivery_.Counts()); });
+    const bool all = pool_.Finish([this] { progress_.Show(writer_.Counted()); });
     progress_.Clear();
     return all;
   }
@@ -109,7 +109,7 @@ class FleetRun {
       }
       credentials.Fill(*listed.target, listed.password);
     } catch (const ToolError& error) {
-      delivery_.Deliver(position, NotTried(listed, error.Code(), error.what()));
+      writer_.Write(position, NotTried(listed, error.Code(), error.what()));
       return;
     }
     const std::string account = Accounts::KeyOf(*listed.target);
@@ -118,7 +118,7 @@ class FleetRun {
   }
 
   const Options& options_;
-  Delivery& delivery_;
+  ReportWriter& writer_;
   LogWatch log_;
   Accounts accounts_;
   FleetParts parts_;
@@ -126,17 +126,17 @@ class FleetRun {
   WorkerPool pool_;
 };
 
-ExitCode CodeOf(const Tally& tally, const Inspection& inspection) {
-  if (tally.Failed() > 0) {
+ExitCode CodeOf(const Counts& counts, const Checks& checks) {
+  if (counts.Failed() > 0) {
     return ExitCode::SomeFailed;
   }
-  return inspection.Differences() > 0 ? ExitCode::Different : ExitCode::Complete;
+  return checks.Differences() > 0 ? ExitCode::Different : ExitCode::Complete;
 }
 
-void ShowSummary(const Tally& tally, const Inspection& inspection, std::size_t skipped, double seconds) {
-  std::string text = SummaryOf(tally, seconds);
+void ShowSummary(const Counts& counts, const Checks& checks, std::size_t skipped, double seconds) {
+  std::string text = SummaryOf(counts, seconds);
   text += skipped > 0 ? fmt::format("; {} were complete before", skipped) : "";
-  text += inspection.Wanted() ? fmt::format("; differences: {}", inspection.Differences()) : "";
+  text += checks.Wanted() ? fmt::format("; differences: {}", checks.Differences()) : "";
   Complain(text);
 }
 
@@ -146,31 +146,31 @@ int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
   CheckOptions(options);
   const Clock::time_point start = Clock::now();
   const Shard shard = fleetOptions.shard.empty() ? Shard() : ParseShard(fleetOptions.shard);
-  Inspection inspection(fleetOptions);
+  Checks checks(fleetOptions);
   std::vector<ListedTarget> list = ReadTargetList(fleetOptions.targets, options.what);
   const std::string format = FormatOf(options, fleetOptions);
-  Rendering rendering = inspection.Wanted() ? inspection.RenderingOf(format) : RenderingOf(format, ColourOf(options));
+  Rendering rendering = checks.Wanted() ? checks.RenderingOf(format) : RenderingOf(format, ColourOf(options));
   rendering.head.insert(0, AppendsToCutLine(fleetOptions.resume) ? "\n" : "");
   rendering.eraser =
       isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1 && !options.quiet ? ProgressLine::eraser : "";
-  const std::string removed = inspection.TextOfRemoved(list, shard);
+  const std::string removed = checks.TextOfRemoved(list, shard);
   const std::size_t listed = list.size();
   for (ListedTarget& target : list) {
-    inspection.AddWords(target.what);
+    checks.AddWords(target.what);
   }
   Choose(list, shard, fleetOptions.resume);
   RaiseDescriptorLimit(fleetOptions.jobs);
   Output output;
-  Delivery delivery(output, std::move(rendering), fleetOptions);
-  FleetRun run(options, fleetOptions, delivery, list.size());
+  ReportWriter writer(output, std::move(rendering), fleetOptions);
+  FleetRun run(options, fleetOptions, writer, list.size());
   const std::size_t skipped = fleetOptions.shard.empty() ? listed - list.size() : 0;
   const bool all = run.Read(std::move(list));
-  ExitCode code = CodeOf(delivery.Counts(), inspection);
+  ExitCode code = CodeOf(writer.Counted(), checks);
   try {
-    delivery.Finish(removed);
+    writer.Finish(removed);
     if (!options.quiet) {
       const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-      ShowSummary(delivery.Counts(), inspection, skipped, seconds);
+      ShowSummary(writer.Counted(), checks, skipped, seconds);
     }
   } catch (const ToolError& error) {
     Complain(error.what());

@@ -28,7 +28,7 @@ FleetReading::FleetReading(FleetParts& parts, std::size_t position, ListedTarget
 }
 
 void FleetReading::Run() {
-  if (parts_.delivery.Failed()) {
+  if (parts_.writer.Failed()) {
     report_ = NotTried(target_, ExitCode::Internal, "not tried, for the reports cannot be written");
     return;
   }
@@ -81,7 +81,7 @@ void FleetReading::Late() {
 }
 
 void FleetReading::End(const Report& report) {
-  parts_.delivery.Deliver(position_, report);
+  parts_.writer.Write(position_, report);
   parts_.accounts.Leave(account_);
 }
 

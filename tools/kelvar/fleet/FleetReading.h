@@ -8,7 +8,7 @@
 #include "tools/kelvar/LogWatch.h"
 #include "tools/kelvar/Reader.h"
 #include "tools/kelvar/fleet/Accounts.h"
-#include "tools/kelvar/fleet/Delivery.h"
+#include "tools/kelvar/fleet/ReportWriter.h"
 #include "tools/kelvar/fleet/TargetList.h"
 #include "tools/kelvar/fleet/WorkerPool.h"
 
@@ -17,7 +17,7 @@ namespace Kelvar::Tool {
 /// What all readings of a fleet use.
 struct FleetParts {
   LogWatch& log;
-  Delivery& delivery;
+  ReportWriter& writer;
   Accounts& accounts;
   bool commonEventId;
   double deadlineSeconds;

@@ -12,7 +12,7 @@ namespace Kelvar::Tool {
 ProgressLine::ProgressLine(std::size_t total, bool wanted)
     : total_(total), shown_(wanted && isatty(STDERR_FILENO) == 1) {}
 
-void ProgressLine::Show(const Tally& tally) {
+void ProgressLine::Show(const Counts& counts) {
   constexpr std::chrono::milliseconds pause{100};
   const auto now = std::chrono::steady_clock::now();
   if (!shown_ || now - last_ < pause) {
@@ -20,9 +20,9 @@ void ProgressLine::Show(const Tally& tally) {
   }
   last_ = now;
   const double seconds = std::chrono::duration<double>(now - start_).count();
-  const double rate = static_cast<double>(tally.answered) / std::max(seconds, 0.001);
+  const double rate = static_cast<double>(counts.answered) / std::max(seconds, 0.001);
   WriteToStandardError(
-      fmt::format("\r{} of {} done, {} failed, {:.1f} a second\x1b[K", tally.answered, total_, tally.Failed(), rate));
+      fmt::format("\r{} of {} done, {} failed, {:.1f} a second\x1b[K", counts.answered, total_, counts.Failed(), rate));
 }
 
 void ProgressLine::Clear() {
@@ -31,12 +31,12 @@ void ProgressLine::Clear() {
   }
 }
 
-std::string SummaryOf(const Tally& tally, double seconds) {
+std::string SummaryOf(const Counts& counts, double seconds) {
   std::string codes;
-  for (const auto& [code, count] : tally.byCode) {
+  for (const auto& [code, count] : counts.byCode) {
     codes += fmt::format("{}{} {}", codes.empty() ? "" : ", ", count, NameOf(code));
   }
-  return fmt::format("{} {} in {:.1f} s{}{}", tally.answered, tally.answered == 1 ? "target" : "targets", seconds,
+  return fmt::format("{} {} in {:.1f} s{}{}", counts.answered, counts.answered == 1 ? "target" : "targets", seconds,
                      codes.empty() ? "" : ": ", codes);
 }
 

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cstddef>
 
-#include "tools/kelvar/fleet/Delivery.h"
+#include "tools/kelvar/fleet/ReportWriter.h"
 
 namespace Kelvar::Tool {
 
@@ -15,7 +15,7 @@ class ProgressLine {
   ProgressLine(std::size_t total, bool wanted);
 
   /// A few times a second at most.
-  void Show(const Tally& tally);
+  void Show(const Counts& counts);
   /// Removes it.
   void Clear();
 
@@ -27,6 +27,6 @@ class ProgressLine {
 };
 
 /// What a fleet came to, in one line for people.
-std::string SummaryOf(const Tally& tally, double seconds);
+std::string SummaryOf(const Counts& counts, double seconds);
 
 }  // namespace Kelvar::Tool

@@ -29,7 +29,7 @@ struct Rendering {
 Rendering RenderingOf(const std::string& format, Colour colour);
 
 /// Counts of the reports by their code.
-struct Tally {
+struct Counts {
   std::map<ExitCode, std::size_t> byCode;
   std::size_t answered = 0;
 
@@ -38,18 +38,18 @@ struct Tally {
 
 /// Writes the reports of many targets, each as soon as it is there or, in order, as soon as those before it are. Any
 /// thread; nothing throws but Finish().
-class Delivery {
+class ReportWriter {
  public:
   /// Where the options name a file for it, that also gets each report, as a JSON line, when it is there. Throws
   /// ToolError (usage) when it cannot be opened.
-  Delivery(Output& output, Rendering rendering, const FleetOptions& options);
+  ReportWriter(Output& output, Rendering rendering, const FleetOptions& options);
 
   /// The report of the target at a position, counted from 0.
-  void Deliver(std::size_t position, const Report& report);
+  void Write(std::size_t position, const Report& report);
 
   /// True when standard output or the file can no longer be written.
   bool Failed() const;
-  Tally Counts() const;
+  Counts Counted() const;
 
   /// Writes the foot, behind `last` if that is not empty, and closes the file. Throws ToolError (internal) when
   /// anything could not be written.
@@ -60,7 +60,7 @@ class Delivery {
     void operator()(std::FILE* file) const { (void)std::fclose(file); }
   };
 
-  void Write(const std::string& text);
+  void Print(const std::string& text);
   void Save(const std::string& line);
   void CloseSaved();
   void FailToSave();
@@ -74,7 +74,7 @@ class Delivery {
   std::map<std::size_t, std::string> early_;  ///< texts that wait for those before them
   std::size_t next_ = 0;
   bool any_ = false;
-  Tally tally_;
+  Counts counts_;
   std::exception_ptr failure_;
 };
 

@@ -5,8 +5,8 @@
 
 namespace Kelvar::Tool {
 
-/// One difference between what a target is and what it was or should be.
-struct Finding {
+/// What a target is, where it was or should be something else.
+struct Difference {
   enum class Kind {
     Changed,   ///< a field, from `before` to `after`
     Added,     ///< a record, or with an empty `what` a target
@@ -27,7 +27,7 @@ struct Finding {
   bool IsDifference() const { return kind != Kind::Unread && kind != Kind::NoRule; }
 };
 
-/// Findings one behind the other, with `separator` between them, as lines for people or as JSON objects of one line.
-std::string TextOf(const std::vector<Finding>& findings, bool json, const std::string& separator);
+/// One after the other, with `separator` between them, as lines for people or as JSON objects of one line.
+std::string TextOf(const std::vector<Difference>& differences, bool json, const std::string& separator);
 
 }  // namespace Kelvar::Tool

@@ -7,24 +7,24 @@
 
 #include "tools/kelvar/fleet/Baseline.h"
 #include "tools/kelvar/fleet/Comparison.h"
-#include "tools/kelvar/fleet/Delivery.h"
 #include "tools/kelvar/fleet/FleetOptions.h"
+#include "tools/kelvar/fleet/ReportWriter.h"
 
 namespace Kelvar::Tool {
 
-/// What a fleet's reports are held against, when they are: a former run, a baseline, or both. Findings are printed in
-/// the reports' place then.
-class Inspection {
+/// What a fleet's reports are held against, when they are: a former run, a baseline, or both. Differences are printed
+/// in the reports' place then.
+class Checks {
  public:
   /// Throws ToolError (usage) when a file cannot be used.
-  explicit Inspection(const FleetOptions& options);
+  explicit Checks(const FleetOptions& options);
 
   bool Wanted() const { return comparison_ || baseline_; }
 
   /// Adds what has to be read to what is asked of a target, which may be nothing yet.
   void AddWords(std::vector<std::string>& what) const;
 
-  /// How findings are printed: "table" (lines), "json" or "jsonl". Throws ToolError (usage) for other formats. The
+  /// How differences are printed: "table" (lines), "json" or "jsonl". Throws ToolError (usage) for other formats. The
   /// object outlives the result.
   Rendering RenderingOf(const std::string& format);
 
@@ -35,7 +35,7 @@ class Inspection {
 
  private:
   std::string TextOf(const Report& report);
-  std::string TextOf(const std::vector<Finding>& findings);
+  std::string TextOf(const std::vector<Difference>& differences);
 
   std::optional<Comparison> comparison_;
   std::optional<Baseline> baseline_;

@@ -1,4 +1,4 @@
-#include "tools/kelvar/fleet/Delivery.h"
+#include "tools/kelvar/fleet/ReportWriter.h"
 
 #include <cerrno>
 #include <cstring>
@@ -45,12 +45,12 @@ Rendering RenderingOf(const std::string& format, Colour colour) {
   return {"", "", "", JsonText};
 }
 
-std::size_t Tally::Failed() const {
+std::size_t Counts::Failed() const {
   const auto complete = byCode.find(ExitCode::Complete);
   return answered - (complete == byCode.end() ? 0 : complete->second);
 }
 
-Delivery::Delivery(Output& output, Rendering rendering, const FleetOptions& options)
+ReportWriter::ReportWriter(Output& output, Rendering rendering, const FleetOptions& options)
     : output_(output), rendering_(std::move(rendering)), ordered_(options.ordered) {
   const std::string& save = options.save;
   if (!save.empty()) {
@@ -65,38 +65,38 @@ Delivery::Delivery(Output& output, Rendering rendering, const FleetOptions& opti
   output_.Write(rendering_.head);
 }
 
-void Delivery::Deliver(std::size_t position, const Report& report) {
+void ReportWriter::Write(std::size_t position, const Report& report) {
   std::string text = rendering_.textOf(report);
   const std::string line = save_ ? JsonText(report) : std::string();
   const std::lock_guard<std::mutex> lock(mutex_);
-  ++tally_.answered;
-  ++tally_.byCode[report.code];
+  ++counts_.answered;
+  ++counts_.byCode[report.code];
   Save(line);
   if (!ordered_) {
-    Write(text);
+    Print(text);
     return;
   }
   early_.emplace(position, std::move(text));
   for (auto first = early_.begin(); first != early_.end() && first->first == next_; first = early_.begin()) {
-    Write(first->second);
+    Print(first->second);
     early_.erase(first);
     ++next_;
   }
 }
 
-bool Delivery::Failed() const {
+bool ReportWriter::Failed() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return failure_ != nullptr;
 }
 
-Tally Delivery::Counts() const {
+Counts ReportWriter::Counted() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return tally_;
+  return counts_;
 }
 
-void Delivery::Finish(const std::string& last) {
+void ReportWriter::Finish(const std::string& last) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  Write(last);
+  Print(last);
   CloseSaved();
   if (failure_) {
     std::rethrow_exception(failure_);
@@ -105,7 +105,7 @@ void Delivery::Finish(const std::string& last) {
   output_.Finish();
 }
 
-void Delivery::Write(const std::string& text) {
+void ReportWriter::Print(const std::string& text) {
   if (text.empty() || failure_) {
     return;
   }
@@ -120,20 +120,20 @@ void Delivery::Write(const std::string& text) {
   any_ = true;
 }
 
-void Delivery::Save(const std::string& line) {
+void ReportWriter::Save(const std::string& line) {
   if (!line.empty() && !failure_ && (std::fputs(line.c_str(), save_.get()) < 0 || std::fflush(save_.get()) != 0)) {
     FailToSave();
   }
 }
 
 /// A file on another machine may tell of a full disk only now.
-void Delivery::CloseSaved() {
+void ReportWriter::CloseSaved() {
   if (save_ && std::fclose(save_.release()) != 0 && !failure_) {
     FailToSave();
   }
 }
 
-void Delivery::FailToSave() {
+void ReportWriter::FailToSave() {
   failure_ = std::make_exception_ptr(ToolError(ExitCode::Internal, std::string("--save: ") + std::strerror(errno)));
 }
 

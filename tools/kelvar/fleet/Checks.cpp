@@ -1,11 +1,11 @@
-#include "tools/kelvar/fleet/Inspection.h"
+#include "tools/kelvar/fleet/Checks.h"
 
 #include <algorithm>
 #include <iterator>
 
 namespace Kelvar::Tool {
 
-Inspection::Inspection(const FleetOptions& options) {
+Checks::Checks(const FleetOptions& options) {
   if (!options.diff.empty()) {
     comparison_.emplace(ReadStoredReports(options.diff));
   }
@@ -14,7 +14,7 @@ Inspection::Inspection(const FleetOptions& options) {
   }
 }
 
-void Inspection::AddWords(std::vector<std::string>& what) const {
+void Checks::AddWords(std::vector<std::string>& what) const {
   if (comparison_ && what.empty()) {
     what = {"firmware", "identity", "system", "components"};
   }
@@ -28,7 +28,7 @@ void Inspection::AddWords(std::vector<std::string>& what) const {
   }
 }
 
-Rendering Inspection::RenderingOf(const std::string& format) {
+Rendering Checks::RenderingOf(const std::string& format) {
   if (format != "table" && format != "json" && format != "jsonl") {
     throw ToolError(ExitCode::Usage, "--diff and --baseline print table, json or jsonl");
   }
@@ -38,33 +38,33 @@ Rendering Inspection::RenderingOf(const std::string& format) {
   return {array ? "[\n" : "", separator_, array ? "]\n" : "", [this](const Report& report) { return TextOf(report); }};
 }
 
-std::string Inspection::TextOfRemoved(const std::vector<ListedTarget>& list, const Shard& shard) {
+std::string Checks::TextOfRemoved(const std::vector<ListedTarget>& list, const Shard& shard) {
   return comparison_ ? TextOf(comparison_->Removed(list, shard)) : std::string();
 }
 
-std::string Inspection::TextOf(const Report& report) {
+std::string Checks::TextOf(const Report& report) {
   const auto stored = ParseStoredReport(JsonText(report));
   if (!stored) {
     return "";
   }
   if (report.code == ExitCode::Usage) {
-    return TextOf({{Finding::Kind::Unread, stored->target, "", "", "", "", report.error}});
+    return TextOf({{Difference::Kind::Unread, stored->target, "", "", "", "", report.error}});
   }
-  std::vector<Finding> findings;
+  std::vector<Difference> differences;
   if (comparison_) {
-    findings = comparison_->Compare(*stored);
+    differences = comparison_->Compare(*stored);
   }
   if (baseline_) {
-    std::vector<Finding> deviations = baseline_->Check(*stored);
-    std::move(deviations.begin(), deviations.end(), std::back_inserter(findings));
+    std::vector<Difference> deviations = baseline_->Check(*stored);
+    std::move(deviations.begin(), deviations.end(), std::back_inserter(differences));
   }
-  return TextOf(findings);
+  return TextOf(differences);
 }
 
-std::string Inspection::TextOf(const std::vector<Finding>& findings) {
-  differences_ += static_cast<std::size_t>(
-      std::count_if(findings.begin(), findings.end(), [](const Finding& finding) { return finding.IsDifference(); }));
-  return Tool::TextOf(findings, json_, separator_);
+std::string Checks::TextOf(const std::vector<Difference>& differences) {
+  differences_ += static_cast<std::size_t>(std::count_if(
+      differences.begin(), differences.end(), [](const Difference& difference) { return difference.IsDifference(); }));
+  return Tool::TextOf(differences, json_, separator_);
 }
 
 }  // namespace Kelvar::Tool
