@@ -1,0 +1,173 @@
+#include "tools/kelvar/inventory/DisplayText.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <iterator>
+#include <vector>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "common/text/Escape.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+struct UnitRow {
+  const char* ucum;
+  const char* shown;
+};
+
+constexpr UnitRow kUnits[] = {{"Cel", "°C"}, {"{rev}/min", "rpm"}, {"m3/h", "m³/h"}, {"L/min", "L/min"}};
+
+std::string LevelText(const std::optional<double>& lower, const std::optional<double>& upper) {
+  if (lower && upper) {
+    return NumberText(lower) + ".." + NumberText(upper);
+  }
+  if (lower) {
+    return NumberText(lower) + "..";
+  }
+  return upper ? NumberText(upper) : "";
+}
+
+bool IsBelow(const std::optional<double>& limit, double reading) {
+  return limit && reading < *limit;
+}
+
+bool IsAbove(const std::optional<double>& limit, double reading) {
+  return limit && reading > *limit;
+}
+
+Model::Health HealthByLimits(const Model::Sensor& sensor) {
+  if (!sensor.reading) {
+    return Model::Health::Unknown;
+  }
+  const double reading = *sensor.reading;
+  if (IsBelow(sensor.lower_fatal, reading) || IsBelow(sensor.lower_critical, reading) ||
+      IsAbove(sensor.upper_fatal, reading) || IsAbove(sensor.upper_critical, reading)) {
+    return Model::Health::Critical;
+  }
+  const bool caution = IsBelow(sensor.lower_caution, reading) || IsAbove(sensor.upper_caution, reading);
+  return caution ? Model::Health::Warning : Model::Health::Unknown;
+}
+
+std::string Scaled(double value, double step, const std::vector<const char*>& units) {
+  std::size_t index = 0;
+  while (value >= step && index + 1 < units.size()) {
+    value /= step;
+    ++index;
+  }
+  return fmt::format("{:.4g} {}", value, units[index]);
+}
+
+}  // namespace
+
+std::string UnitText(const std::string& ucum) {
+  const auto* const row =
+      std::find_if(std::begin(kUnits), std::end(kUnits), [&](const UnitRow& unit) { return ucum == unit.ucum; });
+  return row == std::end(kUnits) ? Text::EscapeControl(ucum) : row->shown;
+}
+
+std::string NumberText(const std::optional<double>& number) {
+  if (!number || !std::isfinite(*number)) {
+    return "";
+  }
+  constexpr double kMostDigits = 1e15;
+  if (std::abs(*number) >= kMostDigits) {
+    return fmt::format("{:g}", *number);
+  }
+  std::string text = fmt::format("{:.4f}", *number);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') {
+    text.pop_back();
+  }
+  return text == "-0" ? "0" : text;
+}
+
+std::string ReadingText(const Model::Sensor& sensor) {
+  if (sensor.reading) {
+    const std::string unit = UnitText(sensor.unit);
+    return NumberText(sensor.reading) + (unit.empty() ? "" : " " + unit);
+  }
+  std::string states;
+  for (const std::string& state : sensor.states) {
+    states += (states.empty() ? "" : ", ") + Text::EscapeControl(state);
+  }
+  return states;
+}
+
+std::string LimitsText(const Model::Sensor& sensor) {
+  std::array<std::string, 3> levels = {LevelText(sensor.lower_caution, sensor.upper_caution),
+                                       LevelText(sensor.lower_critical, sensor.upper_critical),
+                                       LevelText(sensor.lower_fatal, sensor.upper_fatal)};
+  const auto last = std::find_if(levels.rbegin(), levels.rend(), [](const auto& level) { return !level.empty(); });
+  std::string text;
+  for (auto level = levels.begin(); level != last.base(); ++level) {
+    text += (level == levels.begin() ? "" : " | ") + (level->empty() ? std::string("-") : *level);
+  }
+  return text;
+}
+
+std::string TimeText(const std::string& iso) {
+  int year = 0;
+  unsigned month = 0;
+  unsigned day = 0;
+  unsigned hour = 0;
+  unsigned minute = 0;
+  unsigned second = 0;
+  int used = 0;
+  if (std::sscanf(iso.c_str(), "%4d-%2u-%2uT%2u:%2u:%2u%n", &year, &month, &day, &hour, &minute, &second, &used) != 6) {
+    return Text::EscapeControl(iso);
+  }
+  const std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
+  const std::size_t zone = iso.find_first_of("+-Z", static_cast<std::size_t>(used));
+  int hours = 0;
+  int minutes = 0;
+  const bool utc = zone != std::string::npos && iso[zone] == 'Z';
+  const bool offset =
+      zone != std::string::npos && !utc && std::sscanf(iso.c_str() + zone + 1, "%2d:%2d", &hours, &minutes) == 2;
+  if (!date.ok() || (!utc && !offset)) {
+    return Text::EscapeControl(iso);
+  }
+  const std::chrono::minutes east(iso[zone] == '-' ? -(60 * hours + minutes) : 60 * hours + minutes);
+  const auto time = std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+                    std::chrono::seconds(second) - east;
+  return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::gmtime(std::chrono::time_point_cast<std::chrono::seconds>(time)));
+}
+
+std::string CapacityText(const Model::Component& component) {
+  if (!component.capacity_bytes) {
+    return "";
+  }
+  const auto bytes = static_cast<double>(*component.capacity_bytes);
+  return component.kind == "drive" ? Scaled(bytes, 1000, {"B", "kB", "MB", "GB", "TB", "PB"})
+                                   : Scaled(bytes, 1024, {"B", "KiB", "MiB", "GiB", "TiB"});
+}
+
+std::string AddressText(const Model::NetworkAddress& address) {
+  std::string text = Text::EscapeControl(address.address);
+  text += address.prefix_length ? fmt::format("/{}", *address.prefix_length) : "";
+  return text + (address.origin.empty() ? "" : " (" + Text::EscapeControl(address.origin) + ")");
+}
+
+Model::Health HealthOf(const std::string& word) {
+  for (const Model::Health health : {Model::Health::Ok, Model::Health::Warning, Model::Health::Critical}) {
+    if (word == Model::NameOf(health)) {
+      return health;
+    }
+  }
+  return Model::Health::Unknown;
+}
+
+Model::Health HealthOf(const Model::Sensor& sensor) {
+  if (sensor.state == "absent" || sensor.state == "disabled") {
+    return Model::Health::Unknown;
+  }
+  return std::max(HealthOf(sensor.health), HealthByLimits(sensor));
+}
+
+}  // namespace Kelvar::Tool

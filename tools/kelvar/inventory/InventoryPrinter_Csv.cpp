@@ -1,0 +1,117 @@
+#include <algorithm>
+
+#include "common/text/Escape.h"
+#include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/inventory/Flatten.h"
+#include "tools/kelvar/inventory/InventoryPrinter.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+/// A text that no spreadsheet takes for a formula. A number stays one.
+std::string Harmless(const std::string& text) {
+  const std::string escaped = Text::EscapeControl(text);
+  if (escaped.empty() || std::string_view("=+-@").find(escaped.front()) == std::string_view::npos) {
+    return escaped;
+  }
+  const bool number = escaped.front() == '-' && escaped.size() > 1 &&
+                      escaped.find_first_not_of("0123456789.e+-", 1) == std::string::npos;
+  return number ? escaped : "'" + escaped;
+}
+
+std::string Quoted(const std::string& cell) {
+  if (cell.find_first_of(",\"") == std::string::npos) {
+    return cell;
+  }
+  std::string quoted = "\"";
+  for (const char character : cell) {
+    quoted += character == '"' ? "\"\"" : std::string(1, character);
+  }
+  return quoted + '"';
+}
+
+std::string Line(const FlatRecord& fields, const std::vector<std::string>& columns) {
+  std::string line;
+  for (const std::string& column : columns) {
+    const auto found =
+        std::find_if(fields.begin(), fields.end(), [&](const auto& field) { return column == field.first; });
+    line += (line.empty() && &column == &columns.front() ? "" : ",");
+    line += found == fields.end() ? std::string() : Quoted(Harmless(found->second));
+  }
+  return line + "\r\n";
+}
+
+void AddNew(std::vector<std::string>& names, const std::string& name) {
+  if (std::find(names.begin(), names.end(), name) == names.end()) {
+    names.push_back(name);
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> CsvColumns(const std::vector<Model::Family>& families,
+                                    const std::vector<std::string>& columns) {
+  std::vector<std::string> all = {"target", "family", "status", "reason"};
+  // Records without values give the names.
+  Model::Inventory names;
+  names.systems.resize(1);
+  names.firmware.resize(1);
+  names.components.resize(1);
+  names.sensors.resize(1);
+  names.leds.resize(1);
+  names.log_entries.resize(1);
+  names.network_interfaces.resize(1);
+  names.network_services.resize(1);
+  for (const Model::Family family : families) {
+    VisitRecords(names, family, [&](const auto& records) {
+      VisitFields(records.front(), [&](const char* name, const auto&) { AddNew(all, name); });
+    });
+  }
+  if (columns.empty()) {
+    return all;
+  }
+  for (const std::string& column : columns) {
+    if (std::find(all.begin(), all.end(), column) == all.end()) {
+      throw ToolError(ExitCode::Usage, "--columns: unknown column \"" + column + "\"");
+    }
+  }
+  return columns;
+}
+
+std::string CsvHead(const std::vector<std::string>& columns) {
+  std::string head;
+  for (const std::string& column : columns) {
+    head += (head.empty() ? "" : ",") + column;
+  }
+  return head + "\r\n";
+}
+
+std::string CsvText(const InventoryReport& report, const std::vector<std::string>& columns) {
+  std::string text;
+  if (!report.error.empty()) {
+    text += Line({{"target", report.target}, {"status", NameOf(report.code)}, {"reason", report.error}}, columns);
+  }
+  for (const Model::Family family : report.families) {
+    const Model::FamilyResult& result = report.inventory.ResultOf(family);
+    const FlatRecord place = {
+        {"target", report.target}, {"family", Model::NameOf(family)}, {"status", Model::NameOf(result.status)}};
+    if (result.status != Model::FamilyStatus::Complete) {
+      FlatRecord status = place;
+      status.emplace_back("reason", result.reason);
+      text += Line(status, columns);
+    }
+    VisitRecords(report.inventory, family, [&](const auto& records) {
+      for (const auto& record : records) {
+        FlatRecord fields = place;
+        const FlatRecord flat = Flatten(record);
+        // A record's own "family" (of an address) does not occur: addresses are flat.
+        fields.insert(fields.end(), flat.begin(), flat.end());
+        text += Line(fields, columns);
+      }
+    });
+  }
+  return text;
+}
+
+}  // namespace Kelvar::Tool

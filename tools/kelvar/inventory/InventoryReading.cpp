@@ -1,0 +1,72 @@
+#include "tools/kelvar/inventory/InventoryReading.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace Kelvar::Tool {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+Model::Family FamilyNamed(const std::string& word) {
+  const auto found = std::find_if(Model::kAllFamilies.begin(), Model::kAllFamilies.end(),
+                                  [&](Model::Family family) { return word == Model::NameOf(family); });
+  if (found == Model::kAllFamilies.end()) {
+    throw ToolError(ExitCode::Usage, "no such part: " + word);
+  }
+  return *found;
+}
+
+/// Why a target as a whole could not be read: the cause that its families share.
+void TakeError(InventoryReport& report) {
+  const bool any = std::any_of(report.families.begin(), report.families.end(), [&](Model::Family family) {
+    return report.inventory.ResultOf(family).status != Model::FamilyStatus::Failed;
+  });
+  if (any || report.families.empty()) {
+    return;
+  }
+  const Model::FamilyResult& first = report.inventory.ResultOf(report.families.front());
+  report.cause = first.cause;
+  report.error = first.reason.empty() ? Kelvar::DescriptionOf(first.cause) : first.reason;
+}
+
+}  // namespace
+
+std::vector<Model::Family> FamiliesOf(const std::vector<std::string>& words) {
+  std::vector<Model::Family> families;
+  for (const std::string& word : words) {
+    families.push_back(FamilyNamed(word));
+  }
+  if (families.empty()) {
+    families.assign(Model::kAllFamilies.begin(), Model::kAllFamilies.end());
+  }
+  std::sort(families.begin(), families.end());
+  families.erase(std::unique(families.begin(), families.end()), families.end());
+  return families;
+}
+
+InventoryReport ReadInventory(const Target& target, const std::vector<std::string>& words,
+                              const InventoryReaderOptions& options) {
+  InventoryReport report;
+  report.target = target.address;
+  report.protocol = WordOf(target.protocol);
+  report.start = std::chrono::system_clock::now();
+  report.families = FamiliesOf(words);
+  report.all_families = words.empty();
+  const Clock::time_point start = Clock::now();
+  try {
+    InventoryReader reader(target.info, options);
+    const DiagnosticsScope scope(report.diagnostics);
+    report.inventory = reader.Read(report.families);
+    Conclude(report);
+    TakeError(report);
+  } catch (const std::exception& error) {
+    report.code = ExitCode::Internal;
+    report.error = error.what();
+  }
+  report.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  return report;
+}
+
+}  // namespace Kelvar::Tool

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <kelvar/InventoryReader.h>
+
+#include "tools/kelvar/Target.h"
+#include "tools/kelvar/inventory/InventoryReport.h"
+
+namespace Kelvar::Tool {
+
+/// The families that words of the command line stand for, in the model's order, each once; none: all. Throws ToolError
+/// (usage) for an unknown word, with a near miss named.
+std::vector<Model::Family> FamiliesOf(const std::vector<std::string>& words);
+
+/// Reads a target whose account is filled in. Whatever the target does ends in the report, never in an exception. Any
+/// thread; blocks until the reader's deadline at most.
+InventoryReport ReadInventory(const Target& target, const std::vector<std::string>& words,
+                              const InventoryReaderOptions& options);
+
+}  // namespace Kelvar::Tool

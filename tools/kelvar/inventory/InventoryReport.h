@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include <kelvar/Diagnostics.h>
+#include <kelvar/Inventory.h>
+
+#include "tools/kelvar/ExitCode.h"
+
+namespace Kelvar::Tool {
+
+/// All that was read from one target into the model.
+struct InventoryReport {
+  std::string target;    ///< its address
+  std::string protocol;  ///< "redfish", "cim", "ipmi"; empty when the address was not understood
+  std::chrono::system_clock::time_point start{};
+  double seconds = 0;  ///< that the reading took
+  ExitCode code = ExitCode::Complete;
+  FailureCause cause = FailureCause::None;
+  std::string error;                    ///< why nothing could be read, or why the reading ended early
+  std::vector<Model::Family> families;  ///< those that were asked for, in the model's order
+  bool all_families = false;            ///< nothing was asked for by name: what is absent is not missing
+  Model::Inventory inventory;
+  Model::Verdict verdict;
+  Diagnostics diagnostics;
+};
+
+/// The exit code of a family alone. What a target does not have counts only where it was asked for by name.
+ExitCode ExitCodeOf(const Model::FamilyResult& result, bool askedByName);
+
+/// The exit code for a cause of failure.
+ExitCode ExitCodeOf(FailureCause cause);
+
+/// Fills in `code` and `verdict` from the inventory.
+void Conclude(InventoryReport& report);
+
+}  // namespace Kelvar::Tool
