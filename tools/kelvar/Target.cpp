@@ -49,6 +49,25 @@ u16 NumberOf(const std::string& address, std::string_view text) {
   return number;
 }
 
+/// Those of ASCII, and those that UTF-8 writes in two bytes.
+bool HasControls(std::string_view text) {
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    const auto next = static_cast<unsigned char>(at + 1 < text.size() ? text[at + 1] : ' ');
+    if (byte < 0x20 || byte == 0x7F || (byte == 0xC2 && next >= 0x80 && next < 0xA0)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// What these would hide, or do to a terminal, is not shown either.
+void RefuseControls(const std::string& address) {
+  if (HasControls(address)) {
+    throw ToolError(ExitCode::Usage, "target: an address must not contain control characters");
+  }
+}
+
 class Url {
  public:
   explicit Url(const std::string& address) : url_(curl_url(), curl_url_cleanup) {
@@ -101,8 +120,8 @@ void ReadUser(const std::string& address, const Url& url, ConnectionInfo& info) 
     return;
   }
   const auto user = url.Part(CURLUPART_USER, CURLU_URLDECODE);
-  if (!user) {
-    Refuse(address, "a user name has no control characters");
+  if (!user || HasControls(*user)) {
+    Refuse(address, "a user name must not contain control characters");
   }
   info.UserName = *user;
 }
@@ -111,6 +130,9 @@ void ReadHost(const std::string& address, const Url& url, ConnectionInfo& info) 
   info.Host = url.Part(CURLUPART_HOST).value_or("");
   if (info.Host.empty()) {
     Refuse(address, "no host");
+  }
+  if (HasControls(info.Host)) {
+    Refuse(address, "a host name must not contain control characters");
   }
   // What is decoded here would be decoded again by whoever fetches from it, to a host that nobody allowed.
   if (info.Host.find('%') != std::string::npos) {
@@ -134,14 +156,6 @@ std::optional<Target> ParseLocal(const std::string& address) {
   target.info.ConnectionCase = CONNECTION_CASE_IPMI_LOCAL;
   target.info.ZMCIndex = NumberOf(address, std::string_view(address).substr(prefix.size()));
   return target;
-}
-
-/// What these would hide, or do to a terminal, is not shown either.
-void RefuseControls(const std::string& address) {
-  const auto isControl = [](char letter) { return (letter >= 0 && letter < ' ') || letter == 0x7F; };
-  if (std::any_of(address.begin(), address.end(), isControl)) {
-    throw ToolError(ExitCode::Usage, "target: an address has no control characters");
-  }
 }
 
 /// Before anything else, so that no message shows the password.

@@ -221,6 +221,30 @@ TEST_F(Fleet, GoesOnWithARunThatWasCut) {
               ElementsAre(dead + " unreachable"));
 }
 
+TEST_F(Fleet, KeepsWholeLinesOfARunWhoseDiskIsFull) {
+  constexpr std::size_t room = 2048;  // which the shell counts in blocks of 512
+  std::string targets;
+  for (int host = 1; host <= 40; ++host) {
+    targets += "redfish://admin@127.0.0." + std::to_string(host) + ":9\n";
+  }
+  const std::string list = File("list", targets);
+  const std::string run = Path("run");
+  const CommandResult full = RunCommand(
+      {"sh", "-c", "umask 022; trap '' XFSZ; ulimit -f 4; exec \"$0\" --targets \"$1\" --save \"$2\" --jobs 1 system",
+       KELVAR_TOOL, list, run},
+      {"KELVAR_PASSWORD=kelvar-demo"});
+  EXPECT_EQ(full.exitCode, 1);
+  const std::vector<std::string> kept = Statuses(ContentOf(run));
+  EXPECT_EQ(std::count(kept.begin(), kept.end(), "not JSON"), 1);
+  EXPECT_EQ(ContentOf(run).size(), room);
+  EXPECT_THAT(full.errors,
+              HasSubstr("--save: File too large; " + std::to_string(kept.size() - 1) + " reports are written"));
+  EXPECT_EQ(std::filesystem::status(run).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  EXPECT_EQ(RunTool({"--targets", list, "--resume", run, "--save", run, "system"}).exitCode, 21);
+  EXPECT_EQ(Statuses(ContentOf(run)).size(), kept.size() + 40);  // the first lines and the cut one, and all again
+}
+
 /// Replaces the first of a text that has to be there.
 std::string With(std::string text, const std::string& from, const std::string& to) {
   const std::size_t at = text.find(from);

@@ -1,13 +1,10 @@
 #include "tools/kelvar/fleet/ReportWriter.h"
 
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "common/text/Escape.h"
-#include "tools/kelvar/fleet/StoredReport.h"
 #include "tools/kelvar/html/HtmlPage.h"
 
 namespace Kelvar::Tool {
@@ -52,22 +49,15 @@ std::size_t Counts::Failed() const {
 
 ReportWriter::ReportWriter(Output& output, Rendering rendering, const FleetOptions& options)
     : output_(output), rendering_(std::move(rendering)), ordered_(options.ordered) {
-  const std::string& save = options.save;
-  if (!save.empty()) {
-    const bool append = !options.resume.empty();
-    const bool cut = append && LacksLineEnd(save);
-    save_.reset(std::fopen(save.c_str(), append ? "ae" : "we"));
-    if (save_ == nullptr) {
-      throw ToolError(ExitCode::Usage, save + ": " + std::strerror(errno));
-    }
-    Save(cut ? "\n" : "");
+  if (!options.save.empty()) {
+    saved_.emplace(options.save, !options.resume.empty());
   }
   output_.Write(rendering_.head);
 }
 
 void ReportWriter::Write(std::size_t position, const Report& report) {
   std::string text = rendering_.textOf(report);
-  const std::string line = save_ ? JsonText(report) : std::string();
+  const std::string line = saved_ ? JsonText(report) : std::string();
   const std::lock_guard<std::mutex> lock(mutex_);
   ++counts_.answered;
   ++counts_.byCode[report.code];
@@ -97,9 +87,11 @@ Counts ReportWriter::Counted() const {
 void ReportWriter::Finish(const std::string& last) {
   const std::lock_guard<std::mutex> lock(mutex_);
   Print(last);
-  CloseSaved();
   if (failure_) {
     std::rethrow_exception(failure_);
+  }
+  if (saved_) {
+    saved_->Close();
   }
   output_.Write(rendering_.summary ? rendering_.summary() : rendering_.foot);
   output_.Finish();
@@ -121,20 +113,14 @@ void ReportWriter::Print(const std::string& text) {
 }
 
 void ReportWriter::Save(const std::string& line) {
-  if (!line.empty() && !failure_ && (std::fputs(line.c_str(), save_.get()) < 0 || std::fflush(save_.get()) != 0)) {
-    FailToSave();
+  if (line.empty() || failure_) {
+    return;
   }
-}
-
-/// A file on another machine may tell of a full disk only now.
-void ReportWriter::CloseSaved() {
-  if (save_ && std::fclose(save_.release()) != 0 && !failure_) {
-    FailToSave();
+  try {
+    saved_->Write(line);
+  } catch (...) {
+    failure_ = std::current_exception();
   }
-}
-
-void ReportWriter::FailToSave() {
-  failure_ = std::make_exception_ptr(ToolError(ExitCode::Internal, std::string("--save: ") + std::strerror(errno)));
 }
 
 }  // namespace Kelvar::Tool

@@ -1,17 +1,17 @@
 #pragma once
 
-#include <cstdio>
 #include <exception>
 #include <functional>
 #include <map>
-#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/Printer.h"
 #include "tools/kelvar/Report.h"
 #include "tools/kelvar/fleet/FleetOptions.h"
+#include "tools/kelvar/fleet/SavedRun.h"
 
 namespace Kelvar::Tool {
 
@@ -56,19 +56,13 @@ class ReportWriter {
   void Finish(const std::string& last);
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const { (void)std::fclose(file); }
-  };
-
   void Print(const std::string& text);
   void Save(const std::string& line);
-  void CloseSaved();
-  void FailToSave();
 
   Output& output_;
   const Rendering rendering_;
   const bool ordered_;
-  std::unique_ptr<std::FILE, Close> save_;
+  std::optional<SavedRun> saved_;
 
   mutable std::mutex mutex_;
   std::map<std::size_t, std::string> early_;  ///< texts that wait for those before them
