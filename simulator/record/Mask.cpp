@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include <arpa/inet.h>
@@ -10,6 +11,8 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
+
+#include "simulator/record/Secrets.h"
 
 namespace Kelvar::Simulator {
 
@@ -82,32 +85,49 @@ std::string MaskOf(Identity kind, std::string_view text, std::size_t number) {
   return "masked";
 }
 
+/// Where a string of a page is.
+struct Place {
+  std::string key;
+  bool isSecret = false;  ///< by its key, or by that of an object around it
+};
+
 /// Copies JSON from a reader to a writer and shows each string to `change`, which may put another one in its place.
+/// A number that is a secret becomes 0.
 template <class Change>
 class StringFilter : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, StringFilter<Change>> {
  public:
-  explicit StringFilter(Change change) : change_(std::move(change)), writer_(buffer_) { writer_.SetIndent(' ', 2); }
+  StringFilter(std::set<std::size_t> secretObjects, Change change)
+      : secretObjects_(std::move(secretObjects)), change_(std::move(change)), writer_(buffer_) {
+    writer_.SetIndent(' ', 2);
+  }
 
   bool Null() { return writer_.Null(); }
   bool Bool(bool value) { return writer_.Bool(value); }
   bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
-    return writer_.RawValue(text, length, rapidjson::kNumberType);
+    return !objects_.empty() && objects_.back().place.isSecret ? writer_.RawValue("0", 1, rapidjson::kNumberType)
+                                                               : writer_.RawValue(text, length, rapidjson::kNumberType);
   }
   bool String(const char* text, rapidjson::SizeType length, bool) {
-    const std::string changed = change_(keys_.empty() ? std::string() : keys_.back(), std::string_view(text, length));
+    const std::string changed =
+        change_(objects_.empty() ? Place() : objects_.back().place, std::string_view(text, length));
     return writer_.String(changed.c_str(), static_cast<rapidjson::SizeType>(changed.size()));
   }
   bool StartObject() {
-    keys_.emplace_back();
+    const bool isSecret = !objects_.empty() && objects_.back().place.isSecret;
+    objects_.push_back({{}, isSecret, secretObjects_.count(count_++) > 0});
     return writer_.StartObject();
   }
   bool Key(const char* text, rapidjson::SizeType length, bool) {
-    keys_.back().assign(text, length);
-    const std::string changed = change_("", std::string_view(text, length));
+    Object& object = objects_.back();
+    std::string& key = object.place.key;
+    key.assign(text, length);
+    object.place.isSecret = key.find('@') == std::string::npos &&
+                            (object.isSecret || IsSecretKey(key) || (object.namesSecret && IsValueKey(key)));
+    const std::string changed = change_({}, std::string_view(text, length));
     return writer_.Key(changed.c_str(), static_cast<rapidjson::SizeType>(changed.size()));
   }
   bool EndObject(rapidjson::SizeType) {
-    keys_.pop_back();
+    objects_.pop_back();
     return writer_.EndObject();
   }
   bool StartArray() { return writer_.StartArray(); }
@@ -116,26 +136,40 @@ class StringFilter : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Stri
   std::string Text() const { return {buffer_.GetString(), buffer_.GetSize()}; }
 
  private:
+  struct Object {
+    Place place;
+    bool isSecret;     ///< all that it holds
+    bool namesSecret;  ///< in another member
+  };
+
+  std::set<std::size_t> secretObjects_;
   Change change_;
   rapidjson::StringBuffer buffer_;
   rapidjson::PrettyWriter<rapidjson::StringBuffer> writer_;
-  std::vector<std::string> keys_;
+  std::vector<Object> objects_;
+  std::size_t count_ = 0;
 };
 
 template <class Change>
 std::optional<std::string> Filter(const std::string& page, Change change) {
-  StringFilter<Change> filter(std::move(change));
+  StringFilter<Change> filter(ObjectsOfSecrets(page), std::move(change));
   rapidjson::Reader reader;
   rapidjson::StringStream stream(page.c_str());
   return reader.Parse<parseFlags>(stream, filter).IsError() ? std::nullopt : std::optional(filter.Text());
 }
 
-/// The kind of a value by its member's name; what is only called an address stays.
-std::optional<Identity> KindOf(std::string_view key, std::string_view value) {
-  const auto kind = IdentityOfKey(key);
+/// The kind of a value by its member's name or its form; what is only called an address stays.
+std::optional<Identity> KindOf(const Place& place, std::string_view value) {
+  if (IsPlaceholder(value)) {
+    return std::nullopt;
+  }
+  if (IsSecretValue(value) || (place.isSecret && !IsSecretState(value))) {
+    return Identity::Secret;
+  }
+  const auto kind = IdentityOfKey(place.key);
   const std::string text(value);
   const bool isOdd = kind == Identity::Address && !IsIpv4(text) && !IsIpv6(text);
-  return isOdd || IsPlaceholder(value) ? std::nullopt : kind;
+  return isOdd || (kind == Identity::Secret && IsSecretState(value)) ? std::nullopt : kind;
 }
 
 /// Facts of a machine begin with "${"; in a recorded page nothing is one.
@@ -150,26 +184,39 @@ std::string WithoutFacts(std::string page) {
 }  // namespace
 
 void Mask::Learn(const std::string& page) {
-  Filter(page, [this](const std::string& key, std::string_view value) {
-    if (const auto kind = KindOf(key, value)) {
+  Filter(page, [this](const Place& place, std::string_view value) {
+    if (const auto kind = KindOf(place, value)) {
       words_.Add(*kind, Trim(value));
       if (*kind == Identity::Mac || *kind == Identity::Uuid) {
         words_.Add(*kind, Canonical(*kind, value));
       }
     }
+    const std::string_view login = UserInformation(value);
+    words_.Add(Identity::Secret, login);
+    words_.Add(Identity::Secret, login.substr(login.find(':') == std::string_view::npos ? 0 : login.find(':') + 1));
     return std::string();
   });
 }
 
 std::string Mask::Apply(const std::string& page) {
-  auto masked = Filter(page, [this](const std::string& key, std::string_view value) {
-    if (key == "@odata.type") {
+  auto masked = Filter(page, [this](const Place& place, std::string_view value) {
+    if (place.key == "@odata.type") {
       return std::string(value);
     }
-    const auto kind = KindOf(key, value);
-    return kind ? ApplyToValue(*kind, value) : ApplyToPath(value);
+    const auto kind = KindOf(place, value);
+    return kind ? ApplyToValue(*kind, value) : ApplyToText(value);
   });
   return masked ? WithoutFacts(std::move(*masked)) : std::string();
+}
+
+std::string Mask::ApplyToText(std::string_view text) {
+  const std::string_view login = UserInformation(text);
+  if (login.empty()) {
+    return ApplyToPath(text);
+  }
+  const auto start = static_cast<std::size_t>(login.data() - text.data());
+  return ApplyToPath(text.substr(0, start)) + ApplyToValue(Identity::Secret, login) +
+         ApplyToPath(text.substr(start + login.size()));
 }
 
 std::string Mask::ApplyToPath(std::string_view path) {

@@ -10,8 +10,8 @@
 
 namespace Kelvar::Simulator {
 
-/// Masks what tells the identity of a machine in JSON pages: what stands under a telling name, and the same texts
-/// wherever else they stand. One text always gets the same mask.
+/// Masks what tells the identity of a machine in JSON pages, and what is a secret: values of members with a telling
+/// name or of a telling form, and the same texts wherever else they are. One text always gets the same mask.
 class Mask {
  public:
   /// Learns the texts of a page; all pages before the first is masked.
@@ -30,6 +30,8 @@ class Mask {
   std::string Summary() const;
 
  private:
+  std::string ApplyToText(std::string_view text);
+
   IdentityWords words_;
   std::array<std::map<std::string, std::size_t, std::less<>>, identityKinds> numbers_;
 };
