@@ -18,13 +18,13 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "simulator/Options.h"
+#include "simulator/SimulatorOptions.h"
 #include "simulator/cim/CimService.h"
-#include "simulator/fleet/Fleet.h"
+#include "simulator/fleet/SimulatedFleet.h"
 #include "simulator/ipmi/IpmiService.h"
 #include "simulator/machine/Machine.h"
 #include "simulator/machine/Places.h"
-#include "simulator/redfish/RedfishService.h"
+#include "simulator/redfish/RedfishServer.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ struct Protocol {
 
 constexpr Protocol protocols[] = {
     {"ipmi", "ipmi.json", "ipmi", MakeIpmiService},
-    {"redfish", "redfish", "redfish", MakeRedfishService},
+    {"redfish", "redfish", "redfish", MakeRedfishServer},
     {"cim", "cim", "cim+http", MakeCimService},
     {"cim-https", "cim", "cim+https", MakeCimTlsService},
 };
@@ -188,7 +188,7 @@ void ServeFleet(const Options& options) {
   if (wanted.protocols.empty()) {
     wanted.protocols = {"redfish"};
   }
-  Fleet fleet(machine, wanted);
+  SimulatedFleet fleet(machine, wanted);
   const std::vector<FleetMember> members = fleet.Start();
   if (!options.targetsFile.empty()) {
     WriteTargets(options.targetsFile, machine, members);

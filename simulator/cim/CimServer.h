@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "simulator/cim/Operations.h"
+#include "simulator/cim/CimOperations.h"
 #include "simulator/http/Fault.h"
 #include "simulator/http/HttpMessage.h"
 #include "simulator/machine/Machine.h"

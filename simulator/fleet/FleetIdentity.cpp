@@ -6,7 +6,7 @@
 
 #include <fmt/format.h>
 
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

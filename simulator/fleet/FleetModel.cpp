@@ -5,7 +5,7 @@
 
 #include "simulator/cim/CimService.h"
 #include "simulator/machine/JsonFile.h"
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

@@ -10,7 +10,7 @@
 
 #include "simulator/record/Mask.h"
 #include "simulator/record/RedfishWalk.h"
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

@@ -11,7 +11,7 @@
 #include <rapidjson/reader.h>
 
 #include "simulator/http/HttpMessage.h"
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

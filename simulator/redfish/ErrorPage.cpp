@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <vector>
 
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

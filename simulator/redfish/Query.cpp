@@ -4,7 +4,7 @@
 #include <charconv>
 
 #include "simulator/redfish/ErrorPage.h"
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

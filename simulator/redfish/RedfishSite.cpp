@@ -7,7 +7,7 @@
 #include <rapidjson/document.h>
 
 #include "simulator/redfish/ErrorPage.h"
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

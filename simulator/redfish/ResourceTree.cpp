@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

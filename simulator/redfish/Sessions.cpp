@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <random>
 
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 namespace Kelvar::Simulator {
 

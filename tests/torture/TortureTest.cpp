@@ -18,7 +18,7 @@
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 #include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "simulator/cim/CimService.h"
-#include "simulator/redfish/RedfishService.h"
+#include "simulator/redfish/RedfishServer.h"
 #include "support/Loopback.h"
 #include "support/MachineIpmi.h"
 #include "torture/FailPoints.h"
@@ -48,7 +48,7 @@ class RedfishVictim : public Victim {
 
  private:
   Simulator::Machine machine_ = Simulator::LoadMachine("full", KELVAR_TEST_MACHINES);
-  Simulator::RedfishService service_{machine_};
+  Simulator::RedfishServer service_{machine_};
   ConnectionInfo info_;
 };
 

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "flow/faults/FaultOperations.h"
 #include "flow/faults/FaultTarget.h"
-#include "flow/faults/Operations.h"
 #include "simulator/machine/JsonFile.h"
 #include "support/LogCapture.h"
 #include "support/SmallStack.h"

@@ -8,7 +8,7 @@
 
 #include "module/nfw/inventory/BackendFactory.h"
 #include "simulator/cim/CimService.h"
-#include "simulator/redfish/RedfishService.h"
+#include "simulator/redfish/RedfishServer.h"
 #include "support/Loopback.h"
 
 namespace Kelvar::Test {
@@ -77,7 +77,7 @@ KelvarConnection::ConnectionInfo ConnectionTo(const Simulator::Machine& machine,
 std::unique_ptr<FaultTarget> MakeRedfishTarget(const TargetSpec& spec) {
   std::vector<std::string> faults = spec.faults;
   const int timeLimit = TakeTimeLimit(faults);
-  return std::make_unique<ServedTarget<Simulator::RedfishService>>(
+  return std::make_unique<ServedTarget<Simulator::RedfishServer>>(
       MachineOf(spec, "redfish", faults), KelvarConnection::CONNECTION_CASE_REDFISH, [=](const auto& info) {
         return timeLimit > 0 ? MakeImpatient(info, timeLimit) : std::make_unique<NodeFirmwareInventory>(info);
       });

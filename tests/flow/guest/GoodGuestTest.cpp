@@ -22,7 +22,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "flow/guest/Readings.h"
+#include "flow/guest/GuestReadings.h"
 #include "support/UdpRelay.h"
 #include "transport/ipmi/DeviceCalls.h"
 

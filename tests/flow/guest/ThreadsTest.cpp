@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "flow/guest/Readings.h"
+#include "flow/guest/GuestReadings.h"
 
 namespace Kelvar::Test {
 namespace {

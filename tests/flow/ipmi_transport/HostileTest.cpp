@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "flow/ipmi_transport/Commands.h"
+#include "flow/ipmi_transport/TransportCommands.h"
 #include "support/IpmiSim.h"
 #include "support/UdpRelay.h"
 

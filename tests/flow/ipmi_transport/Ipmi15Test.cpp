@@ -1,4 +1,4 @@
-#include "flow/ipmi_transport/Commands.h"
+#include "flow/ipmi_transport/TransportCommands.h"
 #include "support/IpmiSim.h"
 #include "support/LogCapture.h"
 #include "support/UdpRelay.h"

@@ -1,6 +1,6 @@
 #include <atomic>
 
-#include "flow/ipmi_transport/Commands.h"
+#include "flow/ipmi_transport/TransportCommands.h"
 #include "support/IpmiSim.h"
 #include "support/LogCapture.h"
 #include "support/UdpRelay.h"

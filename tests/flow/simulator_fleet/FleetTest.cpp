@@ -12,8 +12,8 @@
 #include <gtest/gtest.h>
 #include <kelvar/NodeFirmwareInventory.h>
 
-#include "simulator/fleet/Fleet.h"
 #include "simulator/fleet/FleetPlan.h"
+#include "simulator/fleet/SimulatedFleet.h"
 #include "support/Loopback.h"
 
 namespace Kelvar::Test {
@@ -29,7 +29,7 @@ class FleetOfEight : public testing::Test {
     options.protocols = {"redfish", "cim"};
     options.faults = {"0.125:dead", "0.125:401"};
     options.latency = std::chrono::milliseconds(1);
-    fleet_ = std::make_unique<Simulator::Fleet>(Simulator::LoadMachine("full", KELVAR_TEST_MACHINES), options);
+    fleet_ = std::make_unique<Simulator::SimulatedFleet>(Simulator::LoadMachine("full", KELVAR_TEST_MACHINES), options);
     members_ = fleet_->Start();
   }
 
@@ -43,7 +43,7 @@ class FleetOfEight : public testing::Test {
   }
   bool IsWell(std::size_t machine) const { return members_.at(machine).fault.empty(); }
 
-  std::unique_ptr<Simulator::Fleet> fleet_;
+  std::unique_ptr<Simulator::SimulatedFleet> fleet_;
   std::vector<Simulator::FleetMember> members_;
 };
 

@@ -12,7 +12,7 @@
 
 #include "simulator/record/Recorder.h"
 #include "simulator/record/RedfishWalk.h"
-#include "simulator/redfish/RedfishService.h"
+#include "simulator/redfish/RedfishServer.h"
 #include "support/Loopback.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/TemporaryFolder.h"
@@ -75,7 +75,7 @@ Read ReadAll(u16 port) {
 
 TEST_F(RecordTest, ServesTheSameButForWhatIsMasked) {
   const Simulator::Machine machine = Simulator::LoadMachine("full", KELVAR_TEST_MACHINES);
-  Simulator::RedfishService original(machine);
+  Simulator::RedfishServer original(machine);
   const unsigned short port = original.Start(0);
   options_.url = "https://127.0.0.1:" + std::to_string(port);
   options_.user = "admin";
@@ -88,7 +88,7 @@ TEST_F(RecordTest, ServesTheSameButForWhatIsMasked) {
     EXPECT_EQ(everything.find(secret), std::string::npos) << secret;
   }
 
-  Simulator::RedfishService recording(Simulator::LoadMachine(options_.folder, {}));
+  Simulator::RedfishServer recording(Simulator::LoadMachine(options_.folder, {}));
   const Read before = ReadAll(port);
   const Read after = ReadAll(recording.Start(0));
   EXPECT_STREQ(after.firmware.uEFIBuildID, before.firmware.uEFIBuildID);
@@ -233,7 +233,7 @@ TEST_F(RecordTest, AHostileServiceEndsAndStaysInside) {
     EXPECT_TRUE(Simulator::MirroredPath(target)) << target;
   }
   EXPECT_LE(asked, 20);
-  EXPECT_NO_THROW(Simulator::RedfishService(Simulator::LoadMachine(options_.folder, {})));
+  EXPECT_NO_THROW(Simulator::RedfishServer(Simulator::LoadMachine(options_.folder, {})));
 }
 
 TEST_F(RecordTest, SaysWhyThereIsNothingToRecord) {

@@ -8,7 +8,7 @@
 
 #include "CurlFetch.h"
 #include "simulator/machine/Machine.h"
-#include "simulator/redfish/RedfishService.h"
+#include "simulator/redfish/RedfishServer.h"
 
 namespace Kelvar::Test {
 
@@ -42,7 +42,7 @@ class RedfishFixture {
 
   unsigned short Port() const { return port_; }
   const Simulator::Machine& Machine() const { return machine_; }
-  const Simulator::RedfishService& Service() const { return service_; }
+  const Simulator::RedfishServer& Service() const { return service_; }
 
  private:
   static Simulator::Machine Load(const std::string& name, const std::vector<std::string>& faults,
@@ -57,7 +57,7 @@ class RedfishFixture {
   }
 
   Simulator::Machine machine_;
-  Simulator::RedfishService service_;
+  Simulator::RedfishServer service_;
   unsigned short port_;
   CurlFetch curl_;
 };

@@ -1,4 +1,4 @@
-#include "simulator/redfish/RedfishService.h"
+#include "simulator/redfish/RedfishServer.h"
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@
 
 #include "RedfishFixture.h"
 #include "simulator/machine/JsonFile.h"
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 #include "simulator/redfish/ResourceTree.h"
 #include "support/TemporaryFolder.h"
 

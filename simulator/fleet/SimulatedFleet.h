@@ -32,11 +32,11 @@ struct FleetMember {
 
 /// Many machines of one kind, each with serial numbers of its own, in this process but for IPMI, which costs a child
 /// process each.
-class Fleet {
+class SimulatedFleet {
  public:
   /// Throws std::runtime_error or std::invalid_argument with a text for people.
-  Fleet(const Machine& machine, const FleetOptions& options);
-  ~Fleet();
+  SimulatedFleet(const Machine& machine, const FleetOptions& options);
+  ~SimulatedFleet();
 
   /// Begins to serve. Belongs to the main thread. Once only.
   std::vector<FleetMember> Start();

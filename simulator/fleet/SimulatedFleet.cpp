@@ -1,4 +1,4 @@
-#include "simulator/fleet/Fleet.h"
+#include "simulator/fleet/SimulatedFleet.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -41,7 +41,7 @@ Personalize IdentityOf(std::size_t machine) {
 
 }  // namespace
 
-struct Fleet::CimSite {
+struct SimulatedFleet::CimSite {
   CimSite(const Machine& machine, std::shared_ptr<const Cim::Repository> repository, Personalize identity)
       : server(machine, std::move(repository), faults, std::move(identity)) {}
 
@@ -49,14 +49,14 @@ struct Fleet::CimSite {
   Cim::CimServer server;
 };
 
-Fleet::Fleet(const Machine& machine, const FleetOptions& options)
+SimulatedFleet::SimulatedFleet(const Machine& machine, const FleetOptions& options)
     : options_(options), model_(machine), farm_(ThreadCount()) {
   AllowDescriptors(options.machines * options.protocols.size());
 }
 
-Fleet::~Fleet() = default;
+SimulatedFleet::~SimulatedFleet() = default;
 
-std::vector<FleetMember> Fleet::Start() {
+std::vector<FleetMember> SimulatedFleet::Start() {
   std::vector<FleetMember> members;
   for (const std::string& fault : AssignFaults(options_.machines, options_.faults)) {
     FleetMember& member = members.emplace_back();
@@ -69,7 +69,7 @@ std::vector<FleetMember> Fleet::Start() {
   return members;
 }
 
-unsigned short Fleet::Serve(const std::string& protocol, std::size_t machine, const std::string& fault) {
+unsigned short SimulatedFleet::Serve(const std::string& protocol, std::size_t machine, const std::string& fault) {
   constexpr std::size_t lastPort = 65535;
   const auto first = options_.ports.find(protocol);
   const std::size_t port = first == options_.ports.end() || first->second == 0 ? 0 : first->second + machine;
@@ -93,7 +93,7 @@ unsigned short Fleet::Serve(const std::string& protocol, std::size_t machine, co
   return farm_.Add(wanted, std::move(site));
 }
 
-HttpFarm::Site Fleet::MakeRedfish(std::size_t machine, const std::vector<std::string>& faults) {
+HttpFarm::Site SimulatedFleet::MakeRedfish(std::size_t machine, const std::vector<std::string>& faults) {
   RedfishSite* site = redfish_
                           .emplace_back(std::make_unique<RedfishSite>(model_.Base(), model_.Redfish(machine), faults,
                                                                       IdentityOf(machine)))
@@ -104,7 +104,7 @@ HttpFarm::Site Fleet::MakeRedfish(std::size_t machine, const std::vector<std::st
   return served;
 }
 
-HttpFarm::Site Fleet::MakeCim(std::size_t machine, const std::vector<std::string>& faults) {
+HttpFarm::Site SimulatedFleet::MakeCim(std::size_t machine, const std::vector<std::string>& faults) {
   CimSite* site =
       cim_.emplace_back(std::make_unique<CimSite>(*model_.Base(), model_.Cim(machine), IdentityOf(machine))).get();
   site->faults.Load(faults, model_.Base()->folder / "cim" / "faults.json");
@@ -114,7 +114,7 @@ HttpFarm::Site Fleet::MakeCim(std::size_t machine, const std::vector<std::string
   return served;
 }
 
-unsigned short Fleet::ServeIpmi(unsigned short port, const std::vector<std::string>& faults) {
+unsigned short SimulatedFleet::ServeIpmi(unsigned short port, const std::vector<std::string>& faults) {
   Machine& machine = *ipmi_.emplace_back(std::make_unique<Machine>(*model_.Base()));
   machine.faults.clear();
   for (const std::string& fault : faults) {

@@ -1,4 +1,4 @@
-#include "simulator/Options.h"
+#include "simulator/SimulatorOptions.h"
 
 #include <iostream>
 

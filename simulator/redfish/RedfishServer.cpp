@@ -1,23 +1,23 @@
-#include "simulator/redfish/RedfishService.h"
+#include "simulator/redfish/RedfishServer.h"
 
 namespace Kelvar::Simulator {
 
-RedfishService::RedfishService(const Machine& machine)
+RedfishServer::RedfishServer(const Machine& machine)
     : data_(LoadRedfishData(machine, Facts::Load(machine.folder / "machine.json"))),
       site_(std::make_shared<const Machine>(machine), data_, machine.FaultsOf("redfish")),
       server_({true, [this](std::string_view stage) { return site_.Faults().Strike({}, stage); }},
               [this](const HttpRequest& request) { return Respond(request); }) {}
 
-unsigned short RedfishService::Start(unsigned short port) {
+unsigned short RedfishServer::Start(unsigned short port) {
   return server_.Start(port);
 }
 
-std::vector<std::string> RedfishService::Targets() const {
+std::vector<std::string> RedfishServer::Targets() const {
   const std::lock_guard lock(mutex_);
   return targets_;
 }
 
-HttpResponse RedfishService::Respond(const HttpRequest& request) {
+HttpResponse RedfishServer::Respond(const HttpRequest& request) {
   {
     const std::lock_guard lock(mutex_);
     targets_.push_back(request.target);
@@ -25,8 +25,8 @@ HttpResponse RedfishService::Respond(const HttpRequest& request) {
   return site_.Respond(request);
 }
 
-std::unique_ptr<Service> MakeRedfishService(const Machine& machine) {
-  return std::make_unique<RedfishService>(machine);
+std::unique_ptr<Service> MakeRedfishServer(const Machine& machine) {
+  return std::make_unique<RedfishServer>(machine);
 }
 
 }  // namespace Kelvar::Simulator

@@ -1,4 +1,4 @@
-#include "flow/faults/Operations.h"
+#include "flow/faults/FaultOperations.h"
 
 #include <map>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "simulator/redfish/JsonText.h"
+#include "simulator/redfish/JsonBytes.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "simulator/cim/Operations.h"
+#include "simulator/cim/CimOperations.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "flow/guest/Readings.h"
+#include "flow/guest/GuestReadings.h"
 
 #include <locale>
 #include <sstream>

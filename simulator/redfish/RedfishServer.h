@@ -12,11 +12,11 @@
 namespace Kelvar::Simulator {
 
 /// The Redfish service of a machine, over HTTPS.
-class RedfishService : public Service {
+class RedfishServer : public Service {
  public:
   /// The machine's faults of protocol "redfish" are wanted of redfish/faults.json, as FaultTable::Load tells. Throws
   /// std::runtime_error or std::invalid_argument with a text for people when the machine's data are wrong.
-  explicit RedfishService(const Machine& machine);
+  explicit RedfishServer(const Machine& machine);
 
   unsigned short Start(unsigned short port) override;
 
@@ -36,6 +36,6 @@ class RedfishService : public Service {
   HttpServer server_;
 };
 
-std::unique_ptr<Service> MakeRedfishService(const Machine& machine);
+std::unique_ptr<Service> MakeRedfishServer(const Machine& machine);
 
 }  // namespace Kelvar::Simulator
