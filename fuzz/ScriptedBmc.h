@@ -21,17 +21,17 @@ class ScriptedBmc {
   static constexpr const char* kUser = "admin";
   static constexpr const char* kPassword = "kelvar-demo";
 
-  explicit ScriptedBmc(ByteView script) : script_(script), login_(kUser, kPassword) {}
+  explicit ScriptedBmc(ByteView script) : script_(script), credentials_(kUser, kPassword) {}
 
   Text::ByteReader& Script() { return script_; }
 
   /// The authentic answer to a packet, with what the script says in it.
   Bytes AnswerTo(const Bytes& packet) {
     secured_ = false;
-    if (const auto plus = ParsePacketPlus(packet)) {
+    if (const auto plus = ParseRmcpPlusPacket(packet)) {
       return plus->type == PayloadType::Ipmi ? InSession(packet) : InHandshake(*plus);
     }
-    const auto fields = ParsePacket15(packet);
+    const auto fields = ParseIpmi15Packet(packet);
     FUZZ_CHECK(fields);
     return In15(*fields);
   }
@@ -99,22 +99,22 @@ class ScriptedBmc {
     return message;
   }
 
-  Bytes In15(const Packet15& fields) {
+  Bytes In15(const Ipmi15Packet& fields) {
     const Bytes message = MessageFor(fields.message);
     if (message.size() > 0xFF) {
       return {};
     }
-    Packet15 answer;
+    Ipmi15Packet answer;
     answer.authType = fields.authType;
     answer.sessionId = fields.sessionId;
     answer.sequence = fields.sequence == 0 ? 0 : sequence15_++;
     answer.message = message;
-    Bytes password(login_.Password().begin(), login_.Password().end());
+    Bytes password(credentials_.Password().begin(), credentials_.Password().end());
     password.resize(kPassword15Size);
     const Secret code = AuthCode15(answer.authType, password, answer.sessionId, answer.sequence, message);
     answer.authCode = code.View();
     Bytes packet;
-    AppendPacket15(packet, answer);
+    AppendIpmi15Packet(packet, answer);
     secured_ = answer.authType == AuthType::Md5;
     return packet;
   }
@@ -130,10 +130,10 @@ class ScriptedBmc {
     return answer;
   }
 
-  Bytes InHandshake(const PacketPlus& request) {
+  Bytes InHandshake(const RmcpPlusPacket& request) {
     const ByteView in = request.payload;
     FUZZ_CHECK(in.size() >= 8);
-    PacketPlus fields;
+    RmcpPlusPacket fields;
     Bytes payload{in[0], StatusByte(), 0, 0};
     AppendU32(payload, exchange_.consoleId);
     if (request.type == PayloadType::OpenSessionRequest) {
@@ -149,7 +149,7 @@ class ScriptedBmc {
     }
     fields.payload = payload;
     Bytes packet;
-    AppendPacketPlus(packet, fields);
+    AppendRmcpPlusPacket(packet, fields);
     return packet;
   }
 
@@ -176,21 +176,21 @@ class ScriptedBmc {
     }
     Append(payload, exchange_.targetRandom);
     Append(payload, exchange_.targetGuid);
-    const Secret code = Rakp2Code(*suite_, login_.Password(), exchange_);
+    const Secret code = Rakp2Code(*suite_, credentials_.Password(), exchange_);
     Append(payload, code.View());
   }
 
   void AnswerRakp3(ByteView in, Bytes& payload) {
     // It goes on only where message 2 was right, and then message 3 must be.
-    FUZZ_CHECK(in[1] != 0 || SameBytes(in.subspan(8), Rakp3Code(*suite_, login_.Password(), exchange_).View()));
-    const Secret key = SessionIntegrityKey(*suite_, login_.Password(), exchange_);
+    FUZZ_CHECK(in[1] != 0 || SameBytes(in.subspan(8), Rakp3Code(*suite_, credentials_.Password(), exchange_).View()));
+    const Secret key = SessionIntegrityKey(*suite_, credentials_.Password(), exchange_);
     session_ = std::make_unique<RmcpPlusSession>(*suite_, key, exchange_.targetId, exchange_.consoleId);
     const Secret code = Rakp4Code(*suite_, key, exchange_);
     Append(payload, code.First(suite_->integritySize));
   }
 
   Text::ByteReader script_;
-  const Login login_;
+  const Credentials credentials_;
   const CipherSuite* suite_ = &kSuite3;
   RakpExchange exchange_;
   std::unique_ptr<RmcpPlusSession> session_;

@@ -8,8 +8,8 @@
 #include "Check.h"
 #include "transport/ipmi/Ipmi15Session.h"
 #include "transport/ipmi/IpmiMessage.h"
-#include "transport/ipmi/LanOpening.h"
 #include "transport/ipmi/RmcpPlusSession.h"
+#include "transport/ipmi/SessionNegotiator.h"
 
 using namespace Kelvar;
 using namespace Kelvar::Ipmi;
@@ -40,28 +40,28 @@ void CheckWritten(const Bytes& written, ByteView input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const ByteView input(data, size);
   DecodeAll(input);
-  const auto packet15 = ParsePacket15(input);
-  const auto packetPlus = ParsePacketPlus(input);
+  const auto packet15 = ParseIpmi15Packet(input);
+  const auto packetPlus = ParseRmcpPlusPacket(input);
   FUZZ_CHECK(!packet15 || !packetPlus);
   Bytes written;
   if (packet15) {
     DecodeAll(packet15->message);
-    AppendPacket15(written, *packet15);
+    AppendIpmi15Packet(written, *packet15);
     CheckWritten(written, input);
   }
   if (packetPlus) {
     DecodeAll(packetPlus->payload);
-    AppendPacketPlus(written, *packetPlus);
+    AppendRmcpPlusPacket(written, *packetPlus);
     CheckWritten(written, input);
     FUZZ_CHECK(written.size() + packetPlus->trailer.size() == size);
   }
-  static const Login login("admin", "kelvar-demo");
+  static const Credentials credentials("admin", "kelvar-demo");
   Bytes copy(input.begin(), input.end());
   const auto message = NoSession().Unwrap(copy);
   FUZZ_CHECK(!message || (packet15 && packet15->sessionId == 0));
-  FUZZ_CHECK(!Ipmi15Session(login, {AuthType::Md5, 1, 1}, 1).Unwrap(copy));
-  (void)Ipmi15Session(login, {AuthType::Password, 1, 1}, 1).Unwrap(copy);
-  (void)Ipmi15Session(login, {AuthType::None, 1, 1}, 1).Unwrap(copy);
+  FUZZ_CHECK(!Ipmi15Session(credentials, {AuthType::Md5, 1, 1}, 1).Unwrap(copy));
+  (void)Ipmi15Session(credentials, {AuthType::Password, 1, 1}, 1).Unwrap(copy);
+  (void)Ipmi15Session(credentials, {AuthType::None, 1, 1}, 1).Unwrap(copy);
   for (const CipherSuite* suite : {&kSuite3, &kSuite17}) {
     FUZZ_CHECK(!RmcpPlusSession(*suite, Secret(Bytes(20, 1)), 1, 1).Unwrap(copy));
     FUZZ_CHECK(std::equal(copy.begin(), copy.end(), input.begin()));  // nothing was decrypted

@@ -23,13 +23,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Bytes payload(AesCbc::kBlock);
   AesCbc(DerivedKey(kSuite3, key, 2).View()).Encrypt(payload, text);
   Append(payload, text);
-  PacketPlus fields;
+  RmcpPlusPacket fields;
   fields.encrypted = fields.authenticated = true;
   fields.sessionId = kId;
   fields.sequence = 1;
   fields.payload = payload;
   Bytes packet;
-  AppendPacketPlus(packet, fields);
+  AppendRmcpPlusPacket(packet, fields);
   Hmac integrity(kSuite3.digest, DerivedKey(kSuite3, key, 1).View());
   AppendTrailer(packet, integrity, kSuite3.integritySize);
   RmcpPlusSession session(kSuite3, key, kId, kId);

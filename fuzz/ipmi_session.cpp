@@ -91,10 +91,10 @@ void UdpChannel::Close() noexcept {}
 
 void UdpChannel::Post(ByteView /*packet*/) noexcept {}
 
-Heard UdpChannel::Exchange(const Patience& patience, const std::function<void(Bytes&)>& make,
-                           const std::function<bool(std::span<u8>)>& accept) {
+ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const std::function<void(Bytes&)>& make,
+                                    const std::function<bool(std::span<u8>)>& accept) {
   ++exchanges;
-  for (u32 index = 0; index < patience.timings.tries; ++index) {
+  for (u32 index = 0; index < options.timings.tries; ++index) {
     outgoing_.clear();
     make(outgoing_);
     Bytes packet = bmc->AnswerTo(outgoing_);
@@ -103,12 +103,13 @@ Heard UdpChannel::Exchange(const Patience& patience, const std::function<void(By
     // Two datagrams at most come for one packet.
     for (int count = 0; count < 2 && step != Step::Quiet && bmc->Script().Remaining() > 0; ++count) {
       if (Deliver(step, accept)) {
-        return Heard::Answer;
+        return ExchangeResult::Reply;
       }
       step = NextStep();
     }
   }
-  return patience.stopWhenNoServer && bmc->Script().U8() >= 0x80 ? Heard::NoServer : Heard::Silence;
+  return options.stopWhenPortClosed && bmc->Script().U8() >= 0x80 ? ExchangeResult::PortUnreachable
+                                                                  : ExchangeResult::Timeout;
 }
 
 }  // namespace Kelvar::Ipmi

@@ -14,9 +14,9 @@ struct CipherSuite {
   u8 authentication;
   u8 integrity;
   u8 confidentiality;
-  const char* digest;         ///< libcrypto's name of the hash behind all keyed hashes of the suite
+  const char* digest;         ///< libcrypto's name of the hash in all keyed hashes of the suite
   std::size_t digestSize;     ///< bytes; also the size of the key exchange codes
-  std::size_t integritySize;  ///< bytes of the truncated hash behind packets and of the last key exchange code
+  std::size_t integritySize;  ///< bytes of the truncated hash after packets and of the last key exchange code
 };
 
 /// RAKP-HMAC-SHA1, HMAC-SHA1-96, AES-CBC-128.

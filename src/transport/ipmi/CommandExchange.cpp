@@ -2,7 +2,8 @@
 
 namespace Kelvar::Ipmi {
 
-Heard CommandExchange::Ask(LanSession& session, const Patience& patience, const IPMICOMMAND& command, Reply& reply) {
+ExchangeResult CommandExchange::Ask(LanSession& session, const ExchangeOptions& options, const IPMICOMMAND& command,
+                                    Reply& reply) {
   sequence_ = (sequence_ + 1) & 0x3F;
   const RequestKey key{command.netFn, command.command, sequence_};
   message_.clear();
@@ -16,7 +17,7 @@ Heard CommandExchange::Ask(LanSession& session, const Patience& patience, const 
     return decoded.has_value();
   };
   return channel_.Exchange(
-      patience, [&](Bytes& packet) { session.Wrap(packet, message_); }, accept);
+      options, [&](Bytes& packet) { session.Wrap(packet, message_); }, accept);
 }
 
 }  // namespace Kelvar::Ipmi

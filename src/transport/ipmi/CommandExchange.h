@@ -13,9 +13,10 @@ class CommandExchange {
  public:
   explicit CommandExchange(UdpChannel& channel) : channel_(channel) {}
 
-  Heard Ask(LanSession& session, const Patience& patience, const IPMICOMMAND& command, Reply& reply);
-  Heard AskApplication(LanSession& session, const Patience& patience, u8 command, Bytes data, Reply& reply) {
-    return Ask(session, patience, {command, std::move(data), kNetFnApplication}, reply);
+  ExchangeResult Ask(LanSession& session, const ExchangeOptions& options, const IPMICOMMAND& command, Reply& reply);
+  ExchangeResult AskApplication(LanSession& session, const ExchangeOptions& options, u8 command, Bytes data,
+                                Reply& reply) {
+    return Ask(session, options, {command, std::move(data), kNetFnApplication}, reply);
   }
 
  private:

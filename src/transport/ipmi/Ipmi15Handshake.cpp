@@ -17,50 +17,50 @@ constexpr std::size_t kChallengeSize = 16;
 
 }  // namespace
 
-Opening Ipmi15Handshake::Run(std::unique_ptr<LanSession>& session) {
-  if (login_.password.size() > kPassword15Size) {
+SessionResult Ipmi15Handshake::Run(std::unique_ptr<LanSession>& session) {
+  if (credentials_.password.size() > kPassword15Size) {
     KELVAR_LOG(1) << "IPMI: passwords of IPMI 1.5 have at most " << kPassword15Size << " characters";
-    return Opening::LoginRefused;
+    return SessionResult::LoginRefused;
   }
-  const Opening opening = AskChallenge();
-  return opening == Opening::Opened ? Activate(session) : opening;
+  const SessionResult result = AskChallenge();
+  return result == SessionResult::Opened ? Activate(session) : result;
 }
 
-Opening Ipmi15Handshake::AskChallenge() {
+SessionResult Ipmi15Handshake::AskChallenge() {
   Bytes data{static_cast<u8>(authType_)};
-  data.insert(data.end(), login_.user.begin(), login_.user.end());
+  data.insert(data.end(), credentials_.user.begin(), credentials_.user.end());
   data.resize(1 + kNameSize);
   NoSession before;
   Reply reply;
-  if (exchange_.AskApplication(before, patience_, kGetSessionChallenge, data, reply) != Heard::Answer) {
-    return Opening::Silence;
+  if (exchange_.AskApplication(before, options_, kGetSessionChallenge, data, reply) != ExchangeResult::Reply) {
+    return SessionResult::Timeout;
   }
   if (reply.completionCode != 0) {
     KELVAR_LOG(2) << "IPMI: Get Session Challenge refused with completion code " << int{reply.completionCode};
     const bool login = reply.completionCode == kUnknownUser || reply.completionCode == kNoNullUser;
-    return login ? Opening::LoginRefused : Opening::Failed;
+    return login ? SessionResult::LoginRefused : SessionResult::Failed;
   }
   Text::ByteReader reader(reply.data);
   temporaryId_ = reader.U32();
   const ByteView challenge = reader.Bytes(kChallengeSize);
   challenge_.assign(challenge.begin(), challenge.end());
-  return reader.Ok() ? Opening::Opened : Opening::Failed;
+  return reader.Ok() ? SessionResult::Opened : SessionResult::Failed;
 }
 
-Opening Ipmi15Handshake::Activate(std::unique_ptr<LanSession>& session) {
+SessionResult Ipmi15Handshake::Activate(std::unique_ptr<LanSession>& session) {
   const u32 firstIncoming = RandomNumber();
   Bytes data{static_cast<u8>(authType_), static_cast<u8>(privilege_)};
   Append(data, challenge_);
   AppendU32(data, firstIncoming);
-  auto opened = std::make_unique<Ipmi15Session>(login_, Activation15{authType_, temporaryId_, 0}, firstIncoming);
+  auto opened = std::make_unique<Ipmi15Session>(credentials_, Activation15{authType_, temporaryId_, 0}, firstIncoming);
   Reply reply;
-  if (exchange_.AskApplication(*opened, patience_, kActivateSession, data, reply) != Heard::Answer) {
+  if (exchange_.AskApplication(*opened, options_, kActivateSession, data, reply) != ExchangeResult::Reply) {
     return SilenceAfterChallenge();
   }
   if (reply.completionCode != 0) {
     KELVAR_LOG(2) << "IPMI: Activate Session refused with completion code " << int{reply.completionCode}
                   << ", privilege " << static_cast<int>(privilege_);
-    return reply.completionCode == kPrivilegeTooHigh ? Opening::PrivilegeRefused : Opening::Failed;
+    return reply.completionCode == kPrivilegeTooHigh ? SessionResult::PrivilegeRefused : SessionResult::Failed;
   }
   Text::ByteReader reader(reply.data);
   Activation15 activated;
@@ -69,17 +69,17 @@ Opening Ipmi15Handshake::Activate(std::unique_ptr<LanSession>& session) {
   activated.sequence = reader.U32();
   const bool typeFits = activated.authType == authType_ || activated.authType == AuthType::None;
   if (!reader.Ok() || !typeFits || activated.sessionId == 0 || activated.sequence == 0) {
-    KELVAR_LOG(2) << "IPMI: the reply to Activate Session makes no sense";
-    return Opening::Failed;
+    KELVAR_LOG(2) << "IPMI: the response to Activate Session is malformed";
+    return SessionResult::Failed;
   }
   opened->Activate(activated);
   session = std::move(opened);
-  return Opening::Opened;
+  return SessionResult::Opened;
 }
 
-Opening Ipmi15Handshake::SilenceAfterChallenge() {
-  const Opening again = AskChallenge();
-  return again == Opening::Opened ? Opening::LoginRefused : again;
+SessionResult Ipmi15Handshake::SilenceAfterChallenge() {
+  const SessionResult again = AskChallenge();
+  return again == SessionResult::Opened ? SessionResult::LoginRefused : again;
 }
 
 }  // namespace Kelvar::Ipmi

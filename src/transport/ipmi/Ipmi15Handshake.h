@@ -1,29 +1,29 @@
 #pragma once
 
 #include "transport/ipmi/CommandExchange.h"
+#include "transport/ipmi/LanSession.h"
 #include "transport/ipmi/Rakp.h"
-#include "transport/ipmi/SessionOpening.h"
 
 namespace Kelvar::Ipmi {
 
 /// Get Session Challenge and Activate Session, for one authentication type and privilege.
 class Ipmi15Handshake {
  public:
-  Ipmi15Handshake(CommandExchange& exchange, const Patience& patience, const Login& login, AuthType authType,
-                  Privilege privilege)
-      : exchange_(exchange), patience_(patience), login_(login), authType_(authType), privilege_(privilege) {}
+  Ipmi15Handshake(CommandExchange& exchange, const ExchangeOptions& options, const Credentials& credentials,
+                  AuthType authType, Privilege privilege)
+      : exchange_(exchange), options_(options), credentials_(credentials), authType_(authType), privilege_(privilege) {}
 
-  Opening Run(std::unique_ptr<LanSession>& session);
+  SessionResult Run(std::unique_ptr<LanSession>& session);
 
  private:
-  Opening AskChallenge();
-  Opening Activate(std::unique_ptr<LanSession>& session);
-  /// What silence behind an answered challenge means: targets throw away what is signed with a wrong password.
-  Opening SilenceAfterChallenge();
+  SessionResult AskChallenge();
+  SessionResult Activate(std::unique_ptr<LanSession>& session);
+  /// What silence after an answered challenge means: targets throw away what is signed with a wrong password.
+  SessionResult SilenceAfterChallenge();
 
   CommandExchange& exchange_;
-  const Patience patience_;
-  const Login& login_;
+  const ExchangeOptions options_;
+  const Credentials& credentials_;
   const AuthType authType_;
   const Privilege privilege_;
   u32 temporaryId_ = 0;

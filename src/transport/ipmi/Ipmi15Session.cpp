@@ -5,9 +5,9 @@
 namespace Kelvar::Ipmi {
 namespace {
 
-Secret PaddedPassword(const Login& login) {
+Secret PaddedPassword(const Credentials& credentials) {
   std::array<u8, kPassword15Size> padded{};
-  const ByteView password = login.Password().first(std::min(login.password.size(), padded.size()));
+  const ByteView password = credentials.Password().first(std::min(credentials.password.size(), padded.size()));
   std::copy(password.begin(), password.end(), padded.begin());
   const Secret secret(padded);
   Wipe(padded);
@@ -32,20 +32,20 @@ Secret AuthCode15(AuthType type, ByteView password, u32 sessionId, u32 sequence,
   return Secret(Md5({password, Number(sessionId), message, Number(sequence), password}));
 }
 
-Ipmi15Session::Ipmi15Session(const Login& login, const Activation15& challenged, u32 firstIncoming)
-    : password_(PaddedPassword(login)), state_(challenged), window_(firstIncoming - 1) {}
+Ipmi15Session::Ipmi15Session(const Credentials& credentials, const Activation15& challenged, u32 firstIncoming)
+    : password_(PaddedPassword(credentials)), state_(challenged), window_(firstIncoming - 1) {}
 
 void Ipmi15Session::Wrap(Bytes& packet, ByteView message) {
   const Secret code = AuthCode15(state_.authType, password_.View(), state_.sessionId, state_.sequence, message);
-  AppendPacket15(packet, {state_.authType, state_.sequence, state_.sessionId, code.View(), message});
-  // Packets before the activation have the number 0; no packet behind it has.
+  AppendIpmi15Packet(packet, {state_.authType, state_.sequence, state_.sessionId, code.View(), message});
+  // Packets before the activation have the number 0; no packet after it has.
   if (state_.sequence != 0) {
     state_.sequence = state_.sequence == 0xFFFFFFFFU ? 1 : state_.sequence + 1;
   }
 }
 
 std::optional<ByteView> Ipmi15Session::Unwrap(std::span<u8> packet) {
-  const auto fields = ParsePacket15(packet);
+  const auto fields = ParseIpmi15Packet(packet);
   if (!fields || fields->authType != state_.authType || fields->sessionId != state_.sessionId) {
     return std::nullopt;
   }

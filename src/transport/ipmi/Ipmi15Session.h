@@ -4,7 +4,6 @@
 
 #include "transport/ipmi/LanSession.h"
 #include "transport/ipmi/PacketProtection.h"
-#include "transport/ipmi/SessionOpening.h"
 
 namespace Kelvar::Ipmi {
 
@@ -19,11 +18,11 @@ struct Activation15 {
 /// bytes.
 Secret AuthCode15(AuthType type, ByteView password, u32 sessionId, u32 sequence, ByteView message);
 
-/// An IPMI 1.5 session, from the challenge on. The login must outlive it.
+/// An IPMI 1.5 session, from the challenge on. The credentials must outlive it.
 class Ipmi15Session : public LanSession {
  public:
   /// `challenged` names the temporary session; the target is told to number its packets from `firstIncoming` on.
-  Ipmi15Session(const Login& login, const Activation15& challenged, u32 firstIncoming);
+  Ipmi15Session(const Credentials& credentials, const Activation15& challenged, u32 firstIncoming);
 
   void Activate(const Activation15& activated) { state_ = activated; }
   void Wrap(Bytes& packet, ByteView message) override;

@@ -44,7 +44,7 @@ class IpmiClientInterface {
 
   /// Performs one command. 0 when the exchange took place; other than 0 when not connected or not answered in time.
   /// `completionCode` is always set: 0xFF when there was no exchange. `response` receives the reply's data bytes
-  /// behind the completion code. May throw IpmiException.
+  /// after the completion code. May throw IpmiException.
   virtual int send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) = 0;
 
   virtual ~IpmiClientInterface() = default;

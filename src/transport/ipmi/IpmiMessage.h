@@ -17,7 +17,7 @@ struct RequestKey {
 
 struct Reply {
   u8 completionCode = 0xFF;
-  Bytes data;  ///< behind the completion code
+  Bytes data;  ///< after the completion code
 };
 
 /// IPMI message of a request from a remote console to the service processor, LUN 0, with both checksums.

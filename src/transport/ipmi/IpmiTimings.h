@@ -30,7 +30,7 @@ inline int LeftUntil(Clock::time_point end) {
   return static_cast<int>(std::clamp<long>(left, 0, 1'000'000));
 }
 
-/// The wait behind transmission number `index`, which counts from 0. A target that is known as prompt has lost a
+/// The wait after transmission number `index`, which counts from 0. A target that is known as prompt has lost a
 /// datagram rather than being slow: the second wait is but a quarter longer than the first. More copies would only keep
 /// a slow one busy.
 inline std::chrono::milliseconds WaitAfter(const IpmiTimings& timings, u32 index, bool prompt = false) {

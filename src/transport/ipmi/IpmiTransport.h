@@ -5,7 +5,7 @@
 
 namespace Kelvar::Ipmi {
 
-/// The road to the service processor behind an IpmiClient.
+/// The transport that an IpmiClient uses.
 class IpmiTransport {
  public:
   virtual ~IpmiTransport() = default;

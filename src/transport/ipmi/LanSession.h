@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "transport/ipmi/RmcpPacket.h"
 
@@ -22,18 +23,42 @@ class LanSession {
 class NoSession : public LanSession {
  public:
   void Wrap(Bytes& packet, ByteView message) override {
-    Packet15 plain;
+    Ipmi15Packet plain;
     plain.message = message;
-    AppendPacket15(packet, plain);
+    AppendIpmi15Packet(packet, plain);
   }
   std::optional<ByteView> Unwrap(std::span<u8> packet) override {
-    const auto plain = ParsePacket15(packet);
+    const auto plain = ParseIpmi15Packet(packet);
     if (!plain || plain->authType != AuthType::None || plain->sessionId != 0) {
       return std::nullopt;
     }
     return plain->message;
   }
   u32 TargetId() const override { return 0; }
+};
+
+/// Account on the target; the password is wiped with the object.
+struct Credentials {
+  std::string user;
+  std::string password;
+
+  Credentials(std::string userName, const std::string& secret) : user(std::move(userName)), password(secret) {}
+  Credentials(const Credentials&) = delete;
+  Credentials& operator=(const Credentials&) = delete;
+  ~Credentials();
+  ByteView Password() const { return {reinterpret_cast<const u8*>(password.data()), password.size()}; }
+};
+
+/// How one try to open a session ended.
+enum class SessionResult {
+  Opened,
+  LoginRefused,
+  SuiteRefused,      ///< another cipher suite may do
+  SuiteUnanswered,   ///< no reply, perhaps because of the cipher suite
+  PrivilegeRefused,  ///< a lower privilege may do
+  Timeout,
+  PortUnreachable,
+  Failed,  ///< refused for another cause, which is logged
 };
 
 }  // namespace Kelvar::Ipmi

@@ -3,7 +3,7 @@
 #include <openssl/crypto.h>
 
 #include "common/log/LogMacros.h"
-#include "transport/ipmi/LanOpening.h"
+#include "transport/ipmi/SessionNegotiator.h"
 
 namespace Kelvar::Ipmi {
 namespace {
@@ -13,18 +13,18 @@ constexpr std::size_t kLongestName = 16;
 /// The message of an IPMI 1.5 packet has at most 255 bytes, seven of them around the data.
 constexpr std::size_t kMostData = 248;
 
-const char* TextOf(Opening opening) {
-  switch (opening) {
-    case Opening::LoginRefused:
+const char* TextOf(SessionResult result) {
+  switch (result) {
+    case SessionResult::LoginRefused:
       return "user or password refused";
-    case Opening::SuiteRefused:
+    case SessionResult::SuiteRefused:
       return "cipher suite refused";
-    case Opening::PrivilegeRefused:
+    case SessionResult::PrivilegeRefused:
       return "no privilege granted";
-    case Opening::Silence:
+    case SessionResult::Timeout:
       return "no answer";
-    case Opening::NoServer:
-      return "nobody listens there";
+    case SessionResult::PortUnreachable:
+      return "port closed";
     default:
       return "set-up failed";
   }
@@ -32,54 +32,58 @@ const char* TextOf(Opening opening) {
 
 }  // namespace
 
-Login::~Login() {
+Credentials::~Credentials() {
   OPENSSL_cleanse(password.data(), password.size());
 }
 
 LanTransport::LanTransport(std::string host, std::string user, const std::string& password, std::string port,
                            std::size_t suiteNumber)
-    : host_(std::move(host)), port_(std::move(port)), login_(std::move(user), password), suiteNumber_(suiteNumber) {}
+    : host_(std::move(host)),
+      port_(std::move(port)),
+      credentials_(std::move(user), password),
+      suiteNumber_(suiteNumber) {}
 
 CONNECTIONSTATE LanTransport::Open(const IpmiTimings& timings) {
   Close();
   timings_ = timings;
-  if (login_.user.size() > kLongestName) {
+  if (credentials_.user.size() > kLongestName) {
     KELVAR_LOG(1) << "IPMI: user names have at most " << kLongestName << " characters";
     return IPMIAUTHFAIL;
   }
-  const Opening opening = OpenAnyAddress({timings_, After(timings_.limitMs)});
-  opened_ = opening == Opening::Opened;
+  const SessionResult result = OpenAnyAddress({timings_, After(timings_.limitMs)});
+  opened_ = result == SessionResult::Opened;
   if (opened_) {
     return IPMICONNECTED;
   }
-  KELVAR_LOG(1) << "IPMI: no session with " << host_ << " port " << port_ << ": " << TextOf(opening);
+  KELVAR_LOG(1) << "IPMI: no session with " << host_ << " port " << port_ << ": " << TextOf(result);
   channel_.Close();
-  return opening == Opening::LoginRefused ? IPMIAUTHFAIL : IPMICONNECTFAIL;
+  return result == SessionResult::LoginRefused ? IPMIAUTHFAIL : IPMICONNECTFAIL;
 }
 
-Opening LanTransport::OpenAnyAddress(const Patience& patience) {
-  Opening opening = Opening::Failed;
+SessionResult LanTransport::OpenAnyAddress(const ExchangeOptions& options) {
+  SessionResult result = SessionResult::Failed;
   for (const Endpoint& endpoint : Resolve(host_, port_)) {
     if (!channel_.Open(endpoint)) {
       continue;
     }
-    opening = OpenSession(patience);
-    if (opening != Opening::Silence && opening != Opening::NoServer) {
+    result = OpenSession(options);
+    if (result != SessionResult::Timeout && result != SessionResult::PortUnreachable) {
       break;
     }
-    KELVAR_LOG(2) << "IPMI: one address of " << host_ << ": " << TextOf(opening);
+    KELVAR_LOG(2) << "IPMI: one address of " << host_ << ": " << TextOf(result);
   }
-  return opening;
+  return result;
 }
 
-Opening LanTransport::OpenSession(const Patience& patience) {
+SessionResult LanTransport::OpenSession(const ExchangeOptions& options) {
   session_.reset();
-  const Opening opening = LanOpening(channel_, exchange_, login_, suiteNumber_, patience).Run(session_);
-  if (opening != Opening::Opened) {
+  const SessionResult result =
+      SessionNegotiator(channel_, exchange_, credentials_, suiteNumber_, options).Run(session_);
+  if (result != SessionResult::Opened) {
     session_.reset();
   }
   lastHeard_ = Clock::now();
-  return opening;
+  return result;
 }
 
 int LanTransport::Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) {
@@ -92,7 +96,7 @@ int LanTransport::Send(const IPMICOMMAND& command, std::vector<u8>& response, u8
     return kSendNotPossible;
   }
   Reply reply;
-  unanswered_ = Ask(command, reply) != Heard::Answer;
+  unanswered_ = Ask(command, reply) != ExchangeResult::Reply;
   if (unanswered_) {
     KELVAR_LOG(1) << "IPMI: no answer from " << host_ << " to command " << int{command.command}
                   << " of network function " << int{command.netFn};
@@ -104,15 +108,16 @@ int LanTransport::Send(const IPMICOMMAND& command, std::vector<u8>& response, u8
   return 0;
 }
 
-Heard LanTransport::Ask(const IPMICOMMAND& command, Reply& reply) {
-  const Patience patience{timings_, After(timings_.limitMs)};
+ExchangeResult LanTransport::Ask(const IPMICOMMAND& command, Reply& reply) {
+  const ExchangeOptions options{timings_, After(timings_.limitMs)};
   const bool idle = Clock::now() - lastHeard_ >= std::chrono::milliseconds(timings_.idleExpiryMs);
-  const Heard heard = session_ ? exchange_.Ask(*session_, patience, command, reply) : Heard::Silence;
-  if (heard == Heard::Answer || (session_ && !idle && !unanswered_)) {
-    return heard;
+  const ExchangeResult result = session_ ? exchange_.Ask(*session_, options, command, reply) : ExchangeResult::Timeout;
+  if (result == ExchangeResult::Reply || (session_ && !idle && !unanswered_)) {
+    return result;
   }
   KELVAR_LOG(2) << "IPMI: the session with " << host_ << " seems lost, opening another one";
-  return OpenSession(patience) == Opening::Opened ? exchange_.Ask(*session_, patience, command, reply) : Heard::Silence;
+  return OpenSession(options) == SessionResult::Opened ? exchange_.Ask(*session_, options, command, reply)
+                                                       : ExchangeResult::Timeout;
 }
 
 void LanTransport::Close() noexcept {

@@ -4,7 +4,7 @@
 
 #include "transport/ipmi/CommandExchange.h"
 #include "transport/ipmi/IpmiTransport.h"
-#include "transport/ipmi/SessionOpening.h"
+#include "transport/ipmi/LanSession.h"
 
 namespace Kelvar::Ipmi {
 
@@ -20,14 +20,14 @@ class LanTransport : public IpmiTransport {
   int Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override;
 
  private:
-  Opening OpenAnyAddress(const Patience& patience);
-  Opening OpenSession(const Patience& patience);
+  SessionResult OpenAnyAddress(const ExchangeOptions& options);
+  SessionResult OpenSession(const ExchangeOptions& options);
   /// One command in the session; where that may have been lost unnoticed, silence opens another one.
-  Heard Ask(const IPMICOMMAND& command, Reply& reply);
+  ExchangeResult Ask(const IPMICOMMAND& command, Reply& reply);
 
   const std::string host_;
   const std::string port_;
-  const Login login_;
+  const Credentials credentials_;
   const std::size_t suiteNumber_;
   IpmiTimings timings_;
   UdpChannel channel_;

@@ -52,7 +52,7 @@ void AppendTrailer(Bytes& packet, Hmac& integrity, std::size_t size) {
   Append(packet, code.First(size));
 }
 
-bool TrailerFits(const PacketPlus& packet, Hmac& integrity, std::size_t size) {
+bool TrailerFits(const RmcpPlusPacket& packet, Hmac& integrity, std::size_t size) {
   constexpr std::size_t kFixed = 2;
   const ByteView trailer = packet.trailer;
   if (trailer.size() < size + kFixed) {

@@ -15,12 +15,12 @@ std::optional<ByteView> Decrypt(std::span<u8> payload, AesCbc& cipher);
 /// Appends padding and the first `size` bytes of the authentication code to a packet that begins with its RMCP header.
 void AppendTrailer(Bytes& packet, Hmac& integrity, std::size_t size);
 /// Whether the trailer is whole and its code, of `size` bytes, is the right one.
-bool TrailerFits(const PacketPlus& packet, Hmac& integrity, std::size_t size);
+bool TrailerFits(const RmcpPlusPacket& packet, Hmac& integrity, std::size_t size);
 
 /// Session sequence numbers seen so far: takes each once, any number ahead, and those late by less than 32.
 class SequenceWindow {
  public:
-  /// Numbers begin behind `before`.
+  /// Numbers begin after `before`.
   explicit SequenceWindow(u32 before = 0) : newest_(before) {}
   bool Take(u32 sequence);
 

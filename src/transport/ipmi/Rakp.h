@@ -53,7 +53,7 @@ struct OpenSessionReply {
   u8 confidentiality = 0;
 };
 
-/// RAKP messages 2 and 4: those of a refusal end behind the status or behind the session ID.
+/// RAKP messages 2 and 4: those of a refusal end after the status or after the session ID.
 struct RakpReply {
   u8 tag = 0;
   u8 status = 0;

@@ -25,7 +25,7 @@ bool IsKnown(u8 type) {
 
 }  // namespace
 
-void AppendPacket15(Bytes& to, const Packet15& packet) {
+void AppendIpmi15Packet(Bytes& to, const Ipmi15Packet& packet) {
   Append(to, kRmcpHeader);
   to.push_back(static_cast<u8>(packet.authType));
   AppendU32(to, packet.sequence);
@@ -35,12 +35,12 @@ void AppendPacket15(Bytes& to, const Packet15& packet) {
   Append(to, packet.message);
 }
 
-std::optional<Packet15> ParsePacket15(ByteView bytes) {
+std::optional<Ipmi15Packet> ParseIpmi15Packet(ByteView bytes) {
   Text::ByteReader reader(bytes);
   if (!ReadRmcpHeader(reader)) {
     return std::nullopt;
   }
-  Packet15 packet;
+  Ipmi15Packet packet;
   packet.authType = static_cast<AuthType>(reader.U8());
   constexpr AuthType kUnderstood[] = {AuthType::None, AuthType::Md5, AuthType::Password};
   if (std::find(std::begin(kUnderstood), std::end(kUnderstood), packet.authType) == std::end(kUnderstood)) {
@@ -49,12 +49,12 @@ std::optional<Packet15> ParsePacket15(ByteView bytes) {
   packet.sequence = reader.U32();
   packet.sessionId = reader.U32();
   packet.authCode = reader.Bytes(packet.authType == AuthType::None ? 0 : kAuthCode15Size);
-  // Old network chips need a pad byte at some sizes: what stands behind the message is not looked at.
+  // Old network chips need a pad byte at some sizes: what follows the message is not looked at.
   packet.message = reader.Bytes(reader.U8());
   return reader.Ok() ? std::optional(packet) : std::nullopt;
 }
 
-void AppendPacketPlus(Bytes& to, const PacketPlus& packet) {
+void AppendRmcpPlusPacket(Bytes& to, const RmcpPlusPacket& packet) {
   Append(to, kRmcpHeader);
   to.push_back(static_cast<u8>(AuthType::RmcpPlus));
   to.push_back(static_cast<u8>(static_cast<u8>(packet.type) | (packet.encrypted ? kEncrypted : 0) |
@@ -65,7 +65,7 @@ void AppendPacketPlus(Bytes& to, const PacketPlus& packet) {
   Append(to, packet.payload);
 }
 
-std::optional<PacketPlus> ParsePacketPlus(ByteView bytes) {
+std::optional<RmcpPlusPacket> ParseRmcpPlusPacket(ByteView bytes) {
   Text::ByteReader reader(bytes);
   if (!ReadRmcpHeader(reader) || reader.U8() != static_cast<u8>(AuthType::RmcpPlus)) {
     return std::nullopt;
@@ -75,7 +75,7 @@ std::optional<PacketPlus> ParsePacketPlus(ByteView bytes) {
   if (!IsKnown(plainType)) {
     return std::nullopt;
   }
-  PacketPlus packet;
+  RmcpPlusPacket packet;
   packet.type = static_cast<PayloadType>(plainType);
   packet.encrypted = (type & kEncrypted) != 0;
   packet.authenticated = (type & kAuthenticated) != 0;

@@ -23,7 +23,7 @@ inline constexpr std::size_t kAuthCode15Size = 16;
 inline constexpr std::size_t kPassword15Size = 16;
 
 /// RMCP header and IPMI 1.5 session header around an IPMI message. `authCode` is there unless the type is None.
-struct Packet15 {
+struct Ipmi15Packet {
   AuthType authType = AuthType::None;
   u32 sequence = 0;
   u32 sessionId = 0;
@@ -32,25 +32,25 @@ struct Packet15 {
 };
 
 /// RMCP header and RMCP+ session header around a payload, and the trailer of authenticated packets.
-struct PacketPlus {
+struct RmcpPlusPacket {
   PayloadType type = PayloadType::Ipmi;
   bool encrypted = false;
   bool authenticated = false;
   u32 sessionId = 0;
   u32 sequence = 0;
   ByteView payload;      ///< as on the wire, maybe encrypted
-  ByteView trailer;      ///< behind the payload: padding, its length, next header, authentication code
+  ByteView trailer;      ///< after the payload: padding, its length, next header, authentication code
   ByteView afterHeader;  ///< from the session header to the end, what integrity is about
 };
 
-void AppendPacket15(Bytes& to, const Packet15& packet);
+void AppendIpmi15Packet(Bytes& to, const Ipmi15Packet& packet);
 /// The views point into `bytes`. Nothing when the headers are not those of IPMI 1.5 or a length is off.
-std::optional<Packet15> ParsePacket15(ByteView bytes);
+std::optional<Ipmi15Packet> ParseIpmi15Packet(ByteView bytes);
 
 /// Header and payload; a trailer is the session's to append.
-void AppendPacketPlus(Bytes& to, const PacketPlus& packet);
+void AppendRmcpPlusPacket(Bytes& to, const RmcpPlusPacket& packet);
 /// The views point into `bytes`. Nothing for other headers, OEM payloads and lengths that do not fit.
-std::optional<PacketPlus> ParsePacketPlus(ByteView bytes);
+std::optional<RmcpPlusPacket> ParseRmcpPlusPacket(ByteView bytes);
 
 inline constexpr std::size_t kRmcpHeaderSize = 4;
 

@@ -10,51 +10,52 @@ constexpr u8 kNameOnlyLookup = 0x10;
 
 }  // namespace
 
-RmcpPlusHandshake::RmcpPlusHandshake(UdpChannel& channel, const Patience& patience, const Login& login,
-                                     const CipherSuite& suite, Privilege privilege)
-    : channel_(channel), patience_(patience), login_(login), suite_(suite), privilege_(privilege) {
+RmcpPlusHandshake::RmcpPlusHandshake(UdpChannel& channel, const ExchangeOptions& options,
+                                     const Credentials& credentials, const CipherSuite& suite, Privilege privilege)
+    : channel_(channel), options_(options), credentials_(credentials), suite_(suite), privilege_(privilege) {
   exchange_.role = static_cast<u8>(kNameOnlyLookup | static_cast<u8>(privilege));
-  exchange_.user = login.user;
+  exchange_.user = credentials.user;
   FillRandom({&tag_, 1});
 }
 
-Opening RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
+SessionResult RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
   constexpr int kRounds = 3;
-  Opening opening = RunOnce(session);
-  for (int round = 1; round < kRounds && MayBeOutOfStep(opening) && Clock::now() < patience_.deadline; ++round) {
+  SessionResult result = RunOnce(session);
+  for (int round = 1; round < kRounds && MayBeOutOfStep(result) && Clock::now() < options_.deadline; ++round) {
     KELVAR_LOG(4) << "IPMI: session set-up starts over";
-    opening = RunOnce(session);
+    result = RunOnce(session);
   }
-  return opening;
+  return result;
 }
 
-bool RmcpPlusHandshake::MayBeOutOfStep(Opening opening) const {
+bool RmcpPlusHandshake::MayBeOutOfStep(SessionResult result) const {
   if (exchange_.targetId == 0) {
     return false;  // the target keeps nothing of us yet
   }
   // From message 3 on both sides have shown that they know the password: what does not fit is an earlier message.
-  return opening == Opening::Silence || opening == Opening::Failed || (opening == Opening::LoginRefused && session_);
+  return result == SessionResult::Timeout || result == SessionResult::Failed ||
+         (result == SessionResult::LoginRefused && session_);
 }
 
-Opening RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
+SessionResult RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
   session_.reset();
   exchange_.targetId = 0;
   exchange_.consoleId = RandomNumber();
   FillRandom(exchange_.consoleRandom);
-  Opening opening = OpenSession();
-  if (opening == Opening::Opened) {
-    opening = ExchangeRandoms();
+  SessionResult result = OpenSession();
+  if (result == SessionResult::Opened) {
+    result = ExchangeRandoms();
   }
-  return opening == Opening::Opened ? Confirm(session) : opening;
+  return result == SessionResult::Opened ? Confirm(session) : result;
 }
 
 template <typename T>
-Heard RmcpPlusHandshake::Ask(PayloadType type, ByteView request, PayloadType replyType,
-                             std::optional<T> (*decode)(ByteView), T& reply) {
-  PacketPlus fields;
+ExchangeResult RmcpPlusHandshake::Ask(PayloadType type, ByteView request, PayloadType replyType,
+                                      std::optional<T> (*decode)(ByteView), T& reply) {
+  RmcpPlusPacket fields;
   fields.type = type;
   fields.payload = request;
-  const auto make = [&](Bytes& packet) { AppendPacketPlus(packet, fields); };
+  const auto make = [&](Bytes& packet) { AppendRmcpPlusPacket(packet, fields); };
   const auto accept = [&](std::span<u8> datagram) {
     const auto payload = Payload(datagram, replyType);
     const auto decoded = payload ? decode(*payload) : std::nullopt;
@@ -64,11 +65,11 @@ Heard RmcpPlusHandshake::Ask(PayloadType type, ByteView request, PayloadType rep
     reply = *decoded;
     return true;
   };
-  return channel_.Exchange(patience_, make, accept);
+  return channel_.Exchange(options_, make, accept);
 }
 
 std::optional<ByteView> RmcpPlusHandshake::Payload(std::span<u8> datagram, PayloadType type) {
-  const auto packet = ParsePacketPlus(datagram);
+  const auto packet = ParseRmcpPlusPacket(datagram);
   if (!packet || packet->type != type) {
     return std::nullopt;
   }
@@ -80,12 +81,12 @@ std::optional<ByteView> RmcpPlusHandshake::Payload(std::span<u8> datagram, Paylo
   return plain ? std::optional(packet->payload) : std::nullopt;
 }
 
-Opening RmcpPlusHandshake::OpenSession() {
+SessionResult RmcpPlusHandshake::OpenSession() {
   OpenSessionReply reply;
   const Bytes request = EncodeOpenSessionRequest(++tag_, privilege_, exchange_.consoleId, suite_);
   if (Ask(PayloadType::OpenSessionRequest, request, PayloadType::OpenSessionReply, &DecodeOpenSessionReply, reply) !=
-      Heard::Answer) {
-    return Opening::SuiteUnanswered;
+      ExchangeResult::Reply) {
+    return SessionResult::SuiteUnanswered;
   }
   if (reply.status != RakpStatus::kOk) {
     return Refusal("Open Session", reply.status);
@@ -93,67 +94,67 @@ Opening RmcpPlusHandshake::OpenSession() {
   if (reply.authentication != suite_.authentication || reply.integrity != suite_.integrity ||
       reply.confidentiality != suite_.confidentiality || reply.targetId == 0) {
     KELVAR_LOG(2) << "IPMI: the target answers cipher suite " << int{suite_.id} << " with other algorithms";
-    return Opening::SuiteRefused;
+    return SessionResult::SuiteRefused;
   }
   exchange_.targetId = reply.targetId;
-  return Opening::Opened;
+  return SessionResult::Opened;
 }
 
-Opening RmcpPlusHandshake::ExchangeRandoms() {
+SessionResult RmcpPlusHandshake::ExchangeRandoms() {
   RakpReply reply;
   if (Ask(PayloadType::Rakp1, EncodeRakp1(++tag_, exchange_), PayloadType::Rakp2, &DecodeRakp2, reply) !=
-      Heard::Answer) {
-    return Opening::Silence;
+      ExchangeResult::Reply) {
+    return SessionResult::Timeout;
   }
   if (reply.status != RakpStatus::kOk) {
     return Refusal("RAKP message 2", reply.status);
   }
   exchange_.targetRandom = reply.targetRandom;
   exchange_.targetGuid = reply.targetGuid;
-  if (SameBytes(Rakp2Code(suite_, login_.Password(), exchange_).View(), reply.code)) {
-    return Opening::Opened;
+  if (SameBytes(Rakp2Code(suite_, credentials_.Password(), exchange_).View(), reply.code)) {
+    return SessionResult::Opened;
   }
   KELVAR_LOG(2) << "IPMI: the target's key exchange code does not fit the password";
-  PacketPlus farewell;  // lets the target forget the session at once
+  RmcpPlusPacket farewell;  // lets the target forget the session at once
   const Bytes refusal = EncodeRakp3(++tag_, RakpStatus::kInvalidIntegrityCheck, exchange_.targetId, {});
   farewell.type = PayloadType::Rakp3;
   farewell.payload = refusal;
   Bytes packet;
-  AppendPacketPlus(packet, farewell);
+  AppendRmcpPlusPacket(packet, farewell);
   channel_.Post(packet);
-  return Opening::LoginRefused;
+  return SessionResult::LoginRefused;
 }
 
-Opening RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {
-  const Secret key = SessionIntegrityKey(suite_, login_.Password(), exchange_);
+SessionResult RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {
+  const Secret key = SessionIntegrityKey(suite_, credentials_.Password(), exchange_);
   session_ = std::make_unique<RmcpPlusSession>(suite_, key, exchange_.consoleId, exchange_.targetId);
-  const Secret code = Rakp3Code(suite_, login_.Password(), exchange_);
+  const Secret code = Rakp3Code(suite_, credentials_.Password(), exchange_);
   const Bytes request = EncodeRakp3(++tag_, RakpStatus::kOk, exchange_.targetId, code.View());
   RakpReply reply;
-  if (Ask(PayloadType::Rakp3, request, PayloadType::Rakp4, &DecodeRakp4, reply) != Heard::Answer) {
-    return Opening::Silence;
+  if (Ask(PayloadType::Rakp3, request, PayloadType::Rakp4, &DecodeRakp4, reply) != ExchangeResult::Reply) {
+    return SessionResult::Timeout;
   }
   if (reply.status != RakpStatus::kOk) {
     return Refusal("RAKP message 4", reply.status);
   }
   if (!SameBytes(Rakp4Code(suite_, key, exchange_).First(suite_.integritySize), reply.code)) {
     KELVAR_LOG(2) << "IPMI: the target's session key is another one; does it have a key of its own (K_G)?";
-    return Opening::LoginRefused;
+    return SessionResult::LoginRefused;
   }
   session = std::move(session_);
-  return Opening::Opened;
+  return SessionResult::Opened;
 }
 
-Opening RmcpPlusHandshake::Refusal(const char* step, u8 status) const {
+SessionResult RmcpPlusHandshake::Refusal(const char* step, u8 status) const {
   KELVAR_LOG(2) << "IPMI: " << step << " refused with status " << int{status} << ", cipher suite " << int{suite_.id}
                 << ", privilege " << static_cast<int>(privilege_);
   if (MeansLoginRefused(status)) {
-    return Opening::LoginRefused;
+    return SessionResult::LoginRefused;
   }
   if (MeansPrivilegeRefused(status)) {
-    return Opening::PrivilegeRefused;
+    return SessionResult::PrivilegeRefused;
   }
-  return MeansSuiteRefused(status) && exchange_.targetId == 0 ? Opening::SuiteRefused : Opening::Failed;
+  return MeansSuiteRefused(status) && exchange_.targetId == 0 ? SessionResult::SuiteRefused : SessionResult::Failed;
 }
 
 }  // namespace Kelvar::Ipmi

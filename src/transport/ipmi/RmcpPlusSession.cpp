@@ -15,18 +15,18 @@ void RmcpPlusSession::Wrap(Bytes& packet, ByteView message) {
   sequence_ = sequence_ == 0xFFFFFFFFU ? 1 : sequence_ + 1;
   payload_.clear();
   AppendEncrypted(payload_, cipher_, message);
-  PacketPlus fields;
+  RmcpPlusPacket fields;
   fields.encrypted = true;
   fields.authenticated = true;
   fields.sessionId = targetId_;
   fields.sequence = sequence_;
   fields.payload = payload_;
-  AppendPacketPlus(packet, fields);
+  AppendRmcpPlusPacket(packet, fields);
   AppendTrailer(packet, integrity_, integritySize_);
 }
 
 std::optional<ByteView> RmcpPlusSession::Unwrap(std::span<u8> packet, PayloadType type) {
-  const auto fields = ParsePacketPlus(packet);
+  const auto fields = ParseRmcpPlusPacket(packet);
   if (!fields || fields->type != type || !fields->encrypted || !fields->authenticated ||
       fields->sessionId != consoleId_ || !TrailerFits(*fields, integrity_, integritySize_) ||
       !window_.Take(fields->sequence)) {

@@ -70,43 +70,44 @@ void UdpChannel::Post(ByteView packet) noexcept {
   }
 }
 
-Heard UdpChannel::Exchange(const Patience& patience, const std::function<void(Bytes&)>& make,
-                           const std::function<bool(std::span<u8>)>& accept) {
-  for (u32 index = 0; index < patience.timings.tries; ++index) {
+ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const std::function<void(Bytes&)>& make,
+                                    const std::function<bool(std::span<u8>)>& accept) {
+  for (u32 index = 0; index < options.timings.tries; ++index) {
     const auto now = Clock::now();
-    if (now >= patience.deadline) {
+    if (now >= options.deadline) {
       break;
     }
     outgoing_.clear();
     make(outgoing_);
     Post(outgoing_);
-    const auto until = std::min(now + WaitAfter(patience.timings, index, prompt_), patience.deadline);
-    const Heard heard = Listen(until, patience.stopWhenNoServer, accept);
-    if (heard == Heard::Answer && index == 0) {  // of a later one it is not known which transmission it answers
-      prompt_ = Clock::now() - now < WaitAfter(patience.timings, 0) / 2;
+    const auto until = std::min(now + WaitAfter(options.timings, index, prompt_), options.deadline);
+    const ExchangeResult result = Listen(until, options.stopWhenPortClosed, accept);
+    if (result == ExchangeResult::Reply &&
+        index == 0) {  // of a later one it is not known which transmission it answers
+      prompt_ = Clock::now() - now < WaitAfter(options.timings, 0) / 2;
     }
-    if (heard != Heard::Silence) {
-      return heard;
+    if (result != ExchangeResult::Timeout) {
+      return result;
     }
   }
-  return Heard::Silence;
+  return ExchangeResult::Timeout;
 }
 
-Heard UdpChannel::Listen(Clock::time_point until, bool stopWhenNoServer,
-                         const std::function<bool(std::span<u8>)>& accept) {
+ExchangeResult UdpChannel::Listen(Clock::time_point until, bool stopWhenPortClosed,
+                                  const std::function<bool(std::span<u8>)>& accept) {
   while (WaitReadable(until)) {
     const ssize_t size = recv(socket_, incoming_.data(), incoming_.size(), MSG_TRUNC);
-    if (size < 0 && errno == ECONNREFUSED && stopWhenNoServer) {
-      return Heard::NoServer;
+    if (size < 0 && errno == ECONNREFUSED && stopWhenPortClosed) {
+      return ExchangeResult::PortUnreachable;
     }
     if (size < 0 || static_cast<std::size_t>(size) > incoming_.size()) {
       continue;
     }
     if (accept(std::span(incoming_).first(static_cast<std::size_t>(size)))) {
-      return Heard::Answer;
+      return ExchangeResult::Reply;
     }
   }
-  return Heard::Silence;
+  return ExchangeResult::Timeout;
 }
 
 bool UdpChannel::WaitReadable(Clock::time_point until) const {

@@ -21,17 +21,17 @@ struct Endpoint {
 std::vector<Endpoint> Resolve(const std::string& host, const std::string& port);
 
 /// How an exchange of datagrams ended.
-enum class Heard {
-  Answer,
-  Silence,   ///< no answer to any transmission, or the time was over
-  NoServer,  ///< the target's host says that nobody listens there
+enum class ExchangeResult {
+  Reply,
+  Timeout,          ///< no reply to any transmission, or the time was over
+  PortUnreachable,  ///< the host reports that the port is closed
 };
 
 /// What bounds one exchange.
-struct Patience {
+struct ExchangeOptions {
   const IpmiTimings& timings;
   Clock::time_point deadline;
-  bool stopWhenNoServer = false;
+  bool stopWhenPortClosed = false;
 };
 
 /// Datagrams to and from one address; the kernel drops those of other senders.
@@ -47,15 +47,16 @@ class UdpChannel {
 
   /// Sends what `make` puts into an empty packet, and again after growing waits, until `accept` takes one of the
   /// datagrams that come in. `accept` may change the bytes it is given. Other datagrams do not prolong the waits.
-  Heard Exchange(const Patience& patience, const std::function<void(Bytes&)>& make,
-                 const std::function<bool(std::span<u8>)>& accept);
+  ExchangeResult Exchange(const ExchangeOptions& options, const std::function<void(Bytes&)>& make,
+                          const std::function<bool(std::span<u8>)>& accept);
 
   /// Sends without waiting for an answer.
   void Post(ByteView packet) noexcept;
 
  private:
   /// Receives until `until`.
-  Heard Listen(Clock::time_point until, bool stopWhenNoServer, const std::function<bool(std::span<u8>)>& accept);
+  ExchangeResult Listen(Clock::time_point until, bool stopWhenPortClosed,
+                        const std::function<bool(std::span<u8>)>& accept);
   bool WaitReadable(Clock::time_point until) const;
 
   int socket_ = -1;

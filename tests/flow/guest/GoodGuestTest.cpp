@@ -24,7 +24,7 @@
 
 #include "flow/guest/GuestReadings.h"
 #include "support/UdpRelay.h"
-#include "transport/ipmi/DeviceCalls.h"
+#include "transport/ipmi/SystemInterface.h"
 
 namespace Kelvar::Test {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "transport/ipmi/Ipmi15Session.h"
 #include "transport/ipmi/IpmiMessage.h"
-#include "transport/ipmi/LanOpening.h"
 #include "transport/ipmi/RmcpPlusSession.h"
+#include "transport/ipmi/SessionNegotiator.h"
 
 namespace Kelvar::Ipmi {
 namespace {
@@ -50,30 +50,30 @@ TEST(IpmiMessage, ReplyCountsForItsRequestOnly) {
   }
 }
 
-TEST(Packet15, PrefixesAndForeignTypesAreNothing) {
+TEST(Ipmi15Packet, PrefixesAndForeignTypesAreNothing) {
   const Bytes code(16, 0xAB);
   Bytes packet;
-  AppendPacket15(packet, {AuthType::Md5, 0x01020304, 0x05060708, code, kReply});
-  const auto parsed = ParsePacket15(packet);
+  AppendIpmi15Packet(packet, {AuthType::Md5, 0x01020304, 0x05060708, code, kReply});
+  const auto parsed = ParseIpmi15Packet(packet);
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->sequence, 0x01020304U);
   EXPECT_EQ(parsed->sessionId, 0x05060708U);
   EXPECT_EQ(Bytes(parsed->message.begin(), parsed->message.end()), kReply);
-  ForEachPrefix(packet, [](const Bytes& bytes) { return ParsePacket15(bytes).has_value(); });
+  ForEachPrefix(packet, [](const Bytes& bytes) { return ParseIpmi15Packet(bytes).has_value(); });
   for (const u8 type : Bytes{1, 3, 5, 6, 0x12}) {
     Bytes other = packet;
     other[4] = type;
-    EXPECT_FALSE(ParsePacket15(other)) << int{type};
+    EXPECT_FALSE(ParseIpmi15Packet(other)) << int{type};
   }
   packet.push_back(0);  // the pad byte of old network chips
-  EXPECT_TRUE(ParsePacket15(packet));
+  EXPECT_TRUE(ParseIpmi15Packet(packet));
 }
 
 TEST(Session15, OnlyItsOwnPacketsComeThroughOnce) {
-  const Login login("admin", "kelvar-demo");
+  const Credentials credentials("admin", "kelvar-demo");
   for (const AuthType type : {AuthType::Md5, AuthType::Password, AuthType::None}) {
-    Ipmi15Session ours(login, {type, 77, 9}, 9);
-    Ipmi15Session theirs(login, {type, 77, 9}, 9);
+    Ipmi15Session ours(credentials, {type, 77, 9}, 9);
+    Ipmi15Session theirs(credentials, {type, 77, 9}, 9);
     Bytes packet;
     theirs.Wrap(packet, kReply);
     ForEachPrefix(packet, [&](Bytes& bytes) { return ours.Unwrap(bytes).has_value(); });
@@ -99,17 +99,17 @@ TEST(AuthCode15, Md5CoversPasswordSessionMessageAndNumber) {
             (Bytes{0xf3, 0x4a, 0xa1, 0x53, 0x49, 0xad, 0xeb, 0xcb, 0x38, 0xde, 0x64, 0xdf, 0x2c, 0x3e, 0xe3, 0x01}));
 }
 
-TEST(PacketPlus, PrefixesAndForeignPayloadsAreNothing) {
+TEST(RmcpPlusPacket, PrefixesAndForeignPayloadsAreNothing) {
   Bytes packet;
-  PacketPlus fields;
+  RmcpPlusPacket fields;
   fields.type = PayloadType::Rakp2;
   fields.payload = kReply;
-  AppendPacketPlus(packet, fields);
-  ASSERT_TRUE(ParsePacketPlus(packet));
-  ForEachPrefix(packet, [](const Bytes& bytes) { return ParsePacketPlus(bytes).has_value(); });
+  AppendRmcpPlusPacket(packet, fields);
+  ASSERT_TRUE(ParseRmcpPlusPacket(packet));
+  ForEachPrefix(packet, [](const Bytes& bytes) { return ParseRmcpPlusPacket(bytes).has_value(); });
   for (const u8 type : Bytes{0x01, 0x02, 0x16, 0x20, 0x3F}) {
     packet[5] = type;
-    EXPECT_FALSE(ParsePacketPlus(packet)) << int{type};
+    EXPECT_FALSE(ParseRmcpPlusPacket(packet)) << int{type};
   }
 }
 
@@ -155,12 +155,12 @@ TEST_P(SessionPlus, CutAndChangedPacketsAreNothing) {
 }
 
 TEST_P(SessionPlus, RightIntegrityDoesNotExcuseTheRest) {
-  const auto sign = [this](PacketPlus fields, const Bytes& payload) {
+  const auto sign = [this](RmcpPlusPacket fields, const Bytes& payload) {
     fields.sessionId = 0x1111;
     fields.sequence = 1;
     fields.payload = payload;
     Bytes packet;
-    AppendPacketPlus(packet, fields);
+    AppendRmcpPlusPacket(packet, fields);
     Hmac integrity(suite_.digest, DerivedKey(suite_, key_, 1).View());
     AppendTrailer(packet, integrity, suite_.integritySize);
     return packet;
@@ -176,7 +176,7 @@ TEST_P(SessionPlus, RightIntegrityDoesNotExcuseTheRest) {
   const auto takes = [this](Bytes packet) {  // in a session that has seen nothing yet
     return RmcpPlusSession(suite_, key_, 0x1111, 0x2222).Unwrap(packet).has_value();
   };
-  PacketPlus both;
+  RmcpPlusPacket both;
   both.encrypted = both.authenticated = true;
   const Bytes good{9, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 14};
   EXPECT_TRUE(takes(sign(both, encrypt(good)))) << "what the cases below are made from";
@@ -188,13 +188,13 @@ TEST_P(SessionPlus, RightIntegrityDoesNotExcuseTheRest) {
   for (const std::size_t size : {0U, 16U, 33U}) {
     EXPECT_FALSE(takes(sign(both, Bytes(size)))) << size;
   }
-  PacketPlus plain = both;
+  RmcpPlusPacket plain = both;
   plain.encrypted = false;
   EXPECT_FALSE(takes(sign(plain, good)));
-  PacketPlus unsignedPacket = both;
+  RmcpPlusPacket unsignedPacket = both;
   unsignedPacket.authenticated = false;
   EXPECT_FALSE(takes(sign(unsignedPacket, encrypt(good))));
-  PacketPlus otherType = both;
+  RmcpPlusPacket otherType = both;
   otherType.type = PayloadType::Rakp4;
   EXPECT_FALSE(takes(sign(otherType, encrypt(good))));
 }

@@ -7,8 +7,8 @@
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>
 
-#include "transport/ipmi/DeviceCalls.h"
 #include "transport/ipmi/IpmiClient.h"
+#include "transport/ipmi/SystemInterface.h"
 
 namespace Kelvar {
 namespace {

@@ -1,4 +1,4 @@
-#include "transport/ipmi/LanOpening.h"
+#include "transport/ipmi/SessionNegotiator.h"
 
 #include <algorithm>
 
@@ -31,24 +31,24 @@ std::optional<AuthCapabilities> DecodeAuthCapabilities(ByteView data) {
   return reader.Ok() ? std::optional(capabilities) : std::nullopt;
 }
 
-Opening LanOpening::Run(std::unique_ptr<LanSession>& session) {
-  Heard heard = Heard::Silence;
-  const auto capabilities = AskCapabilities(heard);
+SessionResult SessionNegotiator::Run(std::unique_ptr<LanSession>& session) {
+  ExchangeResult result = ExchangeResult::Timeout;
+  const auto capabilities = AskCapabilities(result);
   if (!capabilities) {
-    return heard == Heard::NoServer ? Opening::NoServer : Opening::Silence;
+    return result == ExchangeResult::PortUnreachable ? SessionResult::PortUnreachable : SessionResult::Timeout;
   }
   return capabilities->plus ? OpenPlus(session) : Open15(*capabilities, session);
 }
 
-std::optional<AuthCapabilities> LanOpening::AskCapabilities(Heard& heard) {
-  const Patience patience{patience_.timings, patience_.deadline, true};
+std::optional<AuthCapabilities> SessionNegotiator::AskCapabilities(ExchangeResult& result) {
+  const ExchangeOptions options{options_.timings, options_.deadline, true};
   NoSession before;
   for (const u8 version : {kWithPlus, u8{0}}) {  // targets of IPMI 1.5 may refuse the question about RMCP+
     Reply reply;
     const u8 channel = kThisChannel | version;
-    heard = exchange_.AskApplication(before, patience, kGetAuthCapabilities,
-                                     {channel, static_cast<u8>(Privilege::Administrator)}, reply);
-    if (heard != Heard::Answer) {
+    result = exchange_.AskApplication(before, options, kGetAuthCapabilities,
+                                      {channel, static_cast<u8>(Privilege::Administrator)}, reply);
+    if (result != ExchangeResult::Reply) {
       return std::nullopt;
     }
     const auto capabilities = DecodeAuthCapabilities(reply.data);
@@ -61,53 +61,53 @@ std::optional<AuthCapabilities> LanOpening::AskCapabilities(Heard& heard) {
 }
 
 template <typename Handshake>
-Opening LanOpening::OpenWithPrivilege(std::unique_ptr<LanSession>& session, const Handshake& handshake) {
-  Opening opening = Opening::Failed;
+SessionResult SessionNegotiator::OpenWithPrivilege(std::unique_ptr<LanSession>& session, const Handshake& handshake) {
+  SessionResult result = SessionResult::Failed;
   for (const Privilege privilege : {Privilege::Administrator, Privilege::Operator, Privilege::User}) {
-    opening = handshake(privilege);
-    if (opening == Opening::Opened) {
-      return RaisePrivilege(*session, privilege) ? Opening::Opened : Opening::Silence;
+    result = handshake(privilege);
+    if (result == SessionResult::Opened) {
+      return RaisePrivilege(*session, privilege) ? SessionResult::Opened : SessionResult::Timeout;
     }
-    if (opening != Opening::PrivilegeRefused) {
+    if (result != SessionResult::PrivilegeRefused) {
       break;
     }
   }
-  return opening;
+  return result;
 }
 
-Opening LanOpening::OpenPlus(std::unique_ptr<LanSession>& session) {
+SessionResult SessionNegotiator::OpenPlus(std::unique_ptr<LanSession>& session) {
   const auto suites = SuitesFor(suiteNumber_);
-  Opening opening = Opening::SuiteRefused;
+  SessionResult result = SessionResult::SuiteRefused;
   for (const CipherSuite* suite : suites) {
-    opening = OpenWithPrivilege(session, [&](Privilege privilege) {
-      return RmcpPlusHandshake(channel_, patience_, login_, *suite, privilege).Run(session);
+    result = OpenWithPrivilege(session, [&](Privilege privilege) {
+      return RmcpPlusHandshake(channel_, options_, credentials_, *suite, privilege).Run(session);
     });
     // Some targets do not answer at all to a suite that they lack.
-    const bool another = opening == Opening::SuiteRefused ||
-                         (opening == Opening::SuiteUnanswered && suite != suites.back() && DoesNotOffer(*suite));
+    const bool another = result == SessionResult::SuiteRefused ||
+                         (result == SessionResult::SuiteUnanswered && suite != suites.back() && DoesNotOffer(*suite));
     if (!another) {
       break;
     }
   }
-  return opening == Opening::SuiteUnanswered ? Opening::Silence : opening;
+  return result == SessionResult::SuiteUnanswered ? SessionResult::Timeout : result;
 }
 
-Opening LanOpening::Open15(const AuthCapabilities& capabilities, std::unique_ptr<LanSession>& session) {
+SessionResult SessionNegotiator::Open15(const AuthCapabilities& capabilities, std::unique_ptr<LanSession>& session) {
   constexpr AuthType kBestFirst[] = {AuthType::Md5, AuthType::Password, AuthType::None};
   const auto* type = std::find_if(std::begin(kBestFirst), std::end(kBestFirst),
                                   [&](AuthType candidate) { return capabilities.Offers(candidate); });
   if (type == std::end(kBestFirst)) {
     KELVAR_LOG(1) << "IPMI: the target offers neither RMCP+ nor an authentication type of ours";
-    return Opening::Failed;
+    return SessionResult::Failed;
   }
   KELVAR_LOG(2) << "IPMI: the target has no RMCP+, opening an IPMI 1.5 session with authentication type "
                 << static_cast<int>(*type);
   return OpenWithPrivilege(session, [&](Privilege privilege) {
-    return Ipmi15Handshake(exchange_, patience_, login_, *type, privilege).Run(session);
+    return Ipmi15Handshake(exchange_, options_, credentials_, *type, privilege).Run(session);
   });
 }
 
-bool LanOpening::DoesNotOffer(const CipherSuite& suite) {
+bool SessionNegotiator::DoesNotOffer(const CipherSuite& suite) {
   constexpr u8 kMostPieces = 64;
   constexpr u8 kListBySuite = 0x80;
   constexpr std::size_t kFullPiece = 16;
@@ -116,13 +116,13 @@ bool LanOpening::DoesNotOffer(const CipherSuite& suite) {
   for (u8 index = 0; index < kMostPieces; ++index) {
     Reply reply;
     const Bytes data{kThisChannel, 0, static_cast<u8>(kListBySuite | index)};
-    if (exchange_.AskApplication(before, patience_, kGetCipherSuites, data, reply) != Heard::Answer) {
+    if (exchange_.AskApplication(before, options_, kGetCipherSuites, data, reply) != ExchangeResult::Reply) {
       return false;
     }
     if (reply.completionCode != 0 || reply.data.empty()) {
       break;  // a target without the command says nothing against the suite's absence
     }
-    Append(records, ByteView(reply.data).subspan(1));  // behind the channel number
+    Append(records, ByteView(reply.data).subspan(1));  // after the channel number
     if (reply.data.size() < 1 + kFullPiece) {
       break;
     }
@@ -131,10 +131,11 @@ bool LanOpening::DoesNotOffer(const CipherSuite& suite) {
   return std::find(offered.begin(), offered.end(), suite.id) == offered.end();
 }
 
-bool LanOpening::RaisePrivilege(LanSession& session, Privilege highest) {
+bool SessionNegotiator::RaisePrivilege(LanSession& session, Privilege highest) {
   for (u8 privilege = static_cast<u8>(highest); privilege >= static_cast<u8>(Privilege::User); --privilege) {
     Reply reply;
-    if (exchange_.AskApplication(session, patience_, kSetSessionPrivilege, {privilege}, reply) != Heard::Answer) {
+    if (exchange_.AskApplication(session, options_, kSetSessionPrivilege, {privilege}, reply) !=
+        ExchangeResult::Reply) {
       return false;
     }
     if (reply.completionCode == 0) {

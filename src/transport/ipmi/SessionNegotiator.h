@@ -5,8 +5,8 @@
 
 #include "transport/ipmi/CipherSuite.h"
 #include "transport/ipmi/CommandExchange.h"
+#include "transport/ipmi/LanSession.h"
 #include "transport/ipmi/Rakp.h"
-#include "transport/ipmi/SessionOpening.h"
 
 namespace Kelvar::Ipmi {
 
@@ -21,23 +21,27 @@ struct AuthCapabilities {
 /// Nothing when the reply's data are too short.
 std::optional<AuthCapabilities> DecodeAuthCapabilities(ByteView data);
 
-/// Finds out what the target behind a channel speaks, and opens the best session it grants.
-class LanOpening {
+/// Finds out what the target of a channel speaks, and opens the best session it grants.
+class SessionNegotiator {
  public:
-  LanOpening(UdpChannel& channel, CommandExchange& exchange, const Login& login, std::size_t suiteNumber,
-             const Patience& patience)
-      : channel_(channel), exchange_(exchange), login_(login), suiteNumber_(suiteNumber), patience_(patience) {}
+  SessionNegotiator(UdpChannel& channel, CommandExchange& exchange, const Credentials& credentials,
+                    std::size_t suiteNumber, const ExchangeOptions& options)
+      : channel_(channel),
+        exchange_(exchange),
+        credentials_(credentials),
+        suiteNumber_(suiteNumber),
+        options_(options) {}
 
-  Opening Run(std::unique_ptr<LanSession>& session);
+  SessionResult Run(std::unique_ptr<LanSession>& session);
 
  private:
-  /// Nothing, but for the reason in `heard`, when the target does not answer.
-  std::optional<AuthCapabilities> AskCapabilities(Heard& heard);
-  Opening OpenPlus(std::unique_ptr<LanSession>& session);
-  Opening Open15(const AuthCapabilities& capabilities, std::unique_ptr<LanSession>& session);
+  /// Nothing, but for the reason in `result`, when the target does not answer.
+  std::optional<AuthCapabilities> AskCapabilities(ExchangeResult& result);
+  SessionResult OpenPlus(std::unique_ptr<LanSession>& session);
+  SessionResult Open15(const AuthCapabilities& capabilities, std::unique_ptr<LanSession>& session);
   /// Runs `handshake` for each privilege from the highest down until one is not refused.
   template <typename Handshake>
-  Opening OpenWithPrivilege(std::unique_ptr<LanSession>& session, const Handshake& handshake);
+  SessionResult OpenWithPrivilege(std::unique_ptr<LanSession>& session, const Handshake& handshake);
   /// Whether the target, asked for its suites, answers without naming this one.
   bool DoesNotOffer(const CipherSuite& suite);
   /// Raises the new session to the privilege, or to the highest below it that the target grants.
@@ -45,9 +49,9 @@ class LanOpening {
 
   UdpChannel& channel_;
   CommandExchange& exchange_;
-  const Login& login_;
+  const Credentials& credentials_;
   const std::size_t suiteNumber_;
-  const Patience patience_;
+  const ExchangeOptions options_;
 };
 
 }  // namespace Kelvar::Ipmi
