@@ -1,7 +1,6 @@
 #include "tools/kelvar/serve/HttpServer.h"
 
 #include <optional>
-#include <set>
 #include <utility>
 
 #include <boost/asio/steady_timer.hpp>
@@ -14,6 +13,8 @@
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 
+#include "tools/kelvar/serve/Connections.h"
+
 namespace Kelvar::Tool::Serve {
 
 namespace {
@@ -24,13 +25,9 @@ namespace http = boost::beast::http;
 using asio::ip::tcp;
 using Error = boost::system::error_code;
 
-constexpr std::size_t connectionLimit = 512;
-constexpr std::size_t pieceBytes = 4096;
-constexpr std::uint32_t headerLimit = 16 * 1024;
-constexpr auto idleLimit = std::chrono::seconds(150);  // scrapes come every minute or so
-constexpr auto requestLimit = std::chrono::seconds(10);
-constexpr auto responseLimit = std::chrono::seconds(30);
-constexpr auto pauseWithoutDescriptors = std::chrono::milliseconds(100);
+constexpr std::size_t kPieceBytes = 4096;
+constexpr std::uint32_t kHeaderBytes = 16 * 1024;
+constexpr auto kPauseWithoutDescriptors = std::chrono::milliseconds(100);
 
 bool IsProtocolError(const Error& error) {
   return error.category() == make_error_code(http::error::bad_method).category() &&
@@ -47,7 +44,13 @@ unsigned StatusOf(const Error& error) {
 }  // namespace
 
 struct HttpServer::State : std::enable_shared_from_this<State> {
-  State(asio::io_context& io, Handler handle) : context(io), acceptor(io), pause(io), handler(std::move(handle)) {}
+  State(asio::io_context& io, Handler handle, HttpLimits bounds)
+      : context(io),
+        acceptor(io),
+        pause(io),
+        handler(std::move(handle)),
+        limits(bounds),
+        connections(limits.connections, limits.connectionsOfAddress) {}
 
   void Listen(const tcp::endpoint& endpoint) {
     acceptor.open(endpoint.protocol());
@@ -57,33 +60,39 @@ struct HttpServer::State : std::enable_shared_from_this<State> {
     Accept();
   }
   void Accept();
+  void Begin(tcp::socket socket);
 
   asio::io_context& context;
   tcp::acceptor acceptor;
   asio::steady_timer pause;
   Handler handler;
-  std::set<Session*> sessions;
+  const HttpLimits limits;
+  Connections connections;
+  std::size_t pendingBytes = 0;  ///< of answers that are being written
   bool stopping = false;
 };
 
 /// One connection. Lives as long as an operation on it is under way.
-class HttpServer::Session : public std::enable_shared_from_this<Session> {
+class HttpServer::Session : public Connections::Entry, public std::enable_shared_from_this<Session> {
  public:
-  Session(tcp::socket socket, std::shared_ptr<State> state) : stream_(std::move(socket)), state_(std::move(state)) {
-    state_->sessions.insert(this);
+  Session(tcp::socket socket, std::shared_ptr<State> state) : stream_(std::move(socket)), state_(std::move(state)) {}
+  ~Session() override {
+    state_->connections.Leave(*this);
+    Account(0);
   }
-  ~Session() { state_->sessions.erase(this); }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  void Begin() {
+  /// Waits for a request: the first one not for long.
+  void Begin(std::chrono::milliseconds patience) {
+    state_->connections.Wait(*this, Connections::Phase::Client);
     if (buffer_.size() > 0) {
       Read();
       return;
     }
     idle_ = true;
-    stream_.expires_after(idleLimit);
-    stream_.async_read_some(buffer_.prepare(pieceBytes), [self = shared_from_this()](Error error, std::size_t count) {
+    stream_.expires_after(patience);
+    stream_.async_read_some(buffer_.prepare(kPieceBytes), [self = shared_from_this()](Error error, std::size_t count) {
       self->idle_ = false;
       if (!error) {
         self->buffer_.commit(count);
@@ -92,24 +101,26 @@ class HttpServer::Session : public std::enable_shared_from_this<Session> {
     });
   }
 
-  void CloseIfIdle() {
-    if (idle_) {
-      stream_.close();
-    }
+  void Close() override {
+    Account(0);
+    stream_.close();
   }
+
+  bool IsIdle() const { return idle_; }
 
  private:
   void Read() {
     parser_.emplace();
-    parser_->header_limit(headerLimit);
+    parser_->header_limit(kHeaderBytes);
     parser_->body_limit(std::uint64_t{0});
-    stream_.expires_after(requestLimit);
+    stream_.expires_after(state_->limits.header);
     http::async_read(stream_, buffer_, *parser_,
                      [self = shared_from_this()](Error error, std::size_t) { self->Answer(error); });
   }
 
   void Answer(const Error& error) {
     stream_.expires_never();
+    state_->connections.Wait(*this, Connections::Phase::Handler);
     if (IsProtocolError(error)) {
       keepAlive_ = false;
       return Write({StatusOf(error), "text/plain; charset=utf-8", "not a request that is served here\n"});
@@ -128,6 +139,7 @@ class HttpServer::Session : public std::enable_shared_from_this<Session> {
   }
 
   void Write(HttpResponse response) {
+    state_->connections.Wait(*this, Connections::Phase::Response);
     response_ = {};
     response_.version(11);
     response_.result(response.status);
@@ -139,7 +151,8 @@ class HttpServer::Session : public std::enable_shared_from_this<Session> {
     response_.keep_alive(keepAlive_ && !state_->stopping);
     response_.body() = std::move(response.body);
     response_.prepare_payload();
-    stream_.expires_after(responseLimit);
+    Account(response_.body().size());
+    stream_.expires_after(state_->limits.response);
     http::async_write(stream_, response_,
                       [self = shared_from_this()](Error error, std::size_t) { self->Continue(error); });
   }
@@ -150,18 +163,29 @@ class HttpServer::Session : public std::enable_shared_from_this<Session> {
     }
     if (response_.keep_alive()) {
       response_ = {};
-      Begin();
+      Account(0);
+      Begin(state_->limits.idle);
     } else {
       Error ignored;
       stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
     }
   }
 
+  /// Slow readers of large answers do not hold more memory than all together may.
+  void Account(std::size_t bytes) {
+    state_->pendingBytes += bytes - pendingBytes_;
+    pendingBytes_ = bytes;
+    while (state_->pendingBytes > state_->limits.pendingBytes &&
+           state_->connections.CloseOldest(Connections::Phase::Response)) {
+    }
+  }
+
   beast::tcp_stream stream_;
   std::shared_ptr<State> state_;
-  beast::flat_buffer buffer_{headerLimit + pieceBytes};
+  beast::flat_buffer buffer_{kHeaderBytes + kPieceBytes};
   std::optional<http::request_parser<http::empty_body>> parser_;
   http::response<http::string_body> response_;
+  std::size_t pendingBytes_ = 0;
   bool keepAlive_ = false;
   bool idle_ = false;
 };
@@ -171,19 +195,29 @@ void HttpServer::State::Accept() {
     if (self->stopping) {
       return;
     }
-    if (!error && self->sessions.size() < connectionLimit) {
-      std::make_shared<Session>(std::move(socket), self)->Begin();
-    }
     if (!error) {
+      self->Begin(std::move(socket));
       return self->Accept();
     }
-    self->pause.expires_after(pauseWithoutDescriptors);
+    self->connections.CloseOldest(Connections::Phase::Client);  // whose descriptor the next one can have
+    self->pause.expires_after(kPauseWithoutDescriptors);
     self->pause.async_wait([self](Error) { self->stopping ? void() : self->Accept(); });
   });
 }
 
-HttpServer::HttpServer(asio::io_context& context, const tcp::endpoint& endpoint, Handler handler)
-    : state_(std::make_shared<State>(context, std::move(handler))) {
+void HttpServer::State::Begin(tcp::socket socket) {
+  Error error;
+  const tcp::endpoint peer = socket.remote_endpoint(error);
+  if (error) {  // gone already
+    return;
+  }
+  const auto session = std::make_shared<Session>(std::move(socket), shared_from_this());
+  connections.Enter(*session, peer.address());
+  session->Begin(limits.header);
+}
+
+HttpServer::HttpServer(asio::io_context& context, const tcp::endpoint& endpoint, Handler handler, HttpLimits limits)
+    : state_(std::make_shared<State>(context, std::move(handler), limits)) {
   state_->Listen(endpoint);
 }
 
@@ -198,9 +232,12 @@ void HttpServer::Stop() {
   Error ignored;
   state_->acceptor.close(ignored);
   state_->pause.cancel();
-  for (Session* session : state_->sessions) {
-    session->CloseIfIdle();
-  }
+  state_->connections.ForEach([](Connections::Entry& entry) {
+    auto& session = static_cast<Session&>(entry);
+    if (session.IsIdle()) {
+      session.Close();
+    }
+  });
 }
 
 }  // namespace Kelvar::Tool::Serve

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,8 +22,18 @@ struct HttpResponse {
   std::string body;
 };
 
-/// HTTP/1.1 for GET requests, on one thread: that of io_context::run(). Connections are kept alive. Bounded are their
-/// number, the size of a request and the time that a client takes to send one, to read an answer, and between two.
+/// What clients may take.
+struct HttpLimits {
+  std::size_t connections = 512;
+  std::size_t connectionsOfAddress = 256;
+  std::chrono::milliseconds header = std::chrono::seconds(5);  ///< to send a request; the first one from connecting on
+  std::chrono::milliseconds idle = std::chrono::seconds(150);  ///< between two; scrapes come every minute or so
+  std::size_t pendingBytes = 64 * 1024 * 1024;                 ///< of all answers that are being read
+  std::chrono::milliseconds response = std::chrono::seconds(30);  ///< to read one
+};
+
+/// HTTP/1.1 for GET requests, on one thread: that of io_context::run(). Connections are kept alive within limits: a new
+/// one is always let in, and takes the place of the one that has waited longest for its client.
 class HttpServer {
  public:
   /// Called once for each request, from the server's thread.
@@ -30,7 +41,8 @@ class HttpServer {
   using Handler = std::function<void(const HttpRequest& request, Respond respond)>;
 
   /// Listens. Throws boost::system::system_error.
-  HttpServer(boost::asio::io_context& context, const boost::asio::ip::tcp::endpoint& endpoint, Handler handler);
+  HttpServer(boost::asio::io_context& context, const boost::asio::ip::tcp::endpoint& endpoint, Handler handler,
+             HttpLimits limits = {});
   ~HttpServer();
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;

@@ -1,0 +1,158 @@
+// Clients that take what they can: connections, time, places.
+
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <boost/asio/connect.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/write.hpp>
+
+#include "tools/kelvar/serve/HttpServer.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using namespace Tool::Serve;
+using boost::asio::ip::tcp;
+using Error = boost::system::error_code;
+
+constexpr const char* request = "GET /metrics HTTP/1.1\r\nHost: h\r\n\r\n";
+
+/// A server that answers "/metrics", and never "/hang".
+class Server {
+ public:
+  explicit Server(HttpLimits limits = {})
+      : server_(
+            context_, {boost::asio::ip::address_v4::any(), 0},
+            [this](const HttpRequest& asked, HttpServer::Respond respond) {
+              if (asked.target == "/hang") {
+                hanging_.push_back(std::move(respond));
+              } else {
+                respond({200, "text/plain", asked.target == "/large" ? std::string(5 << 20, 'x') : "fine"});
+              }
+            },
+            limits),
+        thread_([this] { context_.run(); }) {}
+  ~Server() {
+    context_.stop();
+    thread_.join();
+    hanging_.clear();
+  }
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  /// A connection from a loopback address, on which `text` is sent.
+  tcp::socket Connect(const std::string& text, const char* from = "127.0.0.1") {
+    tcp::socket socket(clients_);
+    socket.open(tcp::v4());
+    socket.bind({boost::asio::ip::make_address(from), 0});
+    socket.connect({boost::asio::ip::make_address("127.0.0.1"), server_.Endpoint().port()});
+    Error ignored;
+    boost::asio::write(socket, boost::asio::buffer(text), ignored);
+    return socket;
+  }
+
+ private:
+  boost::asio::io_context context_;
+  boost::asio::io_context clients_;
+  std::vector<HttpServer::Respond> hanging_;
+  HttpServer server_;
+  std::thread thread_;
+};
+
+/// What comes until the server closes, or the answer's last word.
+std::string Answer(tcp::socket& socket, const std::string& last = "fine") {
+  std::string text;
+  Error error;
+  for (char letter = 0; !error && text.find(last) == std::string::npos; text += error ? "" : std::string(1, letter)) {
+    boost::asio::read(socket, boost::asio::buffer(&letter, 1), error);
+  }
+  return text;
+}
+
+TEST(HttpServer, LetsAScrapeInWhileHostileConnectionsStay) {
+  const struct {
+    const char* sends;
+    std::size_t connections;
+  } kinds[] = {{"", 2000},
+               {"GET /met", 2000},
+               {request, 2000},
+               {"GET /hang HTTP/1.1\r\nHost: h\r\n\r\n", 2000},
+               {"GET /large HTTP/1.1\r\nHost: h\r\n\r\n", 100}};
+  HttpLimits limits;
+  limits.connections = 40;
+  limits.connectionsOfAddress = 20;
+  for (const auto& kind : kinds) {
+    Server server(limits);
+    std::vector<tcp::socket> open;
+    for (std::size_t number = 0; number < kind.connections; ++number) {
+      open.push_back(server.Connect(kind.sends, number % 2 == 0 ? "127.0.0.1" : "127.0.0.2"));
+    }
+    for (const char* const from : {"127.0.0.1", "127.0.0.3"}) {
+      tcp::socket scrape = server.Connect(request, from);
+      EXPECT_THAT(Answer(scrape), testing::HasSubstr("fine")) << "'" << kind.sends << "' from " << from;
+    }
+  }
+}
+
+TEST(HttpServer, KeepsTheConnectionsOfOthersBesideThoseOfOneAddress) {
+  HttpLimits limits;
+  limits.connections = 20;
+  limits.connectionsOfAddress = 12;
+  Server server(limits);
+  tcp::socket waiting = server.Connect("GET /hang HTTP/1.1\r\nHost: h\r\n\r\n", "127.0.0.2");
+  tcp::socket kept = server.Connect(request, "127.0.0.3");
+  EXPECT_THAT(Answer(kept), testing::HasSubstr("fine"));
+  std::vector<tcp::socket> flood;
+  for (int number = 0; number < 200; ++number) {
+    flood.push_back(server.Connect(request));
+    EXPECT_THAT(Answer(flood.back()), testing::HasSubstr("fine"));
+  }
+  boost::asio::write(kept, boost::asio::buffer(std::string(request)));
+  EXPECT_THAT(Answer(kept), testing::HasSubstr("fine"));
+  EXPECT_EQ(Answer(flood.front()), "") << "the oldest of the flood is closed";
+  waiting.non_blocking(true);
+  char letter = 0;
+  Error error;
+  waiting.read_some(boost::asio::buffer(&letter, 1), error);
+  EXPECT_EQ(error, boost::asio::error::would_block);
+}
+
+TEST(HttpServer, HoldsNoMoreBytesForSlowReadersThanItsLimit) {
+  const std::string large = "GET /large HTTP/1.1\r\nHost: h\r\n\r\n";
+  HttpLimits limits;
+  limits.pendingBytes = 22 << 20;  // four answers
+  Server server(limits);
+  std::vector<tcp::socket> slow;
+  for (int number = 0; number < 6; ++number) {
+    slow.push_back(server.Connect(large));
+    char letter = 0;  // so that the answer has begun
+    boost::asio::read(slow.back(), boost::asio::buffer(&letter, 1));
+  }
+  std::size_t whole = 0;
+  for (tcp::socket& socket : slow) {
+    std::string answer;
+    Error error;
+    boost::asio::read(socket, boost::asio::dynamic_buffer(answer, large.size() + (5 << 20)), error);
+    whole += answer.size() > 5 << 20 ? 1U : 0U;
+  }
+  EXPECT_EQ(whole, 4U);
+}
+
+TEST(HttpServer, WaitsForAHeaderNoLongerThanItsLimit) {
+  HttpLimits limits;
+  limits.header = std::chrono::milliseconds(100);
+  Server server(limits);
+  for (const char* const kind : {"", "GET /met", "GET /metrics HTTP/1.1\r\nHost: h\r\n"}) {
+    tcp::socket slow = server.Connect(kind);
+    EXPECT_EQ(Answer(slow), "") << kind;  // ends because the server closes
+  }
+  tcp::socket pipelined = server.Connect(request + std::string(request) + "GET /hal");
+  EXPECT_THAT(Answer(pipelined, "never"), testing::HasSubstr("fineHTTP/1.1 200"));
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
