@@ -15,7 +15,7 @@ enum class FailureCause : u8 {
   None = 0,        ///< no failure, or no cause is known
   Unreachable,     ///< no name, no route, or no answer in time
   Refused,         ///< the host answers, but refuses the connection or has no session left
-  LoginRefused,    ///< user, password or privilege refused
+  LoginRefused,    ///< user, password or privilege refused (HTTP 401 and 403, CIM access denied)
   Tls,             ///< TLS handshake or certificate
   NotSuchService,  ///< something answers that is not the service that was expected
   NotOffered,      ///< the service is understood and does not have it
@@ -85,7 +85,9 @@ class KELVAR_EXPORT Diagnostics {
   u64 BytesReceived() const noexcept;  ///< over all exchanges, kept or not
 
   /// Why the target could not be read: the most telling cause of all that was met. A refused login goes before
-  /// everything else, a cause before none.
+  /// everything else, a cause before none. The verdict on the service as a whole is part of it: a target that has
+  /// nothing of what was asked for, and has never answered as the expected service, is NotSuchService; one that has
+  /// answered so elsewhere, and once did not, sent BadData.
   FailureCause Cause() const noexcept;
   /// Text of the gap or exchange that Cause() comes from; empty without one.
   const std::string& Detail() const noexcept;

@@ -14,6 +14,8 @@
 #include <curl/curl.h>
 #include <boost/function.hpp>
 
+#include <kelvar/Diagnostics.h>
+
 namespace Rest {
 
 /// The answer to one request. Moved, not copied, on its way back.
@@ -29,6 +31,7 @@ struct RestResponse {
   /// a key of its own with the value "present".
   std::map<std::string, std::string> headers;
   std::vector<std::string> cookies;  ///< cookies known after the transfer, one line each in Netscape form
+  Kelvar::FailureCause cause = Kelvar::FailureCause::None;  ///< why the transfer failed, or what its status means
 };
 
 /// One part of a multipart form.

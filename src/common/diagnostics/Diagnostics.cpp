@@ -1,8 +1,10 @@
 #include <kelvar/Diagnostics.h>
 
-#include <algorithm>
+#include <array>
 #include <iterator>
 #include <new>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include "common/diagnostics/DiagnosticsRecorder.h"
@@ -36,10 +38,13 @@ constexpr const char* kGapKinds[] = {"failure", "unusable", "links_only", "trunc
 
 thread_local DiagnosticsScope* innermostScope = nullptr;
 
-void Cut(std::string& text) {
-  if (text.size() > Diagnostics::kMaxText) {
-    text.resize(Diagnostics::kMaxText);
+/// As it is kept: cut, and without control characters.
+std::string Fit(std::string_view text) {
+  std::string fitting = Text::EscapeControl(text.substr(0, Diagnostics::kMaxText));
+  if (fitting.size() > Diagnostics::kMaxText) {
+    fitting.resize(Diagnostics::kMaxText);
   }
+  return fitting;
 }
 
 const CauseRow& RowOf(FailureCause cause) {
@@ -68,35 +73,47 @@ struct Diagnostics::State {
   u64 exchangeCount = 0;
   u64 gapCount = 0;
   u64 bytes = 0;
-  FailureCause cause = FailureCause::None;
-  std::string detail;
+  /// For each cause the text of the first that was met; none: not met.
+  std::array<std::optional<std::string>, std::size(kCauses)> met;
   bool serviceUnderstood = false;
 
-  void Add(const DiagnosticExchange& exchange) {
-    ++exchangeCount;
-    bytes += exchange.bytes;
-    TakeCause(exchange.cause, exchange.response);
+  void Add(DiagnosticExchange exchange) {
+    Meet(exchange.cause, exchange.response);
     if (exchanges.size() < kMaxExchanges) {
-      exchanges.push_back(exchange);
-      Cut(exchanges.back().request);
-      Cut(exchanges.back().response);
+      exchanges.push_back(std::move(exchange));
     }
   }
 
   void Add(DiagnosticGap gap) {
-    ++gapCount;
-    TakeCause(gap.cause, gap.detail);
+    Meet(gap.cause, gap.detail);
     if (gaps.size() < kMaxGaps) {
       gaps.push_back(std::move(gap));
     }
   }
 
- private:
-  void TakeCause(FailureCause met, const std::string& text) {
-    if (RowOf(met).rank > RowOf(cause).rank) {
-      cause = met;
-      detail.assign(text, 0, kMaxText);
+  /// The cause that was met and tells most.
+  FailureCause Strongest() const noexcept {
+    std::size_t strongest = 0;
+    for (std::size_t i = 1; i < met.size(); ++i) {
+      if (met[i] && RankOf(i) > RankOf(strongest)) {
+        strongest = i;
+      }
     }
+    return static_cast<FailureCause>(strongest);
+  }
+
+ private:
+  void Meet(FailureCause cause, const std::string& text) {
+    std::optional<std::string>& first = met[static_cast<std::size_t>(cause)];
+    if (cause != FailureCause::None && !first) {
+      first = text;
+    }
+  }
+
+  /// What did not look like the expected service was bad data of it, once it has answered as such.
+  int RankOf(std::size_t cause) const noexcept {
+    const bool wasUnderstood = static_cast<FailureCause>(cause) == FailureCause::NotSuchService && serviceUnderstood;
+    return RowOf(wasUnderstood ? FailureCause::BadData : static_cast<FailureCause>(cause)).rank;
   }
 };
 
@@ -121,10 +138,19 @@ u64 Diagnostics::BytesReceived() const noexcept {
   return state_->bytes;
 }
 FailureCause Diagnostics::Cause() const noexcept {
-  return state_->cause;
+  const FailureCause strongest = state_->Strongest();
+  if (strongest == FailureCause::NotSuchService && state_->serviceUnderstood) {
+    return FailureCause::BadData;
+  }
+  if (strongest == FailureCause::NotOffered && !state_->serviceUnderstood) {
+    return FailureCause::NotSuchService;
+  }
+  return strongest;
 }
 const std::string& Diagnostics::Detail() const noexcept {
-  return state_->detail;
+  static const std::string none;
+  const auto& text = state_->met[static_cast<std::size_t>(state_->Strongest())];
+  return text ? *text : none;
 }
 bool Diagnostics::ServiceUnderstood() const noexcept {
   return state_->serviceUnderstood;
@@ -146,8 +172,14 @@ bool DiagnosticsRecorder::Wanted() noexcept {
 
 void DiagnosticsRecorder::Add(const DiagnosticExchange& exchange) noexcept {
   for (DiagnosticsScope* scope = innermostScope; scope != nullptr; scope = scope->outer_) {
+    Diagnostics::State& state = *scope->diagnostics_.state_;
+    ++state.exchangeCount;
+    state.bytes += exchange.bytes;
     try {
-      scope->diagnostics_.state_->Add(exchange);
+      DiagnosticExchange kept = exchange;
+      kept.request = Fit(exchange.request);
+      kept.response = Fit(exchange.response);
+      state.Add(std::move(kept));
     } catch (const std::bad_alloc&) {  // counted, not kept
     }
   }
@@ -156,13 +188,11 @@ void DiagnosticsRecorder::Add(const DiagnosticExchange& exchange) noexcept {
 void DiagnosticsRecorder::AddGap(GapKind kind, FailureCause cause, std::string_view what,
                                  std::string_view detail) noexcept {
   for (DiagnosticsScope* scope = innermostScope; scope != nullptr; scope = scope->outer_) {
+    Diagnostics::State& state = *scope->diagnostics_.state_;
+    ++state.gapCount;
     try {
-      DiagnosticGap gap{kind, cause, std::string(what.substr(0, Diagnostics::kMaxText)),
-                        Text::EscapeControl(std::string(detail.substr(0, Diagnostics::kMaxText)))};
-      Cut(gap.detail);
-      scope->diagnostics_.state_->Add(std::move(gap));
-    } catch (const std::bad_alloc&) {
-      ++scope->diagnostics_.state_->gapCount;
+      state.Add(DiagnosticGap{kind, cause, Fit(what), Fit(detail)});
+    } catch (const std::bad_alloc&) {  // counted, not kept
     }
   }
 }

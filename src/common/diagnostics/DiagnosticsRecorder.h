@@ -11,8 +11,8 @@ class DiagnosticsRecorder {
  public:
   /// Whether anybody listens: what is costly to word may be left out otherwise.
   static bool Wanted() noexcept;
+  /// Texts are cut, and their control characters escaped.
   static void Add(const DiagnosticExchange& exchange) noexcept;
-  /// Control characters in `detail` are escaped.
   static void AddGap(GapKind kind, FailureCause cause, std::string_view what, std::string_view detail) noexcept;
   /// The target answered as the service that was expected.
   static void NoteServiceUnderstood() noexcept;

@@ -6,16 +6,23 @@
 
 namespace Pegasus {
 
+using Kelvar::FailureCause;
+
 namespace {
 
 class ParserSink : public Detail::BodySink {
  public:
   explicit ParserSink(std::string messageId) : parser_(std::move(messageId)) {}
-  void Take(std::string_view bytes) override { parser_.Feed(bytes); }
+  void Take(std::string_view bytes) override {
+    bytes_ += bytes.size();
+    parser_.Feed(bytes);
+  }
+  Uint64 Bytes() const noexcept { return bytes_; }
   Array<CIMInstance> Finish() { return parser_.Finish(); }
 
  private:
   Detail::ReplyParser parser_;
+  Uint64 bytes_ = 0;
 };
 
 }  // namespace
@@ -23,6 +30,18 @@ class ParserSink : public Detail::BodySink {
 struct CIMClient::Session : Detail::HttpTransport {
   using HttpTransport::HttpTransport;
 };
+
+namespace {
+
+FailureCause CauseOf(const Exception& exception, const Detail::HttpTransport& transport) noexcept {
+  if (dynamic_cast<const Detail::ReplyTooLargeException*>(&exception) != nullptr) {
+    return FailureCause::TooLarge;
+  }
+  const bool isForeign = dynamic_cast<const Detail::ForeignReplyException*>(&exception) != nullptr;
+  return isForeign ? FailureCause::NotSuchService : transport.Cause();
+}
+
+}  // namespace
 
 CIMClient::CIMClient() = default;
 CIMClient::~CIMClient() = default;
@@ -49,8 +68,14 @@ void CIMClient::Open(const String& host, Uint32 port, const SSLContext* tls, con
   if (session_) {
     throw AlreadyConnectedException();
   }
+  last_ = {};
   auto session = std::make_unique<Session>(host, port, tls, user, password);
-  session->Connect(timeout_);
+  try {
+    session->Connect(timeout_);
+  } catch (const Exception&) {
+    last_.cause = session->Cause();
+    throw;
+  }
   session_ = std::move(session);
 }
 
@@ -73,8 +98,16 @@ Array<CIMInstance> CIMClient::enumerateInstances(const CIMNamespaceName& nameSpa
                                          includeClassOrigin,
                                          propertyList};
   ParserSink reply(request.messageId);
-  session_->Post(request.Headers(), request.Body(), timeout_, reply);
-  return reply.Finish();
+  last_ = {};
+  try {
+    session_->Post(request.Headers(), request.Body(), timeout_, reply);
+    Array<CIMInstance> instances = reply.Finish();
+    last_.bytes = reply.Bytes();
+    return instances;
+  } catch (const Exception& exception) {
+    last_ = {CauseOf(exception, *session_), reply.Bytes()};
+    throw;
+  }
 }
 
 }  // namespace Pegasus

@@ -8,6 +8,8 @@
 
 #include <Pegasus/Client/CIMClientException.h>
 
+#include "common/http/FailureOf.h"
+
 #include "HttpHead.h"
 
 namespace Pegasus::Detail {
@@ -155,7 +157,10 @@ CURLcode HttpTransport::Perform(Uint32 timeoutMs) {
   Set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeoutMs));
   Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeoutMs));
   errorText_.front() = '\0';
-  return Kelvar::Http::Transfer(handle_.get()).Perform();
+  const CURLcode code = Kelvar::Http::Transfer(handle_.get()).Perform();
+  // A callback that wants no more has its own reason.
+  cause_ = code == CURLE_WRITE_ERROR ? Kelvar::FailureCause::None : Kelvar::Http::CauseOfTransfer(handle_.get(), code);
+  return code;
 }
 
 void HttpTransport::Connect(Uint32 timeoutMs) {

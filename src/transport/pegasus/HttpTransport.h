@@ -8,6 +8,8 @@
 
 #include <curl/curl.h>
 
+#include <kelvar/Diagnostics.h>
+
 #include <Pegasus/Common/SSLContext.h>
 
 #include "common/http/Transfer.h"
@@ -34,6 +36,9 @@ class HttpTransport {
   /// Sends one request and hands its reply to `sink`. Throws what either end did wrong, or what `sink` threw.
   void Post(const std::vector<std::string>& headers, std::string_view body, Uint32 timeoutMs, BodySink& sink);
 
+  /// Why the last connect or transfer failed, as libcurl tells; None when it did not.
+  Kelvar::FailureCause Cause() const noexcept { return cause_; }
+
  private:
   struct ListFree {
     void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
@@ -48,6 +53,7 @@ class HttpTransport {
   String locator_;
   std::array<char, CURL_ERROR_SIZE> errorText_{};  // before the handle, which writes to it until it is gone
   std::unique_ptr<CURL, Kelvar::Http::HandleCleanup> handle_;
+  Kelvar::FailureCause cause_ = Kelvar::FailureCause::None;
 };
 
 }  // namespace Pegasus::Detail

@@ -86,7 +86,7 @@ void ReplyParser::Feed(std::string_view bytes) {
     bytes.remove_prefix(piece.size());
     fed_ += piece.size();
     if (fed_ > limits_.bytes) {
-      FailValidation("more than " + std::to_string(limits_.bytes) + " bytes");
+      FailLimit("more than " + std::to_string(limits_.bytes) + " bytes");
     }
     if (held_.size() + piece.size() < std::min(unread_, kPiece)) {
       held_ += piece;
@@ -106,7 +106,7 @@ void ReplyParser::Parse(std::string_view bytes, bool last) {
   const auto read = static_cast<std::size_t>(std::max<XML_Index>(0, XML_GetCurrentByteIndex(parser_.get())));
   unread_ = parsed_ - std::min(parsed_, read);
   if (unread_ > limits_.tokenBytes) {
-    FailValidation("a token of more than " + std::to_string(limits_.tokenBytes) + " bytes");
+    FailLimit("a token of more than " + std::to_string(limits_.tokenBytes) + " bytes");
   }
 }
 
@@ -148,6 +148,10 @@ void ReplyParser::FailValidation(std::string_view what) const {
   throw CIMClientXmlException(Message("Validation error: ", Line(), what));
 }
 
+void ReplyParser::FailLimit(std::string_view what) const {
+  throw ReplyTooLargeException(Message("Validation error: ", Line(), what));
+}
+
 void ReplyParser::FailSemantics(std::string_view what) const {
   throw CIMClientXmlException(Message("Semantic error: ", Line(), what));
 }
@@ -158,11 +162,11 @@ Element ReplyParser::Parent() const noexcept {
 
 void ReplyParser::StartElement(const char* name, const char** attributes) {
   if (open_.size() + skipped_ > limits_.depth) {
-    FailValidation("elements nested more than " + std::to_string(limits_.depth) + " deep");
+    FailLimit("elements nested more than " + std::to_string(limits_.depth) + " deep");
   }
   const int attributeTexts = XML_GetSpecifiedAttributeCount(parser_.get());
   if (static_cast<std::size_t>(attributeTexts) / 2 > limits_.attributes) {
-    FailValidation("more than " + std::to_string(limits_.attributes) + " attributes");
+    FailLimit("more than " + std::to_string(limits_.attributes) + " attributes");
   }
   if (skipped_ != 0) {
     ++skipped_;
@@ -171,7 +175,7 @@ void ReplyParser::StartElement(const char* name, const char** attributes) {
   const Element element = ChildElement(open_.back(), name);
   if (element == Element::Unknown) {
     if (open_.back() == Element::Document) {
-      FailSemantics("the root element is not CIM");
+      throw ForeignReplyException(Message("Semantic error: ", Line(), "the root element is not CIM"));
     }
     skipped_ = 1;
     return;

@@ -44,6 +44,18 @@ struct ReplyLimits {
   std::size_t pathBytes = std::size_t{256} * 1024 * 1024;
 };
 
+/// The reply is beyond a limit.
+class ReplyTooLargeException : public CIMClientXmlException {
+ public:
+  using CIMClientXmlException::CIMClientXmlException;
+};
+
+/// The reply is XML of another kind.
+class ForeignReplyException : public CIMClientXmlException {
+ public:
+  using CIMClientXmlException::CIMClientXmlException;
+};
+
 /// Reads the reply to one EnumerateInstances as it arrives.
 class ReplyParser {
  public:
@@ -91,6 +103,7 @@ class ReplyParser {
   void Parse(std::string_view bytes, bool last);
   void Check(int status);
   [[noreturn]] void FailValidation(std::string_view what) const;
+  [[noreturn]] void FailLimit(std::string_view what) const;
   [[noreturn]] void FailSemantics(std::string_view what) const;
   [[noreturn]] void FailLongPath() const;
   [[noreturn]] void FailLongValue() const;

@@ -136,7 +136,7 @@ void ReplyParser::OpenProperty(Element element, const char** attributes) {
 
 void ReplyParser::CountValue() {
   if (++valueCount_ > limits_.values) {
-    FailValidation("more than " + std::to_string(limits_.values) + " values");
+    FailLimit("more than " + std::to_string(limits_.values) + " values");
   }
 }
 
@@ -178,13 +178,13 @@ void ReplyParser::CloseProperty() {
   CheckKept();
   draft_.AddProperty(shape, property_.stored, property_.isNull);
   if (draft_.texts.size() > limits_.instanceBytes) {
-    FailValidation("an instance of more than " + std::to_string(limits_.instanceBytes) + " bytes");
+    FailLimit("an instance of more than " + std::to_string(limits_.instanceBytes) + " bytes");
   }
 }
 
 void ReplyParser::CheckKept() const {
   if (store_->Bytes() > limits_.keptBytes) {
-    FailValidation("instances of more than " + std::to_string(limits_.keptBytes) + " bytes");
+    FailLimit("instances of more than " + std::to_string(limits_.keptBytes) + " bytes");
   }
 }
 
@@ -230,7 +230,7 @@ void ReplyParser::ClosePath() {
   }
   pathBytes_ += text.size();
   if (pathBytes_ > limits_.pathBytes) {
-    FailValidation("object paths of more than " + std::to_string(limits_.pathBytes) + " bytes");
+    FailLimit("object paths of more than " + std::to_string(limits_.pathBytes) + " bytes");
   }
 }
 
@@ -241,11 +241,11 @@ void ReplyParser::AddKey(std::string_view valueType, std::string_view value) {
 }
 
 void ReplyParser::FailLongValue() const {
-  FailValidation("a value of more than " + std::to_string(limits_.valueBytes) + " bytes");
+  FailLimit("a value of more than " + std::to_string(limits_.valueBytes) + " bytes");
 }
 
 void ReplyParser::FailLongPath() const {
-  FailValidation("an object path of more than " + std::to_string(PathText::kMaxBytes) + " bytes");
+  FailLimit("an object path of more than " + std::to_string(PathText::kMaxBytes) + " bytes");
 }
 
 void ReplyParser::CloseReference() {
@@ -257,7 +257,7 @@ void ReplyParser::CloseReference() {
 
 void ReplyParser::CloseInstance() {
   if (records_.size() == limits_.instances) {
-    FailValidation("more than " + std::to_string(limits_.instances) + " instances");
+    FailLimit("more than " + std::to_string(limits_.instances) + " instances");
   }
   records_.push_back(store_->Add(draft_));
   CheckKept();

@@ -6,6 +6,7 @@
 #include <kelvar/GlobalConfig.h>
 
 #include "common/log/LogMacros.h"
+#include "transport/rest/TransferRecord.h"
 
 namespace Rest {
 
@@ -57,6 +58,7 @@ RedfishClient::~RedfishClient() = default;
 RestResponse RedfishClient::Retry(const std::function<RestResponse()>& attempt) {
   const RedfishWaitPolicy policy = ReadPolicy(cachedStartupWaitSeconds);
   const auto start = wait.now();
+  const TriesOfOneExchange tries;
   for (;;) {
     RestResponse response = attempt();
     if (!IsStarting(response) || milliseconds(policy.totalWaitMs) < wait.now() - start) {

@@ -5,9 +5,11 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/http/FailureOf.h"
 #include "common/http/Transfer.h"
 #include "common/log/LogMacros.h"
 #include "transport/rest/RestCallbacks.h"
+#include "transport/rest/TransferRecord.h"
 
 namespace Rest {
 
@@ -138,9 +140,13 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
   response.curlCode = transfer.Perform();
   if (response.curlCode == CURLE_OK) {
     Collect(response);
+    response.cause = Kelvar::Http::CauseOfStatus(response.httpCode);
   } else {
     response.httpCode = -1;
     response.body = errorText;
+    response.cause = bodyTarget.exceeded
+                         ? Kelvar::FailureCause::TooLarge
+                         : Kelvar::Http::CauseOfTransfer(curlHandle, static_cast<CURLcode>(response.curlCode));
     if (bodyTarget.exceeded) {
       response.body += ": the body is larger than " + std::to_string(maxBodyBytes) + " bytes";
     } else if (transfer.Complaint() != nullptr) {
@@ -148,6 +154,7 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
     }
   }
   LogExchange(curlHandle, url, response);
+  RecordTransfer(curlHandle, url, response, outputFile == nullptr);
   return response;
 }
 

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "common/log/LogMacros.h"
+#include "module/nfw/inventory/cim/CIMRecord.h"
 
 namespace Kelvar {
 
@@ -107,15 +108,19 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
   const auto logExchange = [&](const std::string& answer) {
     KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> " << answer;
   };
+  CIMRecord record(client, "connect");
   for (int triesLeft = kConnectTries; triesLeft > 0; --triesLeft) {
+    record.CountTry();
     const auto logFailure = [&](const Pegasus::Exception& exception, const std::string& reason) {
       logExchange(ToText(exception.getMessage()) + reason);
       if (triesLeft == 1) {
+        record.Failed(exception);
         LogConnectFailure(exception);
       }
     };
     try {
       Connect(client, Info, context);
+      record.Connected();
       logExchange("connected");
       KELVAR_LOG(3) << "Cimserver connection succeeded ";
       return 0;
@@ -145,16 +150,20 @@ Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(CIMClient& client, const Pegas
   const bool localOnly = true;
   const bool includeQualifiers = false;
   const bool includeClassOrigin = false;
+  const CIMRecord record(client, "enumerate " + ToText(className.getString()));
   try {
     auto instances = client.enumerateInstances(nameSpace, className, deepInheritance, localOnly, includeQualifiers,
                                                includeClassOrigin, Pegasus::CIMPropertyList());
+    record.Replied(instances.size());
     LogExchange(nameSpace, className, std::to_string(instances.size()) + " instances");
     return instances;
   } catch (const Pegasus::CIMException& exception) {
+    record.Failed(exception);
     LogExchange(nameSpace, className,
                 "CIM status " + std::to_string(exception.getCode()) + ": " + ToText(exception.getMessage()));
     throw;
   } catch (const Pegasus::Exception& exception) {
+    record.Failed(exception);
     LogExchange(nameSpace, className, ToText(exception.getMessage()));
     throw;
   }

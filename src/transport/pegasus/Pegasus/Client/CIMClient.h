@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include <kelvar/Diagnostics.h>
+
 #include <Pegasus/Client/CIMClientException.h>
 #include <Pegasus/Common/CIMInstance.h>
 #include <Pegasus/Common/CIMPropertyList.h>
@@ -33,6 +35,13 @@ class CIMClient {
                const String& password);
   void disconnect() noexcept;
 
+  /// What the last connect or operation met. Not part of the interface that other clients share.
+  struct LastExchange {
+    Kelvar::FailureCause cause = Kelvar::FailureCause::None;  ///< None too for what its exception tells by itself
+    Uint64 bytes = 0;                                         ///< size of the reply's body, as far as it came
+  };
+  const LastExchange& getLastExchange() const noexcept { return last_; }
+
   /// All instances of the class and its subclasses. One request.
   Array<CIMInstance> enumerateInstances(const CIMNamespaceName& nameSpace, const CIMName& className,
                                         Boolean deepInheritance = true, Boolean localOnly = true,
@@ -45,6 +54,7 @@ class CIMClient {
   void Open(const String& host, Uint32 port, const SSLContext* tls, const String& user, const String& password);
 
   std::unique_ptr<Session> session_;
+  LastExchange last_;
   Uint32 timeout_ = 20000;
   Uint32 nextMessageId_ = 1000;
 };

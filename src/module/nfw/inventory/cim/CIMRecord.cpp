@@ -1,0 +1,128 @@
+#include "module/nfw/inventory/cim/CIMRecord.h"
+
+#include <algorithm>
+#include <new>
+
+#include "common/diagnostics/DiagnosticsRecorder.h"
+#include "common/http/FailureOf.h"
+
+namespace Kelvar {
+
+using Pegasus::CIMClientHTTPErrorException;
+using Pegasus::CIMException;
+
+namespace {
+
+FailureCause CauseOfStatus(Pegasus::CIMStatusCode status) noexcept {
+  switch (status) {
+    case Pegasus::CIM_ERR_ACCESS_DENIED:
+      return FailureCause::LoginRefused;
+    case Pegasus::CIM_ERR_INVALID_NAMESPACE:
+    case Pegasus::CIM_ERR_INVALID_CLASS:
+    case Pegasus::CIM_ERR_NOT_FOUND:
+    case Pegasus::CIM_ERR_NOT_SUPPORTED:
+      return FailureCause::NotOffered;
+    default:
+      return FailureCause::BadData;
+  }
+}
+
+template <typename Exception>
+const Exception* As(const Pegasus::Exception& exception) noexcept {
+  return dynamic_cast<const Exception*>(&exception);
+}
+
+/// What our own client tells beyond its exceptions.
+template <typename Client>
+FailureCause LastCause(const Client& client) noexcept {
+  if constexpr (requires { client.getLastExchange(); }) {
+    return client.getLastExchange().cause;
+  } else {
+    return FailureCause::None;
+  }
+}
+
+template <typename Client>
+u64 LastBytes(const Client& client) noexcept {
+  if constexpr (requires { client.getLastExchange(); }) {
+    return client.getLastExchange().bytes;
+  } else {
+    return 0;
+  }
+}
+
+int StatusOf(const Pegasus::Exception& exception) noexcept {
+  if (const auto* const cim = As<CIMException>(exception)) {
+    return static_cast<int>(cim->getCode());
+  }
+  const auto* const http = As<CIMClientHTTPErrorException>(exception);
+  return http != nullptr ? static_cast<int>(http->getCode()) : -1;
+}
+
+}  // namespace
+
+FailureCause CauseOf(const Pegasus::Exception& exception) noexcept {
+  if (const auto* const cim = As<CIMException>(exception)) {
+    return CauseOfStatus(cim->getCode());
+  }
+  if (const auto* const http = As<CIMClientHTTPErrorException>(exception)) {
+    return Http::CauseOfStatus(static_cast<long>(http->getCode()));
+  }
+  if (As<Pegasus::CIMClientMalformedHTTPException>(exception) != nullptr) {
+    return FailureCause::NotSuchService;
+  }
+  if (As<Pegasus::SSLException>(exception) != nullptr) {
+    return FailureCause::Tls;
+  }
+  const bool isUnanswered = As<Pegasus::CannotConnectException>(exception) != nullptr ||
+                            As<Pegasus::InvalidLocatorException>(exception) != nullptr ||
+                            As<Pegasus::ConnectionTimeoutException>(exception) != nullptr ||
+                            As<Pegasus::NotConnectedException>(exception) != nullptr;
+  return isUnanswered ? FailureCause::Unreachable : FailureCause::BadData;
+}
+
+void CIMRecord::Connected() const noexcept {
+  try {
+    Add(0, FailureCause::None, "connected");
+  } catch (const std::bad_alloc&) {  // not recorded
+  }
+}
+
+void CIMRecord::Replied(u32 instances) const noexcept {
+  DiagnosticsRecorder::NoteServiceUnderstood();
+  try {
+    Add(0, FailureCause::None, std::to_string(instances) + " instances");
+  } catch (const std::bad_alloc&) {  // not recorded
+  }
+}
+
+void CIMRecord::Failed(const Pegasus::Exception& exception) const noexcept {
+  if (As<CIMException>(exception) != nullptr) {
+    DiagnosticsRecorder::NoteServiceUnderstood();
+  }
+  try {
+    const FailureCause told = LastCause(client_);
+    const int status = StatusOf(exception);
+    const std::string prefix =
+        As<CIMException>(exception) != nullptr ? "CIM status " + std::to_string(status) + ": " : "";
+    Add(status, told != FailureCause::None ? told : CauseOf(exception), prefix + ToText(exception.getMessage()));
+  } catch (const std::bad_alloc&) {  // not recorded
+  }
+}
+
+void CIMRecord::Add(int status, FailureCause cause, const std::string& response) const {
+  if (!DiagnosticsRecorder::Wanted()) {
+    return;
+  }
+  const std::chrono::duration<double> sinceStart = std::chrono::steady_clock::now() - start_;
+  DiagnosticsRecorder::Add({.protocol = "cim",
+                            .request = request_,
+                            .response = response,
+                            .status = status,
+                            .bytes = LastBytes(client_),
+                            .seconds = sinceStart.count(),
+                            .transmissions = std::max(tries_, 1U),
+                            .cause = cause});
+}
+
+}  // namespace Kelvar

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "module/nfw/inventory/cim/cimfunc.h"
+
+namespace Kelvar {
+
+/// Records one connect or one request over CIM.
+class CIMRecord {
+ public:
+  CIMRecord(const Pegasus::CIMClient& client, std::string request) noexcept
+      : client_(client), request_(std::move(request)) {}
+
+  /// One more try of the same.
+  void CountTry() noexcept { ++tries_; }
+  /// A connection is there: nothing has been answered yet.
+  void Connected() const noexcept;
+  void Replied(u32 instances) const noexcept;
+  /// Inside a catch clause of an exception of the client library.
+  void Failed(const Pegasus::Exception& exception) const noexcept;
+
+ private:
+  void Add(int status, FailureCause cause, const std::string& response) const;
+
+  const Pegasus::CIMClient& client_;
+  const std::string request_;
+  u32 tries_ = 0;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+/// Why the client library failed, as far as its exception tells.
+FailureCause CauseOf(const Pegasus::Exception& exception) noexcept;
+
+}  // namespace Kelvar

@@ -1,0 +1,85 @@
+#include <kelvar/Diagnostics.h>
+
+#include "unit/cim/CimFixture.h"
+
+namespace Kelvar::Test {
+namespace {
+
+class ExchangesTest : public CimFixture {
+ protected:
+  /// Reads LEDs over a connection of its own.
+  void Read(const KelvarConnection::ConnectionInfo& info) {
+    const DiagnosticsScope scope(diagnostics);
+    std::vector<KelvarNfw::INDICATORLEDS> leds;
+    Facade(info)->GetZMCIndicatorLED(leds);
+  }
+
+  Diagnostics diagnostics;
+};
+
+TEST_F(ExchangesTest, RecordsWhatCameAndWhatItMeans) {
+  struct Case {
+    HttpReply reply;
+    int status;
+    FailureCause cause;
+    bool understood;
+    std::string response;
+  };
+  using Cause = FailureCause;
+  const auto error = [](int code) {
+    return CimHttpReply(CimReplyXml("<ERROR CODE=\"" + std::to_string(code) + "\" DESCRIPTION=\"no\"/>"));
+  };
+  const Case cases[] = {
+      {CimHttpReply(CimReplyXml("<IRETURNVALUE></IRETURNVALUE>")), 0, Cause::None, true, "0 instances"},
+      {error(2), 2, Cause::LoginRefused, true, "CIM status 2: no"},
+      {error(5), 5, Cause::NotOffered, true, "CIM status 5: no"},
+      {error(1), 1, Cause::BadData, true, "CIM status 1: no"},
+      {HttpError(401), 401, Cause::LoginRefused, false, "HTTP Error (401 Scripted)."},
+      {HttpError(404), 404, Cause::NotOffered, false, "HTTP Error (404 Scripted)."},
+      {HttpReply("<html></html>"), -1, Cause::NotSuchService, false, "Missing CIMOperation HTTP header"},
+      {CimHttpReply("<html></html>"), -1, Cause::NotSuchService, false,
+       "Semantic error: on line 1: the root element is not CIM"},
+      {CimHttpReply("<CIM"), -1, Cause::BadData, false, "Validation error: on line 1: unclosed token"},
+      {CimHttpReply("<CIM " + std::string(300'000, 'x')), -1, Cause::TooLarge, false,
+       "Validation error: on line 1: a token of more than 262144 bytes"},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(&one - cases);
+    diagnostics.Clear();
+    server.OnClassReply("CIM_IndicatorLED", one.reply);
+    Read(Info());
+    ASSERT_EQ(diagnostics.Exchanges().size(), 2u);
+    EXPECT_EQ(diagnostics.Exchanges().front().request, "connect");
+    EXPECT_EQ(diagnostics.Exchanges().front().response, "connected");
+    const DiagnosticExchange& exchange = diagnostics.Exchanges().back();
+    EXPECT_EQ(exchange.protocol, "cim");
+    EXPECT_EQ(exchange.request, "enumerate CIM_IndicatorLED");
+    EXPECT_EQ(exchange.response, one.response);
+    EXPECT_EQ(exchange.status, one.status);
+    EXPECT_STREQ(NameOf(exchange.cause), NameOf(one.cause));
+    EXPECT_EQ(diagnostics.ServiceUnderstood(), one.understood);
+  }
+  EXPECT_GT(diagnostics.BytesReceived(), 262'144u);
+}
+
+TEST_F(ExchangesTest, RecordsAConnectWithItsTries) {
+  struct Case {
+    std::string host;
+    u32 connectionType;  ///< 1: TLS
+    const char* cause;
+  };
+  for (const Case& one : {Case{"no-such-host.invalid", 0, "unreachable"}, Case{"127.0.0.1", 1, "tls"}}) {
+    diagnostics.Clear();
+    KelvarConnection::ConnectionInfo info = Info();
+    info.Host = one.host;
+    info.ConnectionType = one.connectionType;
+    server.Http().FailConnections(ConnectionFault::CloseAfterFirstBytes, 6);
+    Read(info);
+    ASSERT_GE(diagnostics.Exchanges().size(), 1u);
+    EXPECT_EQ(diagnostics.Exchanges().front().transmissions, 3u);
+    EXPECT_STREQ(NameOf(diagnostics.Cause()), one.cause);
+  }
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
