@@ -1,6 +1,6 @@
 // Clients that take what they can: connections, time, places.
 
-#include <functional>
+#include <map>
 #include <thread>
 #include <vector>
 
@@ -21,19 +21,13 @@ using Error = boost::system::error_code;
 
 constexpr const char* request = "GET /metrics HTTP/1.1\r\nHost: h\r\n\r\n";
 
-/// A server that answers "/metrics", and never "/hang".
+/// A server that answers "/metrics", never "/hang", and to "/hanging" how many of those wait.
 class Server {
  public:
   explicit Server(HttpLimits limits = {})
       : server_(
             context_, {boost::asio::ip::address_v4::any(), 0},
-            [this](const HttpRequest& asked, HttpServer::Respond respond) {
-              if (asked.target == "/hang") {
-                hanging_.push_back(std::move(respond));
-              } else {
-                respond({200, "text/plain", asked.target == "/large" ? std::string(5 << 20, 'x') : "fine"});
-              }
-            },
+            [this](const HttpRequest& asked, HttpServer::Respond respond) { return Handle(asked, std::move(respond)); },
             limits),
         thread_([this] { context_.run(); }) {}
   ~Server() {
@@ -56,9 +50,25 @@ class Server {
   }
 
  private:
+  HttpServer::Cancel Handle(const HttpRequest& asked, HttpServer::Respond respond) {
+    if (asked.target == "/hang") {
+      hanging_.emplace(++last_, std::move(respond));
+      return [this, number = last_] { hanging_.erase(number); };
+    }
+    std::string body = "fine";
+    if (asked.target == "/large") {
+      body = std::string(5 << 20, 'x');
+    } else if (asked.target == "/hanging") {
+      body = std::to_string(hanging_.size()) + " fine";
+    }
+    respond({200, "text/plain", std::move(body)});
+    return {};
+  }
+
   boost::asio::io_context context_;
   boost::asio::io_context clients_;
-  std::vector<HttpServer::Respond> hanging_;
+  std::map<int, HttpServer::Respond> hanging_;
+  int last_ = 0;
   HttpServer server_;
   std::thread thread_;
 };
@@ -95,6 +105,8 @@ TEST(HttpServer, LetsAScrapeInWhileHostileConnectionsStay) {
       tcp::socket scrape = server.Connect(request, from);
       EXPECT_THAT(Answer(scrape), testing::HasSubstr("fine")) << "'" << kind.sends << "' from " << from;
     }
+    tcp::socket count = server.Connect("GET /hanging HTTP/1.1\r\nHost: h\r\n\r\n");
+    EXPECT_THAT(Answer(count), testing::ContainsRegex("\n([0-9]|[1-3][0-9]) fine"));
   }
 }
 

@@ -29,7 +29,7 @@ std::string SensorMetrics(const std::vector<std::string>& names, float reading =
   return metrics.Text(1, true);
 }
 
-std::size_t Readings(const std::string& text) {
+std::size_t ProbePool(const std::string& text) {
   std::size_t count = 0;
   for (std::size_t at = 0; (at = text.find("\nkelvar_sensor_reading{", at)) != std::string::npos; ++at) {
     ++count;
@@ -42,7 +42,7 @@ TEST(ProbeMetrics, GiveEachNameOnce) {
   for (const char* name : {"A", "A #2", "A #3", "A #4", "unnamed"}) {
     EXPECT_THAT(text, HasSubstr("kelvar_sensor_reading{sensor=\"" + std::string(name) + "\",unit=\"\"} 1\n"));
   }
-  EXPECT_EQ(Readings(text), 5U);
+  EXPECT_EQ(ProbePool(text), 5U);
 }
 
 TEST(ProbeMetrics, BoundNamesAndTheirNumber) {
@@ -50,7 +50,7 @@ TEST(ProbeMetrics, BoundNamesAndTheirNumber) {
   std::vector<std::string> names(5000, "x\"\n\\" + accents);
   names[1] = std::string(127, 'y') + "\xC3\xA9";
   const std::string text = SensorMetrics(names);
-  EXPECT_EQ(Readings(text), 2000U);
+  EXPECT_EQ(ProbePool(text), 2000U);
   EXPECT_THAT(text, HasSubstr("\nkelvar_probe_dropped_items 3000\n"));
   EXPECT_THAT(text, HasSubstr("{sensor=\"x\\\"\\\\x0a\\\\\\\\xc3"));
   EXPECT_THAT(text, HasSubstr("{sensor=\"" + std::string(127, 'y') + "\",unit"));  // no half character

@@ -64,7 +64,7 @@ void FleetReading::Done() {
   End(report_);
 }
 
-void FleetReading::Late() {
+void FleetReading::OnDeadline() {
   Report report;
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -10,7 +10,7 @@
 #include "tools/kelvar/fleet/Accounts.h"
 #include "tools/kelvar/fleet/ReportWriter.h"
 #include "tools/kelvar/fleet/TargetList.h"
-#include "tools/kelvar/fleet/WorkerPool.h"
+#include "tools/kelvar/pool/WorkerPool.h"
 
 namespace Kelvar::Tool {
 
@@ -31,7 +31,7 @@ class FleetReading : public WorkerPool::Task {
 
   void Run() override;
   void Done() override;
-  void Late() override;
+  void OnDeadline() override;
 
  private:
   bool Take(const Report::Entry& entry);

@@ -70,7 +70,7 @@ struct Exporter::Waiting {
   Probe probe;
   HttpServer::Respond respond;
   std::size_t number = 0;
-  Readings::Ticket ticket = 0;
+  ProbePool::Ticket ticket = 0;
 };
 
 milliseconds TimeFor(const std::string& seconds, milliseconds longest) {
@@ -88,11 +88,11 @@ milliseconds TimeFor(const std::string& seconds, milliseconds longest) {
   return std::min(longest, milliseconds(static_cast<long>(left * thousand)));
 }
 
-Exporter::Exporter(boost::asio::io_context& context, const Prober& prober, Readings& readings,
+Exporter::Exporter(boost::asio::io_context& context, const Prober& prober, ProbePool& pool,
                    std::chrono::seconds longest)
-    : context_(context), prober_(prober), readings_(readings), longest_(longest) {}
+    : context_(context), prober_(prober), pool_(pool), longest_(longest) {}
 
-void Exporter::Handle(const HttpRequest& request, HttpServer::Respond respond) {
+HttpServer::Cancel Exporter::Handle(const HttpRequest& request, HttpServer::Respond respond) {
   const std::size_t mark = std::min(request.target.find('?'), request.target.size());
   const std::string path = request.target.substr(0, mark);
   const std::string query = mark == request.target.size() ? std::string() : request.target.substr(mark + 1);
@@ -101,17 +101,19 @@ void Exporter::Handle(const HttpRequest& request, HttpServer::Respond respond) {
       return StartProbe(request, query, respond);
     } catch (const Refusal& refusal) {
       ++answered_[{path, refusal.Status()}];
-      return respond(Plain(refusal.Status(), refusal.what()));
+      respond(Plain(refusal.Status(), refusal.what()));
+      return {};
     }
   }
   HttpResponse response = Answer(path);
   ++answered_[{response.status == 404 ? "other" : path, response.status}];
   respond(std::move(response));
+  return {};
 }
 
 HttpResponse Exporter::Answer(const std::string& path) const {
   if (path == "/metrics") {
-    return {200, metricsType, OwnMetricsText(answered_, readings_.Counted())};
+    return {200, metricsType, OwnMetricsText(answered_, pool_.Counted())};
   }
   if (path == "/-/healthy") {
     return Plain(200, "healthy");
@@ -119,14 +121,15 @@ HttpResponse Exporter::Answer(const std::string& path) const {
   return path == "/" ? HttpResponse{200, "text/html; charset=utf-8", page} : Plain(404, "nothing is here");
 }
 
-void Exporter::StartProbe(const HttpRequest& request, const std::string& query, HttpServer::Respond respond) {
+HttpServer::Cancel Exporter::StartProbe(const HttpRequest& request, const std::string& query,
+                                        HttpServer::Respond respond) {
   auto parameters = ParametersOf(query);
   auto waiting = std::make_shared<Waiting>(context_, prober_.ProbeOf(parameters["target"], parameters["module"]),
                                            std::move(respond));
   waiting->number = ++lastWaiting_;
   waiting_[waiting->number] = waiting;
   waiting->timer.expires_after(TimeFor(request.scrapeTimeout, longest_));
-  waiting->ticket = readings_.Join(waiting->probe, [this, waiting](std::shared_ptr<const Readings::Result> result) {
+  waiting->ticket = pool_.Subscribe(waiting->probe, [this, waiting](std::shared_ptr<const ProbePool::Result> result) {
     boost::asio::post(context_, [this, waiting, result = std::move(result)] { Complete(waiting, *result); });
   });
   waiting->timer.async_wait([this, waiting](boost::system::error_code error) {
@@ -134,15 +137,23 @@ void Exporter::StartProbe(const HttpRequest& request, const std::string& query, 
       GiveUp(waiting);
     }
   });
+  return [this, waiting] { Forget(waiting); };
+}
+
+void Exporter::Forget(const std::shared_ptr<Waiting>& waiting) {
+  if (waiting_.erase(waiting->number) == 1) {
+    waiting->timer.cancel();
+    pool_.Cancel(waiting->probe, waiting->ticket);
+  }
 }
 
 void Exporter::GiveUp(const std::shared_ptr<Waiting>& waiting) {
-  if (const auto result = readings_.Leave(waiting->probe, waiting->ticket)) {
+  if (const auto result = pool_.Cancel(waiting->probe, waiting->ticket)) {
     Complete(waiting, *result);
   }
 }
 
-void Exporter::Complete(const std::shared_ptr<Waiting>& waiting, const Readings::Result& result) {
+void Exporter::Complete(const std::shared_ptr<Waiting>& waiting, const ProbePool::Result& result) {
   if (!result.started) {
     return Reply(waiting, Plain(503, "too many readings are in flight (serve.max-in-flight)"));
   }

@@ -10,8 +10,8 @@
 #include <boost/asio/io_context.hpp>
 
 #include "tools/kelvar/serve/HttpServer.h"
+#include "tools/kelvar/serve/ProbePool.h"
 #include "tools/kelvar/serve/Prober.h"
-#include "tools/kelvar/serve/Readings.h"
 
 namespace Kelvar::Tool::Serve {
 
@@ -19,9 +19,10 @@ namespace Kelvar::Tool::Serve {
 class Exporter {
  public:
   /// `longest`: of a probe, whose scrape can ask for less.
-  Exporter(boost::asio::io_context& context, const Prober& prober, Readings& readings, std::chrono::seconds longest);
+  Exporter(boost::asio::io_context& context, const Prober& prober, ProbePool& pool, std::chrono::seconds longest);
 
-  void Handle(const HttpRequest& request, HttpServer::Respond respond);
+  /// Gives what ends a probe whose client is gone.
+  HttpServer::Cancel Handle(const HttpRequest& request, HttpServer::Respond respond);
 
   /// Answers all who wait for a probe.
   void Stop();
@@ -30,15 +31,15 @@ class Exporter {
   struct Waiting;
 
   HttpResponse Answer(const std::string& path) const;
-  void StartProbe(const HttpRequest& request, const std::string& query, HttpServer::Respond respond);
+  HttpServer::Cancel StartProbe(const HttpRequest& request, const std::string& query, HttpServer::Respond respond);
   void GiveUp(const std::shared_ptr<Waiting>& waiting);
-  void Complete(const std::shared_ptr<Waiting>& waiting, const Readings::Result& result);
+  void Complete(const std::shared_ptr<Waiting>& waiting, const ProbePool::Result& result);
   void Reply(const std::shared_ptr<Waiting>& waiting, HttpResponse response);
-  HttpResponse OwnMetrics() const;
+  void Forget(const std::shared_ptr<Waiting>& waiting);
 
   boost::asio::io_context& context_;
   const Prober& prober_;
-  Readings& readings_;
+  ProbePool& pool_;
   const std::chrono::seconds longest_;
   std::map<std::size_t, std::shared_ptr<Waiting>> waiting_;
   std::size_t lastWaiting_ = 0;

@@ -104,6 +104,9 @@ class HttpServer::Session : public Connections::Entry, public std::enable_shared
   void Close() override {
     Account(0);
     stream_.close();
+    if (const Cancel cancel = std::exchange(cancel_, {})) {
+      cancel();
+    }
   }
 
   bool IsIdle() const { return idle_; }
@@ -134,12 +137,17 @@ class HttpServer::Session : public Connections::Entry, public std::enable_shared
       return Write({405, "text/plain; charset=utf-8", "GET alone is served here\n"});
     }
     const auto timeout = request["X-Prometheus-Scrape-Timeout-Seconds"];
-    state_->handler({std::string(request.target()), std::string(timeout)},
-                    [self = shared_from_this()](HttpResponse response) { self->Write(std::move(response)); });
+    isAnswered_ = false;
+    Cancel cancel =
+        state_->handler({std::string(request.target()), std::string(timeout)},
+                        [self = shared_from_this()](HttpResponse response) { self->Write(std::move(response)); });
+    cancel_ = isAnswered_ ? Cancel() : std::move(cancel);
   }
 
   void Write(HttpResponse response) {
     state_->connections.Wait(*this, Connections::Phase::Response);
+    isAnswered_ = true;
+    cancel_ = {};
     response_ = {};
     response_.version(11);
     response_.result(response.status);
@@ -185,7 +193,9 @@ class HttpServer::Session : public Connections::Entry, public std::enable_shared
   beast::flat_buffer buffer_{kHeaderBytes + kPieceBytes};
   std::optional<http::request_parser<http::empty_body>> parser_;
   http::response<http::string_body> response_;
+  Cancel cancel_;
   std::size_t pendingBytes_ = 0;
+  bool isAnswered_ = false;
   bool keepAlive_ = false;
   bool idle_ = false;
 };

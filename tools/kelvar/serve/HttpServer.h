@@ -38,7 +38,9 @@ class HttpServer {
  public:
   /// Called once for each request, from the server's thread.
   using Respond = std::function<void(HttpResponse response)>;
-  using Handler = std::function<void(const HttpRequest& request, Respond respond)>;
+  /// Called when the connection is closed before the answer, which nobody waits for then. May be empty.
+  using Cancel = std::function<void()>;
+  using Handler = std::function<Cancel(const HttpRequest& request, Respond respond)>;
 
   /// Listens. Throws boost::system::system_error.
   HttpServer(boost::asio::io_context& context, const boost::asio::ip::tcp::endpoint& endpoint, Handler handler,

@@ -18,7 +18,7 @@ constexpr Metric build = {"kelvar_build_info", "gauge", "Version of the exporter
 constexpr Metric requests = {"kelvar_http_requests_total", "counter", "Requests answered, by path and status"};
 constexpr Metric inFlight = {"kelvar_readings_in_flight", "gauge", "Readings that are under way"};
 constexpr Metric leftBehind = {"kelvar_readings_left_behind", "gauge",
-                               "Readings under way that took longer than all scrapes that wanted them"};
+                               "ProbePool under way that took longer than all scrapes that wanted them"};
 constexpr Metric waiting = {"kelvar_readings_waiting", "gauge", "Readings that wait for others to end"};
 constexpr Metric begun = {"kelvar_readings_total", "counter", "Readings begun"};
 constexpr Metric shared = {"kelvar_shared_probes_total", "counter", "Probes answered by a reading that was under way"};
@@ -68,7 +68,7 @@ void AddProcess(Exposition& exposition) {
 }  // namespace
 
 std::string OwnMetricsText(const std::map<std::pair<std::string, unsigned>, std::size_t>& answered,
-                           const Readings::Counts& readings) {
+                           const ProbePool::Counts& readings) {
   Exposition exposition;
   exposition.Add(build, {{"version", KELVAR_VERSION}}, 1);
   for (const auto& [key, count] : answered) {

@@ -10,7 +10,7 @@
 #include "tools/kelvar/Credentials.h"
 #include "tools/kelvar/LogWatch.h"
 #include "tools/kelvar/Reader.h"
-#include "tools/kelvar/serve/Readings.h"
+#include "tools/kelvar/serve/ProbePool.h"
 #include "tools/kelvar/serve/TargetFilter.h"
 
 namespace Kelvar::Tool::Serve {

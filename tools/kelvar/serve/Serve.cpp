@@ -22,8 +22,8 @@
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/serve/Exporter.h"
 #include "tools/kelvar/serve/HttpServer.h"
+#include "tools/kelvar/serve/ProbePool.h"
 #include "tools/kelvar/serve/Prober.h"
-#include "tools/kelvar/serve/Readings.h"
 
 namespace Kelvar::Tool::Serve {
 
@@ -87,7 +87,7 @@ std::unique_ptr<HttpServer> Listen(asio::io_context& context, const std::string&
   try {
     return std::make_unique<HttpServer>(context, EndpointOf(address),
                                         [&exporter](const HttpRequest& request, HttpServer::Respond respond) {
-                                          exporter.Handle(request, std::move(respond));
+                                          return exporter.Handle(request, std::move(respond));
                                         });
   } catch (const boost::system::system_error& error) {
     throw ToolError(ExitCode::Internal, "listen on " + address + ": " + error.code().message());
@@ -104,10 +104,10 @@ void Announce(Output& output, const tcp::endpoint& endpoint) {
 void Run(const Config& config, const std::string& listen, int verbose, Output& output) {
   LogWatch log(verbose > 1 ? static_cast<u32>(verbose - 1) : 0);
   Prober prober(config, log, verbose > 0);
-  Readings readings(config.serve.maxInFlight,
-                    [&prober](const Probe& probe, const Progress& progress) { return prober.Read(probe, progress); });
+  ProbePool pool(config.serve.maxInFlight,
+                 [&prober](const Probe& probe, const Progress& progress) { return prober.Read(probe, progress); });
   asio::io_context context;
-  Exporter exporter(context, prober, readings, std::chrono::seconds(config.serve.timeoutSeconds));
+  Exporter exporter(context, prober, pool, std::chrono::seconds(config.serve.timeoutSeconds));
   const auto server = Listen(context, listen, exporter);
   asio::signal_set signals(context, SIGTERM, SIGINT);
   signals.async_wait([&context](boost::system::error_code, int) { context.stop(); });
@@ -117,7 +117,7 @@ void Run(const Config& config, const std::string& listen, int verbose, Output& o
   exporter.Stop();
   context.restart();
   context.run_for(goodbyeLimit);
-  if (!readings.Stop(goodbyeLimit)) {
+  if (!pool.Stop(goodbyeLimit)) {
     std::_Exit(0);  // the threads of stuck readings use what a return would destroy
   }
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -9,12 +8,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "tools/kelvar/Config.h"
 #include "tools/kelvar/Reader.h"
 #include "tools/kelvar/Report.h"
 #include "tools/kelvar/Target.h"
+#include "tools/kelvar/pool/WorkerPool.h"
 #include "tools/kelvar/serve/ProbeMetrics.h"
 
 namespace Kelvar::Tool::Serve {
@@ -29,10 +28,10 @@ struct Probe {
 };
 
 /// Reads targets on threads of their own, since the library blocks. Probes of one target and module that come together
-/// share one reading. A reading that nobody waits for any more ends behind its current operation; until then it counts
+/// share one reading. A reading that nobody waits for any more ends after its current operation; until then it counts
 /// as in flight, and who asks for the same meanwhile waits for a new one, so that a stuck target holds one thread and
 /// no more. Safe from any thread.
-class Readings {
+class ProbePool {
  public:
   /// Reads one target; tells `progress` of every part, and ends when that gives false. Throws nothing.
   using Read = std::function<Report(const Probe& probe, const Progress& progress)>;
@@ -56,16 +55,16 @@ class Readings {
 
   using Ticket = std::size_t;
 
-  Readings(std::size_t maxInFlight, Read read);
-  ~Readings() = default;
-  Readings(const Readings&) = delete;
-  Readings& operator=(const Readings&) = delete;
+  ProbePool(std::size_t maxInFlight, Read read);
+  ~ProbePool();
+  ProbePool(const ProbePool&) = delete;
+  ProbePool& operator=(const ProbePool&) = delete;
 
-  /// Waits for a reading. `done` is called once, on another thread, unless Leave() came first.
-  Ticket Join(const Probe& probe, Done done);
+  /// Waits for a reading. `done` is called once, on another thread, unless Cancel() came first.
+  Ticket Subscribe(const Probe& probe, Done done);
 
   /// Waits no longer; what has been read so far, or null when `done` has been or is being called.
-  std::shared_ptr<const Result> Leave(const Probe& probe, Ticket ticket);
+  std::shared_ptr<const Result> Cancel(const Probe& probe, Ticket ticket);
 
   Counts Counted() const;
 
@@ -74,38 +73,22 @@ class Readings {
   bool Stop(std::chrono::milliseconds patience);
 
  private:
-  struct Flight {
-    explicit Flight(Probe which) : probe(std::move(which)) {}
-    const Probe probe;
-    std::map<Ticket, Done> waiting;
-    bool running = false;
-    bool abandoned = false;
-    std::chrono::steady_clock::time_point start;
-    std::mutex mutex;  ///< guards what follows
-    ProbeMetrics metrics;
-  };
-  struct ThreadStart {
-    Readings* readings;
-    std::shared_ptr<Flight> flight;
-  };
+  class PendingProbe;
 
-  static void* ThreadMain(void* start);
-  void Run(const std::shared_ptr<Flight>& flight);
-  void Finish(const std::shared_ptr<Flight>& flight);
-  bool Wanted(const Flight& flight) const;
+  void Finish(const std::shared_ptr<PendingProbe>& probe);
+  bool Wanted(const PendingProbe& probe) const;
   void BeginQueued();
-  bool Begin(const std::shared_ptr<Flight>& flight);
-  static std::shared_ptr<const Result> ResultOf(Flight& flight, bool finished);
+  bool Begin(const std::shared_ptr<PendingProbe>& probe);
 
   const std::size_t maxInFlight_;
   const Read read_;
   mutable std::mutex mutex_;
-  std::condition_variable ended_;
-  std::map<std::string, std::shared_ptr<Flight>> flights_;
-  std::deque<std::shared_ptr<Flight>> queue_;
+  std::map<std::string, std::shared_ptr<PendingProbe>> pending_;  ///< by the probe's key
+  std::deque<std::shared_ptr<PendingProbe>> queue_;               ///< those without a thread
   Ticket lastTicket_ = 0;
   Counts counts_;
   bool stopping_ = false;
+  WorkerPool workers_;
 };
 
 }  // namespace Kelvar::Tool::Serve

@@ -1,4 +1,4 @@
-#include "tools/kelvar/fleet/WorkerPool.h"
+#include "tools/kelvar/pool/WorkerPool.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -51,7 +51,7 @@ class Counting : public WorkerPool::Task {
     --counts_.running;
   }
   void Done() override { ++counts_.done; }
-  void Late() override { ++counts_.late; }
+  void OnDeadline() override { ++counts_.late; }
 
  private:
   Counts& counts_;
@@ -124,7 +124,7 @@ TEST(WorkerPool, TakesTasksFromItsOwnThreads) {
       }
       ++ended;
     }
-    void Late() override {}
+    void OnDeadline() override {}
     WorkerPool& pool;
     unsigned left;
     std::atomic<unsigned>& ended;

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/kelvar/serve/Readings.h"
+#include "tools/kelvar/serve/ProbePool.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -33,11 +33,11 @@ class Bench {
     report.entries.push_back(std::move(entry));
     return report;
   }
-  Readings::Read Reader() {
+  ProbePool::Read Reader() {
     return [this](const Probe& probe, const Progress& progress) { return Read(probe, progress); };
   }
-  Readings::Done Done() {
-    return [this](const std::shared_ptr<const Readings::Result>& result) {
+  ProbePool::Done Done() {
+    return [this](const std::shared_ptr<const ProbePool::Result>& result) {
       const std::lock_guard lock(mutex_);
       ++answered_;
       last_ = result;
@@ -57,7 +57,7 @@ class Bench {
   int begun_ = 0;
   int answered_ = 0;
   std::atomic<bool> wentOn_{true};
-  std::shared_ptr<const Readings::Result> last_;
+  std::shared_ptr<const ProbePool::Result> last_;
 
  private:
   std::mutex mutex_;
@@ -72,68 +72,68 @@ Probe ProbeOf(const std::string& address) {
 const Probe one = ProbeOf("redfish://one");
 const Probe two = ProbeOf("redfish://two");
 
-TEST(Readings, AreSharedByTargetAndModule) {
+TEST(ProbePool, SharesReadingsByTargetAndModule) {
   Bench bench;
-  Readings readings(4, bench.Reader());
+  ProbePool pool(4, bench.Reader());
   Probe other = one;
   other.module.name = "other";
   for (int i = 0; i < 5; ++i) {
-    readings.Join(one, bench.Done());
-    readings.Join(other, bench.Done());
-    readings.Join(ProbeOf("redfish://one:443"), bench.Done());  // the same, written otherwise
+    pool.Subscribe(one, bench.Done());
+    pool.Subscribe(other, bench.Done());
+    pool.Subscribe(ProbeOf("redfish://one:443"), bench.Done());  // the same, written otherwise
   }
   ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 2));
   bench.LetGo(2);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 15));
   EXPECT_TRUE(bench.last_->finished);
-  EXPECT_TRUE(readings.Stop(patience));
-  EXPECT_EQ(readings.Counted().begun, 2U);
-  EXPECT_EQ(readings.Counted().shared, 13U);
+  EXPECT_TRUE(pool.Stop(patience));
+  EXPECT_EQ(pool.Counted().begun, 2U);
+  EXPECT_EQ(pool.Counted().shared, 13U);
 }
 
-TEST(Readings, WaitForAThread) {
+TEST(ProbePool, LetsProbesWaitForAThread) {
   Bench bench;
-  Readings readings(1, bench.Reader());
-  readings.Join(one, bench.Done());
-  const auto late = readings.Join(two, bench.Done());
-  readings.Join(ProbeOf("ipmi://three"), bench.Done());
-  EXPECT_EQ(readings.Counted().waiting, 2U);
-  const auto result = readings.Leave(two, late);
+  ProbePool pool(1, bench.Reader());
+  pool.Subscribe(one, bench.Done());
+  const auto late = pool.Subscribe(two, bench.Done());
+  pool.Subscribe(ProbeOf("ipmi://three"), bench.Done());
+  EXPECT_EQ(pool.Counted().waiting, 2U);
+  const auto result = pool.Cancel(two, late);
   ASSERT_NE(result, nullptr);
   EXPECT_FALSE(result->started);
   bench.LetGo(2);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 2));
-  EXPECT_TRUE(readings.Stop(patience));
-  EXPECT_EQ(readings.Counted().begun, 2U);  // nobody wanted the one that was left
+  EXPECT_TRUE(pool.Stop(patience));
+  EXPECT_EQ(pool.Counted().begun, 2U);  // nobody wanted the one that was left
 }
 
-TEST(Readings, ThatNobodyWaitsForEndAndAreNotJoined) {
+TEST(ProbePool, EndsReadingsThatNobodyWaitsForAndSharesNone) {
   Bench bench;
-  Readings readings(1, bench.Reader());
-  const auto first = readings.Join(one, bench.Done());
+  ProbePool pool(1, bench.Reader());
+  const auto first = pool.Subscribe(one, bench.Done());
   ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 1));
-  EXPECT_TRUE(readings.Leave(one, first)->started);
-  EXPECT_EQ(readings.Leave(one, first), nullptr);
-  EXPECT_EQ(readings.Counted().leftBehind, 1U);
-  readings.Join(one, bench.Done());
-  EXPECT_EQ(readings.Counted().begun, 1U);
+  EXPECT_TRUE(pool.Cancel(one, first)->started);
+  EXPECT_EQ(pool.Cancel(one, first), nullptr);
+  EXPECT_EQ(pool.Counted().leftBehind, 1U);
+  pool.Subscribe(one, bench.Done());
+  EXPECT_EQ(pool.Counted().begun, 1U);
   bench.LetGo(1);
   ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 2));  // a new one, for who came later
   EXPECT_FALSE(bench.wentOn_);
   bench.LetGo(1);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 1));
   EXPECT_TRUE(bench.last_->finished);
-  EXPECT_TRUE(readings.Stop(patience));
+  EXPECT_TRUE(pool.Stop(patience));
 }
 
-TEST(Readings, TellWhetherAnyIsStuckAtTheEnd) {
+TEST(ProbePool, TellsWhetherAnyIsStuckAtTheEnd) {
   Bench bench;
-  Readings readings(1, bench.Reader());
-  readings.Join(one, bench.Done());
+  ProbePool pool(1, bench.Reader());
+  pool.Subscribe(one, bench.Done());
   ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 1));
-  EXPECT_FALSE(readings.Stop(std::chrono::milliseconds(1)));
+  EXPECT_FALSE(pool.Stop(std::chrono::milliseconds(1)));
   bench.LetGo(1);
-  EXPECT_TRUE(readings.Stop(patience));
+  EXPECT_TRUE(pool.Stop(patience));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "tools/kelvar/fleet/WorkerPool.h"
+#include "tools/kelvar/pool/WorkerPool.h"
 
 #include <condition_variable>
 #include <deque>
@@ -17,8 +17,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t stackBytes = 256 * std::size_t{1024};
-constexpr std::chrono::milliseconds tickEvery{200};
+[[maybe_unused]] constexpr std::size_t kStackBytes = 256 * std::size_t{1024};
+constexpr std::chrono::milliseconds kTick{200};
 
 }  // namespace
 
@@ -42,9 +42,9 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!closed_) {
       Reap(lock);
-      if (const auto late = NextLate()) {
+      if (const auto late = TakeLate()) {
         lock.unlock();
-        late->Late();
+        late->OnDeadline();
         lock.lock();
         Answered();
         continue;
@@ -55,13 +55,18 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
 
   void WaitForAnswers(const std::function<void()>& tick) {
     std::unique_lock<std::mutex> lock(mutex_);
-    while (!allAnswered_.wait_for(lock, tickEvery, [this] { return unanswered_ == 0; })) {
+    while (!allAnswered_.wait_for(lock, kTick, [this] { return unanswered_ == 0; })) {
       if (tick) {
         lock.unlock();
         tick();
         lock.lock();
       }
     }
+  }
+
+  bool WaitForAnswers(std::chrono::milliseconds patience) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return allAnswered_.wait_for(lock, patience, [this] { return unanswered_ == 0; });
   }
 
   void Close() {
@@ -132,7 +137,9 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
     auto start = std::make_unique<Start>(Start{shared_from_this(), place});
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, stackBytes);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // whose frames are larger
+    pthread_attr_setstacksize(&attributes, kStackBytes);
+#endif
     const int failure = pthread_create(&place->thread, &attributes, Enter, start.get());
     pthread_attr_destroy(&attributes);
     if (failure != 0) {
@@ -169,7 +176,7 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
     task->Run();
     lock.lock();
     if (worker.stuck) {
-      return ComeBack(worker);
+      return Rejoin(worker);
     }
     worker.task.reset();
     lock.unlock();
@@ -180,8 +187,8 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
     return true;
   }
 
-  /// Of a thread that was left to itself: it works on when its place is still free.
-  bool ComeBack(Worker& worker) {
+  /// Of a thread that was abandoned: it works on when its place is still free.
+  bool Rejoin(Worker& worker) {
     if (closed_) {  // whose place is nobody's any more, and which nobody joins
       return false;
     }
@@ -201,8 +208,8 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
     }
   }
 
-  /// A task whose deadline has passed. Its thread is left to itself.
-  std::shared_ptr<Task> NextLate() {
+  /// A task whose deadline has passed. Its thread is abandoned.
+  std::shared_ptr<Task> TakeLate() {
     const Clock::time_point now = Clock::now();
     for (Worker& worker : workers_) {
       if (worker.task && worker.deadline <= now) {
@@ -212,7 +219,7 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
         return AfterAdding(std::exchange(worker.task, nullptr));
       }
     }
-    return NextHopeless(now);
+    return TakeUnservable(now);
   }
 
   std::shared_ptr<Task> AfterAdding(std::shared_ptr<Task> task) {
@@ -224,7 +231,7 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
   }
 
   /// A waiting task that no thread is left for.
-  std::shared_ptr<Task> NextHopeless(Clock::time_point now) {
+  std::shared_ptr<Task> TakeUnservable(Clock::time_point now) {
     if (live_ > 0 || queue_.empty()) {
       blockedSince_ = now;
       return nullptr;
@@ -238,7 +245,7 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
   }
 
   Clock::time_point NextLook() const {
-    Clock::time_point next = Clock::now() + tickEvery;
+    Clock::time_point next = Clock::now() + kTick;
     for (const Worker& worker : workers_) {
       if (worker.task && worker.deadline < next) {
         next = worker.deadline;
@@ -277,7 +284,7 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
   std::size_t unanswered_ = 0;
   std::size_t idle_ = 0;
   unsigned live_ = 0;   ///< threads that are not stuck
-  unsigned stuck_ = 0;  ///< threads left to themselves
+  unsigned stuck_ = 0;  ///< abandoned threads
   bool closed_ = false;
   Clock::time_point blockedSince_ = Clock::now();
   std::thread monitor_;
@@ -299,6 +306,14 @@ void WorkerPool::Submit(std::shared_ptr<Task> task) {
 
 bool WorkerPool::Finish(const std::function<void()>& tick) {
   state_->WaitForAnswers(tick);
+  return End();
+}
+
+bool WorkerPool::FinishWithin(std::chrono::milliseconds patience) {
+  return state_->WaitForAnswers(patience) && End();
+}
+
+bool WorkerPool::End() {
   state_->Close();
   if (state_->monitor_.joinable()) {
     state_->monitor_.join();
