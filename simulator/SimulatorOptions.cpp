@@ -46,6 +46,13 @@ void DeclareMachine(CLI::App& app, Options& options) {
       ->type_name("NAME");
   app.add_option("--log-entries", options.logEntries, "Make each log this long")->type_name("N");
   app.add_option("--sensors", options.sensors, "Make each list of sensors this long")->type_name("N");
+  app.add_option("--latency,--latency-ms", options.latencyMs, "Milliseconds before each answer over HTTP")
+      ->type_name("MS");
+  app.add_option("--session-limit", options.sessionLimit, "Redfish: refuse a session beyond this many")->type_name("N");
+  app.add_option("--session-timeout", options.sessionTimeout, "Redfish: forget a session that is idle for so long")
+      ->type_name("SECONDS");
+  app.add_option("--session-requests", options.sessionRequests, "Redfish: forget a session after this many requests")
+      ->type_name("N");
   app.add_flag("--until-eof", options.untilEof, "End when standard input ends");
 }
 
@@ -56,9 +63,6 @@ void DeclareFleet(CLI::App& app, Options& options) {
                            ->check(CLI::Range(std::size_t{1}, most));
   app.add_option("--fleet-fault", options.fleetFaults, "Give a share of the fleet a fault, such as 0.1:dead")
       ->type_name("SHARE:SPEC")
-      ->needs(fleet);
-  app.add_option("--latency", options.latencyMs, "Milliseconds before each answer of a fleet")
-      ->type_name("MS")
       ->needs(fleet);
   app.add_option("--targets", options.targetsFile, "Write the URLs of a fleet into this file, one a line")
       ->type_name("FILE")

@@ -22,11 +22,14 @@ struct Options {
   std::optional<std::size_t> logEntries;
   std::optional<std::size_t> sensors;
   std::map<std::string, unsigned short> ports;
+  unsigned latencyMs = 0;
+  std::optional<std::size_t> sessionLimit;
+  std::optional<unsigned> sessionTimeout;
+  std::optional<std::size_t> sessionRequests;
   bool untilEof = false;
 
   std::size_t fleet = 0;
   std::vector<std::string> fleetFaults;
-  unsigned latencyMs = 0;
   std::string targetsFile;
 
   /// Set when the command is "record".

@@ -52,6 +52,12 @@ Machine LoadWithFaults(const Options& options) {
   machine.cimFlavour = options.cimFlavour;
   machine.logEntries = options.logEntries;
   machine.sensors = options.sensors;
+  machine.latency = std::chrono::milliseconds(options.latencyMs);
+  machine.sessions.count = options.sessionLimit;
+  machine.sessions.requests = options.sessionRequests;
+  if (options.sessionTimeout) {
+    machine.sessions.idle = std::chrono::seconds(*options.sessionTimeout);
+  }
   for (const std::string& fault : machine.faults) {
     bool known = false;
     for (const Protocol& protocol : protocols) {

@@ -59,6 +59,7 @@ CimService::CimService(const Machine& machine, const CimOptions& options) : mach
   faults_.Load(machine_.FaultsOf("cim"), machine_.folder / "cim" / "faults.json");
   server_ = std::make_unique<Cim::CimServer>(machine_, Load(machine_, options), faults_);
   HttpServer::Options http;
+  http.latency = machine.latency;
   http.tls = options.tls;
   http.connectionFault = [this](std::string_view stage) { return faults_.Strike({}, stage); };
   http_ = std::make_unique<HttpServer>(http, [this](const HttpRequest& request) { return server_->Answer(request); });

@@ -325,7 +325,11 @@ Fault::End HttpServer::Server::Converse(Stream& stream) {
     }
     ++requests_;
     const HttpRequest request = TakeRequest(parser);
-    end = WriteResponse(request, AnswerSafely(handler_, request), outlet);
+    HttpResponse response = AnswerSafely(handler_, request);
+    if (!outlet.Wait(options_.latency)) {
+      return Fault::End::Close;
+    }
+    end = WriteResponse(request, std::move(response), outlet);
   }
   if (end == Fault::End::Hang) {
     Hang(stream);

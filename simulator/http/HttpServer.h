@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -22,6 +23,8 @@ class HttpServer {
     bool tls = false;
     /// Asked with "@accept" for each connection and with "@tls" after each handshake; a fault then strikes.
     std::function<std::optional<Fault>(std::string_view stage)> connectionFault;
+    /// Before each answer.
+    std::chrono::milliseconds latency{0};
   };
 
   struct Counts {

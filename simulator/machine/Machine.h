@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <functional>
@@ -15,6 +16,14 @@ struct Account {
   std::string password;
 };
 
+/// How many sessions a Redfish service keeps, and how long; absent is without end.
+struct SessionLimits {
+  std::optional<std::size_t> count;
+  std::optional<std::chrono::seconds> idle;
+  /// A session is forgotten after this many requests.
+  std::optional<std::size_t> requests;
+};
+
 /// One modelled machine: a folder with machine.json and what each service reads from it (ipmi.json, redfish/, cim/).
 /// Faults are named "protocol:name"; what the name does stands in the data of that protocol's service.
 struct Machine {
@@ -27,6 +36,10 @@ struct Machine {
   /// How many entries each log, and sensors each list has in this run, when not those of the machine's data.
   std::optional<std::size_t> logEntries;
   std::optional<std::size_t> sensors;
+  /// In place of those of the machine's data, each by itself.
+  SessionLimits sessions;
+  /// Before each answer over HTTP.
+  std::chrono::milliseconds latency{0};
 
   /// The names of the faults of one protocol, without its prefix.
   std::vector<std::string> FaultsOf(const std::string& protocol) const;

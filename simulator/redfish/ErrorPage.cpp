@@ -17,7 +17,7 @@ struct Message {
 };
 
 /// In the order of RedfishError; the argument stands between `before` and `after`.
-constexpr std::array<Message, 8> kMessages{{
+constexpr std::array<Message, 9> kMessages{{
     {404, "ResourceMissingAtURI", "The resource at the URI '", "' was not found.",
      "Place a valid resource at the URI or correct the URI and resubmit the request."},
     {401, "NoValidSession", "There is no valid session established with the implementation.", "",
@@ -34,6 +34,12 @@ constexpr std::array<Message, 8> kMessages{{
     {400, "MalformedJSON", "The request body submitted was malformed JSON and could not be parsed by the service.", "",
      "Ensure that the request body is valid JSON and resubmit the request."},
     {412, "HeaderInvalid", "Header '", "' is invalid.", "Ensure that the request header is valid."},
+    {503, "SessionLimitExceeded",
+     "The session establishment failed due to the number of simultaneous sessions exceeding the limit of the "
+     "implementation.",
+     "",
+     "Reduce the number of other sessions before trying to establish the session or increase the limit of simultaneous "
+     "sessions, if supported."},
 }};
 
 }  // namespace

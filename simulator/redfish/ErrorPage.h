@@ -15,6 +15,7 @@ enum class RedfishError {
   QueryParameterValue,
   MalformedJson,
   ODataVersion,
+  SessionLimitExceeded,
 };
 
 /// The answer for an error: its status, and an error object with the message of the base registry. `argument` is what

@@ -103,7 +103,7 @@ class Expansion {
 
 }  // namespace
 
-std::optional<ExpandQuery> ParseExpand(std::string_view value) {
+std::optional<ExpandQuery> ParseExpand(std::string_view value, unsigned maxLevels) {
   constexpr std::string_view opening = "($levels=";
   if (value.empty() || std::string_view(".*~").find(value.front()) == std::string_view::npos) {
     return std::nullopt;
@@ -121,7 +121,7 @@ std::optional<ExpandQuery> ParseExpand(std::string_view value) {
   const std::string_view digits = value.substr(opening.size(), value.size() - opening.size() - 1);
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), query.levels);
   const bool read = error == std::errc() && end == digits.data() + digits.size();
-  return read && query.levels >= 1 && query.levels <= ExpandQuery::maxLevels ? std::optional(query) : std::nullopt;
+  return read && query.levels >= 1 && query.levels <= maxLevels ? std::optional(query) : std::nullopt;
 }
 
 std::string Expand(std::string_view page, const ExpandQuery& query, const Resolver& resolve) {

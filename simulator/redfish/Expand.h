@@ -9,8 +9,6 @@ namespace Kelvar::Simulator {
 
 /// What a query $expand asks for.
 struct ExpandQuery {
-  static constexpr unsigned maxLevels = 2;
-
   /// References inside and outside of "Links".
   bool links = false;
   bool subordinates = false;
@@ -18,8 +16,8 @@ struct ExpandQuery {
 };
 
 /// Reads the value of $expand: ".", "*" or "~", with "($levels=N)" behind it or not; nothing when it is none of them or
-/// N is not 1 to ExpandQuery::maxLevels.
-std::optional<ExpandQuery> ParseExpand(std::string_view value);
+/// N is not 1 to `maxLevels`.
+std::optional<ExpandQuery> ParseExpand(std::string_view value, unsigned maxLevels);
 
 /// Gives the page of a path, or nothing.
 using Resolver = std::function<std::optional<std::string>(std::string_view path)>;

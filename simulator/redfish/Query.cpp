@@ -17,9 +17,9 @@ std::optional<std::size_t> Count(std::string_view text) {
 }
 
 /// Reads one parameter; false when its value cannot be read.
-bool ReadParameter(std::string_view name, std::string_view value, RedfishQuery& query) {
+bool ReadParameter(std::string_view name, std::string_view value, unsigned expandLevels, RedfishQuery& query) {
   if (name == "$expand") {
-    query.expand = ParseExpand(value);
+    query.expand = ParseExpand(value, expandLevels);
     return query.expand.has_value();
   }
   const auto number = Count(value);
@@ -33,22 +33,22 @@ bool ReadParameter(std::string_view name, std::string_view value, RedfishQuery& 
 
 }  // namespace
 
-RedfishQuery ParseQuery(std::string_view text, ExpandSupport support, std::optional<HttpResponse>& refusal) {
+RedfishQuery ParseQuery(std::string_view text, const QuerySupport& support, std::optional<HttpResponse>& refusal) {
   RedfishQuery query;
-  while (!text.empty() && !refusal) {
+  while (!text.empty() && !refusal && !support.ignored) {
     const std::string parameter = PercentDecode(text.substr(0, text.find('&')));
     text.remove_prefix(std::min(text.find('&'), text.size() - 1) + 1);
     const std::string_view whole(parameter);
     const std::string_view name = whole.substr(0, whole.find('='));
     const std::string_view value = whole.substr(std::min(name.size() + 1, whole.size()));
     const bool isExpand = name == "$expand";
-    const bool known = (isExpand && support != ExpandSupport::Refused) || name == "$skip" || name == "$top";
-    if (!name.starts_with('$') || (isExpand && support == ExpandSupport::Ignored)) {
+    const bool known = (isExpand && support.expand != ExpandSupport::Refused) || name == "$skip" || name == "$top";
+    if (!name.starts_with('$') || (isExpand && support.expand == ExpandSupport::Ignored)) {
       continue;
     }
     if (!known) {
       refusal = ErrorPage(RedfishError::QueryNotSupported, name);
-    } else if (!ReadParameter(name, value, query)) {
+    } else if (!ReadParameter(name, value, support.expandLevels, query)) {
       refusal = ErrorPage(RedfishError::QueryParameterValue, name);
     }
   }

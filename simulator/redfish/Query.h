@@ -20,9 +20,17 @@ struct RedfishQuery {
 
 enum class ExpandSupport { Supported, Refused, Ignored };
 
+/// Which queries a service knows.
+struct QuerySupport {
+  ExpandSupport expand = ExpandSupport::Supported;
+  unsigned expandLevels = 2;
+  /// Whether no query has any effect.
+  bool ignored = false;
+};
+
 /// Reads the query, without the "?". On a parameter that the service does not have, or a value that it cannot read, the
 /// answer to give instead is put into `refusal`. Parameters that do not begin with "$" are passed over.
-RedfishQuery ParseQuery(std::string_view text, ExpandSupport support, std::optional<HttpResponse>& refusal);
+RedfishQuery ParseQuery(std::string_view text, const QuerySupport& support, std::optional<HttpResponse>& refusal);
 
 /// A collection's page with the members that $skip and $top leave, and at most `pageSize` of them, then with a link to
 /// the next page. Pages that are no collections come back as they are.

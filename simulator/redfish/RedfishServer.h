@@ -22,6 +22,8 @@ class RedfishServer : public Service {
 
   /// The targets asked for so far, in order.
   std::vector<std::string> Targets() const;
+  /// How many sessions are open.
+  std::size_t OpenSessions() const { return site_.OpenSessions(); }
   const HttpServer& Server() const { return server_; }
   const ResourceTree& Tree() const { return data_->tree; }
 

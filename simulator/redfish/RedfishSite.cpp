@@ -21,8 +21,11 @@ bool IsPublic(std::string_view path) {
   return std::find(kPublicPaths.begin(), kPublicPaths.end(), path) != kPublicPaths.end();
 }
 
-bool IsSession(std::string_view path) {
-  return path.starts_with(Sessions::path) && path.size() > Sessions::path.size();
+SessionLimits Merge(const SessionLimits& ofRun, SessionLimits limits) {
+  limits.count = ofRun.count ? ofRun.count : limits.count;
+  limits.idle = ofRun.idle ? ofRun.idle : limits.idle;
+  limits.requests = ofRun.requests ? ofRun.requests : limits.requests;
+  return limits;
 }
 
 /// The path without its query, decoded, and without a "/" at its end.
@@ -53,11 +56,18 @@ void AddCommonHeaders(HttpResponse& response) {
   response.compressible = true;
 }
 
-/// Where the schema of a page stands; a maker's own schemas are published nowhere.
+constexpr std::array<std::string_view, 4> kOemTypes{"#Tavrik", "#Quorvane", "#Mendrel", "#Osperon"};
+
+bool IsOemType(std::string_view type) {
+  return std::any_of(kOemTypes.begin(), kOemTypes.end(),
+                     [type](std::string_view oem) { return type.starts_with(oem); });
+}
+
+/// Where the schema of a page stands; a manufacturer's own schemas are published nowhere.
 void AddSchemaLink(HttpResponse& response) {
   const auto type = JsonText::String(JsonText::Member(response.body, "@odata.type").value_or("")).value_or("");
   const std::size_t end = type.rfind('.');
-  if (type.starts_with('#') && end != std::string_view::npos && !type.starts_with("#Tavrik")) {
+  if (type.starts_with('#') && end != std::string_view::npos && !IsOemType(type)) {
     SetHeader(
         response.headers, "Link",
         "<https://redfish.dmtf.org/schemas/v1/" + std::string(type.substr(1, end - 1)) + ".json>; rel=describedby");
@@ -72,6 +82,9 @@ std::shared_ptr<const RedfishData> LoadRedfishData(const Machine& machine, const
   if (change) {
     change(data->tree);
   }
+  if (data->settings.anyCase) {
+    data->tree.IgnoreCase();
+  }
   if (const auto count = machine.logEntries ? machine.logEntries : data->settings.logEntries) {
     data->tree.Grow("LogEntryCollection", *count);
   }
@@ -83,7 +96,10 @@ std::shared_ptr<const RedfishData> LoadRedfishData(const Machine& machine, const
 
 RedfishSite::RedfishSite(std::shared_ptr<const Machine> machine, std::shared_ptr<const RedfishData> data,
                          const std::vector<std::string>& faults, Personalize personalize)
-    : machine_(std::move(machine)), data_(std::move(data)), personalize_(std::move(personalize)) {
+    : machine_(std::move(machine)),
+      data_(std::move(data)),
+      personalize_(std::move(personalize)),
+      sessions_(data_->settings.sessionsPath, Merge(machine_->sessions, data_->settings.sessions)) {
   faults_.Load(faults, machine_->folder / "redfish" / "faults.json");
 }
 
@@ -95,7 +111,7 @@ HttpResponse RedfishSite::Respond(const HttpRequest& request) {
 }
 
 HttpResponse RedfishSite::Dispatch(const HttpRequest& request, const std::string& path) {
-  if (request.method == "POST" && path == Sessions::path) {
+  if (request.method == "POST" && path == sessions_.Path()) {
     return OpenSession(request);
   }
   if (auto refusal = RefuseStranger(request, path)) {
@@ -116,7 +132,7 @@ HttpResponse RedfishSite::Dispatch(const HttpRequest& request, const std::string
     return ErrorPage(RedfishError::ResourceMissing, path);
   }
   HttpResponse refusal = ErrorPage(RedfishError::MethodNotAllowed, path);
-  SetHeader(refusal.headers, "Allow", path == Sessions::path ? "GET, HEAD, POST" : "GET, HEAD");
+  SetHeader(refusal.headers, "Allow", path == sessions_.Path() ? "GET, HEAD, POST" : "GET, HEAD");
   return refusal;
 }
 
@@ -133,7 +149,7 @@ HttpResponse RedfishSite::ServePage(const HttpRequest& request, const std::strin
     return response;
   }
   std::optional<HttpResponse> refusal;
-  const RedfishQuery query = ParseQuery(QueryOf(request.target), data_->settings.expand, refusal);
+  const RedfishQuery query = ParseQuery(QueryOf(request.target), data_->settings.queries, refusal);
   if (refusal) {
     return std::move(*refusal);
   }
@@ -167,28 +183,37 @@ HttpResponse RedfishSite::OpenSession(const HttpRequest& request) {
     return ErrorPage(RedfishError::MalformedJson);
   }
   if (!machine_->Accepts(text("UserName"), text("Password"))) {
-    return ErrorPage(RedfishError::WrongCredentials, Sessions::path);
+    return ErrorPage(RedfishError::WrongCredentials, sessions_.Path());
   }
-  Sessions::Opened session = sessions_.Open(text("UserName"));
+  auto session = sessions_.Open(text("UserName"));
+  if (!session) {
+    return ErrorPage(RedfishError::SessionLimitExceeded);
+  }
+  const std::string* host = FindHeader(request.headers, "Host");
+  const std::string origin = data_->settings.absoluteLocation && host != nullptr ? "https://" + *host : std::string();
   HttpResponse response;
   response.status = 201;
-  response.headers = {{"Location", session.path}, {"X-Auth-Token", session.token}};
-  response.body = std::move(session.page);
+  response.headers = {{"Location", origin + session->path}, {"X-Auth-Token", session->token}};
+  response.body = std::move(session->page);
   return response;
 }
 
+bool RedfishSite::IsSession(std::string_view path) const {
+  return path.starts_with(sessions_.Path()) && path.size() > sessions_.Path().size();
+}
+
 std::optional<std::string> RedfishSite::FindPage(std::string_view path) const {
-  auto session = path.starts_with(Sessions::path) ? sessions_.Find(path) : std::nullopt;
+  auto session = path.starts_with(sessions_.Path()) ? sessions_.Find(path) : std::nullopt;
   auto page = session ? std::move(session) : data_->tree.Find(path);
   return page && personalize_ ? personalize_(*page) : page;
 }
 
-std::optional<HttpResponse> RedfishSite::RefuseStranger(const HttpRequest& request, const std::string& path) const {
-  if (IsPublic(path)) {
+std::optional<HttpResponse> RedfishSite::RefuseStranger(const HttpRequest& request, const std::string& path) {
+  if (IsPublic(path) && (!data_->settings.loginForRoot || path == "/redfish")) {
     return std::nullopt;
   }
   const std::string* token = FindHeader(request.headers, "X-Auth-Token");
-  if (token != nullptr && sessions_.Knows(*token)) {
+  if (token != nullptr && sessions_.Admit(*token)) {
     return std::nullopt;
   }
   const auto login = BasicCredentials(request);

@@ -42,13 +42,16 @@ class RedfishSite {
   HttpResponse Respond(const HttpRequest& request);
 
   FaultTable& Faults() { return faults_; }
+  /// How many sessions are open.
+  std::size_t OpenSessions() const { return sessions_.OpenCount(); }
 
  private:
   HttpResponse Dispatch(const HttpRequest& request, const std::string& path);
   HttpResponse ServePage(const HttpRequest& request, const std::string& path);
   HttpResponse OpenSession(const HttpRequest& request);
   std::optional<std::string> FindPage(std::string_view path) const;
-  std::optional<HttpResponse> RefuseStranger(const HttpRequest& request, const std::string& path) const;
+  bool IsSession(std::string_view path) const;
+  std::optional<HttpResponse> RefuseStranger(const HttpRequest& request, const std::string& path);
 
   const std::shared_ptr<const Machine> machine_;
   const std::shared_ptr<const RedfishData> data_;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "simulator/redfish/JsonBytes.h"
+#include "simulator/redfish/PageTemplate.h"
 
 namespace Kelvar::Simulator {
 
@@ -40,6 +41,13 @@ std::string References(const std::vector<std::string>& paths) {
   return references + ']';
 }
 
+std::string Fold(std::string_view path) {
+  std::string folded(path);
+  std::transform(folded.begin(), folded.end(), folded.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return folded;
+}
+
 std::string_view TypeOf(std::string_view page) {
   return JsonText::Member(page, "@odata.type").value_or("");
 }
@@ -47,10 +55,11 @@ std::string_view TypeOf(std::string_view page) {
 }  // namespace
 
 ResourceTree::ResourceTree(const std::filesystem::path& folder, const Facts& facts) {
-  if (!std::filesystem::exists(folder / "v1" / "index.json")) {
+  ReadFolder(folder, facts);
+  ReadLists(folder / "resources", facts);
+  if (pages_.count("/redfish/v1") == 0) {
     throw std::runtime_error(folder.string() + ": no service root v1/index.json");
   }
-  ReadFolder(folder, facts);
   for (auto& [path, page] : pages_) {
     FillInMembers(path, page);
   }
@@ -72,11 +81,30 @@ void ResourceTree::ReadFolder(const std::filesystem::path& folder, const Facts& 
   }
 }
 
-void ResourceTree::FillInMembers(const std::string& path, std::string& page) const {
-  const auto members = JsonText::Member(page, "Members");
-  if (members != "\"@all\"") {
+void ResourceTree::ReadLists(const std::filesystem::path& folder, const Facts& facts) {
+  if (!std::filesystem::exists(folder)) {
     return;
   }
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    try {
+      ReadPages(facts.Expand(ReadFile(entry.path()), JsonText::Escape),
+                [this](const std::string& path, const std::string& text) {
+                  if (!pages_.emplace(path, text).second) {
+                    throw std::runtime_error("two pages of " + path);
+                  }
+                });
+    } catch (const std::runtime_error& error) {
+      throw std::runtime_error(entry.path().string() + ": " + error.what());
+    }
+  }
+}
+
+void ResourceTree::FillInMembers(const std::string& path, std::string& page) const {
+  const auto members = JsonText::Member(page, "Members");
+  if (members != "\"@all\"" && members != "\"@all/\"") {
+    return;
+  }
+  const std::string end = *members == "\"@all/\"" ? "/" : "";
   std::vector<std::string> names;
   for (auto next = pages_.lower_bound(path + '/'); next != pages_.end() && next->first.starts_with(path + '/');
        ++next) {
@@ -86,15 +114,18 @@ void ResourceTree::FillInMembers(const std::string& path, std::string& page) con
     }
   }
   std::sort(names.begin(), names.end(), NaturalOrder);
-  std::transform(names.begin(), names.end(), names.begin(), [&](const std::string& name) { return path + '/' + name; });
+  std::transform(names.begin(), names.end(), names.begin(),
+                 [&](const std::string& name) { return path + '/' + name + end; });
   page = JsonText::Replace(page, *members,
                            References(names) + ",\n  \"Members@odata.count\": " + std::to_string(names.size()));
 }
 
 void ResourceTree::AddMembers(const std::string& path, std::string_view members) {
   for (const std::string_view member : JsonText::Elements(members)) {
-    const auto id = JsonText::String(JsonText::Member(member, "@odata.id").value_or(""));
-    if (id && id->starts_with(path + '/') && !JsonText::Reference(member, 0)) {
+    auto id = JsonText::String(JsonText::Member(member, "@odata.id").value_or(""));
+    if (id && id->starts_with(path + '/') && id->find('#') == std::string_view::npos &&
+        !JsonText::Reference(member, 0)) {
+      id->remove_suffix(id->ends_with('/') ? 1 : 0);
       pages_.emplace(*id, member);
     }
   }
@@ -138,7 +169,22 @@ std::string ResourceTree::GrownPage(const std::string& path, const Grown& grown)
   return JsonText::Replace(page, *JsonText::Member(page, "Members"), members);
 }
 
+void ResourceTree::IgnoreCase() {
+  for (const auto& [path, page] : pages_) {
+    folded_.emplace(Fold(path), path);
+  }
+}
+
 std::optional<std::string> ResourceTree::Find(std::string_view path) const {
+  auto page = FindExactly(path);
+  if (page || folded_.empty()) {
+    return page;
+  }
+  const auto known = folded_.find(Fold(path));
+  return known == folded_.end() ? std::nullopt : FindExactly(known->second);
+}
+
+std::optional<std::string> ResourceTree::FindExactly(std::string_view path) const {
   if (const auto grown = grown_.find(path); grown != grown_.end()) {
     const std::lock_guard lock(mutex_);
     const auto made = grownPages_.find(path);

@@ -21,12 +21,18 @@ namespace Kelvar::Simulator {
 /// - "Members": "@all" becomes references to those and to the folders, in natural order, with their count;
 /// - members that stand in the page as whole objects are pages of their own too.
 ///
+/// Pages may also stand in lists of any path, resources/*.json beside v1, written with templates (PageTemplate.h). The
+/// links of "@all/" end in a slash.
+///
 /// Safe to read from any thread.
 class ResourceTree {
  public:
   /// Reads the folder "redfish" of a machine. Throws std::runtime_error when it has no service root, or a page names a
   /// fact that there is not.
   ResourceTree(const std::filesystem::path& folder, const Facts& facts);
+
+  /// Lets Find() take paths in any case. To be called before serving begins, after the other changes.
+  void IgnoreCase();
 
   /// Gives every collection whose "@odata.type" holds `kind` that many members. To be called before serving begins.
   void Grow(std::string_view kind, std::size_t count);
@@ -46,13 +52,17 @@ class ResourceTree {
     bool inlined;
   };
 
+  void ReadLists(const std::filesystem::path& folder, const Facts& facts);
   void ReadFolder(const std::filesystem::path& folder, const Facts& facts);
   void FillInMembers(const std::string& path, std::string& page) const;
   void AddMembers(const std::string& path, std::string_view members);
+  std::optional<std::string> FindExactly(std::string_view path) const;
   std::string GrownPage(const std::string& path, const Grown& grown) const;
 
   std::map<std::string, std::string, std::less<>> pages_;
   std::map<std::string, Grown, std::less<>> grown_;
+  /// Paths by what they are in lower case; empty unless case is ignored.
+  std::map<std::string, std::string, std::less<>> folded_;
   mutable std::mutex mutex_;
   mutable std::map<std::string, std::string, std::less<>> grownPages_;
 };

@@ -29,9 +29,30 @@ std::size_t CountOf(const rapidjson::Value& value) {
   return value.GetUint();
 }
 
+void ReadSessions(const rapidjson::Value& value, ServiceSettings& settings) {
+  settings.sessionsPath = Json::Text(value, "path", settings.sessionsPath);
+  settings.absoluteLocation = Json::Flag(value, "absoluteLocation");
+  if (Json::Find(value, "limit") != nullptr) {
+    settings.sessions.count = Json::Number(value, "limit");
+  }
+  if (Json::Find(value, "timeout") != nullptr) {
+    settings.sessions.idle = std::chrono::seconds(Json::Number(value, "timeout"));
+  }
+}
+
 void ReadKey(const std::string& key, const rapidjson::Value& value, ServiceSettings& settings) {
   if (key == "expand") {
-    settings.expand = SupportOf(value);
+    settings.queries.expand = SupportOf(value);
+  } else if (key == "expandLevels") {
+    settings.queries.expandLevels = static_cast<unsigned>(CountOf(value));
+  } else if (key == "queries" && value.IsString() && std::string_view(value.GetString()) == "ignored") {
+    settings.queries.ignored = true;
+  } else if (key == "anyCase" && value.IsBool()) {
+    settings.anyCase = value.GetBool();
+  } else if (key == "loginForRoot" && value.IsBool()) {
+    settings.loginForRoot = value.GetBool();
+  } else if (key == "sessions" && value.IsObject()) {
+    ReadSessions(value, settings);
   } else if (key == "pageSize" && value.IsObject()) {
     for (const auto& page : value.GetObject()) {
       settings.pageSize[page.name.GetString()] = CountOf(page.value);

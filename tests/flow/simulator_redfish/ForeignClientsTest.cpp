@@ -1,6 +1,7 @@
 // The simulator as a program, read by clients that others wrote.
 
 #include <algorithm>
+#include <filesystem>
 
 #include <gtest/gtest.h>
 
@@ -31,6 +32,16 @@ TEST_F(ForeignClients, RedfishtoolReadsSystemsAndLogs) {
   const auto log = Redfishtool(sim, "Basic", "kelvar-demo", {"Systems", "-F", "Logs", "-i", "StandardLog", "-E"});
   EXPECT_EQ(log.exitCode, 0) << log.errors;
   EXPECT_NE(log.output.find("Fan 3 has failed. Redundancy lost."), std::string::npos) << log.output;
+}
+
+TEST_F(ForeignClients, RedfishtoolReadsTheRootOfEachMachine) {
+  for (const auto& entry : std::filesystem::directory_iterator(KELVAR_TEST_EXPECTATIONS)) {
+    const std::string name = entry.path().stem().string();
+    BmcSim sim(name, {"--serve", "redfish"});
+    const auto root = Redfishtool(sim, "Session", "kelvar-demo", {"root"});
+    EXPECT_EQ(root.exitCode, 0) << name << ": " << root.errors;
+    EXPECT_NE(root.output.find("\"RedfishVersion\""), std::string::npos) << name << ": " << root.output;
+  }
 }
 
 TEST_F(ForeignClients, RedfishtoolIsToldOfAWrongPassword) {

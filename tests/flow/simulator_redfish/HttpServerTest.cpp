@@ -1,6 +1,9 @@
 #include "simulator/http/HttpServer.h"
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -247,6 +250,36 @@ TEST(Fault, ComesFromAFile) {
   EXPECT_THROW(faults.AddFile(file), std::runtime_error);
   std::filesystem::remove(file);
   EXPECT_NO_THROW(faults.AddFile(file));
+}
+
+TEST(HttpServer, AnswersSeveralConnectionsAtOnceAndAfterItsLatency) {
+  constexpr std::size_t clients = 4;
+  constexpr std::chrono::milliseconds latency(20);
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::size_t inside = 0;
+  HttpServer server({true, {}, latency}, [&](const HttpRequest& /*request*/) {
+    std::unique_lock lock(mutex);
+    ++inside;
+    changed.notify_all();
+    HttpResponse response;
+    response.status = changed.wait_for(lock, std::chrono::seconds(4), [&] { return inside == clients; }) ? 200 : 503;
+    return response;
+  });
+  const std::string url = "https://127.0.0.1:" + std::to_string(server.Start(0)) + "/";
+  std::vector<std::thread> threads;
+  std::atomic<std::size_t> answered = 0;
+  for (std::size_t i = 0; i < clients; ++i) {
+    threads.emplace_back([&] {
+      const auto start = std::chrono::steady_clock::now();
+      const bool right = CurlFetch().Get(url).status == 200 && std::chrono::steady_clock::now() - start >= latency;
+      answered += right ? 1 : 0;
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(answered, clients);
 }
 
 }  // namespace

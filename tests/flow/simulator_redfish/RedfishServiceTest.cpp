@@ -1,12 +1,14 @@
 #include "simulator/redfish/RedfishServer.h"
 
 #include <algorithm>
+#include <map>
 
 #include <gtest/gtest.h>
 
 #include "RedfishFixture.h"
 #include "simulator/machine/JsonFile.h"
 #include "simulator/redfish/JsonBytes.h"
+#include "simulator/redfish/PageTemplate.h"
 #include "simulator/redfish/ResourceTree.h"
 #include "support/TemporaryFolder.h"
 
@@ -161,7 +163,7 @@ TEST(RedfishService, RefusesOrIgnoresExpandWhereAMachineDoes) {
   EXPECT_EQ(redfish.Get("/redfish/v1/UpdateService/FirmwareInventory?$expand=.($levels=1)").body,
             redfish.Get("/redfish/v1/UpdateService/FirmwareInventory").body);
   std::optional<HttpResponse> refusal;
-  ParseQuery("$expand=.", ExpandSupport::Refused, refusal);
+  ParseQuery("$expand=.", {ExpandSupport::Refused}, refusal);
   EXPECT_EQ(refusal.value_or(HttpResponse{}).status, 501U);
 }
 
@@ -220,6 +222,38 @@ TEST(RedfishService, OpensAndClosesSessions) {
   close.method = "DELETE";
   EXPECT_EQ(redfish.GetAsStranger(session, close).status, 204);
   EXPECT_EQ(redfish.GetAsStranger(kSystem, token).status, 401);
+}
+
+TEST(RedfishService, ForgetsAndRefusesSessions) {
+  std::chrono::steady_clock::time_point now{};
+  Sessions sessions("/sessions", {2, std::chrono::seconds(30), 3}, [&now] { return now; });
+  const std::string first = sessions.Open("one")->token;
+  const auto second = sessions.Open("two");
+  EXPECT_EQ(second->path, "/sessions/2");
+  EXPECT_FALSE(sessions.Open("three")) << "at most two";
+  now += std::chrono::seconds(29);
+  EXPECT_TRUE(sessions.Admit(first));
+  now += std::chrono::seconds(1);
+  EXPECT_FALSE(sessions.Admit(second->token)) << "idle for 30 seconds";
+  EXPECT_TRUE(sessions.Admit(first) && sessions.Admit(first));
+  EXPECT_FALSE(sessions.Admit(first)) << "three requests";
+  EXPECT_EQ(sessions.OpenCount(), 0U);
+}
+
+TEST(RedfishService, FillsInTemplates) {
+  std::map<std::string, std::string> pages;
+  const auto read = [&pages](const std::string& json) {
+    ReadPages(json, [&pages](const std::string& path, const std::string& text) { pages[path] = text; });
+  };
+  read(R"([{"@each": {"n": [1, 2]}, "@items": [{"@odata.id": "/{n}/", "t": "{n@time}Z", "v": "{n*0.5+20}", "w": "{n*2}",
+    "x": "{y}{n}", "list": [0, {"@each": [["a", "{n}"], ["@absent", null]], "@items": ["{n}{a}", {"a": "{a}"}]}]}]}])");
+  EXPECT_EQ(pages.at("/2"),
+            R"({"@odata.id":"/2/","t":"2026-01-01T00:22:00Z","v":21.0,"w":4,"x":"{y}2","list":[0,"2@absent",{}]})");
+  for (const char* wrong :
+       {"{}", "[", "[{}]", R"([{"@each": {"n": 1}, "@items": []}])", R"([{"@each": [["a"], [1, 2]], "@items": []}])",
+        R"([{"@each": [["a"], ["x"]], "@items": ["{a*2}"]}])", R"([{"@each": {"n": [1, 1]}, "@items": ["{n*x}"]}])"}) {
+    EXPECT_THROW(read(wrong), std::runtime_error) << wrong;
+  }
 }
 
 TEST(RedfishService, DoesWhatAFaultSays) {
