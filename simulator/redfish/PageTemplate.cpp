@@ -87,6 +87,10 @@ class PageTemplate {
 
   void AddRange(Value& array, const Value& items, const Value& range, const Scope& scope) {
     for (const auto& [name, bounds] : range.GetObject()) {
+      if (bounds.IsString()) {
+        AddElementsOf(array, items, name.GetString(), Fill(bounds, scope), scope);
+        continue;
+      }
       if (!bounds.IsArray() || bounds.Size() != 2 || !bounds[0].IsInt() || !bounds[1].IsInt()) {
         throw std::runtime_error("\"@each\": expected a first and a last number of " + TextOf(name));
       }
@@ -96,6 +100,17 @@ class PageTemplate {
         inner[name.GetString()] = &value;
         AddItems(array, items, inner);
       }
+    }
+  }
+
+  void AddElementsOf(Value& array, const Value& items, const std::string& name, const Value& list, const Scope& scope) {
+    if (!list.IsArray()) {
+      throw std::runtime_error("\"@each\": expected a list for " + name + ", not " + TextOf(list));
+    }
+    for (const Value& element : list.GetArray()) {
+      Scope inner = scope;
+      inner[name] = &element;
+      AddItems(array, items, inner);
     }
   }
 

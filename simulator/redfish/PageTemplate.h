@@ -9,6 +9,7 @@ namespace Kelvar::Simulator {
 /// once. In any array, an element {"@each": ROWS, "@items": [...]} stands for its items, once for each row; ROWS is
 ///
 ///     {"n": [1, 16]}                                   a variable and its first and last value
+///     {"child": "{children}"}                          a variable for the elements of another one
 ///     [["slot", "serial"], [1, "QX0001"], [2, null]]   names of variables, then a row of values for each
 ///
 /// Templates may be nested; the inner ones see the variables of the outer ones. In texts

@@ -21,7 +21,7 @@ namespace Kelvar::Simulator {
 /// - "Members": "@all" becomes references to those and to the folders, in natural order, with their count;
 /// - members that stand in the page as whole objects are pages of their own too.
 ///
-/// Pages may also stand in lists of any path, resources/*.json beside v1, written with templates (PageTemplate.h). The
+/// Lists of pages with any path may be in resources/*.json beside v1, written with templates (PageTemplate.h). The
 /// links of "@all/" end in a slash.
 ///
 /// Safe to read from any thread.

@@ -240,18 +240,32 @@ TEST(RedfishService, ForgetsAndRefusesSessions) {
   EXPECT_EQ(sessions.OpenCount(), 0U);
 }
 
+TEST(RedfishService, KeepsItsRootToItselfWhereTheMachineSaysSo) {
+  const TemporaryFolder folder;
+  folder.Write("machine.json", R"({"name": "m", "description": "d", "accounts": [{"user": "u", "password": "p"}]})");
+  folder.Write("redfish/service.json", R"({"loginForRoot": true, "queries": "ignored", "anyCase": true})");
+  folder.Write("redfish/v1/index.json", R"({"Name": "root"})");
+  RedfishFixture redfish((folder / "machine.json").parent_path().string());
+  EXPECT_EQ(redfish.GetAsStranger("/redfish/v1").status, 401);
+  EXPECT_EQ(redfish.Get("/Redfish/V1?$expand=nonsense&$filter=x").body, R"({"Name": "root"})");
+}
+
 TEST(RedfishService, FillsInTemplates) {
   std::map<std::string, std::string> pages;
   const auto read = [&pages](const std::string& json) {
     ReadPages(json, [&pages](const std::string& path, const std::string& text) { pages[path] = text; });
   };
   read(R"([{"@each": {"n": [1, 2]}, "@items": [{"@odata.id": "/{n}/", "t": "{n@time}Z", "v": "{n*0.5+20}", "w": "{n*2}",
-    "x": "{y}{n}", "list": [0, {"@each": [["a", "{n}"], ["@absent", null]], "@items": ["{n}{a}", {"a": "{a}"}]}]}]}])");
-  EXPECT_EQ(pages.at("/2"),
-            R"({"@odata.id":"/2/","t":"2026-01-01T00:22:00Z","v":21.0,"w":4,"x":"{y}2","list":[0,"2@absent",{}]})");
+    "x": "{y}{n}", "list": [0,
+      {"@each": [["kids"], [["a", 7]]], "@items": [{"@each": {"kid": "{kids}"}, "@items": ["{kid}"]}]},
+      {"@each": [["a", "{n}"], ["@absent", null]], "@items": ["{n}{a}", {"a": "{a}"}]}]}]}])");
+  EXPECT_EQ(
+      pages.at("/2"),
+      R"({"@odata.id":"/2/","t":"2026-01-01T00:22:00Z","v":21.0,"w":4,"x":"{y}2","list":[0,"a",7,"2@absent",{}]})");
   for (const char* wrong :
-       {"{}", "[", "[{}]", R"([{"@each": {"n": 1}, "@items": []}])", R"([{"@each": [["a"], [1, 2]], "@items": []}])",
-        R"([{"@each": [["a"], ["x"]], "@items": ["{a*2}"]}])", R"([{"@each": {"n": [1, 1]}, "@items": ["{n*x}"]}])"}) {
+       {"{}", "[", "[{}]", R"([{"@each": {"n": 1}, "@items": []}])", R"([{"@each": {"n": "{m}"}, "@items": []}])",
+        R"([{"@each": [["a"], [1, 2]], "@items": []}])", R"([{"@each": [["a"], ["x"]], "@items": ["{a*2}"]}])",
+        R"([{"@each": {"n": [1, 1]}, "@items": ["{n*x}"]}])"}) {
     EXPECT_THROW(read(wrong), std::runtime_error) << wrong;
   }
 }
