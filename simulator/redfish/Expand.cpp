@@ -59,7 +59,9 @@ class Expansion {
     Copy(position_ + 1);
   }
 
-  bool InLinks() const { return (!inLinks_.empty() && inLinks_.back()) || key_ == "\"Links\""; }
+  bool InLinks() const {
+    return (!inLinks_.empty() && inLinks_.back()) || key_ == "\"Links\"" || key_ == "\"RelatedItem\"";
+  }
 
   void Open() {
     inLinks_.push_back(InLinks());

@@ -9,7 +9,7 @@ namespace Kelvar::Simulator {
 
 /// What a query $expand asks for.
 struct ExpandQuery {
-  /// References inside and outside of "Links".
+  /// References inside and outside of "Links"; those in "RelatedItem" lead back, and count as inside.
   bool links = false;
   bool subordinates = false;
   unsigned levels = 1;

@@ -43,7 +43,9 @@ RedfishQuery ParseQuery(std::string_view text, const QuerySupport& support, std:
     const std::string_view value = whole.substr(std::min(name.size() + 1, whole.size()));
     const bool isExpand = name == "$expand";
     const bool known = (isExpand && support.expand != ExpandSupport::Refused) || name == "$skip" || name == "$top";
-    if (!name.starts_with('$') || (isExpand && support.expand == ExpandSupport::Ignored)) {
+    const bool passedOver =
+        (isExpand && support.expand == ExpandSupport::Ignored) || (!known && support.unknownIgnored);
+    if (!name.starts_with('$') || passedOver) {
       continue;
     }
     if (!known) {

@@ -24,8 +24,9 @@ enum class ExpandSupport { Supported, Refused, Ignored };
 struct QuerySupport {
   ExpandSupport expand = ExpandSupport::Supported;
   unsigned expandLevels = 2;
-  /// Whether no query has any effect.
+  /// Whether no query has any effect, or none that is unknown.
   bool ignored = false;
+  bool unknownIgnored = false;
 };
 
 /// Reads the query, without the "?". On a parameter that the service does not have, or a value that it cannot read, the

@@ -47,6 +47,8 @@ void ReadKey(const std::string& key, const rapidjson::Value& value, ServiceSetti
     settings.queries.expandLevels = static_cast<unsigned>(CountOf(value));
   } else if (key == "queries" && value.IsString() && std::string_view(value.GetString()) == "ignored") {
     settings.queries.ignored = true;
+  } else if (key == "unknownQueries" && value.IsString() && std::string_view(value.GetString()) == "ignored") {
+    settings.queries.unknownIgnored = true;
   } else if (key == "anyCase" && value.IsBool()) {
     settings.anyCase = value.GetBool();
   } else if (key == "loginForRoot" && value.IsBool()) {

@@ -14,7 +14,7 @@ namespace Kelvar::Simulator {
 /// How a machine's Redfish service behaves, from redfish/service.json in its folder; all keys may be absent:
 ///
 ///     {"expand": "supported" | "refused" | "ignored", "expandLevels": 2,
-///      "queries": "ignored",
+///      "queries": "ignored", "unknownQueries": "ignored",
 ///      "anyCase": true, "loginForRoot": true,
 ///      "sessions": {"path": "/redfish/v1/Sessions", "limit": 8, "timeout": 1800, "absoluteLocation": true},
 ///      "pageSize": {"/redfish/v1/Chassis/1/Sensors": 2},
