@@ -23,8 +23,8 @@ void DecodeAll(ByteView payload) {
   FUZZ_CHECK(!rakp2 || rakp2->status != 0 || rakp2->code.size() == payload.size() - 40);
   const auto rakp4 = DecodeRakp4(payload);
   FUZZ_CHECK(!rakp4 || rakp4->code.size() <= payload.size());
-  const auto reply = DecodeReply(payload, {kNetFnApplication, 0x01, 1});
-  FUZZ_CHECK(!reply || reply->data.size() == payload.size() - 8);
+  const auto reply = DecodeReply(payload);
+  FUZZ_CHECK(!reply || reply->reply.data.size() == payload.size() - 8);
   FUZZ_CHECK(DecodeSuiteRecords(payload).size() <= payload.size());
   FUZZ_CHECK(DecodeAuthCapabilities(payload).has_value() == (payload.size() >= 4));
 }

@@ -9,6 +9,8 @@ namespace {
 
 constexpr u8 kGetSessionChallenge = 0x39;
 constexpr u8 kActivateSession = 0x3A;
+constexpr u8 kNoSlot = 0x81;
+constexpr u8 kNoSlotForPrivilege = 0x83;
 constexpr u8 kPrivilegeTooHigh = 0x86;
 constexpr u8 kUnknownUser = 0x81;
 constexpr u8 kNoNullUser = 0x82;
@@ -18,12 +20,24 @@ constexpr std::size_t kChallengeSize = 16;
 }  // namespace
 
 SessionResult Ipmi15Handshake::Run(std::unique_ptr<LanSession>& session) {
-  if (credentials_.password.size() > kPassword15Size) {
+  if (credentials_.Password().size() > kPassword15Size) {
     KELVAR_LOG(1) << "IPMI: passwords of IPMI 1.5 have at most " << kPassword15Size << " characters";
     return SessionResult::LoginRefused;
   }
+  SessionResult result = RunOnce(session);
+  // Targets drop what is signed with a wrong password; a lost reply looks the same, but hardly twice.
+  if (result == SessionResult::Timeout && challenged_) {
+    result = RunOnce(session);
+    result = result == SessionResult::Timeout && challenged_ ? SessionResult::LoginRefused : result;
+  }
+  return result;
+}
+
+SessionResult Ipmi15Handshake::RunOnce(std::unique_ptr<LanSession>& session) {
+  challenged_ = false;
   const SessionResult result = AskChallenge();
-  return result == SessionResult::Opened ? Activate(session) : result;
+  challenged_ = result == SessionResult::Opened;
+  return challenged_ ? Activate(session) : result;
 }
 
 SessionResult Ipmi15Handshake::AskChallenge() {
@@ -32,7 +46,9 @@ SessionResult Ipmi15Handshake::AskChallenge() {
   data.resize(1 + kNameSize);
   NoSession before;
   Reply reply;
-  if (exchange_.AskApplication(before, options_, kGetSessionChallenge, data, reply) != ExchangeResult::Reply) {
+  ExchangeOptions options = options_;
+  options.lastReplyCounts = true;
+  if (exchange_.AskApplication(before, options, kGetSessionChallenge, data, reply) != ExchangeResult::Reply) {
     return SessionResult::Timeout;
   }
   if (reply.completionCode != 0) {
@@ -55,11 +71,14 @@ SessionResult Ipmi15Handshake::Activate(std::unique_ptr<LanSession>& session) {
   auto opened = std::make_unique<Ipmi15Session>(credentials_, Activation15{authType_, temporaryId_, 0}, firstIncoming);
   Reply reply;
   if (exchange_.AskApplication(*opened, options_, kActivateSession, data, reply) != ExchangeResult::Reply) {
-    return SilenceAfterChallenge();
+    return SessionResult::Timeout;
   }
   if (reply.completionCode != 0) {
     KELVAR_LOG(2) << "IPMI: Activate Session refused with completion code " << int{reply.completionCode}
                   << ", privilege " << static_cast<int>(privilege_);
+    if (reply.completionCode >= kNoSlot && reply.completionCode <= kNoSlotForPrivilege) {
+      return SessionResult::NoSessionLeft;
+    }
     return reply.completionCode == kPrivilegeTooHigh ? SessionResult::PrivilegeRefused : SessionResult::Failed;
   }
   Text::ByteReader reader(reply.data);
@@ -67,19 +86,14 @@ SessionResult Ipmi15Handshake::Activate(std::unique_ptr<LanSession>& session) {
   activated.authType = static_cast<AuthType>(reader.U8());
   activated.sessionId = reader.U32();
   activated.sequence = reader.U32();
-  const bool typeFits = activated.authType == authType_ || activated.authType == AuthType::None;
-  if (!reader.Ok() || !typeFits || activated.sessionId == 0 || activated.sequence == 0) {
+  // A session that goes on without authentication is not the one that was asked for.
+  if (!reader.Ok() || activated.authType != authType_ || activated.sessionId == 0 || activated.sequence == 0) {
     KELVAR_LOG(2) << "IPMI: the response to Activate Session is malformed";
     return SessionResult::Failed;
   }
   opened->Activate(activated);
   session = std::move(opened);
   return SessionResult::Opened;
-}
-
-SessionResult Ipmi15Handshake::SilenceAfterChallenge() {
-  const SessionResult again = AskChallenge();
-  return again == SessionResult::Opened ? SessionResult::LoginRefused : again;
 }
 
 }  // namespace Kelvar::Ipmi

@@ -16,16 +16,16 @@ class Ipmi15Handshake {
   SessionResult Run(std::unique_ptr<LanSession>& session);
 
  private:
+  SessionResult RunOnce(std::unique_ptr<LanSession>& session);
   SessionResult AskChallenge();
   SessionResult Activate(std::unique_ptr<LanSession>& session);
-  /// What silence after an answered challenge means: targets throw away what is signed with a wrong password.
-  SessionResult SilenceAfterChallenge();
 
   CommandExchange& exchange_;
   const ExchangeOptions options_;
   const Credentials& credentials_;
   const AuthType authType_;
   const Privilege privilege_;
+  bool challenged_ = false;  ///< the target has answered with a challenge in this round
   u32 temporaryId_ = 0;
   Bytes challenge_;
 };

@@ -7,7 +7,8 @@ namespace {
 
 Secret PaddedPassword(const Credentials& credentials) {
   std::array<u8, kPassword15Size> padded{};
-  const ByteView password = credentials.Password().first(std::min(credentials.password.size(), padded.size()));
+  const ByteView given = credentials.Password();
+  const ByteView password = given.first(std::min(given.size(), padded.size()));
   std::copy(password.begin(), password.end(), padded.begin());
   const Secret secret(padded);
   Wipe(padded);
@@ -55,6 +56,7 @@ std::optional<ByteView> Ipmi15Session::Unwrap(std::span<u8> packet) {
   if (!SameBytes(code.View(), fields->authCode) || (activated && !window_.Take(fields->sequence))) {
     return std::nullopt;
   }
+  lastSequence_ = fields->sequence;
   return fields->message;
 }
 

@@ -28,11 +28,13 @@ class Ipmi15Session : public LanSession {
   void Wrap(Bytes& packet, ByteView message) override;
   std::optional<ByteView> Unwrap(std::span<u8> packet) override;
   u32 TargetId() const override { return state_.sessionId; }
+  u32 LastSequence() const override { return lastSequence_; }
 
  private:
   Secret password_;
   Activation15 state_;
   SequenceWindow window_;
+  u32 lastSequence_ = 0;
 };
 
 }  // namespace Kelvar::Ipmi

@@ -1,8 +1,12 @@
 #include "transport/ipmi/IpmiClient.h"
 
+#include <chrono>
 #include <sstream>
 
+#include <kelvar/ConnectionOptions.h>
+
 #include "common/log/LogMacros.h"
+#include "transport/ipmi/IpmiDiagnostics.h"
 #include "transport/ipmi/LanTransport.h"
 #include "transport/ipmi/SystemInterface.h"
 
@@ -42,7 +46,10 @@ void LogExchange(const IPMICOMMAND& command, int failure, std::size_t size, u8 c
 
 IpmiClient::IpmiClient(const std::string& host, const std::string& user, const std::string& password,
                        const std::string& port, std::size_t cipherSuite)
-    : transport_(std::make_unique<Ipmi::LanTransport>(host, user, password, port, cipherSuite)) {}
+    : IpmiClient(Ipmi::LanTarget{host, user, password, port, cipherSuite}, Ipmi::MakeUdpPort()) {}
+
+IpmiClient::IpmiClient(const Ipmi::LanTarget& target, std::unique_ptr<Ipmi::DatagramPort> port)
+    : transport_(std::make_unique<Ipmi::LanTransport>(target, ConnectionOptionsScope::Current(), std::move(port))) {}
 
 IpmiClient::IpmiClient(std::size_t deviceNumber) : IpmiClient(deviceNumber, Ipmi::MakeLinuxDeviceCalls()) {}
 
@@ -64,8 +71,11 @@ void IpmiClient::disconnect() {
 int IpmiClient::send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) {
   completionCode = 0xFF;
   response.clear();
+  const auto start = Ipmi::Clock::now();
   const int failure = transport_->Send(command, response, completionCode);
+  const std::chrono::duration<double> taken = Ipmi::Clock::now() - start;
   LogExchange(command, failure, response.size(), completionCode);
+  Ipmi::RecordCommand(command, {failure, completionCode, response.size(), transport_->Transmissions(), taken.count()});
   return failure;
 }
 

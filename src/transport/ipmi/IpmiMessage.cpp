@@ -29,7 +29,7 @@ void AppendRequest(Bytes& to, const RequestKey& key, ByteView data) {
   to.push_back(Checksum(ByteView(to).subspan(body)));
 }
 
-std::optional<Reply> DecodeReply(ByteView message, const RequestKey& key) {
+std::optional<ReceivedReply> DecodeReply(ByteView message) {
   constexpr std::size_t kHead = 3;
   constexpr std::size_t kAround = 8;  // everything but the data
   if (message.size() < kAround || Checksum(message.first(kHead)) != 0 || Checksum(message.subspan(kHead)) != 0) {
@@ -37,19 +37,22 @@ std::optional<Reply> DecodeReply(ByteView message, const RequestKey& key) {
   }
   Text::ByteReader reader(message);
   const bool toUs = reader.U8() == kRemoteConsole;
-  const bool netFnFits = reader.U8() == ((key.netFn | 1) << 2);
+  const u8 netFnAndLun = reader.U8();
   reader.Skip(1);
   const bool fromTarget = reader.U8() == kServiceProcessor;
-  const bool sequenceFits = reader.U8() == (key.sequence << 2);
-  const bool commandFits = reader.U8() == key.command;
-  if (!toUs || !netFnFits || !fromTarget || !sequenceFits || !commandFits) {
+  const u8 sequenceAndLun = reader.U8();
+  const bool isReply = (netFnAndLun & 0x07) == 0x04 && (sequenceAndLun & 0x03) == 0;  // odd, and of LUN 0
+  if (!toUs || !fromTarget || !isReply) {
     return std::nullopt;
   }
-  Reply reply;
-  reply.completionCode = reader.U8();
+  ReceivedReply received;
+  received.key.netFn = static_cast<u8>((netFnAndLun >> 2) & 0x3E);
+  received.key.sequence = static_cast<u8>(sequenceAndLun >> 2);
+  received.key.command = reader.U8();
+  received.reply.completionCode = reader.U8();
   const ByteView data = reader.Bytes(message.size() - kAround);
-  reply.data.assign(data.begin(), data.end());
-  return reply;
+  received.reply.data.assign(data.begin(), data.end());
+  return received;
 }
 
 }  // namespace Kelvar::Ipmi

@@ -7,6 +7,7 @@
 namespace Kelvar::Ipmi {
 
 inline constexpr u8 kNetFnApplication = 0x06;
+inline constexpr u8 kCloseSession = 0x3C;
 
 /// What a reply must repeat to belong to a request.
 struct RequestKey {
@@ -23,7 +24,13 @@ struct Reply {
 /// IPMI message of a request from a remote console to the service processor, LUN 0, with both checksums.
 void AppendRequest(Bytes& to, const RequestKey& key, ByteView data);
 
-/// The reply in `message`; nothing unless addresses, network function, command, sequence number and both checksums fit.
-std::optional<Reply> DecodeReply(ByteView message, const RequestKey& key);
+/// A reply and the request that it belongs to.
+struct ReceivedReply {
+  RequestKey key;
+  Reply reply;
+};
+
+/// The reply in `message`; nothing unless it goes from the service processor to us and both checksums fit.
+std::optional<ReceivedReply> DecodeReply(ByteView message);
 
 }  // namespace Kelvar::Ipmi

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "common/text/Secret.h"
 #include "transport/ipmi/RmcpPacket.h"
 
 namespace Kelvar::Ipmi {
@@ -17,6 +18,8 @@ class LanSession {
   virtual std::optional<ByteView> Unwrap(std::span<u8> packet) = 0;
   /// What Close Session names; 0 when there is nothing to close.
   virtual u32 TargetId() const = 0;
+  /// The target's number of the packet that was unwrapped last.
+  virtual u32 LastSequence() const = 0;
 };
 
 /// Messages before a session is open.
@@ -35,27 +38,38 @@ class NoSession : public LanSession {
     return plain->message;
   }
   u32 TargetId() const override { return 0; }
+  u32 LastSequence() const override { return 0; }
 };
 
-/// Account on the target; the password is wiped with the object.
+/// Account on the target, and the key of the target's own where it has one.
 struct Credentials {
   std::string user;
-  std::string password;
+  Text::Secret password;
+  Text::Secret bmcKey;  ///< K_G of IPMI 2.0
 
-  Credentials(std::string userName, const std::string& secret) : user(std::move(userName)), password(secret) {}
-  Credentials(const Credentials&) = delete;
-  Credentials& operator=(const Credentials&) = delete;
-  ~Credentials();
-  ByteView Password() const { return {reinterpret_cast<const u8*>(password.data()), password.size()}; }
+  Credentials(std::string userName, std::string_view secret, std::string_view key = {})
+      : user(std::move(userName)), password(secret), bmcKey(key) {}
+  ByteView Password() const { return BytesOf(password); }
+  /// What the session keys of RMCP+ are made with.
+  ByteView SessionKey() const { return BytesOf(bmcKey.Empty() ? password : bmcKey); }
+
+ private:
+  static ByteView BytesOf(const Text::Secret& secret) {
+    return {reinterpret_cast<const u8*>(secret.View().data()), secret.View().size()};
+  }
 };
 
 /// How one try to open a session ended.
 enum class SessionResult {
   Opened,
   LoginRefused,
+  BmcKeyRefused,     ///< the password is right, the BMC key is not
   SuiteRefused,      ///< another cipher suite may do
   SuiteUnanswered,   ///< no reply, perhaps because of the cipher suite
   PrivilegeRefused,  ///< a lower privilege may do
+  NoSessionLeft,     ///< the target serves no more sessions for now
+  NotOffered,        ///< the target does not offer the kind of session that was asked for
+  UnknownHost,
   Timeout,
   PortUnreachable,
   Failed,  ///< refused for another cause, which is logged

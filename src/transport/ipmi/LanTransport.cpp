@@ -1,72 +1,102 @@
 #include "transport/ipmi/LanTransport.h"
 
-#include <openssl/crypto.h>
+#include <algorithm>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
+#include "transport/ipmi/IpmiDiagnostics.h"
 #include "transport/ipmi/SessionNegotiator.h"
 
 namespace Kelvar::Ipmi {
 namespace {
 
-constexpr u8 kCloseSession = 0x3C;
 constexpr std::size_t kLongestName = 16;
 /// The message of an IPMI 1.5 packet has at most 255 bytes, seven of them around the data.
 constexpr std::size_t kMostData = 248;
+constexpr u32 kLongestBusyPauseMs = 1600;
 
-const char* TextOf(SessionResult result) {
+FailureCause CauseOf(SessionResult result) {
   switch (result) {
+    case SessionResult::Opened:
+      return FailureCause::None;
     case SessionResult::LoginRefused:
-      return "user or password refused";
-    case SessionResult::SuiteRefused:
-      return "cipher suite refused";
+    case SessionResult::BmcKeyRefused:
     case SessionResult::PrivilegeRefused:
-      return "no privilege granted";
-    case SessionResult::Timeout:
-      return "no answer";
+      return FailureCause::LoginRefused;
+    case SessionResult::SuiteRefused:
+    case SessionResult::NotOffered:
+      return FailureCause::NotOffered;
+    case SessionResult::NoSessionLeft:
     case SessionResult::PortUnreachable:
-      return "port closed";
-    default:
-      return "set-up failed";
+      return FailureCause::Refused;
+    case SessionResult::UnknownHost:
+    case SessionResult::Timeout:
+    case SessionResult::SuiteUnanswered:
+      return FailureCause::Unreachable;
+    case SessionResult::Failed:
+      break;
   }
+  return FailureCause::BadData;
+}
+
+bool IsLoginRefused(SessionResult result) {
+  return result == SessionResult::LoginRefused || result == SessionResult::BmcKeyRefused;
+}
+
+Bytes CloseData(const LanSession& session) {
+  Bytes id;
+  AppendU32(id, session.TargetId());
+  return id;
+}
+
+/// Storage that is read slowly, such as the EEPROM of a FRU, may be busy for a while.
+bool IsBusy(const IPMICOMMAND& command, const Reply& reply) {
+  constexpr u8 kNetFnStorage = 0x0A;
+  constexpr u8 kReadFru = 0x11;
+  constexpr u8 kNodeBusy = 0xC0;
+  constexpr u8 kFruBusy = 0x81;
+  return command.netFn == kNetFnStorage &&
+         (reply.completionCode == kNodeBusy || (command.command == kReadFru && reply.completionCode == kFruBusy));
 }
 
 }  // namespace
 
-Credentials::~Credentials() {
-  OPENSSL_cleanse(password.data(), password.size());
-}
-
-LanTransport::LanTransport(std::string host, std::string user, const std::string& password, std::string port,
-                           std::size_t suiteNumber)
-    : host_(std::move(host)),
-      port_(std::move(port)),
-      credentials_(std::move(user), password),
-      suiteNumber_(suiteNumber) {}
+LanTransport::LanTransport(LanTarget target, const ConnectionOptions& options, std::unique_ptr<DatagramPort> port)
+    : host_(std::move(target.host)),
+      port_(std::move(target.port)),
+      credentials_(std::move(target.user), target.password, options.ipmi_kg_key),
+      kind_(options.ipmi_session),
+      suiteNumber_(target.suiteNumber),
+      channel_(std::move(port)) {}
 
 CONNECTIONSTATE LanTransport::Open(const IpmiTimings& timings) {
   Close();
   timings_ = timings;
+  loginRefused_ = false;
+  neverAnswered_.reset();
   if (credentials_.user.size() > kLongestName) {
     KELVAR_LOG(1) << "IPMI: user names have at most " << kLongestName << " characters";
+    Ipmi::RecordSetUp({FailureCause::LoginRefused, "the user name has more than 16 characters", 0, 0});
     return IPMIAUTHFAIL;
   }
-  const SessionResult result = OpenAnyAddress({timings_, After(timings_.limitMs)});
+  const auto start = channel_.Now();
+  const u64 before = channel_.TotalTransmissions();
+  const auto end = std::min(OperationDeadline::End(start), channel_.After(timings_.setUpLimitMs));
+  const SessionResult result = OpenAnyAddress({timings_, end});
+  RecordSetUp(result, start, before);
   opened_ = result == SessionResult::Opened;
   if (opened_) {
     return IPMICONNECTED;
   }
   KELVAR_LOG(1) << "IPMI: no session with " << host_ << " port " << port_ << ": " << TextOf(result);
   channel_.Close();
-  return result == SessionResult::LoginRefused ? IPMIAUTHFAIL : IPMICONNECTFAIL;
+  return IsLoginRefused(result) ? IPMIAUTHFAIL : IPMICONNECTFAIL;
 }
 
 SessionResult LanTransport::OpenAnyAddress(const ExchangeOptions& options) {
-  SessionResult result = SessionResult::Failed;
+  SessionResult result = SessionResult::UnknownHost;
   for (const Endpoint& endpoint : Resolve(host_, port_)) {
-    if (!channel_.Open(endpoint)) {
-      continue;
-    }
-    result = OpenSession(options);
+    result = channel_.Open(endpoint) ? OpenSession(options) : SessionResult::Timeout;
     if (result != SessionResult::Timeout && result != SessionResult::PortUnreachable) {
       break;
     }
@@ -77,16 +107,57 @@ SessionResult LanTransport::OpenAnyAddress(const ExchangeOptions& options) {
 
 SessionResult LanTransport::OpenSession(const ExchangeOptions& options) {
   session_.reset();
+  exchange_.BeginSession();
   const SessionResult result =
-      SessionNegotiator(channel_, exchange_, credentials_, suiteNumber_, options).Run(session_);
+      SessionNegotiator(channel_, exchange_, credentials_, kind_, suiteNumber_, options).Run(session_);
   if (result != SessionResult::Opened) {
     session_.reset();
   }
-  lastHeard_ = Clock::now();
+  loginRefused_ = IsLoginRefused(result);
+  lastHeard_ = channel_.Now();
   return result;
 }
 
+void LanTransport::RecordSetUp(SessionResult result, Clock::time_point start, u64 transmissions) const {
+  const std::chrono::duration<double> taken = channel_.Now() - start;
+  Ipmi::RecordSetUp({CauseOf(result), TextOf(result), static_cast<u32>(channel_.TotalTransmissions() - transmissions),
+                     taken.count()});
+}
+
+const char* LanTransport::TextOf(SessionResult result) const {
+  switch (result) {
+    case SessionResult::Opened:
+      return "session open";
+    case SessionResult::LoginRefused:
+      return "user or password refused";
+    case SessionResult::BmcKeyRefused:
+      return credentials_.bmcKey.Empty() ? "the target has a BMC key (K_G), which must be given too"
+                                         : "the BMC key (K_G) is not that of the target";
+    case SessionResult::SuiteRefused:
+      return "cipher suite refused";
+    case SessionResult::PrivilegeRefused:
+      return "no privilege granted";
+    case SessionResult::NoSessionLeft:
+      return "no session left on the target";
+    case SessionResult::NotOffered:
+      return kind_ == ConnectionOptions::IpmiSession::RmcpPlus
+                 ? "the target offers no IPMI 2.0 session (RMCP+); an IPMI 1.5 session has to be asked for"
+                 : "the target does not offer this IPMI 1.5 session";
+    case SessionResult::UnknownHost:
+      return "unknown host";
+    case SessionResult::Timeout:
+    case SessionResult::SuiteUnanswered:
+      return "no answer";
+    case SessionResult::PortUnreachable:
+      return "port closed";
+    case SessionResult::Failed:
+      break;
+  }
+  return "set-up failed";
+}
+
 int LanTransport::Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) {
+  transmissions_ = 0;
   if (!opened_) {
     return kSendNotConnected;
   }
@@ -95,29 +166,74 @@ int LanTransport::Send(const IPMICOMMAND& command, std::vector<u8>& response, u8
                   << command.data.size() << " bytes";
     return kSendNotPossible;
   }
+  const auto end = OperationDeadline::End(channel_.Now());
+  if (channel_.Now() >= end) {
+    OperationDeadline::NoteReached();
+    return kSendNoTime;
+  }
   Reply reply;
-  unanswered_ = Ask(command, reply) != ExchangeResult::Reply;
-  if (unanswered_) {
+  if (AskUntilReady(command, reply, end) != ExchangeResult::Reply) {
     KELVAR_LOG(1) << "IPMI: no answer from " << host_ << " to command " << int{command.command}
                   << " of network function " << int{command.netFn};
     return kSendNoAnswer;
   }
-  lastHeard_ = Clock::now();
+  lastHeard_ = channel_.Now();
   completionCode = reply.completionCode;
   response = std::move(reply.data);
   return 0;
 }
 
-ExchangeResult LanTransport::Ask(const IPMICOMMAND& command, Reply& reply) {
-  const ExchangeOptions options{timings_, After(timings_.limitMs)};
-  const bool idle = Clock::now() - lastHeard_ >= std::chrono::milliseconds(timings_.idleExpiryMs);
-  const ExchangeResult result = session_ ? exchange_.Ask(*session_, options, command, reply) : ExchangeResult::Timeout;
-  if (result == ExchangeResult::Reply || (session_ && !idle && !unanswered_)) {
-    return result;
+ExchangeResult LanTransport::AskUntilReady(const IPMICOMMAND& command, Reply& reply, Clock::time_point end) {
+  u32 pauseMs = timings_.busyPauseMs;
+  for (u32 tries = 1;; ++tries) {
+    const ExchangeResult result = Ask(command, reply, end);
+    const auto resume = channel_.After(pauseMs);
+    if (result != ExchangeResult::Reply || !IsBusy(command, reply) || tries >= timings_.busyTries || resume >= end) {
+      return result;
+    }
+    channel_.Pause(resume);
+    pauseMs = std::min(2 * pauseMs, kLongestBusyPauseMs);
+  }
+}
+
+ExchangeResult LanTransport::Ask(const IPMICOMMAND& command, Reply& reply, Clock::time_point end) {
+  const RequestKey key{command.netFn, command.command, 0};
+  const ExchangeOptions options{timings_, end};
+  const bool neverAnswered =
+      neverAnswered_ && neverAnswered_->netFn == key.netFn && neverAnswered_->command == key.command;
+  channel_.RestartSilence();
+  if (session_) {
+    IpmiTimings shortly = timings_;
+    const bool idle = channel_.Now() - lastHeard_ >= Milliseconds(timings_.idleExpiryMs);
+    shortly.tries = idle ? std::min(timings_.tries, 2U) : timings_.tries;
+    const ExchangeResult result = AskInSession(command, reply, {shortly, end});
+    if (result == ExchangeResult::Reply || neverAnswered) {
+      return result;
+    }
+    exchange_.Post(*session_, {kCloseSession, CloseData(*session_), kNetFnApplication});
+  }
+  if (loginRefused_ || channel_.Now() >= end) {
+    return ExchangeResult::Timeout;
   }
   KELVAR_LOG(2) << "IPMI: the session with " << host_ << " seems lost, opening another one";
-  return OpenSession(options) == SessionResult::Opened ? exchange_.Ask(*session_, options, command, reply)
-                                                       : ExchangeResult::Timeout;
+  channel_.RestartSilence();
+  const auto start = channel_.Now();
+  const u64 before = channel_.TotalTransmissions();
+  const SessionResult opened = OpenSession({timings_, std::min(end, channel_.After(timings_.setUpLimitMs))});
+  RecordSetUp(opened, start, before);
+  if (opened != SessionResult::Opened) {
+    return ExchangeResult::Timeout;
+  }
+  const ExchangeResult result = AskInSession(command, reply, options);
+  neverAnswered_ = result == ExchangeResult::Reply ? neverAnswered_ : std::optional(key);
+  return result;
+}
+
+ExchangeResult LanTransport::AskInSession(const IPMICOMMAND& command, Reply& reply, const ExchangeOptions& options) {
+  const u64 before = channel_.TotalTransmissions();
+  const ExchangeResult result = exchange_.Ask(*session_, options, command, reply);
+  transmissions_ += static_cast<u32>(channel_.TotalTransmissions() - before);
+  return result;
 }
 
 void LanTransport::Close() noexcept {
@@ -125,10 +241,10 @@ void LanTransport::Close() noexcept {
     if (session_) {
       IpmiTimings shortly = timings_;
       shortly.tries = std::min(timings_.tries, 2U);
-      Bytes id;
-      AppendU32(id, session_->TargetId());
       Reply reply;
-      exchange_.AskApplication(*session_, {shortly, After(timings_.limitMs)}, kCloseSession, id, reply);
+      channel_.RestartSilence();
+      exchange_.AskApplication(*session_, {shortly, Clock::time_point::max()}, kCloseSession, CloseData(*session_),
+                               reply);
     }
   } catch (...) {
     KELVAR_LOG(2) << "IPMI: the session with " << host_ << " could not be closed";
@@ -136,7 +252,6 @@ void LanTransport::Close() noexcept {
   session_.reset();
   channel_.Close();
   opened_ = false;
-  unanswered_ = false;
 }
 
 }  // namespace Kelvar::Ipmi

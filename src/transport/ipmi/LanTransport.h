@@ -1,6 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+
+#include <kelvar/ConnectionOptions.h>
 
 #include "transport/ipmi/CommandExchange.h"
 #include "transport/ipmi/IpmiTransport.h"
@@ -8,33 +11,51 @@
 
 namespace Kelvar::Ipmi {
 
+/// Where a target is, and what it is told of us.
+struct LanTarget {
+  std::string host;
+  std::string user;
+  std::string_view password;  ///< read by the constructor of LanTransport alone
+  std::string port;
+  std::size_t suiteNumber = 0;
+};
+
 /// IPMI over LAN: keeps one session with one target.
 class LanTransport : public IpmiTransport {
  public:
-  LanTransport(std::string host, std::string user, const std::string& password, std::string port,
-               std::size_t suiteNumber);
+  LanTransport(LanTarget target, const ConnectionOptions& options, std::unique_ptr<DatagramPort> port);
   ~LanTransport() override { Close(); }
 
   CONNECTIONSTATE Open(const IpmiTimings& timings) override;
   void Close() noexcept override;
   int Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override;
+  u32 Transmissions() const override { return transmissions_; }
 
  private:
   SessionResult OpenAnyAddress(const ExchangeOptions& options);
   SessionResult OpenSession(const ExchangeOptions& options);
-  /// One command in the session; where that may have been lost unnoticed, silence opens another one.
-  ExchangeResult Ask(const IPMICOMMAND& command, Reply& reply);
+  void RecordSetUp(SessionResult result, Clock::time_point start, u64 transmissions) const;
+  const char* TextOf(SessionResult result) const;
+  /// As long as the target answers that it is busy, after growing pauses again.
+  ExchangeResult AskUntilReady(const IPMICOMMAND& command, Reply& reply, Clock::time_point end);
+  /// One command in the session. Silence, where the target is not known for it, opens another session: the target may
+  /// have forgotten this one.
+  ExchangeResult Ask(const IPMICOMMAND& command, Reply& reply, Clock::time_point end);
+  ExchangeResult AskInSession(const IPMICOMMAND& command, Reply& reply, const ExchangeOptions& options);
 
   const std::string host_;
   const std::string port_;
   const Credentials credentials_;
+  const ConnectionOptions::IpmiSession kind_;
   const std::size_t suiteNumber_;
   IpmiTimings timings_;
   UdpChannel channel_;
   CommandExchange exchange_{channel_};
   std::unique_ptr<LanSession> session_;
-  bool opened_ = false;      ///< `Open` worked and `Close` was not called, whatever became of the session
-  bool unanswered_ = false;  ///< the last command got no answer
+  bool opened_ = false;        ///< `Open` worked and `Close` was not called, whatever became of the session
+  bool loginRefused_ = false;  ///< and nobody has called `Open` since
+  u32 transmissions_ = 0;
+  std::optional<RequestKey> neverAnswered_;  ///< a command that the target answers in no session
   Clock::time_point lastHeard_{};
 };
 

@@ -144,8 +144,8 @@ Secret Rakp3Code(const CipherSuite& suite, ByteView password, const RakpExchange
   return Hmac(suite.digest, password).Of({exchange.targetRandom, Id(exchange.consoleId), RoleAndName(exchange)});
 }
 
-Secret SessionIntegrityKey(const CipherSuite& suite, ByteView password, const RakpExchange& exchange) {
-  return Hmac(suite.digest, password).Of({exchange.consoleRandom, exchange.targetRandom, RoleAndName(exchange)});
+Secret SessionIntegrityKey(const CipherSuite& suite, ByteView key, const RakpExchange& exchange) {
+  return Hmac(suite.digest, key).Of({exchange.consoleRandom, exchange.targetRandom, RoleAndName(exchange)});
 }
 
 Secret Rakp4Code(const CipherSuite& suite, const Secret& sessionKey, const RakpExchange& exchange) {

@@ -16,6 +16,7 @@ using Random16 = std::array<u8, 16>;
 /// Status bytes of Open Session and RAKP replies that decide what happens next.
 namespace RakpStatus {
 inline constexpr u8 kOk = 0x00;
+inline constexpr u8 kNoResources = 0x01;
 inline constexpr u8 kInvalidRole = 0x09;
 inline constexpr u8 kUnauthorizedRole = 0x0A;
 inline constexpr u8 kNoResourcesForRole = 0x0B;
@@ -23,6 +24,7 @@ inline constexpr u8 kInvalidNameLength = 0x0C;
 inline constexpr u8 kUnauthorizedName = 0x0D;
 inline constexpr u8 kUnauthorizedGuid = 0x0E;
 inline constexpr u8 kInvalidIntegrityCheck = 0x0F;
+inline constexpr u8 kIllegalParameter = 0x12;
 }  // namespace RakpStatus
 
 /// The target will not use the proposed algorithms.
@@ -73,8 +75,8 @@ std::optional<RakpReply> DecodeRakp4(ByteView payload);
 
 Secret Rakp2Code(const CipherSuite& suite, ByteView password, const RakpExchange& exchange);
 Secret Rakp3Code(const CipherSuite& suite, ByteView password, const RakpExchange& exchange);
-/// The target is taken to have no key of its own beside the password.
-Secret SessionIntegrityKey(const CipherSuite& suite, ByteView password, const RakpExchange& exchange);
+/// `key` is the target's BMC key, or the password where it has none.
+Secret SessionIntegrityKey(const CipherSuite& suite, ByteView key, const RakpExchange& exchange);
 /// Untruncated.
 Secret Rakp4Code(const CipherSuite& suite, const Secret& sessionKey, const RakpExchange& exchange);
 /// K1 is for integrity, K2 for confidentiality.

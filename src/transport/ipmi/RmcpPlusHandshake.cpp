@@ -1,12 +1,18 @@
 #include "transport/ipmi/RmcpPlusHandshake.h"
 
+#include <algorithm>
+
 #include "common/log/LogMacros.h"
+#include "transport/ipmi/IpmiMessage.h"
 
 namespace Kelvar::Ipmi {
 namespace {
 
 /// The target looks the user up by name alone, not by name and privilege.
 constexpr u8 kNameOnlyLookup = 0x10;
+constexpr int kMostRounds = 6;
+constexpr int kMostSilentRounds = 3;
+constexpr std::size_t kMostSurplus = 8;
 
 }  // namespace
 
@@ -19,53 +25,86 @@ RmcpPlusHandshake::RmcpPlusHandshake(UdpChannel& channel, const ExchangeOptions&
 }
 
 SessionResult RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
-  constexpr int kRounds = 3;
   SessionResult result = RunOnce(session);
-  for (int round = 1; round < kRounds && MayBeOutOfStep(result) && Clock::now() < options_.deadline; ++round) {
+  int rounds = 1;
+  while (IsWorthAnotherRound(result, rounds) && channel_.Now() < options_.deadline) {
     KELVAR_LOG(4) << "IPMI: session set-up starts over";
     result = RunOnce(session);
+    ++rounds;
   }
-  return result;
+  for (const u32 id : surplusIds_) {
+    PostRefusal(id, RakpStatus::kIllegalParameter);
+  }
+  const bool doubtful = result == SessionResult::LoginRefused && !clean_ && wrongCodes_ < rounds;
+  return doubtful ? SessionResult::Failed : result;
 }
 
-bool RmcpPlusHandshake::MayBeOutOfStep(SessionResult result) const {
-  if (exchange_.targetId == 0) {
-    return false;  // the target keeps nothing of us yet
+bool RmcpPlusHandshake::IsWorthAnotherRound(SessionResult result, int rounds) const {
+  switch (result) {
+    case SessionResult::LoginRefused:
+    case SessionResult::BmcKeyRefused:
+      // From message 3 on both sides have shown that they know the password: what does not fit is an earlier message.
+      return clean_ ? result == SessionResult::LoginRefused && session_ && rounds < kMostSilentRounds
+                    : rounds < kMostRounds;
+    case SessionResult::NoSessionLeft:
+      return !clean_ && rounds < kMostRounds;  // our own copies may have taken the last ones
+    case SessionResult::Timeout:
+    case SessionResult::Failed:
+      return exchange_.targetId != 0 && rounds < kMostSilentRounds;
+    default:
+      return false;
   }
-  // From message 3 on both sides have shown that they know the password: what does not fit is an earlier message.
-  return result == SessionResult::Timeout || result == SessionResult::Failed ||
-         (result == SessionResult::LoginRefused && session_);
 }
 
 SessionResult RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
   session_.reset();
+  clean_ = true;
   exchange_.targetId = 0;
   exchange_.consoleId = RandomNumber();
+  consoleIds_.push_back(exchange_.consoleId);
   FillRandom(exchange_.consoleRandom);
   SessionResult result = OpenSession();
   if (result == SessionResult::Opened) {
     result = ExchangeRandoms();
   }
-  return result == SessionResult::Opened ? Confirm(session) : result;
+  if (result == SessionResult::Opened) {
+    result = Confirm(session);
+  }
+  if (result != SessionResult::Opened && exchange_.targetId != 0) {
+    CloseAttempt();
+  }
+  return result;
 }
 
 template <typename T>
-ExchangeResult RmcpPlusHandshake::Ask(PayloadType type, ByteView request, PayloadType replyType,
-                                      std::optional<T> (*decode)(ByteView), T& reply) {
+ExchangeResult RmcpPlusHandshake::Ask(const ExchangeOptions& options, PayloadType type, Bytes request,
+                                      PayloadType replyType, std::optional<T> (*decode)(ByteView), T& reply) {
+  const u8 firstTag = static_cast<u8>(tag_ + 1);
   RmcpPlusPacket fields;
   fields.type = type;
   fields.payload = request;
-  const auto make = [&](Bytes& packet) { AppendRmcpPlusPacket(packet, fields); };
-  const auto accept = [&](std::span<u8> datagram) {
+  const auto make = [&](Bytes& packet, u32 copy) {
+    tag_ = static_cast<u8>(firstTag + copy);
+    request[0] = tag_;
+    AppendRmcpPlusPacket(packet, fields);
+  };
+  const auto take = [&](std::span<u8> datagram) -> std::optional<u32> {
+    NoteLateReply(datagram);
     const auto payload = Payload(datagram, replyType);
     const auto decoded = payload ? decode(*payload) : std::nullopt;
-    if (!decoded || decoded->tag != tag_ || decoded->consoleId.value_or(exchange_.consoleId) != exchange_.consoleId) {
-      return false;
+    if (!decoded || decoded->consoleId.value_or(exchange_.consoleId) != exchange_.consoleId) {
+      return std::nullopt;
+    }
+    const u8 copy = static_cast<u8>(decoded->tag - firstTag);
+    if (copy > static_cast<u8>(tag_ - firstTag)) {
+      return std::nullopt;
     }
     reply = *decoded;
-    return true;
+    return copy;
   };
-  return channel_.Exchange(options_, make, accept);
+  const ExchangeResult result = channel_.Exchange(options, make, take);
+  clean_ = clean_ && channel_.Transmissions() == 1;
+  return result;
 }
 
 std::optional<ByteView> RmcpPlusHandshake::Payload(std::span<u8> datagram, PayloadType type) {
@@ -81,11 +120,36 @@ std::optional<ByteView> RmcpPlusHandshake::Payload(std::span<u8> datagram, Paylo
   return plain ? std::optional(packet->payload) : std::nullopt;
 }
 
+void RmcpPlusHandshake::NoteLateReply(ByteView datagram) {
+  const auto packet = ParseRmcpPlusPacket(datagram);
+  if (!packet || packet->sessionId != 0) {
+    return;
+  }
+  if (packet->type == PayloadType::OpenSessionReply) {
+    const auto reply = DecodeOpenSessionReply(packet->payload);
+    const bool ours = reply && reply->status == RakpStatus::kOk && reply->consoleId &&
+                      std::find(consoleIds_.begin(), consoleIds_.end(), *reply->consoleId) != consoleIds_.end();
+    const bool expected = ours && (exchange_.targetId == 0 ? *reply->consoleId == exchange_.consoleId
+                                                           : reply->targetId == exchange_.targetId);
+    if (ours && !expected && surplusIds_.size() < kMostSurplus &&
+        std::find(surplusIds_.begin(), surplusIds_.end(), reply->targetId) == surplusIds_.end()) {
+      surplusIds_.push_back(reply->targetId);
+    }
+  } else if (packet->type == PayloadType::Rakp2 && session_) {
+    const auto reply = DecodeRakp2(packet->payload);
+    const bool ours = reply && reply->status == RakpStatus::kOk && reply->consoleId == exchange_.consoleId;
+    if (ours && reply->targetRandom != exchange_.targetRandom) {
+      clean_ = false;
+      channel_.NoteDoubledRequest();
+    }
+  }
+}
+
 SessionResult RmcpPlusHandshake::OpenSession() {
   OpenSessionReply reply;
-  const Bytes request = EncodeOpenSessionRequest(++tag_, privilege_, exchange_.consoleId, suite_);
-  if (Ask(PayloadType::OpenSessionRequest, request, PayloadType::OpenSessionReply, &DecodeOpenSessionReply, reply) !=
-      ExchangeResult::Reply) {
+  const Bytes request = EncodeOpenSessionRequest(0, privilege_, exchange_.consoleId, suite_);
+  if (Ask(options_, PayloadType::OpenSessionRequest, request, PayloadType::OpenSessionReply, &DecodeOpenSessionReply,
+          reply) != ExchangeResult::Reply) {
     return SessionResult::SuiteUnanswered;
   }
   if (reply.status != RakpStatus::kOk) {
@@ -101,8 +165,10 @@ SessionResult RmcpPlusHandshake::OpenSession() {
 }
 
 SessionResult RmcpPlusHandshake::ExchangeRandoms() {
+  ExchangeOptions options = options_;
+  options.lastReplyCounts = true;
   RakpReply reply;
-  if (Ask(PayloadType::Rakp1, EncodeRakp1(++tag_, exchange_), PayloadType::Rakp2, &DecodeRakp2, reply) !=
+  if (Ask(options, PayloadType::Rakp1, EncodeRakp1(0, exchange_), PayloadType::Rakp2, &DecodeRakp2, reply) !=
       ExchangeResult::Reply) {
     return SessionResult::Timeout;
   }
@@ -115,31 +181,25 @@ SessionResult RmcpPlusHandshake::ExchangeRandoms() {
     return SessionResult::Opened;
   }
   KELVAR_LOG(2) << "IPMI: the target's key exchange code does not fit the password";
-  RmcpPlusPacket farewell;  // lets the target forget the session at once
-  const Bytes refusal = EncodeRakp3(++tag_, RakpStatus::kInvalidIntegrityCheck, exchange_.targetId, {});
-  farewell.type = PayloadType::Rakp3;
-  farewell.payload = refusal;
-  Bytes packet;
-  AppendRmcpPlusPacket(packet, farewell);
-  channel_.Post(packet);
+  ++wrongCodes_;
   return SessionResult::LoginRefused;
 }
 
 SessionResult RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {
-  const Secret key = SessionIntegrityKey(suite_, credentials_.Password(), exchange_);
+  const Secret key = SessionIntegrityKey(suite_, credentials_.SessionKey(), exchange_);
   session_ = std::make_unique<RmcpPlusSession>(suite_, key, exchange_.consoleId, exchange_.targetId);
   const Secret code = Rakp3Code(suite_, credentials_.Password(), exchange_);
-  const Bytes request = EncodeRakp3(++tag_, RakpStatus::kOk, exchange_.targetId, code.View());
+  const Bytes request = EncodeRakp3(0, RakpStatus::kOk, exchange_.targetId, code.View());
   RakpReply reply;
-  if (Ask(PayloadType::Rakp3, request, PayloadType::Rakp4, &DecodeRakp4, reply) != ExchangeResult::Reply) {
+  if (Ask(options_, PayloadType::Rakp3, request, PayloadType::Rakp4, &DecodeRakp4, reply) != ExchangeResult::Reply) {
     return SessionResult::Timeout;
   }
   if (reply.status != RakpStatus::kOk) {
     return Refusal("RAKP message 4", reply.status);
   }
   if (!SameBytes(Rakp4Code(suite_, key, exchange_).First(suite_.integritySize), reply.code)) {
-    KELVAR_LOG(2) << "IPMI: the target's session key is another one; does it have a key of its own (K_G)?";
-    return SessionResult::LoginRefused;
+    KELVAR_LOG(2) << "IPMI: the target's session key is another one: its BMC key (K_G) is not the one given";
+    return SessionResult::BmcKeyRefused;
   }
   session = std::move(session_);
   return SessionResult::Opened;
@@ -148,13 +208,40 @@ SessionResult RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {
 SessionResult RmcpPlusHandshake::Refusal(const char* step, u8 status) const {
   KELVAR_LOG(2) << "IPMI: " << step << " refused with status " << int{status} << ", cipher suite " << int{suite_.id}
                 << ", privilege " << static_cast<int>(privilege_);
+  // Some targets say of a name that it is not authorized when it is not for this privilege.
+  if (MeansPrivilegeRefused(status) || (status == RakpStatus::kUnauthorizedName && privilege_ != Privilege::User)) {
+    return SessionResult::PrivilegeRefused;
+  }
   if (MeansLoginRefused(status)) {
     return SessionResult::LoginRefused;
   }
-  if (MeansPrivilegeRefused(status)) {
-    return SessionResult::PrivilegeRefused;
+  if (status == RakpStatus::kNoResources) {
+    return SessionResult::NoSessionLeft;
   }
   return MeansSuiteRefused(status) && exchange_.targetId == 0 ? SessionResult::SuiteRefused : SessionResult::Failed;
+}
+
+void RmcpPlusHandshake::CloseAttempt() {
+  if (session_) {  // the target may have opened it, and only its reply have been lost
+    Bytes id;
+    AppendU32(id, exchange_.targetId);
+    Bytes message;
+    AppendRequest(message, {kNetFnApplication, kCloseSession, 0}, id);
+    Bytes packet;
+    session_->Wrap(packet, message);
+    channel_.Post(packet);
+  }
+  PostRefusal(exchange_.targetId, RakpStatus::kInvalidIntegrityCheck);
+}
+
+void RmcpPlusHandshake::PostRefusal(u32 targetId, u8 status) {
+  const Bytes refusal = EncodeRakp3(++tag_, status, targetId, {});
+  RmcpPlusPacket fields;
+  fields.type = PayloadType::Rakp3;
+  fields.payload = refusal;
+  Bytes packet;
+  AppendRmcpPlusPacket(packet, fields);
+  channel_.Post(packet);
 }
 
 }  // namespace Kelvar::Ipmi

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "transport/ipmi/Rakp.h"
 #include "transport/ipmi/RmcpPlusSession.h"
 #include "transport/ipmi/UdpChannel.h"
@@ -7,27 +9,34 @@
 namespace Kelvar::Ipmi {
 
 /// Open Session and the four RAKP messages, for one cipher suite and privilege.
+///
+/// A target may start anew with each copy of a message that it gets: then what it holds and what we hold differ, and it
+/// refuses a right password. So a refusal counts only in a round without copies; after any other the handshake starts
+/// over, by then with waits that the target keeps.
 class RmcpPlusHandshake {
  public:
   RmcpPlusHandshake(UdpChannel& channel, const ExchangeOptions& options, const Credentials& credentials,
                     const CipherSuite& suite, Privilege privilege);
 
-  /// Starts over, within the options' time, when a lost or doubled message may have led the target to another state
-  /// than ours.
+  /// Whatever the end, the target is told to forget what else it has opened for us on the way.
   SessionResult Run(std::unique_ptr<LanSession>& session);
 
  private:
-  bool MayBeOutOfStep(SessionResult result) const;
   SessionResult RunOnce(std::unique_ptr<LanSession>& session);
+  bool IsWorthAnotherRound(SessionResult result, int rounds) const;
   SessionResult OpenSession();
   SessionResult ExchangeRandoms();
   SessionResult Confirm(std::unique_ptr<LanSession>& session);
   SessionResult Refusal(const char* step, u8 status) const;
-  /// Exchanges one payload. `decode` gives nothing for what is no such reply.
+  /// Exchanges one payload, whose first byte is the tag. `decode` gives nothing for what is no such reply.
   template <typename T>
-  ExchangeResult Ask(PayloadType type, ByteView request, PayloadType replyType, std::optional<T> (*decode)(ByteView),
-                     T& reply);
+  ExchangeResult Ask(const ExchangeOptions& options, PayloadType type, Bytes request, PayloadType replyType,
+                     std::optional<T> (*decode)(ByteView), T& reply);
   std::optional<ByteView> Payload(std::span<u8> datagram, PayloadType type);
+  /// Notes what copies of earlier messages have led to.
+  void NoteLateReply(ByteView datagram);
+  void CloseAttempt();
+  void PostRefusal(u32 targetId, u8 status);
 
   UdpChannel& channel_;
   const ExchangeOptions options_;
@@ -37,6 +46,10 @@ class RmcpPlusHandshake {
   RakpExchange exchange_;
   std::unique_ptr<RmcpPlusSession> session_;  ///< from RAKP message 3 on
   u8 tag_ = 0;
+  bool clean_ = true;            ///< the target got each message of this round once, as far as is known
+  int wrongCodes_ = 0;           ///< rounds in which the target's code in RAKP message 2 did not fit the password
+  std::vector<u32> consoleIds_;  ///< of all rounds
+  std::vector<u32> surplusIds_;  ///< sessions that copies of Open Session have opened at the target
 };
 
 }  // namespace Kelvar::Ipmi

@@ -32,6 +32,7 @@ std::optional<ByteView> RmcpPlusSession::Unwrap(std::span<u8> packet, PayloadTyp
       !window_.Take(fields->sequence)) {
     return std::nullopt;
   }
+  lastSequence_ = fields->sequence;
   const auto start = static_cast<std::size_t>(fields->payload.data() - packet.data());
   return Decrypt(packet.subspan(start, fields->payload.size()), cipher_);
 }

@@ -16,6 +16,7 @@ class RmcpPlusSession : public LanSession {
   /// The payload of that type.
   std::optional<ByteView> Unwrap(std::span<u8> packet, PayloadType type);
   u32 TargetId() const override { return targetId_; }
+  u32 LastSequence() const override { return lastSequence_; }
 
  private:
   Hmac integrity_;
@@ -24,6 +25,7 @@ class RmcpPlusSession : public LanSession {
   const u32 consoleId_;
   const u32 targetId_;
   u32 sequence_ = 0;
+  u32 lastSequence_ = 0;
   SequenceWindow window_;
   Bytes payload_;
 };

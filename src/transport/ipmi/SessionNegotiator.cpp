@@ -21,27 +21,36 @@ constexpr u8 kWithPlus = 0x80;
 std::optional<AuthCapabilities> DecodeAuthCapabilities(ByteView data) {
   constexpr u8 kExtended = 0x80;
   constexpr u8 kPlusOffered = 0x02;
+  constexpr u8 kBmcKeySet = 0x20;
   Text::ByteReader reader(data);
   reader.Skip(1);
   AuthCapabilities capabilities;
   capabilities.authTypes = reader.U8();
-  reader.Skip(1);
+  const u8 status = reader.U8();
   const u8 versions = reader.U8();
   capabilities.plus = (capabilities.authTypes & kExtended) != 0 && (versions & kPlusOffered) != 0;
+  capabilities.bmcKey = capabilities.plus && (status & kBmcKeySet) != 0;
   return reader.Ok() ? std::optional(capabilities) : std::nullopt;
 }
 
 SessionResult SessionNegotiator::Run(std::unique_ptr<LanSession>& session) {
-  ExchangeResult result = ExchangeResult::Timeout;
-  const auto capabilities = AskCapabilities(result);
-  if (!capabilities) {
-    return result == ExchangeResult::PortUnreachable ? SessionResult::PortUnreachable : SessionResult::Timeout;
+  ExchangeResult heard = ExchangeResult::Timeout;
+  if (!AskCapabilities(heard)) {
+    return heard == ExchangeResult::PortUnreachable ? SessionResult::PortUnreachable : SessionResult::Timeout;
   }
-  return capabilities->plus ? OpenPlus(session) : Open15(*capabilities, session);
+  switch (kind_) {
+    case SessionKind::Ipmi15Md5:
+      return Open15(AuthType::Md5, session);
+    case SessionKind::Ipmi15Password:
+      return Open15(AuthType::Password, session);
+    default:
+      return OpenPlus(session);
+  }
 }
 
-std::optional<AuthCapabilities> SessionNegotiator::AskCapabilities(ExchangeResult& result) {
-  const ExchangeOptions options{options_.timings, options_.deadline, true};
+bool SessionNegotiator::AskCapabilities(ExchangeResult& result) {
+  ExchangeOptions options = options_;
+  options.stopWhenPortClosed = true;
   NoSession before;
   for (const u8 version : {kWithPlus, u8{0}}) {  // targets of IPMI 1.5 may refuse the question about RMCP+
     Reply reply;
@@ -49,15 +58,17 @@ std::optional<AuthCapabilities> SessionNegotiator::AskCapabilities(ExchangeResul
     result = exchange_.AskApplication(before, options, kGetAuthCapabilities,
                                       {channel, static_cast<u8>(Privilege::Administrator)}, reply);
     if (result != ExchangeResult::Reply) {
-      return std::nullopt;
+      return false;
     }
     const auto capabilities = DecodeAuthCapabilities(reply.data);
     if (reply.completionCode == 0 && capabilities) {
-      return capabilities;
+      capabilities_ = *capabilities;
+      return true;
     }
   }
-  KELVAR_LOG(2) << "IPMI: the target does not tell its authentication capabilities, trying RMCP+";
-  return AuthCapabilities{true, 0};
+  KELVAR_LOG(2) << "IPMI: the target does not tell its authentication capabilities";
+  capabilities_ = AuthCapabilities{true, false, 0xFF};
+  return true;
 }
 
 template <typename Handshake>
@@ -89,21 +100,21 @@ SessionResult SessionNegotiator::OpenPlus(std::unique_ptr<LanSession>& session) 
       break;
     }
   }
+  const bool failed = result == SessionResult::SuiteRefused || result == SessionResult::SuiteUnanswered;
+  if (failed && !capabilities_.plus) {
+    KELVAR_LOG(1) << "IPMI: the target offers no RMCP+; an IPMI 1.5 session has to be asked for by name";
+    return SessionResult::NotOffered;
+  }
   return result == SessionResult::SuiteUnanswered ? SessionResult::Timeout : result;
 }
 
-SessionResult SessionNegotiator::Open15(const AuthCapabilities& capabilities, std::unique_ptr<LanSession>& session) {
-  constexpr AuthType kBestFirst[] = {AuthType::Md5, AuthType::Password, AuthType::None};
-  const auto* type = std::find_if(std::begin(kBestFirst), std::end(kBestFirst),
-                                  [&](AuthType candidate) { return capabilities.Offers(candidate); });
-  if (type == std::end(kBestFirst)) {
-    KELVAR_LOG(1) << "IPMI: the target offers neither RMCP+ nor an authentication type of ours";
-    return SessionResult::Failed;
+SessionResult SessionNegotiator::Open15(AuthType type, std::unique_ptr<LanSession>& session) {
+  if (!capabilities_.Offers(type)) {
+    KELVAR_LOG(1) << "IPMI: the target offers no IPMI 1.5 session with authentication type " << static_cast<int>(type);
+    return SessionResult::NotOffered;
   }
-  KELVAR_LOG(2) << "IPMI: the target has no RMCP+, opening an IPMI 1.5 session with authentication type "
-                << static_cast<int>(*type);
   return OpenWithPrivilege(session, [&](Privilege privilege) {
-    return Ipmi15Handshake(exchange_, options_, credentials_, *type, privilege).Run(session);
+    return Ipmi15Handshake(exchange_, options_, credentials_, type, privilege).Run(session);
   });
 }
 

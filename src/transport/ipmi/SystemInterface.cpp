@@ -1,5 +1,6 @@
 #include "transport/ipmi/SystemInterface.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -11,8 +12,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
 #include "common/process/Descriptors.h"
+#include "transport/ipmi/IpmiDiagnostics.h"
 
 namespace Kelvar::Ipmi {
 namespace {
@@ -40,6 +43,14 @@ std::unique_ptr<DeviceCalls> MakeLinuxDeviceCalls() {
 CONNECTIONSTATE SystemInterface::Open(const IpmiTimings& timings) {
   Close();
   timings_ = timings;
+  const CONNECTIONSTATE state = OpenDevice();
+  const bool open = state == IPMICONNECTED;
+  RecordSetUp({open ? FailureCause::None : FailureCause::Unreachable,
+               open ? "local device open" : "the local device cannot be opened", 1, 0});
+  return state;
+}
+
+CONNECTIONSTATE SystemInterface::OpenDevice() {
   const std::string number = std::to_string(index_);
   for (const char* stem : {"/dev/ipmi", "/dev/ipmi/", "/dev/ipmidev/"}) {
     const std::string path = stem + number;
@@ -68,12 +79,17 @@ int SystemInterface::Send(const IPMICOMMAND& command, std::vector<u8>& response,
   if (device_ < 0) {
     return kSendNotConnected;
   }
+  const auto now = Clock::now();
+  const auto deadline = std::min(now + Milliseconds(timings_.limitMs), OperationDeadline::End(now));
+  if (now >= deadline) {
+    OperationDeadline::NoteReached();
+    return kSendNoTime;
+  }
   if (command.data.size() > kMostData || command.netFn > 0x3F || (command.netFn & 1) != 0 || !SendRequest(command)) {
     KELVAR_LOG(1) << "IPMI: the device does not take command " << int{command.command} << " of network function "
                   << int{command.netFn};
     return kSendNotPossible;
   }
-  const auto deadline = After(timings_.limitMs);
   for (auto left = LeftUntil(deadline); left > 0; left = LeftUntil(deadline)) {
     const int ready = calls_->Poll(device_, left);
     if (ready == 0 || (ready < 0 && errno == EINTR)) {

@@ -1,90 +1,71 @@
 #include "transport/ipmi/UdpChannel.h"
 
-#include <cerrno>
-#include <cstring>
-#include <memory>
+#include <algorithm>
 
-#include <netdb.h>
 #include <openssl/crypto.h>
-#include <poll.h>
-#include <unistd.h>
-
-#include "common/log/LogMacros.h"
-#include "common/process/Descriptors.h"
 
 namespace Kelvar::Ipmi {
 namespace {
 
 /// Larger datagrams are no replies to anything this library asks.
 constexpr std::size_t kLargestDatagram = 4096;
+/// A buffer that grows would leave bytes behind that nobody wipes.
+constexpr std::size_t kLargestRequest = 512;
 
 }  // namespace
 
-std::vector<Endpoint> Resolve(const std::string& host, const std::string& port) {
-  addrinfo hints{};
-  hints.ai_socktype = SOCK_DGRAM;
-  hints.ai_flags = AI_NUMERICSERV;
-  addrinfo* found = nullptr;
-  const int failure = getaddrinfo(host.c_str(), port.c_str(), &hints, &found);
-  if (failure != 0) {
-    KELVAR_LOG(1) << "IPMI: cannot resolve " << host << " port " << port << ": " << gai_strerror(failure);
-    return {};
-  }
-  const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, &freeaddrinfo);
-  std::vector<Endpoint> endpoints;
-  for (const addrinfo* entry = found; entry != nullptr; entry = entry->ai_next) {
-    Endpoint& endpoint = endpoints.emplace_back();
-    endpoint.size = entry->ai_addrlen;
-    std::memcpy(&endpoint.address, entry->ai_addr, entry->ai_addrlen);
-  }
-  return endpoints;
+UdpChannel::UdpChannel(std::unique_ptr<DatagramPort> port) : port_(std::move(port)) {
+  outgoing_.reserve(kLargestRequest);
+}
+
+UdpChannel::~UdpChannel() {
+  Close();
 }
 
 bool UdpChannel::Open(const Endpoint& endpoint) {
   Close();
-  socket_ = AboveStandardStreams(socket(endpoint.address.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (socket_ < 0 || ::connect(socket_, reinterpret_cast<const sockaddr*>(&endpoint.address), endpoint.size) != 0) {
-    KELVAR_LOG(2) << "IPMI: no socket to the target: " << std::strerror(errno);
-    Close();
-    return false;
-  }
   incoming_.resize(kLargestDatagram);
-  prompt_ = false;
-  return true;
+  roundTrip_.Forget();
+  pathDoubles_ = false;
+  RestartSilence();
+  return port_->Open(endpoint);
 }
 
 void UdpChannel::Close() noexcept {
-  OPENSSL_cleanse(outgoing_.data(), outgoing_.size());  // IPMI 1.5 can put the password itself into packets
-  if (socket_ >= 0) {
-    close(socket_);
-    socket_ = -1;
-  }
+  // IPMI 1.5 can put the password itself into packets.
+  outgoing_.resize(outgoing_.capacity());
+  OPENSSL_cleanse(outgoing_.data(), outgoing_.size());
+  outgoing_.clear();
+  port_->Close();
 }
 
 void UdpChannel::Post(ByteView packet) noexcept {
-  // An error that an earlier datagram met is reported by the next call, which then has not sent: once more.
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    if (::send(socket_, packet.data(), packet.size(), MSG_NOSIGNAL) >= 0) {
-      return;
-    }
-  }
+  port_->Send(packet);
 }
 
-ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const std::function<void(Bytes&)>& make,
-                                    const std::function<bool(std::span<u8>)>& accept) {
+void UdpChannel::Pause(Clock::time_point until) {
+  Listen(until, false, [](std::span<u8>) { return std::nullopt; });
+}
+
+ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const MakeCopy& make, const TakeReply& take) {
+  sentAt_.clear();
+  answered_ = 0;
+  const auto silent = lastReply_ + Milliseconds(options.timings.limitMs) + roundTrip_.Backlog();
+  const auto end = std::min(options.deadline, silent);
   for (u32 index = 0; index < options.timings.tries; ++index) {
-    const auto now = Clock::now();
-    if (now >= options.deadline) {
+    const auto now = Now();
+    if (now >= end) {
       break;
     }
     outgoing_.clear();
-    make(outgoing_);
+    make(outgoing_, index);
     Post(outgoing_);
-    const auto until = std::min(now + WaitAfter(options.timings, index, prompt_), options.deadline);
-    const ExchangeResult result = Listen(until, options.stopWhenPortClosed, accept);
-    if (result == ExchangeResult::Reply &&
-        index == 0) {  // of a later one it is not known which transmission it answers
-      prompt_ = Clock::now() - now < WaitAfter(options.timings, 0) / 2;
+    sentAt_.push_back(now);
+    ++totalTransmissions_;
+    const auto until = std::min(now + roundTrip_.WaitAfter(options.timings, index), end);
+    const ExchangeResult result = Listen(until, options.stopWhenPortClosed, take);
+    if (result == ExchangeResult::Reply && options.lastReplyCounts) {
+      AwaitLastReply(options, take);
     }
     if (result != ExchangeResult::Timeout) {
       return result;
@@ -93,35 +74,42 @@ ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const std::f
   return ExchangeResult::Timeout;
 }
 
-ExchangeResult UdpChannel::Listen(Clock::time_point until, bool stopWhenPortClosed,
-                                  const std::function<bool(std::span<u8>)>& accept) {
-  while (WaitReadable(until)) {
-    const ssize_t size = recv(socket_, incoming_.data(), incoming_.size(), MSG_TRUNC);
-    if (size < 0 && errno == ECONNREFUSED && stopWhenPortClosed) {
-      return ExchangeResult::PortUnreachable;
+ExchangeResult UdpChannel::Listen(Clock::time_point until, bool stopWhenPortClosed, const TakeReply& take) {
+  for (;;) {
+    std::size_t size = 0;
+    const DatagramPort::Event event = port_->Receive(until, incoming_, size);
+    if (event == DatagramPort::Event::Timeout) {
+      return ExchangeResult::Timeout;
     }
-    if (size < 0 || static_cast<std::size_t>(size) > incoming_.size()) {
-      continue;
-    }
-    if (accept(std::span(incoming_).first(static_cast<std::size_t>(size)))) {
+    if (event == DatagramPort::Event::PortClosed) {
+      if (stopWhenPortClosed) {
+        return ExchangeResult::PortUnreachable;
+      }
+    } else if (const auto copy = take(std::span(incoming_).first(size)); copy && *copy < sentAt_.size()) {
+      NoteReply(*copy);
       return ExchangeResult::Reply;
     }
+    if (Now() >= until) {
+      return ExchangeResult::Timeout;
+    }
   }
-  return ExchangeResult::Timeout;
 }
 
-bool UdpChannel::WaitReadable(Clock::time_point until) const {
-  for (int left = LeftUntil(until); left > 0; left = LeftUntil(until)) {
-    pollfd entry{socket_, POLLIN, 0};
-    const int ready = poll(&entry, 1, left);
-    if (ready > 0) {
-      return true;
-    }
-    if (ready < 0 && errno != EINTR) {
-      return false;
-    }
+void UdpChannel::NoteReply(u32 copy) {
+  lastReply_ = Now();
+  if (++answered_ == 1) {
+    roundTrip_.Add(lastReply_ - sentAt_[copy]);
   }
-  return false;
+  roundTrip_.SetBacklog(static_cast<u32>(sentAt_.size()) - 1 - copy);
+}
+
+void UdpChannel::AwaitLastReply(const ExchangeOptions& options, const TakeReply& take) {
+  constexpr Milliseconds kLeast(20);
+  const auto wait = std::max<Clock::duration>(kLeast, roundTrip_.Expected() + roundTrip_.Backlog());
+  const auto until = std::min(sentAt_.back() + wait, options.deadline);
+  const auto missing = [&] { return pathDoubles_ || answered_ < sentAt_.size(); };
+  while (missing() && Now() < until && Listen(until, false, take) == ExchangeResult::Reply) {
+  }
 }
 
 }  // namespace Kelvar::Ipmi

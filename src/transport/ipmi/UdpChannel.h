@@ -1,24 +1,13 @@
 #pragma once
 
 #include <functional>
-#include <string>
+#include <optional>
 #include <vector>
 
-#include <sys/socket.h>
-
-#include "transport/ipmi/IpmiTimings.h"
-#include "transport/ipmi/WireBytes.h"
+#include "transport/ipmi/DatagramPort.h"
+#include "transport/ipmi/RoundTrip.h"
 
 namespace Kelvar::Ipmi {
-
-struct Endpoint {
-  sockaddr_storage address{};
-  socklen_t size = 0;
-};
-
-/// Addresses of a host name or of an IPv4 or IPv6 address, in the resolver's order; none on failure, which is logged.
-/// Asking a name server takes as long as the system's resolver is configured to.
-std::vector<Endpoint> Resolve(const std::string& host, const std::string& port);
 
 /// How an exchange of datagrams ended.
 enum class ExchangeResult {
@@ -32,35 +21,59 @@ struct ExchangeOptions {
   const IpmiTimings& timings;
   Clock::time_point deadline;
   bool stopWhenPortClosed = false;
+  /// The target starts anew with each copy, so that only its reply to the last one holds: waits for that.
+  bool lastReplyCounts = false;
 };
 
-/// Datagrams to and from one address; the kernel drops those of other senders.
+/// Requests and replies over one port. Keeps the waits in step with the target; knows nothing of what the bytes mean.
 class UdpChannel {
  public:
-  UdpChannel() = default;
+  /// Puts copy number `copy` of a request, counting from 0, into an empty packet.
+  using MakeCopy = std::function<void(Bytes& packet, u32 copy)>;
+  /// Takes a datagram, whose bytes it may change, as the reply to the copy that it names; nothing for any other.
+  using TakeReply = std::function<std::optional<u32>(std::span<u8> datagram)>;
+
+  explicit UdpChannel(std::unique_ptr<DatagramPort> port);
   UdpChannel(const UdpChannel&) = delete;
   UdpChannel& operator=(const UdpChannel&) = delete;
-  ~UdpChannel() { Close(); }
+  ~UdpChannel();
 
   bool Open(const Endpoint& endpoint);
   void Close() noexcept;
 
-  /// Sends what `make` puts into an empty packet, and again after growing waits, until `accept` takes one of the
-  /// datagrams that come in. `accept` may change the bytes it is given. Other datagrams do not prolong the waits.
-  ExchangeResult Exchange(const ExchangeOptions& options, const std::function<void(Bytes&)>& make,
-                          const std::function<bool(std::span<u8>)>& accept);
+  /// Sends a request, and again after growing waits, until there is a reply, until the target was silent for the limit,
+  /// or until the deadline. Other datagrams do not prolong the waits.
+  ExchangeResult Exchange(const ExchangeOptions& options, const MakeCopy& make, const TakeReply& take);
+  /// Transmissions of the last exchange.
+  u32 Transmissions() const { return static_cast<u32>(sentAt_.size()); }
+  /// Transmissions of all exchanges since the channel was made.
+  u64 TotalTransmissions() const { return totalTransmissions_; }
+  /// That the target got a request twice though it was sent once: from now on `lastReplyCounts` waits in any case.
+  void NoteDoubledRequest() { pathDoubles_ = true; }
 
   /// Sends without waiting for an answer.
   void Post(ByteView packet) noexcept;
 
+  Clock::time_point Now() const { return port_->Now(); }
+  Clock::time_point After(u32 milliseconds) const { return Now() + Milliseconds(milliseconds); }
+  /// Lets the time pass; what arrives meanwhile is dropped.
+  void Pause(Clock::time_point until);
+  /// The limit on silence begins anew.
+  void RestartSilence() { lastReply_ = Now(); }
+
  private:
   /// Receives until `until`.
-  ExchangeResult Listen(Clock::time_point until, bool stopWhenPortClosed,
-                        const std::function<bool(std::span<u8>)>& accept);
-  bool WaitReadable(Clock::time_point until) const;
+  ExchangeResult Listen(Clock::time_point until, bool stopWhenPortClosed, const TakeReply& take);
+  void NoteReply(u32 copy);
+  void AwaitLastReply(const ExchangeOptions& options, const TakeReply& take);
 
-  int socket_ = -1;
-  bool prompt_ = false;  ///< answers come soon
+  const std::unique_ptr<DatagramPort> port_;
+  RoundTrip roundTrip_;
+  bool pathDoubles_ = false;
+  Clock::time_point lastReply_{};
+  std::vector<Clock::time_point> sentAt_;
+  u32 answered_ = 0;  ///< replies in the current exchange
+  u64 totalTransmissions_ = 0;
   Bytes outgoing_;
   Bytes incoming_;
 };

@@ -1,3 +1,8 @@
+#include <atomic>
+
+#include <kelvar/ConnectionOptions.h>
+#include <kelvar/Diagnostics.h>
+
 #include "flow/ipmi_transport/TransportCommands.h"
 #include "support/IpmiSim.h"
 #include "support/LogCapture.h"
@@ -22,40 +27,68 @@ RelayRule Only15(u8 authTypes, RelayRule then = nullptr) {
   };
 }
 
+ConnectionOptions Asking(ConnectionOptions::IpmiSession kind) {
+  ConnectionOptions options;
+  options.ipmi_session = kind;
+  return options;
+}
+
+const ConnectionOptions kMd5Session = Asking(ConnectionOptions::IpmiSession::Ipmi15Md5);
+const ConnectionOptions kPasswordSession = Asking(ConnectionOptions::IpmiSession::Ipmi15Password);
+
 TEST(Ipmi15, EachAuthenticationTypeServesAndRefuses) {
   const struct {
-    u8 offered;
-    const char* line;
-    CONNECTIONSTATE wrongPassword;
-  } cases[] = {{kNone | kMd5 | kPassword, "authentication type 2", IPMIAUTHFAIL},
-               {kNone | kPassword, "authentication type 4", IPMIAUTHFAIL},
-               {kNone, "authentication type 0", IPMICONNECTED}};
+    const ConnectionOptions& options;
+    u8 authType;
+  } cases[] = {{kMd5Session, 2}, {kPasswordSession, 4}};
   IpmiSim server;
   for (const auto& test : cases) {
-    SCOPED_TRACE(test.line);
+    SCOPED_TRACE(int{test.authType});
+    std::atomic<int> others{0};
+    UdpRelay relay(server.Port(), [&](Towards towards, std::size_t number, std::vector<u8>& datagram) {
+      others += towards == Towards::Server && number >= 2 && datagram.at(4) != test.authType ? 1 : 0;
+      return Fate{};
+    });
+    const ConnectionOptionsScope scope(test.options);
     const LogCapture log;
-    UdpRelay relay(server.Port(), Only15(test.offered));
-    IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
-    client.SetTimings(kShort);
-    ASSERT_EQ(client.connect(), IPMICONNECTED);
-    EXPECT_TRUE(log.Contains(test.line));
-    EXPECT_TRUE(log.Has(3, "IPMI: session open, privilege 4"));
-    for (int round = 0; round < 70; ++round) {
-      ExpectDeviceId(client);
+    {
+      IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
+      client.SetTimings(kShort);
+      ASSERT_EQ(client.connect(), IPMICONNECTED);
+      EXPECT_TRUE(log.Has(3, "IPMI: session open, privilege 4"));
+      for (int round = 0; round < 70; ++round) {
+        ExpectDeviceId(client);
+      }
     }
+    EXPECT_EQ(others, 0) << "packets with another authentication type";
     IpmiClient unknown("127.0.0.1", "nobody", "kelvar-demo", relay.PortText(), 3);
     EXPECT_EQ(unknown.connect(), IPMIAUTHFAIL);
     IpmiClient wrong("127.0.0.1", "admin", "wrong", relay.PortText(), 3);
     wrong.SetTimings(kShort);
-    EXPECT_EQ(wrong.connect(), test.wrongPassword);
+    EXPECT_EQ(wrong.connect(), IPMIAUTHFAIL);
+  }
+}
+
+TEST(Ipmi15, NoPacketTalksTheClientDown) {
+  IpmiSim server;
+  for (const u8 offered : {u8{kNone | kMd5 | kPassword}, kPassword, kNone}) {
+    std::atomic<int> lowered{0};
+    UdpRelay relay(server.Port(), Only15(offered, [&](Towards towards, std::size_t number, std::vector<u8>& datagram) {
+                     lowered += towards == Towards::Server && number > 0 && datagram.at(4) != 6 ? 1 : 0;
+                     return Fate{};
+                   }));
+    IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
+    ASSERT_EQ(client.connect(), IPMICONNECTED) << "RMCP+ is there, whatever the forged packet says";
+    ExpectDeviceId(client);
+    EXPECT_EQ(lowered, 0);
   }
 }
 
 TEST(Ipmi15, PrivilegeFallsToWhatTheUserHas) {
   IpmiSim server;
-  UdpRelay relay(server.Port(), Only15(kMd5));
+  const ConnectionOptionsScope scope(kMd5Session);
   const LogCapture log;
-  IpmiClient client("127.0.0.1", "user", "user-pass", relay.PortText(), 3);
+  IpmiClient client("127.0.0.1", "user", "user-pass", server.PortText(), 3);
   ASSERT_EQ(client.connect(), IPMICONNECTED);
   EXPECT_TRUE(log.Has(3, "IPMI: session open, privilege 2"));
   ExpectDeviceId(client);
@@ -63,20 +96,24 @@ TEST(Ipmi15, PrivilegeFallsToWhatTheUserHas) {
 
 TEST(Ipmi15, WhatIpmi15CannotDo) {
   IpmiSim server;
-  UdpRelay relay(server.Port(), Only15(kMd5));
-  IpmiClient longPassword("127.0.0.1", "admin", "password-17-bytes", relay.PortText(), 3);
+  const ConnectionOptionsScope scope(kMd5Session);
+  IpmiClient longPassword("127.0.0.1", "admin", "password-17-bytes", server.PortText(), 3);
   EXPECT_EQ(longPassword.connect(), IPMIAUTHFAIL);
-  UdpRelay nothing(server.Port(), Only15(0));
-  IpmiClient noType("127.0.0.1", "admin", "kelvar-demo", nothing.PortText(), 3);
+  Diagnostics met;
+  const DiagnosticsScope diagnostics(met);
+  UdpRelay other(server.Port(), Only15(kNone | kPassword));
+  IpmiClient noType("127.0.0.1", "admin", "kelvar-demo", other.PortText(), 3);
   EXPECT_EQ(noType.connect(), IPMICONNECTFAIL);
+  EXPECT_EQ(met.Cause(), FailureCause::NotOffered);
 }
 
-TEST(Ipmi15, ServerThatDiesBehindTheChallengeIsNoRefusedLogin) {
+TEST(Ipmi15, ServerThatDiesAfterTheChallengeIsNoRefusedLogin) {
   IpmiSim server;
   const RelayRule dead = [](Towards towards, std::size_t number, std::vector<u8>&) {
     return Fate{towards == Towards::Server && number >= 2 ? 0 : 1, {}};
   };
-  UdpRelay relay(server.Port(), Only15(kMd5, dead));
+  const ConnectionOptionsScope scope(kMd5Session);
+  UdpRelay relay(server.Port(), dead);
   IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
   client.SetTimings(kShort);
   EXPECT_EQ(client.connect(), IPMICONNECTFAIL);
@@ -85,7 +122,8 @@ TEST(Ipmi15, ServerThatDiesBehindTheChallengeIsNoRefusedLogin) {
 TEST(Ipmi15, SurvivesLossDoublesAndDelays) {
   IpmiSim server;
   Weather weather{7, 15, 20, 15, std::chrono::milliseconds(15)};
-  UdpRelay relay(server.Port(), Only15(kMd5, MakeWeather(weather)));
+  const ConnectionOptionsScope scope(kMd5Session);
+  UdpRelay relay(server.Port(), MakeWeather(weather));
   IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
   client.SetTimings(kPatient);
   ASSERT_EQ(client.connect(), IPMICONNECTED);

@@ -1,5 +1,3 @@
-#include <atomic>
-
 #include "flow/ipmi_transport/TransportCommands.h"
 #include "support/IpmiSim.h"
 #include "support/LogCapture.h"
@@ -9,62 +7,6 @@ namespace Kelvar::Test {
 namespace {
 
 using std::chrono::milliseconds;
-
-TEST(IpmiLoss, LateReplyCountsForItsRequest) {
-  constexpr milliseconds kDelay(25);
-  constexpr std::size_t kSetUp = 5;
-  IpmiSim server;
-  std::chrono::steady_clock::time_point due;
-  const RelayRule late = [&](Towards towards, std::size_t number, std::vector<u8>&) {
-    const auto now = std::chrono::steady_clock::now();
-    if (towards == Towards::Server) {
-      return Fate{now < due ? 0 : 1, {}};  // what is sent again while the reply is on its way never arrives
-    }
-    due = number >= kSetUp ? now + kDelay : now;
-    return Fate{1, number >= kSetUp ? kDelay : milliseconds(0)};
-  };
-  UdpRelay relay(server.Port(), late);
-  IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
-  client.SetTimings({10, 40, 100, 5000, 30000});
-  ASSERT_EQ(client.connect(), IPMICONNECTED);
-  const std::size_t before = relay.FromClient();
-  for (int round = 0; round < 3; ++round) {
-    ExpectDeviceId(client);
-    ExpectChannelInfo(client);
-  }
-  EXPECT_GT(relay.FromClient() - before, 6U) << "nothing was sent again";
-}
-
-/// What lies between the second and the third transmission of a command whose first two get lost. Replies to the
-/// command before come after `delay`.
-milliseconds SecondWait(const IpmiSim& server, milliseconds delay) {
-  std::atomic<bool> losing = false;
-  std::vector<std::chrono::steady_clock::time_point> sent;
-  UdpRelay relay(server.Port(), [&](Towards towards, std::size_t, std::vector<u8>&) {
-    if (towards == Towards::Client || !losing) {
-      return Fate{1, towards == Towards::Client && !losing ? delay : milliseconds(0)};
-    }
-    sent.push_back(std::chrono::steady_clock::now());
-    return Fate{sent.size() < 3 ? 0 : 1, {}};
-  });
-  IpmiClient client("127.0.0.1", "admin", "kelvar-demo", relay.PortText(), 3);
-  client.SetTimings({100, 1000, 4, 5000, 30000});
-  EXPECT_EQ(client.connect(), IPMICONNECTED);
-  ExpectDeviceId(client);
-  losing = true;
-  ExpectDeviceId(client);
-  return std::chrono::duration_cast<milliseconds>(sent.at(2) - sent.at(1));
-}
-
-TEST(IpmiLoss, APromptTargetIsAskedAgainSooner) {
-  const IpmiSim server;
-  milliseconds least(1000);
-  for (int attempt = 0; attempt < 5 && least >= milliseconds(150); ++attempt) {  // a busy machine is late now and then
-    least = std::min(least, SecondWait(server, milliseconds(0)));
-  }
-  EXPECT_LT(least, milliseconds(150));
-  EXPECT_GT(SecondWait(server, milliseconds(70)), milliseconds(150));
-}
 
 TEST(IpmiLoss, BadWeatherChangesNoAnswer) {
   IpmiSim server;

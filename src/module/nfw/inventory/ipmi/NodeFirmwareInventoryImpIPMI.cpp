@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
 #include "common/text/ByteReader.h"
 #include "module/nfw/inventory/ipmi/IpmiExchange.h"
@@ -86,6 +87,7 @@ NodeFirmwareInventoryImpIPMI::~NodeFirmwareInventoryImpIPMI() {
 }
 
 Code NodeFirmwareInventoryImpIPMI::Run(const char* operation, OperationBody body, ExitLine exitLine) {
+  const OperationDeadline deadline(limitSeconds_);
   const auto whenConnected = [&](Code& code) {
     if (connected) {
       body(code);
@@ -98,6 +100,7 @@ Code NodeFirmwareInventoryImpIPMI::Run(const char* operation, OperationBody body
 }
 
 Code NodeFirmwareInventoryImpIPMI::RunUncaught(const char* operation, OperationBody body) {
+  const OperationDeadline deadline(limitSeconds_);
   return RunOperation(kClass, operation, nullptr, body);
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include <kelvar/ConnectionOptions.h>
 #include <kelvar/NodeFirmwareInventoryImp.h>
 
 #include "module/nfw/inventory/OperationFrame.h"
@@ -13,7 +14,8 @@ namespace Kelvar {
 /// The backend that reads the inventory with IPMI commands, over the network or through the local system interface.
 ///
 /// Connects once, in its constructor; an object that could not connect answers every operation with
-/// INVENTORY_CONNECT_FAILED and never tries again. An IpmiException that connect() raises leaves the constructor.
+/// INVENTORY_CONNECT_FAILED and never tries again. An operation ends after the time that ConnectionOptions names, with
+/// what it has read by then. An IpmiException that connect() raises leaves the constructor.
 class NodeFirmwareInventoryImpIPMI : public NodeFirmwareInventoryImp {
  public:
   explicit NodeFirmwareInventoryImpIPMI(const KelvarConnection::ConnectionInfo& connection);
@@ -37,7 +39,7 @@ class NodeFirmwareInventoryImpIPMI : public NodeFirmwareInventoryImp {
   /// An operation under the exception clauses, which answers INVENTORY_CONNECT_FAILED without a connection.
   INVENTORYRETURNCODE Run(const char* operation, OperationBody body, ExitLine exitLine = {});
   /// An operation with neither.
-  static INVENTORYRETURNCODE RunUncaught(const char* operation, OperationBody body);
+  INVENTORYRETURNCODE RunUncaught(const char* operation, OperationBody body);
 
   INVENTORYRETURNCODE buildZMCInfo(KelvarNfw::NODEFIRMWAREBUILDID& record);
   INVENTORYRETURNCODE buildZMCBackUpInfo(KelvarNfw::NODEFIRMWAREBUILDID& record);
@@ -47,6 +49,7 @@ class NodeFirmwareInventoryImpIPMI : public NodeFirmwareInventoryImp {
   INVENTORYRETURNCODE buildQDGVerInfo(KelvarNfw::NODEFIRMWAREBUILDID& record);
   INVENTORYRETURNCODE buildQDGDateInfo(KelvarNfw::NODEFIRMWAREBUILDID& record);
 
+  const u32 limitSeconds_ = ConnectionOptionsScope::Current().operation_limit_seconds;
   std::unique_ptr<IpmiClientInterface> client;
   bool connected = false;
 };
