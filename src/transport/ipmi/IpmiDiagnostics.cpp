@@ -64,7 +64,7 @@ void RecordSetUp(const SetUpOutcome& outcome) noexcept {
     DiagnosticsRecorder::Add(exchange);
   } catch (const std::bad_alloc&) {  // then this one is missing
   }
-  if (outcome.cause == FailureCause::None) {
+  if (outcome.cause == FailureCause::None || outcome.cause == FailureCause::NotOffered) {
     DiagnosticsRecorder::NoteServiceUnderstood();
   }
 }

@@ -20,7 +20,8 @@ struct SetUpOutcome {
   double seconds = 0;
 };
 
-/// Hands a set-up to whoever listens on this thread; one without a cause means that IPMI is spoken there.
+/// Hands a set-up to whoever listens on this thread; a session, or a kind of session that the target does not offer,
+/// means that IPMI is spoken there.
 void RecordSetUp(const SetUpOutcome& outcome) noexcept;
 
 /// How a command ended: `failure` is the result of `send`.

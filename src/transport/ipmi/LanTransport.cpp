@@ -240,7 +240,7 @@ void LanTransport::Close() noexcept {
   try {
     if (session_) {
       IpmiTimings shortly = timings_;
-      shortly.tries = std::min(timings_.tries, 2U);
+      shortly.tries = std::min(timings_.tries, 3U);
       Reply reply;
       channel_.RestartSilence();
       exchange_.AskApplication(*session_, {shortly, Clock::time_point::max()}, kCloseSession, CloseData(*session_),

@@ -11,7 +11,7 @@ namespace {
 /// The target looks the user up by name alone, not by name and privilege.
 constexpr u8 kNameOnlyLookup = 0x10;
 constexpr int kMostRounds = 6;
-constexpr int kMostSilentRounds = 3;
+constexpr int kMostCleanRounds = 3;
 constexpr std::size_t kMostSurplus = 8;
 
 }  // namespace
@@ -26,37 +26,36 @@ RmcpPlusHandshake::RmcpPlusHandshake(UdpChannel& channel, const ExchangeOptions&
 
 SessionResult RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
   SessionResult result = RunOnce(session);
-  int rounds = 1;
-  while (IsWorthAnotherRound(result, rounds) && channel_.Now() < options_.deadline) {
+  while (IsWorthAnotherRound(result) && channel_.Now() < options_.deadline) {
     KELVAR_LOG(4) << "IPMI: session set-up starts over";
     result = RunOnce(session);
-    ++rounds;
   }
   for (const u32 id : surplusIds_) {
     PostRefusal(id, RakpStatus::kIllegalParameter);
   }
-  const bool doubtful = result == SessionResult::LoginRefused && !clean_ && wrongCodes_ < rounds;
+  const bool doubtful = result == SessionResult::LoginRefused && !clean_ && wrongCodes_ < round_;
   return doubtful ? SessionResult::Failed : result;
 }
 
-bool RmcpPlusHandshake::IsWorthAnotherRound(SessionResult result, int rounds) const {
+bool RmcpPlusHandshake::IsWorthAnotherRound(SessionResult result) const {
   switch (result) {
     case SessionResult::LoginRefused:
     case SessionResult::BmcKeyRefused:
       // From message 3 on both sides have shown that they know the password: what does not fit is an earlier message.
-      return clean_ ? result == SessionResult::LoginRefused && session_ && rounds < kMostSilentRounds
-                    : rounds < kMostRounds;
+      return clean_ ? result == SessionResult::LoginRefused && session_ && round_ < kMostCleanRounds
+                    : round_ < kMostRounds;
     case SessionResult::NoSessionLeft:
-      return !clean_ && rounds < kMostRounds;  // our own copies may have taken the last ones
+      return !clean_ && round_ < kMostRounds;  // our own copies may have taken the last ones
     case SessionResult::Timeout:
     case SessionResult::Failed:
-      return exchange_.targetId != 0 && rounds < kMostSilentRounds;
+      return exchange_.targetId != 0 && round_ < (clean_ ? kMostCleanRounds : kMostRounds);
     default:
       return false;
   }
 }
 
 SessionResult RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
+  ++round_;
   session_.reset();
   clean_ = true;
   exchange_.targetId = 0;
@@ -71,7 +70,8 @@ SessionResult RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
     result = Confirm(session);
   }
   if (result != SessionResult::Opened && exchange_.targetId != 0) {
-    CloseAttempt();
+    CloseAttempt(result == SessionResult::LoginRefused ? RakpStatus::kInvalidIntegrityCheck
+                                                       : RakpStatus::kIllegalParameter);
   }
   return result;
 }
@@ -175,6 +175,9 @@ SessionResult RmcpPlusHandshake::ExchangeRandoms() {
   if (reply.status != RakpStatus::kOk) {
     return Refusal("RAKP message 2", reply.status);
   }
+  if (!channel_.AllAnswered() && round_ < kMostRounds) {
+    return SessionResult::Failed;  // it may have another random by now, and would count a refused login
+  }
   exchange_.targetRandom = reply.targetRandom;
   exchange_.targetGuid = reply.targetGuid;
   if (SameBytes(Rakp2Code(suite_, credentials_.Password(), exchange_).View(), reply.code)) {
@@ -221,7 +224,7 @@ SessionResult RmcpPlusHandshake::Refusal(const char* step, u8 status) const {
   return MeansSuiteRefused(status) && exchange_.targetId == 0 ? SessionResult::SuiteRefused : SessionResult::Failed;
 }
 
-void RmcpPlusHandshake::CloseAttempt() {
+void RmcpPlusHandshake::CloseAttempt(u8 status) {
   if (session_) {  // the target may have opened it, and only its reply have been lost
     Bytes id;
     AppendU32(id, exchange_.targetId);
@@ -231,7 +234,7 @@ void RmcpPlusHandshake::CloseAttempt() {
     session_->Wrap(packet, message);
     channel_.Post(packet);
   }
-  PostRefusal(exchange_.targetId, RakpStatus::kInvalidIntegrityCheck);
+  PostRefusal(exchange_.targetId, status);
 }
 
 void RmcpPlusHandshake::PostRefusal(u32 targetId, u8 status) {

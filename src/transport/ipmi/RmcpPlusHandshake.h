@@ -23,7 +23,7 @@ class RmcpPlusHandshake {
 
  private:
   SessionResult RunOnce(std::unique_ptr<LanSession>& session);
-  bool IsWorthAnotherRound(SessionResult result, int rounds) const;
+  bool IsWorthAnotherRound(SessionResult result) const;
   SessionResult OpenSession();
   SessionResult ExchangeRandoms();
   SessionResult Confirm(std::unique_ptr<LanSession>& session);
@@ -35,7 +35,7 @@ class RmcpPlusHandshake {
   std::optional<ByteView> Payload(std::span<u8> datagram, PayloadType type);
   /// Notes what copies of earlier messages have led to.
   void NoteLateReply(ByteView datagram);
-  void CloseAttempt();
+  void CloseAttempt(u8 status);
   void PostRefusal(u32 targetId, u8 status);
 
   UdpChannel& channel_;
@@ -46,7 +46,8 @@ class RmcpPlusHandshake {
   RakpExchange exchange_;
   std::unique_ptr<RmcpPlusSession> session_;  ///< from RAKP message 3 on
   u8 tag_ = 0;
-  bool clean_ = true;            ///< the target got each message of this round once, as far as is known
+  bool clean_ = true;  ///< the target got each message of this round once, as far as is known
+  int round_ = 0;
   int wrongCodes_ = 0;           ///< rounds in which the target's code in RAKP message 2 did not fit the password
   std::vector<u32> consoleIds_;  ///< of all rounds
   std::vector<u32> surplusIds_;  ///< sessions that copies of Open Session have opened at the target

@@ -7,11 +7,12 @@ void RoundTrip::Add(Duration sample) {
     known_ = true;
     smoothed_ = sample;
     variation_ = sample / 2;
-  } else if (backlog_ == 0) {  // otherwise the sample holds the work on earlier copies too
-    variation_ += (std::chrono::abs(smoothed_ - sample) - variation_) / 4;
-    smoothed_ += (sample - smoothed_) / 8;
+    return;
   }
-  backlog_ = 0;
+  // The target may have worked through earlier copies first.
+  const Duration own = std::max(sample - Backlog(), sample / (1 + backlog_));
+  variation_ += (std::chrono::abs(smoothed_ - own) - variation_) / 4;
+  smoothed_ += (own - smoothed_) / 8;
 }
 
 RoundTrip::Duration RoundTrip::WaitAfter(const IpmiTimings& timings, u32 index) const {

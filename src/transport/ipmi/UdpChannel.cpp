@@ -105,7 +105,8 @@ void UdpChannel::NoteReply(u32 copy) {
 
 void UdpChannel::AwaitLastReply(const ExchangeOptions& options, const TakeReply& take) {
   constexpr Milliseconds kLeast(20);
-  const auto wait = std::max<Clock::duration>(kLeast, roundTrip_.Expected() + roundTrip_.Backlog());
+  const auto first = lastReply_ - sentAt_.front();
+  const auto wait = std::max<Clock::duration>({kLeast, roundTrip_.Expected() + roundTrip_.Backlog(), first});
   const auto until = std::min(sentAt_.back() + wait, options.deadline);
   const auto missing = [&] { return pathDoubles_ || answered_ < sentAt_.size(); };
   while (missing() && Now() < until && Listen(until, false, take) == ExchangeResult::Reply) {

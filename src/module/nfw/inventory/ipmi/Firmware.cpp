@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <string_view>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "common/text/ByteReader.h"
 #include "common/text/FixedText.h"
@@ -51,11 +53,15 @@ IpmiReply ReadPath(IpmiClientInterface& client, const PathField& row, char (&fie
   IpmiReply reply = SendCommand(client, kNetFnOem, kQueryPath, PathRequest(row));
   if (!reply.Ok()) {
     LogFailedCommand(reply);
+    RecordMissing(row.path, reply);
     return reply;
   }
   Text::ByteReader reader(reply.data);
   reader.Skip(4);
   const std::string value = reader.String(row.length).append(row.behind);
+  if (!reader.Ok()) {
+    RecordUnusable(row.path);
+  }
   Text::PutFixed(field, row.index, reader.Ok() ? std::string_view(value) : row.tooShort);
   return reply;
 }
@@ -71,6 +77,25 @@ std::string VersionText(u8 revision1, u8 revision2) {
   return text.append(1, '.').append(1, kBCDPlus[revision2 >> 4]).append(1, kBCDPlus[revision2 & 0x0F]);
 }
 
+/// After a failed step that is not the last one.
+void RecordSkipped(bool anyLeft) {
+  if (anyLeft) {
+    DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::None, "firmware",
+                                "an earlier query failed: what comes after it was not read");
+  }
+}
+
+/// Of a query that failed, or whose response has fewer bytes than `size`.
+void LogFailedStep(std::string_view what, const IpmiReply& reply, std::size_t size) {
+  LogFailedCommand(reply);
+  if (reply.Ok()) {
+    LogShortReply(size, reply.data.size());
+    RecordUnusable(what);
+  } else {
+    RecordMissing(what, reply);
+  }
+}
+
 /// Build ID and date of the service processor; false when the query failed.
 bool ReadBuildInfo(IpmiClientInterface& client, NODEFIRMWAREBUILDID& record) {
   constexpr std::size_t kSize = 19;
@@ -80,10 +105,7 @@ bool ReadBuildInfo(IpmiClientInterface& client, NODEFIRMWAREBUILDID& record) {
   reader.Skip(2);
   const std::string date = reader.String(10);
   if (!reply.Ok() || !reader.Ok()) {
-    LogFailedCommand(reply);
-    if (reply.Ok()) {
-      LogShortReply(kSize, reply.data.size());
-    }
+    LogFailedStep("build ID and date of the service processor", reply, kSize);
     return false;
   }
   Text::PutFixed(record.BMCBuildID, 0, buildID);
@@ -93,13 +115,15 @@ bool ReadBuildInfo(IpmiClientInterface& client, NODEFIRMWAREBUILDID& record) {
 
 /// One bank of the UEFI firmware: where its data stands in the VPD store, and its fields.
 struct UEFIBank {
+  std::string_view what;
   u8 location;
   char (NODEFIRMWAREBUILDID::*buildID)[24];
   char (NODEFIRMWAREBUILDID::*buildDate)[12];
 };
 
-constexpr UEFIBank kUEFIPrimary{0x06, &NODEFIRMWAREBUILDID::uEFIBuildID, &NODEFIRMWAREBUILDID::uEFIBuildDate};
-constexpr UEFIBank kUEFIBackUp{0x4E, &NODEFIRMWAREBUILDID::uEFIBackUpBuildID,
+constexpr UEFIBank kUEFIPrimary{"UEFI build ID and date", 0x06, &NODEFIRMWAREBUILDID::uEFIBuildID,
+                                &NODEFIRMWAREBUILDID::uEFIBuildDate};
+constexpr UEFIBank kUEFIBackUp{"UEFI backup build ID and date", 0x4E, &NODEFIRMWAREBUILDID::uEFIBackUpBuildID,
                                &NODEFIRMWAREBUILDID::uEFIBackUpBuildDate};
 
 /// The build ID ends at its first blank, and runs on into the date when there is none within its own 22 bytes; one of
@@ -121,10 +145,7 @@ Code ReadUEFI(IpmiClientInterface& client, const UEFIBank& bank, NODEFIRMWAREBUI
   Text::ByteReader reader(reply.data);
   const std::string text = reader.String(kSize);
   if (!reply.Ok() || !reader.Ok()) {
-    LogFailedCommand(reply);
-    if (reply.Ok()) {
-      LogShortReply(kSize, reply.data.size());
-    }
+    LogFailedStep(bank.what, reply, kSize);
     return CodeOfCompletion(reply.completionCode);
   }
   Text::PutFixed(record.*bank.buildID, 0, UEFIBuildID(text));
@@ -174,6 +195,7 @@ Code NodeFirmwareInventoryImpIPMI::GetNodeFirmwareBuildID(std::vector<NODEFIRMWA
     for (const Step step : kSteps) {
       code = (this->*step)(record);
       if (code != NodeFirmwareInventory::INVENTORY_SUCCESS) {
+        RecordSkipped(step != kSteps[std::size(kSteps) - 1]);
         break;
       }
     }
@@ -187,6 +209,7 @@ Code NodeFirmwareInventoryImpIPMI::buildZMCInfo(NODEFIRMWAREBUILDID& record) {
     const std::size_t index = ReadBuildInfo(*client, record) ? kVersionIndex : 0;
     const IpmiReply reply = SendCommand(*client, kNetFnApplication, kGetDeviceID);
     if (!reply.Ok()) {
+      RecordMissing("version of the service processor", reply);
       // 0xD5 has no code of its own here.
       const Code code = CodeOfCompletion(reply.completionCode);
       return code == NodeFirmwareInventory::INVENTORY_IPMI_NOT_SUPPORTED_NOW ? NodeFirmwareInventory::INVENTORY_FAILED
@@ -198,6 +221,7 @@ Code NodeFirmwareInventoryImpIPMI::buildZMCInfo(NODEFIRMWAREBUILDID& record) {
     const u8 revision2 = reader.U8();
     if (!reader.Ok()) {
       LogShortReply(kSize, reply.data.size());
+      RecordUnusable("version of the service processor");
       return NodeFirmwareInventory::INVENTORY_FAILED;
     }
     Text::PutFixed(record.BMCBuildID, index, VersionText(revision1, revision2));
@@ -210,6 +234,10 @@ Code NodeFirmwareInventoryImpIPMI::buildZMCBackUpInfo(NODEFIRMWAREBUILDID& recor
     ZMCGENERATIONTYPE generation = NodeFirmwareInventory::ZMC_GENERATION_1;
     const Code known = GetZMCGenerationType(generation);
     if (generation == NodeFirmwareInventory::ZMC_GENERATION_1) {
+      if (known != NodeFirmwareInventory::INVENTORY_SUCCESS) {
+        DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::None, "backup of the service processor's firmware",
+                                    "the query of the generation failed");
+      }
       KELVAR_LOG(4) << "Exit buildZMCBackUpInfo, due to target is a ZMC1 system which does not have backup version";
       return known;
     }

@@ -19,19 +19,28 @@ namespace {
 
 /// A place in the VPD store.
 struct VPDField {
+  std::string_view what;
   u8 location[2];
   u8 size;
 };
 
-constexpr VPDField kMachineType{{0x0E, 0x00}, 7};
-constexpr VPDField kSerialNumber{{0x15, 0x00}, 7};
-constexpr VPDField kManufacturer{{0x60, 0x00}, 4};
-constexpr VPDField kSystemUUID{{0x9F, 0x00}, 16};
+constexpr VPDField kMachineType{"machine type", {0x0E, 0x00}, 7};
+constexpr VPDField kSerialNumber{"serial number", {0x15, 0x00}, 7};
+constexpr VPDField kManufacturer{"manufacturer", {0x60, 0x00}, 4};
+constexpr VPDField kSystemUUID{"system UUID", {0x9F, 0x00}, 16};
 /// Machine type, serial number and what stands behind them.
-constexpr VPDField kMachineTypeOn{{0x0E, 0x00}, 30};
+constexpr VPDField kMachineTypeOn{"machine type and serial number", {0x0E, 0x00}, 30};
 
 IpmiReply ReadVPDField(IpmiClientInterface& client, const VPDField& field) {
   return SendCommand(client, kNetFnOem, kReadVPD, {field.location[0], field.location[1], 0x10, field.size});
+}
+
+void RecordIncomplete(const VPDField& field, const IpmiReply& reply) {
+  if (reply.completionCode != 0) {
+    RecordMissing(field.what, reply);
+  } else if (reply.data.size() < field.size) {
+    RecordUnusable(field.what);
+  }
 }
 
 /// The next `size` bytes, or those that are left.
@@ -42,6 +51,7 @@ std::string TakeUpTo(Text::ByteReader& reader, std::size_t size) {
 /// The field as text, as far as the reply reaches; false when the target refused. Only the completion code counts.
 bool ReadVPDText(IpmiClientInterface& client, const VPDField& field, std::string& text) {
   const IpmiReply reply = ReadVPDField(client, field);
+  RecordIncomplete(field, reply);
   Text::ByteReader reader(reply.data);
   text = TakeUpTo(reader, field.size);
   text.resize(std::min(text.find('\0'), text.size()));
@@ -52,6 +62,7 @@ bool ReadVPDText(IpmiClientInterface& client, const VPDField& field, std::string
 bool ReadSystemUUID(IpmiClientInterface& client, std::string& text) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   const IpmiReply reply = ReadVPDField(client, kSystemUUID);
+  RecordIncomplete(kSystemUUID, reply);
   Text::ByteReader reader(reply.data);
   for (const u8 byte : reader.Bytes(kSystemUUID.size)) {
     if (text.size() == 8 || text.size() == 13 || text.size() == 18 || text.size() == 23) {

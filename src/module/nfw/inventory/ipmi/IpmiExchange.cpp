@@ -1,8 +1,11 @@
 #include "module/nfw/inventory/ipmi/IpmiExchange.h"
 
+#include <sstream>
 #include <utility>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
+#include "transport/ipmi/IpmiDiagnostics.h"
 
 namespace Kelvar {
 
@@ -28,6 +31,24 @@ NodeFirmwareInventory::INVENTORYRETURNCODE CodeOfCompletion(u8 completionCode) n
 
 void LogFailedCommand(const IpmiReply& reply) {
   KELVAR_LOG(1) << "IPMI command failed wtih completionCode : 0x" << std::hex << int{reply.completionCode};
+}
+
+void RecordMissing(std::string_view what, const IpmiReply& reply, GapKind kind) {
+  if (!DiagnosticsRecorder::Wanted()) {
+    return;
+  }
+  std::ostringstream detail;
+  if (reply.sent == 0) {
+    detail << "completion code " << std::hex << std::showbase << int{reply.completionCode};
+  } else {
+    detail << "no response";
+  }
+  const FailureCause cause = reply.sent == 0 ? Ipmi::CauseOfCompletion(reply.completionCode) : FailureCause::None;
+  DiagnosticsRecorder::AddGap(kind, cause, what, detail.str());
+}
+
+void RecordUnusable(std::string_view what, std::string_view why) {
+  DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, what, why);
 }
 
 void LogShortReply(std::size_t expected, std::size_t actual) {

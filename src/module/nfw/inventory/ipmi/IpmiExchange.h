@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include <kelvar/Diagnostics.h>
 #include <kelvar/NodeFirmwareInventory.h>
 
 #include "transport/ipmi/IpmiClientInterface.h"
@@ -49,5 +50,10 @@ NodeFirmwareInventory::INVENTORYRETURNCODE CodeOfCompletion(u8 completionCode) n
 
 void LogFailedCommand(const IpmiReply& reply);
 void LogShortReply(std::size_t expected, std::size_t actual);
+
+/// For the diagnostics: what a failed command would have told is missing from the result.
+void RecordMissing(std::string_view what, const IpmiReply& reply, GapKind kind = GapKind::Failure);
+/// The same for a reply that is too short or makes no sense.
+void RecordUnusable(std::string_view what, std::string_view why = "the response is too short");
 
 }  // namespace Kelvar

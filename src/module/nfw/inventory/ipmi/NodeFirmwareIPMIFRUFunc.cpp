@@ -1,6 +1,8 @@
 #include "module/nfw/inventory/ipmi/NodeFirmwareIPMIFRUFunc.h"
 
 #include <algorithm>
+#include <iterator>
+#include <sstream>
 #include <string_view>
 
 #include "common/log/LogMacros.h"
@@ -42,6 +44,12 @@ constexpr std::array<bool, 256> MakeAllowed() {
 
 constexpr auto kAllowed = MakeAllowed();
 static_assert(std::count(kAllowed.begin(), kAllowed.end(), true) == 72);
+
+/// How targets answer a read past the end of a FRU device, or of one that is not there.
+bool IsEndOfDevice(u8 completionCode) {
+  static constexpr u8 kCodes[] = {0xC7, 0xC8, 0xC9, 0xCA, 0xCB};
+  return std::find(std::begin(kCodes), std::end(kCodes), completionCode) != std::end(kCodes);
+}
 
 u8 Low(std::size_t value) {
   return static_cast<u8>(value & 0xFF);
@@ -134,6 +142,7 @@ IPMIRequestFRULocator::Status IPMIRequestFRULocator::IPMIReserveSDR() {
   Text::ByteReader reader(reply.data);
   const u16 given = reader.U16();
   if (reply.completionCode != 0 || !reader.Ok()) {
+    NoteFailure(reply);
     KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIReserveSDR......fRspBuf[4] != 0x00";
     return StatusFail;
   }
@@ -146,8 +155,26 @@ bool IPMIRequestFRULocator::ReadRecord(u8 offset, u8 count, std::vector<u8>& dat
   IpmiReply reply =
       SendCommand(*client, kNetFnStorage, kGetSDR,
                   {Low(reservation), High(reservation), Low(currentRecord), High(currentRecord), offset, count});
+  NoteFailure(reply);
   data = std::move(reply.data);
   return reply.completionCode == 0;
+}
+
+/// Keeps how the last command ended, in case the walk ends with it.
+void IPMIRequestFRULocator::NoteFailure(const IpmiReply& reply) {
+  lastSent = reply.sent;
+  lastCompletionCode = reply.completionCode;
+}
+
+IPMIRequestFRULocator::Status IPMIRequestFRULocator::EndWalk() const {
+  std::ostringstream what;
+  what << "sensor data records from 0x" << std::hex << currentRecord << " on";
+  if (lastCompletionCode == 0) {
+    RecordUnusable(what.str(), "a response is too short, or leads back to an earlier record");
+  } else {
+    RecordMissing(what.str(), {lastSent, lastCompletionCode, {}}, GapKind::LostRecords);
+  }
+  return StatusFail;
 }
 
 IPMIRequestFRULocator::Status IPMIRequestFRULocator::IPMIGetSDRHeader(IPMIFRULocator& locator) {
@@ -205,7 +232,7 @@ int IPMIRequestFRULocator::IPMIGetSDREntry(std::vector<IPMIFRULocator>& FRULocat
   currentRecord = 0;
   if (IPMIReserveSDR() == StatusFail) {
     KELVAR_LOG(4) << "===============IPMIReserveSDR() == StatusFail.================= ";
-    return StatusFail;
+    return EndWalk();
   }
   bool retried = false;
   std::vector<bool> seen(std::size_t{kLastRecord} + 1);
@@ -215,12 +242,12 @@ int IPMIRequestFRULocator::IPMIGetSDREntry(std::vector<IPMIFRULocator>& FRULocat
     if (status == StatusFail) {
       if (retried) {
         KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIGetSDREntry......StatusFail";
-        return StatusFail;
+        return EndWalk();
       }
       retried = true;
       if (IPMIReserveSDR() == StatusFail) {
         KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIGetSDREntry......IPMIReserveSDR() == StatusFail";
-        return StatusFail;
+        return EndWalk();
       }
       continue;
     }
@@ -230,7 +257,7 @@ int IPMIRequestFRULocator::IPMIGetSDREntry(std::vector<IPMIFRULocator>& FRULocat
     seen[currentRecord] = true;
     if (seen[nextRecord]) {
       KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIGetSDREntry......StatusFail";
-      return StatusFail;
+      return EndWalk();
     }
     currentRecord = nextRecord;
   }
@@ -247,6 +274,9 @@ int IPMIRequestFRULocator::IPMIGetFRUData(IPMIFRULocator& locator, IpmiClientInt
     const IpmiReply reply =
         SendCommand(transport, kNetFnStorage, kReadFRUData, {device, Low(offset), High(offset), u8{kFRUChunk}});
     if (reply.completionCode != 0) {
+      if (!IsEndOfDevice(reply.completionCode)) {
+        RecordMissing("FRU device " + std::to_string(device) + " from byte " + std::to_string(offset) + " on", reply);
+      }
       return kFailed;
     }
     Text::ByteReader reader(reply.data);

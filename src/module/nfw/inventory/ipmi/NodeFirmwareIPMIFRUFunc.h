@@ -8,6 +8,7 @@
 
 #include <kelvar/Types.h>
 
+#include "module/nfw/inventory/ipmi/IpmiExchange.h"
 #include "transport/ipmi/IpmiClientInterface.h"
 
 namespace Kelvar {
@@ -83,11 +84,16 @@ class IPMIRequestFRULocator {
   Status IPMIGetSDRString(IPMIFRULocator& locator);
   Status GetLocator(IPMIFRULocator& locator);
   bool ReadRecord(u8 offset, u8 count, std::vector<u8>& data);
+  void NoteFailure(const IpmiReply& reply);
+  /// StatusFail, and a record of what is missing.
+  Status EndWalk() const;
 
   IpmiClientInterface* client = nullptr;
   u16 reservation = 0;
   u16 currentRecord = 0;
   u16 nextRecord = 0;
+  int lastSent = 0;
+  u8 lastCompletionCode = 0;
 };
 
 }  // namespace Kelvar

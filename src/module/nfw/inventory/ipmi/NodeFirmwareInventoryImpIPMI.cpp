@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/deadline/OperationDeadline.h"
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "common/text/ByteReader.h"
 #include "module/nfw/inventory/ipmi/IpmiExchange.h"
@@ -27,8 +28,10 @@ void SortException(const char* operation, Code& code) {
   } catch (const IpmiException& exception) {
     code = NodeFirmwareInventory::INVENTORY_IPMI_EXCEPTION;
     KELVAR_LOG(1) << "In " << kClass << "::" << operation << "(), catch exception : " << exception.getErrorMsg();
+    DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::None, operation, exception.getErrorMsg());
   } catch (...) {
     KELVAR_LOG(1) << "In " << kClass << "::" << operation << "(), catch other exception";
+    RecordUnusable(operation, "an unexpected value ended the operation");
   }
 }
 

@@ -17,6 +17,7 @@ constexpr int kSuccess = 0;
 constexpr int kFailure = 1;
 
 constexpr u8 kDevice = 0x00;
+constexpr std::string_view kWhat = "FRU device 0";
 constexpr std::size_t kUnit = 8;
 constexpr std::size_t kChunk = 35;
 
@@ -24,6 +25,15 @@ constexpr std::size_t kChunk = 35;
 constexpr std::size_t kFirstField = 3;
 constexpr int kMachineTypeField = 2;
 constexpr int kSerialNumberField = 4;
+
+int RecordFailure(const IpmiReply& reply) {
+  if (reply.Ok()) {
+    RecordUnusable(kWhat);
+  } else {
+    RecordMissing(kWhat, reply);
+  }
+  return kFailure;
+}
 
 void AppendBinary(FRUFieldText& text, std::span<const u8> bytes) noexcept {
   constexpr std::string_view kDigits = "0123456789abcdef";
@@ -82,11 +92,12 @@ int NodeFirmwareSysVPDViaFRU::ReadFRUSize(IpmiClientInterface& client) {
   Text::ByteReader reader(reply.data);
   fruSize = reader.U16();
   if (!reply.Ok() || !reader.Ok()) {
-    return kFailure;
+    return RecordFailure(reply);
   }
   KELVAR_LOG(4) << "FRU Size is " << fruSize;
   if (fruSize == 0) {
     KELVAR_LOG(1) << "Invalid FRU size.";
+    RecordUnusable(kWhat, "its size is 0");
     return kFailure;
   }
   return kSuccess;
@@ -104,10 +115,11 @@ int NodeFirmwareSysVPDViaFRU::ReadCommonHeader(IpmiClientInterface& client) {
   productOffset = reader.U8();
   multiRecordOffset = reader.U8();
   if (!reply.Ok() || !reader.Ok()) {
-    return kFailure;
+    return RecordFailure(reply);
   }
   if (formatVersion != 1) {
     KELVAR_LOG(1) << "Unknown FRU header version";
+    RecordUnusable(kWhat, "its header has an unknown version");
     return kFailure;
   }
   return kSuccess;
@@ -129,7 +141,7 @@ int NodeFirmwareSysVPDViaFRU::ReadFRUData(IpmiClientInterface& client, std::size
         SendCommand(client, kNetFnStorage, kReadFRUData,
                     {kDevice, static_cast<u8>(at & 0xFF), static_cast<u8>(at >> 8), static_cast<u8>(count)});
     if (!reply.Ok()) {
-      return kFailure;
+      return RecordFailure(reply);
     }
     Text::ByteReader reader(reply.data);
     reader.Skip(1);
@@ -137,6 +149,7 @@ int NodeFirmwareSysVPDViaFRU::ReadFRUData(IpmiClientInterface& client, std::size
     const std::size_t given = std::min(data.size(), count);
     areaData.insert(areaData.end(), data.begin(), data.begin() + static_cast<std::ptrdiff_t>(given));
     if (given < count) {
+      RecordUnusable(kWhat);
       break;  // what would follow has no known place any more
     }
     asked += count;
@@ -163,12 +176,16 @@ void NodeFirmwareSysVPDViaFRU::DecodeProductArea(NODEFIRMWARESYSTEMVPD& out) con
 }
 
 int NodeFirmwareSysVPDViaFRU::GetSystemVPD(IpmiClientInterface& client, NODEFIRMWARESYSTEMVPD& out) {
-  if (ReadFRUSize(client) != kSuccess || ReadCommonHeader(client) != kSuccess || productOffset == 0) {
+  if (ReadFRUSize(client) != kSuccess || ReadCommonHeader(client) != kSuccess) {
     return kFailure;
   }
   const std::size_t start = productOffset * kUnit;
   const std::size_t end = AreaEnd();
-  if (start >= end || ReadFRUData(client, start, end - start) != kSuccess) {
+  if (productOffset == 0 || start >= end) {
+    RecordUnusable(kWhat, "it has no product area");
+    return kFailure;
+  }
+  if (ReadFRUData(client, start, end - start) != kSuccess) {
     return kFailure;
   }
   DecodeProductArea(out);

@@ -22,13 +22,15 @@ constexpr u8 kSelectBMC = 0x01;
 constexpr u8 kSelectUEFI = 0x06;
 
 /// Success when the command went through and its reply holds at least `size` bytes.
-Code Check(const IpmiReply& reply, std::size_t size) {
+Code Check(std::string_view what, const IpmiReply& reply, std::size_t size) {
   if (!reply.Ok()) {
     LogFailedCommand(reply);
+    RecordMissing(what, reply);
     return NodeFirmwareInventory::INVENTORY_FAILED;
   }
   if (reply.data.size() < size) {
     LogShortReply(size, reply.data.size());
+    RecordUnusable(what);
     return NodeFirmwareInventory::INVENTORY_IPMI_PARAMETER_OUT_OF_RANGE;
   }
   return NodeFirmwareInventory::INVENTORY_SUCCESS;
@@ -38,7 +40,7 @@ Code Check(const IpmiReply& reply, std::size_t size) {
 
 Code nodefirmwareinventoryOnAMD::GetBMCVersion(IpmiClientInterface& client, std::string& version) {
   const IpmiReply reply = SendCommand(client, kNetFnApplication, kGetDeviceID);
-  const Code code = Check(reply, 4);
+  const Code code = Check("BMC version", reply, 4);
   if (code == NodeFirmwareInventory::INVENTORY_SUCCESS) {
     Text::ByteReader reader(reply.data);
     reader.Skip(2);
@@ -53,7 +55,7 @@ Code nodefirmwareinventoryOnAMD::GetBMCVersion(IpmiClientInterface& client, std:
 
 Code nodefirmwareinventoryOnAMD::GetBMCBuildID(IpmiClientInterface& client, std::string& buildId) {
   const IpmiReply reply = SendCommand(client, kNetFnOemAMD, kQueryFirmwareAMD, {kSelectBMC, 0x00});
-  const Code code = Check(reply, kBuildIDSize);
+  const Code code = Check("BMC build ID", reply, kBuildIDSize);
   if (code == NodeFirmwareInventory::INVENTORY_SUCCESS) {
     buildId = Text::ByteReader(reply.data).String(kBuildIDSize);
   }
@@ -63,7 +65,7 @@ Code nodefirmwareinventoryOnAMD::GetBMCBuildID(IpmiClientInterface& client, std:
 Code nodefirmwareinventoryOnAMD::GetUEFIBuildInfo(IpmiClientInterface& client, std::string& version,
                                                   std::string& buildId) {
   const IpmiReply reply = SendCommand(client, kNetFnOemAMD, kQueryFirmwareAMD, {kSelectUEFI, 0x00});
-  const Code code = Check(reply, kBuildIDSize + kVersionDigits);
+  const Code code = Check("UEFI firmware", reply, kBuildIDSize + kVersionDigits);
   if (code == NodeFirmwareInventory::INVENTORY_SUCCESS) {
     Text::ByteReader reader(reply.data);
     buildId = reader.String(kBuildIDSize);
