@@ -91,10 +91,13 @@ class PartComparison {
  private:
   void CompareFields(const Record& former, const Record& now) {
     std::map<std::string_view, std::string_view> left(former.begin(), former.end());
+    std::set<std::string_view> compared;
     for (const auto& [field, value] : now) {
-      const auto before = left.find(field);
-      AddChange(now, field, before == left.end() ? std::string_view() : before->second, value);
-      left.erase(field);
+      if (compared.insert(field).second) {  // of a field that is there twice the first counts
+        const auto before = left.find(field);
+        AddChange(now, field, before == left.end() ? std::string_view() : before->second, value);
+        left.erase(field);
+      }
     }
     for (const auto& [field, value] : former) {
       if (left.erase(field) > 0) {
