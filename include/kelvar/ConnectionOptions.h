@@ -25,6 +25,12 @@ struct ConnectionOptions {
   std::string tls_pinned_fingerprint;
   /// Bound of one operation, in seconds; 0: the operation's own waits alone.
   u32 operation_limit_seconds = 300;
+  /// Redfish and CIM: bound of one response's body in bytes; what is longer counts as invalid. Only lowers the bounds
+  /// of the transports (64 MiB and 256 MiB); 0: those.
+  u64 response_limit_bytes = 0;
+  /// Redfish and CIM: most records of one list that an operation fills; with more it fails and leaves those it has.
+  /// What is in force when the operation begins counts. 0: as many as a response holds.
+  u32 record_limit = 0;
 };
 
 /// While it lives, objects that the calling thread makes (NodeFirmwareInventory, its backends, InventoryReader) take

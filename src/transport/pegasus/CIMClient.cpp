@@ -3,6 +3,7 @@
 #include "EnumerateRequest.h"
 #include "HttpTransport.h"
 #include "ReplyParser.h"
+#include "common/diagnostics/ConnectionLimits.h"
 
 namespace Pegasus {
 
@@ -12,7 +13,7 @@ namespace {
 
 class ParserSink : public Detail::BodySink {
  public:
-  explicit ParserSink(std::string messageId) : parser_(std::move(messageId)) {}
+  ParserSink(std::string messageId, const Detail::ReplyLimits& limits) : parser_(std::move(messageId), limits) {}
   void Take(std::string_view bytes) override {
     bytes_ += bytes.size();
     parser_.Feed(bytes);
@@ -25,10 +26,20 @@ class ParserSink : public Detail::BodySink {
   Uint64 bytes_ = 0;
 };
 
+/// Those of a connection that is made now.
+Detail::ReplyLimits LimitsNow() {
+  Detail::ReplyLimits limits;
+  limits.bytes = Kelvar::ResponseLimit(limits.bytes);
+  limits.keptBytes = Kelvar::ResponseLimit(limits.keptBytes);
+  limits.pathBytes = Kelvar::ResponseLimit(limits.pathBytes);
+  return limits;
+}
+
 }  // namespace
 
 struct CIMClient::Session : Detail::HttpTransport {
   using HttpTransport::HttpTransport;
+  const Detail::ReplyLimits limits = LimitsNow();
 };
 
 namespace {
@@ -97,7 +108,7 @@ Array<CIMInstance> CIMClient::enumerateInstances(const CIMNamespaceName& nameSpa
                                          includeQualifiers,
                                          includeClassOrigin,
                                          propertyList};
-  ParserSink reply(request.messageId);
+  ParserSink reply(request.messageId, session_->limits);
   last_ = {};
   try {
     session_->Post(request.Headers(), request.Body(), timeout_, reply);

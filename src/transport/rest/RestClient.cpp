@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/diagnostics/ConnectionLimits.h"
 #include "common/http/FailureOf.h"
 #include "common/http/Transfer.h"
 #include "common/log/LogMacros.h"
@@ -93,6 +94,7 @@ RestClient::RestClient() : curlHandle(Kelvar::Http::MakeHandle()), userAgent("TV
   if (curlHandle == nullptr) {
     throw std::runtime_error("Couldn't initialize curl handle");
   }
+  maxBodyBytes = Kelvar::ResponseLimit(maxBodyBytes);
 }
 
 RestClient::~RestClient() {

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include <kelvar/ConnectionOptions.h>
 #include <kelvar/RestClient.h>
 
 #include "redfish_backend/RedfishBackendFixture.h"
@@ -132,6 +133,39 @@ TEST_F(RedfishFrameTest, ChassisListTakesWhatCanBeFetched) {
   EXPECT_TRUE(log.Has(1, "Failed to get info from url " + server.Url("/redfish/v1/Chassis") +
                              ", curlCode: 0, httpCode: 500, body:\nerror document"));
   EXPECT_FALSE(log.Contains("not-to-be-logged"));
+}
+
+TEST_F(RedfishBackendTest, ReadsNoMoreThanTheOptionsAllow) {
+  const char* const sensors = "/redfish/v1/Chassis/1/Sensors?$expand=.($levels=1)";
+  Json(sensors, R"({"Members":[{"Thresholds":{}},{"Thresholds":{}},{"Thresholds":{}}]})");
+  Json("/redfish/v1/Chassis/1/Power", R"({"PowerSupplies":[{},{},{}]})");
+  Collection("/redfish/v1/Systems", {"/s/1"});
+  Json("/s/1", R"({"LogServices":{"@odata.id":"/s/1/LogServices"}})");
+  Collection("/s/1/LogServices", {"/l/StandardLog"});
+  Json("/l/StandardLog/Entries", R"({"Members":[{"MessageArgs":[]},{"MessageArgs":[]},{"MessageArgs":[]}]})");
+  struct Case {
+    u32 records;
+    u64 bytes;
+    std::size_t sensors, supplies, entries;
+    bool isWhole;
+  };
+  for (const auto& c : {Case{0, 0, 3, 3, 3, true}, Case{3, 1000, 3, 3, 3, true}, Case{2, 0, 2, 2, 2, false},
+                        Case{0, 20, 0, 0, 0, false}}) {
+    ConnectionOptions options;
+    options.record_limit = c.records;
+    options.response_limit_bytes = c.bytes;
+    const ConnectionOptionsScope scope(options);
+    NodeFirmwareInventoryImpRedfish limited(Target());
+    std::vector<KelvarNfw::NUMERICSENSORS> list;
+    EXPECT_EQ(limited.GetZMCNumericSensors(list) == 0, c.isWhole);
+    EXPECT_EQ(list.size(), c.sensors);
+    std::vector<PowerSupplyVPD> supplies;
+    EXPECT_EQ(Access::PowerSupplies(limited, supplies) == 0, c.isWhole);
+    EXPECT_EQ(supplies.size(), c.supplies);
+    std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST> entries;
+    EXPECT_EQ(limited.GetZMCMessageLogData(entries) == 0, c.isWhole);
+    EXPECT_EQ(entries.size(), c.entries);
+  }
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <kelvar/ConnectionOptions.h>
 #include <kelvar/Diagnostics.h>
 
 #include "unit/cim/CimFixture.h"
@@ -78,6 +79,24 @@ TEST_F(ExchangesTest, RecordsAConnectWithItsTries) {
     ASSERT_GE(diagnostics.Exchanges().size(), 1u);
     EXPECT_EQ(diagnostics.Exchanges().front().transmissions, 3u);
     EXPECT_STREQ(NameOf(diagnostics.Cause()), one.cause);
+  }
+}
+
+TEST_F(ExchangesTest, ReadsNoMoreThanTheOptionsAllow) {
+  const std::string led =
+      R"(<VALUE.NAMEDINSTANCE><INSTANCENAME CLASSNAME="a"/><INSTANCE CLASSNAME="a"><PROPERTY )"
+      R"(NAME="ElementName" TYPE="string"><VALUE>led</VALUE></PROPERTY></INSTANCE></VALUE.NAMEDINSTANCE>)";
+  server.OnClassReply("CIM_IndicatorLED",
+                      CimHttpReply(CimReplyXml("<IRETURNVALUE>" + led + led + led + "</IRETURNVALUE>")));
+  for (const auto& [records, bytes, read] :
+       {std::tuple(0U, 0U, 3U), std::tuple(3U, 2000000U, 3U), std::tuple(2U, 0U, 2U), std::tuple(0U, 300U, 0U)}) {
+    ConnectionOptions options;
+    options.record_limit = records;
+    options.response_limit_bytes = bytes;
+    const ConnectionOptionsScope scope(options);
+    std::vector<KelvarNfw::INDICATORLEDS> leds;
+    EXPECT_EQ(Facade()->GetZMCIndicatorLED(leds) == 0, read == 3U);
+    EXPECT_EQ(leds.size(), read);
   }
 }
 

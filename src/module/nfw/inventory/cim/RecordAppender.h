@@ -7,6 +7,8 @@
 
 #include <Pegasus/Common/Exception.h>
 
+#include "common/diagnostics/ConnectionLimits.h"
+
 namespace Kelvar {
 
 /// Appends copies of one working record, which repeats what an instance lacks, to a list. Bounds the texts of them
@@ -26,15 +28,18 @@ class RecordAppender {
     for (const TextField text : texts_) {
       textBytes_ += (record.*text).size();
     }
-    if (textBytes_ > kMaxTextBytes) {
-      throw Pegasus::Exception("the records hold more than 134217728 bytes of text");
+    if (textBytes_ > maxTextBytes_) {
+      throw Pegasus::Exception(
+          ("the records hold more than " + std::to_string(maxTextBytes_) + " bytes of text").c_str());
     }
+    CheckRecordLimit(list_);
     list_.push_back(record);
   }
 
  private:
   std::vector<Record>& list_;
   const std::span<const TextField> texts_;
+  const std::size_t maxTextBytes_ = ResponseLimit(kMaxTextBytes);
   std::size_t textBytes_ = 0;
 };
 

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "common/diagnostics/ConnectionLimits.h"
 #include "common/json/FieldTable.h"
 #include "common/log/LogMacros.h"
 #include "common/text/NumberText.h"
@@ -139,6 +140,7 @@ Code NodeFirmwareInventoryImpRedfish::GetPowerSupplyVPD(std::vector<PowerSupplyV
       PowerSupplyVPD supply;
       LoadFields(element, kSupplyFields, supply);
       LoadFields(element["Oem"]["Tavrik"], kSupplyOemFields, supply);
+      CheckRecordLimit(list);
       list.push_back(std::move(supply));
     }
     code = NodeFirmwareInventory::INVENTORY_SUCCESS;

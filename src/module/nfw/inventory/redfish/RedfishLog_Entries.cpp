@@ -3,6 +3,7 @@
 
 #include <boost/property_tree/string_path.hpp>
 
+#include "common/diagnostics/ConnectionLimits.h"
 #include "common/json/FieldTable.h"
 #include "module/nfw/inventory/redfish/RedfishLog.h"
 
@@ -143,7 +144,7 @@ void AppendByTree(const std::string& body, const EntryRules& rules, std::vector<
 template <typename Record>
 void AppendLogEntries(const std::string& body, bool argumentsRequired, std::vector<Record>& list,
                       std::size_t maxEntries) {
-  const EntryRules rules{argumentsRequired, maxEntries};
+  const EntryRules rules{argumentsRequired, RecordLimit(maxEntries)};
   if (IsPlainJson(body, kEntriesLimits)) {
     AppendInPlace(body, rules, list);
   } else {  // the tree reads it after all, or tells what is wrong with it

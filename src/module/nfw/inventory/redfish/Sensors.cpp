@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "common/diagnostics/ConnectionLimits.h"
 #include "common/json/FieldTable.h"
 #include "common/log/LogMacros.h"
 #include "common/text/NumberText.h"
@@ -220,13 +221,14 @@ Code NodeFirmwareInventoryImpRedfish::ParseStdSensor(std::vector<NUMERICSENSORS>
     return NodeFirmwareInventory::INVENTORY_REST_FAILED;
   }
   KELVAR_LOG(4) << "sensor size: " << members.size();
-  list.reserve(members.size());
+  list.reserve(RecordLimit(members.size()));
   for (const JsonValue& sensor : members) {
     const JsonValue thresholds = sensor["Thresholds"];
     if (!thresholds) {
       KELVAR_LOG(4) << "skip a sensor as it doesn't have Thresholds";
       continue;
     }
+    CheckRecordLimit(list);
     list.push_back(ReadStandardSensor(sensor, thresholds));
     KELVAR_LOG(4) << "push sensor " << list.back().ElementName << "to results";
   }
@@ -243,6 +245,7 @@ Code NodeFirmwareInventoryImpRedfish::ParseOEMSensor(std::vector<NUMERICSENSORS>
   }
   for (const JsonValue& sensor : members) {
     if (sensor["ThresholdLowerCritical"]) {
+      CheckRecordLimit(list);
       list.push_back(ReadOemSensor(sensor, connectionInfo.ZMCIndex));
     }
   }
