@@ -92,6 +92,26 @@ std::optional<float> JsonValue::Real() const noexcept {
   return value_ != nullptr && value_->IsDouble() ? ToFloat(*value_) : std::nullopt;
 }
 
+std::optional<double> JsonValue::Double() const noexcept {
+  return value_ != nullptr && value_->IsNumber() ? std::optional<double>(value_->GetDouble()) : std::nullopt;
+}
+
+std::optional<bool> JsonValue::Bool() const noexcept {
+  return value_ != nullptr && value_->IsBool() ? std::optional<bool>(value_->GetBool()) : std::nullopt;
+}
+
+std::vector<std::pair<std::string_view, JsonValue>> JsonValue::Members() const {
+  std::vector<std::pair<std::string_view, JsonValue>> members;
+  if (IsObject()) {
+    members.reserve(value_->MemberCount());
+    for (const auto& member : value_->GetObject()) {
+      members.emplace_back(std::string_view(member.name.GetString(), member.name.GetStringLength()),
+                           JsonValue(&member.value));
+    }
+  }
+  return members;
+}
+
 /// The text holds the strings that the document points to.
 struct JsonDocument::State {
   std::string text;

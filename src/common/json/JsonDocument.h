@@ -3,6 +3,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <rapidjson/fwd.h>
@@ -41,6 +43,11 @@ class JsonValue {
   std::optional<float> Number() const noexcept;
   /// The same, but only one that is written with a fraction or an exponent, or is too large for a 64-bit integer.
   std::optional<float> Real() const noexcept;
+  /// Any number.
+  std::optional<double> Double() const noexcept;
+  std::optional<bool> Bool() const noexcept;
+  /// Names and values of an object's members, in document order. The names live as long as the document.
+  std::vector<std::pair<std::string_view, JsonValue>> Members() const;
 
  private:
   const JsonDomValue* value_ = nullptr;

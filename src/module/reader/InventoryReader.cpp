@@ -1,0 +1,137 @@
+#include <kelvar/InventoryReader.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "common/log/LogMacros.h"
+#include "common/text/Escape.h"
+#include "module/reader/FamilyReader.h"
+#include "module/reader/cim/CimReader.h"
+#include "module/reader/redfish/RedfishReader.h"
+
+namespace Kelvar {
+
+using Model::Family;
+using Model::FamilyStatus;
+using Model::Inventory;
+
+namespace {
+
+constexpr u32 kMaxRequestsAtOnce = 16;
+constexpr u32 kMaxResources = 20'000;
+
+InventoryReaderOptions Bounded(InventoryReaderOptions options) {
+  options.requests_at_once = std::clamp<u32>(options.requests_at_once, 1, kMaxRequestsAtOnce);
+  options.resource_limit = std::clamp<u32>(options.resource_limit, 1, kMaxResources);
+  return options;
+}
+
+/// In the model's order, each once.
+std::vector<Family> Ordered(const std::vector<Family>& families) {
+  std::vector<Family> ordered;
+  for (const Family family : Model::kAllFamilies) {
+    if (std::find(families.begin(), families.end(), family) != families.end()) {
+      ordered.push_back(family);
+    }
+  }
+  return ordered;
+}
+
+const char* ProtocolOf(u32 connectionCase) {
+  using namespace KelvarConnection;
+  return connectionCase < CONNECTION_CASE_CIM_BMC    ? "ipmi"
+         : connectionCase == CONNECTION_CASE_REDFISH ? "redfish"
+                                                     : "cim";
+}
+
+/// Families that have no result get this one.
+void FailRest(Inventory& inventory, const std::vector<Family>& families, FailureCause cause, const std::string& why) {
+  for (const Family family : families) {
+    Model::FamilyResult& result = inventory.ResultOf(family);
+    if (result.status == FamilyStatus::NotAsked) {
+      result = {FamilyStatus::Failed, cause, Text::EscapeControl(why)};
+    }
+  }
+}
+
+void ReadByProtocol(const Reader::ReadRequest& request, Inventory& inventory) {
+  if (inventory.protocol == "redfish") {
+    Reader::ReadRedfish(request, inventory);
+  } else if (inventory.protocol == "cim") {
+    Reader::ReadCim(request, inventory);
+  } else {
+    FailRest(inventory, request.families, FailureCause::NotOffered, "not read over this protocol");
+  }
+}
+
+}  // namespace
+
+struct InventoryReader::State {
+  KelvarConnection::ConnectionInfo info;
+  InventoryReaderOptions options;
+  Diagnostics diagnostics;
+  bool loginRefused = false;
+
+  ~State() { std::fill(info.Password.begin(), info.Password.end(), '\0'); }
+
+  void Run(const std::vector<Family>& families, Inventory& inventory);
+};
+
+void InventoryReader::State::Run(const std::vector<Family>& families, Inventory& inventory) {
+  Reader::ReadRequest request{info, options, families, std::nullopt};
+  if (options.deadline_seconds > 0) {
+    request.deadline = std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::milliseconds>(
+                                                              std::chrono::duration<double>(options.deadline_seconds));
+  }
+  const DiagnosticsScope diagnosticsScope(diagnostics);
+  const ConnectionOptionsScope optionsScope(options.connection);
+  std::string failure = "nothing was read";
+  try {
+    ReadByProtocol(request, inventory);
+  } catch (const std::exception& error) {
+    failure = error.what();
+    KELVAR_LOG(1) << "Reading the inventory failed: " << failure;
+  } catch (...) {
+    failure = "unknown error";
+  }
+  FailRest(inventory, families, diagnostics.Cause(), failure);
+  loginRefused = diagnostics.Cause() == FailureCause::LoginRefused;
+}
+
+InventoryReader::InventoryReader(const KelvarConnection::ConnectionInfo& info, InventoryReaderOptions options)
+    : state_(std::make_unique<State>()) {
+  state_->info = info;
+  state_->options = Bounded(std::move(options));
+}
+
+InventoryReader::~InventoryReader() = default;
+
+Inventory InventoryReader::Read(const std::vector<Family>& families) {
+  Inventory inventory;
+  try {
+    const std::vector<Family> ordered = Ordered(families);
+    inventory.protocol = ProtocolOf(state_->info.ConnectionCase);
+    if (state_->loginRefused) {
+      FailRest(inventory, ordered, FailureCause::LoginRefused, "the login was refused earlier");
+      return inventory;
+    }
+    state_->diagnostics.Clear();
+    state_->Run(ordered, inventory);
+  } catch (const std::exception&) {  // no memory even for the results' texts
+    for (const Family family : families) {
+      inventory.ResultOf(family).status = FamilyStatus::Failed;
+    }
+  }
+  return inventory;
+}
+
+Inventory InventoryReader::Read() {
+  return Read({Model::kAllFamilies.begin(), Model::kAllFamilies.end()});
+}
+
+const Diagnostics& InventoryReader::LastDiagnostics() const noexcept {
+  return state_->diagnostics;
+}
+
+}  // namespace Kelvar

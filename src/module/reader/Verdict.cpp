@@ -1,0 +1,135 @@
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string_view>
+#include <utility>
+
+#include <kelvar/Inventory.h>
+
+namespace Kelvar::Model {
+
+namespace {
+
+Health HealthOf(std::string_view word) {
+  return word == "critical"  ? Health::Critical
+         : word == "warning" ? Health::Warning
+         : word == "ok"      ? Health::Ok
+                             : Health::Unknown;
+}
+
+std::string NumberText(double value) {
+  std::array<char, 40> digits{};
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+  return {digits.data(), end.ptr};
+}
+
+const Text& NameFor(const Text& name, const Text& id) {
+  return name.empty() ? id : name;
+}
+
+struct Bound {
+  const std::optional<double> Sensor::*limit;
+  bool upper;
+  Health health;
+};
+
+// The worst first: the first bound that is crossed tells.
+constexpr std::array<Bound, 6> kBounds = {{
+    {&Sensor::lower_fatal, false, Health::Critical},
+    {&Sensor::upper_fatal, true, Health::Critical},
+    {&Sensor::lower_critical, false, Health::Critical},
+    {&Sensor::upper_critical, true, Health::Critical},
+    {&Sensor::lower_caution, false, Health::Warning},
+    {&Sensor::upper_caution, true, Health::Warning},
+}};
+
+class Judgement {
+ public:
+  void Add(Health health, const char* family, const Text& id, Text text) {
+    if (health == Health::Warning || health == Health::Critical) {
+      verdict_.reasons.push_back({health, family, id, std::move(text)});
+    }
+  }
+
+  template <typename Record>
+  void AddState(const char* family, const Record& record) {
+    if (record.state != "absent") {
+      Add(HealthOf(record.health), family, record.id, NameFor(record.name, record.id) + ": health " + record.health);
+    }
+  }
+
+  void AddSensor(const Sensor& sensor) {
+    if (sensor.state == "absent" || sensor.state == "disabled") {
+      return;
+    }
+    const Health told = HealthOf(sensor.health);
+    for (const Bound& bound : kBounds) {
+      const std::optional<double>& limit = sensor.*bound.limit;
+      const bool crossed =
+          limit && sensor.reading && (bound.upper ? *sensor.reading > *limit : *sensor.reading < *limit);
+      if (crossed) {
+        Add(std::max(told, bound.health), "sensors", sensor.id,
+            NameFor(sensor.name, sensor.id) + ' ' + NumberText(*sensor.reading) + ' ' + sensor.unit +
+                (bound.upper ? ", above " : ", below ") + NumberText(*limit));
+        return;
+      }
+    }
+    AddState("sensors", sensor);
+  }
+
+  Verdict Finish(bool anythingRead) {
+    std::stable_sort(verdict_.reasons.begin(), verdict_.reasons.end(),
+                     [](const VerdictReason& left, const VerdictReason& right) { return left.health > right.health; });
+    if (anythingRead) {
+      verdict_.health = verdict_.reasons.empty() ? Health::Ok : verdict_.reasons.front().health;
+    }
+    return std::move(verdict_);
+  }
+
+  void AddUnread(Family family, const FamilyResult& result) {
+    if (result.status == FamilyStatus::Partial || result.status == FamilyStatus::Failed) {
+      const Text start = result.status == FamilyStatus::Failed ? "could not be read" : "was read in part";
+      verdict_.reasons.push_back(
+          {Health::Unknown, NameOf(family), {}, result.reason.empty() ? start : start + ": " + result.reason});
+    }
+  }
+
+ private:
+  Verdict verdict_;
+};
+
+}  // namespace
+
+Verdict Judge(const Inventory& inventory) {
+  Judgement judgement;
+  for (const System& system : inventory.systems) {
+    judgement.AddState("system", system);
+  }
+  for (const Component& component : inventory.components) {
+    const bool told = std::any_of(inventory.systems.begin(), inventory.systems.end(),
+                                  [&](const System& system) { return system.id == component.id; });
+    if (!told) {  // a chassis may be among both
+      judgement.AddState("components", component);
+    }
+  }
+  for (const Sensor& sensor : inventory.sensors) {
+    judgement.AddSensor(sensor);
+  }
+  for (const LogEntry& entry : inventory.log_entries) {
+    // Without the target's word that it is resolved nor that it is open, an old event says nothing of today.
+    if (entry.severity == "critical" && entry.resolved && !*entry.resolved) {
+      judgement.Add(Health::Critical, "logs", entry.id, entry.message.empty() ? entry.message_id : entry.message);
+    }
+  }
+  bool anythingRead = false;
+  for (const Family family : kAllFamilies) {
+    const FamilyResult& result = inventory.ResultOf(family);
+    judgement.AddUnread(family, result);
+    const bool decisive = family == Family::System || family == Family::Components || family == Family::Sensors;
+    anythingRead = anythingRead ||
+                   (decisive && (result.status == FamilyStatus::Complete || result.status == FamilyStatus::Partial));
+  }
+  return judgement.Finish(anythingRead);
+}
+
+}  // namespace Kelvar::Model

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <kelvar/Inventory.h>
+
+#include "module/reader/redfish/Values.h"
+#include "module/reader/redfish/Walk.h"
+
+namespace Kelvar::Reader {
+
+/// What the resources of a service have given so far, in the order in which they came. Once the walk is over, the
+/// functions at the end of this header make the inventory of it: without doubles, with parents, in a fixed order.
+struct Collected {
+  struct Part {
+    Model::Component record;
+    bool legacy = false;  ///< a row of Thermal, Power, StorageControllers or SimpleStorage
+  };
+  enum class Source : u8 { Own, Excerpt, Legacy };
+  struct Reading {
+    Model::Sensor record;
+    Source source = Source::Own;
+    bool isNamed = true;  ///< the name is the sensor's own
+  };
+  struct Entry {
+    Model::LogEntry record;
+    std::size_t position = 0;
+  };
+  /// What the ports of a network adapter tell about it.
+  struct Ports {
+    std::string macAddress;
+    std::size_t position = 0;
+    std::optional<double> speedMbps;
+  };
+
+  FamilyMask wanted = 0;
+  Model::Inventory* inventory = nullptr;  ///< systems, firmware, LEDs and network stand there at once
+  std::vector<Part> parts;
+  std::vector<Reading> readings;
+  std::vector<Entry> entries;
+  std::map<std::string, Ports> ports;              ///< by the adapter's id in lower case
+  std::map<std::string, std::string> places;       ///< what may hold something: id in lower case -> id
+  std::map<std::string, std::string> containedBy;  ///< chassis: id in lower case -> id of the one around it
+  std::map<std::string, std::string> hostNames;    ///< of managers, by their id in lower case
+
+  bool Wants(Model::Family family) const { return (wanted & MaskOf(family)) != 0; }
+  /// The id of the nearest place that holds this id; empty without one.
+  std::string PlaceAbove(std::string_view id) const;
+  /// An id as the resource spells it itself, of a link as another one spells it.
+  std::string SpellingOf(const std::string& id) const;
+};
+
+/// The id that a link leads to; empty for none.
+std::string LinkedId(JsonValue object, std::string_view path);
+
+// What resources give; one function for a kind of resource, in the file of its family.
+
+void TakeSystem(Collected& to, const Node& node, JsonValue json);
+void TakeFirmware(Collected& to, const Node& node, JsonValue json);
+void TakePart(Collected& to, const Node& node, JsonValue json);
+void TakeStorage(Collected& to, const Node& node, JsonValue json);
+void TakeSimpleStorage(Collected& to, const Node& node, JsonValue json);
+void TakePort(Collected& to, const Node& node, JsonValue json);
+void TakePowerSupplyRows(Collected& to, const Node& node, JsonValue json);
+void TakeFanRows(Collected& to, const Node& node, JsonValue json);
+void TakeSensor(Collected& to, const Node& node, JsonValue json);
+void TakeLeakDetector(Collected& to, const Node& node, JsonValue json);
+void TakeThermalReadings(Collected& to, const Node& node, JsonValue json);
+void TakePowerReadings(Collected& to, const Node& node, JsonValue json);
+/// Excerpts of sensors. Returns where those are that stand in full elsewhere.
+std::vector<std::string> TakeExcerpts(Collected& to, const Node& node, JsonValue json);
+void TakeLed(Collected& to, const std::string& id, JsonValue json);
+void TakeLogEntry(Collected& to, const Node& node, JsonValue json);
+void TakeEthernet(Collected& to, const Node& node, JsonValue json);
+void TakeNetworkProtocol(Collected& to, const Node& node, JsonValue json);
+
+void FinishSystems(Collected& from);
+void FinishFirmware(Collected& from);
+void FinishComponents(Collected& from);
+void FinishSensors(Collected& from);
+void FinishLeds(Collected& from);
+void FinishNetwork(Collected& from);
+void FinishLogs(Collected& from, const InventoryReaderOptions& options);
+
+/// Order of ids in which "Fan 2" stands before "Fan 10".
+bool NaturalLess(std::string_view left, std::string_view right);
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,243 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "module/reader/redfish/Collected.h"
+#include "module/reader/redfish/Link.h"
+
+namespace Kelvar::Reader {
+
+namespace {
+
+using Model::Component;
+
+struct TextRow {
+  const char* path;
+  std::string Component::*member;
+};
+
+// Rows for one member: the first that has a text counts.
+constexpr std::array<TextRow, 20> kTexts = {{
+    {"Name", &Component::name},
+    {"FanName", &Component::name},
+    {"Location/PartLocation/ServiceLabel", &Component::location},
+    {"PhysicalLocation/PartLocation/ServiceLabel", &Component::location},
+    {"DeviceLocator", &Component::location},
+    {"Socket", &Component::location},
+    {"PhysicalLocation/Info", &Component::location},
+    {"Location/Info", &Component::location},
+    {"Manufacturer", &Component::manufacturer},
+    {"Model", &Component::model},
+    {"PartNumber", &Component::part_number},
+    {"SparePartNumber", &Component::spare_part_number},
+    {"SerialNumber", &Component::serial_number},
+    {"AssetTag", &Component::asset_tag},
+    {"FirmwareVersion", &Component::firmware_version},
+    {"FirmwareRevision", &Component::firmware_version},
+    {"FirmwarePackageVersion", &Component::firmware_version},
+    {"Revision", &Component::firmware_version},
+    {"MediaType", &Component::media},
+    {"Protocol", &Component::protocol},
+}};
+
+Component Describe(const std::string& id, const char* kind, JsonValue json) {
+  Component component;
+  component.id = id;
+  component.kind = kind;
+  for (const TextRow& row : kTexts) {
+    std::string& text = component.*row.member;
+    if (text.empty()) {
+      text = TextAt(json, row.path);
+    }
+  }
+  component.media = Lower(component.media);
+  component.protocol = Lower(component.protocol);
+  if (component.location.empty() && json["Location"].IsArray()) {
+    const auto places = json["Location"].Elements();
+    component.location = places.empty() ? "" : TextAt(places.front(), "Info");
+  }
+  TakeStatus(component, json);
+  return component;
+}
+
+std::optional<double> Scaled(std::optional<double> number, double factor) {
+  return number ? std::optional<double>(*number * factor) : std::nullopt;
+}
+
+std::optional<double> FirstOf(std::optional<double> first, std::optional<double> second) {
+  return first ? first : second;
+}
+
+std::optional<u64> Bytes(std::optional<double> number) {
+  constexpr double kMost = 9e18;
+  if (!number || *number < 1 || *number > kMost) {
+    return std::nullopt;
+  }
+  return static_cast<u64>(*number);
+}
+
+void DescribeProcessor(Component& component, JsonValue json) {
+  if (TextAt(json, "ProcessorType") == "GPU") {
+    component.kind = "gpu";
+  }
+  component.cores = CountAt(json, "TotalCores");
+  component.threads = CountAt(json, "TotalThreads");
+  component.speed_mhz = FirstOf(PositiveAt(json, "MaxSpeedMHz"), PositiveAt(json, "OperatingSpeedMHz"));
+  component.protocol.clear();
+}
+
+void DescribeMemory(Component& component, JsonValue json) {
+  component.capacity_bytes = Bytes(Scaled(PositiveAt(json, "CapacityMiB"), 1024.0 * 1024));
+  component.speed_mhz = PositiveAt(json, "OperatingSpeedMhz");
+  component.media = Lower(TextAt(json, "MemoryDeviceType"));
+}
+
+void DescribeDrive(Component& component, JsonValue json) {
+  constexpr double kMegabitsPerGigabit = 1000;
+  component.capacity_bytes = Bytes(PositiveAt(json, "CapacityBytes"));
+  component.predicted_life_left_percent = NumberAt(json, "PredictedMediaLifeLeftPercent");
+  component.speed_mbps =
+      Scaled(FirstOf(PositiveAt(json, "NegotiatedSpeedGbs"), PositiveAt(json, "CapableSpeedGbs")), kMegabitsPerGigabit);
+}
+
+void DescribeController(Component& component, JsonValue json) {
+  component.speed_mbps = Scaled(PositiveAt(json, "SpeedGbps"), 1000);
+  for (const char* const list : {"SupportedDeviceProtocols", "SupportedControllerProtocols"}) {
+    const auto protocols = json[list].Elements();
+    if (component.protocol.empty() && protocols.size() == 1) {
+      component.protocol = Lower(TextAt(protocols.front(), ""));
+    }
+  }
+}
+
+void DescribeAdapter(Component& component, JsonValue json) {
+  const auto controllers = json["Controllers"].Elements();
+  if (component.firmware_version.empty() && !controllers.empty()) {
+    component.firmware_version = TextAt(controllers.front(), "FirmwarePackageVersion");
+  }
+}
+
+void DescribePowerSupply(Component& component, JsonValue json) {
+  component.power_capacity_watts = PositiveAt(json, "PowerCapacityWatts");
+  component.protocol.clear();
+}
+
+void DescribeChassis(Collected& to, const Component& component, JsonValue json) {
+  const std::string around = LinkedId(json, "Links/ContainedBy");
+  if (!around.empty()) {
+    to.containedBy[Lower(component.id)] = around;
+  }
+  for (const JsonValue inner : At(json, "Links/Contains").Elements()) {
+    to.containedBy.emplace(Lower(LinkedId(inner, "")), component.id);
+  }
+}
+
+using Describer = void (*)(Component&, JsonValue);
+
+struct KindRow {
+  Role role;
+  const char* kind;
+  Describer describe;
+};
+
+constexpr std::array<KindRow, 11> kKinds = {{
+    {Role::Chassis, "chassis", nullptr},
+    {Role::Processor, "processor", &DescribeProcessor},
+    {Role::Memory, "memory", &DescribeMemory},
+    {Role::StorageController, "storage_controller", &DescribeController},
+    {Role::Drive, "drive", &DescribeDrive},
+    {Role::NetworkAdapter, "network_adapter", &DescribeAdapter},
+    {Role::PcieDevice, "pcie_device", nullptr},
+    {Role::PowerSupply, "power_supply", &DescribePowerSupply},
+    {Role::Battery, "battery", nullptr},
+    {Role::Fan, "fan", nullptr},
+    {Role::OtherPart, "other", nullptr},
+}};
+
+void Add(Collected& to, Component component, JsonValue json, bool legacy) {
+  to.places.emplace(Lower(component.id), component.id);
+  TakeLed(to, component.id, json);
+  if (to.Wants(Model::Family::Components)) {
+    to.parts.push_back({std::move(component), legacy});
+  }
+}
+
+std::string RowId(const Node& node, const char* list, std::size_t index) {
+  return node.id + "#/" + list + '/' + std::to_string(index);
+}
+
+void TakeRows(Collected& to, const Node& node, JsonValue json, const char* list, const KindRow& row) {
+  std::size_t index = 0;
+  for (const JsonValue element : json[list].Elements()) {
+    const std::string id = RowId(node, list, index++);
+    if (!element.IsObject()) {
+      continue;
+    }
+    Component component = Describe(id, row.kind, element);
+    if (row.describe != nullptr) {
+      row.describe(component, element);
+    }
+    Add(to, std::move(component), element, true);
+  }
+}
+
+const KindRow& RowOf(Role role) {
+  const auto found = std::find_if(kKinds.begin(), kKinds.end(), [&](const KindRow& row) { return row.role == role; });
+  return found == kKinds.end() ? kKinds.back() : *found;
+}
+
+}  // namespace
+
+void TakePart(Collected& to, const Node& node, JsonValue json) {
+  const KindRow& row = RowOf(node.role);
+  Component component = Describe(node.id, row.kind, json);
+  if (row.describe != nullptr) {
+    row.describe(component, json);
+  }
+  if (node.role == Role::Chassis) {
+    DescribeChassis(to, component, json);
+  }
+  Add(to, std::move(component), json, false);
+}
+
+void TakeStorage(Collected& to, const Node& node, JsonValue json) {
+  TakeRows(to, node, json, "StorageControllers", RowOf(Role::StorageController));
+}
+
+void TakeSimpleStorage(Collected& to, const Node& node, JsonValue json) {
+  Component controller = Describe(node.id, "storage_controller", json);
+  Add(to, std::move(controller), json, true);
+  TakeRows(to, node, json, "Devices", RowOf(Role::Drive));
+}
+
+void TakePowerSupplyRows(Collected& to, const Node& node, JsonValue json) {
+  TakeRows(to, node, json, "PowerSupplies", RowOf(Role::PowerSupply));
+}
+
+void TakeFanRows(Collected& to, const Node& node, JsonValue json) {
+  TakeRows(to, node, json, "Fans", RowOf(Role::Fan));
+}
+
+void TakePort(Collected& to, const Node& node, JsonValue json) {
+  const std::string adapter(Above(Above(node.id)));
+  Collected::Ports& ports = to.ports[Lower(adapter)];
+  std::string address = MacAddress(TextAt(json, "Ethernet/PermanentMACAddress"));
+  for (const char* const list : {"Ethernet/AssociatedMACAddresses", "AssociatedNetworkAddresses"}) {
+    const auto addresses = At(json, list).Elements();
+    if (address.empty() && !addresses.empty()) {
+      address = MacAddress(TextAt(addresses.front(), ""));
+    }
+  }
+  if (!address.empty() && (ports.macAddress.empty() || node.position < ports.position)) {
+    ports.macAddress = address;
+    ports.position = node.position;
+  }
+  const auto speed =
+      FirstOf(Scaled(PositiveAt(json, "CurrentSpeedGbps"), 1000), PositiveAt(json, "CurrentLinkSpeedMbps"));
+  if (speed && (!ports.speedMbps || *ports.speedMbps < *speed)) {
+    ports.speedMbps = speed;
+  }
+}
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,376 @@
+#include "module/reader/redfish/Fetcher.h"
+
+#include <algorithm>
+#include <ctime>
+#include <utility>
+
+#include <curl/curl.h>
+
+#include "common/diagnostics/DiagnosticsRecorder.h"
+#include "common/http/FailureOf.h"
+#include "common/log/LogMacros.h"
+#include "common/text/Escape.h"
+#include "module/reader/redfish/Link.h"
+
+namespace Kelvar::Reader {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+namespace {
+
+constexpr int kMaxRedirects = 5;
+constexpr int kMaxWaits = 10;                // pauses that one request is given by the service
+constexpr int kMaxUnaskedWaits = 2;          // the same, where the service names no time
+constexpr int kMaxSilences = 8;              // requests in a row without an answer, before the service counts as gone
+constexpr milliseconds kSessionGrace{5000};  // beyond the deadline, so that no session is left open
+constexpr u64 kPerformed = 0;                // id of the request that Perform() waits for
+
+std::string OriginOf(const KelvarConnection::ConnectionInfo& info) {
+  const bool bracketed = info.AddressFamily == 1;
+  return (bracketed ? "https://[" + info.Host + "]:" : "https://" + info.Host + ":") + std::to_string(info.Port);
+}
+
+Rest::MultiTransfer::Options TransferOptions(const InventoryReaderOptions& options) {
+  Rest::MultiTransfer::Options transfer;
+  transfer.connections = options.requests_at_once;
+  transfer.tlsCaFile = options.connection.tls_ca_file;
+  transfer.tlsPinnedFingerprint = options.connection.tls_pinned_fingerprint;
+  return transfer;
+}
+
+}  // namespace
+
+std::optional<seconds> RetryAfter(const std::string& header, std::time_t now) {
+  if (!header.empty() && header.size() < 8 && header.find_first_not_of("0123456789") == std::string::npos) {
+    return seconds(std::stol(header));
+  }
+  const std::time_t date = header.empty() ? -1 : curl_getdate(header.c_str(), nullptr);
+  if (date < 0) {
+    return std::nullopt;
+  }
+  return seconds(std::max<std::time_t>(0, date - now));
+}
+
+Fetcher::Fetcher(const ReadRequest& request)
+    : request_(request),
+      origin_(OriginOf(request.info)),
+      transfer_(TransferOptions(request.options)),
+      session_(request.info, origin_) {}
+
+Fetcher::~Fetcher() {
+  try {
+    transfer_.Abort();
+    CloseSession();
+  } catch (const std::exception& error) {
+    KELVAR_LOG(1) << "The Redfish session could not be closed: " << error.what();
+  }
+}
+
+void Fetcher::Get(std::string path, Handler handler) {
+  Job job;
+  job.path = std::move(path);
+  job.handler = std::move(handler);
+  queue_.push_back(std::move(job));
+}
+
+void Fetcher::Stop(FailureCause cause, std::string reason) {
+  if (stopped_ == FailureCause::None) {
+    stopped_ = cause;
+    stopReason_ = Text::EscapeControl(reason);
+    KELVAR_LOG(2) << "Reading " << origin_ << " ends: " << stopReason_;
+  }
+}
+
+void Fetcher::Run() {
+  while (!queue_.empty() || !active_.empty()) {
+    if (request_.IsOver()) {
+      Stop(FailureCause::Deadline, "the time for the reading was over");
+    }
+    if (stopped_ != FailureCause::None) {
+      DropAll();
+      continue;
+    }
+    StartJobs();
+    std::vector<Rest::TransferResult> ended = std::move(early_);
+    early_.clear();
+    if (ended.empty()) {
+      ended = transfer_.Wait(NextWait());
+    }
+    for (Rest::TransferResult& result : ended) {
+      Handle(result);
+    }
+  }
+}
+
+void Fetcher::DropAll() {
+  transfer_.Abort();
+  early_.clear();
+  std::deque<Job> dropped = std::move(queue_);
+  queue_.clear();
+  for (auto& [id, job] : active_) {
+    dropped.push_back(std::move(job));
+  }
+  active_.clear();
+  for (Job& job : dropped) {
+    Reply reply;
+    reply.cause = stopped_;
+    reply.error = stopReason_;
+    job.handler(reply);
+  }
+}
+
+milliseconds Fetcher::Timeout() const {
+  // A resource that hangs is given up the sooner, the quicker the service was until then.
+  const double limit = std::clamp(30 * slowest_, 20.0, 60.0);
+  return milliseconds(static_cast<long>(limit * 1000));
+}
+
+void Fetcher::StartJobs() {
+  const auto now = Clock::now();
+  for (auto job = queue_.begin(); job != queue_.end() && transfer_.Active() < request_.options.requests_at_once;) {
+    if (job->notBefore > now) {
+      ++job;
+      continue;
+    }
+    Rest::TransferRequest request;
+    request.url = origin_ + job->path;
+    request.headers = {"Accept: application/json", "OData-Version: 4.0"};
+    request.timeout = answered_ ? Timeout() : milliseconds(60'000);
+    session_.Authorize(request);
+    job->anonymous = session_.IsAnonymous();
+    job->sessionNumber = sessionNumber_;
+    ++job->transmissions;
+    const u64 id = nextId_++;
+    transfer_.Start(id, std::move(request));
+    active_.emplace(id, std::move(*job));
+    job = queue_.erase(job);
+  }
+}
+
+milliseconds Fetcher::NextWait() const {
+  auto until = Clock::now() + seconds(1);
+  if (request_.deadline) {
+    until = std::min(until, *request_.deadline);
+  }
+  if (transfer_.Active() < request_.options.requests_at_once) {
+    for (const Job& job : queue_) {
+      until = std::min(until, job.notBefore);
+    }
+  }
+  return std::max(milliseconds(1), std::chrono::ceil<milliseconds>(until - Clock::now()));
+}
+
+void Fetcher::Handle(Rest::TransferResult& result) {
+  const auto found = active_.find(result.id);
+  if (found == active_.end()) {
+    return;
+  }
+  Job job = std::move(found->second);
+  active_.erase(found);
+  Record("GET", job.path, result, job.transmissions);
+  slowest_ = result.timedOut ? slowest_ : std::max(slowest_, result.seconds);
+  if (result.cause != FailureCause::None) {
+    NoteSilence(result);
+  } else {
+    answered_ = true;
+    silences_ = 0;
+    const bool accepted = !job.anonymous && result.status != 401;
+    accepted_ = accepted_ || accepted;
+    acceptedInSession_ = acceptedInSession_ || (accepted && job.sessionNumber == sessionNumber_);
+  }
+  if (stopped_ == FailureCause::None && TryAgain(job, result)) {
+    queue_.push_front(std::move(job));
+    return;
+  }
+  Deliver(job, result);
+}
+
+void Fetcher::NoteSilence(const Rest::TransferResult& result) {
+  ++silences_;
+  if (result.cause == FailureCause::TooLarge) {
+    silences_ = 0;
+  }
+  if (silences_ >= kMaxSilences) {
+    Stop(result.cause, "the service answers no more: " + result.error);
+  }
+}
+
+bool Fetcher::TryAgain(Job& job, const Rest::TransferResult& result) {
+  if (result.cause != FailureCause::None) {
+    const bool broken = result.cause == FailureCause::Unreachable && !result.timedOut && answered_;
+    return broken && job.transmissions < 2;
+  }
+  switch (result.status) {
+    case 401:
+      return TryAfterRefusal(job);
+    case 429:
+    case 503:
+      return TryAfterPause(job, result);
+    case 301:
+    case 302:
+    case 303:
+    case 307:
+    case 308:
+      return TryRedirect(job, result);
+    default:
+      return false;
+  }
+}
+
+bool Fetcher::TryAfterRefusal(Job& job) {
+  if (job.anonymous) {  // the service wants an account even for its root
+    if (session_.IsAnonymous()) {
+      UseBasic();
+    }
+    return true;
+  }
+  if (job.sessionNumber < sessionNumber_) {  // of the session before
+    return true;
+  }
+  if (!session_.IsOpen()) {
+    Stop(FailureCause::LoginRefused, "the login was refused");
+    return false;
+  }
+  if (job.refused || (refusesResources_ && acceptedInSession_)) {
+    refusesResources_ = true;
+    return false;
+  }
+  job.refused = true;
+  if (!acceptedInSession_ || sessionNumber_ > 1) {
+    KELVAR_LOG(2) << "The Redfish service does not keep its sessions; basic authentication is used";
+    CloseSession();
+    UseBasic();
+    return true;
+  }
+  KELVAR_LOG(2) << "The Redfish service has forgotten the session; a new one is opened";
+  session_.Forget();
+  Login(sessionsPath_);
+  return stopped_ == FailureCause::None;
+}
+
+void Fetcher::UseBasic() {
+  session_.UseBasic();
+  ++sessionNumber_;
+}
+
+bool Fetcher::TryAfterPause(Job& job, const Rest::TransferResult& result) {
+  const auto asked = RetryAfter(result.retryAfter, std::time(nullptr));
+  if (job.waits >= (asked ? kMaxWaits : kMaxUnaskedWaits)) {
+    return false;
+  }
+  job.notBefore = Clock::now() + asked.value_or(seconds(2 + 3 * job.waits));
+  const auto limit = request_.deadline.value_or(Clock::now() + seconds(180));
+  ++job.waits;
+  return job.notBefore < limit;
+}
+
+bool Fetcher::TryRedirect(Job& job, const Rest::TransferResult& result) {
+  const auto link = ParseLink(result.location, origin_);
+  if (!link || link->path == job.path || ++job.redirects > kMaxRedirects) {
+    return false;
+  }
+  job.path = link->path;
+  return true;
+}
+
+void Fetcher::Deliver(Job& job, Rest::TransferResult& result) {
+  Reply reply;
+  reply.status = result.status;
+  reply.cause = result.cause;
+  reply.error = std::move(result.error);
+  reply.body = std::move(result.body);
+  if (reply.cause == FailureCause::None && (reply.status < 200 || reply.status > 299)) {
+    reply.cause = Http::CauseOfStatus(reply.status);
+    reply.cause = reply.cause == FailureCause::None ? FailureCause::BadData : reply.cause;
+    reply.error = "HTTP " + std::to_string(reply.status);
+  }
+  job.handler(reply);
+}
+
+Rest::TransferResult Fetcher::Perform(Rest::TransferRequest request, milliseconds grace) {
+  auto end = Clock::now() + milliseconds(30'000);
+  if (request_.deadline) {
+    end = std::min(end, std::max(*request_.deadline, Clock::now()) + grace);
+  }
+  request.timeout = std::chrono::ceil<milliseconds>(end - Clock::now());
+  transfer_.Start(kPerformed, std::move(request));
+  for (;;) {
+    std::optional<Rest::TransferResult> performed;
+    for (Rest::TransferResult& result : transfer_.Wait(milliseconds(1000))) {
+      if (result.id == kPerformed) {
+        performed = std::move(result);
+      } else {
+        early_.push_back(std::move(result));
+      }
+    }
+    if (performed) {
+      return std::move(*performed);
+    }
+  }
+}
+
+void Fetcher::Login(const std::string& sessionsPath) {
+  using Authentication = InventoryReaderOptions::Authentication;
+  sessionsPath_ = sessionsPath;
+  if (request_.options.authentication == Authentication::Basic || sessionsPath.empty()) {
+    UseBasic();
+    return;
+  }
+  ++sessionNumber_;
+  acceptedInSession_ = false;
+  const Rest::TransferResult result = Perform(session_.OpenRequest(sessionsPath), kSessionGrace);
+  Record("POST", sessionsPath, result, 1);
+  switch (session_.TakeOpened(result)) {
+    case Session::Opened::Yes:
+      return;
+    case Session::Opened::LoginRefused:
+      Stop(FailureCause::LoginRefused, "the login was refused");
+      return;
+    case Session::Opened::NoSession:
+      CloseSession();
+      if (request_.options.authentication == Authentication::Session) {
+        Stop(FailureCause::Refused, "the service gives no session");
+      }
+      UseBasic();
+  }
+}
+
+void Fetcher::CloseSession() {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    auto request = session_.CloseRequest();
+    if (!request) {
+      return;
+    }
+    const std::string path = request->url.substr(origin_.size());
+    request->timeout = kSessionGrace;
+    const Rest::TransferResult result = Perform(std::move(*request), kSessionGrace);
+    Record("DELETE", path, result, 1);
+    if (result.status >= 200 && result.status < 500) {
+      break;
+    }
+  }
+  session_.Forget();
+}
+
+void Fetcher::Record(const std::string& method, const std::string& path, const Rest::TransferResult& result,
+                     u32 transmissions) {
+  DiagnosticExchange exchange;
+  exchange.protocol = "redfish";
+  exchange.request = method + ' ' + path;
+  exchange.response = result.cause == FailureCause::None ? "HTTP " + std::to_string(result.status) : result.error;
+  exchange.status = result.status;
+  exchange.bytes = result.body.size();
+  exchange.seconds = result.seconds;
+  exchange.transmissions = transmissions;
+  exchange.cause = result.cause == FailureCause::None ? Http::CauseOfStatus(result.status) : result.cause;
+  // One resource that the account may not read is no refused login.
+  if (exchange.cause == FailureCause::LoginRefused && method == "GET" && (accepted_ || session_.IsAnonymous())) {
+    exchange.cause = FailureCause::NotOffered;
+  }
+  DiagnosticsRecorder::Add(exchange);
+  KELVAR_LOG(4) << "Redfish " << exchange.request << " -> " << exchange.response << ", " << exchange.bytes << " bytes, "
+                << exchange.seconds << " s";
+}
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,183 @@
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "module/reader/redfish/Collected.h"
+#include "module/reader/redfish/Link.h"
+
+namespace Kelvar::Reader {
+
+namespace {
+
+struct KindRow {
+  std::string_view part;  ///< of the path of what it belongs to, in lower case
+  const char* kind;
+};
+
+constexpr std::array<KindRow, 8> kByPath = {{
+    {"/bios", "bios"},
+    {"managers/", "bmc"},
+    {"/powersupplies", "psu"},
+    {"/networkadapters", "nic"},
+    {"/networkinterfaces", "nic"},
+    {"/drives", "drive"},
+    {"/ethernetinterfaces", "nic"},
+    {"gpu", "gpu"},
+}};
+
+// Whole words of the name or the last segment of the path. The first row that fits counts.
+constexpr std::array<KindRow, 24> kByWord = {{
+    {"driver", "driver"},
+    {"cpld", "cpld"},
+    {"fpga", "cpld"},
+    {"pld", "cpld"},
+    {"bios", "bios"},
+    {"uefi", "bios"},
+    {"system rom", "bios"},
+    {"psu", "psu"},
+    {"power supply", "psu"},
+    {"gpu", "gpu"},
+    {"drive", "drive"},
+    {"ssd", "drive"},
+    {"hdd", "drive"},
+    {"disk", "drive"},
+    {"bmc", "bmc"},
+    {"management controller", "bmc"},
+    {"service processor", "bmc"},
+    {"nic", "nic"},
+    {"ethernet", "nic"},
+    {"network", "nic"},
+    {"lan", "nic"},
+    {"lom", "nic"},
+    {"infiniband", "nic"},
+    {"ocp", "nic"},
+}};
+
+bool IsLetter(char letter) {
+  return letter >= 'a' && letter <= 'z';
+}
+
+/// Whether the words stand in the text with no letter next to them.
+bool HasWord(std::string_view text, std::string_view word) {
+  for (auto at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
+    const auto end = at + word.size();
+    if ((at == 0 || !IsLetter(text[at - 1])) && (end == text.size() || !IsLetter(text[end]))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::string KindOf(const Model::Firmware& firmware, Role role, std::string_view related) {
+  const std::string path = Lower(related);
+  for (const KindRow& row : kByPath) {
+    if (path.find(row.part) != std::string::npos) {
+      return row.kind;
+    }
+  }
+  const std::string words = Lower(firmware.name) + '\n' + Lower(LastSegment(firmware.id));
+  for (const KindRow& row : kByWord) {
+    if (HasWord(words, row.part)) {
+      return row.kind;
+    }
+  }
+  return role == Role::Software ? "driver" : "other";
+}
+
+std::string BankOf(const Model::Firmware& firmware) {
+  const std::string words = Lower(firmware.name) + '\n' + Lower(LastSegment(firmware.id));
+  return HasWord(words, "backup") ? "backup" : HasWord(words, "primary") ? "primary" : "";
+}
+
+/// Whether two texts name one version: the one may say more than the other ("2.10" and "System 2.10 (03/2026)").
+bool SameVersion(const std::string& left, const std::string& right) {
+  const bool leftShorter = left.size() < right.size();
+  const std::string& part = leftShorter ? left : right;
+  const std::string& whole = leftShorter ? right : left;
+  if (left == right) {
+    return true;
+  }
+  const auto at = part.size() < 4 ? std::string::npos : whole.find(part);
+  return at != std::string::npos && (at == 0 || whole[at - 1] == ' ' || whole[at - 1] == 'v') &&
+         (at + part.size() == whole.size() || whole[at + part.size()] == ' ');
+}
+
+/// The firmware that a system or manager names itself: version, kind and property.
+struct OwnFirmware {
+  const std::string& version;
+  const char* kind;
+  const char* property;
+};
+
+OwnFirmware OwnOf(const Model::System& system) {
+  return system.kind == "system" ? OwnFirmware{system.bios_version, "bios", "BiosVersion"}
+                                 : OwnFirmware{system.firmware_version, "bmc", "FirmwareVersion"};
+}
+
+void AddOwn(std::vector<Model::Firmware>& list, const Model::System& system) {
+  const OwnFirmware told = OwnOf(system);
+  Model::Firmware own;
+  own.id = system.id + "#/" + told.property;
+  own.name = system.name;
+  own.kind = told.kind;
+  own.version = told.version;
+  own.component = system.id;
+  list.push_back(std::move(own));
+}
+
+bool HasKind(const std::vector<Model::Firmware>& list, std::string_view kind) {
+  return std::any_of(list.begin(), list.end(), [&](const Model::Firmware& one) { return one.kind == kind; });
+}
+
+}  // namespace
+
+void TakeFirmware(Collected& to, const Node& node, JsonValue json) {
+  Model::Firmware firmware;
+  firmware.id = node.id;
+  firmware.name = TextAt(json, "Name");
+  firmware.version = TextAt(json, "Version");
+  firmware.date = Date(TextAt(json, "ReleaseDate"));
+  firmware.updateable = BoolAt(json, "Updateable");
+  firmware.state = StatusOf(json).state;
+  const auto related = json["RelatedItem"].Elements();
+  firmware.component = related.empty() ? "" : LinkedId(related.front(), "");
+  firmware.kind = KindOf(firmware, node.role, firmware.component);
+  firmware.bank = BankOf(firmware);
+  to.inventory->firmware.push_back(std::move(firmware));
+}
+
+void FinishFirmware(Collected& from) {
+  if (!from.Wants(Model::Family::Firmware)) {
+    return;
+  }
+  auto& list = from.inventory->firmware;
+  std::vector<const Model::System*> owners;
+  for (const Model::System& system : from.inventory->systems) {
+    if (system.kind != "chassis" && !OwnOf(system).version.empty()) {
+      owners.push_back(&system);
+    }
+  }
+  for (const Model::System* const owner : owners) {
+    for (Model::Firmware& firmware : list) {
+      if (firmware.kind == "other" && SameVersion(firmware.version, OwnOf(*owner).version)) {
+        firmware.kind = OwnOf(*owner).kind;
+      }
+    }
+  }
+  const bool listsBmc = HasKind(list, "bmc");
+  const bool listsBios = HasKind(list, "bios");
+  for (const Model::System* const owner : owners) {
+    if (!(owner->kind == "system" ? listsBios : listsBmc)) {
+      AddOwn(list, *owner);
+    }
+  }
+  for (Model::Firmware& firmware : list) {
+    firmware.component = from.SpellingOf(firmware.component);
+  }
+  std::stable_sort(list.begin(), list.end(), [](const Model::Firmware& left, const Model::Firmware& right) {
+    return NaturalLess(left.id, right.id);
+  });
+}
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,105 @@
+#include "module/reader/redfish/Link.h"
+
+#include <algorithm>
+
+namespace Kelvar::Reader {
+
+namespace {
+
+constexpr std::string_view kRoot = "/redfish/v1/";
+constexpr std::size_t kMaxLink = 2048;
+
+bool StartsWithIgnoringCase(std::string_view text, std::string_view start) {
+  return text.size() >= start.size() && Lower(text.substr(0, start.size())) == Lower(start);
+}
+
+bool IsPrintable(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char letter) {
+    const auto byte = static_cast<unsigned char>(letter);
+    return byte > 0x20 && byte != 0x7F && byte != '\\';
+  });
+}
+
+void DropSlashes(std::string_view& text) {
+  while (text.size() > 1 && text.back() == '/') {
+    text.remove_suffix(1);
+  }
+}
+
+/// Blanks of a link, which some services leave as they are.
+std::string EncodeBlanks(std::string_view text) {
+  std::string encoded;
+  for (const char letter : text) {
+    if (letter == ' ') {
+      encoded += "%20";
+    } else {
+      encoded += letter;
+    }
+  }
+  return encoded;
+}
+
+}  // namespace
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  for (char& letter : lower) {
+    letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
+  }
+  return lower;
+}
+
+std::optional<Link> ParseLink(std::string_view text, std::string_view origin) {
+  if (!origin.empty() && StartsWithIgnoringCase(text, origin) && text.size() > origin.size() &&
+      text[origin.size()] == '/') {
+    text.remove_prefix(origin.size());
+  }
+  const std::string encoded = EncodeBlanks(text);
+  text = encoded;
+  const bool local = !text.empty() && text[0] == '/' && (text.size() == 1 || text[1] != '/');
+  if (!local || text.size() > kMaxLink || !IsPrintable(text) || text.find("/../") != std::string_view::npos) {
+    return std::nullopt;
+  }
+  Link link;
+  const auto hash = text.find('#');
+  if (hash != std::string_view::npos) {
+    std::string_view fragment = text.substr(hash + 1);
+    DropSlashes(fragment);
+    if (!fragment.empty() && fragment != "/") {
+      link.fragment = (fragment[0] == '/' ? "" : "/") + std::string(fragment);
+    }
+    text = text.substr(0, hash);
+  }
+  link.path = text;
+  return link;
+}
+
+std::string KeyOf(std::string_view path) {
+  DropSlashes(path);
+  return Lower(path);
+}
+
+std::string IdOf(std::string_view path) {
+  DropSlashes(path);
+  if (StartsWithIgnoringCase(path, kRoot)) {
+    path.remove_prefix(kRoot.size());
+  } else if (!path.empty() && path[0] == '/') {
+    path.remove_prefix(1);
+  }
+  return std::string(path);
+}
+
+std::string_view Above(std::string_view id) {
+  const auto slash = id.rfind('/');
+  if (slash == std::string_view::npos) {
+    return {};
+  }
+  return slash > 0 && id[slash - 1] == '#' ? id.substr(0, slash - 1) : id.substr(0, slash);
+}
+
+std::string_view LastSegment(std::string_view path) {
+  DropSlashes(path);
+  return path.substr(path.rfind('/') + 1);
+}
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Kelvar::Reader {
+
+// Links of a Redfish service: "/redfish/v1/Chassis/1/Thermal#/Fans/0". Services spell one link in several ways: with a
+// slash at the end, in another case, with the fragment's first slash missing, with their own origin in front.
+
+/// A link in its usual spelling, letters as they came.
+struct Link {
+  std::string path;      ///< with "/" in front, for a request; may hold a query
+  std::string fragment;  ///< "/Fans/0", or empty
+};
+
+/// Nothing for a text that is no link on the target itself. `origin` is the target's own scheme, host and port.
+std::optional<Link> ParseLink(std::string_view text, std::string_view origin);
+
+/// What is equal for all spellings of one link.
+std::string KeyOf(std::string_view path);
+
+/// How a record names the resource: without "/redfish/v1/" in front and a slash at the end.
+std::string IdOf(std::string_view path);
+
+/// The id that holds this one by its path; empty at the top: "Chassis/1/Thermal#/Fans/0" -> "Chassis/1/Thermal#/Fans",
+/// "Chassis/1/Thermal" -> "Chassis/1".
+std::string_view Above(std::string_view id);
+
+/// The last segment of a path or id.
+std::string_view LastSegment(std::string_view path);
+
+std::string Lower(std::string_view text);
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,111 @@
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "module/reader/redfish/Collected.h"
+#include "module/reader/redfish/Link.h"
+
+namespace Kelvar::Reader {
+
+namespace {
+
+using Entry = Collected::Entry;
+
+std::string SeverityOf(JsonValue json) {
+  for (const char* const property : {"Severity", "MessageSeverity"}) {
+    const std::string word = Lower(TextAt(json, property));
+    if (word == "ok" || word == "warning" || word == "critical") {
+      return word;
+    }
+  }
+  return "unknown";
+}
+
+std::string CreatedOf(JsonValue json) {
+  std::string created = DateTime(TextAt(json, "Created"));
+  return created.empty() ? DateTime(TextAt(json, "EventTimestamp")) : created;
+}
+
+std::string SourceOf(JsonValue json) {
+  for (const char* const path : {"Links/OriginOfCondition", "OriginOfCondition"}) {
+    std::string source = LinkedId(json, path);
+    if (!source.empty()) {
+      return source;
+    }
+  }
+  return {};
+}
+
+/// Whether the first entry of a log is its newest one, as far as their times tell.
+bool IsNewestFirst(const std::vector<Entry>& log) {
+  std::optional<double> first;
+  std::optional<double> last;
+  for (const Entry& entry : log) {
+    const auto time = Instant(entry.record.created);
+    if (time) {
+      first = first ? first : time;
+      last = time;
+    }
+  }
+  return first && last && *first > *last;
+}
+
+void Order(std::vector<Entry>& log, const InventoryReaderOptions& options) {
+  std::stable_sort(log.begin(), log.end(),
+                   [](const Entry& left, const Entry& right) { return left.position < right.position; });
+  const bool newestFirst = IsNewestFirst(log);
+  const auto since = Instant(options.log_since);
+  if (since) {
+    log.erase(std::remove_if(log.begin(), log.end(),
+                             [&](const Entry& entry) {
+                               const auto time = Instant(entry.record.created);
+                               return time && *time < *since;
+                             }),
+              log.end());
+  }
+  if (options.log_limit != 0 && log.size() > options.log_limit) {
+    const auto excess = static_cast<std::ptrdiff_t>(log.size() - options.log_limit);
+    newestFirst ? log.erase(log.end() - excess, log.end()) : log.erase(log.begin(), log.begin() + excess);
+  }
+  if (options.newest_first && !newestFirst) {
+    std::reverse(log.begin(), log.end());
+  }
+}
+
+}  // namespace
+
+void TakeLogEntry(Collected& to, const Node& node, JsonValue json) {
+  Entry entry;
+  Model::LogEntry& record = entry.record;
+  record.log = node.above;
+  const bool inEntries = Lower(LastSegment(record.log)) == "entries";
+  record.log = inEntries ? std::string(Above(record.log)) : record.log;
+  record.id = node.id;
+  record.created = CreatedOf(json);
+  record.severity = SeverityOf(json);
+  record.message = MessageAt(json, "Message");
+  record.message_id = MessageAt(json, "MessageId");
+  for (const JsonValue argument : json["MessageArgs"].Elements()) {
+    record.arguments.push_back(MessageAt(argument, ""));
+  }
+  record.source = SourceOf(json);
+  record.resolved = BoolAt(json, "Resolved");
+  entry.position = node.position;
+  to.entries.push_back(std::move(entry));
+}
+
+void FinishLogs(Collected& from, const InventoryReaderOptions& options) {
+  const auto less = [](const std::string& left, const std::string& right) { return NaturalLess(left, right); };
+  std::map<std::string, std::vector<Entry>, decltype(less)> logs(less);
+  for (Entry& entry : from.entries) {
+    logs[entry.record.log].push_back(std::move(entry));
+  }
+  for (auto& [name, log] : logs) {
+    Order(log, options);
+    for (Entry& entry : log) {
+      from.inventory->log_entries.push_back(std::move(entry.record));
+    }
+  }
+}
+
+}  // namespace Kelvar::Reader

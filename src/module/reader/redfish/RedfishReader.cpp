@@ -1,0 +1,360 @@
+#include "module/reader/redfish/RedfishReader.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+#include "common/diagnostics/DiagnosticsRecorder.h"
+#include "common/text/Escape.h"
+#include "module/reader/redfish/Collected.h"
+#include "module/reader/redfish/Fetcher.h"
+#include "module/reader/redfish/Link.h"
+#include "module/reader/redfish/Walk.h"
+
+namespace Kelvar::Reader {
+
+namespace {
+
+using Model::Family;
+using Model::FamilyStatus;
+
+constexpr FamilyMask kSystem = MaskOf(Family::System);
+constexpr FamilyMask kFirmware = MaskOf(Family::Firmware);
+constexpr FamilyMask kComponents = MaskOf(Family::Components);
+constexpr FamilyMask kSensors = MaskOf(Family::Sensors);
+constexpr FamilyMask kLeds = MaskOf(Family::Leds);
+constexpr FamilyMask kLogs = MaskOf(Family::Logs);
+constexpr FamilyMask kNetwork = MaskOf(Family::Network);
+constexpr FamilyMask kParts = kComponents | kLeds;
+constexpr FamilyMask kPartsAndSensors = kParts | kSensors;
+
+enum class Leads : u8 { ToCollection, ToOne, Later };
+
+/// A link that is followed: from which kind of resource, by which property, to what, for which families.
+struct LinkRow {
+  Role from;
+  const char* property;
+  Role to;
+  Leads leads;
+  FamilyMask families;
+};
+
+using enum Leads;
+
+constexpr auto kLinks = std::to_array<LinkRow>({
+    {Role::Root, "Systems", Role::System, ToCollection, ~FamilyMask{0}},
+    {Role::Root, "Managers", Role::Manager, ToCollection, kSystem | kFirmware | kLeds | kLogs | kNetwork},
+    {Role::Root, "Chassis", Role::Chassis, ToCollection, kSystem | kPartsAndSensors | kLogs},
+    {Role::Root, "UpdateService", Role::UpdateService, ToOne, kFirmware},
+    {Role::Root, "Storage", Role::Storage, ToCollection, kPartsAndSensors},
+
+    {Role::System, "Processors", Role::Processor, ToCollection, kPartsAndSensors},
+    {Role::System, "Memory", Role::Memory, ToCollection, kPartsAndSensors},
+    {Role::System, "Storage", Role::Storage, ToCollection, kPartsAndSensors},
+    {Role::System, "SimpleStorage", Role::SimpleStorage, ToCollection, kParts},
+    {Role::System, "PCIeDevices", Role::PcieDevice, ToCollection, kPartsAndSensors},
+    {Role::System, "LogServices", Role::LogService, ToCollection, kLogs},
+    {Role::System, "EthernetInterfaces", Role::EthernetInterface, ToCollection, kNetwork},
+    {Role::System, "Links/Chassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
+    {Role::System, "Links/ManagedBy", Role::Manager, Later, kSystem | kFirmware | kLeds | kLogs | kNetwork},
+    {Role::Processor, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::Processor, "Metrics", Role::Metrics, ToOne, kSensors},
+    {Role::Memory, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::Storage, "Drives", Role::Drive, ToCollection, kPartsAndSensors},
+    {Role::Storage, "Controllers", Role::StorageController, ToCollection, kPartsAndSensors},
+    {Role::Storage, "Links/Enclosures", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
+    {Role::StorageController, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::Drive, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+
+    {Role::Chassis, "Drives", Role::Drive, ToCollection, kPartsAndSensors},
+    {Role::Chassis, "Processors", Role::Processor, ToCollection, kPartsAndSensors},
+    {Role::Chassis, "Memory", Role::Memory, ToCollection, kPartsAndSensors},
+    {Role::Chassis, "NetworkAdapters", Role::NetworkAdapter, ToCollection, kPartsAndSensors},
+    {Role::Chassis, "PCIeDevices", Role::PcieDevice, ToCollection, kPartsAndSensors},
+    {Role::Chassis, "PowerSubsystem", Role::PowerSubsystem, ToOne, kPartsAndSensors},
+    {Role::Chassis, "ThermalSubsystem", Role::ThermalSubsystem, ToOne, kPartsAndSensors},
+    {Role::Chassis, "Power", Role::Power, ToOne, kPartsAndSensors},
+    {Role::Chassis, "Thermal", Role::Thermal, ToOne, kPartsAndSensors},
+    {Role::Chassis, "Sensors", Role::Sensor, ToCollection, kSensors},
+    {Role::Chassis, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::Chassis, "LogServices", Role::LogService, ToCollection, kLogs},
+    {Role::Chassis, "Links/Contains", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
+    {Role::Chassis, "Links/Drives", Role::Drive, Later, kPartsAndSensors},
+    {Role::Chassis, "Links/PCIeDevices", Role::PcieDevice, Later, kPartsAndSensors},
+    {Role::NetworkAdapter, "Ports", Role::NetworkPort, ToCollection, kComponents},
+    {Role::NetworkAdapter, "NetworkPorts", Role::NetworkPort, ToCollection, kComponents},
+    {Role::NetworkAdapter, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::PcieDevice, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::PowerSubsystem, "PowerSupplies", Role::PowerSupply, ToCollection, kPartsAndSensors},
+    {Role::PowerSubsystem, "Batteries", Role::Battery, ToCollection, kPartsAndSensors},
+    {Role::PowerSupply, "Metrics", Role::Metrics, ToOne, kSensors},
+    {Role::Battery, "Metrics", Role::Metrics, ToOne, kSensors},
+    {Role::ThermalSubsystem, "Fans", Role::Fan, ToCollection, kPartsAndSensors},
+    {Role::ThermalSubsystem, "Pumps", Role::OtherPart, ToCollection, kParts},
+    {Role::ThermalSubsystem, "Heaters", Role::OtherPart, ToCollection, kParts},
+    {Role::ThermalSubsystem, "ThermalMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::ThermalSubsystem, "LeakDetection", Role::LeakDetection, ToOne, kSensors},
+    {Role::LeakDetection, "LeakDetectors", Role::LeakDetector, ToCollection, kSensors},
+
+    {Role::Manager, "EthernetInterfaces", Role::EthernetInterface, ToCollection, kNetwork},
+    {Role::Manager, "NetworkProtocol", Role::NetworkProtocol, ToOne, kNetwork},
+    {Role::Manager, "LogServices", Role::LogService, ToCollection, kLogs},
+    {Role::UpdateService, "FirmwareInventory", Role::Firmware, ToCollection, kFirmware},
+    {Role::UpdateService, "SoftwareInventory", Role::Software, ToCollection, kFirmware},
+    {Role::LogService, "Entries", Role::LogEntry, ToCollection, kLogs},
+});
+
+/// One reading of a service.
+class Reading {
+ public:
+  Reading(const ReadRequest& request, Model::Inventory& inventory)
+      : request_(request),
+        inventory_(inventory),
+        fetcher_(request),
+        walk_(request, fetcher_, [this](const Node& node, JsonValue json) { Visit(node, json); }) {
+    for (const Family family : request.families) {
+      collected_.wanted |= MaskOf(family);
+    }
+    collected_.inventory = &inventory;
+  }
+
+  void Run() {
+    const bool understood = ReadRoot();
+    if (understood) {
+      walk_.Run();
+    }
+    Finish();
+    SetResults(understood);
+  }
+
+ private:
+  bool ReadRoot();
+  void TakeRoot(Reply& reply);
+  void Visit(const Node& node, JsonValue json);
+  void VisitChassisSide(const Node& node, JsonValue json);
+  void FollowLinks(const Node& node, JsonValue json);
+  void FollowExcerpts(const Node& node, JsonValue json);
+  void Finish();
+  void SetResults(bool understood);
+  Model::FamilyResult ResultOf(Family family) const;
+  std::size_t CountOf(Family family) const;
+
+  const ReadRequest& request_;
+  Model::Inventory& inventory_;
+  Collected collected_;
+  Fetcher fetcher_;
+  Walk walk_;
+  bool understood_ = false;
+  FailureCause cause_ = FailureCause::None;
+  std::string reason_;
+};
+
+bool Reading::ReadRoot() {
+  fetcher_.Get("/redfish/v1/", [this](Reply& reply) { TakeRoot(reply); });
+  fetcher_.Run();
+  return understood_ && fetcher_.Stopped() == FailureCause::None;
+}
+
+void Reading::TakeRoot(Reply& reply) {
+  cause_ = reply.cause;
+  reason_ = reply.error;
+  if (reply.IsMissing()) {
+    cause_ = FailureCause::NotSuchService;
+    reason_ = "there is no Redfish service root: " + reply.error;
+  }
+  const auto document = reply.IsOk() ? JsonDocument::Read(std::move(reply.body)) : std::nullopt;
+  if (reply.IsOk() && (!document || TextAt(document->Root(), "RedfishVersion").empty())) {
+    cause_ = FailureCause::NotSuchService;
+    reason_ = "what answers is no Redfish service root";
+  }
+  if (cause_ != FailureCause::None) {
+    DiagnosticsRecorder::AddGap(GapKind::Failure, cause_, "/redfish/v1/", reason_);
+    return;
+  }
+  understood_ = true;
+  DiagnosticsRecorder::NoteServiceUnderstood();
+  const JsonValue root = document->Root();
+  walk_.UseFeatures(root);
+  std::string sessions = LinkAt(root, "Links/Sessions");
+  if (sessions.empty() && root["SessionService"]) {
+    sessions = LinkAt(root, "SessionService") + "/Sessions";
+  }
+  const auto link = ParseLink(sessions, fetcher_.Origin());
+  fetcher_.Login(link ? link->path : "");
+  Node node;
+  node.path = "/redfish/v1/";
+  FollowLinks(node, root);
+}
+
+void Reading::FollowLinks(const Node& node, JsonValue json) {
+  for (const LinkRow& row : kLinks) {
+    const FamilyMask families = row.families & collected_.wanted;
+    if (row.from != node.role || families == 0) {
+      continue;
+    }
+    const JsonValue target = At(json, row.property);
+    if (row.leads != Later) {
+      walk_.Follow(node, target, row.to, row.leads == ToCollection, families);
+      continue;
+    }
+    for (const JsonValue element : target.Elements()) {
+      walk_.FollowLater(node, LinkAt(element, ""), row.to, families);
+    }
+  }
+}
+
+void Reading::FollowExcerpts(const Node& node, JsonValue json) {
+  if (!collected_.Wants(Family::Sensors)) {
+    return;
+  }
+  for (std::string& source : TakeExcerpts(collected_, node, json)) {
+    walk_.FollowLater(node, std::move(source), Role::Sensor, kSensors);
+  }
+}
+
+void Reading::Visit(const Node& node, JsonValue json) {
+  FollowLinks(node, json);
+  switch (node.role) {
+    case Role::System:
+    case Role::Manager:
+      collected_.places.emplace(Lower(node.id), node.id);
+      TakeSystem(collected_, node, json);
+      TakeLed(collected_, node.id, json);
+      return;
+    case Role::Firmware:
+    case Role::Software:
+      TakeFirmware(collected_, node, json);
+      return;
+    case Role::LogEntry:
+      TakeLogEntry(collected_, node, json);
+      return;
+    case Role::EthernetInterface:
+      TakeEthernet(collected_, node, json);
+      return;
+    case Role::NetworkProtocol:
+      TakeNetworkProtocol(collected_, node, json);
+      return;
+    case Role::Storage:
+      TakeStorage(collected_, node, json);
+      return;
+    case Role::SimpleStorage:
+      TakeSimpleStorage(collected_, node, json);
+      return;
+    case Role::NetworkPort:
+      TakePort(collected_, node, json);
+      return;
+    default:
+      VisitChassisSide(node, json);
+  }
+}
+
+void Reading::VisitChassisSide(const Node& node, JsonValue json) {
+  switch (node.role) {
+    case Role::Chassis:
+      TakeSystem(collected_, node, json);
+      TakePart(collected_, node, json);
+      return;
+    case Role::Processor:
+    case Role::Memory:
+    case Role::StorageController:
+    case Role::Drive:
+    case Role::NetworkAdapter:
+    case Role::PcieDevice:
+    case Role::PowerSupply:
+    case Role::Battery:
+    case Role::OtherPart:
+      TakePart(collected_, node, json);
+      return;
+    case Role::Fan:
+      TakePart(collected_, node, json);
+      FollowExcerpts(node, json);
+      return;
+    case Role::Power:
+      TakePowerSupplyRows(collected_, node, json);
+      TakePowerReadings(collected_, node, json);
+      return;
+    case Role::Thermal:
+      TakeFanRows(collected_, node, json);
+      TakeThermalReadings(collected_, node, json);
+      return;
+    case Role::Sensor:
+      TakeSensor(collected_, node, json);
+      return;
+    case Role::LeakDetector:
+      TakeLeakDetector(collected_, node, json);
+      return;
+    case Role::Metrics:
+      FollowExcerpts(node, json);
+      return;
+    default:  // only leads on
+      return;
+  }
+}
+
+void Reading::Finish() {
+  FinishFirmware(collected_);
+  FinishComponents(collected_);
+  if (collected_.Wants(Family::Sensors)) {
+    FinishSensors(collected_);
+  }
+  FinishLogs(collected_, request_.options);
+  FinishNetwork(collected_);
+  FinishLeds(collected_);
+  FinishSystems(collected_);
+}
+
+std::size_t Reading::CountOf(Family family) const {
+  switch (family) {
+    case Family::System:
+      return inventory_.systems.size();
+    case Family::Firmware:
+      return inventory_.firmware.size();
+    case Family::Components:
+      return inventory_.components.size();
+    case Family::Sensors:
+      return inventory_.sensors.size();
+    case Family::Leds:
+      return inventory_.leds.size();
+    case Family::Logs:
+      return inventory_.log_entries.size();
+    case Family::Network:
+      return inventory_.network_interfaces.size() + inventory_.network_services.size();
+  }
+  return 0;
+}
+
+Model::FamilyResult Reading::ResultOf(Family family) const {
+  const Walk::Outcome& outcome = walk_.OutcomeOf(family);
+  const bool any = CountOf(family) != 0;
+  if (outcome.failures == 0) {
+    return {any ? FamilyStatus::Complete : FamilyStatus::Absent, FailureCause::None, any ? "" : "the service has none"};
+  }
+  std::string reason = outcome.first;
+  if (outcome.failures > 1) {
+    reason += " (and " + std::to_string(outcome.failures - 1) + " more)";
+  }
+  return {any ? FamilyStatus::Partial : FamilyStatus::Failed, outcome.cause, std::move(reason)};
+}
+
+void Reading::SetResults(bool understood) {
+  const bool refused = fetcher_.Stopped() == FailureCause::LoginRefused;
+  for (const Family family : request_.families) {
+    Model::FamilyResult& result = inventory_.ResultOf(family);
+    if (understood && !refused) {
+      result = ResultOf(family);
+      continue;
+    }
+    const bool stopped = fetcher_.Stopped() != FailureCause::None;
+    result = {CountOf(family) != 0 ? FamilyStatus::Partial : FamilyStatus::Failed,
+              stopped ? fetcher_.Stopped() : cause_, stopped ? fetcher_.StopReason() : Text::EscapeControl(reason_)};
+  }
+}
+
+}  // namespace
+
+void ReadRedfish(const ReadRequest& request, Model::Inventory& inventory) {
+  Reading(request, inventory).Run();
+}
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,241 @@
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "module/reader/redfish/Collected.h"
+#include "module/reader/redfish/Link.h"
+#include "module/reader/redfish/SensorUnits.h"
+
+namespace Kelvar::Reader {
+
+namespace {
+
+using Model::Sensor;
+using Bound = std::optional<double> Sensor::*;
+
+struct BoundRow {
+  const char* path;
+  Bound member;
+};
+
+constexpr std::array<BoundRow, 8> kBounds = {{
+    {"Thresholds/LowerFatal/Reading", &Sensor::lower_fatal},
+    {"Thresholds/LowerCritical/Reading", &Sensor::lower_critical},
+    {"Thresholds/LowerCaution/Reading", &Sensor::lower_caution},
+    {"Thresholds/UpperCaution/Reading", &Sensor::upper_caution},
+    {"Thresholds/UpperCritical/Reading", &Sensor::upper_critical},
+    {"Thresholds/UpperFatal/Reading", &Sensor::upper_fatal},
+    {"ReadingRangeMin", &Sensor::range_min},
+    {"ReadingRangeMax", &Sensor::range_max},
+}};
+
+constexpr std::array<BoundRow, 10> kRowBounds = {{
+    {"LowerThresholdFatal", &Sensor::lower_fatal},
+    {"LowerThresholdCritical", &Sensor::lower_critical},
+    {"LowerThresholdNonCritical", &Sensor::lower_caution},
+    {"UpperThresholdNonCritical", &Sensor::upper_caution},
+    {"UpperThresholdCritical", &Sensor::upper_critical},
+    {"UpperThresholdFatal", &Sensor::upper_fatal},
+    {"MinReadingRange", &Sensor::range_min},
+    {"MaxReadingRange", &Sensor::range_max},
+    {"MinReadingRangeTemp", &Sensor::range_min},
+    {"MaxReadingRangeTemp", &Sensor::range_max},
+}};
+
+/// Bounds that are all zero are no bounds.
+void DropZeros(Sensor& sensor, std::initializer_list<Bound> bounds) {
+  int told = 0;
+  for (const Bound bound : bounds) {
+    const std::optional<double>& value = sensor.*bound;
+    if (value && *value != 0) {
+      return;
+    }
+    told += value ? 1 : 0;
+  }
+  if (told >= 2) {
+    for (const Bound bound : bounds) {
+      (sensor.*bound).reset();
+    }
+  }
+}
+
+template <std::size_t Count>
+void TakeBounds(Sensor& sensor, JsonValue json, const std::array<BoundRow, Count>& rows, double factor) {
+  for (const BoundRow& row : rows) {
+    const auto number = NumberAt(json, row.path);
+    if (number) {
+      sensor.*row.member = *number * factor;
+    }
+  }
+  DropZeros(sensor, {&Sensor::lower_fatal, &Sensor::lower_critical, &Sensor::lower_caution, &Sensor::upper_caution,
+                     &Sensor::upper_critical, &Sensor::upper_fatal});
+  DropZeros(sensor, {&Sensor::range_min, &Sensor::range_max});
+}
+
+/// Takes the reading, but not of what is absent.
+void TakeReading(Sensor& sensor, std::optional<double> reading, double factor) {
+  if (reading && sensor.state != "absent") {
+    sensor.reading = *reading * factor;
+  }
+}
+
+struct RowShape {
+  const char* list;
+  const char* reading;
+  const char* formerReading;
+  const char* type;
+};
+
+constexpr RowShape kTemperatures{"Temperatures", "ReadingCelsius", "CurrentReading", "Temperature"};
+constexpr RowShape kFans{"Fans", "Reading", "CurrentReading", ""};
+constexpr RowShape kVoltages{"Voltages", "ReadingVolts", "Reading", "Voltage"};
+constexpr RowShape kPowerControl{"PowerControl", "PowerConsumedWatts", "Reading", "Power"};
+
+Sensor FromRow(JsonValue json, const RowShape& row) {
+  Sensor sensor;
+  sensor.name = TextAt(json, "Name");
+  if (sensor.name.empty()) {
+    sensor.name = TextAt(json, "FanName");
+  }
+  sensor.context = WordAt(json, "PhysicalContext");
+  std::string units;
+  if (std::string_view(row.list) == "Fans") {
+    units = TextAt(json, "ReadingUnits");
+    units = units.empty() ? TextAt(json, "Units") : units;
+  }
+  const ReadingShape shape = ShapeOf(row.type, units, units == "Percent" ? "fan" : sensor.context, sensor.name);
+  sensor.kind = std::string_view(row.list) == "Fans" ? "fan" : shape.kind;
+  sensor.unit = shape.unit;
+  TakeStatus(sensor, json);
+  const auto reading = NumberAt(json, row.reading);
+  TakeReading(sensor, reading ? reading : NumberAt(json, row.formerReading), shape.factor);
+  TakeBounds(sensor, json, kRowBounds, shape.factor);
+  return sensor;
+}
+
+void TakeRows(Collected& to, const Node& node, JsonValue json, const RowShape& row) {
+  std::size_t index = 0;
+  for (const JsonValue element : json[row.list].Elements()) {
+    const std::string id = node.id + "#/" + row.list + '/' + std::to_string(index++);
+    // A row without the property of the reading is none of a sensor: power supplies of fans, limits of power.
+    if (!element[row.reading] && !element[row.formerReading]) {
+      continue;
+    }
+    Sensor sensor = FromRow(element, row);
+    sensor.id = id;
+    to.readings.push_back({std::move(sensor), Collected::Source::Legacy, true});
+  }
+}
+
+class Excerpts {
+ public:
+  Excerpts(Collected& to, const Node& node) : to_(to), node_(node) {}
+
+  void Visit(JsonValue value, const std::string& path, std::string_view property, int depth) {
+    if (value.IsArray()) {
+      std::size_t index = 0;
+      for (const JsonValue element : value.Elements()) {
+        Visit(element, path + '/' + std::to_string(index++), property, depth);
+      }
+      return;
+    }
+    if (!value.IsObject()) {
+      return;
+    }
+    const std::string source = LinkAt(value, "DataSourceUri");
+    const bool reading = value["Reading"] && !value["SetPoint"] && !TypeOfProperty(property).empty();
+    if (!source.empty() || reading) {
+      Take(value, path, property, source);
+      return;
+    }
+    if (depth < 2 && property != "Oem" && property != "Links" && property != "Status") {
+      for (const auto& [name, member] : value.Members()) {
+        const std::string_view type = TypeOfProperty(name).empty() ? property : name;
+        Visit(member, path + '/' + std::string(name), type, depth + 1);
+      }
+    }
+  }
+
+  std::vector<std::string> sources;
+
+ private:
+  void Take(JsonValue value, const std::string& path, std::string_view property, const std::string& source) {
+    const auto link = ParseLink(source, {});
+    if (link) {
+      sources.push_back(source);
+    }
+    const auto reading = NumberAt(value, "Reading");
+    if (!reading) {
+      return;
+    }
+    Sensor sensor;
+    sensor.id = link ? LinkedId(value, "DataSourceUri") : node_.id + "#" + path;
+    sensor.name = TextAt(value, "DeviceName");
+    const bool named = !sensor.name.empty();
+    sensor.context = WordAt(value, "PhysicalContext");
+    const ReadingShape shape = ShapeOf(TypeOfProperty(property), {}, sensor.context, path);
+    const bool ofFan = node_.role == Role::Fan || property.find("Fan") != std::string_view::npos;
+    sensor.kind = ofFan ? "fan" : shape.kind;
+    sensor.unit = shape.unit;
+    sensor.name = named ? sensor.name : std::string(LastSegment(link ? sensor.id : path));
+    TakeReading(sensor, reading, shape.factor);
+    to_.readings.push_back({std::move(sensor), Collected::Source::Excerpt, named});
+  }
+
+  Collected& to_;
+  const Node& node_;
+};
+
+}  // namespace
+
+void TakeSensor(Collected& to, const Node& node, JsonValue json) {
+  Sensor sensor;
+  sensor.id = node.id;
+  sensor.name = TextAt(json, "Name");
+  sensor.context = WordAt(json, "PhysicalContext");
+  const ReadingShape shape =
+      ShapeOf(TextAt(json, "ReadingType"), TextAt(json, "ReadingUnits"), sensor.context, sensor.name + node.id);
+  sensor.kind = shape.kind;
+  sensor.unit = shape.unit;
+  TakeStatus(sensor, json);
+  TakeReading(sensor, NumberAt(json, "Reading"), shape.factor);
+  TakeBounds(sensor, json, kBounds, shape.factor);
+  to.readings.push_back({std::move(sensor), Collected::Source::Own, true});
+}
+
+void TakeLeakDetector(Collected& to, const Node& node, JsonValue json) {
+  Sensor sensor;
+  sensor.id = node.id;
+  sensor.name = TextAt(json, "Name");
+  sensor.kind = "discrete";
+  sensor.context = WordAt(json, "PhysicalContext");
+  TakeStatus(sensor, json);
+  const std::string state = WordAt(json, "DetectorState");
+  if (!state.empty() && sensor.state != "absent") {
+    sensor.states.push_back(state);
+  }
+  to.readings.push_back({std::move(sensor), Collected::Source::Own, true});
+}
+
+void TakeThermalReadings(Collected& to, const Node& node, JsonValue json) {
+  TakeRows(to, node, json, kTemperatures);
+  TakeRows(to, node, json, kFans);
+}
+
+void TakePowerReadings(Collected& to, const Node& node, JsonValue json) {
+  TakeRows(to, node, json, kVoltages);
+  TakeRows(to, node, json, kPowerControl);
+}
+
+std::vector<std::string> TakeExcerpts(Collected& to, const Node& node, JsonValue json) {
+  Excerpts excerpts(to, node);
+  for (const auto& [name, member] : json.Members()) {
+    if (name.find('@') == std::string_view::npos && name != "Oem" && name != "Actions" && name != "Thresholds") {
+      excerpts.Visit(member, '/' + std::string(name), name, 0);
+    }
+  }
+  return std::move(excerpts.sources);
+}
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,121 @@
+#include "module/reader/redfish/Session.h"
+
+#include <string_view>
+#include <utility>
+
+#include <strings.h>
+
+#include "common/json/JsonDocument.h"
+#include "module/reader/redfish/Link.h"
+
+namespace Kelvar::Reader {
+
+namespace {
+
+void Wipe(std::string& secret) noexcept {
+  explicit_bzero(secret.data(), secret.size());
+  secret.clear();
+}
+
+void AppendQuoted(std::string& json, std::string_view text) {
+  constexpr const char* kHex = "0123456789abcdef";
+  json += '"';
+  for (const char letter : text) {
+    const auto byte = static_cast<unsigned char>(letter);
+    if (letter == '"' || letter == '\\') {
+      json += '\\';
+      json += letter;
+    } else if (byte < 0x20) {
+      json.append("\\u00") += kHex[byte >> 4];
+      json += kHex[byte & 15];
+    } else {
+      json += letter;
+    }
+  }
+  json += '"';
+}
+
+/// Some services answer a wrong password with another status than 401; the message's key tells.
+bool SaysLoginRefused(const std::string& body) {
+  const std::string lower = Lower(std::string_view(body).substr(0, 4096));
+  return lower.find("unauthorizedlogin") != std::string::npos ||
+         lower.find("resourceaturiunauthorized") != std::string::npos ||
+         lower.find("accessdenied") != std::string::npos || lower.find("accessunauthorized") != std::string::npos;
+}
+
+}  // namespace
+
+Session::Session(const KelvarConnection::ConnectionInfo& info, std::string origin)
+    : info_(info), origin_(std::move(origin)) {}
+
+Session::~Session() {
+  Wipe(token_);
+}
+
+void Session::Authorize(Rest::TransferRequest& request) const {
+  if (IsOpen()) {
+    request.headers.push_back("X-Auth-Token: " + token_);
+  } else if (basic_) {
+    request.user = info_.UserName;
+    request.password = info_.Password;
+  }
+}
+
+Rest::TransferRequest Session::OpenRequest(const std::string& sessionsPath) const {
+  Rest::TransferRequest request;
+  request.method = "POST";
+  request.url = origin_ + sessionsPath;
+  request.headers = {"Accept: application/json", "Content-Type: application/json", "OData-Version: 4.0", "Expect:"};
+  request.body.reserve(64 + 6 * (info_.UserName.size() + info_.Password.size()));  // grows into no second copy
+  request.body = "{\"UserName\":";
+  AppendQuoted(request.body, info_.UserName);
+  request.body += ",\"Password\":";
+  AppendQuoted(request.body, info_.Password);
+  request.body += '}';
+  return request;
+}
+
+Session::Opened Session::TakeOpened(const Rest::TransferResult& result) {
+  if (result.cause != FailureCause::None) {
+    return Opened::NoSession;
+  }
+  if (result.status == 401 || (result.status >= 400 && result.status < 500 && SaysLoginRefused(result.body))) {
+    return Opened::LoginRefused;
+  }
+  if (result.status < 200 || result.status > 299) {
+    return Opened::NoSession;
+  }
+  std::string location = result.location;
+  if (location.empty()) {
+    const auto document = JsonDocument::Read(result.body);
+    location = document ? document->Root()["@odata.id"].String().value_or("") : "";
+  }
+  const auto link = ParseLink(location, origin_);
+  path_ = link ? link->path : "";
+  token_ = result.authToken;
+  return token_.empty() ? Opened::NoSession : Opened::Yes;
+}
+
+std::optional<Rest::TransferRequest> Session::CloseRequest() const {
+  if (path_.empty()) {
+    return std::nullopt;
+  }
+  Rest::TransferRequest request;
+  request.method = "DELETE";
+  request.url = origin_ + path_;
+  request.headers = {"Accept: application/json", "OData-Version: 4.0"};
+  if (IsOpen()) {
+    Authorize(request);
+  } else {  // a session without a token is of no use, but it is there
+    request.user = info_.UserName;
+    request.password = info_.Password;
+  }
+  return request;
+}
+
+void Session::Forget() noexcept {
+  Wipe(token_);
+  path_.clear();
+}
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <kelvar/ConnectionInfo.h>
+
+#include "transport/rest/MultiTransfer.h"
+
+namespace Kelvar::Reader {
+
+/// How requests show who asks: nothing, the account itself, or a session of the service. Composes the requests and
+/// judges their results; sends nothing.
+class Session {
+ public:
+  Session(const KelvarConnection::ConnectionInfo& info, std::string origin);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  /// Puts what shows the account into a request.
+  void Authorize(Rest::TransferRequest& request) const;
+  void UseBasic() noexcept { basic_ = true; }
+  bool IsOpen() const noexcept { return !token_.empty(); }
+  bool IsAnonymous() const noexcept { return !basic_ && token_.empty(); }
+
+  Rest::TransferRequest OpenRequest(const std::string& sessionsPath) const;
+  enum class Opened {
+    Yes,
+    LoginRefused,
+    NoSession,  ///< the service gives none; the account may be right all the same
+  };
+  Opened TakeOpened(const Rest::TransferResult& result);
+
+  /// The request that closes the session; nothing when none is open, or the service has not said where it is.
+  std::optional<Rest::TransferRequest> CloseRequest() const;
+  /// The session is gone on the service's side.
+  void Forget() noexcept;
+
+ private:
+  const KelvarConnection::ConnectionInfo& info_;
+  const std::string origin_;
+  bool basic_ = false;
+  std::string token_;
+  std::string path_;  ///< of the session's resource
+};
+
+}  // namespace Kelvar::Reader

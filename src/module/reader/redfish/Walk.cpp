@@ -1,0 +1,356 @@
+#include "module/reader/redfish/Walk.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "common/diagnostics/DiagnosticsRecorder.h"
+#include "common/log/LogMacros.h"
+#include "common/text/Escape.h"
+#include "module/reader/redfish/Values.h"
+
+namespace Kelvar::Reader {
+
+namespace {
+
+constexpr int kMaxExpandFailures = 3;
+
+/// The value that a fragment names: "/Fans/0".
+JsonValue Resolve(JsonValue root, std::string_view fragment) {
+  while (root && !fragment.empty()) {
+    fragment.remove_prefix(1);
+    const auto slash = fragment.find('/');
+    const std::string name(fragment.substr(0, slash));
+    if (root.IsArray()) {
+      const auto elements = root.Elements();
+      const bool number = !name.empty() && name.size() < 7 && name.find_first_not_of("0123456789") == std::string::npos;
+      const std::size_t index = number ? std::stoul(name) : elements.size();
+      root = index < elements.size() ? elements[index] : JsonValue();
+    } else {
+      root = root[name.c_str()];
+    }
+    fragment = slash == std::string_view::npos ? std::string_view() : fragment.substr(slash);
+  }
+  return root;
+}
+
+std::string KeyFor(const std::string& path, const std::string& fragment) {
+  return fragment.empty() ? KeyOf(path) : KeyOf(path) + '#' + Lower(fragment);
+}
+
+bool IsResource(JsonValue value) {
+  return value.IsObject() && (value["@odata.id"] || value["@odata.type"] || value["Id"] || value["Members"]);
+}
+
+std::string WithoutQuery(const std::string& path) {
+  return path.substr(0, path.find('?'));
+}
+
+}  // namespace
+
+bool IsWholeResource(JsonValue value) {
+  if (value["error"] || value["@Message.ExtendedInfo"]) {
+    return false;
+  }
+  if (value["@odata.type"] && value["Id"]) {
+    return true;
+  }
+  const auto members = value.Members();
+  const auto own = std::count_if(members.begin(), members.end(),
+                                 [](const auto& member) { return member.first.find('@') == std::string_view::npos; });
+  return own >= 3 && (value["Id"] || value["Name"] || value["MemberId"]);
+}
+
+Walk::Walk(const ReadRequest& request, Fetcher& fetcher, Visit visit)
+    : request_(request), fetcher_(fetcher), visit_(std::move(visit)) {}
+
+void Walk::UseFeatures(JsonValue root) {
+  const JsonValue expand = At(root, "ProtocolFeaturesSupported/ExpandQuery");
+  if (BoolAt(expand, "Levels").value_or(false) && BoolAt(expand, "NoLinks").value_or(true)) {
+    expandQuery_ = "?$expand=.($levels=1)";
+  } else if (BoolAt(expand, "NoLinks").value_or(false)) {
+    expandQuery_ = "?$expand=.";
+  } else if (BoolAt(expand, "ExpandAll").value_or(false)) {
+    expandQuery_ = BoolAt(expand, "Levels").value_or(false) ? "?$expand=*($levels=1)" : "?$expand=*";
+  }
+}
+
+bool Walk::HasVisited(std::string_view path) const {
+  return visited_.count(KeyOf(path)) != 0;
+}
+
+bool Walk::IsMissing(std::string_view path) const {
+  const auto found = visited_.find(KeyOf(path));
+  return found != visited_.end() && found->second->missing;
+}
+
+Node* Walk::Enter(Node node) {
+  const std::string key = KeyFor(node.path, node.fragment);
+  const auto found = visited_.find(key);
+  if (found != visited_.end()) {
+    Node& known = *found->second;
+    known.families |= node.families;
+    if (known.path != node.path && known.otherPaths.size() < 4) {
+      known.otherPaths.push_back(node.path);
+      if (known.missing) {
+        Reply missing;
+        missing.status = 404;
+        known.missing = !Refetch(known, missing);
+      }
+    }
+    return nullptr;
+  }
+  if (nodes_.size() >= request_.options.resource_limit) {
+    NoteLimit(node.families);
+    return nullptr;
+  }
+  nodes_.push_back(std::move(node));
+  visited_.emplace(key, &nodes_.back());
+  return &nodes_.back();
+}
+
+void Walk::NoteLimit(FamilyMask families) {
+  const std::string why = "more than " + std::to_string(request_.options.resource_limit) + " resources";
+  if (!std::exchange(limitReached_, true)) {
+    DiagnosticsRecorder::AddGap(GapKind::Truncated, FailureCause::TooLarge, fetcher_.Origin(), why);
+    KELVAR_LOG(2) << "The service has " << why << "; the rest is not read";
+  }
+  for (std::size_t i = 0; i < outcomes_.size(); ++i) {
+    if ((families >> i & 1) != 0 && outcomes_[i].failures++ == 0) {
+      outcomes_[i].cause = FailureCause::TooLarge;
+      outcomes_[i].first = why;
+    }
+  }
+}
+
+void Walk::Follow(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families) {
+  if (!target.IsArray()) {
+    FollowOne(from, target, role, collection, families, 0);
+    return;
+  }
+  std::size_t position = 0;
+  for (const JsonValue element : target.Elements()) {
+    FollowOne(from, element, role, false, families, position++);
+  }
+}
+
+void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families,
+                     std::size_t position) {
+  const std::string text = LinkAt(target, "");
+  if (text.empty()) {
+    return;
+  }
+  auto link = ParseLink(text, Origin());
+  if (!link) {
+    DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, from.path,
+                                "a link leads away from the service: " + text);
+    KELVAR_LOG(2) << "Skipped a link that is none on the target: " << Text::EscapeControl(text);
+    return;
+  }
+  Node node;
+  node.role = role;
+  node.path = std::move(link->path);
+  node.fragment = std::move(link->fragment);
+  if (!node.fragment.empty() && HasVisited(node.path)) {
+    return;  // it stands in a resource that is read as a whole
+  }
+  node.id = IdOf(WithoutQuery(node.path)) + (node.fragment.empty() ? "" : "#" + node.fragment);
+  node.above = from.id;
+  node.families = families;
+  node.position = position;
+  node.collection = collection;
+  node.member = !collection && from.collection;
+  Node* const entered = Enter(std::move(node));
+  if (entered == nullptr) {
+    return;
+  }
+  if (IsWholeResource(target) || (target["Members"].IsArray() && collection)) {
+    TakeDocument(*entered, target);
+    return;
+  }
+  Fetch(*entered);
+}
+
+void Walk::FollowLater(const Node& from, std::string link, Role role, FamilyMask families) {
+  if (!link.empty()) {
+    later_.push_back({from, std::move(link), role, families});
+  }
+}
+
+void Walk::Run() {
+  fetcher_.Run();
+  while (!later_.empty()) {
+    const std::vector<Later> later = std::exchange(later_, {});
+    for (const Later& one : later) {
+      const auto link = ParseLink(one.link, Origin());
+      if (!link || HasVisited(link->path)) {
+        continue;
+      }
+      Node node;
+      node.role = one.role;
+      node.path = link->path;
+      node.fragment = link->fragment;
+      node.id = IdOf(node.path) + (node.fragment.empty() ? "" : "#" + node.fragment);
+      node.above = one.from.id;
+      node.families = one.families;
+      node.member = true;
+      if (Node* const entered = Enter(std::move(node))) {
+        Fetch(*entered);
+      }
+    }
+    fetcher_.Run();
+  }
+}
+
+void Walk::Fetch(Node& node) {
+  node.expanded = node.collection && !expandQuery_.empty() && node.path.find('?') == std::string::npos;
+  fetcher_.Get(node.expanded ? node.path + expandQuery_ : node.path,
+               [this, &node](Reply& reply) { Take(node, reply); });
+}
+
+bool Walk::Refetch(Node& node, const Reply& reply) {
+  if (node.expanded) {
+    node.expanded = false;
+    if (reply.status != 404 && ++expandFailures_ >= (expandWorks_ ? kMaxExpandFailures : 1)) {
+      expandQuery_.clear();
+    }
+  } else if (reply.status == 404 && !node.otherPaths.empty()) {
+    node.path = node.otherPaths.back();
+    node.otherPaths.pop_back();
+  } else if (reply.status == 404 && node.path.size() > 1 && node.path.back() == '/') {
+    node.path.pop_back();
+  } else {
+    return false;
+  }
+  fetcher_.Get(node.path, [this, &node](Reply& again) { Take(node, again); });
+  return true;
+}
+
+void Walk::Take(Node& node, Reply& reply) {
+  if (!reply.IsOk()) {
+    if (fetcher_.Stopped() == FailureCause::None && Refetch(node, reply)) {
+      return;
+    }
+    node.missing = reply.IsMissing();
+    Fail(node, reply.cause, reply.error);
+    return;
+  }
+  const auto document = JsonDocument::Read(std::move(reply.body));
+  if (!document || !IsResource(Resolve(document->Root(), node.fragment))) {
+    Reply unusable;
+    unusable.status = reply.status;
+    if (node.expanded && Refetch(node, unusable)) {
+      return;
+    }
+    Fail(node, FailureCause::BadData, document ? "the response is no Redfish resource" : "the response is no JSON");
+    return;
+  }
+  TakeDocument(node, Resolve(document->Root(), node.fragment));
+}
+
+void Walk::Fail(Node& node, FailureCause cause, const std::string& why) {
+  const bool missing = node.missing || cause == FailureCause::NotOffered;
+  const auto kind = cause == FailureCause::BadData    ? GapKind::Unusable
+                    : cause == FailureCause::Deadline ? GapKind::Truncated
+                                                      : GapKind::Failure;
+  // One resource that is refused does not mean that the login is.
+  const bool refused = cause == FailureCause::LoginRefused && fetcher_.Stopped() == FailureCause::None;
+  DiagnosticsRecorder::AddGap(kind, refused || missing ? FailureCause::NotOffered : cause, node.path, why);
+  if (missing) {
+    return;
+  }
+  KELVAR_LOG(2) << "Could not read " << node.path << ": " << why;
+  for (std::size_t i = 0; i < outcomes_.size(); ++i) {
+    Outcome& outcome = outcomes_[i];
+    if ((node.families >> i & 1) != 0 && outcome.failures++ == 0) {
+      outcome.cause = cause;
+      outcome.first = Text::EscapeControl(node.path) + ": " + why;
+    }
+  }
+}
+
+void Walk::TakeDocument(Node& node, JsonValue root) {
+  if (root["Members"].IsArray()) {
+    TakeMembers(node, root);
+    return;
+  }
+  if (node.collection && !root["Id"] && !root["Name"]) {
+    Fail(node, FailureCause::BadData, "the collection has no members");
+    return;
+  }
+  TakeResource(node, root);
+}
+
+void Walk::TakeResource(Node& node, JsonValue resource) {
+  // The resource knows the spelling of its path best, as long as it names itself.
+  const auto own = ParseLink(resource["@odata.id"].String().value_or(""), Origin());
+  if (own && node.fragment.empty() && own->fragment.empty() && KeyOf(own->path) == KeyOf(WithoutQuery(node.path))) {
+    node.id = IdOf(own->path);
+  }
+  visit_(node, resource);
+}
+
+void Walk::NoteExpansion(const Node& node, JsonValue members) {
+  const auto elements = members.Elements();
+  if (!node.expanded || elements.empty()) {
+    return;
+  }
+  if (std::any_of(elements.begin(), elements.end(), IsWholeResource)) {
+    expandWorks_ = true;
+  } else if (!expandWorks_) {
+    KELVAR_LOG(4) << "The service does not expand collections, although it says so";
+    expandQuery_.clear();
+  }
+}
+
+void Walk::TakeMembers(Node& node, JsonValue collection) {
+  node.collection = true;
+  NoteExpansion(node, collection["Members"]);
+  std::size_t position = node.position;
+  for (const JsonValue member : collection["Members"].Elements()) {
+    TakeMember(node, member, position++);
+  }
+  TakeNextPage(node, collection, position);
+}
+
+void Walk::TakeMember(const Node& collection, JsonValue member, std::size_t position) {
+  if (!member["@odata.id"] && IsWholeResource(member)) {
+    Node node;
+    node.role = collection.role;
+    const std::string name = member["Id"].String().value_or(member["MemberId"].String().value_or(""));
+    node.path = WithoutQuery(collection.path) + '/' + (name.empty() ? std::to_string(position) : name);
+    node.id = IdOf(node.path);
+    node.above = collection.id;
+    node.families = collection.families;
+    node.position = position;
+    node.member = true;
+    if (Node* const entered = Enter(std::move(node))) {
+      TakeDocument(*entered, member);
+    }
+    return;
+  }
+  FollowOne(collection, member, collection.role, false, collection.families, position);
+}
+
+void Walk::TakeNextPage(const Node& collection, JsonValue json, std::size_t position) {
+  std::string next = LinkAt(json, "Members@odata.nextLink");
+  if (next.empty()) {
+    next = LinkAt(json, "@odata.nextLink");
+  }
+  const auto link = next.empty() ? std::nullopt : ParseLink(next, Origin());
+  if (!link) {
+    return;
+  }
+  Node page;
+  page.role = collection.role;
+  page.path = link->path;
+  page.id = collection.id;
+  page.above = collection.above;
+  page.families = collection.families;
+  page.position = position;
+  page.collection = true;
+  if (Node* const entered = Enter(std::move(page))) {
+    Fetch(*entered);
+  }
+}
+
+}  // namespace Kelvar::Reader

@@ -1,0 +1,145 @@
+#pragma once
+
+#include <array>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "common/json/JsonDocument.h"
+#include "module/reader/redfish/Fetcher.h"
+#include "module/reader/redfish/Link.h"
+
+namespace Kelvar::Reader {
+
+/// What a resource is to the reader; which links it follows from there, and what it decodes.
+enum class Role : u8 {
+  Root,
+  System,
+  Manager,
+  Chassis,
+  Processor,
+  Memory,
+  Storage,
+  SimpleStorage,
+  StorageController,
+  Drive,
+  NetworkAdapter,
+  NetworkPort,
+  PcieDevice,
+  PowerSubsystem,
+  PowerSupply,
+  Battery,
+  ThermalSubsystem,
+  Fan,
+  OtherPart,
+  LeakDetection,
+  LeakDetector,
+  Power,
+  Thermal,
+  Sensor,
+  Metrics,
+  UpdateService,
+  Firmware,
+  Software,
+  LogService,
+  LogEntry,
+  EthernetInterface,
+  NetworkProtocol,
+};
+
+/// A set of families.
+using FamilyMask = u32;
+constexpr FamilyMask MaskOf(Model::Family family) {
+  return FamilyMask{1} << static_cast<unsigned>(family);
+}
+
+/// One resource that a link has led to.
+struct Node {
+  Role role = Role::Root;
+  std::string path;      ///< as it is asked for
+  std::string fragment;  ///< of the resource within what stands at the path
+  std::string id;
+  std::string above;         ///< id of the resource that links to it
+  FamilyMask families = 0;   ///< that lack something without it
+  std::size_t position = 0;  ///< in its collection
+  bool collection = false;
+  bool member = false;
+  bool expanded = false;
+  bool missing = false;
+  std::vector<std::string> otherPaths;  ///< other spellings, tried where the first leads nowhere
+};
+
+/// Follows the links of a service: every resource once, collections and their pages, members that stand in their
+/// collection, nothing outside the service. Knows what resources are for only by the two calls that it gets.
+class Walk {
+ public:
+  /// What could not be read of a family.
+  struct Outcome {
+    std::size_t failures = 0;
+    FailureCause cause = FailureCause::None;
+    std::string first;  ///< where and why, for people
+  };
+
+  using Visit = std::function<void(const Node&, JsonValue)>;
+
+  Walk(const ReadRequest& request, Fetcher& fetcher, Visit visit);
+
+  /// Reads the ways in which the service expands collections out of its root.
+  void UseFeatures(JsonValue root);
+  /// Follows what stands at a property: a link, an array of links, or whole resources.
+  void Follow(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families);
+  /// The same for one link, once everything else has been read.
+  void FollowLater(const Node& from, std::string link, Role role, FamilyMask families);
+  /// Works until nothing is left.
+  void Run();
+
+  const Outcome& OutcomeOf(Model::Family family) const { return outcomes_[static_cast<std::size_t>(family)]; }
+  /// Whether the resource has been read, or is known to be missing.
+  bool HasVisited(std::string_view path) const;
+  bool IsMissing(std::string_view path) const;
+  const std::string& Origin() const noexcept { return fetcher_.Origin(); }
+
+ private:
+  struct Later {
+    Node from;
+    std::string link;
+    Role role;
+    FamilyMask families;
+  };
+
+  Node* Enter(Node node);
+  void FollowOne(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families,
+                 std::size_t position);
+  void Fetch(Node& node);
+  void Take(Node& node, Reply& reply);
+  void TakeDocument(Node& node, JsonValue root);
+  void TakeResource(Node& node, JsonValue resource);
+  void TakeMembers(Node& node, JsonValue collection);
+  void TakeMember(const Node& collection, JsonValue member, std::size_t position);
+  void TakeNextPage(const Node& collection, JsonValue json, std::size_t position);
+  bool Refetch(Node& node, const Reply& reply);
+  void NoteExpansion(const Node& node, JsonValue members);
+  void Fail(Node& node, FailureCause cause, const std::string& why);
+  void NoteLimit(FamilyMask families);
+
+  const ReadRequest& request_;
+  Fetcher& fetcher_;
+  Visit visit_;
+  std::deque<Node> nodes_;
+  std::unordered_map<std::string, Node*> visited_;
+  std::vector<Later> later_;
+  std::array<Outcome, Model::kFamilyCount> outcomes_;
+  std::string expandQuery_;  ///< empty: the service does not expand
+  bool expandWorks_ = false;
+  int expandFailures_ = 0;
+  bool limitReached_ = false;
+};
+
+/// Whether a value is a resource of its own, not just a link to one.
+bool IsWholeResource(JsonValue value);
+
+}  // namespace Kelvar::Reader
