@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <map>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -51,52 +53,62 @@ bool IsIn(const Component& component, std::string_view folder) {
   return ('/' + Lower(component.id)).find(folder) != std::string::npos;
 }
 
-/// Whether a row of a former schema and a resource are one thing, among those of one chassis.
-bool IsSameRow(const Component& row, const Component& resource) {
-  if (!row.serial_number.empty() && !resource.serial_number.empty()) {
-    return row.serial_number == resource.serial_number;
-  }
-  return !row.name.empty() && row.name == resource.name;
-}
-
 void Remove(Parts& parts, const std::set<const Component*>& doubles) {
   parts.erase(std::remove_if(parts.begin(), parts.end(),
                              [&](const Collected::Part& part) { return doubles.count(&part.record) != 0; }),
               parts.end());
 }
 
-/// Power supplies and fans that a chassis shows both as resources and as rows of Power and Thermal. Where not a single
-/// row fits a resource, the two count things differently, and the resources hold.
-void JoinRows(Parts& parts, std::string_view kind) {
-  std::set<const Component*> doubles;
-  std::set<std::string> chassis;  // with resources of the kind
-  std::set<std::string> joined;   // where some row fits
-  for (const Collected::Part& part : parts) {
-    if (part.record.kind == kind && !part.legacy) {
-      chassis.insert(TopOf(part.record.id));
-    }
+/// What one chassis shows of a kind: as resources, and as rows of Power or Thermal.
+struct Shown {
+  std::vector<Component*> resources;
+  std::vector<Component*> rows;
+};
+
+/// A name tells things apart only where it is the only one.
+bool IsAlone(const std::vector<Component*>& among, const std::string& name) {
+  return std::count_if(among.begin(), among.end(), [&](const Component* one) { return one->name == name; }) == 1;
+}
+
+bool IsSameRow(const Shown& shown, const Component& row, const Component& resource) {
+  if (!row.serial_number.empty() && !resource.serial_number.empty()) {
+    return row.serial_number == resource.serial_number;
   }
+  return !row.name.empty() && row.name == resource.name && IsAlone(shown.rows, row.name) &&
+         IsAlone(shown.resources, row.name);
+}
+
+/// Rows are doubles of resources by serial number or name. Where not a single row fits, the two name things in
+/// different ways, and where there are as many of both, they show the same: then the resources hold alone.
+void JoinRows(const Shown& shown, std::set<const Component*>& doubles) {
   std::set<const Component*> taken;
-  for (const Collected::Part& row : parts) {
-    const std::string top = TopOf(row.record.id);
-    if (row.record.kind != kind || !row.legacy || chassis.count(top) == 0) {
-      continue;
-    }
-    const auto same = std::find_if(parts.begin(), parts.end(), [&](const Collected::Part& part) {
-      return !part.legacy && part.record.kind == kind && TopOf(part.record.id) == top &&
-             taken.count(&part.record) == 0 && IsSameRow(row.record, part.record);
+  for (Component* const row : shown.rows) {
+    const auto same = std::find_if(shown.resources.begin(), shown.resources.end(), [&](const Component* resource) {
+      return taken.count(resource) == 0 && IsSameRow(shown, *row, *resource);
     });
-    if (same != parts.end()) {
-      Fill(same->record, row.record);
-      taken.insert(&same->record);
-      doubles.insert(&row.record);
-      joined.insert(top);
+    if (same != shown.resources.end()) {
+      Fill(**same, *row);
+      taken.insert(*same);
+      doubles.insert(row);
     }
   }
-  for (const Collected::Part& row : parts) {
-    const std::string top = TopOf(row.record.id);
-    if (row.record.kind == kind && row.legacy && chassis.count(top) != 0 && joined.count(top) == 0) {
-      doubles.insert(&row.record);
+  if (taken.empty() || shown.rows.size() == shown.resources.size()) {
+    doubles.insert(shown.rows.begin(), shown.rows.end());
+  }
+}
+
+void JoinRows(Parts& parts, std::string_view kind) {
+  std::map<std::string, Shown> byChassis;
+  for (Collected::Part& part : parts) {
+    if (part.record.kind == kind) {
+      Shown& shown = byChassis[TopOf(part.record.id)];
+      (part.legacy ? shown.rows : shown.resources).push_back(&part.record);
+    }
+  }
+  std::set<const Component*> doubles;
+  for (const auto& [chassis, shown] : byChassis) {
+    if (!shown.resources.empty()) {
+      JoinRows(shown, doubles);
     }
   }
   Remove(parts, doubles);
@@ -140,23 +152,37 @@ bool IsSameDrive(const Component& storage, const Component& chassis) {
 
 /// Drives that stand both in a storage and in a chassis.
 void JoinDrives(Parts& parts) {
+  std::multimap<std::string, Component*> inStorage;  // by serial number, or the last segment where there is none
+  std::vector<Component*> inChassis;
+  for (Collected::Part& part : parts) {
+    Component& drive = part.record;
+    if (drive.kind != "drive") {
+      continue;
+    }
+    if (TopOf(drive.id).rfind("chassis/", 0) == 0) {
+      inChassis.push_back(&drive);
+    } else {
+      inStorage.emplace(drive.serial_number.empty() ? LastSegment(drive.id) : drive.serial_number, &drive);
+    }
+  }
   std::set<const Component*> doubles;
-  for (const Collected::Part& inChassis : parts) {
-    if (inChassis.record.kind != "drive" || TopOf(inChassis.record.id).rfind("chassis/", 0) != 0) {
-      continue;
+  for (Component* const drive : inChassis) {
+    for (const std::string& key : {drive->serial_number, std::string(LastSegment(drive->id))}) {
+      const auto [first, last] = inStorage.equal_range(key);
+      const auto same = key.empty() ? last : std::find_if(first, last, [&](const auto& entry) {
+        return IsSameDrive(*entry.second, *drive);
+      });
+      if (same == last) {
+        continue;
+      }
+      if (same->second->state == "absent") {
+        same->second->state.clear();
+      }
+      Fill(*same->second, *drive);
+      inStorage.erase(same);
+      doubles.insert(drive);
+      break;
     }
-    const auto same = std::find_if(parts.begin(), parts.end(), [&](const Collected::Part& part) {
-      return part.record.kind == "drive" && TopOf(part.record.id).rfind("chassis/", 0) != 0 &&
-             doubles.count(&part.record) == 0 && IsSameDrive(part.record, inChassis.record);
-    });
-    if (same == parts.end()) {
-      continue;
-    }
-    if (same->record.state == "absent") {
-      same->record.state.clear();
-    }
-    Fill(same->record, inChassis.record);
-    doubles.insert(&inChassis.record);
   }
   Remove(parts, doubles);
 }

@@ -313,6 +313,9 @@ Rest::TransferResult Fetcher::Perform(Rest::TransferRequest request, millisecond
 void Fetcher::Login(const std::string& sessionsPath) {
   using Authentication = InventoryReaderOptions::Authentication;
   sessionsPath_ = sessionsPath;
+  if (request_.info.UserName.empty()) {
+    return;  // no account: the service may show what it shows everybody
+  }
   if (request_.options.authentication == Authentication::Basic || sessionsPath.empty()) {
     UseBasic();
     return;

@@ -115,6 +115,14 @@ OwnFirmware OwnOf(const Model::System& system) {
                                  : OwnFirmware{system.firmware_version, "bmc", "FirmwareVersion"};
 }
 
+/// Whether the firmware is the one that the system or manager names itself.
+bool IsOwn(const Model::Firmware& firmware, const Model::System& system) {
+  const std::string& version = OwnOf(system).version;
+  const bool isNamed = system.kind == "manager" && firmware.name.size() >= 3 &&
+                       (firmware.name == system.model || version.rfind(firmware.name + ' ', 0) == 0);
+  return isNamed || (firmware.kind == "other" && SameVersion(firmware.version, version));
+}
+
 void AddOwn(std::vector<Model::Firmware>& list, const Model::System& system) {
   const OwnFirmware told = OwnOf(system);
   Model::Firmware own;
@@ -160,7 +168,7 @@ void FinishFirmware(Collected& from) {
   }
   for (const Model::System* const owner : owners) {
     for (Model::Firmware& firmware : list) {
-      if (firmware.kind == "other" && SameVersion(firmware.version, OwnOf(*owner).version)) {
+      if (IsOwn(firmware, *owner)) {
         firmware.kind = OwnOf(*owner).kind;
       }
     }

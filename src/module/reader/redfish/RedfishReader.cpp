@@ -29,6 +29,8 @@ constexpr FamilyMask kNetwork = MaskOf(Family::Network);
 constexpr FamilyMask kParts = kComponents | kLeds;
 constexpr FamilyMask kPartsAndSensors = kParts | kSensors;
 
+constexpr const char* kRootPath = "/redfish/v1/";
+
 enum class Leads : u8 { ToCollection, ToOne, Later };
 
 /// A link that is followed: from which kind of resource, by which property, to what, for which families.
@@ -56,6 +58,8 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::System, "PCIeDevices", Role::PcieDevice, ToCollection, kPartsAndSensors},
     {Role::System, "LogServices", Role::LogService, ToCollection, kLogs},
     {Role::System, "EthernetInterfaces", Role::EthernetInterface, ToCollection, kNetwork},
+    {Role::System, "NetworkInterfaces", Role::NetworkInterface, ToCollection, kPartsAndSensors},
+    {Role::NetworkInterface, "Links/NetworkAdapter", Role::NetworkAdapter, Later, kPartsAndSensors},
     {Role::System, "Links/Chassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::System, "Links/ManagedBy", Role::Manager, Later, kSystem | kFirmware | kLeds | kLogs | kNetwork},
     {Role::Processor, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
@@ -81,6 +85,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Chassis, "LogServices", Role::LogService, ToCollection, kLogs},
     {Role::Chassis, "Links/Contains", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::Chassis, "Links/Drives", Role::Drive, Later, kPartsAndSensors},
+    {Role::Chassis, "Links/Storage", Role::Storage, Later, kPartsAndSensors},
     {Role::Chassis, "Links/PCIeDevices", Role::PcieDevice, Later, kPartsAndSensors},
     {Role::NetworkAdapter, "Ports", Role::NetworkPort, ToCollection, kComponents},
     {Role::NetworkAdapter, "NetworkPorts", Role::NetworkPort, ToCollection, kComponents},
@@ -151,7 +156,13 @@ class Reading {
 };
 
 bool Reading::ReadRoot() {
-  fetcher_.Get("/redfish/v1/", [this](Reply& reply) { TakeRoot(reply); });
+  fetcher_.Get(kRootPath, [this](Reply& reply) {
+    if (reply.IsMissing()) {  // a service that minds the slash
+      fetcher_.Get("/redfish/v1", [this](Reply& again) { TakeRoot(again); });
+      return;
+    }
+    TakeRoot(reply);
+  });
   fetcher_.Run();
   return understood_ && fetcher_.Stopped() == FailureCause::None;
 }
@@ -169,7 +180,7 @@ void Reading::TakeRoot(Reply& reply) {
     reason_ = "what answers is no Redfish service root";
   }
   if (cause_ != FailureCause::None) {
-    DiagnosticsRecorder::AddGap(GapKind::Failure, cause_, "/redfish/v1/", reason_);
+    DiagnosticsRecorder::AddGap(GapKind::Failure, cause_, kRootPath, reason_);
     return;
   }
   understood_ = true;
@@ -183,7 +194,7 @@ void Reading::TakeRoot(Reply& reply) {
   const auto link = ParseLink(sessions, fetcher_.Origin());
   fetcher_.Login(link ? link->path : "");
   Node node;
-  node.path = "/redfish/v1/";
+  node.path = kRootPath;
   FollowLinks(node, root);
 }
 
@@ -197,6 +208,9 @@ void Reading::FollowLinks(const Node& node, JsonValue json) {
     if (row.leads != Later) {
       walk_.Follow(node, target, row.to, row.leads == ToCollection, families);
       continue;
+    }
+    if (!target.IsArray()) {
+      walk_.FollowLater(node, LinkAt(target, ""), row.to, families);
     }
     for (const JsonValue element : target.Elements()) {
       walk_.FollowLater(node, LinkAt(element, ""), row.to, families);

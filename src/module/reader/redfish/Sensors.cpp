@@ -130,7 +130,8 @@ void TakeRows(Collected& to, const Node& node, JsonValue json, const RowShape& r
 
 class Excerpts {
  public:
-  Excerpts(Collected& to, const Node& node) : to_(to), node_(node) {}
+  Excerpts(Collected& to, const Node& node, JsonValue resource)
+      : to_(to), node_(node), fan_(node.role == Role::Fan ? TextAt(resource, "Name") : "") {}
 
   void Visit(JsonValue value, const std::string& path, std::string_view property, int depth) {
     if (value.IsArray()) {
@@ -171,7 +172,7 @@ class Excerpts {
     }
     Sensor sensor;
     sensor.id = link ? LinkedId(value, "DataSourceUri") : node_.id + "#" + path;
-    sensor.name = TextAt(value, "DeviceName");
+    sensor.name = fan_.empty() ? TextAt(value, "DeviceName") : fan_;
     const bool named = !sensor.name.empty();
     sensor.context = WordAt(value, "PhysicalContext");
     const ReadingShape shape = ShapeOf(TypeOfProperty(property), {}, sensor.context, path);
@@ -185,6 +186,7 @@ class Excerpts {
 
   Collected& to_;
   const Node& node_;
+  const std::string fan_;  ///< name of the fan whose speed this is
 };
 
 }  // namespace
@@ -229,7 +231,7 @@ void TakePowerReadings(Collected& to, const Node& node, JsonValue json) {
 }
 
 std::vector<std::string> TakeExcerpts(Collected& to, const Node& node, JsonValue json) {
-  Excerpts excerpts(to, node);
+  Excerpts excerpts(to, node, json);
   for (const auto& [name, member] : json.Members()) {
     if (name.find('@') == std::string_view::npos && name != "Oem" && name != "Actions" && name != "Thresholds") {
       excerpts.Visit(member, '/' + std::string(name), name, 0);

@@ -309,6 +309,14 @@ void Walk::TakeMembers(Node& node, JsonValue collection) {
   for (const JsonValue member : collection["Members"].Elements()) {
     TakeMember(node, member, position++);
   }
+  const bool paged = collection["Members@odata.nextLink"] || collection["@odata.nextLink"];
+  const auto told = NumberAt(collection, "Members@odata.count");
+  if (node.expanded && !paged && told && *told > static_cast<double>(position - node.position)) {
+    // Some services leave out what they could not expand.
+    node.expanded = false;
+    fetcher_.Get(node.path, [this, &node](Reply& again) { Take(node, again); });
+    return;
+  }
   TakeNextPage(node, collection, position);
 }
 

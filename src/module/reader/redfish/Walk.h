@@ -28,6 +28,7 @@ enum class Role : u8 {
   StorageController,
   Drive,
   NetworkAdapter,
+  NetworkInterface,
   NetworkPort,
   PcieDevice,
   PowerSubsystem,
