@@ -65,27 +65,9 @@ void ReadByProtocol(const Reader::ReadRequest& request, Inventory& inventory) {
   }
 }
 
-}  // namespace
-
-struct InventoryReader::State {
-  KelvarConnection::ConnectionInfo info;
-  InventoryReaderOptions options;
-  Diagnostics diagnostics;
-  bool loginRefused = false;
-
-  ~State() { std::fill(info.Password.begin(), info.Password.end(), '\0'); }
-
-  void Run(const std::vector<Family>& families, Inventory& inventory);
-};
-
-void InventoryReader::State::Run(const std::vector<Family>& families, Inventory& inventory) {
-  Reader::ReadRequest request{info, options, families, std::nullopt};
-  if (options.deadline_seconds > 0) {
-    request.deadline = std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::milliseconds>(
-                                                              std::chrono::duration<double>(options.deadline_seconds));
-  }
+void Run(const Reader::ReadRequest& request, Diagnostics& diagnostics, Inventory& inventory) {
   const DiagnosticsScope diagnosticsScope(diagnostics);
-  const ConnectionOptionsScope optionsScope(options.connection);
+  const ConnectionOptionsScope optionsScope(request.options.connection);
   std::string failure = "nothing was read";
   try {
     ReadByProtocol(request, inventory);
@@ -95,9 +77,27 @@ void InventoryReader::State::Run(const std::vector<Family>& families, Inventory&
   } catch (...) {
     failure = "unknown error";
   }
-  FailRest(inventory, families, diagnostics.Cause(), failure);
-  loginRefused = diagnostics.Cause() == FailureCause::LoginRefused;
+  FailRest(inventory, request.families, diagnostics.Cause(), failure);
 }
+
+std::optional<std::chrono::steady_clock::time_point> DeadlineIn(double seconds) {
+  if (!(seconds > 0)) {
+    return std::nullopt;
+  }
+  const std::chrono::duration<double> bounded(std::min(seconds, 1e6));
+  return std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::milliseconds>(bounded);
+}
+
+}  // namespace
+
+struct InventoryReader::State {
+  KelvarConnection::ConnectionInfo info;
+  InventoryReaderOptions options;
+  Diagnostics diagnostics;
+  bool loginRefused = false;
+
+  ~State() { std::fill(info.Password.begin(), info.Password.end(), '\0'); }
+};
 
 InventoryReader::InventoryReader(const KelvarConnection::ConnectionInfo& info, InventoryReaderOptions options)
     : state_(std::make_unique<State>()) {
@@ -117,7 +117,10 @@ Inventory InventoryReader::Read(const std::vector<Family>& families) {
       return inventory;
     }
     state_->diagnostics.Clear();
-    state_->Run(ordered, inventory);
+    const Reader::ReadRequest request{state_->info, state_->options, ordered,
+                                      DeadlineIn(state_->options.deadline_seconds)};
+    Run(request, state_->diagnostics, inventory);
+    state_->loginRefused = state_->diagnostics.Cause() == FailureCause::LoginRefused;
   } catch (const std::exception&) {  // no memory even for the results' texts
     for (const Family family : families) {
       inventory.ResultOf(family).status = FamilyStatus::Failed;

@@ -1,11 +1,14 @@
 #include "transport/rest/MultiTransfer.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <new>
 #include <string_view>
 #include <utility>
 
 #include <curl/curl.h>
+#include <openssl/ssl.h>
 #include <sys/socket.h>
 
 #include "common/http/FailureOf.h"
@@ -19,8 +22,14 @@ namespace {
 
 constexpr std::size_t kMaxHeaderValue = 4096;
 
+/// A line may hold a session's token.
 struct ListFree {
-  void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+  void operator()(curl_slist* list) const noexcept {
+    for (curl_slist* line = list; line != nullptr; line = line->next) {
+      explicit_bzero(line->data, std::strlen(line->data));
+    }
+    curl_slist_free_all(list);
+  }
 };
 
 std::string_view Trim(std::string_view text) {
@@ -35,6 +44,70 @@ bool SameName(std::string_view left, std::string_view right) {
   return left.size() == right.size() && std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) {
            return (a >= 'A' && a <= 'Z' ? static_cast<char>(a + 32) : a) == b;
          });
+}
+
+void Wipe(std::string& secret) noexcept {
+  explicit_bzero(secret.data(), secret.size());
+  secret.clear();
+}
+
+void Wipe(TransferRequest& request) noexcept {
+  Wipe(request.password);
+  Wipe(request.body);
+  for (std::string& line : request.headers) {
+    Wipe(line);
+  }
+}
+
+/// Hexadecimal digits in lower case, without colons.
+std::string PlainDigits(std::string_view text) {
+  std::string digits;
+  for (const char letter : text) {
+    if (letter != ':') {
+      digits += letter >= 'A' && letter <= 'F' ? static_cast<char>(letter + 32) : letter;
+    }
+  }
+  return digits;
+}
+
+struct CertificatePin {
+  std::string digits;
+  bool verifyChain;
+};
+
+std::string FingerprintOf(const X509* certificate) {
+  constexpr const char* kHex = "0123456789abcdef";
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned size = 0;
+  std::string digits;
+  if (X509_digest(certificate, EVP_sha256(), digest.data(), &size) == 1) {
+    for (unsigned i = 0; i < size; ++i) {
+      digits += kHex[digest[i] >> 4];
+      digits += kHex[digest[i] & 15];
+    }
+  }
+  return digits;
+}
+
+/// Takes the place of the chain's verification; with a CA file the chain must hold too.
+int VerifyPin(X509_STORE_CTX* store, void* data) noexcept {
+  const auto& pin = *static_cast<const CertificatePin*>(data);
+  try {
+    const X509* const certificate = X509_STORE_CTX_get0_cert(store);
+    if (certificate != nullptr && FingerprintOf(certificate) == pin.digits) {
+      return pin.verifyChain ? X509_verify_cert(store) : 1;
+    }
+  } catch (...) {  // no memory: not verified
+  }
+  X509_STORE_CTX_set_error(store, X509_V_ERR_CERT_REJECTED);
+  return 0;
+}
+
+CURLcode PinCertificate(CURL* /*handle*/, void* context, void* pin) noexcept {
+  auto* const ssl = static_cast<SSL_CTX*>(context);
+  SSL_CTX_set_verify(ssl, SSL_VERIFY_PEER, nullptr);  // else a refusal would not count
+  SSL_CTX_set_cert_verify_callback(ssl, &VerifyPin, pin);
+  return CURLE_OK;
 }
 
 curl_socket_t OpenSocket(void* /*data*/, curlsocktype /*purpose*/, curl_sockaddr* address) noexcept {
@@ -60,6 +133,7 @@ struct MultiTransfer::Slot {
 
 struct MultiTransfer::Shared {
   CURLM* multi = nullptr;
+  CertificatePin pin;
   std::vector<std::unique_ptr<Slot>> slots;
 
   Slot& Free() {
@@ -129,6 +203,7 @@ std::size_t MultiTransfer::Slot::TakeHeader(char* data, std::size_t size, std::s
 }
 
 MultiTransfer::MultiTransfer(Options options) : options_(std::move(options)), shared_(std::make_unique<Shared>()) {
+  shared_->pin = {PlainDigits(options_.tlsPinnedFingerprint), !options_.tlsCaFile.empty()};
   const Kelvar::StandardStreamsTaken taken;
   shared_->multi = curl_multi_init();
   if (shared_->multi == nullptr) {
@@ -152,6 +227,10 @@ void MultiTransfer::SetTls(Slot& slot) {
   curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, verify ? 2L : 0L);
   if (verify) {
     curl_easy_setopt(handle, CURLOPT_CAINFO, options_.tlsCaFile.c_str());
+  }
+  if (!options_.tlsPinnedFingerprint.empty()) {
+    curl_easy_setopt(handle, CURLOPT_SSL_CTX_FUNCTION, &PinCertificate);
+    curl_easy_setopt(handle, CURLOPT_SSL_CTX_DATA, &shared_->pin);
   }
 }
 
@@ -240,7 +319,8 @@ TransferResult MultiTransfer::Finish(Slot& slot, int code) {
   }
   curl_multi_remove_handle(shared_->multi, handle);
   slot.busy = false;
-  slot.request = {};
+  slot.headers.reset();
+  Wipe(slot.request);
   return result;
 }
 
@@ -273,6 +353,7 @@ void MultiTransfer::Abort() noexcept {
     if (slot->busy) {
       curl_multi_remove_handle(shared_->multi, slot->handle.get());
       slot->busy = false;
+      Wipe(slot->request);
     }
   }
 }

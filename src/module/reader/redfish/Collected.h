@@ -87,7 +87,4 @@ void FinishLeds(Collected& from);
 void FinishNetwork(Collected& from);
 void FinishLogs(Collected& from, const InventoryReaderOptions& options);
 
-/// Order of ids in which "Fan 2" stands before "Fan 10".
-bool NaturalLess(std::string_view left, std::string_view right);
-
 }  // namespace Kelvar::Reader

@@ -126,9 +126,15 @@ milliseconds Fetcher::Timeout() const {
   return milliseconds(static_cast<long>(limit * 1000));
 }
 
+std::size_t Fetcher::Limit() const noexcept {
+  // A wrong password is sent once, not by all requests at once.
+  const bool untried = !accepted_ && !session_.IsAnonymous() && !session_.IsOpen();
+  return untried ? 1 : request_.options.requests_at_once;
+}
+
 void Fetcher::StartJobs() {
   const auto now = Clock::now();
-  for (auto job = queue_.begin(); job != queue_.end() && transfer_.Active() < request_.options.requests_at_once;) {
+  for (auto job = queue_.begin(); job != queue_.end() && transfer_.Active() < Limit();) {
     if (job->notBefore > now) {
       ++job;
       continue;
@@ -153,7 +159,7 @@ milliseconds Fetcher::NextWait() const {
   if (request_.deadline) {
     until = std::min(until, *request_.deadline);
   }
-  if (transfer_.Active() < request_.options.requests_at_once) {
+  if (transfer_.Active() < Limit()) {
     for (const Job& job : queue_) {
       until = std::min(until, job.notBefore);
     }
@@ -367,8 +373,10 @@ void Fetcher::Record(const std::string& method, const std::string& path, const R
   exchange.seconds = result.seconds;
   exchange.transmissions = transmissions;
   exchange.cause = result.cause == FailureCause::None ? Http::CauseOfStatus(result.status) : result.cause;
-  // One resource that the account may not read is no refused login.
-  if (exchange.cause == FailureCause::LoginRefused && method == "GET" && (accepted_ || session_.IsAnonymous())) {
+  // One resource that the account may not read is no refused login, and a service may live without sessions.
+  const bool answers = result.cause == FailureCause::None && result.status >= 400;
+  const bool login = method == "POST" ? result.status == 401 : method == "GET" && !accepted_ && !session_.IsAnonymous();
+  if (answers && (method != "GET" || exchange.cause == FailureCause::LoginRefused) && !login) {
     exchange.cause = FailureCause::NotOffered;
   }
   DiagnosticsRecorder::Add(exchange);

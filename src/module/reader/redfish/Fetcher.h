@@ -75,6 +75,7 @@ class Fetcher {
   };
 
   void StartJobs();
+  std::size_t Limit() const noexcept;
   std::chrono::milliseconds NextWait() const;
   void Handle(Rest::TransferResult& result);
   bool TryAgain(Job& job, const Rest::TransferResult& result);

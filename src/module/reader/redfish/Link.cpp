@@ -41,14 +41,6 @@ std::string EncodeBlanks(std::string_view text) {
 
 }  // namespace
 
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  for (char& letter : lower) {
-    letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
-  }
-  return lower;
-}
-
 std::optional<Link> ParseLink(std::string_view text, std::string_view origin) {
   if (!origin.empty() && StartsWithIgnoringCase(text, origin) && text.size() > origin.size() &&
       text[origin.size()] == '/') {

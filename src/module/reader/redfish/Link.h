@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "module/reader/text/ModelText.h"
+
 namespace Kelvar::Reader {
 
 // Links of a Redfish service: "/redfish/v1/Chassis/1/Thermal#/Fans/0". Services spell one link in several ways: with a
@@ -30,7 +32,5 @@ std::string_view Above(std::string_view id);
 
 /// The last segment of a path or id.
 std::string_view LastSegment(std::string_view path);
-
-std::string Lower(std::string_view text);
 
 }  // namespace Kelvar::Reader

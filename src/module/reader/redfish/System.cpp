@@ -9,27 +9,6 @@ namespace Kelvar::Reader {
 
 namespace {
 
-/// Lower case with dashes; empty for what is no UUID, or one of zeros or ones alone.
-std::string Uuid(std::string_view text) {
-  std::string digits;
-  for (const char letter : Lower(text)) {
-    const bool digit = (letter >= '0' && letter <= '9') || (letter >= 'a' && letter <= 'f');
-    if (digit) {
-      digits += letter;
-    } else if (letter != '-') {
-      return {};
-    }
-  }
-  if (digits.size() != 32 || digits.find_first_not_of('0') == std::string::npos ||
-      digits.find_first_not_of('f') == std::string::npos) {
-    return {};
-  }
-  for (const std::size_t place : {20U, 16U, 12U, 8U}) {
-    digits.insert(place, 1, '-');
-  }
-  return digits;
-}
-
 struct TextRow {
   const char* path;
   std::string Model::System::*member;
