@@ -31,10 +31,10 @@ struct Collected {
     Model::LogEntry record;
     std::size_t position = 0;
   };
-  /// What the ports of a network adapter tell about it.
+  /// What the ports and functions of a network adapter tell about it.
   struct Ports {
     std::string macAddress;
-    std::size_t position = 0;
+    std::string macId;  ///< of the port that it is from
     std::optional<double> speedMbps;
   };
 

@@ -223,15 +223,16 @@ void TakePort(Collected& to, const Node& node, JsonValue json) {
   const std::string adapter(Above(Above(node.id)));
   Collected::Ports& ports = to.ports[Lower(adapter)];
   std::string address = MacAddress(TextAt(json, "Ethernet/PermanentMACAddress"));
+  address = address.empty() ? MacAddress(TextAt(json, "Ethernet/MACAddress")) : address;
   for (const char* const list : {"Ethernet/AssociatedMACAddresses", "AssociatedNetworkAddresses"}) {
     const auto addresses = At(json, list).Elements();
     if (address.empty() && !addresses.empty()) {
       address = MacAddress(TextAt(addresses.front(), ""));
     }
   }
-  if (!address.empty() && (ports.macAddress.empty() || node.position < ports.position)) {
+  if (!address.empty() && (ports.macAddress.empty() || NaturalLess(node.id, ports.macId))) {
     ports.macAddress = address;
-    ports.position = node.position;
+    ports.macId = node.id;
   }
   const auto speed =
       FirstOf(Scaled(PositiveAt(json, "CurrentSpeedGbps"), 1000), PositiveAt(json, "CurrentLinkSpeedMbps"));

@@ -15,14 +15,18 @@ struct KindRow {
   const char* kind;
 };
 
-constexpr std::array<KindRow, 8> kByPath = {{
+constexpr std::array<KindRow, 6> kByPath = {{
     {"/bios", "bios"},
-    {"managers/", "bmc"},
     {"/powersupplies", "psu"},
     {"/networkadapters", "nic"},
     {"/networkinterfaces", "nic"},
     {"/drives", "drive"},
     {"/ethernetinterfaces", "nic"},
+}};
+
+// Where neither the first table nor the words tell: much stands under a manager that is not its own firmware.
+constexpr std::array<KindRow, 2> kByFarPath = {{
+    {"managers/", "bmc"},
     {"gpu", "gpu"},
 }};
 
@@ -79,6 +83,11 @@ std::string KindOf(const Model::Firmware& firmware, Role role, std::string_view 
   const std::string words = Lower(firmware.name) + '\n' + Lower(LastSegment(firmware.id));
   for (const KindRow& row : kByWord) {
     if (HasWord(words, row.part)) {
+      return row.kind;
+    }
+  }
+  for (const KindRow& row : kByFarPath) {
+    if (path.find(row.part) != std::string::npos) {
       return row.kind;
     }
   }

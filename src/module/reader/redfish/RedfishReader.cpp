@@ -89,6 +89,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Chassis, "Links/PCIeDevices", Role::PcieDevice, Later, kPartsAndSensors},
     {Role::NetworkAdapter, "Ports", Role::NetworkPort, ToCollection, kComponents},
     {Role::NetworkAdapter, "NetworkPorts", Role::NetworkPort, ToCollection, kComponents},
+    {Role::NetworkAdapter, "NetworkDeviceFunctions", Role::NetworkPort, ToCollection, kComponents},
     {Role::NetworkAdapter, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::PcieDevice, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::PowerSubsystem, "PowerSupplies", Role::PowerSupply, ToCollection, kPartsAndSensors},

@@ -43,20 +43,40 @@ constexpr std::array<BoundRow, 10> kRowBounds = {{
     {"MaxReadingRangeTemp", &Sensor::range_max},
 }};
 
-/// Bounds that are all zero are no bounds.
-void DropZeros(Sensor& sensor, std::initializer_list<Bound> bounds) {
-  int told = 0;
-  for (const Bound bound : bounds) {
-    const std::optional<double>& value = sensor.*bound;
-    if (value && *value != 0) {
-      return;
+bool IsZero(const std::optional<double>& bound) {
+  return bound && *bound == 0;
+}
+
+bool IsAboveZero(const std::optional<double>& bound) {
+  return bound && *bound > 0;
+}
+
+/// Some services write 0 for a bound that is not set. It shows where a zero cannot be: all are zero, a zero upper bound
+/// beside one above it, a lower bound that is below a more severe one.
+bool HasUnsetBounds(const Sensor& sensor) {
+  const auto all = {sensor.lower_fatal,   sensor.lower_critical, sensor.lower_caution,
+                    sensor.upper_caution, sensor.upper_critical, sensor.upper_fatal};
+  const auto told = std::count_if(all.begin(), all.end(), [](const auto& bound) { return bound.has_value(); });
+  const auto zeros = std::count_if(all.begin(), all.end(), IsZero);
+  const bool anyAbove = std::any_of(all.begin(), all.end(), IsAboveZero);
+  const bool upperZero = IsZero(sensor.upper_caution) || IsZero(sensor.upper_critical) || IsZero(sensor.upper_fatal);
+  return (told >= 2 && zeros == told) || (anyAbove && upperZero) ||
+         (IsZero(sensor.lower_critical) && IsAboveZero(sensor.lower_fatal)) ||
+         (IsZero(sensor.lower_caution) && (IsAboveZero(sensor.lower_critical) || IsAboveZero(sensor.lower_fatal)));
+}
+
+void DropUnsetBounds(Sensor& sensor) {
+  if (HasUnsetBounds(sensor)) {
+    for (const Bound bound : {&Sensor::lower_fatal, &Sensor::lower_critical, &Sensor::lower_caution,
+                              &Sensor::upper_caution, &Sensor::upper_critical, &Sensor::upper_fatal}) {
+      if (IsZero(sensor.*bound)) {
+        (sensor.*bound).reset();
+      }
     }
-    told += value ? 1 : 0;
   }
-  if (told >= 2) {
-    for (const Bound bound : bounds) {
-      (sensor.*bound).reset();
-    }
+  if (IsZero(sensor.range_min) && IsZero(sensor.range_max)) {
+    sensor.range_min.reset();
+    sensor.range_max.reset();
   }
 }
 
@@ -68,9 +88,7 @@ void TakeBounds(Sensor& sensor, JsonValue json, const std::array<BoundRow, Count
       sensor.*row.member = *number * factor;
     }
   }
-  DropZeros(sensor, {&Sensor::lower_fatal, &Sensor::lower_critical, &Sensor::lower_caution, &Sensor::upper_caution,
-                     &Sensor::upper_critical, &Sensor::upper_fatal});
-  DropZeros(sensor, {&Sensor::range_min, &Sensor::range_max});
+  DropUnsetBounds(sensor);
 }
 
 /// Takes the reading, but not of what is absent.

@@ -25,7 +25,9 @@ void Fill(Sensor& into, const Sensor& from) {
     into.kind = from.kind;
   }
   FillOne(into.unit, from.unit);
-  FillOne(into.state, from.state);
+  if (from.state != "absent" || !into.reading) {
+    FillOne(into.state, from.state);
+  }
   FillOne(into.context, from.context);
   if (into.state == "absent") {
     return;

@@ -9,7 +9,7 @@ namespace Kelvar::Reader {
 namespace {
 
 /// What firmware writes where nobody has filled in a value, in lower case.
-constexpr std::array<std::string_view, 22> kPlaceholders = {
+constexpr std::array<std::string_view, 23> kPlaceholders = {
     "na",
     "n/a",
     "none",
@@ -31,6 +31,7 @@ constexpr std::array<std::string_view, 22> kPlaceholders = {
     "system serial number",
     "system version",
     "chassis serial number",
+    "0123",
     "0123456789",
 };
 

@@ -1,0 +1,315 @@
+// Services that misbehave, and what the reader makes of them.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <kelvar/InventoryReader.h>
+
+#include <algorithm>
+
+#include "flow/reader/RedfishTree.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using namespace Model;
+using testing::HasSubstr;
+
+constexpr const char* kRoot = "/redfish/v1";
+const std::string kFirmware = "/redfish/v1/UpdateService/FirmwareInventory";
+
+/// A root with an update service, and a list of `count` firmware.
+void PutFirmware(RedfishTree& tree, int count, const std::string& features = "{}") {
+  tree.Put(kRoot, R"({"@odata.id":"/redfish/v1/","Id":"R","RedfishVersion":"1.9.0",)"
+                  R"("Links":{"Sessions":{"@odata.id":"/redfish/v1/SessionService/Sessions"}},)"
+                  R"("UpdateService":{"@odata.id":"/redfish/v1/UpdateService"},"ProtocolFeaturesSupported":)" +
+                      features + "}");
+  tree.Put("/redfish/v1/UpdateService", R"({"@odata.id":"/redfish/v1/UpdateService","Id":"U",)"
+                                        R"("FirmwareInventory":{"@odata.id":")" +
+                                            kFirmware + R"("}})");
+  std::vector<std::string> members;
+  for (int i = 0; i < count; ++i) {
+    members.push_back(kFirmware + '/' + std::to_string(i));
+    tree.Put(members.back(), R"({"@odata.id":")" + members.back() + R"(","Id":"x","Name":"N","Version":"1"})");
+  }
+  tree.PutCollection(kFirmware, members);
+}
+
+Inventory ReadFirmware(const KelvarConnection::ConnectionInfo& target, InventoryReaderOptions options = {}) {
+  InventoryReader reader(target, std::move(options));
+  return reader.Read({Family::Firmware});
+}
+
+struct AuthenticationCase {
+  const char* name;
+  TreeManners manners;
+  int logins;  ///< how often the account may be sent at least
+};
+
+class ReaderAuthentication : public testing::TestWithParam<AuthenticationCase> {};
+
+TEST_P(ReaderAuthentication, ReadsEverythingAndLeavesNoSession) {
+  RedfishTree tree(GetParam().manners);
+  PutFirmware(tree, 20);
+  EXPECT_EQ(ReadFirmware(tree.Target()).firmware.size(), 20U);
+  EXPECT_EQ(tree.OpenSessions(), 0);
+  EXPECT_GE(tree.Logins(), GetParam().logins);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ReaderAuthentication,
+                         testing::Values(AuthenticationCase{"Sessions", {}, 1},
+                                         AuthenticationCase{"NoSessions", {.sessions = false}, 20},
+                                         AuthenticationCase{"SessionsRefused", {.sessionStatus = 503}, 20},
+                                         AuthenticationCase{"SessionsUnusable", {.sessionStatus = 200}, 20},
+                                         AuthenticationCase{"ForgottenOnce", {.forgetAfter = 15}, 2},
+                                         AuthenticationCase{"ForgottenAgainAndAgain", {.forgetAfter = 5}, 3},
+                                         AuthenticationCase{"RootNeedsLogin", {.rootNeedsLogin = true}, 1},
+                                         AuthenticationCase{"SessionsAlone", {.takesBasic = false}, 1}),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(ReaderService, AsksNothingMoreAfterARefusedLogin) {
+  for (const bool sessions : {true, false}) {
+    RedfishTree tree({.sessions = sessions});
+    PutFirmware(tree, 5);
+    auto target = tree.Target();
+    target.Password = "wrong";
+    InventoryReader reader(target);
+    for (int reading = 0; reading < 2; ++reading) {
+      const Inventory inventory = reader.Read();
+      EXPECT_EQ(inventory.ResultOf(Family::Logs).status, FamilyStatus::Failed);
+      EXPECT_EQ(inventory.ResultOf(Family::Logs).cause, FailureCause::LoginRefused);
+    }
+    EXPECT_EQ(reader.LastDiagnostics().Cause(), FailureCause::LoginRefused);
+    EXPECT_EQ(tree.Logins(), sessions ? 1 : 2);  // without sessions a try to open one comes first
+  }
+}
+
+TEST(ReaderService, ExpandsWhereTheServiceDoesSo) {
+  const std::string features = R"({"ExpandQuery":{"Levels":true,"NoLinks":true}})";
+  for (const int status : {0, 400, 501, 500}) {  // 0: says that it expands, and does not
+    RedfishTree tree({.expandStatus = status});
+    PutFirmware(tree, 4, features);
+    EXPECT_EQ(ReadFirmware(tree.Target()).ResultOf(Family::Firmware).status, FamilyStatus::Complete);
+    EXPECT_EQ(tree.Count("GET"), status == 0 ? 7 : 8) << status;
+  }
+  RedfishTree tree;
+  PutFirmware(tree, 0, features);
+  tree.Put(kFirmware, R"({"@odata.id":"x","Members":[{"@odata.id":")" + kFirmware +
+                          R"(/1","@odata.type":"#S.v1","Id":"1","Version":"2"}]})");
+  EXPECT_EQ(ReadFirmware(tree.Target()).firmware.size(), 1U);
+  EXPECT_EQ(tree.Count("GET"), 3);
+}
+
+struct MemberCase {
+  const char* name;
+  HttpReply reply;
+  FamilyStatus status;
+  FailureCause cause;
+};
+
+class ReaderMember : public testing::TestWithParam<MemberCase> {};
+
+// One member of ten is bad: the other nine are read.
+TEST_P(ReaderMember, CostsOnlyItself) {
+  RedfishTree tree;
+  PutFirmware(tree, 10);
+  tree.Reply(kFirmware + "/4", GetParam().reply);
+  InventoryReader reader(tree.Target());
+  const Inventory inventory = reader.Read({Family::Firmware});
+  EXPECT_GE(inventory.firmware.size(), 9U);
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, GetParam().status);
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).cause, GetParam().cause);
+  EXPECT_EQ(reader.LastDiagnostics().GapCount(),
+            GetParam().status == FamilyStatus::Complete && inventory.firmware.size() == 10 ? 0U : 1U);
+  EXPECT_EQ(tree.OpenSessions(), 0);
+}
+
+HttpReply WithHeader(int status, const char* name, const std::string& value) {
+  HttpReply reply(status, "{}");
+  reply.headers = {{name, value}};
+  return reply;
+}
+
+HttpReply Cut() {
+  HttpReply reply(R"({"@odata.id":"x","Id":"x"})");
+  reply.cutAfter = 60;
+  return reply;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, ReaderMember,
+    testing::Values(
+        MemberCase{"Missing", {404, "{}"}, FamilyStatus::Complete, FailureCause::None},
+        MemberCase{"ServerError", {500, "{}"}, FamilyStatus::Partial, FailureCause::BadData},
+        MemberCase{"Forbidden", {403, "{}"}, FamilyStatus::Partial, FailureCause::LoginRefused},
+        MemberCase{"NoJson", HttpReply("<html>"), FamilyStatus::Partial, FailureCause::BadData},
+        MemberCase{"NoResource", HttpReply(R"({"error":{"code":"x"}})"), FamilyStatus::Partial, FailureCause::BadData},
+        MemberCase{"Cut", Cut(), FamilyStatus::Partial, FailureCause::BadData},
+        MemberCase{"WrongTypes", HttpReply(R"({"@odata.id":7,"Id":[],"Name":{},"Version":3,"Status":"x"})"),
+                   FamilyStatus::Complete, FailureCause::None},
+        MemberCase{"RedirectedHome", WithHeader(308, "Location", kFirmware + "/3"), FamilyStatus::Complete,
+                   FailureCause::None},
+        MemberCase{"RedirectedAway", WithHeader(302, "Location", "https://192.0.2.1/x"), FamilyStatus::Partial,
+                   FailureCause::BadData},
+        MemberCase{"RedirectedToItself", WithHeader(302, "Location", kFirmware + "/4"), FamilyStatus::Partial,
+                   FailureCause::BadData},
+        MemberCase{"BusyForEver", WithHeader(503, "Retry-After", "0"), FamilyStatus::Partial, FailureCause::Refused}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST(ReaderService, WaitsAsLongAsTheServiceAsks) {
+  RedfishTree tree;
+  PutFirmware(tree, 3);
+  // A date that is past means at once.
+  tree.Server().On(kFirmware + "/1",
+                   {WithHeader(429, "Retry-After", "Wed, 01 Jan 2025 00:00:00 GMT"),
+                    WithHeader(503, "Retry-After", "0"), HttpReply(R"({"@odata.id":"x","Id":"1","Version":"7"})")});
+  const Inventory inventory = ReadFirmware(tree.Target());
+  EXPECT_EQ(inventory.firmware.size(), 3U);
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Complete);
+}
+
+TEST(ReaderService, OneHangingResourceOfAHundredCostsNothingElse) {
+  RedfishTree tree;
+  PutFirmware(tree, 100);
+  HttpReply hanging("{}");
+  hanging.delay = std::chrono::hours(1);
+  tree.Reply(kFirmware + "/50", hanging);
+  InventoryReaderOptions options;
+  options.deadline_seconds = 2;
+  const Inventory inventory = ReadFirmware(tree.Target(), options);
+  EXPECT_EQ(inventory.firmware.size(), 99U);
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Partial);
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).cause, FailureCause::Deadline);
+  EXPECT_EQ(tree.OpenSessions(), 0);
+}
+
+TEST(ReaderService, LinksLeadNowhereElseAndNotInCircles) {
+  RedfishTree tree;
+  PutFirmware(tree, 1);
+  const std::string port = std::to_string(tree.Target().Port);
+  tree.Put(kFirmware, R"({"@odata.id":"x","Members":[{"@odata.id":"https://192.0.2.1/redfish/v1/x"},)"
+                      R"({"@odata.id":"//192.0.2.1/x"},{"@odata.id":"@192.0.2.1/x"},{"@odata.id":""},)"
+                      R"({"@odata.id":"/a\r\nX: y"},7,null,[],{"@odata.id":{}},)"
+                      R"({"@odata.id":"/redfish/v1/UpdateService/FirmwareInventory/"},)"
+                      R"({"@odata.id":"https://127.0.0.1:)" +
+                          port + kFirmware +
+                          R"(/0"},)"
+                          R"({"@odata.id":"/REDFISH/v1/updateservice/FirmwareInventory/0/"}],)"
+                          R"("Members@odata.nextLink":"/redfish/v1/UpdateService/FirmwareInventory?$skip=1"})");
+  InventoryReader reader(tree.Target());
+  const Inventory inventory = reader.Read({Family::Firmware});
+  EXPECT_EQ(inventory.firmware.size(), 1U);
+  EXPECT_EQ(tree.Count("GET"), 5);  // root, service, collection, its second page, the firmware
+}
+
+TEST(ReaderService, ReadsAsManyResourcesAsItMay) {
+  RedfishTree tree;
+  std::string members;
+  for (int i = 0; i < 20001; ++i) {
+    members += (i == 0 ? "" : ",") + (R"({"@odata.id":")" + kFirmware + '/' + std::to_string(i) +
+                                      R"(","@odata.type":"#S","Id":"1","Version":"2"})");
+  }
+  PutFirmware(tree, 0);
+  tree.Put(kFirmware, R"({"@odata.id":"x","Members":[)" + members + "]}");
+  InventoryReader reader(tree.Target());
+  const Inventory inventory = reader.Read({Family::Firmware});
+  EXPECT_LE(inventory.firmware.size(), 20000U);
+  EXPECT_GE(inventory.firmware.size(), 19990U);
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).cause, FailureCause::TooLarge);
+  EXPECT_EQ(reader.LastDiagnostics().Gaps().back().kind, GapKind::Truncated);
+}
+
+struct RootCase {
+  const char* name;
+  HttpReply root;
+  FailureCause cause;
+};
+
+class ReaderRoot : public testing::TestWithParam<RootCase> {};
+
+TEST_P(ReaderRoot, ThatIsNoneFailsAllFamilies) {
+  RedfishTree tree;
+  tree.Reply(kRoot, GetParam().root);
+  InventoryReader reader(tree.Target());
+  const Inventory inventory = reader.Read();
+  for (const Family family : kAllFamilies) {
+    EXPECT_EQ(inventory.ResultOf(family).status, FamilyStatus::Failed);
+    EXPECT_EQ(inventory.ResultOf(family).cause, GetParam().cause);
+    EXPECT_FALSE(inventory.ResultOf(family).reason.empty());
+  }
+  EXPECT_EQ(tree.Logins(), 0);
+  EXPECT_EQ(Judge(inventory).health, Health::Unknown);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, ReaderRoot,
+    testing::Values(RootCase{"Html", HttpReply("<html>login</html>"), FailureCause::NotSuchService},
+                    RootCase{"Missing", {404, "no"}, FailureCause::NotSuchService},
+                    RootCase{"NoVersion", HttpReply(R"({"@odata.id":"/redfish/v1"})"), FailureCause::NotSuchService},
+                    RootCase{"Deep", HttpReply(std::string(100000, '[')), FailureCause::NotSuchService},
+                    RootCase{"Broken", {500, "{}"}, FailureCause::BadData}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST(ReaderService, AnEmptyServiceHasNothing) {
+  RedfishTree tree;
+  tree.Put(kRoot, R"({"@odata.id":"/redfish/v1/","RedfishVersion":"1.0.0"})");
+  InventoryReader reader(tree.Target());
+  const Inventory inventory = reader.Read();
+  EXPECT_EQ(inventory.ResultOf(Family::Sensors).status, FamilyStatus::Absent);
+  EXPECT_TRUE(inventory.ResultOf(Family::Sensors).cause == FailureCause::None);
+}
+
+TEST(ReaderService, VerifiesTheCertificateAsTold) {
+  RedfishTree tree;
+  PutFirmware(tree, 1);
+  InventoryReaderOptions options;
+  options.connection.tls_pinned_fingerprint = std::string(64, 'a');
+  EXPECT_EQ(ReadFirmware(tree.Target(), options).ResultOf(Family::Firmware).cause, FailureCause::Tls);
+  options.connection.tls_pinned_fingerprint.clear();
+  options.connection.tls_ca_file = "/dev/null";
+  EXPECT_EQ(ReadFirmware(tree.Target(), options).ResultOf(Family::Firmware).cause, FailureCause::Tls);
+  EXPECT_EQ(tree.Logins(), 0);
+}
+
+TEST(ReaderService, NobodyListens) {
+  u16 port = 0;
+  {
+    ScriptedHttpServer gone;
+    port = gone.Port();
+  }
+  auto target = RedfishTree().Target();
+  target.Port = port;
+  const Inventory inventory = ReadFirmware(target);
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).cause, FailureCause::Refused);
+  EXPECT_EQ(inventory.ResultOf(Family::Logs).status, FamilyStatus::NotAsked);
+}
+
+TEST(ReaderService, LogsAreBoundedByCountAndTime) {
+  RedfishTree tree;
+  tree.Put(kRoot, R"({"@odata.id":"/redfish/v1/","RedfishVersion":"1.0.0",)"
+                  R"("Systems":{"@odata.id":"/redfish/v1/Systems"}})");
+  tree.PutCollection("/redfish/v1/Systems", {"/redfish/v1/Systems/1"});
+  tree.Put("/redfish/v1/Systems/1",
+           R"({"@odata.id":"/redfish/v1/Systems/1","Id":"1","LogServices":{"@odata.id":"/redfish/v1/Logs"}})");
+  tree.PutCollection("/redfish/v1/Logs", {"/redfish/v1/Logs/A"});
+  tree.Put("/redfish/v1/Logs/A", R"({"@odata.id":"/redfish/v1/Logs/A","Id":"A","Entries":)"
+                                 R"({"@odata.id":"/redfish/v1/Logs/A/Entries"}})");
+  std::vector<std::string> members;
+  for (int i = 1; i <= 9; ++i) {
+    members.push_back("/redfish/v1/Logs/A/Entries/" + std::to_string(i));
+    tree.Put(members.back(), R"({"@odata.id":")" + members.back() + R"(","Id":"1","Created":"2026-01-0)" +
+                                 std::to_string(i) + R"(T00:00:00Z","Message":"m"})");
+  }
+  tree.PutCollection("/redfish/v1/Logs/A/Entries", members);
+  InventoryReaderOptions options;
+  options.log_limit = 3;
+  options.log_since = "2026-01-08";
+  options.newest_first = true;
+  InventoryReader reader(tree.Target(), options);
+  const Inventory inventory = reader.Read({Family::Logs});
+  ASSERT_EQ(inventory.log_entries.size(), 2U);
+  EXPECT_EQ(inventory.log_entries[0].id, "Logs/A/Entries/9");
+  EXPECT_EQ(inventory.log_entries[1].log, "Logs/A");
+}
+
+}  // namespace
+}  // namespace Kelvar::Test
