@@ -120,30 +120,35 @@ using Task = Score (*)(u16 port, int count);
 /// Both libraries in turns, each round with the same weather for both.
 class Comparison {
  public:
-  Comparison(const BenchOptions& options, const Test::IpmiSim& server, unsigned lostPercent)
-      : options_(options), server_(server), lostPercent_(lostPercent) {}
+  Comparison(const BenchOptions& options, const Test::IpmiSim& server, std::optional<Test::Weather> weather)
+      : options_(options), server_(server), weather_(weather) {}
 
   void Run(const char* what, Task ours, Task theirs, int count) const {
     constexpr unsigned kRounds = 4;
     Score scores[2];
+    std::size_t sent[2] = {};
     for (unsigned round = 1; round <= kRounds; ++round) {
       for (const bool peer : {false, true}) {
         std::optional<Test::UdpRelay> relay;
-        if (lostPercent_ != 0) {
-          relay.emplace(server_.Port(), Test::MakeWeather({round, lostPercent_, 0, 0, {}}));
+        if (weather_) {
+          Test::Weather weather = *weather_;
+          weather.seed = round;
+          relay.emplace(server_.Port(), Test::MakeWeather(weather));
         }
         scores[peer].Add((peer ? theirs : ours)(relay ? relay->Port() : server_.Port(), count));
+        sent[peer] += relay ? relay->FromClient() : 0;
       }
     }
-    std::printf("%-44s %9.1f %9.1f %7.2f %8d %8d\n", what, scores[0].Rate(), scores[1].Rate(),
-                scores[0].Rate() / scores[1].Rate(), scores[0].failed, scores[1].failed);
+    const auto each = [&](int peer) { return static_cast<double>(sent[peer]) / (kRounds * count); };
+    std::printf("%-44s %9.1f %9.1f %7.2f %6d %6d %8.2f %8.2f\n", what, scores[0].Rate(), scores[1].Rate(),
+                scores[0].Rate() / scores[1].Rate(), scores[0].failed, scores[1].failed, each(0), each(1));
     options_.Print({std::string("IPMI ") + what, "FreeIPMI library", scores[0].Each(), scores[1].Each()});
   }
 
  private:
   const BenchOptions& options_;
   const Test::IpmiSim& server_;
-  unsigned lostPercent_;
+  std::optional<Test::Weather> weather_;
 };
 
 template <typename Session>
@@ -178,9 +183,13 @@ void Run(const BenchOptions& options) {
   constexpr unsigned kLost = 5;
   const int share = options.Quick() ? 4 : 1;
   const Test::IpmiSim server;
-  const Comparison quiet(options, server, 0);
-  const Comparison lossy(options, server, kLost);
-  std::printf("%-44s %9s %9s %7s %8s %8s\n", "per second", "kelvar", "freeipmi", "ratio", "failed", "failed");
+  using std::chrono::milliseconds;
+  const Comparison quiet(options, server, std::nullopt);
+  const Comparison lossy(options, server, Test::Weather{1, kLost, 0, 0, {}, {}});
+  const Comparison slow(options, server, Test::Weather{1, 0, 0, 0, {}, milliseconds(60)});
+  const Comparison far(options, server, Test::Weather{1, 0, 0, 100, milliseconds(30), {}});
+  std::printf("%-44s %9s %9s %7s %6s %6s %8s %8s\n", "per second; failed; datagrams each", "kelvar", "freeipmi",
+              "ratio", "kelvar", "peer", "kelvar", "peer");
   quiet.Run("session set-ups", &SetUps<KelvarSession>, &SetUps<PeerSession>, 200 / share);
   quiet.Run("commands", &Commands<KelvarSession>, &Commands<PeerSession>, 3000 / share);
   if (!options.Quick()) {
@@ -191,6 +200,9 @@ void Run(const BenchOptions& options) {
   lossy.Run("set-ups, 5 % lost, both wait 25 ms at first", &SetUps<KelvarSession>, &SetUps<PeerSession>, 20 / share);
   lossy.Run("commands, 5 % lost, both wait 25 ms at first", &Commands<KelvarSession>, &Commands<PeerSession>,
             500 / share);
+  // More than twice the first wait: who does not follow the target sends copies without end.
+  far.Run("commands, 60 ms away, both wait 25 ms", &Commands<KelvarSession>, &Commands<PeerSession>, 100 / share);
+  slow.Run("commands of 60 ms in turn, both wait 25 ms", &Commands<KelvarSession>, &Commands<PeerSession>, 60 / share);
   firstWaitMs = 0;
   const double own = KibPerSession<KelvarSession>(server.Port());
   const double peer = KibPerSession<PeerSession>(server.Port());

@@ -1,5 +1,6 @@
 #include "support/UdpRelay.h"
 
+#include <algorithm>
 #include <memory>
 #include <queue>
 #include <random>
@@ -41,12 +42,18 @@ int OpenSocket() {
 
 RelayRule MakeWeather(const Weather& weather) {
   const auto random = std::make_shared<std::mt19937>(weather.seed);
-  return [weather, random](Towards, std::size_t, std::vector<u8>&) {
+  const auto busyUntil = std::make_shared<Clock::time_point>();
+  return [weather, random, busyUntil](Towards towards, std::size_t, std::vector<u8>&) {
     const auto chance = [&](unsigned percent) { return (*random)() % 100 < percent; };
     Fate fate;
     fate.copies = chance(weather.lostPercent) ? 0 : 1;
     fate.copies *= chance(weather.doubledPercent) ? 2 : 1;
     fate.delay = chance(weather.delayedPercent) ? weather.delay : fate.delay;
+    if (towards == Towards::Server && weather.service.count() > 0) {
+      const auto now = Clock::now();
+      *busyUntil = std::max(*busyUntil, now) + weather.service;
+      fate.delay = std::chrono::duration_cast<std::chrono::milliseconds>(*busyUntil - now);
+    }
     return fate;
   };
 }

@@ -29,6 +29,7 @@ struct Weather {
   unsigned doubledPercent = 0;
   unsigned delayedPercent = 0;
   std::chrono::milliseconds delay{0};
+  std::chrono::milliseconds service{0};  ///< the server takes this long for each datagram, one after the other
 };
 RelayRule MakeWeather(const Weather& weather);
 

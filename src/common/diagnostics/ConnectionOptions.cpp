@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "common/text/Secret.h"
+
 namespace Kelvar {
 
 namespace {
@@ -15,6 +17,7 @@ ConnectionOptionsScope::ConnectionOptionsScope(const ConnectionOptions& options)
 
 ConnectionOptionsScope::~ConnectionOptionsScope() {
   innermostScope = outer_;
+  Text::WipeText(options_.ipmi_kg_key);
 }
 
 const ConnectionOptions& ConnectionOptionsScope::Current() noexcept {

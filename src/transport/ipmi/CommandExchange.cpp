@@ -2,7 +2,14 @@
 
 #include <algorithm>
 
+#include "transport/ipmi/Crypto.h"
+
 namespace Kelvar::Ipmi {
+namespace {
+
+constexpr std::size_t kLargestPacket = 512;
+
+}  // namespace
 
 ExchangeResult CommandExchange::Ask(LanSession& session, const ExchangeOptions& options, const IPMICOMMAND& command,
                                     Reply& reply) {
@@ -45,8 +52,10 @@ ExchangeResult CommandExchange::AskOnce(LanSession& session, const ExchangeOptio
 
 void CommandExchange::Post(LanSession& session, const IPMICOMMAND& command) {
   Bytes packet;
+  packet.reserve(kLargestPacket);  // one that grew would leave copies behind
   MakePacket(session, command, packet);
   channel_.Post(packet);
+  Wipe(packet);
 }
 
 void CommandExchange::MakePacket(LanSession& session, const IPMICOMMAND& command, Bytes& packet) {

@@ -11,6 +11,7 @@ namespace Kelvar::Ipmi {
 namespace {
 
 constexpr std::size_t kLongestName = 16;
+constexpr std::size_t kLongestBmcKey = 20;
 /// The message of an IPMI 1.5 packet has at most 255 bytes, seven of them around the data.
 constexpr std::size_t kMostData = 248;
 constexpr u32 kLongestBusyPauseMs = 1600;
@@ -74,9 +75,7 @@ CONNECTIONSTATE LanTransport::Open(const IpmiTimings& timings) {
   timings_ = timings;
   loginRefused_ = false;
   neverAnswered_.reset();
-  if (credentials_.user.size() > kLongestName) {
-    KELVAR_LOG(1) << "IPMI: user names have at most " << kLongestName << " characters";
-    Ipmi::RecordSetUp({FailureCause::LoginRefused, "the user name has more than 16 characters", 0, 0});
+  if (!FitsTheProtocol()) {
     return IPMIAUTHFAIL;
   }
   const auto start = channel_.Now();
@@ -91,6 +90,20 @@ CONNECTIONSTATE LanTransport::Open(const IpmiTimings& timings) {
   KELVAR_LOG(1) << "IPMI: no session with " << host_ << " port " << port_ << ": " << TextOf(result);
   channel_.Close();
   return IsLoginRefused(result) ? IPMIAUTHFAIL : IPMICONNECTFAIL;
+}
+
+bool LanTransport::FitsTheProtocol() const {
+  if (credentials_.user.size() > kLongestName) {
+    KELVAR_LOG(1) << "IPMI: user names have at most " << kLongestName << " characters";
+    Ipmi::RecordSetUp({FailureCause::LoginRefused, "the user name has more than 16 characters", 0, 0});
+    return false;
+  }
+  if (credentials_.bmcKey.View().size() > kLongestBmcKey) {
+    KELVAR_LOG(1) << "IPMI: BMC keys (K_G) have at most " << kLongestBmcKey << " bytes";
+    Ipmi::RecordSetUp({FailureCause::LoginRefused, "the BMC key (K_G) has more than 20 bytes", 0, 0});
+    return false;
+  }
+  return true;
 }
 
 SessionResult LanTransport::OpenAnyAddress(const ExchangeOptions& options) {

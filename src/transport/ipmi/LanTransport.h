@@ -32,6 +32,8 @@ class LanTransport : public IpmiTransport {
   u32 Transmissions() const override { return transmissions_; }
 
  private:
+  /// Whether the protocol can carry the account, which is told if not.
+  bool FitsTheProtocol() const;
   SessionResult OpenAnyAddress(const ExchangeOptions& options);
   SessionResult OpenSession(const ExchangeOptions& options);
   void RecordSetUp(SessionResult result, Clock::time_point start, u64 transmissions) const;

@@ -12,6 +12,8 @@ namespace {
 constexpr u8 kNameOnlyLookup = 0x10;
 constexpr int kMostRounds = 6;
 constexpr int kMostCleanRounds = 3;
+/// Codes of the target that do not fit the password, where copies of messages leave a doubt about each.
+constexpr int kCertainlyWrong = 2;
 constexpr std::size_t kMostSurplus = 8;
 
 }  // namespace
@@ -33,19 +35,18 @@ SessionResult RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
   for (const u32 id : surplusIds_) {
     PostRefusal(id, RakpStatus::kIllegalParameter);
   }
-  const bool doubtful = result == SessionResult::LoginRefused && !clean_ && wrongCodes_ < round_;
-  return doubtful ? SessionResult::Failed : result;
+  const bool certain = clean_ || wrongCodes_ >= kCertainlyWrong;
+  return result == SessionResult::LoginRefused && !certain ? SessionResult::Failed : result;
 }
 
 bool RmcpPlusHandshake::IsWorthAnotherRound(SessionResult result) const {
   switch (result) {
     case SessionResult::LoginRefused:
-    case SessionResult::BmcKeyRefused:
       // From message 3 on both sides have shown that they know the password: what does not fit is an earlier message.
-      return clean_ ? result == SessionResult::LoginRefused && session_ && round_ < kMostCleanRounds
-                    : round_ < kMostRounds;
-    case SessionResult::NoSessionLeft:
-      return !clean_ && round_ < kMostRounds;  // our own copies may have taken the last ones
+      return clean_ ? session_ && round_ < kMostCleanRounds : wrongCodes_ < kCertainlyWrong && round_ < kMostRounds;
+    case SessionResult::BmcKeyRefused:
+    case SessionResult::NoSessionLeft:  // our own copies may have taken the last ones
+      return !clean_ && round_ < kMostRounds;
     case SessionResult::Timeout:
     case SessionResult::Failed:
       return exchange_.targetId != 0 && round_ < (clean_ ? kMostCleanRounds : kMostRounds);
@@ -70,8 +71,8 @@ SessionResult RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
     result = Confirm(session);
   }
   if (result != SessionResult::Opened && exchange_.targetId != 0) {
-    CloseAttempt(result == SessionResult::LoginRefused ? RakpStatus::kInvalidIntegrityCheck
-                                                       : RakpStatus::kIllegalParameter);
+    CloseAttempt(result == SessionResult::LoginRefused && clean_ ? RakpStatus::kInvalidIntegrityCheck
+                                                                 : RakpStatus::kIllegalParameter);
   }
   return result;
 }
@@ -175,17 +176,15 @@ SessionResult RmcpPlusHandshake::ExchangeRandoms() {
   if (reply.status != RakpStatus::kOk) {
     return Refusal("RAKP message 2", reply.status);
   }
-  if (!channel_.AllAnswered() && round_ < kMostRounds) {
-    return SessionResult::Failed;  // it may have another random by now, and would count a refused login
-  }
   exchange_.targetRandom = reply.targetRandom;
   exchange_.targetGuid = reply.targetGuid;
-  if (SameBytes(Rakp2Code(suite_, credentials_.Password(), exchange_).View(), reply.code)) {
-    return SessionResult::Opened;
+  if (!SameBytes(Rakp2Code(suite_, credentials_.Password(), exchange_).View(), reply.code)) {
+    KELVAR_LOG(2) << "IPMI: the target's key exchange code does not fit the password";
+    ++wrongCodes_;
+    return SessionResult::LoginRefused;
   }
-  KELVAR_LOG(2) << "IPMI: the target's key exchange code does not fit the password";
-  ++wrongCodes_;
-  return SessionResult::LoginRefused;
+  // Where a copy is unanswered, the target may have another random by now, and would count a refused login.
+  return channel_.AllAnswered() || round_ >= kMostRounds ? SessionResult::Opened : SessionResult::Failed;
 }
 
 SessionResult RmcpPlusHandshake::Confirm(std::unique_ptr<LanSession>& session) {

@@ -32,10 +32,11 @@ bool UdpChannel::Open(const Endpoint& endpoint) {
 }
 
 void UdpChannel::Close() noexcept {
-  // IPMI 1.5 can put the password itself into packets.
+  // IPMI 1.5 can put the password itself into packets, both ways.
   outgoing_.resize(outgoing_.capacity());
   OPENSSL_cleanse(outgoing_.data(), outgoing_.size());
   outgoing_.clear();
+  OPENSSL_cleanse(incoming_.data(), incoming_.size());
   port_->Close();
 }
 

@@ -1,5 +1,7 @@
 #include <kelvar/NodeFirmwareInventoryImp.h>
 
+#include "common/text/Secret.h"
+
 namespace Kelvar {
 
 using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
@@ -7,7 +9,9 @@ using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
 NodeFirmwareInventoryImp::NodeFirmwareInventoryImp(const KelvarConnection::ConnectionInfo& connection)
     : info(connection) {}
 
-NodeFirmwareInventoryImp::~NodeFirmwareInventoryImp() = default;
+NodeFirmwareInventoryImp::~NodeFirmwareInventoryImp() {
+  Text::WipeText(info.Password);
+}
 
 Code NodeFirmwareInventoryImp::GetHardwareInfoComputerSystem(KelvarAgentless::ComputerSystem& /*system*/) {
   return NodeFirmwareInventory::INVENTORY_NOT_IMPLEMENTED;
