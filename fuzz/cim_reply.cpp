@@ -53,9 +53,9 @@ void ReadInstance(const Pegasus::CIMInstance& instance) {
     properties[ToText(property.getName().getString())];
   }
   GetPropertiesFromCIMInstance(instance, properties);
-  KelvarNfw::ZMCMESSAGELOGDATA entry;
+  KelvarNfw::ZMCMESSAGELOGDATA result;
   try {
-    ReadMessageLogEntry(instance, 3, entry);
+    ReadMessageLogEntry(instance, 3, result);
   } catch (const std::bad_cast&) {
   }
   FUZZ_CHECK(ToText(instance.getPath().toString()).size() == instance.getPath().toString().size());

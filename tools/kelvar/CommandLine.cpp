@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/Output.h"
 
 namespace Kelvar::Tool {
 
@@ -24,11 +25,13 @@ std::optional<int> Parse(CLI::App& app, int argc, const char* const* argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (app.exit(error) != 0) {
+    if (error.get_exit_code() != 0) {
+      Complain(std::string(error.what()) + "; see " + app.get_name() + " --help");
       return static_cast<int>(ExitCode::Usage);
     }
+    app.exit(error);  // which prints what was asked for
     if (!std::cout.flush()) {
-      throw ToolError(ExitCode::Internal, "standard output cannot be written");
+      throw ToolError(ExitCode::Internal, "cannot write to standard output");
     }
     return 0;
   }

@@ -29,7 +29,7 @@ std::string ContentOf(const std::string& file) {
     Refuse(file, std::strerror(errno));
   }
   if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-    Refuse(file, "others than its owner may use it; chmod 600 it first");
+    Refuse(file, "other users may read or change it; run chmod 600 on it first");
   }
   if (status.st_uid != geteuid() && status.st_uid != 0) {
     Refuse(file, "it belongs to another user");
@@ -56,7 +56,7 @@ class Table {
       return std::nullopt;
     }
     if (!node->is_string()) {
-      Refuse(file_, name_ + "." + key + " is no text");
+      Refuse(file_, name_ + "." + key + " must be a string");
     }
     return node->as_string()->get();
   }
@@ -69,7 +69,7 @@ class Table {
     }
     const toml::array* const list = node->as_array();
     if (list == nullptr || (!list->empty() && !list->is_homogeneous(toml::node_type::string))) {
-      Refuse(file_, name_ + "." + key + " is no list of texts");
+      Refuse(file_, name_ + "." + key + " must be a list of strings");
     }
     std::vector<std::string> texts;
     for (const toml::node& text : *list) {
@@ -86,7 +86,7 @@ class Table {
     }
     const auto number = node->is_integer() ? node->as_integer()->get() : 0;
     if (number < 1 || number > most) {
-      Refuse(file_, name_ + "." + key + " is no number from 1 to " + std::to_string(most));
+      Refuse(file_, name_ + "." + key + " must be a number from 1 to " + std::to_string(most));
     }
     return static_cast<unsigned>(number);
   }
@@ -94,7 +94,7 @@ class Table {
   void RefuseOthers() const {
     for (const auto& [key, node] : table_) {
       if (std::find(known_.begin(), known_.end(), key.str()) == known_.end()) {
-        Refuse(file_, "unknown " + name_ + "." + std::string(key.str()));
+        Refuse(file_, "unknown key " + name_ + "." + std::string(key.str()));
       }
     }
   }
@@ -116,11 +116,11 @@ Config::Account AccountOf(const std::string& file, const toml::table& table) {
                       reader.Text("password")};
   reader.RefuseOthers();
   if (!account.password.file.empty() + !account.password.command.empty() + account.password.text.has_value() > 1) {
-    Refuse(file, "an account has more than one of password-file, password-command, password");
+    Refuse(file, "an account takes only one of password-file, password-command and password");
   }
   constexpr const char* protocols[] = {"", "ipmi", "redfish", "cim"};
   if (std::find(std::begin(protocols), std::end(protocols), account.protocol) == std::end(protocols)) {
-    Refuse(file, "account.protocol is none of ipmi, redfish, cim");
+    Refuse(file, "account.protocol must be ipmi, redfish or cim");
   }
   return account;
 }
@@ -154,7 +154,7 @@ Config::Module ModuleOf(const std::string& file, const toml::table& table) {
 std::vector<const toml::table*> Tables(const std::string& file, const std::string& name, const toml::node& node) {
   const toml::array* const list = node.as_array();
   if (list == nullptr || !list->is_homogeneous(toml::node_type::table)) {
-    Refuse(file, name + " is no list of tables; write [[" + name + "]]");
+    Refuse(file, name + " must be a list of tables; write [[" + name + "]]");
   }
   std::vector<const toml::table*> tables;
   for (const toml::node& table : *list) {
@@ -175,7 +175,7 @@ void ReadPart(const std::string& file, const std::string& name, const toml::node
   } else if (name == "serve" && node.is_table()) {
     config.serve = ServeOf(file, *node.as_table());
   } else {
-    Refuse(file, (name == "serve" ? "no table is " : "unknown ") + name);
+    Refuse(file, name == "serve" ? "serve must be a table; write [serve]" : "unknown key " + name);
   }
 }
 
@@ -184,7 +184,7 @@ toml::table Parsed(const std::string& file, const std::string& content) {
   try {
     return toml::parse(content);
   } catch (const toml::parse_error& error) {
-    Refuse(file, "no TOML from line " + std::to_string(error.source().begin.line) + " on");
+    Refuse(file, "invalid TOML in line " + std::to_string(error.source().begin.line));
   }
 }
 

@@ -8,12 +8,18 @@
 
 namespace Kelvar::Tool {
 
+namespace {
+
+constexpr const char* kWhereUsersComeFrom = ": write USER@ before the host, as in redfish://admin@192.0.2.10";
+
+}  // namespace
+
 Credentials::Credentials(PasswordSource fromCommandLine, Config config)
     : fromCommandLine_(std::move(fromCommandLine)), config_(std::move(config)) {}
 
 Credentials::Credentials(Config config) : config_(std::move(config)), configOnly_(true) {}
 
-void Credentials::Fill(Target& target) {
+void Credentials::Fill(Target& target, const PasswordSource& own) {
   const Config::Account* const account = config_.AccountFor(target);
   if (account != nullptr && target.info.UserName.empty()) {
     target.info.UserName = account->user;
@@ -21,7 +27,13 @@ void Credentials::Fill(Target& target) {
   if (!target.NeedsPassword()) {
     return;
   }
-  if (fromCommandLine_.Given()) {
+  if (target.info.UserName.empty()) {
+    throw ToolError(ExitCode::Usage, "no user for " + target.address + (configOnly_ ? "" : kWhereUsersComeFrom) +
+                                         "; or add an account to the configuration");
+  }
+  if (own.Given()) {
+    target.info.Password = PasswordOf(own);
+  } else if (fromCommandLine_.Given()) {
     target.info.Password = PasswordOf(fromCommandLine_);
   } else if (const char* password = std::getenv("KELVAR_PASSWORD"); !configOnly_ && password != nullptr) {
     target.info.Password = password;
@@ -32,18 +44,9 @@ void Credentials::Fill(Target& target) {
   } else {
     target.info.Password = Typed(target.address);
   }
-}
-
-void Credentials::Fill(Target& target, const PasswordSource& own) {
-  if (!own.Given() || !target.NeedsPassword()) {
-    Fill(target);
-    return;
+  if (target.info.Password.empty()) {
+    throw ToolError(ExitCode::Usage, "the password for " + target.address + " is empty");
   }
-  const Config::Account* const account = config_.AccountFor(target);
-  if (account != nullptr && target.info.UserName.empty()) {
-    target.info.UserName = account->user;
-  }
-  target.info.Password = PasswordOf(own);
 }
 
 const std::string& Credentials::PasswordOf(const PasswordSource& source) {

@@ -20,12 +20,9 @@ class Credentials {
   /// Knows the accounts of the configuration alone: no environment, no prompt.
   explicit Credentials(Config config);
 
-  /// Sets the user name, where the target's address has none, and the password. Throws ToolError (usage) when there is
-  /// no password to be had.
-  void Fill(Target& target);
-
-  /// The same; a password source of the target's own comes before all others.
-  void Fill(Target& target, const PasswordSource& own);
+  /// Sets the user name, where the target's address has none, and the password. A password source of the target's own
+  /// comes before all others. Throws ToolError (usage) when there is no user or no password, or an empty one.
+  void Fill(Target& target, const PasswordSource& own = {});
 
  private:
   const std::string& PasswordOf(const PasswordSource& source);

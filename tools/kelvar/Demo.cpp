@@ -41,7 +41,7 @@ Wanted Parse(const std::string& address) {
   const std::size_t question = rest.find('?');
   if (question != std::string::npos) {
     if (rest.compare(question, std::strlen(setting), setting) != 0) {
-      throw ToolError(ExitCode::Usage, "target \"" + address + "\": the only setting of a demo is ?machine=NAME");
+      throw ToolError(ExitCode::Usage, "target \"" + address + "\": unknown parameter; a demo takes ?machine=NAME");
     }
     wanted.machine = rest.substr(question + std::strlen(setting));
     rest.resize(question);
@@ -50,7 +50,8 @@ Wanted Parse(const std::string& address) {
     wanted.protocol = rest;
   }
   if (wanted.protocol != "redfish" && wanted.protocol != "cim" && wanted.protocol != "ipmi") {
-    throw ToolError(ExitCode::Usage, "target \"" + address + "\": a demo is over redfish, cim or ipmi");
+    throw ToolError(ExitCode::Usage,
+                    "target \"" + address + "\": unknown protocol; write demo:redfish, demo:cim or demo:ipmi");
   }
   return wanted;
 }

@@ -33,6 +33,27 @@ ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result) {
   }
 }
 
+ExitCode ExitCodeOf(FailureCause cause) {
+  switch (cause) {
+    case FailureCause::None:
+    case FailureCause::BadData:
+    case FailureCause::TooLarge:
+      return ExitCode::BadData;
+    case FailureCause::Unreachable:
+    case FailureCause::Refused:
+    case FailureCause::Deadline:
+      return ExitCode::Unreachable;
+    case FailureCause::LoginRefused:
+      return ExitCode::LoginRefused;
+    case FailureCause::Tls:
+      return ExitCode::Tls;
+    case FailureCause::NotSuchService:
+    case FailureCause::NotOffered:
+      return ExitCode::Unsupported;
+  }
+  return ExitCode::BadData;
+}
+
 const char* NameOf(ExitCode code) {
   switch (code) {
     case ExitCode::Complete:
@@ -66,7 +87,7 @@ const char* DescriptionOf(ExitCode code) {
     case ExitCode::Complete:
       return "complete";
     case ExitCode::Usage:
-      return "it was not asked for rightly";
+      return "wrong usage";
     case ExitCode::Unreachable:
       return "the target cannot be reached";
     case ExitCode::LoginRefused:
@@ -74,16 +95,19 @@ const char* DescriptionOf(ExitCode code) {
     case ExitCode::Tls:
       return "TLS failed";
     case ExitCode::Unsupported:
-      return "the target does not offer it";
+      return "not found on the target";
     case ExitCode::Partial:
       return "not all of it could be read";
     case ExitCode::SomeFailed:
-      return "some targets could not be read as a whole";
+      return "some targets are not complete";
     case ExitCode::Different:
       return "differences were found";
-    default:
-      return "the answers cannot be used";
+    case ExitCode::BadData:
+      return "the target sent an invalid response";
+    case ExitCode::Internal:
+      return "internal failure";
   }
+  return "unknown";
 }
 
 ExitCode Combine(ExitCode first, ExitCode second) {

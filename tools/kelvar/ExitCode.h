@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include <kelvar/Diagnostics.h>
 #include <kelvar/NodeFirmwareInventory.h>
 
 namespace Kelvar::Tool {
@@ -34,6 +35,9 @@ class ToolError : public std::runtime_error {
 
 /// The exit code that the result of one operation stands for when it delivered nothing.
 ExitCode ExitCodeOf(NodeFirmwareInventory::INVENTORYRETURNCODE result);
+
+/// The exit code of a failure with a cause.
+ExitCode ExitCodeOf(FailureCause cause);
 
 /// The code's name for programs, such as "complete" or "login_refused".
 const char* NameOf(ExitCode code);

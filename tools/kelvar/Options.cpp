@@ -8,24 +8,27 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/kelvar/CommandLine.h"
-#include "tools/kelvar/Commands.h"
+#include "tools/kelvar/Formats.h"
+#include "tools/kelvar/Operations.h"
 
 namespace Kelvar::Tool {
 
 namespace {
 
+constexpr double kLongestDeadline = 86400;
+
 std::string WordsText() {
   std::string text;
-  for (const Command& command : Commands()) {
+  for (const Operation& operation : Operations()) {
     std::string over;
     for (const Protocol protocol : {Protocol::Ipmi, Protocol::Redfish, Protocol::Cim}) {
-      if (command.For(protocol) != nullptr) {
+      if (operation.For(protocol) != nullptr) {
         over += std::string(over.empty() ? "" : ", ") + NameOf(protocol);
       }
     }
-    std::string name = command.name;
+    std::string name = operation.name;
     name.resize(17, ' ');
-    text += "  " + name + command.help + " (" + over + ")\n";
+    text += "  " + name + operation.help + " (" + over + ")\n";
   }
   return text;
 }
@@ -49,15 +52,19 @@ std::string Footer() {
 }
 
 void DeclareOutput(CLI::App& app, Options& options) {
-  app.add_option("--format", options.format, "table, json, jsonl, csv or html; for --targets jsonl but on a terminal")
-      ->check(CLI::IsMember({"table", "json", "jsonl", "csv", "html"}))
+  app.add_option("--format", options.format, "How to print; default with --targets: jsonl (table on a terminal)")
+      ->check(CLI::IsMember(FormatNames()))
       ->capture_default_str();
   app.add_option("--color", options.colour, "auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->capture_default_str();
-  app.add_flag("--explain", options.explain, "Tell which requests were made and what each answered");
-  app.add_flag("-v,--verbose", options.verbose, "Show the library's log; up to three times for more");
-  app.add_flag("-q,--quiet", options.quiet, "Show nothing of the library's log");
+  app.add_flag("--explain", options.explain, "Show the requests that were made and what came back");
+  app.add_option("--deadline", options.deadlineSeconds, "Seconds for one target, 0 for no deadline")
+      ->check(CLI::Range(0.0, kLongestDeadline))
+      ->type_name("SECONDS")
+      ->capture_default_str();
+  app.add_flag("-v,--verbose", options.verbose, "Show what goes wrong on the way; up to three times for more");
+  app.add_flag("-q,--quiet", options.quiet, "Show no reasons, no summary and no progress on standard error");
 }
 
 bool Set(const char* variable) {
@@ -81,7 +88,9 @@ void Declare(CLI::App& app, Options& options) {
 }
 
 u32 ShownLogLevel(const Options& options) {
-  return options.quiet ? 0 : 1 + static_cast<u32>(std::clamp(options.verbose, 0, 3));
+  constexpr int kMost = 3;
+  const bool shown = options.verbose > 0 && !options.quiet;
+  return shown ? 1 + static_cast<u32>(std::min(options.verbose, kMost)) : 0;
 }
 
 Colour ColourOf(const Options& options) {

@@ -27,6 +27,7 @@ struct Options {
   bool quiet = false;
   bool commonEventId = false;
   bool explain = false;
+  double deadlineSeconds = 120;  ///< for one target; 0: none
 };
 
 void Declare(CLI::App& app, Options& options);

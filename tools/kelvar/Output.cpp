@@ -17,7 +17,7 @@ Output::Output() {
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   file_ = own < 0 ? nullptr : fdopen(own, "w");
   if (file_ == nullptr || nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0) {
-    throw ToolError(ExitCode::Internal, std::string("standard output: ") + std::strerror(errno));
+    throw ToolError(ExitCode::Internal, std::string("cannot open standard output: ") + std::strerror(errno));
   }
   close(nowhere);
 }
@@ -34,7 +34,7 @@ void Output::Write(std::string_view text) {
 
 void Output::Finish() {
   if (std::fflush(file_) != 0 || std::ferror(file_) != 0) {
-    throw ToolError(ExitCode::Internal, std::string("standard output: ") + std::strerror(errno));
+    throw ToolError(ExitCode::Internal, std::string("cannot write to standard output: ") + std::strerror(errno));
   }
 }
 

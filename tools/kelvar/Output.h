@@ -26,7 +26,7 @@ class Output {
 /// "kelvar: TEXT" on standard error, control characters escaped. Any thread.
 void Complain(std::string_view text);
 
-/// A text on standard error as it stands, at once; that it cannot be written there can be told to nobody.
+/// A text on standard error, unchanged and at once. Failures are ignored: there is nowhere to report them.
 void WriteToStandardError(std::string_view text);
 
 }  // namespace Kelvar::Tool

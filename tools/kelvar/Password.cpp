@@ -95,9 +95,9 @@ std::string PasswordFromCommand(const std::string& command) {
 std::string PasswordFromTerminal(const std::string& target) {
   const SilentTerminal terminal;
   if (!terminal.Exists()) {
-    throw ToolError(ExitCode::Usage,
-                    "no password: give --password-file, --password-command or the environment variable "
-                    "KELVAR_PASSWORD, or name one in the configuration file");
+    throw ToolError(ExitCode::Usage, "no password for " + target +
+                                         ": give --password-file or --password-command, set the environment variable "
+                                         "KELVAR_PASSWORD, or add an account to the configuration file");
   }
   terminal.Write("Password for " + target + ": ");
   return terminal.ReadLine();

@@ -55,14 +55,14 @@ std::string CsvText(const Report& report) {
   if (!report.error.empty()) {
     text += fmt::format(lineFormat, target, "", NameOf(report.code), "", "", Quoted(Harmless(report.error)));
   }
-  for (const Report::Entry& entry : report.entries) {
-    const char* const what = entry.command->name;
-    const char* const status = NameOf(entry.code);
-    if (entry.code != ExitCode::Complete) {
-      text += fmt::format(lineFormat, target, what, status, "", "", Quoted(Harmless(NoteOf(entry))));
+  for (const OperationResult& result : report.results) {
+    const char* const what = result.operation->name;
+    const char* const status = NameOf(result.code);
+    if (result.code != ExitCode::Complete) {
+      text += fmt::format(lineFormat, target, what, status, "", "", Quoted(Harmless(ReasonOf(result))));
     }
     unsigned number = 0;
-    for (const Record& record : entry.outcome.records) {
+    for (const Record& record : result.records) {
       ++number;
       for (const auto& [name, value] : record) {
         text += fmt::format(lineFormat, target, what, status, number, name, Quoted(std::visit(CellText{}, value)));

@@ -63,20 +63,20 @@ void WriteCode(Writer& writer, ExitCode code) {
 }
 
 template <typename Writer>
-void WriteEntry(Writer& writer, const Report::Entry& entry) {
+void WriteResult(Writer& writer, const OperationResult& result) {
   writer.StartObject();
   writer.Key("what");
-  writer.String(entry.command->name);
-  WriteCode(writer, entry.code);
+  writer.String(result.operation->name);
+  WriteCode(writer, result.code);
   writer.Key("result");
-  writer.Int(entry.outcome.result);
+  writer.Int(result.returned);
   writer.Key("result_name");
-  writer.String(Kelvar::NameOf(entry.outcome.result));
-  if (entry.code != ExitCode::Complete) {
-    WriteMember(writer, "note", NoteOf(entry));
-    WriteMember(writer, "why", entry.why);
+  writer.String(Kelvar::NameOf(result.returned));
+  if (result.code != ExitCode::Complete) {
+    WriteMember(writer, "note", result.note);
+    WriteMember(writer, "why", result.why);
   }
-  WriteRecords(writer, entry.outcome.records);
+  WriteRecords(writer, result.records);
   writer.EndObject();
 }
 
@@ -100,8 +100,8 @@ void WriteReport(Writer& writer, const Report& report) {
   }
   writer.Key("results");
   writer.StartArray();
-  for (const Report::Entry& entry : report.entries) {
-    WriteEntry(writer, entry);
+  for (const OperationResult& result : report.results) {
+    WriteResult(writer, result);
   }
   writer.EndArray();
   writer.EndObject();

@@ -80,11 +80,19 @@ std::vector<std::pair<std::size_t, std::size_t>> ColumnsOf(const std::vector<Rec
   return columns;
 }
 
-void AppendColumns(std::string& text, const std::vector<Record>& records, const Paint& paint) {
-  const auto columns = ColumnsOf(records);
+/// A column's title; thresholds that must not be compared with the readings say so.
+std::string TitleOf(const char* field, bool rawThresholds) {
+  const bool threshold = std::string_view(field).find("Threshold") != std::string_view::npos;
+  return threshold && rawThresholds ? std::string(field) + " (raw)" : field;
+}
+
+void AppendColumns(std::string& text, const std::vector<Record>& records, bool rawThresholds, const Paint& paint) {
+  auto columns = ColumnsOf(records);
   std::string head;
-  for (const auto& [field, width] : columns) {
-    AppendPadded(head, records.front()[field].first, width);
+  for (auto& [field, width] : columns) {
+    const std::string title = TitleOf(records.front()[field].first, rawThresholds);
+    width = std::max(width, title.size());
+    AppendPadded(head, title, width);
   }
   head.erase(head.find_last_not_of(' ') + 1);
   EndLine(text, paint.Dim(head));
@@ -97,12 +105,12 @@ void AppendColumns(std::string& text, const std::vector<Record>& records, const 
   }
 }
 
-std::string HeadOf(const Report::Entry& entry, const Paint& paint) {
-  const std::string name = paint.Bold(entry.command->name);
-  if (entry.code != ExitCode::Complete) {
-    return name + ": " + paint.Note(entry.code, NoteOf(entry));
+std::string HeadOf(const OperationResult& result, const Paint& paint) {
+  const std::string name = paint.Bold(result.operation->name);
+  if (result.code != ExitCode::Complete) {
+    return name + ": " + paint.Note(result.code, Text::EscapeControl(ReasonOf(result)));
   }
-  return name + (entry.outcome.records.empty() ? ": nothing found" : "");
+  return name + (result.records.empty() ? ": nothing found" : "");
 }
 
 }  // namespace
@@ -110,11 +118,14 @@ std::string HeadOf(const Report::Entry& entry, const Paint& paint) {
 std::string TableText(const Report& report, Colour colour) {
   const Paint paint(colour);
   std::string text;
-  for (const Report::Entry& entry : report.entries) {
-    const std::vector<Record>& records = entry.outcome.records;
-    text += std::string(text.empty() ? "" : "\n") + HeadOf(entry, paint) + '\n';
-    if (entry.command->layout == Layout::Columns && !records.empty()) {
-      AppendColumns(text, records, paint);
+  for (const OperationResult& result : report.results) {
+    const std::vector<Record>& records = result.records;
+    text += std::string(text.empty() ? "" : "\n") + HeadOf(result, paint) + '\n';
+    if (result.operation->layout == Operation::Layout::Columns && !records.empty()) {
+      const bool raw = std::any_of(records.begin(), records.end(), [&report](const Record& record) {
+        return !ThresholdsAreScaled(record, report.protocol);
+      });
+      AppendColumns(text, records, raw, paint);
     } else {
       for (const Record& record : records) {
         AppendSheet(text, record, paint);

@@ -5,9 +5,16 @@
 #include <memory>
 #include <utility>
 
+#include <kelvar/ConnectionOptions.h>
+
+#include "tools/kelvar/Judgement.h"
+#include "tools/kelvar/ServiceRoot.h"
+
 namespace Kelvar::Tool {
 
 namespace {
+
+constexpr long kServiceRootSeconds = 10;
 
 std::unique_ptr<NodeFirmwareInventory> Connect(const Target& target, const std::optional<Target>& partner) {
   if (partner) {
@@ -16,128 +23,200 @@ std::unique_ptr<NodeFirmwareInventory> Connect(const Target& target, const std::
   return std::make_unique<NodeFirmwareInventory>(target.info);
 }
 
-ExitCode Judge(const Outcome& outcome, const Findings& found) {
-  const ExitCode byResult = ExitCodeOf(outcome.result);
-  if (byResult == ExitCode::Complete && (outcome.wholeOrNothing || found.gaps == 0)) {
-    return ExitCode::Complete;
-  }
-  if (outcome.Delivered()) {
-    return ExitCode::Partial;
-  }
-  return found.cause.value_or(byResult == ExitCode::Complete ? ExitCode::BadData : byResult);
+void DropEmptyRecords(std::vector<Record>& records) {
+  records.erase(std::remove_if(records.begin(), records.end(), [](const Record& record) { return !HoldsFact(record); }),
+                records.end());
+}
+
+/// A resource that the account may not see (HTTP 403) is no refused account.
+bool AccountRefused(const Diagnostics& met) {
+  constexpr int kForbidden = 403;
+  const auto& all = met.Exchanges();
+  return std::any_of(all.begin(), all.end(), [](const DiagnosticExchange& one) {
+    return one.cause == FailureCause::LoginRefused && one.status != kForbidden;
+  });
+}
+
+/// A failure that every further request would meet again.
+bool EndsReading(ExitCode code) {
+  return code == ExitCode::Unreachable || code == ExitCode::LoginRefused || code == ExitCode::Tls;
 }
 
 class Reading {
  public:
-  Reading(const Target& target, const ReadOptions& options, LogWatch& log)
-      : target_(target), options_(options), log_(log), start_(std::chrono::steady_clock::now()) {
+  Reading(const Target& target, const ReadOptions& options)
+      : target_(target), options_(options), start_(std::chrono::steady_clock::now()) {
     report_.target = target.address;
     report_.protocol = target.protocol;
     report_.start = std::chrono::system_clock::now();
-    log_.Take();
   }
 
-  Report Run(const std::vector<const Command*>& commands, const std::optional<Target>& partner,
+  Report Run(const std::vector<const Operation*>& operations, const std::optional<Target>& partner,
              const Progress& progress) {
-    std::optional<TraceWatch> trace;
-    if (partner || target_.protocol == Protocol::Cim) {
-      trace.emplace();
-    }
+    const ConnectionOptionsScope options(ConnectionOptions{});
+    bool reached = false;
     try {
-      const auto inventory = Connect(target_, partner);
-      if (Connected(*inventory)) {
-        ReadAll(*inventory, commands, progress);
+      if (const auto inventory = ConnectNow(partner)) {
+        ReadAll(*inventory, operations, progress);
+        reached = understood_;
       }
     } catch (const std::exception& error) {
       report_.error = error.what();
-      report_.code = report_.entries.empty() ? ExitCode::Internal : ExitCode::Partial;
+      report_.code = report_.results.empty() ? ExitCode::Internal : ExitCode::Partial;
     }
+    report_.connection = reached || report_.Delivered() ? ExitCode::Complete : report_.code;
     report_.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
     return std::move(report_);
   }
 
  private:
-  bool Connected(NodeFirmwareInventory& inventory) {
-    Findings found = log_.Take();
-    report_.connecting = std::move(found.exchanges);
-    connectCause_ = found.cause;
-    connectWhy_ = found.why;
-    // Each operation over CIM would try again, for half a minute.
-    unreachable_ = target_.protocol == Protocol::Cim && found.gaps != 0;
-    if (inventory.GetConnectStatus() == 0) {
-      return true;
+  /// Null, with the reason in the report, when there is no connection. Each operation would try again; over CIM for
+  /// half a minute.
+  std::unique_ptr<NodeFirmwareInventory> ConnectNow(const std::optional<Target>& partner) {
+    Diagnostics met;
+    std::unique_ptr<NodeFirmwareInventory> inventory;
+    {
+      const DiagnosticsScope scope(met);
+      inventory = Connect(target_, partner);
     }
-    report_.code = found.cause.value_or(ExitCode::Internal);
-    report_.error = "no connection to " + target_.address + (found.why.empty() ? "" : ": " + found.why);
-    return false;
+    report_.connecting = met.Exchanges();
+    report_.loginRefused = AccountRefused(met);
+    understood_ = met.ServiceUnderstood();
+    if (met.Cause() == FailureCause::None && inventory->GetConnectStatus() == 0) {
+      return inventory;
+    }
+    report_.code = met.Cause() == FailureCause::None ? ExitCode::Unreachable : ExitCodeOf(met.Cause());
+    report_.error = "no connection to " + target_.address + ": " +
+                    (met.Detail().empty() ? std::string(DescriptionOf(report_.code)) : met.Detail());
+    return nullptr;
   }
 
-  void ReadAll(NodeFirmwareInventory& inventory, const std::vector<const Command*>& commands,
+  void ReadAll(NodeFirmwareInventory& inventory, const std::vector<const Operation*>& operations,
                const Progress& progress) {
-    const Session session{inventory, target_.info, options_.commonEventId};
-    for (const Command* command : commands) {
-      Report::Entry entry = Read(*command, session);
-      const bool offered = !options_.what.empty() || !LeftOut(entry);
-      if (offered) {
-        report_.code = report_.entries.empty() ? entry.code : Combine(report_.code, entry.code);
-        report_.entries.push_back(std::move(entry));
-        if (progress && !progress(report_.entries.back())) {
+    const OperationContext context{inventory, target_.info, options_.commonEventId};
+    for (std::size_t i = 0; i < operations.size(); ++i) {
+      if (options_.begin) {
+        options_.begin(*operations[i], i + 1, operations.size());
+      }
+      if (stopped_ && options_.what.empty()) {
+        report_.error = "nothing else was tried";
+        return;
+      }
+      OperationResult result = stopped_ ? NotTried(*operations[i]) : Read(*operations[i], context);
+      if (!report_.error.empty()) {
+        return;
+      }
+      if (!options_.what.empty() || !LeftOut(result)) {
+        report_.code = report_.results.empty() ? result.code : Combine(report_.code, result.code);
+        report_.results.push_back(std::move(result));
+        if (progress && !progress(report_.results.back())) {
           return;
         }
       }
     }
+    if (report_.results.empty()) {
+      report_.code = ExitCode::Unsupported;
+      report_.error =
+          target_.address + " has nothing that can be read over " + NameOf(target_.protocol) + " (see --explain)";
+    }
   }
 
-  Report::Entry Read(const Command& command, const Session& session) {
-    const bool maybeNone = command.someMachinesOnly && options_.what.empty();
-    log_.Hush(maybeNone);
-    Outcome outcome = unreachable_ ? Outcome{NodeFirmwareInventory::INVENTORY_CONNECT_FAILED, {}}
-                                   : command.For(target_.protocol)(session);
-    log_.Hush(false);
-    Findings found = log_.Take();
-    found.cause = found.cause ? found.cause : connectCause_;
-    const ExitCode code = Judge(outcome, found);
-    std::string why = found.why.empty() ? connectWhy_ : std::move(found.why);
-    return {&command, std::move(outcome), code, code == ExitCode::Complete ? std::string() : std::move(why),
-            std::move(found.exchanges)};
+  OperationResult Read(const Operation& operation, const OperationContext& context) {
+    Diagnostics met;
+    Outcome outcome;
+    {
+      const DiagnosticsScope scope(met);
+      outcome = operation.For(target_.protocol)(context);
+    }
+    DropEmptyRecords(outcome.records);
+    understood_ = understood_ || met.ServiceUnderstood();
+    Judgement judgement = Judge(operation, outcome, met, understood_);
+    if (outcome.records.empty() && !identified_ && !EndsReading(judgement.code)) {
+      judgement = Identify(met).value_or(Judge(operation, outcome, met, understood_));
+    }
+    identified_ = identified_ || !outcome.records.empty();
+    report_.loginRefused = report_.loginRefused || AccountRefused(met);
+    stopped_ = report_.loginRefused || (EndsReading(judgement.code) && !understood_);
+    stoppedBy_ = judgement.code;
+    return {&operation,     outcome.returned,          std::move(outcome.records),
+            judgement.code, std::move(judgement.note), std::move(judgement.why),
+            met.Exchanges()};
+  }
+
+  /// What is left to read after a failure that would only come again.
+  OperationResult NotTried(const Operation& operation) const {
+    const auto returned = report_.loginRefused ? NodeFirmwareInventory::INVENTORY_UNAUTHORIZED
+                                               : NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
+    const ExitCode code = report_.loginRefused ? ExitCode::LoginRefused : stoppedBy_;
+    return {&operation, returned, {}, code, std::string("not tried: ") + DescriptionOf(code), "", {}};
+  }
+
+  /// Nothing has come of it yet: is it the expected service at all? Asked once, and only then. Where it is not, the
+  /// report says so. What it came to, where that is known better now.
+  std::optional<Judgement> Identify(const Diagnostics& met) {
+    identified_ = true;
+    if (target_.protocol == Protocol::Redfish) {
+      return IdentifyRedfish();
+    }
+    if (met.Cause() == FailureCause::NotSuchService && !understood_) {
+      IsNotSuchService(met.Detail());
+    }
+    return std::nullopt;
+  }
+
+  std::optional<Judgement> IdentifyRedfish() {
+    constexpr long kOk = 200;
+    const HttpAnswer root = AskHttp(ServiceRootUrl(target_.info.Host, target_.info.Port), kServiceRootSeconds);
+    const std::string why = "GET /redfish/v1/: " + root.Text();
+    if (root.status == 0) {
+      return Judgement{ExitCode::Unreachable, std::string("failed: ") + DescriptionOf(ExitCode::Unreachable), why};
+    }
+    if (RedfishVersionIn(root)) {
+      understood_ = true;
+    } else if (SaysWhatItIs(root.status)) {
+      IsNotSuchService(why + (root.status == kOk ? " without RedfishVersion" : ""));
+    }
+    return std::nullopt;
+  }
+
+  /// Other statuses come from a service that does not show itself now.
+  static bool SaysWhatItIs(long status) {
+    constexpr long kUnauthorized = 401;
+    constexpr long kForbidden = 403;
+    constexpr long kTooMany = 429;
+    constexpr long kServerErrors = 500;
+    return status != kUnauthorized && status != kForbidden && status != kTooMany && status < kServerErrors;
+  }
+
+  void IsNotSuchService(const std::string& why) {
+    understood_ = false;
+    report_.code = ExitCode::Unsupported;
+    report_.error =
+        target_.address + " is not a " + NameOf(target_.protocol) + " service" + (why.empty() ? "" : ": " + why);
   }
 
   /// When everything is asked for, what the target does not offer is not missing.
-  static bool LeftOut(const Report::Entry& entry) {
-    return entry.code == ExitCode::Unsupported || (entry.command->someMachinesOnly && entry.code == ExitCode::BadData);
+  static bool LeftOut(const OperationResult& result) {
+    return result.code == ExitCode::Unsupported ||
+           (result.operation->someMachinesOnly && result.code == ExitCode::BadData);
   }
 
   const Target& target_;
   const ReadOptions& options_;
-  LogWatch& log_;
   std::chrono::steady_clock::time_point start_;
-  bool unreachable_ = false;
-  std::optional<ExitCode> connectCause_;
-  std::string connectWhy_;
+  bool understood_ = false;  ///< the target has answered as the expected service
+  bool identified_ = false;  ///< a fact was read, or the service was asked what it is
+  bool stopped_ = false;
+  ExitCode stoppedBy_ = ExitCode::Complete;  ///< code of the last operation that was tried
   Report report_;
 };
 
 }  // namespace
 
-std::vector<const Command*> CommandsFor(const std::vector<std::string>& what, Protocol protocol) {
-  std::vector<const Command*> commands;
-  if (what.empty()) {
-    for (const Command& command : Commands()) {
-      if (command.For(protocol) != nullptr) {
-        commands.push_back(&command);
-      }
-    }
-  }
-  for (const std::string& word : what) {
-    commands.push_back(&CommandNamed(word, protocol));
-  }
-  return commands;
-}
-
-Report ReadTarget(const Target& target, const std::optional<Target>& partner, const ReadOptions& options, LogWatch& log,
+Report ReadTarget(const Target& target, const std::optional<Target>& partner, const ReadOptions& options,
                   const Progress& progress) {
-  const std::vector<const Command*> commands = CommandsFor(options.what, target.protocol);
-  return Reading(target, options, log).Run(commands, partner, progress);
+  const std::vector<const Operation*> operations = OperationsFor(options.what, target.protocol);
+  return Reading(target, options).Run(operations, partner, progress);
 }
 
 }  // namespace Kelvar::Tool

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "tools/kelvar/LogWatch.h"
 #include "tools/kelvar/Report.h"
 #include "tools/kelvar/Target.h"
 
@@ -14,19 +13,18 @@ namespace Kelvar::Tool {
 struct ReadOptions {
   std::vector<std::string> what;  ///< empty: everything that the target offers
   bool commonEventId = false;     ///< CIM: the event log with common event IDs
+  /// Told of each operation that begins: its position from 1 and how many there are. On the reading thread.
+  std::function<void(const Operation& operation, std::size_t position, std::size_t count)> begin = {};
 };
 
-/// Told of every part as soon as it is read, on the reading thread. False ends the reading after that part.
-using Progress = std::function<bool(const Report::Entry& entry)>;
-
-/// The commands that `what` stands for over a protocol. Throws ToolError: usage for an unknown word, unsupported for
-/// one that the protocol lacks.
-std::vector<const Command*> CommandsFor(const std::vector<std::string>& what, Protocol protocol);
+/// Told of every result as soon as it is there, on the reading thread. False ends the reading after it.
+using Progress = std::function<bool(const OperationResult& result)>;
 
 /// Connects to a target whose user name and password are filled in, and reads. With `partner`, a CIM target, a Redfish
-/// target's components are listed over CIM. Whatever the target does ends in the report, never in an exception; throws
-/// as CommandsFor does. Any thread, one reading a thread; blocks as long as the library does.
-Report ReadTarget(const Target& target, const std::optional<Target>& partner, const ReadOptions& options, LogWatch& log,
+/// target's components are listed over CIM. After a refused login nothing more is asked; neither is it of a target that
+/// could not be reached or is not the expected service. Whatever the target does ends in the report, never in an
+/// exception; throws as OperationsFor does. Any thread, one reading a thread; blocks as long as the library does.
+Report ReadTarget(const Target& target, const std::optional<Target>& partner, const ReadOptions& options,
                   const Progress& progress = {});
 
 }  // namespace Kelvar::Tool

@@ -1,6 +1,7 @@
 #include "tools/kelvar/Records.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <fmt/format.h>
 
@@ -61,6 +62,19 @@ struct ValueText {
     return fmt::format("{}", fmt::join(texts, ", "));
   }
 };
+
+/// Fields that say which record it is, and nothing of the machine.
+constexpr std::string_view kCounters[] = {"ZMCIndex", "RecordIndex"};
+
+/// What the library writes where the target gives nothing.
+constexpr std::string_view kFillers[] = {"Unknown", "null"};
+
+bool IsFact(const Value& value) {
+  const auto* const text = std::get_if<std::string>(&value);
+  const bool filler =
+      text != nullptr && std::find(std::begin(kFillers), std::end(kFillers), *text) != std::end(kFillers);
+  return !IsEmpty(value) && !filler && !std::holds_alternative<bool>(value);
+}
 
 /// The entries of all Redfish logs have the same fields.
 template <class R>
@@ -264,8 +278,12 @@ bool IsEmpty(const Value& value) {
       value);
 }
 
-bool HoldsAnything(const Record& record) {
-  return std::any_of(record.begin(), record.end(), [](const auto& field) { return !IsEmpty(field.second); });
+bool HoldsFact(const Record& record) {
+  return std::any_of(record.begin(), record.end(), [](const auto& field) {
+    const auto isField = [&field](std::string_view name) { return name == field.first; };
+    const bool counts = std::any_of(std::begin(kCounters), std::end(kCounters), isField);
+    return !counts && IsFact(field.second);
+  });
 }
 
 }  // namespace Kelvar::Tool

@@ -42,7 +42,8 @@ std::string TextOf(const Value& value);
 /// Whether the target gave nothing for a field: an empty text, list or flag, or the number 0.
 bool IsEmpty(const Value& value);
 
-/// Whether any field holds something.
-bool HoldsAnything(const Record& record);
+/// Whether any field holds a fact. Words of the library for what the target did not give, and numbers that count
+/// records, are none; neither is a flag.
+bool HoldsFact(const Record& record);
 
 }  // namespace Kelvar::Tool

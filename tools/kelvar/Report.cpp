@@ -1,24 +1,32 @@
 #include "tools/kelvar/Report.h"
 
-#include <fmt/format.h>
-
-#include <kelvar/Names.h>
+#include <algorithm>
 
 namespace Kelvar::Tool {
 
-std::string NoteOf(const Report::Entry& entry) {
-  if (entry.code == ExitCode::Complete) {
-    return "";
+bool Report::Delivered() const {
+  return std::any_of(results.begin(), results.end(), [](const OperationResult& result) { return result.Delivered(); });
+}
+
+bool ThresholdsAreScaled(const Record& sensor, Protocol protocol) {
+  const Value* const caption = FieldOf(sensor, "Caption");
+  return protocol == Protocol::Redfish && (caption == nullptr || IsEmpty(*caption));
+}
+
+std::string ReasonOf(const OperationResult& result) {
+  return result.why.empty() ? result.note : result.note + " (" + result.why + ")";
+}
+
+std::string ReasonOf(const Report& report) {
+  if (!report.error.empty() || report.code == ExitCode::Complete) {
+    return report.error;
   }
-  const char* const word = entry.code == ExitCode::Partial ? "incomplete" : "failed";
-  if (entry.outcome.result == NodeFirmwareInventory::INVENTORY_SUCCESS) {
-    return fmt::format("{} ({})", word, DescriptionOf(entry.code));
+  for (const OperationResult& result : report.results) {
+    if (result.code != ExitCode::Complete) {
+      return std::string(result.operation->name) + ": " + ReasonOf(result);
+    }
   }
-  // The log can tell more than the result does.
-  const bool toldByLog = entry.code != ExitCode::Partial && entry.code != ExitCodeOf(entry.outcome.result);
-  return fmt::format("{} ({}, {})", word,
-                     toldByLog ? DescriptionOf(entry.code) : Kelvar::DescriptionOf(entry.outcome.result),
-                     Kelvar::NameOf(entry.outcome.result));
+  return DescriptionOf(report.code);
 }
 
 }  // namespace Kelvar::Tool

@@ -4,34 +4,51 @@
 #include <string>
 #include <vector>
 
-#include "tools/kelvar/Commands.h"
+#include <kelvar/Diagnostics.h>
+
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/Operations.h"
 #include "tools/kelvar/Target.h"
 
 namespace Kelvar::Tool {
 
+/// What one operation gave.
+struct OperationResult {
+  const Operation* operation;
+  NodeFirmwareInventory::INVENTORYRETURNCODE returned = NodeFirmwareInventory::INVENTORY_SUCCESS;
+  std::vector<Record> records = {};                ///< those that hold a fact
+  ExitCode code = ExitCode::Complete;              ///< of this operation alone
+  std::string note = {};                           ///< what is missing, for people; empty when complete
+  std::string why = {};                            ///< the reason in more detail; empty when complete or unknown
+  std::vector<DiagnosticExchange> exchanges = {};  ///< requests and what came back
+
+  bool Delivered() const { return code == ExitCode::Complete || code == ExitCode::Partial; }
+};
+
 /// All that was read from one target.
 struct Report {
-  /// What one word of the command line gave.
-  struct Entry {
-    const Command* command;
-    Outcome outcome;
-    ExitCode code;                       ///< of this part alone
-    std::string why;                     ///< first failure or gap that the library's log tells; empty when complete
-    std::vector<std::string> exchanges;  ///< requests and their answers, when they were asked for
-  };
-
   std::string target;  ///< its address
   Protocol protocol = Protocol::Ipmi;
   std::chrono::system_clock::time_point start{};
   double seconds = 0;  ///< from the first step to the last
   ExitCode code = ExitCode::Complete;
-  std::string error;                    ///< why nothing at all could be read; entries are empty then
-  std::vector<std::string> connecting;  ///< exchanges before the first entry
-  std::vector<Entry> entries;
+  ExitCode connection = ExitCode::Complete;    ///< why the service was never reached; Complete when it was
+  bool loginRefused = false;                   ///< the account itself was refused, not just one resource
+  std::string error;                           ///< why nothing, or nothing more, could be read
+  std::vector<DiagnosticExchange> connecting;  ///< exchanges before the first operation
+  std::vector<OperationResult> results;
+
+  bool Delivered() const;
 };
 
-/// What an entry that is not complete lacks and why, as a phrase for people; empty when it is complete.
-std::string NoteOf(const Report::Entry& entry);
+/// Whether a sensor's thresholds are in the unit of its reading. Over CIM, and for a manufacturer's own sensors over
+/// Redfish (which have a caption), the unit modifier is applied to the reading alone.
+bool ThresholdsAreScaled(const Record& sensor, Protocol protocol);
+
+/// The note and the reason in one phrase.
+std::string ReasonOf(const OperationResult& result);
+
+/// The first reason in a report for not being complete; empty when it is complete.
+std::string ReasonOf(const Report& report);
 
 }  // namespace Kelvar::Tool

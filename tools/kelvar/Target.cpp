@@ -6,10 +6,12 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include <curl/curl.h>
 
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/Suggestion.h"
 
 namespace Kelvar::Tool {
 
@@ -44,7 +46,7 @@ u16 NumberOf(const std::string& address, std::string_view text) {
   u16 number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc{} || end != text.data() + text.size()) {
-    Refuse(address, "\"" + std::string(text) + "\" is no number from 0 to 65535");
+    Refuse(address, "\"" + std::string(text) + "\" is not a number from 0 to 65535");
   }
   return number;
 }
@@ -92,14 +94,17 @@ class Url {
 
 const Scheme& SchemeOf(const std::string& address, const Url& url) {
   const std::string name = url.Part(CURLUPART_SCHEME).value_or("");
-  std::string known = "ipmi-local";
+  std::vector<std::string> known{"ipmi-local"};
+  std::string list = known.front();
   for (const Scheme& scheme : schemes) {
     if (name == scheme.name) {
       return scheme;
     }
-    known += std::string(", ") + scheme.name;
+    known.emplace_back(scheme.name);
+    list += std::string(", ") + scheme.name;
   }
-  Refuse(address, "the scheme is none of " + known);
+  const std::string suggestion = Suggestion(name, known);
+  Refuse(address, "unknown scheme \"" + name + "\"" + (suggestion.empty() ? "; use one of " + list : suggestion));
 }
 
 void ReadQuery(const std::string& address, const std::string& query, ConnectionInfo& info) {
@@ -111,7 +116,7 @@ void ReadQuery(const std::string& address, const std::string& query, ConnectionI
   } else if (name == "suite" && info.ConnectionCase == CONNECTION_CASE_IPMI_LAN) {
     info.RemoteSessionArgument = NumberOf(address, value);
   } else {
-    Refuse(address, "\"" + query + "\" is no setting of such a target (ipmi: suite=N, esxi: zmc=N)");
+    Refuse(address, "\"" + query + "\" is an unknown parameter (ipmi: suite=N, esxi: zmc=N)");
   }
 }
 
@@ -136,7 +141,7 @@ void ReadHost(const std::string& address, const Url& url, ConnectionInfo& info) 
   }
   // What is decoded here would be decoded again by whoever fetches from it, to a host that nobody allowed.
   if (info.Host.find('%') != std::string::npos) {
-    Refuse(address, "a host name has no %");
+    Refuse(address, "a host name must not contain '%'");
   }
   if (info.Host.front() == '[') {
     info.Host = info.Host.substr(1, info.Host.size() - 2);
@@ -161,13 +166,14 @@ std::optional<Target> ParseLocal(const std::string& address) {
 /// Before anything else, so that no message shows the password.
 void RefusePassword(const std::string& address) {
   const std::size_t scheme = address.find("://");
-  // Behind a ":" or "@" it is no scheme that ends there, but perhaps the password.
+  // After a ":" or "@" this is not the end of a scheme, but perhaps of the password.
   const std::size_t start = scheme == std::string::npos || address.find_first_of(":@") < scheme ? 0 : scheme + 3;
   const std::size_t at = address.rfind('@');
   if (at != std::string::npos && address.find(':', start) < at) {
-    throw ToolError(ExitCode::Usage,
-                    "a password does not belong into the target's address, where other users can read it; use "
-                    "--password-file, --password-command, the environment variable KELVAR_PASSWORD, or the prompt");
+    throw ToolError(
+        ExitCode::Usage,
+        "do not put the password in the target: other users can see it; use --password-file, --password-command, "
+        "the environment variable KELVAR_PASSWORD, or the prompt");
   }
 }
 
@@ -180,7 +186,9 @@ Target ParseTarget(const std::string& address) {
     return *local;
   }
   if (address.find("://") == std::string::npos) {
-    Refuse(address, "wanted is SCHEME://[USER@]HOST[:PORT] or ipmi-local:N");
+    Refuse(
+        address,
+        "expected SCHEME://[USER@]HOST[:PORT], such as redfish://admin@192.0.2.10; kelvar probe HOST finds the scheme");
   }
   const Url url(address);
   const Scheme& scheme = SchemeOf(address, url);
@@ -193,7 +201,7 @@ Target ParseTarget(const std::string& address) {
   info.Port = port ? NumberOf(address, *port) : scheme.port;
   ReadUser(address, url, info);
   if (url.Part(CURLUPART_PATH).value_or("/") != "/" || url.Part(CURLUPART_FRAGMENT)) {
-    Refuse(address, "a path has no meaning here");
+    Refuse(address, "a target URL takes no path");
   }
   if (const auto query = url.Part(CURLUPART_QUERY)) {
     ReadQuery(address, *query, info);

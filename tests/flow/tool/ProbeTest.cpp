@@ -46,7 +46,8 @@ TEST(Probe, TriesAnAccount) {
   EXPECT_THAT(good.output, HasSubstr(", logged in\n"));
   const CommandResult wrong = RunTool(words, {"KELVAR_PASSWORD=wrong"});
   EXPECT_EQ(wrong.exitCode, 11);
-  EXPECT_THAT(wrong.output, HasSubstr("no   login: IPMI 2.0, login refused\n"));
+  EXPECT_THAT(wrong.output, HasSubstr("no   login: HTTP 200, Redfish 1.14.0, login refused\n"));
+  EXPECT_THAT(wrong.output, HasSubstr("no   login: IPMI 2.0, login not tried: refused before\n"));
 }
 
 TEST(Probe, TellsTlsAndNamesApart) {
@@ -60,6 +61,10 @@ TEST(Probe, TellsTlsAndNamesApart) {
   EXPECT_EQ(name.exitCode, 10);
   EXPECT_THAT(name.output, HasSubstr("no   name: "));
   EXPECT_EQ(RunTool({"probe"}).exitCode, 2);
+  EXPECT_EQ(RunTool({"probe", "redfish://host"}).exitCode, 2);
+  const CommandResult port = RunTool({"probe", "127.0.0.1:" + plain, "--timeout", "1"});
+  EXPECT_EQ(port.exitCode, 0) << port.output;
+  EXPECT_THAT(port.output, HasSubstr("cim+http://127.0.0.1:" + plain + "   yes  HTTP 401\n"));
 }
 
 TEST(Probe, TellsWhichCipherSuiteATargetWants) {
@@ -73,11 +78,12 @@ TEST(Probe, TellsWhichCipherSuiteATargetWants) {
 TEST(Explain, TellsEachRequestAndItsAnswer) {
   EXPECT_THAT(RunTool({"demo:", "system", "--explain"}).errors,
               MatchesRegex("system: 2 requests\n"
-                           "  GET https://[^ ]*/redfish/v1/Systems -> HTTP 200, [0-9]+ bytes, [0-9]+ ms\n"
-                           "  GET https://[^ ]*/redfish/v1/Systems/Self -> HTTP 200, [0-9]+ bytes, [0-9]+ ms\n"));
+                           "  redfish GET /redfish/v1/Systems -> HTTP 200, [0-9]+ bytes, [0-9]+ ms\n"
+                           "  redfish GET /redfish/v1/Systems/Self -> HTTP 200, [0-9]+ bytes, [0-9]+ ms\n"));
   EXPECT_THAT(RunTool({"demo:ipmi", "generation", "--explain"}).errors,
-              HasSubstr("  IPMI network function 0x3a command 0xc1 -> completion code 0, 3 bytes\n"));
-  EXPECT_THAT(RunTool({"demo:cim", "leds", "--explain"}).errors, HasSubstr(" -> 7 instances\n"));
+              HasSubstr("  ipmi netfn 0x3a command 0xc1 -> completion code 0, 3 bytes, "));
+  EXPECT_THAT(RunTool({"demo:cim", "leds", "--explain"}).errors,
+              HasSubstr("  cim enumerate CIM_IndicatorLED -> 7 instances, "));
 }
 
 TEST(Demo, RefusesWhatItDoesNotKnow) {

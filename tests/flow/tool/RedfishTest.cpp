@@ -52,7 +52,8 @@ TEST(RedfishFailures, AreToldFromSuccessThoughTheLibrarySucceedsOverThem) {
   const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(sim.Port("redfish"));
   const CommandResult refused = RunTool({target, "firmware", "components"}, {"KELVAR_PASSWORD=wrong"});
   EXPECT_EQ(refused.exitCode, 11);
-  EXPECT_THAT(refused.output, HasSubstr("components: failed (the login was refused)"));
+  EXPECT_THAT(refused.output, HasSubstr("firmware: failed: the login was refused (GET /redfish"));
+  EXPECT_THAT(refused.output, HasSubstr("components: not tried: the login was refused\n"));
   EXPECT_EQ(RunTool({"redfish://admin@127.0.0.1:9", "components"}).exitCode, 10);
   const BmcSim plain("full", {"--serve", "cim"});  // speaks HTTP, not TLS
   EXPECT_EQ(RunTool({"redfish://admin@127.0.0.1:" + std::to_string(plain.Port("cim")), "components"}).exitCode, 12);

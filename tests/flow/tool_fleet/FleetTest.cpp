@@ -106,7 +106,7 @@ TEST_F(Fleet, TellsWhatCannotBeWritten) {
       RunCommand({"sh", "-c", "exec \"$0\" --targets \"$1\" identity >/dev/full", KELVAR_TOOL, list},
                  {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_EQ(printing.exitCode, 1);
-  EXPECT_THAT(printing.errors, HasSubstr("kelvar: standard output: No space left"));
+  EXPECT_THAT(printing.errors, HasSubstr("kelvar: cannot write to standard output: No space left"));
 }
 
 TEST_F(Fleet, NeverTriesARefusedLoginAgain) {
@@ -123,7 +123,7 @@ TEST_F(Fleet, NeverTriesARefusedLoginAgain) {
   const CommandResult result = RunTool({"--targets", list, "identity", "dns", "ip"});
   EXPECT_EQ(server.Requests().size(), 2 * requests);
   EXPECT_THAT(result.errors, HasSubstr("1 complete, 3 login_refused"));
-  EXPECT_THAT(result.output, HasSubstr("not tried, for this account was refused before"));
+  EXPECT_THAT(result.output, HasSubstr("not tried: this account was refused before"));
 }
 
 TEST_F(Fleet, TakesTheAccountOfALineBeforeAllOthers) {
@@ -155,7 +155,7 @@ TEST_F(Fleet, KeepsAtTheDeadlineWhatATargetGave) {
   EXPECT_EQ(result.exitCode, 21);
   EXPECT_THAT(Statuses(result.output), ElementsAre(Address("redfish", server.Port()) + " partial"));
   EXPECT_THAT(result.output, HasSubstr("KV4A017"));
-  EXPECT_THAT(result.output, HasSubstr("deadline of 2 s exceeded"));
+  EXPECT_THAT(result.output, HasSubstr("the deadline of 2 s passed while reading sensors (2 of 2)"));
 }
 
 TEST_F(Fleet, LeavesTargetsThatHangAtTheDeadline) {
@@ -170,7 +170,7 @@ TEST_F(Fleet, LeavesTargetsThatHangAtTheDeadline) {
   EXPECT_EQ(result.exitCode, 21);
   EXPECT_THAT(Statuses(result.output),
               ElementsAre(dead + " unreachable", Address("ipmi", silent.Port()) + " unreachable", alive + " complete"));
-  EXPECT_THAT(result.output, HasSubstr("deadline of 0.5 s exceeded"));
+  EXPECT_THAT(result.output, HasSubstr("the deadline of 0.5 s passed while reading"));
 }
 
 TEST_F(Fleet, SplitsIntoShardsThatCoverTheListOnce) {
@@ -263,7 +263,7 @@ TEST_F(Fleet, TellsWhatChangedSinceAFormerRun) {
   std::string text = With(ContentOf(former), "\"uEFIBuildID\":\"TBE207M-3.10\"", "\"uEFIBuildID\":\"TBE100A-1.00\"");
   text = With(text, "\"Name\":\"power supply 2\"", "\"Name\":\"fan 7\"");
   text = With(text, "\"SerialNumber\":\"KV4A017\"", "\"SerialNumber\":\"OTHER\"");
-  File("former", text + With(text, redfish, "redfish://192.0.2.1") + "\ncut {");
+  File("former", text + With(text, redfish, "redfish://192.0.2.1") + "\n{\"format_version\":1,\"target");
   const CommandResult lines = RunTool({"--targets", list, "--ordered", "--diff", former, "--format", "table"});
   EXPECT_EQ(lines.exitCode, 22);
   EXPECT_THAT(LinesOf(lines.output),
@@ -301,6 +301,47 @@ TEST_F(Fleet, ChecksFirmwareAgainstABaseline) {
   }
 }
 
+TEST_F(Fleet, KeepsAFormerRunUntilToldOtherwise) {
+  const std::string list = File("list", "\xEF\xBB\xBFredfish://admin@127.0.0.1:9\r\n");
+  const std::string run = Path("run");
+  const auto save = [&](const std::vector<std::string>& more) {
+    std::vector<std::string> words{"--targets", list, "--save", run, "identity"};
+    words.insert(words.end(), more.begin(), more.end());
+    return RunTool(words);
+  };
+  EXPECT_EQ(save({"--resume", run}).exitCode, 21) << "which begins a run that is not there yet";
+  const std::string first = ContentOf(run);
+  EXPECT_THAT(Statuses(first), ElementsAre("redfish://admin@127.0.0.1:9 unreachable"));
+  const CommandResult refused = save({});
+  EXPECT_EQ(refused.exitCode, 2);
+  EXPECT_THAT(refused.errors, HasSubstr("kelvar: " + run + " exists: use --resume " + run));
+  EXPECT_EQ(ContentOf(run), first);
+  EXPECT_EQ(save({"--force"}).exitCode, 21);
+  EXPECT_EQ(Statuses(ContentOf(run)).size(), 1U);
+  const CommandResult other = RunTool({"--targets", list, "--diff", File("other", first + "{\"a\": 1}\n"), "identity"});
+  EXPECT_EQ(other.exitCode, 2);
+  EXPECT_THAT(other.errors, HasSubstr("other is not a run saved as jsonl: line 2 is not a report\n"));
+}
+
+TEST_F(Fleet, TellsHowToGoOnWhenItIsInterrupted) {
+  const BmcSim sim("full", {"--serve", "redfish"});
+  ScriptedHttpServer silent({true, false});
+  silent.FailConnections(ConnectionFault::StaySilent, 1000);
+  const std::string alive = Address("redfish", sim.Port("redfish"));
+  const std::string list = File("a list", Address("redfish", silent.Port()) + "\n" + alive + "\n");
+  const CommandResult result = RunCommand({"sh", "-c",
+                                           "\"$0\" --targets \"$1\" --save \"$2\" identity & "
+                                           "until grep -q complete \"$2\" 2>/dev/null; do sleep 0.1; done; "
+                                           "kill -TERM $!; wait $!; echo $? >&2",
+                                           KELVAR_TOOL, list, Path("run")},
+                                          {"KELVAR_PASSWORD=kelvar-demo"});
+  EXPECT_THAT(result.errors, HasSubstr("kelvar: 1 target in "));
+  EXPECT_THAT(result.errors, HasSubstr("kelvar: interrupted; to go on: kelvar --targets '" + list + "' --save " +
+                                       Path("run") + " identity --resume " + Path("run") + "\n"));
+  EXPECT_THAT(result.errors, testing::EndsWith("143\n"));
+  EXPECT_THAT(Statuses(result.output), ElementsAre(alive + " complete"));
+}
+
 TEST_F(Fleet, RefusesOptionsThatMakeNoSense) {
   const std::string list = File("list", "redfish://admin@127.0.0.1:9\n");
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
@@ -309,7 +350,10 @@ TEST_F(Fleet, RefusesOptionsThatMakeNoSense) {
            {"--targets", list, "--shard", "4/3"},
            {"--targets", list, "--shard", "auto"},
            {"--targets", list, "--explain"},
-           {"--targets", list, "--resume", "/nonexistent"},
+           {"--targets", list, "--resume", list},
+           {"--targets", list, "--diff", list},
+           {"--targets", File("empty", "\xEF\xBB\xBF# nothing\n\n")},
+           {"--targets", list, "--save", list},
            {"--targets", list, "--diff", list, "--format", "csv"},
            {"--targets", list, "--save", "/nonexistent/file"},
            {"redfish://admin@127.0.0.1:9", "--jobs", "3"},

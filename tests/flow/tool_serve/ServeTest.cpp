@@ -109,7 +109,7 @@ const Case cases[] = {
      "redfish",
      "redfish",
      "everything",
-     {"kelvar_code{operation=\"firmware\"} 20", "kelvar_sensor_reading{sensor=\"Ambient #2\",unit=\"\"} 0",
+     {"kelvar_code{operation=\"system\"} 20", "kelvar_sensor_reading{sensor=\"Ambient #2\",unit=\"\"} 0",
       "kelvar_sensor_reading{sensor=\"\\\\x1b[31mred\\\\x1b[0m \\\\xe2\\\\x82\",unit=\"\\\\x07\"} 1"}},
     {"awkward", "cim+http", "cim", "everything", {"kelvar_up 1", "kelvar_code{operation=\"leds\"} 20"}},
 };
@@ -254,14 +254,14 @@ TEST(Scrapes, AreAnsweredInTimeWithWhatThereIs) {
 
 TEST(Configuration, ThatCannotBeMeantIsRefused) {
   const Words bad[] = {
-      {"[serve]\nport = 1\n[[account]]\n", "unknown serve.port"},
-      {"[serve]\ntargets = \"x\"\n", "serve.targets is no list"},
-      {"[serve]\ntargets = [\"redfish://h\"]\nmax-in-flight = 0\n", "no number from 1"},
-      {"[serve]\ntargets = [\"redfish://h/path\"]\n", "no SCHEME://HOST"},
+      {"[serve]\nport = 1\n[[account]]\n", "unknown key serve.port"},
+      {"[serve]\ntargets = \"x\"\n", "serve.targets must be a list"},
+      {"[serve]\ntargets = [\"redfish://h\"]\nmax-in-flight = 0\n", "must be a number from 1"},
+      {"[serve]\ntargets = [\"redfish://h/path\"]\n", "is invalid; use SCHEME://HOST"},
       {"[serve]\ntargets = [\"h\"]\n", "SCHEME://"},
-      {"[serve]\ntargets = []\n", "allows nothing"},
-      {"[serve]\ntargets = [\"ipmi://h\"]\n[[module]]\nname = \"x\"\nwhat = [\"fans\"]\n", "nothing is called"},
-      {"[serve]\ntargets = [\"ipmi://h\"]\nlisten = \"everywhere\"\n", "no IP address"},
+      {"[serve]\ntargets = []\n", "no target is allowed"},
+      {"[serve]\ntargets = [\"ipmi://h\"]\n[[module]]\nname = \"x\"\nwhat = [\"fans\"]\n", "no such part: fans"},
+      {"[serve]\ntargets = [\"ipmi://h\"]\nlisten = \"everywhere\"\n", "is invalid; use an IP address"},
   };
   const TemporaryFolder folder;
   for (const Words& one : bad) {

@@ -16,16 +16,16 @@ using namespace Tool::Serve;
 using testing::HasSubstr;
 
 std::string SensorMetrics(const std::vector<std::string>& names, float reading = 1) {
-  Report::Entry entry{&CommandNamed("sensors", Protocol::Redfish), {}, ExitCode::Complete, "", {}};
+  OperationResult result{&OperationNamed("sensors")};
   for (const std::string& name : names) {
     KelvarNfw::NUMERICSENSORS sensor;
     sensor.ElementName = name;
     sensor.CurrentReading = reading;
-    entry.outcome.records.push_back(RecordOf(sensor));
+    result.records.push_back(RecordOf(sensor));
   }
   ProbeMetrics metrics;
-  metrics.Add(entry, Protocol::Redfish);
-  metrics.Add(entry, Protocol::Redfish);  // a word that a module has twice
+  metrics.Add(result, Protocol::Redfish);
+  metrics.Add(result, Protocol::Redfish);  // a word that a module has twice
   return metrics.Text(1, true);
 }
 

@@ -28,9 +28,9 @@ class Bench {
     Report report;
     report.code = ExitCode::Unreachable;
     report.target = probe.target.address;
-    Report::Entry entry{&Commands()[0], {}, ExitCode::Complete, "", {}};
-    wentOn_ = progress(entry);
-    report.entries.push_back(std::move(entry));
+    OperationResult result{&Operations()[0]};
+    wentOn_ = progress(result);
+    report.results.push_back(std::move(result));
     return report;
   }
   ProbePool::Read Reader() {

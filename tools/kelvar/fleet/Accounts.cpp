@@ -2,15 +2,17 @@
 
 #include <utility>
 
+#include "tools/kelvar/HostAddress.h"
+
 namespace Kelvar::Tool {
 
 std::string Accounts::KeyOf(const Target& target) {
   const KelvarConnection::ConnectionInfo& info = target.info;
-  const bool loopback = info.Host.rfind("127.", 0) == 0 || info.Host == "::1" || info.Host == "localhost";
-  std::string key = info.UserName + '\0' + info.Host;
+  const std::string host = UsualSpelling(info.Host);
+  std::string key = info.UserName + '\0' + host;
   if (!target.NeedsPassword()) {
     key += '\0' + std::to_string(info.ZMCIndex);
-  } else if (loopback) {
+  } else if (IsLoopback(host)) {
     key += '\0' + std::to_string(info.Port);
   }
   return key;

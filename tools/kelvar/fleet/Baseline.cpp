@@ -44,8 +44,8 @@ std::string JsonOf(const std::string& file) {
     json << toml::json_formatter{toml::parse(content)};
     return json.str();
   } catch (const toml::parse_error& error) {
-    throw ToolError(ExitCode::Usage, fmt::format("baseline {}: no TOML at line {}: {}", file, error.source().begin.line,
-                                                 error.description()));
+    throw ToolError(ExitCode::Usage, fmt::format("baseline {}: invalid TOML in line {}: {}", file,
+                                                 error.source().begin.line, error.description()));
   }
 }
 
@@ -63,7 +63,7 @@ class RuleReader {
     document.Parse<rapidjson::kParseIterativeFlag>(json.data(), json.size());
     if (document.HasParseError() || !document.IsObject() || !document.HasMember("rule") ||
         !document["rule"].IsArray() || document.MemberCount() != 1) {
-      Refuse("wanted is a list of rules; write [[rule]]");
+      Refuse("expected a list of rules; write [[rule]]");
     }
     std::vector<Baseline::Rule> rules;
     for (const rapidjson::Value& rule : document["rule"].GetArray()) {
@@ -79,7 +79,7 @@ class RuleReader {
 
   std::string Text(const rapidjson::Value& value) const {
     if (!value.IsString()) {
-      Refuse("a pattern is no text");
+      Refuse("a pattern must be a string");
     }
     return {value.GetString(), value.GetStringLength()};
   }
@@ -87,7 +87,7 @@ class RuleReader {
   Baseline::Rule RuleOf(const rapidjson::Value& object) const {
     Baseline::Rule rule;
     if (!object.IsObject()) {
-      Refuse("a rule is no table");
+      Refuse("a rule must be a table");
     }
     for (const auto& [name, value] : object.GetObject()) {
       const std::string key = Text(name);
@@ -98,7 +98,7 @@ class RuleReader {
       } else if (key == "firmware" && value.IsObject()) {
         ReadFields(value, rule);
       } else {
-        Refuse("\"" + key + "\" is none of machine, host and the table firmware");
+        Refuse("unknown key \"" + key + "\"; use machine, host and the table firmware");
       }
     }
     return rule;

@@ -28,14 +28,17 @@ void Checks::AddWords(std::vector<std::string>& what) const {
   }
 }
 
-Rendering Checks::RenderingOf(const std::string& format) {
-  if (format != "table" && format != "json" && format != "jsonl") {
+Formatter Checks::FormatterOf(const std::string& format) {
+  if (!FormatNamed(format).differences) {
     throw ToolError(ExitCode::Usage, "--diff and --baseline print table, json or jsonl");
   }
   json_ = format != "table";
   const bool array = format == "json";
   separator_ = array ? ",\n" : "";
-  return {array ? "[\n" : "", separator_, array ? "]\n" : "", [this](const Report& report) { return TextOf(report); }};
+  return {.head = array ? "[\n" : "",
+          .separator = separator_,
+          .foot = array ? "]\n" : "",
+          .textOf = [this](const Report& report) { return TextOf(report); }};
 }
 
 std::string Checks::TextOfRemoved(const std::vector<ListedTarget>& list, const Shard& shard) {

@@ -26,7 +26,7 @@ class Checks {
 
   /// How differences are printed: "table" (lines), "json" or "jsonl". Throws ToolError (usage) for other formats. The
   /// object outlives the result.
-  Rendering RenderingOf(const std::string& format);
+  Formatter FormatterOf(const std::string& format);
 
   /// The text of the targets that are gone; once, at the end.
   std::string TextOfRemoved(const std::vector<ListedTarget>& list, const Shard& shard);

@@ -1,6 +1,8 @@
 #include "tools/kelvar/fleet/Fleet.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <functional>
 #include <utility>
 
 #include <fmt/format.h>
@@ -10,9 +12,11 @@
 
 #include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Credentials.h"
+#include "tools/kelvar/LogView.h"
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/fleet/Checks.h"
 #include "tools/kelvar/fleet/FleetReading.h"
+#include "tools/kelvar/fleet/Interruption.h"
 #include "tools/kelvar/fleet/ProgressLine.h"
 #include "tools/kelvar/fleet/Shard.h"
 #include "tools/kelvar/fleet/StoredReport.h"
@@ -28,17 +32,26 @@ void CheckOptions(const Options& options) {
     throw ToolError(ExitCode::Usage, "--explain and --with-cim are for one target, not for --targets");
   }
   for (const std::string& word : options.what) {
-    const auto all = Commands();
-    if (std::none_of(all.begin(), all.end(), [&](const Command& command) { return word == command.name; })) {
-      CommandNamed(word, Protocol::Redfish);  // which refuses it
-    }
+    OperationNamed(word);
   }
 }
 
-/// Leaves the targets of the shard that no former run has read.
+/// A former run is not lost by a mistake.
+void CheckSave(const FleetOptions& options) {
+  struct stat saved {};
+  const bool held = !options.save.empty() && options.resume.empty() && !options.force &&
+                    stat(options.save.c_str(), &saved) == 0 && S_ISREG(saved.st_mode) && saved.st_size > 0;
+  if (held) {
+    throw ToolError(ExitCode::Usage, options.save + " exists: use --resume " + options.save +
+                                         " to go on with it, or --force to overwrite it");
+  }
+}
+
+/// Leaves the targets of the shard that no former run, which need not exist yet, has read.
 void Choose(std::vector<ListedTarget>& list, const Shard& shard, const std::string& resume) {
+  const bool begun = !resume.empty() && (access(resume.c_str(), F_OK) == 0 || errno != ENOENT);
   const std::map<std::string, StoredReport> stored =
-      resume.empty() ? std::map<std::string, StoredReport>() : ReadStoredReports(resume);
+      begun ? ReadStoredReports(resume) : std::map<std::string, StoredReport>();
   list.erase(std::remove_if(list.begin(), list.end(),
                             [&](const ListedTarget& listed) {
                               const std::string& host = listed.target ? listed.target->info.Host : listed.name;
@@ -80,13 +93,16 @@ void RaiseDescriptorLimit(unsigned jobs) {
 
 class FleetRun {
  public:
-  FleetRun(const Options& options, const FleetOptions& fleetOptions, ReportWriter& writer, std::size_t total)
+  /// `end`: called before a signal ends the program.
+  FleetRun(const Options& options, const FleetOptions& fleetOptions, ReportWriter& writer, std::size_t total,
+           std::function<void()> end)
       : options_(options),
         writer_(writer),
-        log_(options.verbose > 0 && !options.quiet ? ShownLogLevel(options) : 0),
-        parts_{log_, writer, accounts_, options.commonEventId, fleetOptions.deadlineSeconds},
+        log_(ShownLogLevel(options)),
+        parts_{writer, accounts_, options.commonEventId, options.deadlineSeconds},
         progress_(total, !options.quiet),
-        pool_({fleetOptions.jobs, std::chrono::milliseconds(static_cast<long>(fleetOptions.deadlineSeconds * 1000)),
+        end_(std::move(end)),
+        pool_({fleetOptions.jobs, std::chrono::milliseconds(static_cast<long>(options.deadlineSeconds * 1000)),
                MostStuck(fleetOptions.jobs)}) {}
 
   /// False when threads are left that hang.
@@ -94,14 +110,23 @@ class FleetRun {
     Credentials credentials(options_.password, ConfigNamed(options_.config));
     for (std::size_t position = 0; position < list.size(); ++position) {
       Begin(position, std::move(list[position]), credentials);
-      progress_.Show(writer_.Counted());
+      Look();
     }
-    const bool all = pool_.Finish([this] { progress_.Show(writer_.Counted()); });
+    const bool all = pool_.Finish([this] { Look(); });
     progress_.Clear();
     return all;
   }
 
  private:
+  void Look() {
+    progress_.Show(writer_.Counted());
+    if (interruption_.Pending()) {
+      progress_.Clear();
+      end_();
+      interruption_.EndBySignal();
+    }
+  }
+
   void Begin(std::size_t position, ListedTarget listed, Credentials& credentials) {
     try {
       if (!listed.error.empty()) {
@@ -119,10 +144,12 @@ class FleetRun {
 
   const Options& options_;
   ReportWriter& writer_;
-  LogWatch log_;
+  LogView log_;
   Accounts accounts_;
   FleetParts parts_;
   ProgressLine progress_;
+  const Interruption interruption_;
+  const std::function<void()> end_;
   WorkerPool pool_;
 };
 
@@ -135,23 +162,35 @@ ExitCode CodeOf(const Counts& counts, const Checks& checks) {
 
 void ShowSummary(const Counts& counts, const Checks& checks, std::size_t skipped, double seconds) {
   std::string text = SummaryOf(counts, seconds);
-  text += skipped > 0 ? fmt::format("; {} were complete before", skipped) : "";
+  text += skipped > 0 ? fmt::format("; {} complete before", skipped) : "";
   text += checks.Wanted() ? fmt::format("; differences: {}", checks.Differences()) : "";
   Complain(text);
+}
+
+void TellHowToGoOn(const FleetOptions& options) {
+  if (options.save.empty()) {
+    Complain("interrupted; with --save FILE a run can be continued by --resume FILE");
+  } else {
+    Complain("interrupted; to go on: " + CommandToGoOn(options.words, options.save));
+  }
 }
 
 }  // namespace
 
 int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
   CheckOptions(options);
+  CheckSave(fleetOptions);
   const Clock::time_point start = Clock::now();
   const Shard shard = fleetOptions.shard.empty() ? Shard() : ParseShard(fleetOptions.shard);
   Checks checks(fleetOptions);
   std::vector<ListedTarget> list = ReadTargetList(fleetOptions.targets, options.what);
+  if (list.empty()) {
+    throw ToolError(ExitCode::Usage, "the list of targets " + fleetOptions.targets + " is empty");
+  }
   const std::string format = FormatOf(options, fleetOptions);
-  Rendering rendering = checks.Wanted() ? checks.RenderingOf(format) : RenderingOf(format, ColourOf(options));
-  rendering.head.insert(0, AppendsToCutLine(fleetOptions.resume) ? "\n" : "");
-  rendering.eraser =
+  Formatter formatter = checks.Wanted() ? checks.FormatterOf(format) : FormatNamed(format).many(ColourOf(options));
+  formatter.head.insert(0, AppendsToCutLine(fleetOptions.resume) ? "\n" : "");
+  formatter.eraser =
       isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1 && !options.quiet ? ProgressLine::eraser : "";
   const std::string removed = checks.TextOfRemoved(list, shard);
   const std::size_t listed = list.size();
@@ -161,21 +200,28 @@ int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
   Choose(list, shard, fleetOptions.resume);
   RaiseDescriptorLimit(fleetOptions.jobs);
   Output output;
-  ReportWriter writer(output, std::move(rendering), fleetOptions);
-  FleetRun run(options, fleetOptions, writer, list.size());
+  ReportWriter writer(output, std::move(formatter), fleetOptions);
   const std::size_t skipped = fleetOptions.shard.empty() ? listed - list.size() : 0;
-  const bool all = run.Read(std::move(list));
-  ExitCode code = CodeOf(writer.Counted(), checks);
-  try {
-    writer.Finish(removed);
+  const auto finish = [&](const std::string& last) {
+    ExitCode code = CodeOf(writer.Counted(), checks);
+    try {
+      writer.Finish(last);
+    } catch (const ToolError& error) {
+      Complain(error.what());
+      code = error.Code();
+    }
     if (!options.quiet) {
       const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
       ShowSummary(writer.Counted(), checks, skipped, seconds);
     }
-  } catch (const ToolError& error) {
-    Complain(error.what());
-    code = error.Code();
-  }
+    return code;
+  };
+  FleetRun run(options, fleetOptions, writer, list.size(), [&] {
+    finish("");
+    TellHowToGoOn(fleetOptions);
+  });
+  const bool all = run.Read(std::move(list));
+  const ExitCode code = finish(removed);
   if (!all) {
     _exit(static_cast<int>(code));
   }

@@ -39,7 +39,7 @@ Shard FromEnvironment() {
     const u64 step = Variable("SLURM_ARRAY_TASK_STEP").value_or(1);
     const auto count = Variable("SLURM_ARRAY_TASK_COUNT");
     if (!count || *task < first || step == 0) {
-      Refuse("SLURM_ARRAY_TASK_COUNT is missing, or the task stands in front of SLURM_ARRAY_TASK_MIN");
+      Refuse("SLURM_ARRAY_TASK_COUNT is missing, or SLURM_ARRAY_TASK_ID is below SLURM_ARRAY_TASK_MIN");
     }
     return Checked((*task - first) / step, *count);
   }
@@ -69,7 +69,7 @@ Shard ParseShard(const std::string& text) {
   const auto part = NumberOf(std::string_view(text).substr(0, slash));
   const auto count = slash == std::string::npos ? std::nullopt : NumberOf(std::string_view(text).substr(slash + 1));
   if (!part || !count || *part == 0) {
-    Refuse("\"" + text + "\" is neither K/N, with K from 1 to N, nor auto");
+    Refuse("\"" + text + "\" is invalid; use K/N, with K from 1 to N, or auto");
   }
   return Checked(*part - 1, *count);
 }

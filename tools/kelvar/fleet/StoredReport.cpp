@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <string_view>
 
 #include <rapidjson/document.h>
@@ -12,13 +11,11 @@
 #include <rapidjson/writer.h>
 
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/Operations.h"
 
 namespace Kelvar::Tool {
 
 namespace {
-
-constexpr std::string_view lasting[] = {"firmware",   "generation", "identity", "system",
-                                        "components", "software",   "board"};
 
 std::string TextOf(const rapidjson::Value& value) {
   if (value.IsString()) {
@@ -48,7 +45,8 @@ void ReadPart(const rapidjson::Value& result, StoredReport& report) {
   StoredReport::Part& part = report.parts[what];
   part = {Member(result, "status"), {}};
   const rapidjson::Value* const records = List(result, "records");
-  if (records == nullptr || std::find(std::begin(lasting), std::end(lasting), what) == std::end(lasting)) {
+  const Operation* const operation = FindOperation(what);
+  if (records == nullptr || operation == nullptr || !operation->lasting) {
     return;
   }
   for (const rapidjson::Value& record : records->GetArray()) {
@@ -59,6 +57,15 @@ void ReadPart(const rapidjson::Value& result, StoredReport& report) {
       }
     }
   }
+}
+
+/// The beginning of a report's line, whose run was ended while it was written.
+bool IsCutReport(const std::string& line) {
+  constexpr std::string_view kBeginning = "{\"format_version\":";
+  const std::size_t length = std::min(line.size(), kBeginning.size());
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
+  return document.HasParseError() && line.compare(0, length, kBeginning.substr(0, length)) == 0;
 }
 
 }  // namespace
@@ -90,15 +97,20 @@ std::optional<StoredReport> ParseStoredReport(const std::string& line) {
 std::map<std::string, StoredReport> ReadStoredReports(const std::string& file) {
   std::ifstream lines(file);
   std::map<std::string, StoredReport> stored;
+  std::size_t number = 0;
   for (std::string line; std::getline(lines, line);) {
+    ++number;
     if (auto report = ParseStoredReport(line)) {
       StoredReport& all = stored[report->target];
       report->parts.merge(all.parts);  // which leaves what both have
       all = std::move(*report);
+    } else if (!IsCutReport(line)) {
+      throw ToolError(ExitCode::Usage,
+                      file + " is not a run saved as jsonl: line " + std::to_string(number) + " is not a report");
     }
   }
   if (!lines.is_open() || lines.bad()) {
-    throw ToolError(ExitCode::Usage, "reports " + file + ": " + std::strerror(errno));
+    throw ToolError(ExitCode::Usage, "cannot read " + file + ": " + std::strerror(errno));
   }
   return stored;
 }

@@ -31,8 +31,8 @@ std::string ValueOf(const StoredReport::Record& record, const std::string& field
 std::optional<StoredReport> ParseStoredReport(const std::string& line);
 
 /// The reports of a former run, JSON lines, by target: of several lines of one target the last that has a part counts.
-/// Lines that are no report are left out: the last one is cut when its run was ended. Throws ToolError (usage) when the
-/// file cannot be read.
+/// Lines that were cut when their run was ended are left out. Throws ToolError (usage) when the file cannot be read or
+/// any other line is not a report.
 std::map<std::string, StoredReport> ReadStoredReports(const std::string& file);
 
 /// Whether a former run read all that is asked of a target now.

@@ -8,7 +8,7 @@
 
 #include <rapidjson/document.h>
 
-#include "tools/kelvar/Reader.h"
+#include "tools/kelvar/Operations.h"
 
 namespace Kelvar::Tool {
 
@@ -27,14 +27,14 @@ std::string Trimmed(const std::string& line) {
 
 std::string TextOf(const rapidjson::Value& value, const std::string& key) {
   if (!value.IsString()) {
-    Refuse("\"" + key + "\" is no text");
+    Refuse("\"" + key + "\" must be a string");
   }
   return {value.GetString(), value.GetStringLength()};
 }
 
 std::vector<std::string> TextsOf(const rapidjson::Value& value, const std::string& key) {
   if (!value.IsArray()) {
-    Refuse("\"" + key + "\" is no list of texts");
+    Refuse("\"" + key + "\" must be a list of strings");
   }
   std::vector<std::string> texts;
   for (const rapidjson::Value& element : value.GetArray()) {
@@ -48,7 +48,7 @@ void ReadObject(const std::string& line, ListedTarget& listed) {
   rapidjson::Document document;
   document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
   if (document.HasParseError() || !document.IsObject()) {
-    Refuse("no JSON object");
+    Refuse("invalid JSON object");
   }
   std::string user;
   for (const auto& [name, value] : document.GetObject()) {
@@ -64,14 +64,14 @@ void ReadObject(const std::string& line, ListedTarget& listed) {
     } else if (key == "what") {
       listed.what = TextsOf(value, key);
     } else {
-      Refuse("a key is none of target, what, user, password-file, password-command");
+      Refuse("unknown key; use target, what, user, password-file, password-command");
     }
   }
   if (listed.name.empty()) {
-    Refuse("no \"target\"");
+    Refuse("\"target\" is missing");
   }
   if (!listed.password.file.empty() && !listed.password.command.empty()) {
-    Refuse("both password-file and password-command");
+    Refuse("use either password-file or password-command");
   }
   listed.target = ParseTarget(listed.name);
   if (!user.empty()) {
@@ -83,7 +83,7 @@ void ReadLine(const std::string& line, ListedTarget& listed) {
   if (line.front() == '{') {
     ReadObject(line, listed);
   } else if (line.find_first_of(blanks) != std::string::npos) {
-    Refuse("a line is one address or one JSON object");
+    Refuse("expected one target or one JSON object");
   } else {
     listed.target = ParseTarget(line);
     listed.name = line;
@@ -95,7 +95,7 @@ ListedTarget Listed(const std::string& line, std::size_t number, const std::vect
   listed.what = what;
   try {
     ReadLine(line, listed);
-    CommandsFor(listed.what, listed.target->protocol);
+    OperationsFor(listed.what, listed.target->protocol);
   } catch (const ToolError& error) {
     listed.code = error.Code();
     listed.error = "line " + std::to_string(number) + ": " + error.what();
@@ -109,9 +109,13 @@ ListedTarget Listed(const std::string& line, std::size_t number, const std::vect
 }  // namespace
 
 std::vector<ListedTarget> ReadTargetList(std::istream& lines, const std::vector<std::string>& what) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   std::vector<ListedTarget> list;
   std::string line;
   for (std::size_t number = 1; std::getline(lines, line); ++number) {
+    if (number == 1 && line.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) {
+      line.erase(0, kByteOrderMark.size());
+    }
     const std::string content = Trimmed(line);
     if (!content.empty() && content.front() != '#') {
       list.push_back(Listed(content, number, what));
@@ -127,7 +131,7 @@ std::vector<ListedTarget> ReadTargetList(const std::string& file, const std::vec
   std::ifstream lines(file);
   std::vector<ListedTarget> list = ReadTargetList(lines, what);
   if (!lines.is_open() || lines.bad()) {
-    throw ToolError(ExitCode::Usage, "list of targets " + file + ": " + std::strerror(errno));
+    throw ToolError(ExitCode::Usage, "cannot read the list of targets " + file + ": " + std::strerror(errno));
   }
   return list;
 }

@@ -83,7 +83,7 @@ std::string TableOf(const std::vector<Record>& records) {
 }
 
 std::string SheetOf(const Record& record) {
-  if (!HoldsAnything(record)) {
+  if (!HoldsFact(record)) {
     return "";
   }
   std::string sheet = "<div class=\"scroll\" tabindex=\"0\"><table class=\"sheet\"><tbody>\n";
@@ -95,24 +95,24 @@ std::string SheetOf(const Record& record) {
   return sheet + "</tbody></table></div>\n";
 }
 
-std::string NotesOf(const Report::Entry& entry) {
-  if (entry.code == ExitCode::Complete) {
-    return entry.outcome.records.empty() ? "<p class=\"soft\">nothing found</p>\n" : "";
+std::string NotesOf(const OperationResult& result) {
+  if (result.code == ExitCode::Complete) {
+    return result.records.empty() ? "<p class=\"soft\">nothing found</p>\n" : "";
   }
-  std::string notes = fmt::format("<p class=\"note {}\">{}</p>\n", entry.code == ExitCode::Partial ? "warn" : "bad",
-                                  Escaped(NoteOf(entry)));
-  return entry.why.empty() ? notes : notes + "<p class=\"why\">" + Escaped(entry.why) + "</p>\n";
+  std::string notes = fmt::format("<p class=\"note {}\">{}</p>\n", result.code == ExitCode::Partial ? "warn" : "bad",
+                                  Escaped(result.note));
+  return result.why.empty() ? notes : notes + "<p class=\"why\">" + Escaped(result.why) + "</p>\n";
 }
 
-std::string BodyOf(const Report::Entry& entry) {
-  const std::vector<Record>& records = entry.outcome.records;
+std::string BodyOf(const OperationResult& result, Protocol protocol) {
+  const std::vector<Record>& records = result.records;
   if (records.empty()) {
     return "";
   }
-  if (FieldOf(records.front(), "CurrentReading") != nullptr) {
-    return SensorTable(records);
+  if (result.operation->metrics == Operation::Metrics::Sensors) {
+    return SensorTable(records, protocol);
   }
-  if (entry.command->layout == Layout::Columns) {
+  if (result.operation->layout == Operation::Layout::Columns) {
     return TableOf(records);
   }
   std::string sheets;
@@ -122,19 +122,19 @@ std::string BodyOf(const Report::Entry& entry) {
   return sheets;
 }
 
-std::string PartOf(const Report::Entry& entry) {
-  const std::vector<Record>& records = entry.outcome.records;
-  std::string title = entry.command->help;
+std::string PartOf(const OperationResult& result, Protocol protocol) {
+  const std::vector<Record>& records = result.records;
+  std::string title = result.operation->help;
   title.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(title.front())));
-  if (records.empty() || !IsLog(records.front())) {
-    const bool narrow = entry.command->layout == Layout::Sheet;
-    return fmt::format("<div class=\"part{}\"><h3>{}</h3>\n", narrow ? " narrow" : "", title) + NotesOf(entry) +
-           BodyOf(entry) + "</div>\n";
+  if (records.empty() || result.operation->kind != Operation::Kind::Log) {
+    const bool narrow = result.operation->layout == Operation::Layout::Sheet;
+    return fmt::format("<div class=\"part{}\"><h3>{}</h3>\n", narrow ? " narrow" : "", title) + NotesOf(result) +
+           BodyOf(result, protocol) + "</div>\n";
   }
   constexpr std::size_t most = 20;  // more than these are folded away at first
   return fmt::format("<details class=\"part log\"{}><summary>{} ({})</summary>\n", records.size() > most ? "" : " open",
                      title, records.size()) +
-         NotesOf(entry) + BodyOf(entry) + "</details>\n";
+         NotesOf(result) + BodyOf(result, protocol) + "</details>\n";
 }
 
 const char* MoodOf(ExitCode code) {
@@ -144,9 +144,9 @@ const char* MoodOf(ExitCode code) {
 /// What a person knows the machine by.
 std::string NameOfMachine(const Report& report) {
   std::string name;
-  for (const Report::Entry& entry : report.entries) {
-    if (std::strcmp(entry.command->name, "identity") == 0 && !entry.outcome.records.empty()) {
-      const Record& identity = entry.outcome.records.front();
+  for (const OperationResult& result : report.results) {
+    if (result.operation->metrics == Operation::Metrics::Identity && !result.records.empty()) {
+      const Record& identity = result.records.front();
       for (const char* const field : {"Manufacturer", "ProductName", "SerialNumber"}) {
         const std::string text = FieldText(identity, field);
         name += (name.empty() || text.empty() ? "" : ", ") + text;
@@ -187,9 +187,9 @@ std::string HtmlPage::Head() {
 
 std::string HtmlPage::SectionOf(const Report& report) {
   Digest digest{report.target, report.code, {}};
-  for (const Report::Entry& entry : report.entries) {
-    if (std::strcmp(entry.command->name, "firmware") == 0 && !entry.outcome.records.empty()) {
-      digest.firmware = entry.outcome.records.front();
+  for (const OperationResult& result : report.results) {
+    if (result.operation->metrics == Operation::Metrics::Firmware && !result.records.empty()) {
+      digest.firmware = result.records.front();
     }
   }
   std::size_t number = 0;
@@ -207,8 +207,8 @@ std::string HtmlPage::SectionOf(const Report& report) {
     section += "<p class=\"why\">" + Escaped(report.error) + "</p>\n";
   }
   section += "<div class=\"parts\">\n";
-  for (const Report::Entry& entry : report.entries) {
-    section += PartOf(entry);
+  for (const OperationResult& result : report.results) {
+    section += PartOf(result, report.protocol);
   }
   return section + "</div></section>\n";
 }

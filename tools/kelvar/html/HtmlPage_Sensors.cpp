@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "tools/kelvar/Report.h"
 #include "tools/kelvar/html/HtmlPage_Parts.h"
 #include "tools/kelvar/html/HtmlText.h"
 
@@ -90,28 +91,29 @@ class Scale {
   std::string names_;
 };
 
-std::string RowOf(const Record& record) {
+std::string RowOf(const Record& record, bool scaled) {
   const Scale scale(record);
   const std::string health = FieldText(record, "HealthState");
-  const bool drawable = scale.Drawable(std::string_view(MoodOf(health)) == "ok");
+  const bool drawable = scaled && scale.Drawable(std::string_view(MoodOf(health)) == "ok");
+  const char* const raw = scaled ? "" : " (the target's counts, not in the reading's unit)";
   return fmt::format(
       "<tr><th scope=\"row\">{}</th><td class=\"number\">{} {}</td><td>{}</td><td class=\"soft\">{}</td><td>{}</td>"
       "<td class=\"{}\">{}</td></tr>\n",
       Escaped(FieldText(record, "ElementName")), Escaped(FieldText(record, "CurrentReading")),
-      Escaped(FieldText(record, "BaseUnits")), drawable ? scale.Svg() : "", scale.Known() ? scale.Names() : "",
+      Escaped(FieldText(record, "BaseUnits")), drawable ? scale.Svg() : "", scale.Known() ? scale.Names() + raw : "",
       Escaped(FieldText(record, "CurrentState")), MoodOf(health), Escaped(health));
 }
 
 }  // namespace
 
-std::string SensorTable(const std::vector<Record>& records) {
+std::string SensorTable(const std::vector<Record>& records, Protocol protocol) {
   std::string table =
       "<div class=\"scroll\" tabindex=\"0\"><table class=\"wide\"><thead><tr><th scope=\"col\">Sensor</th>"
       "<th scope=\"col\" class=\"number\">Reading</th><th scope=\"col\">Between its thresholds</th>"
       "<th scope=\"col\">Thresholds</th><th scope=\"col\">State</th><th "
       "scope=\"col\">Health</th></tr></thead><tbody>\n";
   for (const Record& record : records) {
-    table += RowOf(record);
+    table += RowOf(record, ThresholdsAreScaled(record, protocol));
   }
   return table + "</tbody></table></div>\n";
 }

@@ -4,27 +4,6 @@
 
 namespace Kelvar::Tool {
 
-ExitCode ExitCodeOf(FailureCause cause) {
-  switch (cause) {
-    case FailureCause::None:
-    case FailureCause::BadData:
-    case FailureCause::TooLarge:
-      return ExitCode::BadData;
-    case FailureCause::Unreachable:
-    case FailureCause::Refused:
-    case FailureCause::Deadline:
-      return ExitCode::Unreachable;
-    case FailureCause::LoginRefused:
-      return ExitCode::LoginRefused;
-    case FailureCause::Tls:
-      return ExitCode::Tls;
-    case FailureCause::NotSuchService:
-    case FailureCause::NotOffered:
-      return ExitCode::Unsupported;
-  }
-  return ExitCode::BadData;
-}
-
 ExitCode ExitCodeOf(const Model::FamilyResult& result, bool askedByName) {
   switch (result.status) {
     case Model::FamilyStatus::NotAsked:

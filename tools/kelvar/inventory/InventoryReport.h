@@ -30,9 +30,6 @@ struct InventoryReport {
 /// The exit code of a family alone. What a target does not have counts only where it was asked for by name.
 ExitCode ExitCodeOf(const Model::FamilyResult& result, bool askedByName);
 
-/// The exit code for a cause of failure.
-ExitCode ExitCodeOf(FailureCause cause);
-
 /// Fills in `code` and `verdict` from the inventory.
 void Conclude(InventoryReport& report);
 

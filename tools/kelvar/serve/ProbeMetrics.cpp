@@ -89,17 +89,6 @@ bool HasNoReading(std::string_view state) {
   return state == "Absent" || state == "Disabled" || state == "UnavailableOffline";
 }
 
-/// Over CIM, and for a maker's own sensors over Redfish (which have a caption), the unit modifier is applied to the
-/// reading alone.
-bool ThresholdsAreScaled(const Record& record, Protocol protocol) {
-  return protocol == Protocol::Redfish && TextIn(record, "Caption").empty();
-}
-
-bool IsLog(std::string_view operation) {
-  return operation == "log" || operation == "active-events" ||
-         (operation.size() > 4 && operation.substr(operation.size() - 4) == "-log");
-}
-
 }  // namespace
 
 std::string ProbeMetrics::Names::Take(std::string_view name, std::size_t limit) {
@@ -125,54 +114,52 @@ std::string ProbeMetrics::NameFor(Names& names, std::string_view name, std::size
   return taken;
 }
 
-void ProbeMetrics::Add(const Report::Entry& entry, Protocol protocol) {
-  const std::string_view operation = entry.command->name;
-  if (!operations_.insert(std::string(operation)).second) {
+void ProbeMetrics::Add(const OperationResult& result, Protocol protocol) {
+  const Operation& operation = *result.operation;
+  if (!operations_.insert(operation.name).second) {
     return;
   }
-  samples_.Add(code, {{"operation", std::string(operation)}}, static_cast<double>(entry.code));
-  up_ = up_ || entry.code == ExitCode::Complete || entry.code == ExitCode::Partial;
-  if (IsLog(operation)) {
-    AddLog(entry.command->name, entry.outcome.records);
+  samples_.Add(code, {{"operation", operation.name}}, static_cast<double>(result.code));
+  up_ = up_ || result.Delivered();
+  if (operation.metrics == Metrics::Log) {
+    AddLog(operation.name, result.records);
     return;
   }
-  for (const Record& record : entry.outcome.records) {
-    AddRecord(operation, record, protocol);
+  for (const Record& record : result.records) {
+    AddRecord(operation.metrics, record, protocol);
   }
 }
 
-void ProbeMetrics::AddRecord(std::string_view operation, const Record& record, Protocol protocol) {
-  if (operation == "firmware") {
-    AddFirmware(record);
-  } else if (operation == "software") {
-    AddFirmwareRow(TextIn(record, "Name"), TextIn(record, "VersionString"), TextIn(record, "ReleaseDate"));
-  } else if (operation == "components") {
-    AddComponent(record);
-  } else if (operation == "sensors") {
-    AddSensor(record, protocol);
-  } else if (operation == "leds") {
-    AddLed(record);
-  } else {
-    AddSingle(operation, record);
+void ProbeMetrics::AddRecord(Metrics metrics, const Record& record, Protocol protocol) {
+  switch (metrics) {
+    case Metrics::Firmware:
+      return AddFirmware(record);
+    case Metrics::Software:
+      return AddFirmwareRow(TextIn(record, "Name"), TextIn(record, "VersionString"), TextIn(record, "ReleaseDate"));
+    case Metrics::Components:
+      return AddComponent(record);
+    case Metrics::Sensors:
+      return AddSensor(record, protocol);
+    case Metrics::Leds:
+      return AddLed(record);
+    case Metrics::Identity:
+      return samples_.Add(identityInfo, LabelsOf(record, identityLabels), 1);
+    case Metrics::System:
+      return samples_.Add(systemInfo, LabelsOf(record, systemLabels), 1);
+    case Metrics::Board:
+      return samples_.Add(boardInfo, LabelsOf(record, boardLabels), 1);
+    case Metrics::Generation:
+      return AddGeneration(record);
+    case Metrics::Log:
+    case Metrics::None:
+      return;
   }
 }
 
-/// Operations that give one record at most.
-void ProbeMetrics::AddSingle(std::string_view operation, const Record& record) {
-  if (!singles_.insert(std::string(operation)).second) {
-    return;
-  }
-  if (operation == "identity") {
-    samples_.Add(identityInfo, LabelsOf(record, identityLabels), 1);
-  } else if (operation == "system") {
-    samples_.Add(systemInfo, LabelsOf(record, systemLabels), 1);
-  } else if (operation == "board") {
-    samples_.Add(boardInfo, LabelsOf(record, boardLabels), 1);
-  } else if (operation == "generation") {
-    const Value* const number = FieldOf(record, "Generation");
-    if (number != nullptr && std::holds_alternative<u64>(*number)) {
-      samples_.Add(generation, static_cast<double>(std::get<u64>(*number)));
-    }
+void ProbeMetrics::AddGeneration(const Record& record) {
+  const Value* const number = FieldOf(record, "Generation");
+  if (number != nullptr && std::holds_alternative<u64>(*number)) {
+    samples_.Add(generation, static_cast<double>(std::get<u64>(*number)));
   }
 }
 

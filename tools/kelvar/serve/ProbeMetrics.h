@@ -13,11 +13,11 @@
 
 namespace Kelvar::Tool::Serve {
 
-/// Turns what was read from one target into metrics, entry by entry. What a target names twice gets " #2" behind its
+/// Turns what was read from one target into metrics, result by result. What a target names twice gets " #2" after its
 /// second name, and so on; of each kind a bounded number is told, the rest is counted as dropped. A plain value.
 class ProbeMetrics {
  public:
-  void Add(const Report::Entry& entry, Protocol protocol);
+  void Add(const OperationResult& result, Protocol protocol);
 
   /// What became of the connection, known when the reading is over.
   void SetConnectCode(ExitCode code) { connectCode_ = code; }
@@ -37,8 +37,10 @@ class ProbeMetrics {
     std::map<std::string, unsigned> copies_;
   };
 
-  void AddRecord(std::string_view operation, const Record& record, Protocol protocol);
-  void AddSingle(std::string_view operation, const Record& record);
+  using Metrics = Operation::Metrics;
+
+  void AddRecord(Metrics metrics, const Record& record, Protocol protocol);
+  void AddGeneration(const Record& record);
   void AddFirmware(const Record& record);
   void AddFirmwareRow(std::string_view name, const std::string& version, const std::string& date);
   void AddComponent(const Record& record);
@@ -52,7 +54,6 @@ class ProbeMetrics {
   std::optional<ExitCode> connectCode_;
   std::size_t dropped_ = 0;
   std::set<std::string> operations_;
-  std::set<std::string> singles_;
   Names firmware_;
   Names components_;
   Names sensors_;

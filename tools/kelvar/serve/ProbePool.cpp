@@ -23,15 +23,15 @@ class ProbePool::PendingProbe : public WorkerPool::Task, public std::enable_shar
   PendingProbe(ProbePool& owner, Probe which) : probe(std::move(which)), pool_(owner) {}
 
   void Run() override {
-    const Report report = pool_.read_(probe, [this](const Report::Entry& entry) {
+    const Report report = pool_.read_(probe, [this](const OperationResult& result) {
       {
         const std::lock_guard lock(mutex_);
-        metrics_.Add(entry, probe.target.protocol);
+        metrics_.Add(result, probe.target.protocol);
       }
       return pool_.Wanted(*this);
     });
     const std::lock_guard lock(mutex_);
-    metrics_.SetConnectCode(report.entries.empty() ? report.code : ExitCode::Complete);
+    metrics_.SetConnectCode(report.connection);
   }
   void Done() override { pool_.Finish(shared_from_this()); }
   void OnDeadline() override {}  // each who waits has one of its own

@@ -4,39 +4,42 @@
 #include <exception>
 #include <utility>
 
-#include "tools/kelvar/Commands.h"
+#include <fmt/format.h>
+
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/HostAddress.h"
+#include "tools/kelvar/Operations.h"
 #include "tools/kelvar/Output.h"
 
 namespace Kelvar::Tool::Serve {
 
 namespace {
 
-constexpr auto restAfterRefusal = std::chrono::minutes(5);
-constexpr std::size_t rememberedRefusals = 10'000;
 constexpr std::size_t longestAddress = 512;
-constexpr const char* defaultModule = "default";
-
-const Command* CommandOf(const std::string& word) {
-  const auto all = Commands();
-  const auto found = std::find_if(all.begin(), all.end(), [&word](const Command& one) { return word == one.name; });
-  return found == all.end() ? nullptr : &*found;
-}
+constexpr const char* kDefaultModule = "default";
 
 std::map<std::string, Config::Module> ModulesOf(const Config& config) {
   std::map<std::string, Config::Module> modules;
   for (const Config::Module& module : config.modules) {
     for (const std::string& word : module.what) {
-      if (CommandOf(word) == nullptr) {
-        throw ToolError(ExitCode::Usage, "module \"" + module.name + "\": nothing is called \"" + word + "\"");
+      try {
+        OperationNamed(word);
+      } catch (const ToolError& error) {
+        throw ToolError(ExitCode::Usage, "configuration: module \"" + module.name + "\": " + error.what());
       }
     }
     if (!modules.emplace(module.name, module).second) {
-      throw ToolError(ExitCode::Usage, "module \"" + module.name + "\" is there twice");
+      throw ToolError(ExitCode::Usage, "module \"" + module.name + "\" is defined twice");
     }
   }
   // Logs are left out: reading them whole costs a service processor more than a scrape should.
-  modules.insert({defaultModule, {defaultModule, {"firmware", "identity", "system", "components", "sensors", "leds"}}});
+  Config::Module usual{kDefaultModule, {}};
+  for (const Operation& operation : Operations()) {
+    if (operation.scraped) {
+      usual.what.emplace_back(operation.name);
+    }
+  }
+  modules.emplace(kDefaultModule, std::move(usual));
   return modules;
 }
 
@@ -44,7 +47,7 @@ std::map<std::string, Config::Module> ModulesOf(const Config& config) {
 Config::Module Fitting(const Config::Module& module, Protocol protocol) {
   Config::Module fitting{module.name, {}};
   for (const std::string& word : module.what) {
-    if (CommandOf(word)->For(protocol) != nullptr) {
+    if (OperationNamed(word).For(protocol) != nullptr) {
       fitting.what.push_back(word);
     }
   }
@@ -58,7 +61,7 @@ Target TargetOf(const std::string& address) {
   const bool odd =
       std::any_of(address.begin(), address.end(), [](char character) { return character <= ' ' || character > '~'; });
   if (address.empty() || address.size() > longestAddress || odd) {
-    throw Refusal(400, "wanted is /probe?target=SCHEME://HOST[:PORT][&module=NAME]");
+    throw Refusal(400, "expected /probe?target=SCHEME://HOST[:PORT][&module=NAME]");
   }
   if (address.find('@') != std::string::npos) {
     throw Refusal(400, "accounts come from the configuration alone, not from the target's address");
@@ -75,30 +78,42 @@ Report Failed(const Probe& probe, ExitCode code, const std::string& why) {
   report.target = probe.target.address;
   report.protocol = probe.target.protocol;
   report.code = code;
+  report.connection = code;
   report.error = why;
   return report;
 }
 
-/// The first reason that there is.
-std::string WhyOf(const Report& report) {
-  std::string why = report.error;
-  for (const Report::Entry& entry : report.entries) {
-    why = why.empty() ? entry.why : why;
+/// The target's account at each of its addresses.
+LoginGate::Places PlacesOf(const Target& target) {
+  LoginGate::Places places;
+  for (const std::string& address : AddressesOf(target.info.Host)) {
+    places.push_back(fmt::format("{}\n{}\n{}", target.info.UserName, address, target.info.Port));
   }
-  return why.empty() ? DescriptionOf(report.code) : why;
+  return places;
+}
+
+/// A target that answers nothing must leave readers for others.
+std::size_t MostOfOneTarget(std::size_t maxInFlight) {
+  constexpr std::size_t kLeast = 2;
+  constexpr std::size_t kShare = 8;
+  return std::max(kLeast, maxInFlight / kShare);
 }
 
 }  // namespace
 
-Prober::Prober(const Config& config, LogWatch& log, bool verbose)
-    : modules_(ModulesOf(config)), filter_(config.serve.targets), log_(log), verbose_(verbose), credentials_(config) {}
+Prober::Prober(const Config& config, bool verbose)
+    : modules_(ModulesOf(config)),
+      filter_(config.serve.targets),
+      verbose_(verbose),
+      gate_(MostOfOneTarget(config.serve.maxInFlight)),
+      credentials_(config) {}
 
 Probe Prober::ProbeOf(const std::string& address, const std::string& module) const {
   Target target = TargetOf(address);
   if (!filter_.Allows(target)) {
     throw Refusal(403, "the configuration does not allow this target (serve.targets)");
   }
-  const auto known = modules_.find(module.empty() ? defaultModule : module);
+  const auto known = modules_.find(module.empty() ? kDefaultModule : module);
   if (known == modules_.end()) {
     throw Refusal(400, "the configuration has no such module");
   }
@@ -116,51 +131,35 @@ Report Prober::Read(const Probe& probe, const Progress& progress) {
     report = Failed(probe, ExitCode::Internal, error.what());
   }
   if (verbose_ && report.code != ExitCode::Complete) {
-    Complain(report.target + ": " + NameOf(report.code) + ": " + WhyOf(report));
+    Complain(report.target + ": " + NameOf(report.code) + ": " + ReasonOf(report));
   }
   return report;
 }
 
 Report Prober::ReadWithAccount(const Probe& probe, const Progress& progress) {
-  const std::string key = Probe{probe.target, {}}.Key();
-  if (LeftAlone(key)) {
-    return Failed(probe, ExitCode::LoginRefused, "left alone for a while after a refused login");
-  }
   Target target = probe.target;
   {
     const std::lock_guard lock(mutex_);
     credentials_.Fill(target);
   }
-  bool letIn = false;
-  Report report = ReadTarget(target, {}, {probe.module.what, false}, log_, [&](const Report::Entry& entry) {
-    letIn = letIn || entry.code != ExitCode::LoginRefused;
-    return progress(entry) && letIn;
+  if (!target.NeedsPassword()) {
+    return ReadTarget(target, {}, {.what = probe.module.what}, progress);
+  }
+  LoginGate::Visit visit(gate_, PlacesOf(target));
+  if (!visit.Refusal().empty()) {
+    return Failed(probe, visit.WasRefused() ? ExitCode::LoginRefused : ExitCode::Unreachable, visit.Refusal());
+  }
+  Report report = ReadTarget(target, {}, {.what = probe.module.what}, [&](const OperationResult& result) {
+    const bool answered = result.Delivered() || result.code == ExitCode::Unsupported;
+    if (answered) {
+      visit.LetIn();
+    }
+    return progress(result);
   });
-  if (report.code == ExitCode::LoginRefused) {
-    LeaveAlone(key);
+  if (report.loginRefused) {
+    visit.Refuse();
   }
   return report;
-}
-
-bool Prober::LeftAlone(const std::string& target) {
-  const std::lock_guard lock(mutex_);
-  const auto known = refused_.find(target);
-  if (known == refused_.end()) {
-    return false;
-  }
-  if (Clock::now() - known->second < restAfterRefusal) {
-    return true;
-  }
-  refused_.erase(known);
-  return false;
-}
-
-void Prober::LeaveAlone(const std::string& target) {
-  const std::lock_guard lock(mutex_);
-  if (refused_.size() >= rememberedRefusals) {
-    refused_.erase(refused_.begin());
-  }
-  refused_[target] = Clock::now();
 }
 
 }  // namespace Kelvar::Tool::Serve

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -8,8 +7,8 @@
 
 #include "tools/kelvar/Config.h"
 #include "tools/kelvar/Credentials.h"
-#include "tools/kelvar/LogWatch.h"
 #include "tools/kelvar/Reader.h"
+#include "tools/kelvar/serve/LoginGate.h"
 #include "tools/kelvar/serve/ProbePool.h"
 #include "tools/kelvar/serve/TargetFilter.h"
 
@@ -30,29 +29,25 @@ class Prober {
  public:
   /// Throws ToolError (usage) for patterns and modules that mean nothing. `verbose`: a line on standard error for each
   /// reading that is not complete.
-  Prober(const Config& config, LogWatch& log, bool verbose);
+  Prober(const Config& config, bool verbose);
 
   /// The probe of a target's address and a module's name, which may be empty. Throws Refusal. Asks nobody.
   Probe ProbeOf(const std::string& address, const std::string& module) const;
 
-  /// Reads it, with the account that the configuration has for the target. After a refused login the target is left
-  /// alone for five minutes, since each further try could lock the account.
+  /// Reads it, with the account that the configuration has for the target. After a refused login the account is
+  /// not tried at the target's addresses for five minutes, since each further try could lock it; and only a part of all
+  /// readings can be of one target, however it is spelled.
   Report Read(const Probe& probe, const Progress& progress);
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   Report ReadWithAccount(const Probe& probe, const Progress& progress);
-  bool LeftAlone(const std::string& target);
-  void LeaveAlone(const std::string& target);
 
   const std::map<std::string, Config::Module> modules_;
   const TargetFilter filter_;
-  LogWatch& log_;
   const bool verbose_;
+  LoginGate gate_;
   std::mutex mutex_;  ///< guards what follows
   Credentials credentials_;
-  std::map<std::string, Clock::time_point> refused_;  ///< when a login was, by target
 };
 
 }  // namespace Kelvar::Tool::Serve

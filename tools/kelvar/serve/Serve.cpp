@@ -18,7 +18,7 @@
 #include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Config.h"
 #include "tools/kelvar/ExitCode.h"
-#include "tools/kelvar/LogWatch.h"
+#include "tools/kelvar/LogView.h"
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/serve/Exporter.h"
 #include "tools/kelvar/serve/HttpServer.h"
@@ -45,7 +45,8 @@ void Declare(CLI::App& app, Options& options) {
   app.add_option("--listen", options.listen, "Address and port to listen on, such as 127.0.0.1:9764 or [::]:9764")
       ->type_name("ADDR[:PORT]");
   DeclareConfig(app, options.config);
-  app.add_flag("-v,--verbose", options.verbose, "Tell of readings that are not complete; twice: the library's log too");
+  app.add_flag("-v,--verbose", options.verbose,
+               "Show why readings are not complete; repeat it to see what goes wrong on the way");
 }
 
 tcp::endpoint EndpointOf(const std::string& text) {
@@ -66,7 +67,8 @@ tcp::endpoint EndpointOf(const std::string& text) {
   boost::system::error_code error;
   const auto address = asio::ip::make_address(host, error);
   if (!good || error) {
-    throw ToolError(ExitCode::Usage, "listen: \"" + text + "\" is no IP address with a port");
+    throw ToolError(ExitCode::Usage,
+                    "--listen: \"" + text + "\" is invalid; use an IP address and a port, such as 127.0.0.1:9764");
   }
   return {address, port};
 }
@@ -74,11 +76,12 @@ tcp::endpoint EndpointOf(const std::string& text) {
 Config ConfigIn(const std::string& named) {
   const std::string file = named.empty() ? DefaultConfigFile() : named;
   if (file.empty()) {
-    throw ToolError(ExitCode::Usage, "serve needs a configuration file: give --config");
+    throw ToolError(ExitCode::Usage, "kelvar serve needs a configuration file: use --config");
   }
   Config config = ReadConfig(file);
   if (config.serve.targets.empty()) {
-    throw ToolError(ExitCode::Usage, "configuration " + file + ": serve.targets allows nothing");
+    throw ToolError(ExitCode::Usage,
+                    "configuration " + file + ": serve.targets is missing or empty; no target is allowed");
   }
   return config;
 }
@@ -90,7 +93,7 @@ std::unique_ptr<HttpServer> Listen(asio::io_context& context, const std::string&
                                           return exporter.Handle(request, std::move(respond));
                                         });
   } catch (const boost::system::system_error& error) {
-    throw ToolError(ExitCode::Internal, "listen on " + address + ": " + error.code().message());
+    throw ToolError(ExitCode::Internal, "cannot listen on " + address + ": " + error.code().message());
   }
 }
 
@@ -102,8 +105,8 @@ void Announce(Output& output, const tcp::endpoint& endpoint) {
 }
 
 void Run(const Config& config, const std::string& listen, int verbose, Output& output) {
-  LogWatch log(verbose > 1 ? static_cast<u32>(verbose - 1) : 0);
-  Prober prober(config, log, verbose > 0);
+  const LogView log(verbose > 1 ? static_cast<u32>(verbose) : 0);
+  Prober prober(config, verbose > 0);
   ProbePool pool(config.serve.maxInFlight,
                  [&prober](const Probe& probe, const Progress& progress) { return prober.Read(probe, progress); });
   asio::io_context context;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <arpa/inet.h>
 #include <fnmatch.h>
 
 #include "tools/kelvar/ExitCode.h"
@@ -21,6 +22,22 @@ std::string Folded(std::string host) {
     character = character == '.' ? '/' : character;
   }
   return host;
+}
+
+/// A host that is an address in any spelling, where that is another one than the usual four numbers.
+bool IsOddAddress(const std::string& host) {
+  in_addr old{};
+  in_addr usual{};
+  return inet_aton(host.c_str(), &old) != 0 && inet_pton(AF_INET, host.c_str(), &usual) != 1;
+}
+
+/// Patterns for names let no address through that they do not look like: "*" has no dot and no colon, but "::1" and
+/// "2130706433" have no dot either.
+bool LooksLike(const std::string& pattern, const std::string& host) {
+  if (host.find(':') != std::string::npos) {
+    return pattern.find(':') != std::string::npos;
+  }
+  return !IsOddAddress(host) || pattern == Folded(host);
 }
 
 bool Matches(const std::string& pattern, const std::string& text) {
@@ -50,7 +67,7 @@ TargetFilter::Pattern TargetFilter::PatternOf(const std::string& text) {
     host = host.substr(1, host.size() - 2);
   }
   if (host.empty() || pattern.port.empty() || text.find_first_of("@/", scheme + 3) != std::string::npos) {
-    throw ToolError(ExitCode::Usage, "serve.targets: \"" + text + "\" is no SCHEME://HOST[:PORT]");
+    throw ToolError(ExitCode::Usage, "serve.targets: \"" + text + "\" is invalid; use SCHEME://HOST[:PORT]");
   }
   pattern.host = Folded(host);
   return pattern;
@@ -67,7 +84,7 @@ bool TargetFilter::Allows(const Target& target) const {
     if (kind.ConnectionCase == CONNECTION_CASE_IPMI_LOCAL) {
       return kind.ZMCIndex == target.info.ZMCIndex;
     }
-    return Matches(pattern.host, host) && Matches(pattern.port, port);
+    return LooksLike(pattern.host, target.info.Host) && Matches(pattern.host, host) && Matches(pattern.port, port);
   });
 }
 

@@ -9,7 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "tools/kelvar/ProbeStep.h"
+#include "tools/kelvar/HostProbe_Steps.h"
 
 namespace Kelvar::Tool {
 
@@ -20,7 +20,7 @@ constexpr std::array<u8, 23> request{0x06, 0x00, 0xFF, 0x07, 0x00, 0x00, 0x00, 0
                                      0x00, 0x09, 0x20, 0x18, 0xC8, 0x81, 0x04, 0x38, 0x8E, 0x04, 0xB1};
 
 constexpr std::size_t completionCodeAt = 20;
-constexpr std::size_t supportAt = 22;    // bit 7: the next but one byte tells of IPMI 2.0
+constexpr std::size_t supportAt = 22;    // bit 7: byte 24 is valid
 constexpr std::size_t extensionAt = 24;  // bit 1: IPMI 2.0
 constexpr std::size_t shortestReply = 26;
 
@@ -48,10 +48,10 @@ class Socket {
   bool connected_ = false;
 };
 
-Answer Read(const u8* reply, std::size_t size) {
+ProbeAnswer ReadReply(const u8* reply, std::size_t size) {
   const bool rmcp = size >= shortestReply && reply[0] == 0x06 && reply[3] == 0x07;
   if (!rmcp) {
-    return {ExitCode::BadData, "RMCP", "an answer that is no IPMI"};
+    return {ExitCode::BadData, "RMCP", "the response is not IPMI"};
   }
   if (reply[completionCodeAt] != 0) {
     return {ExitCode::Complete, "RMCP", "IPMI"};
@@ -60,7 +60,7 @@ Answer Read(const u8* reply, std::size_t size) {
   return {ExitCode::Complete, "RMCP", second ? "IPMI 2.0" : "IPMI 1.5"};
 }
 
-Answer Ask(const addrinfo& address, int timeoutSeconds) {
+ProbeAnswer Ask(const addrinfo& address, int timeoutSeconds) {
   const Socket channel(address);
   if (!channel.Connected()) {
     return {ExitCode::Unreachable, "port", std::strerror(errno)};
@@ -74,16 +74,16 @@ Answer Ask(const addrinfo& address, int timeoutSeconds) {
     if (poll(&readable, 1, tryMs) > 0) {
       std::array<u8, 256> reply{};
       const ssize_t size = recv(channel.Number(), reply.data(), reply.size(), 0);
-      return size < 0 ? Answer{ExitCode::Unreachable, "port", std::strerror(errno)}
-                      : Read(reply.data(), static_cast<std::size_t>(size));
+      return size < 0 ? ProbeAnswer{ExitCode::Unreachable, "port", std::strerror(errno)}
+                      : ReadReply(reply.data(), static_cast<std::size_t>(size));
     }
   }
-  return {ExitCode::Unreachable, "RMCP", "no answer within " + std::to_string(timeoutSeconds) + " s"};
+  return {ExitCode::Unreachable, "RMCP", "no response within " + std::to_string(timeoutSeconds) + " s"};
 }
 
 }  // namespace
 
-Answer AskIpmi(const std::string& host, u16 port, int timeoutSeconds) {
+ProbeAnswer ProbeIpmi(const std::string& host, u16 port, int timeoutSeconds) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_DGRAM;
   addrinfo* found = nullptr;

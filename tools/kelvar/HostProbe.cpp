@@ -1,9 +1,11 @@
-#include "tools/kelvar/Probe.h"
+#include "tools/kelvar/HostProbe.h"
 
 #include <algorithm>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -12,11 +14,12 @@
 #include "common/text/Escape.h"
 #include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Credentials.h"
+#include "tools/kelvar/HostProbe_Steps.h"
 #include "tools/kelvar/JsonWriter.h"
-#include "tools/kelvar/LogWatch.h"
+#include "tools/kelvar/LogView.h"
 #include "tools/kelvar/Output.h"
-#include "tools/kelvar/ProbeStep.h"
 #include "tools/kelvar/Reader.h"
+#include "tools/kelvar/ServiceRoot.h"
 #include "tools/kelvar/Target.h"
 
 namespace Kelvar::Tool {
@@ -40,11 +43,11 @@ struct ProbeOptions {
 struct Attempt {
   Target target;
   bool login;  ///< an account is known
-  Answer answer;
+  ProbeAnswer answer;
 };
 
 void Declare(CLI::App& app, ProbeOptions& options) {
-  app.add_option("HOST", options.host, "Name or address")->required();
+  app.add_option("HOST", options.host, "Name or address; with :PORT, every protocol is tried at that port")->required();
   app.add_option("--user", options.user, "Also try to log in as this user");
   DeclarePassword(app, options.password);
   DeclareConfig(app, options.config);
@@ -55,13 +58,25 @@ void Declare(CLI::App& app, ProbeOptions& options) {
   app.add_option("--cim-port", options.cimPort, "Port of CIM over HTTP")->capture_default_str();
   app.add_option("--cim-https-port", options.cimHttpsPort, "Port of CIM over HTTPS")->capture_default_str();
   app.add_option("--ipmi-port", options.ipmiPort, "Port of IPMI (UDP)")->capture_default_str();
-  app.add_option("--timeout", options.timeoutSeconds, "Seconds that each protocol has for a first answer")
+  app.add_option("--timeout", options.timeoutSeconds, "Seconds to wait for each protocol's first response")
       ->check(CLI::Range(1, 60))
       ->capture_default_str();
 }
 
-std::string Bracketed(const std::string& host) {
-  return host.find(':') != std::string::npos && host.front() != '[' ? "[" + host + "]" : host;
+/// HOST, or HOST:PORT for every protocol at that port.
+void SplitPort(ProbeOptions& options) {
+  if (options.host.find("://") != std::string::npos || options.host.find_first_of("/@") != std::string::npos) {
+    throw ToolError(ExitCode::Usage,
+                    "probe takes a host, such as 192.0.2.10 or 192.0.2.10:8443, not \"" + options.host + "\"");
+  }
+  const std::size_t colon = options.host.rfind(':');
+  const bool bracketed = options.host.front() == '[' && colon != std::string::npos && options.host[colon - 1] == ']';
+  if (colon == std::string::npos || (options.host.find(':') != colon && !bracketed)) {
+    return;
+  }
+  const u16 port = ParseTarget("redfish://" + options.host).info.Port;
+  options.redfishPort = options.cimPort = options.cimHttpsPort = options.ipmiPort = port;
+  options.host.resize(colon);
 }
 
 std::vector<Attempt> AttemptsOn(const ProbeOptions& options) {
@@ -90,54 +105,74 @@ void FillAccounts(const ProbeOptions& options, std::vector<Attempt>& attempts) {
   }
 }
 
-Answer FirstAnswer(const Target& target, int timeoutSeconds) {
+ProbeAnswer FirstAnswer(const Target& target, int timeoutSeconds) {
   const auto& info = target.info;
-  if (target.protocol == Protocol::Ipmi) {
-    return AskIpmi(info.Host, info.Port, timeoutSeconds);
+  switch (target.protocol) {
+    case Protocol::Ipmi:
+      return ProbeIpmi(info.Host, info.Port, timeoutSeconds);
+    case Protocol::Redfish:
+      return ProbeRedfish(info.Host, info.Port, timeoutSeconds);
+    case Protocol::Cim:
+      return ProbeCim(info.Host, info.Port, info.ConnectionType == 1, timeoutSeconds);
   }
-  const bool redfish = target.protocol == Protocol::Redfish;
-  const bool tls = redfish || info.ConnectionType == 1;
-  return AskHttp(fmt::format("{}://{}:{}{}", tls ? "https" : "http", Bracketed(info.Host), info.Port,
-                             redfish ? "/redfish/v1/" : "/"),
-                 timeoutSeconds);
+  return {};
 }
 
 /// Reads as little as shows whether the account is good.
-Answer LogIn(const Target& target, LogWatch& log, const Answer& first) {
-  const Report report = ReadTarget(target, std::nullopt, {{"system"}, false}, log);
-  const std::string why = report.entries.empty() ? report.error : report.entries.front().why;
+ProbeAnswer LogIn(const Target& target, const ProbeAnswer& first) {
+  const Report report = ReadTarget(target, std::nullopt, {.what = {"system"}});
   switch (report.code) {
     case ExitCode::Complete:
     case ExitCode::Partial:
       return {ExitCode::Complete, "login", first.text + ", logged in"};
     case ExitCode::LoginRefused:
       return {report.code, "login", first.text + ", login refused"};
-    default: {
-      const bool suite = why.find("cipher suite refused") != std::string::npos;
-      return {report.code, suite ? "suite" : "login", first.text + ", but reading failed: " + why};
-    }
+    case ExitCode::Unsupported:
+      if (report.connection == ExitCode::Complete) {
+        return {ExitCode::Complete, "login", first.text + ", logged in"};
+      }
+      [[fallthrough]];
+    default:
+      return {report.code, "login", first.text + ", but reading failed: " + ReasonOf(report)};
   }
 }
 
-/// As LogIn, with the other cipher suite when the first is refused.
-Answer LogInBySuite(Target target, LogWatch& log, const Answer& first) {
-  constexpr u32 otherSuite = 17;
-  Answer answer = LogIn(target, log, first);
-  if (answer.step == "suite") {
-    target.info.RemoteSessionArgument = otherSuite;
-    const Answer second = LogIn(target, log, first);
-    answer = second.step == "suite" ? answer : second;
-    if (second.code == ExitCode::Complete) {
-      answer.text += " with cipher suite 17 alone: add ?suite=17";
-    }
+/// As LogIn, with the other cipher suite of IPMI when there is no session with the first.
+ProbeAnswer LogInBySuite(Target target, const ProbeAnswer& first) {
+  constexpr u32 kOtherSuite = 17;
+  ProbeAnswer answer = LogIn(target, first);
+  const bool decided = answer.code == ExitCode::Complete || answer.code == ExitCode::LoginRefused;
+  if (target.protocol != Protocol::Ipmi || decided) {
+    return answer;
+  }
+  target.info.RemoteSessionArgument = kOtherSuite;
+  const ProbeAnswer second = LogIn(target, first);
+  if (second.code == ExitCode::LoginRefused) {
+    return second;
+  }
+  if (second.code == ExitCode::Complete) {
+    answer = second;
+    answer.text += " with cipher suite 17 alone: add ?suite=17";
   }
   return answer;
 }
 
-void Run(Attempt& attempt, int timeoutSeconds, LogWatch& log) {
-  attempt.answer = FirstAnswer(attempt.target, timeoutSeconds);
-  if (attempt.answer.code == ExitCode::Complete && attempt.login) {
-    attempt.answer = LogInBySuite(attempt.target, log, attempt.answer);
+/// One after the other: several wrong logins can lock an account.
+void LogInEverywhere(std::vector<Attempt>& attempts) {
+  std::set<std::pair<std::string, std::string>> refused;
+  for (Attempt& attempt : attempts) {
+    if (attempt.answer.code != ExitCode::Complete || !attempt.login) {
+      continue;
+    }
+    const std::pair account(attempt.target.info.UserName, attempt.target.info.Password);
+    if (refused.count(account) != 0) {
+      attempt.answer = {ExitCode::LoginRefused, "login", attempt.answer.text + ", login not tried: refused before"};
+      continue;
+    }
+    attempt.answer = LogInBySuite(attempt.target, attempt.answer);
+    if (attempt.answer.code == ExitCode::LoginRefused) {
+      refused.insert(account);
+    }
   }
 }
 
@@ -148,7 +183,7 @@ std::string TableText(const std::vector<Attempt>& attempts) {
   }
   std::string text;
   for (const Attempt& attempt : attempts) {
-    const Answer& answer = attempt.answer;
+    const ProbeAnswer& answer = attempt.answer;
     const bool yes = answer.code == ExitCode::Complete;
     text += fmt::format("{:{}}  {}  {}\n", attempt.target.address, width, yes ? "yes" : "no ",
                         Text::EscapeControl((yes ? "" : answer.step + ": ") + answer.text));
@@ -190,24 +225,26 @@ ExitCode Judge(const std::vector<Attempt>& attempts) {
 
 }  // namespace
 
-int Probe(int argc, const char* const* argv) {
+int ProbeHost(int argc, const char* const* argv) {
   CLI::App app("Tells which protocols a host answers, and why it does not answer the others.", "kelvar probe");
   ProbeOptions options;
   Declare(app, options);
   if (const std::optional<int> over = Parse(app, argc, argv)) {
     return *over;
   }
+  SplitPort(options);
   std::vector<Attempt> attempts = AttemptsOn(options);
   FillAccounts(options, attempts);
   Output output;
-  LogWatch log(0);
+  const LogView log(0);
   std::vector<std::thread> threads;
   for (Attempt& attempt : attempts) {
-    threads.emplace_back([&] { Run(attempt, options.timeoutSeconds, log); });
+    threads.emplace_back([&] { attempt.answer = FirstAnswer(attempt.target, options.timeoutSeconds); });
   }
   for (std::thread& thread : threads) {
     thread.join();
   }
+  LogInEverywhere(attempts);
   output.Write(options.format == "json" ? JsonText(options, attempts) : TableText(attempts));
   output.Finish();
   return static_cast<int>(Judge(attempts));

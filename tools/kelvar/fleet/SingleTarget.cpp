@@ -1,0 +1,164 @@
+#include "tools/kelvar/fleet/SingleTarget.h"
+
+#include <chrono>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "common/text/Escape.h"
+#include "tools/kelvar/CommandLine.h"
+#include "tools/kelvar/Credentials.h"
+#include "tools/kelvar/Demo.h"
+#include "tools/kelvar/Formats.h"
+#include "tools/kelvar/LogView.h"
+#include "tools/kelvar/Output.h"
+#include "tools/kelvar/fleet/ProgressLine.h"
+#include "tools/kelvar/fleet/TimedReading.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::optional<Target> CimPartner(const Options& options, const Target& target) {
+  if (options.withCim.empty()) {
+    return std::nullopt;
+  }
+  Target partner = ParseTarget(options.withCim);
+  if (target.protocol != Protocol::Redfish || partner.protocol != Protocol::Cim) {
+    throw ToolError(ExitCode::Usage, "--with-cim takes a CIM target, together with a Redfish target");
+  }
+  return partner;
+}
+
+void FillAccounts(const Options& options, bool demo, Target& target, std::optional<Target>& partner) {
+  if (demo && !partner) {
+    return;
+  }
+  Credentials credentials(options.password, ConfigNamed(options.config));
+  if (!demo) {
+    credentials.Fill(target);
+  }
+  if (partner) {
+    credentials.Fill(*partner);
+  }
+}
+
+void Explain(const char* part, const std::vector<DiagnosticExchange>& exchanges) {
+  if (exchanges.empty()) {
+    return;
+  }
+  std::string text = fmt::format("{}: {} {}\n", part, exchanges.size(), exchanges.size() == 1 ? "request" : "requests");
+  for (const DiagnosticExchange& one : exchanges) {
+    const std::string again = one.transmissions > 1 ? fmt::format(", sent {} times", one.transmissions) : "";
+    text += fmt::format("  {} {} -> {}, {} bytes, {:.0f} ms{}\n", one.protocol, Text::EscapeControl(one.request),
+                        Text::EscapeControl(one.response), one.bytes, one.seconds * 1000, again);
+  }
+  WriteToStandardError(text);
+}
+
+void Explain(const Report& report) {
+  Explain("connect", report.connecting);
+  for (const OperationResult& result : report.results) {
+    Explain(result.operation->name, result.exchanges);
+  }
+}
+
+/// One line for each operation that is not complete; tables have it already.
+void ShowReasons(const Report& report, const Options& options) {
+  if (!report.error.empty()) {
+    Complain(report.error);
+  }
+  if (options.quiet || options.format == "table") {
+    return;
+  }
+  for (const OperationResult& result : report.results) {
+    if (result.code != ExitCode::Complete) {
+      Complain(std::string(result.operation->name) + ": " + ReasonOf(result));
+    }
+  }
+}
+
+class SingleReading : public TimedReading {
+ public:
+  using TimedReading::TimedReading;
+
+  const Report& Result() const { return result_; }
+
+ private:
+  void End(const Report& report) override { result_ = report; }
+
+  Report result_;
+};
+
+/// A line on a terminal that says what is waited for, once it takes long.
+class WaitLine {
+ public:
+  explicit WaitLine(bool wanted) : shown_(wanted && isatty(STDERR_FILENO) == 1) {}
+
+  void Show(const SingleReading& reading) {
+    constexpr std::chrono::seconds kSilence{2};
+    if (shown_ && Clock::now() - start_ > kSilence) {
+      WriteToStandardError(fmt::format("\rkelvar: waiting for {}\x1b[K", Text::EscapeControl(reading.WaitingFor())));
+      any_ = true;
+    }
+  }
+  void Clear() const {
+    if (any_) {
+      WriteToStandardError(ProgressLine::eraser);
+    }
+  }
+
+ private:
+  const bool shown_;
+  const Clock::time_point start_ = Clock::now();
+  bool any_ = false;
+};
+
+std::chrono::milliseconds Milliseconds(double seconds) {
+  constexpr double kThousand = 1000;
+  return std::chrono::milliseconds(static_cast<long>(std::ceil(seconds * kThousand)));
+}
+
+}  // namespace
+
+int ReadSingleTarget(const Options& options) {
+  std::optional<DemoMachine> demo;
+  if (DemoMachine::Names(options.target)) {
+    demo.emplace(options.target);
+  }
+  Target target = demo ? demo->Address() : ParseTarget(options.target);
+  OperationsFor(options.what, target.protocol);  // before a password is asked for
+  std::optional<Target> partner = CimPartner(options, target);
+  const Formatter formatter = FormatNamed(options.format).one(ColourOf(options));
+  Output output;
+  FillAccounts(options, demo.has_value(), target, partner);
+  const LogView log(ShownLogLevel(options));
+  const auto reading = std::make_shared<SingleReading>(
+      std::move(target), std::move(partner), ReadOptions{.what = options.what, .commonEventId = options.commonEventId},
+      options.deadlineSeconds);
+  WorkerPool pool({1, Milliseconds(options.deadlineSeconds), 1});
+  pool.Submit(reading);
+  WaitLine line(!options.quiet);
+  const bool ended = pool.Finish([&] { line.Show(*reading); });
+  line.Clear();
+  const Report& report = reading->Result();
+  output.Write(DocumentOf(formatter, report));
+  output.Finish();
+  if (options.explain) {
+    Explain(report);
+  }
+  ShowReasons(report, options);
+  if (!ended) {
+    demo.reset();
+    _exit(static_cast<int>(report.code));  // the reading that hangs uses what a return would destroy
+  }
+  return static_cast<int>(report.code);
+}
+
+}  // namespace Kelvar::Tool

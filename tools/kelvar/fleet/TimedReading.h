@@ -1,0 +1,53 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "tools/kelvar/Reader.h"
+#include "tools/kelvar/pool/WorkerPool.h"
+
+namespace Kelvar::Tool {
+
+/// The reading of one target under a deadline, at which what was read so far is what it came to.
+class TimedReading : public WorkerPool::Task {
+ public:
+  TimedReading(Target target, std::optional<Target> partner, ReadOptions options, double deadlineSeconds);
+
+  void Run() override;
+  void Done() final;
+  void OnDeadline() final;
+
+  /// What is being waited for, for people, such as "sensors (3 of 14), 97 s left". Any thread.
+  std::string WaitingFor() const;
+
+ protected:
+  /// Called once, with the report.
+  virtual void End(const Report& report) = 0;
+
+  /// In place of a reading.
+  void Decline(Report report) { report_ = std::move(report); }
+  const Report& Whole() const { return report_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool Take(const OperationResult& result);
+  void NoteBegin(const Operation& operation, std::size_t position, std::size_t count);
+
+  const Target target_;
+  const std::optional<Target> partner_;
+  ReadOptions options_;
+  const double deadlineSeconds_;
+
+  Report report_;  ///< the whole one, of a reading in time
+
+  mutable std::mutex mutex_;
+  Report soFar_;
+  std::string current_ = "the connection";
+  Clock::time_point start_{};
+  bool late_ = false;
+};
+
+}  // namespace Kelvar::Tool
