@@ -72,6 +72,9 @@ Field FieldOf(const Value& value) {
   if (Json::Find(value, "bytes") != nullptr) {
     return {0, BytesOf(Json::Text(value, "bytes"))};
   }
+  if (Json::Find(value, "wide") != nullptr) {
+    return {3, BytesOf(Json::Text(value, "wide"))};
+  }
   const std::string text = Json::Text(value, "text");
   const std::string type = Json::Text(value, "type", "ascii");
   if (type == "bcd") {
@@ -119,6 +122,28 @@ void Overlay(Bytes& image, const Value& device) {
 
 }  // namespace
 
+namespace {
+
+/// Multirecords one after the other, each with its header; the last one is marked.
+Bytes MultiRecords(const Value& device) {
+  constexpr u8 recordVersion = 2;
+  constexpr u8 endOfList = 0x80;
+  Bytes all;
+  const auto records = Json::List(device, "records");
+  for (rapidjson::SizeType index = 0; index < records.Size(); ++index) {
+    const Bytes data = BytesOf(Json::Text(records[index], "bytes"));
+    const u8 last = index + 1 == records.Size() ? endOfList : u8{0};
+    Bytes header{static_cast<u8>(Json::Number(records[index], "type")), static_cast<u8>(last | recordVersion),
+                 static_cast<u8>(data.size()), ZeroSum(data)};
+    header.push_back(ZeroSum(header));
+    all.insert(all.end(), header.begin(), header.end());
+    all.insert(all.end(), data.begin(), data.end());
+  }
+  return all;
+}
+
+}  // namespace
+
 Bytes FruImage(const Value& device) {
   constexpr const char* areas[] = {"chassis", "board", "product"};  // in the order of their header bytes 2, 3, 4
   Bytes image(blockSize);
@@ -130,6 +155,11 @@ Bytes FruImage(const Value& device) {
       image.insert(image.end(), bytes.begin(), bytes.end());
       any = true;
     }
+  }
+  if (const Bytes records = MultiRecords(device); !records.empty()) {
+    image[5] = static_cast<u8>(image.size() / blockSize);
+    image.insert(image.end(), records.begin(), records.end());
+    any = true;
   }
   if (any) {
     image[0] = formatVersion;

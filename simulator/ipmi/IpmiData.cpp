@@ -7,6 +7,7 @@
 #include "simulator/ipmi/ByteText.h"
 #include "simulator/ipmi/FruImage.h"
 #include "simulator/ipmi/SdrRecord.h"
+#include "simulator/ipmi/SensorRecord.h"
 #include "simulator/machine/JsonFile.h"
 
 namespace Kelvar::Simulator {
@@ -16,6 +17,7 @@ namespace {
 using rapidjson::Value;
 
 constexpr const char* bmc = "0x20";
+constexpr u8 firstTypeWithoutTime = 0xE0;
 
 void WriteRule(std::ostream& out, const Value& rule) {
   out << "rule " << Json::Text(rule, "netFn") << ' ' << Json::Text(rule, "command") << ' '
@@ -63,6 +65,41 @@ void WriteReplies(std::ostream& out, const Value& data) {
   if (Json::Find(data, "sessionTimeoutSeconds") != nullptr) {
     out << "session-timeout " << Json::Number(data, "sessionTimeoutSeconds") << '\n';
   }
+  if (Json::Find(data, "latencyMs") != nullptr) {
+    out << "latency " << Json::Number(data, "latencyMs") << '\n';
+  }
+}
+
+/// Answers to Get Sensor Thresholds and Get Sensor Reading: of each sensor that a record stands for, in turn; the last
+/// one again.
+void WriteReadings(std::ostream& out, const Value& document) {
+  for (const auto& record : Json::List(document, "sdr")) {
+    if (const Bytes thresholds = LiveThresholds(record); !thresholds.empty()) {
+      const auto number = static_cast<u8>(Json::Number(record, "sensor"));
+      out << "rule 04 27 " << HexOf({number}) << " reply=00" << HexOf(thresholds) << '\n';
+    }
+    const auto readings = Json::List(record, "readings");
+    if (readings.Empty()) {
+      continue;
+    }
+    for (unsigned index = 0; index < SharedBy(record); ++index) {
+      const Value& reading = readings[std::min<rapidjson::SizeType>(index, readings.Size() - 1)];
+      const auto number = static_cast<u8>(Json::Number(record, "sensor") + index);
+      out << "rule 04 2D " << HexOf({number}) << " reply=" << HexOf(BytesOf(Json::Words(reading))) << '\n';
+    }
+  }
+}
+
+/// Answers to Get LAN Configuration Parameters; a channel that has any lacks the others.
+void WriteLanParameters(std::ostream& out, const Value& document) {
+  for (const auto& channel : Json::Members(document, "lan")) {
+    const std::string number = channel.name.GetString();
+    for (const auto& parameter : channel.value.GetObject()) {
+      out << "rule 0C 02 " << PatternOf(number + ' ' + parameter.name.GetString()) << " reply=0011"
+          << HexOf(BytesOf(Json::Words(parameter.value))) << '\n';
+    }
+    out << "rule 0C 02 " << PatternOf(number) << " reply=80\n";
+  }
 }
 
 const Value& FaultNamed(const Value& document, const std::string& name) {
@@ -74,9 +111,36 @@ const Value& FaultNamed(const Value& document, const std::string& name) {
   return *fault;
 }
 
+/// The event log: its entries, again and again with later times until there are as many as "selEntries" of the machine
+/// or of a fault says. An entry is its type and the 13 bytes that follow.
+std::vector<Bytes> EventLog(const Value& document, const Machine& machine) {
+  constexpr std::size_t entrySize = 14;
+  const auto entries = Json::List(document, "sel");
+  unsigned count = Json::Number(document, "selEntries", entries.Size());
+  for (const std::string& fault : machine.FaultsOf("ipmi")) {
+    count = Json::Number(FaultNamed(document, fault), "selEntries", count);
+  }
+  std::vector<Bytes> log;
+  for (unsigned number = 0; number < count && !entries.Empty(); ++number) {
+    Bytes entry = BytesOf(Json::Words(entries[number % entries.Size()]));
+    if (entry.size() != entrySize) {
+      throw std::runtime_error("an entry of the event log must have 14 bytes");
+    }
+    if (entry[0] < firstTypeWithoutTime) {
+      const unsigned later = entry[2] + number / entries.Size();  // in steps of 256 seconds
+      entry[2] = static_cast<u8>(later);
+      entry[3] = static_cast<u8>(entry[3] + (later >> 8));
+    }
+    log.push_back(std::move(entry));
+  }
+  return log;
+}
+
 std::string Replies(const Value& document, const Machine& machine) {
   std::ostringstream out;
   WriteReplies(out, document);
+  WriteReadings(out, document);
+  WriteLanParameters(out, document);
   for (const auto& device : Json::List(document, "fru")) {
     out << "fru " << Json::Number(device, "id") << ' ' << HexOf(FruImage(device)) << '\n';
   }
@@ -84,6 +148,13 @@ std::string Replies(const Value& document, const Machine& machine) {
   for (const auto& record : Json::List(document, "sdr")) {
     ++id;
     out << "record " << id << ' ' << SdrRecord(record, id).size() << '\n';
+  }
+  unsigned event = 0;
+  for (const Bytes& entry : EventLog(document, machine)) {
+    ++event;
+    if (entry[0] < firstTypeWithoutTime) {
+      out << "event " << event << ' ' << HexOf({entry.begin() + 1, entry.begin() + 5}) << '\n';
+    }
   }
   std::string replies;
   for (const std::string& fault : machine.FaultsOf("ipmi")) {
@@ -124,11 +195,23 @@ void WriteRepository(std::ostream& out, const Value& document) {
   for (const auto& record : Json::List(document, "sdr")) {
     out << "main_sdr_add " << bmc;
     WriteBytes(out, SdrRecord(record, ++id));
-    if (Json::Find(record, "sensor") != nullptr) {
+    if (Json::Find(record, "sensor") != nullptr && Json::Find(record, "record") == nullptr) {
       const unsigned sensor = Json::Number(record, "sensor");
       out << "sensor_add " << bmc << " 0 " << sensor << ' ' << Json::Number(record, "sensorType") << " 1\n"
           << "sensor_set_value " << bmc << " 0 " << sensor << ' ' << Json::Number(record, "value") << " 0\n";
     }
+  }
+}
+
+void WriteEventLog(std::ostream& out, const std::vector<Bytes>& log) {
+  constexpr unsigned room = 4000;
+  if (log.empty()) {
+    return;
+  }
+  out << "sel_enable " << bmc << ' ' << room << " 10\n";
+  for (const Bytes& entry : log) {
+    out << "sel_add " << bmc;
+    WriteBytes(out, entry);
   }
 }
 
@@ -162,6 +245,7 @@ IpmiConfiguration ReadIpmiData(const Machine& machine) {
     WriteController(emulator, *device);
     WriteFruDevices(emulator, document);
     WriteRepository(emulator, document);
+    WriteEventLog(emulator, EventLog(document, machine));
     emulator << "mc_enable " << bmc << "\nend_of_machine\n";
     return {emulator.str(), Replies(document, machine), Guid(document)};
   } catch (const std::runtime_error& error) {

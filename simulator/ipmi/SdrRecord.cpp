@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "simulator/ipmi/SensorRecord.h"
 #include "simulator/machine/JsonFile.h"
 
 namespace Kelvar::Simulator {
@@ -69,6 +70,10 @@ Bytes SdrRecord(const Value& record, unsigned id) {
   if (Json::Find(record, "fru") != nullptr) {
     type = fruDeviceLocator;
     body = LocatorBody(record);
+  } else if (Json::Find(record, "record") != nullptr) {
+    SensorBytes sensor = SensorRecord(record);
+    type = sensor.type;
+    body = std::move(sensor.body);
   } else if (Json::Find(record, "sensor") != nullptr) {
     type = fullSensor;
     body = SensorBody(record);

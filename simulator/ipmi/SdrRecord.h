@@ -10,6 +10,7 @@ namespace Kelvar::Simulator {
 ///   {"fru": 3, "entity": 15, "instance": 1, "name": ...}   FRU device locator
 ///   {"sensor": 1, "sensorType": 1, "unit": 1, "entity": ..., "instance": ..., "name": ..., "upper": [nc, c, nr]}
 ///                                                           full sensor record of a threshold sensor
+///   {"record": "full" | "compact" | "event", ...}          any sensor, see SensorRecord.h
 ///   {"type": 18, "body": bytes, "name": ...}                any other; the name is optional
 /// Numbers are decimal. `id` counts from 1.
 Bytes SdrRecord(const rapidjson::Value& record, unsigned id);

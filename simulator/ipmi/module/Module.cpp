@@ -51,6 +51,7 @@ constexpr int standardHandling = 0;
 
 int Handle(channel_t* channel, msg_t* message) {
   const std::span<const Kelvar::u8> data(message->data, message->len);
+  Wait(table->LatencyMs());
   if (const Rule* rule = table->Take(message->netfn, message->cmd, data)) {
     Wait(rule->delayMs);
     if (rule->silent) {
@@ -81,6 +82,7 @@ extern "C" int HandleResponse(channel_t* /*channel*/, msg_t* message, rsp_msg_t*
   try {
     Bytes answer(response->data, response->data + response->data_len);
     table->CutToRecord(message->netfn, message->cmd, {message->data, message->len}, answer);
+    table->StampEvent(message->netfn, message->cmd, answer);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is what the server keeps for its modules
     if (const auto* rule = reinterpret_cast<const Rule*>(message->oem_data)) {
       rule->Alter(answer);

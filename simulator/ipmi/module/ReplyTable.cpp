@@ -14,6 +14,7 @@ namespace {
 constexpr u8 netFnStorage = 0x0A;
 constexpr u8 readFruData = 0x11;
 constexpr u8 getSdr = 0x23;
+constexpr u8 getSelEntry = 0x43;
 constexpr u8 netFnOem = 0x3A;
 constexpr u8 readStore = 0x0B;
 constexpr u8 readPath = 0xC4;
@@ -152,12 +153,16 @@ void ReplyTable::ReadLine(const std::string& line) {
     fruDevices_[NumberOf<unsigned>(first)] = HexOf(second);
   } else if (kind == "record") {
     recordLengths_[NumberOf<unsigned>(first)] = NumberOf<std::size_t>(second);
+  } else if (kind == "event") {
+    eventTimes_[NumberOf<unsigned>(first)] = HexOf(second);
   } else if (kind == "suites") {
     suites_.clear();
     std::istringstream list(first);
     for (std::string suite; std::getline(list, suite, ',');) {
       suites_.push_back(NumberOf<unsigned>(suite));
     }
+  } else if (kind == "latency") {
+    latencyMs_ = NumberOf<unsigned>(first);
   } else if (kind == "session-timeout") {
     sessionTimeout_ = NumberOf<unsigned>(first);
   } else {
@@ -266,6 +271,19 @@ void ReplyTable::CutToRecord(u8 netFn, u8 command, std::span<const u8> request, 
   const auto record = id == 0 ? recordLengths_.begin() : recordLengths_.find(id);
   if (record != recordLengths_.end() && offset <= record->second) {
     answer.resize(std::min(answer.size(), headLength + record->second - offset));
+  }
+}
+
+void ReplyTable::StampEvent(u8 netFn, u8 command, Bytes& answer) const {
+  constexpr std::size_t timeAt = 6;  // after completion code, next ID, ID and type
+  if (netFn != netFnStorage || command != getSelEntry || answer.size() < timeAt + 4) {
+    return;
+  }
+  Text::ByteReader reader(answer);
+  reader.Skip(3);
+  const auto time = eventTimes_.find(reader.U16());
+  if (time != eventTimes_.end()) {
+    std::copy(time->second.begin(), time->second.end(), answer.begin() + timeAt);
   }
 }
 

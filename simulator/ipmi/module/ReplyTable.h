@@ -42,8 +42,10 @@ struct Rule {
 ///   path PATH HEX           value of a configuration path
 ///   fru ID HEX              contents of a FRU device
 ///   record ID LENGTH        length of a record of the sensor data repository
+///   event ID HEX            time stamp of an entry of the event log
 ///   suites 3,17             RMCP+ cipher suites served
 ///   session-timeout SECONDS
+///   latency MS              before every answer
 ///
 /// Numbers are decimal but for NETFN and COMMAND. PREFIX is "-" or hexadecimal with ".." for any byte.
 class ReplyTable {
@@ -62,8 +64,12 @@ class ReplyTable {
   /// memory there.
   void CutToRecord(u8 netFn, u8 command, std::span<const u8> request, Bytes& answer) const;
 
+  /// Puts the time of an entry into ipmi_sim's answer to Get SEL Entry: it stamps entries with its own clock.
+  void StampEvent(u8 netFn, u8 command, Bytes& answer) const;
+
   bool ServesSuite(unsigned suite) const;
   std::optional<unsigned> SessionTimeout() const { return sessionTimeout_; }
+  unsigned LatencyMs() const { return latencyMs_; }
 
  private:
   Bytes ReadStore(std::span<const u8> request) const;
@@ -76,8 +82,10 @@ class ReplyTable {
   std::map<std::string, Bytes> paths_;
   std::map<unsigned, Bytes> fruDevices_;
   std::map<unsigned, std::size_t> recordLengths_;
+  std::map<unsigned, Bytes> eventTimes_;
   std::vector<unsigned> suites_ = {3, 17};
   std::optional<unsigned> sessionTimeout_;
+  unsigned latencyMs_ = 0;
 };
 
 }  // namespace Kelvar::Simulator
