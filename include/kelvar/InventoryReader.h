@@ -32,6 +32,12 @@ struct InventoryReaderOptions {
   bool newest_first = false;
   /// Redfish: resources of one reading, 1 to 20000.
   u32 resource_limit = 20000;
+  /// IPMI over the network: sensor data records are kept in the process, and used again while the target's own times
+  /// say that they hold.
+  bool sdr_cache = true;
+  /// IPMI: folder for copies of these records that outlive the process, made with mode 0700 when missing; files have
+  /// mode 0600, and those that others may have written are ignored. Empty: none.
+  std::string sdr_cache_folder;
   /// TLS, IPMI session and the like.
   ConnectionOptions connection;
 };

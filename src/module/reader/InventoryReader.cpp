@@ -8,6 +8,7 @@
 #include "common/text/Escape.h"
 #include "module/reader/FamilyReader.h"
 #include "module/reader/cim/CimReader.h"
+#include "module/reader/ipmi/IpmiReader.h"
 #include "module/reader/redfish/RedfishReader.h"
 
 namespace Kelvar {
@@ -61,7 +62,7 @@ void ReadByProtocol(const Reader::ReadRequest& request, Inventory& inventory) {
   } else if (inventory.protocol == "cim") {
     Reader::ReadCim(request, inventory);
   } else {
-    FailRest(inventory, request.families, FailureCause::NotOffered, "not read over this protocol");
+    Reader::ReadIpmi(request, inventory);
   }
 }
 

@@ -50,7 +50,7 @@ TEST(Records, AreToldInWords) {
        Health::Critical},
       {Event(0x23, 0x6F, 0xC1, 0x04), nullptr, "watchdog 2 sensor 0x30: hard reset (timer use SMS/OS)",
        Health::Critical},
-      {Event(8, 0x0B, 0x01), nullptr, "power supply sensor 0x30: redundancy lost", Health::Warning},
+      {Event(8, 0x0B, 0x01), nullptr, "power supply sensor 0x30: redundancy lost", Health::Critical},
       {Event(0xC4, 0x71, 0x03, 1, 2), nullptr,
        "sensor type 0xc4 sensor 0x30: event type 0x71 state 3 (data 0x03 0x01 0x02)", Health::Unknown},
       {{1, 0, 0xC1, 0x80, 0x4C, 0xB8, 0x65, 0x4C, 0xFE, 0, 1, 2, 3, 4, 5, 6},

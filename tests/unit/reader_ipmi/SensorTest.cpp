@@ -169,7 +169,7 @@ TEST(Records, SharedOnesAreExpanded) {
     return text;
   };
   EXPECT_EQ(names(SharedRecord(0x03, 0x85, "DIMM ")), "DIMM 5/64/1 DIMM 6/65/2 DIMM 7/66/3 ");
-  EXPECT_EQ(names(SharedRecord(0x13, 25, "S")), "SZ/64/1 SAA/65/1 SAB/66/1 ");
+  EXPECT_EQ(names(SharedRecord(0x13, 25, "S")), "S Z/64/1 S AA/65/1 S AB/66/1 ");
   EXPECT_EQ(names(SharedRecord(0x01, 5, "One ")), "One/64/1 ");
   EXPECT_EQ(names(SharedRecord(0x00, 5, "One")), "One/64/1 ");
 }
@@ -226,7 +226,7 @@ TEST(States, AreTheStandardsWords) {
        {"correctable ECC/other correctable memory error logging limit reached"},
        Model::Health::Warning},
       {0x6F, 0x22, 0x0800, {"legacy ON state"}, Model::Health::Ok},
-      {0x0B, 0x08, 0x0002, {"redundancy lost"}, Model::Health::Warning},
+      {0x0B, 0x08, 0x0002, {"redundancy lost"}, Model::Health::Critical},
       {0x07, 0x01, 0x0040, {"transition to non-recoverable"}, Model::Health::Critical},
       {0x03, 0x15, 0x0002, {"state asserted"}, Model::Health::Unknown},
       {0x6F, 0x29, 0x0000, {}, Model::Health::Ok},

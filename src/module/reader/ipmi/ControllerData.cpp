@@ -17,7 +17,7 @@ using Guid = std::array<u8, 16>;
 std::string RevisionText(u8 major, u8 minor) {
   const bool bcd = (minor >> 4) <= 9 && (minor & 0x0F) <= 9;
   std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), bcd ? "%u.%02x" : "%u.%u", unsigned{major}, unsigned{minor});
+  (void)std::snprintf(text.data(), text.size(), bcd ? "%u.%02x" : "%u.%u", unsigned{major}, unsigned{minor});
   return text.data();
 }
 
@@ -36,6 +36,12 @@ Guid FromSmbios(Guid guid) {
 bool HasValidFields(const Guid& guid) {
   const u8 version = guid[6] >> 4;
   return version >= 1 && version <= 8 && (guid[8] & 0xC0) == 0x80;
+}
+
+/// By time and node, or random: what firmware makes.
+bool HasUsualFields(const Guid& guid) {
+  const u8 version = guid[6] >> 4;
+  return HasValidFields(guid) && (version == 1 || version == 4);
 }
 
 std::string RfcText(const Guid& guid) {
@@ -87,9 +93,12 @@ std::string GuidText(std::span<const u8> data) {
     return {};
   }
   const std::array<Guid, 3> orders = {FromSmbios(sent), Reversed(sent), sent};
-  const auto valid = std::find_if(orders.begin(), orders.end(), HasValidFields);
-  const auto count = std::count_if(orders.begin(), orders.end(), HasValidFields);
-  return RfcText(count == 1 ? *valid : orders.front());
+  for (const auto fits : {HasUsualFields, HasValidFields}) {
+    if (std::count_if(orders.begin(), orders.end(), fits) == 1) {
+      return RfcText(*std::find_if(orders.begin(), orders.end(), fits));
+    }
+  }
+  return RfcText(orders.front());
 }
 
 std::optional<ChassisStatus> ParseChassisStatus(std::span<const u8> data) {

@@ -27,7 +27,7 @@ std::string ZoneText(int minutes) {
   }
   const int size = std::abs(minutes);
   std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "%c%02d:%02d", minutes < 0 ? '-' : '+', size / 60, size % 60);
+  (void)std::snprintf(text.data(), text.size(), "%c%02d:%02d", minutes < 0 ? '-' : '+', size / 60, size % 60);
   return text.data();
 }
 

@@ -13,6 +13,7 @@ namespace {
 
 using Text::ByteReader;
 using Bytes = std::span<const u8>;
+using Faults = std::vector<FruFault>;
 
 constexpr std::size_t kBlock = 8;
 constexpr u8 kFormatVersion = 1;
@@ -29,7 +30,7 @@ bool IsEnglish(u8 language) noexcept {
 /// The fields of an area, one after the other.
 class FieldReader {
  public:
-  FieldReader(ByteReader& reader, bool english, const char* area, std::vector<std::string>& faults)
+  FieldReader(ByteReader& reader, bool english, const char* area, Faults& faults)
       : reader_(reader), english_(english), area_(area), faults_(faults) {}
 
   /// Empty from the end of the fields on.
@@ -46,7 +47,7 @@ class FieldReader {
     }
     if (length > reader_.Remaining()) {
       ended_ = true;
-      faults_.push_back(std::string("a field of the ") + area_ + " area goes past its end");
+      faults_.push_back({std::string("a field of the ") + area_ + " area goes past its end"});
       return {};
     }
     const Bytes bytes = reader_.Bytes(length);
@@ -72,14 +73,15 @@ class FieldReader {
   ByteReader& reader_;
   bool english_;
   const char* area_;
-  std::vector<std::string>& faults_;
+  Faults& faults_;
   bool ended_ = false;
 };
 
 /// The bytes of an area between its length and its checksum; nothing for an area that cannot be used.
-std::optional<Bytes> AreaBody(Bytes image, std::size_t offset, bool strict, const char* name,
-                              std::vector<std::string>& faults) {
-  const auto fault = [&](const char* what) { faults.push_back(std::string("the ") + name + " area " + what); };
+std::optional<Bytes> AreaBody(Bytes image, std::size_t offset, bool strict, const char* name, Faults& faults) {
+  const auto fault = [&](const char* what, bool losesValues = true) {
+    faults.push_back({std::string("the ") + name + " area " + what, losesValues});
+  };
   if (offset + 2 > image.size()) {
     fault("is not within the data");
     return std::nullopt;
@@ -97,15 +99,16 @@ std::optional<Bytes> AreaBody(Bytes image, std::size_t offset, bool strict, cons
   const Bytes area = rest.first(length);
   if (!SumsToZero(area)) {
     const bool unset = area.back() == 0x00 || area.back() == 0xFF;
-    fault(unset ? "has no checksum" : "has a wrong checksum");
-    if (strict || !unset) {
+    const bool usable = unset && !strict;
+    fault(unset ? "has no checksum" : "has a wrong checksum", !usable);
+    if (!usable) {
       return std::nullopt;
     }
   }
   return area.subspan(2, length - 3);
 }
 
-FruChassis ReadChassis(Bytes body, std::vector<std::string>& faults) {
+FruChassis ReadChassis(Bytes body, Faults& faults) {
   ByteReader reader(body);
   FruChassis chassis;
   chassis.type = reader.U8();
@@ -122,7 +125,7 @@ std::string DateText(u32 minutes) {
   return minutes == 0 || minutes == 0xFFFFFF ? std::string() : UtcText(kEpoch + static_cast<std::time_t>(minutes) * 60);
 }
 
-FruBoard ReadBoard(Bytes body, std::vector<std::string>& faults) {
+FruBoard ReadBoard(Bytes body, Faults& faults) {
   ByteReader reader(body);
   const bool english = IsEnglish(reader.U8());
   const u32 minutes = reader.U16();
@@ -137,7 +140,7 @@ FruBoard ReadBoard(Bytes body, std::vector<std::string>& faults) {
   return board;
 }
 
-FruProduct ReadProduct(Bytes body, std::vector<std::string>& faults) {
+FruProduct ReadProduct(Bytes body, Faults& faults) {
   ByteReader reader(body);
   FieldReader fields(reader, IsEnglish(reader.U8()), "product", faults);
   FruProduct product;
@@ -170,19 +173,19 @@ void ReadMultiRecords(Bytes image, std::size_t offset, FruInventory& fru) {
   for (std::size_t count = 0; count < kMostMultiRecords; ++count) {
     const auto header = ParseMultiRecordHeader(image.subspan(std::min(offset, image.size())));
     if (!header) {
-      fru.faults.emplace_back("a multirecord's header is cut or has a wrong checksum");
+      fru.faults.push_back({"a multirecord's header is cut or has a wrong checksum"});
       return;
     }
     offset += kMultiRecordHeaderSize;
     if (header->length > image.size() - offset) {
-      fru.faults.emplace_back("a multirecord goes past the end of the data");
+      fru.faults.push_back({"a multirecord goes past the end of the data"});
       return;
     }
     const Bytes data = image.subspan(offset, header->length);
     if (static_cast<u8>(std::accumulate(data.begin(), data.end(), unsigned{header->checksum})) == 0) {
       ReadMultiRecord(header->type, data, fru.records);
     } else {
-      fru.faults.emplace_back("a multirecord has a wrong checksum");
+      fru.faults.push_back({"a multirecord has a wrong checksum"});
     }
     if (header->last) {
       return;
@@ -212,11 +215,11 @@ FruInventory ParseFru(Bytes bytes) {
   FruInventory fru;
   const auto header = ParseFruHeader(bytes);
   if (!header) {
-    fru.faults.emplace_back("the common header is cut or has an unknown format");
+    fru.faults.push_back({"the common header is cut or has an unknown format"});
     return fru;
   }
   if (!header->checksumHolds) {
-    fru.faults.emplace_back("the common header has a wrong checksum");
+    fru.faults.push_back({"the common header has a wrong checksum", false});
   }
   const auto body = [&](std::size_t offset, const char* name) -> std::optional<Bytes> {
     return offset == 0 ? std::nullopt : AreaBody(bytes, offset, !header->checksumHolds, name, fru.faults);

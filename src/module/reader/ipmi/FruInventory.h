@@ -44,12 +44,18 @@ struct FruMultiRecords {
   std::optional<std::vector<u8>> systemGuid;
 };
 
+/// What is wrong with the data, in words.
+struct FruFault {
+  std::string text;
+  bool losesValues = true;
+};
+
 struct FruInventory {
   std::optional<FruChassis> chassis;
   std::optional<FruBoard> board;
   std::optional<FruProduct> product;
   FruMultiRecords records;
-  std::vector<std::string> faults;  ///< what is wrong with the data, in words
+  std::vector<FruFault> faults;
 
   bool IsEmpty() const noexcept { return !chassis && !board && !product; }
 };

@@ -20,14 +20,6 @@ std::string ReadName(ByteReader& reader) {
   return DecodeRecordName(TextTypeOf(typeLength), reader.Bytes(length));
 }
 
-/// The name that sensors share: a blank at its end is meant to be there, the instance follows it.
-std::string ReadSharedName(ByteReader& reader) {
-  const auto rest = ByteReader(reader).Rest();
-  const std::size_t length = rest.empty() ? 0 : rest[0] & 0x1F;
-  const bool blank = length > 0 && length < rest.size() && rest[length] == ' ';
-  return ReadName(reader) + (blank ? " " : "");
-}
-
 EntityKey ReadEntity(ByteReader& reader) {
   EntityKey entity;
   entity.id = reader.U8();
@@ -133,9 +125,7 @@ std::vector<SensorRecord> Expanded(const SensorRecord& shared, const Sharing& sh
       sensor.entity.instance = static_cast<u8>((shared.entity.instance + index) & 0x7F);
     }
     if (sharing.count > 1) {
-      sensor.name += InstanceName(sharing, index);
-    } else if (!sensor.name.empty() && sensor.name.back() == ' ') {
-      sensor.name.pop_back();
+      sensor.name += (sensor.name.empty() ? "" : " ") + InstanceName(sharing, index);
     }
     sensors.push_back(std::move(sensor));
   }
@@ -147,7 +137,7 @@ std::vector<SensorRecord> ReadCompact(ByteReader& reader) {
   const Sharing sharing = ReadSharing(reader);
   sensor.readableThresholds = 0;  // a compact record has no values of thresholds
   reader.Skip(6);                 // hysteresis, reserved, manufacturer's byte
-  sensor.name = ReadSharedName(reader);
+  sensor.name = ReadName(reader);
   return Expanded(sensor, sharing);
 }
 
@@ -160,7 +150,7 @@ std::vector<SensorRecord> ReadEventOnly(ByteReader& reader) {
   sensor.eventType = reader.U8() & 0x7F;
   const Sharing sharing = ReadSharing(reader);
   reader.Skip(2);
-  sensor.name = ReadSharedName(reader);
+  sensor.name = ReadName(reader);
   return Expanded(sensor, sharing);
 }
 

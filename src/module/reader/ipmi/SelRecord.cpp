@@ -50,7 +50,7 @@ SelOemTimed ReadOemTimed(ByteReader& reader) {
 
 std::string Hex(unsigned value, int digits) {
   std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "0x%0*x", digits, value);
+  (void)std::snprintf(text.data(), text.size(), "0x%0*x", digits, value);
   return text.data();
 }
 
@@ -73,7 +73,7 @@ std::string SourceOf(const SelEvent& event, const SensorRecord* sensor) {
 
 std::string NumberText(double number) {
   std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.6g", number);
+  (void)std::snprintf(text.data(), text.size(), "%.6g", number);
   return text.data();
 }
 

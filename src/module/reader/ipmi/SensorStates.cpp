@@ -59,7 +59,7 @@ constexpr SensorState kAvailability[] = {
     Ok("transition to on line"),    Ok("transition to off line"),   Ok("transition to off duty"),
     Warn("transition to degraded"), Ok("transition to power save"), Warn("install error")};
 constexpr SensorState kRedundancy[] = {Ok("fully redundant"),
-                                       Warn("redundancy lost"),
+                                       Crit("redundancy lost"),
                                        Warn("redundancy degraded"),
                                        Warn("non-redundant: sufficient resources from redundant"),
                                        Warn("non-redundant: sufficient resources from insufficient resources"),

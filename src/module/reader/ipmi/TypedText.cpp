@@ -161,7 +161,7 @@ std::string WithoutPlaceholder(std::string text) {
                  [](char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter; });
   const bool filler = lower.find_first_not_of(" .") == std::string::npos ||
                       lower.find_first_not_of("0 .-") == std::string::npos ||
-                      lower.find_first_not_of("x") == std::string::npos;
+                      lower.find_first_not_of('x') == std::string::npos;
   if (filler || std::find(kPlaceholders.begin(), kPlaceholders.end(), lower) != kPlaceholders.end()) {
     text.clear();
   }

@@ -1,0 +1,39 @@
+#include <array>
+
+#include "module/reader/ipmi/ReadingContext.h"
+#include "module/reader/ipmi/TypedText.h"
+
+namespace Kelvar::Reader::Ipmi {
+
+namespace {
+
+Model::Firmware Entry(const char* id, const char* name, const char* kind, std::string version) {
+  Model::Firmware firmware;
+  firmware.id = id;
+  firmware.name = name;
+  firmware.kind = kind;
+  firmware.version = std::move(version);
+  return firmware;
+}
+
+}  // namespace
+
+void ReadFirmware(ReadingContext& context) {
+  constexpr std::array<u8, 4> kUnset{};
+  FamilyProgress progress("firmware");
+  auto& list = context.inventory.firmware;
+  if (context.device) {
+    list.push_back(Entry("bmc", "BMC firmware", "bmc", context.device->firmware));
+    if (context.device->auxiliary != std::nullopt && *context.device->auxiliary != kUnset) {
+      list.push_back(Entry("bmc-auxiliary", "BMC auxiliary revision", "bmc", HexText(*context.device->auxiliary)));
+    }
+  } else {
+    progress.Miss(GapKind::Unusable, FailureCause::BadData, "device ID", "the response is too short");
+  }
+  if (std::string version = ReadSystemInfo(context.commands, kSystemFirmwareVersion); !version.empty()) {
+    list.push_back(Entry("system", "System firmware", "bios", std::move(version)));
+  }
+  context.inventory.ResultOf(Model::Family::Firmware) = progress.Result(!list.empty());
+}
+
+}  // namespace Kelvar::Reader::Ipmi

@@ -1,0 +1,244 @@
+#include <algorithm>
+#include <map>
+#include <set>
+#include <tuple>
+
+#include "common/text/ByteReader.h"
+#include "module/reader/ipmi/EventTime.h"
+#include "module/reader/ipmi/ReadingContext.h"
+#include "module/reader/ipmi/SelRecord.h"
+
+namespace Kelvar::Reader::Ipmi {
+
+namespace {
+
+constexpr u8 kStorage = 0x0A;
+constexpr u8 kGetSelInfo = 0x40;
+constexpr u8 kReserveSel = 0x42;
+constexpr u8 kGetSelEntry = 0x43;
+constexpr u8 kGetUtcOffset = 0x5C;
+constexpr u16 kFirstEntry = 0x0000;
+constexpr u16 kLastEntry = 0xFFFF;
+constexpr std::size_t kMostEntries = 65'535;
+
+struct Entry {
+  u16 next = kLastEntry;
+  SelRecord record;
+};
+
+/// Walks the chain of the system event log.
+class SelWalk {
+ public:
+  SelWalk(CommandRunner& commands, FamilyProgress& progress, std::size_t count)
+      : commands_(commands), progress_(progress), count_(count) {}
+
+  /// From the oldest entry on; at most `limit` when that is not 0.
+  void Forward(std::size_t limit) { Follow(kFirstEntry, limit); }
+
+  /// The newest entries. The chain leads forward alone: the start is guessed from the last entry's number, and the
+  /// whole log is walked where that fails.
+  void Newest(std::size_t limit) {
+    const auto last = limit > 0 && count_ > limit ? Get(kLastEntry) : std::nullopt;
+    const std::size_t lastId = last ? last->record.id : 0;
+    if (lastId >= limit && lastId > 0) {
+      const auto start = static_cast<u16>(lastId - limit + 1);
+      if (Get(start)) {
+        Follow(start, 0);
+        if (records_.size() >= limit && !records_.empty() && records_.back().id == lastId) {
+          KeepLast(limit);
+          return;
+        }
+        records_.clear();
+        seen_.clear();
+      }
+    }
+    Follow(kFirstEntry, 0);
+    KeepLast(limit);
+  }
+
+  std::vector<SelRecord>& Records() { return records_; }
+
+ private:
+  void KeepLast(std::size_t limit) {
+    if (limit > 0 && records_.size() > limit) {
+      records_.erase(records_.begin(), records_.end() - static_cast<std::ptrdiff_t>(limit));
+    }
+  }
+
+  void Follow(u16 id, std::size_t limit) {
+    while (limit == 0 || records_.size() < limit) {
+      const auto entry = Get(id);
+      if (!entry) {
+        const bool none = records_.empty() && reply_.outcome == Outcome::NotPresent;
+        if (!none) {
+          progress_.Miss(reply_, "event log entry " + std::to_string(id));
+        }
+        return;
+      }
+      if (!seen_.insert(entry->record.id).second || records_.size() >= kMostEntries) {
+        progress_.Miss(GapKind::Unusable, FailureCause::BadData, "event log",
+                       "the chain does not end: entry " + std::to_string(entry->record.id) + " follows again");
+        return;
+      }
+      records_.push_back(entry->record);
+      id = entry->next;
+      if (id == kLastEntry || id == kFirstEntry) {
+        return;
+      }
+    }
+  }
+
+  std::optional<Entry> Get(u16 id) {
+    constexpr unsigned kMostLost = 64;
+    reply_ = Ask(id);
+    while (reply_.outcome == Outcome::ReservationLost && lost_++ < kMostLost) {
+      Reserve();
+      reply_ = Ask(id);
+    }
+    Text::ByteReader reader(reply_.data);
+    Entry entry;
+    entry.next = reader.U16();
+    const auto record = ParseSelRecord(reader.Rest());
+    if (!reply_.Ok() || !record) {
+      return std::nullopt;
+    }
+    entry.record = *record;
+    return entry;
+  }
+
+  /// A whole entry: most targets ask for no reservation then.
+  CommandReply Ask(u16 id) {
+    constexpr u8 kWholeEntry = 0xFF;
+    return commands_.Run(kStorage, kGetSelEntry,
+                         {static_cast<u8>(reservation_), static_cast<u8>(reservation_ >> 8), static_cast<u8>(id),
+                          static_cast<u8>(id >> 8), 0, kWholeEntry});
+  }
+
+  void Reserve() {
+    const CommandReply reply = commands_.Run(kStorage, kReserveSel);
+    Text::ByteReader reader(reply.data);
+    const u16 reservation = reader.U16();
+    reservation_ = reply.Ok() && reader.Ok() ? reservation : 0;
+  }
+
+  CommandRunner& commands_;
+  FamilyProgress& progress_;
+  std::size_t count_;
+  CommandReply reply_;
+  u16 reservation_ = 0;
+  unsigned lost_ = 0;
+  std::vector<SelRecord> records_;
+  std::set<u16> seen_;
+};
+
+std::optional<int> ReadUtcOffset(CommandRunner& commands) {
+  const CommandReply reply = commands.Run(kStorage, kGetUtcOffset);
+  Text::ByteReader reader(reply.data);
+  const u16 bytes = reader.U16();
+  return reply.Ok() && reader.Ok() ? UtcOffsetOf(bytes) : std::nullopt;
+}
+
+/// Entries are told apart by their sensor, event type and offset.
+using Condition = std::tuple<SensorKey, u8, unsigned>;
+
+/// The numbers of assertions that a later deassertion ended.
+std::set<std::size_t> Resolved(const std::vector<SelRecord>& records) {
+  std::map<Condition, std::vector<std::size_t>> open;
+  std::set<std::size_t> resolved;
+  for (std::size_t index = 0; index < records.size(); ++index) {
+    const auto* event = std::get_if<SelEvent>(&records[index].body);
+    if (event == nullptr) {
+      continue;
+    }
+    auto& asserted = open[{event->sensor, event->eventType, event->Offset()}];
+    if (event->deasserted) {
+      resolved.insert(asserted.begin(), asserted.end());
+      asserted.clear();
+    } else {
+      asserted.push_back(index);
+    }
+  }
+  return resolved;
+}
+
+Model::LogEntry EntryOf(const SelRecord& record, const Repository& repository, std::optional<int> utcOffset) {
+  Model::LogEntry entry;
+  entry.log = "sel";
+  entry.id = std::to_string(record.id);
+  if (const auto timestamp = record.Timestamp()) {
+    entry.created = TimeText(*timestamp, utcOffset);
+  }
+  const auto* event = std::get_if<SelEvent>(&record.body);
+  SelText text = DescribeRecord(record, event != nullptr ? repository.Find(event->sensor) : nullptr);
+  entry.severity = NameOf(text.severity);
+  entry.message = std::move(text.message);
+  entry.source = std::move(text.source);
+  return entry;
+}
+
+/// Entries without a time are kept: nothing tells that they are older.
+bool IsBefore(const SelRecord& record, std::optional<std::int64_t> since, std::optional<int> utcOffset) {
+  const auto timestamp = record.Timestamp();
+  const auto seconds = timestamp ? UtcSecondsOf(*timestamp, utcOffset) : std::nullopt;
+  return since && seconds && *seconds < *since;
+}
+
+void AddEntries(ReadingContext& context, const std::vector<SelRecord>& records, std::size_t limit) {
+  const Repository& repository = RepositoryOf(context);
+  const auto utcOffset = ReadUtcOffset(context.commands);
+  const auto since = SecondsOf(context.options.logSince);
+  const std::set<std::size_t> resolved = Resolved(records);
+  std::vector<Model::LogEntry> entries;
+  for (std::size_t index = 0; index < records.size(); ++index) {
+    if (IsBefore(records[index], since, utcOffset)) {
+      continue;
+    }
+    entries.push_back(EntryOf(records[index], repository, utcOffset));
+    if (resolved.count(index) != 0) {
+      entries.back().resolved = true;
+    }
+  }
+  if (context.options.newestFirst) {
+    std::reverse(entries.begin(), entries.end());
+  }
+  if (limit > 0 && entries.size() > limit) {
+    entries.resize(limit);
+  }
+  auto& list = context.inventory.log_entries;
+  list.insert(list.end(), std::make_move_iterator(entries.begin()), std::make_move_iterator(entries.end()));
+}
+
+}  // namespace
+
+void ReadLogs(ReadingContext& context) {
+  FamilyProgress progress("logs");
+  Model::FamilyResult& result = context.inventory.ResultOf(Model::Family::Logs);
+  const CommandReply reply = context.commands.Run(kStorage, kGetSelInfo);
+  Text::ByteReader reader(reply.data);
+  reader.Skip(1);  // version
+  const std::size_t count = reader.U16();
+  if (!reply.Ok() || !reader.Ok()) {
+    if (!reply.IsAbsent()) {
+      progress.Miss(reply, "event log");
+    }
+    result = progress.Result(false);
+    return;
+  }
+  if (count == 0) {
+    result = {Model::FamilyStatus::Complete, FailureCause::None, ""};
+    return;
+  }
+  RepositoryOf(context);  // before the entries, which are lost more easily
+  SelWalk walk(context.commands, progress, count);
+  const std::size_t limit = context.options.logLimit;
+  if (context.options.newestFirst) {
+    walk.Newest(context.options.logSince.empty() ? limit : 0);
+  } else {
+    walk.Forward(context.options.logSince.empty() ? limit : 0);
+  }
+  AddEntries(context, walk.Records(), limit);
+  const bool any = !walk.Records().empty();
+  result = progress.Result(any);
+}
+
+}  // namespace Kelvar::Reader::Ipmi

@@ -1,0 +1,156 @@
+#include <span>
+
+#include "common/text/ByteReader.h"
+#include "module/reader/ipmi/LanParameters.h"
+#include "module/reader/ipmi/ReadingContext.h"
+
+namespace Kelvar::Reader::Ipmi {
+
+namespace {
+
+constexpr u8 kApplication = 0x06;
+constexpr u8 kGetChannelInfo = 0x42;
+constexpr u8 kTransport = 0x0C;
+constexpr u8 kGetLanParameters = 0x02;
+constexpr u8 kLastChannel = 0x0B;
+constexpr u8 kMediumLan = 0x04;
+constexpr u8 kMostSets = 16;
+
+/// Reads the parameters of one LAN channel.
+class LanChannel {
+ public:
+  LanChannel(ReadingContext& context, FamilyProgress& progress, u8 channel)
+      : context_(context), progress_(progress), channel_(channel) {}
+
+  Model::NetworkInterface Read() {
+    interface_.owner = "manager";
+    interface_.id = "channel-" + std::to_string(channel_);
+    interface_.name = "LAN channel " + std::to_string(channel_);
+    interface_.mac_address = MacText(Get(LanParameter::MacAddress));
+    interface_.vlan = VlanOf(Get(LanParameter::Vlan));
+    ReadIpv4();
+    ReadIpv6();
+    return std::move(interface_);
+  }
+
+  /// The port of IPMI messages; nothing when the target does not tell.
+  std::optional<u32> Port() {
+    const std::vector<u8> data = Get(LanParameter::PrimaryRmcpPort);
+    Text::ByteReader reader(data);
+    const u16 port = reader.U16();
+    return reader.Ok() && port != 0 ? std::optional<u32>(port) : std::nullopt;
+  }
+
+ private:
+  /// Data without the parameter's revision; empty when the target does not have it.
+  std::vector<u8> Get(LanParameter parameter, u8 set = 0) {
+    CommandReply reply =
+        context_.commands.Run(kTransport, kGetLanParameters, {channel_, static_cast<u8>(parameter), set, 0});
+    if (!reply.Ok()) {
+      if (!reply.IsAbsent()) {
+        progress_.Miss(reply, "LAN parameter " + std::to_string(static_cast<unsigned>(parameter)) + " of channel " +
+                                  std::to_string(channel_));
+      }
+      return {};
+    }
+    if (!reply.data.empty()) {
+      reply.data.erase(reply.data.begin());
+    }
+    return std::move(reply.data);
+  }
+
+  void ReadIpv4() {
+    const std::vector<u8> source = Get(LanParameter::Ipv4Source);
+    const std::string origin = source.empty() ? "" : Ipv4Origin(source[0]);
+    if (!origin.empty()) {
+      interface_.dhcp = origin == "dhcp";
+    }
+    Model::NetworkAddress address;
+    address.address = Ipv4Text(Get(LanParameter::Ipv4Address));
+    if (address.address.empty()) {
+      return;
+    }
+    address.family = "ipv4";
+    address.origin = origin;
+    address.prefix_length = PrefixLengthOf(Get(LanParameter::SubnetMask));
+    address.gateway = Ipv4Text(Get(LanParameter::DefaultGateway));
+    interface_.addresses.push_back(std::move(address));
+  }
+
+  void ReadIpv6() {
+    const Ipv6Counts counts = ParseIpv6Status(Get(LanParameter::Ipv6Status));
+    const std::size_t before = interface_.addresses.size();
+    ReadIpv6Sets(LanParameter::Ipv6StaticAddress, counts.fixed);
+    if (interface_.addresses.size() > before) {
+      const std::vector<u8> control = Get(LanParameter::Ipv6RouterControl);
+      constexpr u8 kStaticRouter = 0x01;
+      const bool fixed = !control.empty() && (control[0] & kStaticRouter) != 0;
+      SetGateway(before, fixed ? Ipv6Text(Get(LanParameter::Ipv6StaticRouter)) : std::string());
+    }
+    const std::size_t dynamic = interface_.addresses.size();
+    ReadIpv6Sets(LanParameter::Ipv6DynamicAddress, counts.dynamic);
+    if (interface_.addresses.size() > dynamic) {
+      const std::vector<u8> routers = Get(LanParameter::Ipv6DynamicRouterCount);
+      if (!routers.empty() && routers[0] > 0) {
+        const std::vector<u8> router = Get(LanParameter::Ipv6DynamicRouter);
+        SetGateway(dynamic, router.empty() ? std::string() : Ipv6Text(std::span(router).subspan(1)));
+      }
+    }
+  }
+
+  void ReadIpv6Sets(LanParameter parameter, u8 count) {
+    for (u8 set = 0; set < std::min(count, kMostSets); ++set) {
+      const auto data = Get(parameter, set);
+      if (auto address = ParseIpv6Address(data, parameter == LanParameter::Ipv6DynamicAddress)) {
+        interface_.addresses.push_back(std::move(*address));
+      }
+    }
+  }
+
+  /// A link-local address has no gateway.
+  void SetGateway(std::size_t first, const std::string& gateway) {
+    for (std::size_t at = first; at < interface_.addresses.size(); ++at) {
+      if (interface_.addresses[at].origin != "link_local") {
+        interface_.addresses[at].gateway = gateway;
+      }
+    }
+  }
+
+  ReadingContext& context_;
+  FamilyProgress& progress_;
+  u8 channel_;
+  Model::NetworkInterface interface_;
+};
+
+bool IsLan(ReadingContext& context, FamilyProgress& progress, u8 channel) {
+  const CommandReply reply = context.commands.Run(kApplication, kGetChannelInfo, {channel});
+  if (!reply.Ok()) {
+    if (!reply.IsAbsent()) {
+      progress.Miss(reply, "channel " + std::to_string(channel));
+    }
+    return false;
+  }
+  Text::ByteReader reader(reply.data);
+  reader.Skip(1);  // channel number
+  return (reader.U8() & 0x7F) == kMediumLan;
+}
+
+}  // namespace
+
+void ReadNetwork(ReadingContext& context) {
+  FamilyProgress progress("network");
+  auto& interfaces = context.inventory.network_interfaces;
+  for (u8 channel = 1; channel <= kLastChannel && !context.commands.IsOver(); ++channel) {
+    if (!IsLan(context, progress, channel)) {
+      continue;
+    }
+    LanChannel lan(context, progress, channel);
+    interfaces.push_back(lan.Read());
+    if (const auto port = context.inventory.network_services.empty() ? lan.Port() : std::nullopt) {
+      context.inventory.network_services.push_back({"ipmi", true, port});
+    }
+  }
+  context.inventory.ResultOf(Model::Family::Network) = progress.Result(!interfaces.empty());
+}
+
+}  // namespace Kelvar::Reader::Ipmi

@@ -1,0 +1,219 @@
+#include "module/reader/ipmi/SdrCache.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <mutex>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common/log/LogMacros.h"
+#include "common/text/ByteReader.h"
+
+namespace Kelvar::Reader::Ipmi {
+
+namespace {
+
+using SteadyTime = std::chrono::steady_clock::time_point;
+
+constexpr std::size_t kMostTargets = 1024;
+constexpr std::size_t kMostFileBytes = std::size_t{4} << 20;
+constexpr char kMagic[] = "kelvar sensor data records 1\n";
+
+struct Held {
+  RecordCopy copy;
+  SteadyTime stored;
+};
+
+std::mutex heldMutex;
+std::map<std::string, Held>& HeldCopies() {
+  static auto* const copies = new std::map<std::string, Held>();  // outlives threads at the end of the process
+  return *copies;
+}
+
+std::optional<RecordCopy> FindHeld(const std::string& key, const RepositoryStamp& stamp) {
+  constexpr std::chrono::hours kTimelessAge(1);
+  const std::lock_guard<std::mutex> lock(heldMutex);
+  const auto held = HeldCopies().find(key);
+  if (held == HeldCopies().end() || held->second.copy.stamp != stamp ||
+      (stamp.IsTimeless() && std::chrono::steady_clock::now() - held->second.stored > kTimelessAge)) {
+    return std::nullopt;
+  }
+  return held->second.copy;
+}
+
+void Hold(const std::string& key, const RecordCopy& copy) {
+  const std::lock_guard<std::mutex> lock(heldMutex);
+  auto& copies = HeldCopies();
+  if (copies.size() >= kMostTargets && copies.count(key) == 0) {
+    copies.erase(copies.begin());
+  }
+  copies[key] = {copy, std::chrono::steady_clock::now()};
+}
+
+/// FNV-1a
+u64 Hash(const std::string& text) {
+  u64 hash = 0xCBF29CE484222325;
+  for (const char letter : text) {
+    hash = (hash ^ static_cast<u8>(letter)) * 0x100000001B3;
+  }
+  return hash;
+}
+
+std::string HexOf(u64 number) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (int shift = 60; shift >= 0; shift -= 4) {
+    text += kDigits[(number >> shift) & 0x0F];
+  }
+  return text;
+}
+
+void AppendU16(std::string& bytes, unsigned number) {
+  bytes.append({static_cast<char>(number), static_cast<char>(number >> 8)});
+}
+
+void AppendU32(std::string& bytes, u32 number) {
+  AppendU16(bytes, number & 0xFFFF);
+  AppendU16(bytes, number >> 16);
+}
+
+class File {
+ public:
+  explicit File(int descriptor) : descriptor_(descriptor) {}
+  ~File() {
+    if (descriptor_ >= 0) {
+      close(descriptor_);
+    }
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  int Descriptor() const noexcept { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+/// Nothing for a file that is not there or that another user may have written.
+std::optional<std::string> ReadOwnFile(const std::string& path) {
+  const File file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  struct stat status {};
+  if (file.Descriptor() < 0 || fstat(file.Descriptor(), &status) != 0) {
+    return std::nullopt;
+  }
+  const bool own = S_ISREG(status.st_mode) && status.st_uid == geteuid() && (status.st_mode & 022) == 0;
+  if (!own || status.st_size < 0 || static_cast<std::size_t>(status.st_size) > kMostFileBytes) {
+    KELVAR_LOG(2) << "IPMI reading: " << path << " is not used: not an own file, writable by others, or too large";
+    return std::nullopt;
+  }
+  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+  const ssize_t count = read(file.Descriptor(), bytes.data(), bytes.size());
+  return count == status.st_size ? std::optional<std::string>(std::move(bytes)) : std::nullopt;
+}
+
+/// A new file takes the place of the old one as a whole.
+bool WriteOwnFile(const std::string& path, const std::string& bytes) {
+  std::string temporary = path + ".XXXXXX";
+  const File file(mkostemp(temporary.data(), O_CLOEXEC));  // mode 0600
+  if (file.Descriptor() < 0) {
+    return false;
+  }
+  if (write(file.Descriptor(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
+      rename(temporary.c_str(), path.c_str()) == 0) {
+    return true;
+  }
+  const int error = errno;
+  unlink(temporary.c_str());
+  errno = error;
+  return false;
+}
+
+}  // namespace
+
+bool RepositoryStamp::IsTimeless() const noexcept {
+  constexpr u32 kUnspecified = 0xFFFFFFFF;
+  const auto none = [](u32 time) { return time == 0 || time == kUnspecified; };
+  return none(added) && none(erased);
+}
+
+std::optional<RecordCopy> SdrCache::Find(const std::string& key, const RepositoryStamp& stamp) const {
+  if (auto copy = FindHeld(key, stamp)) {
+    return copy;
+  }
+  if (folder_.empty() || stamp.IsTimeless()) {
+    return std::nullopt;
+  }
+  const auto bytes = ReadOwnFile(FileOf(key));
+  auto copy = bytes ? DecodeCopy(key, *bytes) : std::nullopt;
+  if (!copy || copy->stamp != stamp) {
+    return std::nullopt;
+  }
+  Hold(key, *copy);
+  return copy;
+}
+
+void SdrCache::Store(const std::string& key, const RecordCopy& copy) const {
+  Hold(key, copy);
+  if (folder_.empty() || copy.stamp.IsTimeless()) {
+    return;
+  }
+  if (mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) {
+    KELVAR_LOG(2) << "IPMI reading: folder " << folder_ << ": " << std::strerror(errno);
+    return;
+  }
+  if (!WriteOwnFile(FileOf(key), EncodeCopy(key, copy))) {
+    KELVAR_LOG(2) << "IPMI reading: no copy of sensor data records in " << folder_ << ": " << std::strerror(errno);
+  }
+}
+
+void SdrCache::ClearProcess() {
+  const std::lock_guard<std::mutex> lock(heldMutex);
+  HeldCopies().clear();
+}
+
+std::string SdrCache::FileOf(const std::string& key) const {
+  return folder_ + "/sdr-" + HexOf(Hash(key));
+}
+
+std::string EncodeCopy(const std::string& key, const RecordCopy& copy) {
+  std::string bytes = kMagic + key + "\n";
+  AppendU16(bytes, copy.stamp.count);
+  AppendU32(bytes, copy.stamp.added);
+  AppendU32(bytes, copy.stamp.erased);
+  AppendU16(bytes, static_cast<unsigned>(copy.records.size()));
+  for (const std::vector<u8>& record : copy.records) {
+    AppendU16(bytes, static_cast<unsigned>(record.size()));
+    bytes.append(record.begin(), record.end());
+  }
+  return bytes + HexOf(Hash(bytes));
+}
+
+std::optional<RecordCopy> DecodeCopy(const std::string& key, const std::string& bytes) {
+  constexpr std::size_t kHashSize = 16;
+  const std::string start = kMagic + key + "\n";
+  if (bytes.size() < start.size() + kHashSize || bytes.compare(0, start.size(), start) != 0) {
+    return std::nullopt;
+  }
+  const std::string hashed = bytes.substr(0, bytes.size() - kHashSize);
+  if (bytes.substr(hashed.size()) != HexOf(Hash(hashed))) {
+    return std::nullopt;
+  }
+  const std::vector<u8> body(hashed.begin() + static_cast<std::ptrdiff_t>(start.size()), hashed.end());
+  Text::ByteReader reader(body);
+  RecordCopy copy;
+  copy.stamp.count = reader.U16();
+  copy.stamp.added = reader.U32();
+  copy.stamp.erased = reader.U32();
+  const std::size_t count = reader.U16();
+  for (std::size_t index = 0; index < count && reader.Ok(); ++index) {
+    const auto record = reader.Bytes(reader.U16());
+    copy.records.emplace_back(record.begin(), record.end());
+  }
+  return reader.Ok() && reader.Remaining() == 0 ? std::optional<RecordCopy>(std::move(copy)) : std::nullopt;
+}
+
+}  // namespace Kelvar::Reader::Ipmi

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <kelvar/Types.h>
+
+namespace Kelvar::Reader::Ipmi {
+
+/// What tells whether copies of records still hold: Get SDR Repository Info.
+struct RepositoryStamp {
+  u16 count = 0;
+  u32 added = 0;   ///< time of the last addition
+  u32 erased = 0;  ///< time of the last erasure
+  bool operator==(const RepositoryStamp&) const = default;
+  /// The target keeps no times: only the number of records could tell a change.
+  bool IsTimeless() const noexcept;
+};
+
+/// Records as they came, in the order of their chain.
+struct RecordCopy {
+  RepositoryStamp stamp;
+  std::vector<std::vector<u8>> records;
+};
+
+/// Copies of sensor data repositories: in the process, and in a folder where one is named. Any thread.
+///
+/// `key` names target, manufacturer, product and firmware. A copy holds while the target's stamp is the same; without
+/// times, for an hour in the process and never from a file. A file has mode 0600 and a checksum; one that is not
+/// wholly valid, or that others may have written, is ignored. Failures to write are logged.
+class SdrCache {
+ public:
+  explicit SdrCache(std::string folder) : folder_(std::move(folder)) {}
+
+  std::optional<RecordCopy> Find(const std::string& key, const RepositoryStamp& stamp) const;
+  void Store(const std::string& key, const RecordCopy& copy) const;
+  /// Forgets what the process holds.
+  static void ClearProcess();
+
+ private:
+  std::string FileOf(const std::string& key) const;
+
+  std::string folder_;
+};
+
+/// The contents of a file, and back. Nothing for bytes that are not wholly valid or belong to another key.
+std::string EncodeCopy(const std::string& key, const RecordCopy& copy);
+std::optional<RecordCopy> DecodeCopy(const std::string& key, const std::string& bytes);
+
+}  // namespace Kelvar::Reader::Ipmi

@@ -1,0 +1,84 @@
+// Copies of sensor data records, in the process and in files.
+
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "module/reader/ipmi/SdrCache.h"
+#include "support/TemporaryFolder.h"
+
+namespace Kelvar::Reader::Ipmi {
+namespace {
+
+using Test::TemporaryFolder;
+
+const RecordCopy kCopy = {{2, 0x65B84C80, 0x65B84C00}, {{1, 2, 3}, {}, std::vector<u8>(300, 7)}};
+
+TEST(Cache, IsDecodedOnlyWhenWholeAndOfTheSameKey) {
+  const std::string bytes = EncodeCopy("key", kCopy);
+  const auto copy = DecodeCopy("key", bytes);
+  ASSERT_TRUE(copy);
+  EXPECT_EQ(copy->stamp, kCopy.stamp);
+  EXPECT_EQ(copy->records, kCopy.records);
+  EXPECT_FALSE(DecodeCopy("other", bytes));
+  for (std::size_t at = 0; at < bytes.size(); ++at) {
+    std::string changed = bytes;
+    changed[at] = static_cast<char>(changed[at] ^ 1);
+    EXPECT_FALSE(DecodeCopy("key", changed)) << at;
+    EXPECT_FALSE(DecodeCopy("key", bytes.substr(0, at))) << at;
+  }
+}
+
+TEST(Cache, HoldsWhileTheStampIsTheSame) {
+  SdrCache::ClearProcess();
+  const SdrCache cache("");
+  EXPECT_FALSE(cache.Find("a", kCopy.stamp));
+  cache.Store("a", kCopy);
+  EXPECT_TRUE(cache.Find("a", kCopy.stamp));
+  EXPECT_FALSE(cache.Find("b", kCopy.stamp));
+  EXPECT_FALSE(cache.Find("a", {2, 0x65B84C81, 0x65B84C00}));
+  EXPECT_FALSE(cache.Find("a", {3, 0x65B84C80, 0x65B84C00}));
+}
+
+TEST(Cache, AFileIsPrivateAndCheckedBeforeItIsUsed) {
+  const TemporaryFolder folder;
+  const std::string place = (folder.Path() / "cache").string();
+  const SdrCache cache(place);
+  cache.Store("a", kCopy);
+  std::filesystem::path file;
+  for (const auto& entry : std::filesystem::directory_iterator(place)) {
+    file = entry.path();
+  }
+  struct stat status {};
+  ASSERT_EQ(stat(file.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600U);
+
+  const auto found = [&] {
+    SdrCache::ClearProcess();
+    return cache.Find("a", kCopy.stamp).has_value();
+  };
+  EXPECT_TRUE(found());
+  ASSERT_EQ(chmod(file.c_str(), 0622), 0);
+  EXPECT_FALSE(found()) << "others may have written it";
+  ASSERT_EQ(chmod(file.c_str(), 0600), 0);
+  EXPECT_TRUE(found());
+  std::filesystem::rename(file, file.string() + ".real");
+  std::filesystem::create_symlink(file.string() + ".real", file);
+  EXPECT_FALSE(found()) << "a link";
+  std::filesystem::remove(file);
+  std::ofstream(file) << "rubbish";
+  EXPECT_FALSE(found());
+}
+
+TEST(Cache, WithoutTimesOnlyTheProcessHoldsACopy) {
+  const TemporaryFolder folder;
+  const SdrCache cache(folder.Path().string());
+  const RecordCopy timeless = {{2, 0, 0xFFFFFFFF}, {{1}}};
+  cache.Store("t", timeless);
+  EXPECT_TRUE(cache.Find("t", timeless.stamp));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+}
+
+}  // namespace
+}  // namespace Kelvar::Reader::Ipmi
