@@ -61,6 +61,10 @@ class PageTemplate {
       Value filled(rapidjson::kObjectType);
       for (const auto& [key, member] : value.GetObject()) {
         Value content = Fill(member, scope);
+        const std::string_view name(key.GetString());
+        if (content.IsNumber() && (name == "Id" || name == "MemberId")) {
+          content.SetString(TextOf(content).c_str(), allocator_);
+        }
         if (!content.IsString() || std::string_view(content.GetString()) != "@absent") {
           filled.AddMember(FillText({key.GetString(), key.GetStringLength()}, scope), content, allocator_);
         }

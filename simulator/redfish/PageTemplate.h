@@ -18,7 +18,8 @@ namespace Kelvar::Simulator {
 ///     "{n*0.5+20}"     is a number: the variable times a factor plus an offset
 ///     "{n@time}"       is a time without zone, `n` times eleven minutes after the beginning of 2026
 ///
-/// and a member whose value is "@absent" is left out. Braces around anything else stay as they are.
+/// Members "Id" and "MemberId" are texts even so, and a member whose value is "@absent" is left out. Braces around
+/// anything else stay as they are.
 ///
 /// Calls `page` with the path, without a "/" at its end, and the text of each page. Throws std::runtime_error.
 void ReadPages(const std::string& json,

@@ -255,13 +255,14 @@ TEST(RedfishService, FillsInTemplates) {
   const auto read = [&pages](const std::string& json) {
     ReadPages(json, [&pages](const std::string& path, const std::string& text) { pages[path] = text; });
   };
-  read(R"([{"@each": {"n": [1, 2]}, "@items": [{"@odata.id": "/{n}/", "t": "{n@time}Z", "v": "{n*0.5+20}", "w": "{n*2}",
+  read(
+      R"([{"@each": {"n": [1, 2]}, "@items": [{"@odata.id": "/{n}/", "t": "{n@time}Z", "v": "{n*0.5+20}", "Id": "{n*2}",
     "x": "{y}{n}", "list": [0,
       {"@each": [["kids"], [["a", 7]]], "@items": [{"@each": {"kid": "{kids}"}, "@items": ["{kid}"]}]},
       {"@each": [["a", "{n}"], ["@absent", null]], "@items": ["{n}{a}", {"a": "{a}"}]}]}]}])");
   EXPECT_EQ(
       pages.at("/2"),
-      R"({"@odata.id":"/2/","t":"2026-01-01T00:22:00Z","v":21.0,"w":4,"x":"{y}2","list":[0,"a",7,"2@absent",{}]})");
+      R"({"@odata.id":"/2/","t":"2026-01-01T00:22:00Z","v":21.0,"Id":"4","x":"{y}2","list":[0,"a",7,"2@absent",{}]})");
   for (const char* wrong :
        {"{}", "[", "[{}]", R"([{"@each": {"n": 1}, "@items": []}])", R"([{"@each": {"n": "{m}"}, "@items": []}])",
         R"([{"@each": [["a"], [1, 2]], "@items": []}])", R"([{"@each": [["a"], ["x"]], "@items": ["{a*2}"]}])",

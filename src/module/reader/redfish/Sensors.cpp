@@ -136,8 +136,10 @@ void TakeRows(Collected& to, const Node& node, JsonValue json, const RowShape& r
   std::size_t index = 0;
   for (const JsonValue element : json[row.list].Elements()) {
     const std::string id = node.id + "#/" + row.list + '/' + std::to_string(index++);
-    // A row without the property of the reading is none of a sensor: power supplies of fans, limits of power.
-    if (!element[row.reading] && !element[row.formerReading]) {
+    // A temperature or voltage without a reading is a sensor that is off; other rows without one are none of a sensor:
+    // power supplies of fans, limits of power.
+    const bool isSensor = &row == &kTemperatures || &row == &kVoltages;
+    if (!isSensor && !element[row.reading] && !element[row.formerReading]) {
       continue;
     }
     Sensor sensor = FromRow(element, row);
