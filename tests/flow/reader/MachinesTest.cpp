@@ -193,6 +193,28 @@ TEST_P(Machines, GiveWhatAPersonWouldExpect) {
   }
 }
 
+TEST_P(Machines, GiveIdsThatAreTheirsAloneAndLeadSomewhere) {
+  const auto records = AllRecords(Read());
+  std::set<std::string> places;
+  for (const auto& [family, found] : records) {
+    std::set<std::string> ids;
+    for (Record record : found) {
+      EXPECT_TRUE(family == "network_services" || ids.insert(record["id"]).second) << family << ": " << record["id"];
+    }
+    if (family == "systems" || family == "components") {
+      places.insert(ids.begin(), ids.end());
+    }
+  }
+  for (const auto& [family, found] : records) {
+    for (Record record : found) {
+      for (const char* key : {"parent", "component"}) {
+        const std::string& place = record[key];
+        EXPECT_TRUE(place.empty() || places.count(place) > 0) << family << ", " << record["id"] << ": " << place;
+      }
+    }
+  }
+}
+
 TEST_P(Machines, GiveNoPlaceholders) {
   const std::set<std::string> placeholders{"To be filled by O.E.M.",
                                            "NA",

@@ -46,6 +46,7 @@ struct Collected {
   std::map<std::string, Ports> ports;              ///< by the adapter's id in lower case
   std::map<std::string, std::string> places;       ///< what may hold something: id in lower case -> id
   std::map<std::string, std::string> containedBy;  ///< chassis: id in lower case -> id of the one around it
+  std::map<std::string, std::string> joined;       ///< parts told twice: id of the one left out -> id of the other
   std::map<std::string, std::string> hostNames;    ///< of managers, by their id in lower case
 
   bool Wants(Model::Family family) const { return (wanted & MaskOf(family)) != 0; }

@@ -158,7 +158,7 @@ constexpr std::array<KindRow, 11> kKinds = {{
 void Add(Collected& to, Component component, JsonValue json, bool legacy) {
   to.places.emplace(Lower(component.id), component.id);
   TakeLed(to, component.id, json);
-  if (to.Wants(Model::Family::Components)) {
+  if (to.Wants(Model::Family::Components) || to.Wants(Model::Family::Leds)) {
     to.parts.push_back({std::move(component), legacy});
   }
 }

@@ -151,7 +151,8 @@ bool IsSameDrive(const Component& storage, const Component& chassis) {
 }
 
 /// Drives that stand both in a storage and in a chassis.
-void JoinDrives(Parts& parts) {
+void JoinDrives(Collected& from) {
+  Parts& parts = from.parts;
   std::multimap<std::string, Component*> inStorage;  // by serial number, or the last segment where there is none
   std::vector<Component*> inChassis;
   for (Collected::Part& part : parts) {
@@ -179,6 +180,7 @@ void JoinDrives(Parts& parts) {
         same->second->state.clear();
       }
       Fill(*same->second, *drive);
+      from.joined[drive->id] = same->second->id;
       inStorage.erase(same);
       doubles.insert(drive);
       break;
@@ -205,7 +207,10 @@ void FinishComponents(Collected& from) {
   JoinRows(from.parts, "power_supply");
   JoinRows(from.parts, "fan");
   DropFormerStorage(from.parts);
-  JoinDrives(from.parts);
+  JoinDrives(from);
+  if (!from.Wants(Model::Family::Components)) {
+    return;
+  }
   auto& components = from.inventory->components;
   for (Collected::Part& part : from.parts) {
     Component& component = part.record;

@@ -1,4 +1,7 @@
 #include <algorithm>
+#include <iterator>
+#include <set>
+#include <string>
 #include <utility>
 
 #include "module/reader/redfish/Collected.h"
@@ -31,6 +34,16 @@ void TakeLed(Collected& to, const std::string& id, JsonValue json) {
 
 void FinishLeds(Collected& from) {
   auto& leds = from.inventory->leds;
+  std::set<std::string> ids;
+  std::transform(leds.begin(), leds.end(), std::inserter(ids, ids.end()), [](const Model::Led& led) { return led.id; });
+  const auto isDouble = [&](Model::Led& led) {
+    const auto joined = from.joined.find(led.id);
+    if (joined != from.joined.end()) {
+      led.id = led.parent = joined->second;
+    }
+    return joined != from.joined.end() && !ids.insert(joined->second).second;
+  };
+  leds.erase(std::remove_if(leds.begin(), leds.end(), isDouble), leds.end());
   std::stable_sort(leds.begin(), leds.end(),
                    [](const Model::Led& left, const Model::Led& right) { return NaturalLess(left.id, right.id); });
 }
