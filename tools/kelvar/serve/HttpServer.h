@@ -28,7 +28,7 @@ struct HttpLimits {
   std::size_t connectionsOfAddress = 256;
   std::chrono::milliseconds header = std::chrono::seconds(5);  ///< to send a request; the first one from connecting on
   std::chrono::milliseconds idle = std::chrono::seconds(150);  ///< between two; scrapes come every minute or so
-  std::size_t pendingBytes = 64 * 1024 * 1024;                 ///< of all answers that are being read
+  std::size_t pendingBytes = std::size_t{64} << 20;            ///< of all answers that are being read
   std::chrono::milliseconds response = std::chrono::seconds(30);  ///< to read one
 };
 
