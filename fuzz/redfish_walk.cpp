@@ -45,7 +45,8 @@ class Service {
     FUZZ_CHECK(request.url.starts_with(kOrigin) && request.url.size() > kOrigin.size());
     const std::string path = request.url.substr(kOrigin.size());
     FUZZ_CHECK(path.front() == '/');
-    FUZZ_CHECK(std::none_of(path.begin(), path.end(), [](unsigned char letter) { return letter <= ' ' || letter == 0x7F; }));
+    FUZZ_CHECK(
+        std::none_of(path.begin(), path.end(), [](unsigned char letter) { return letter <= ' ' || letter == 0x7F; }));
     FUZZ_CHECK(++requests_ <= 8 * kResources);
     Rest::TransferResult result;
     if (request.method == "POST") {
@@ -152,9 +153,9 @@ void CheckIds(const std::vector<Record>& records) {
 
 void CheckNumbers(const Inventory& inventory) {
   for (const Sensor& sensor : inventory.sensors) {
-    for (const auto* number : {&sensor.reading, &sensor.lower_fatal, &sensor.lower_critical, &sensor.lower_caution,
-                               &sensor.upper_caution, &sensor.upper_critical, &sensor.upper_fatal, &sensor.range_min,
-                               &sensor.range_max}) {
+    for (const auto* number :
+         {&sensor.reading, &sensor.lower_fatal, &sensor.lower_critical, &sensor.lower_caution, &sensor.upper_caution,
+          &sensor.upper_critical, &sensor.upper_fatal, &sensor.range_min, &sensor.range_max}) {
       FUZZ_CHECK(!*number || std::isfinite(**number));
     }
   }

@@ -5,8 +5,6 @@
 #include <memory>
 #include <utility>
 
-#include <kelvar/ConnectionOptions.h>
-
 #include "tools/kelvar/Judgement.h"
 #include "tools/kelvar/ServiceRoot.h"
 
@@ -53,7 +51,7 @@ class Reading {
 
   Report Run(const std::vector<const Operation*>& operations, const std::optional<Target>& partner,
              const Progress& progress) {
-    const ConnectionOptionsScope options(ConnectionOptions{});
+    const ConnectionOptionsScope options(options_.connection);
     bool reached = false;
     try {
       if (const auto inventory = ConnectNow(partner)) {
@@ -111,6 +109,9 @@ class Reading {
         report_.results.push_back(std::move(result));
         if (progress && !progress(report_.results.back())) {
           return;
+        }
+        if (!options_.keepRecords) {
+          report_.results.back().records = {};
         }
       }
     }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <kelvar/ConnectionOptions.h>
+
 #include "tools/kelvar/Report.h"
 #include "tools/kelvar/Target.h"
 
@@ -13,6 +15,8 @@ namespace Kelvar::Tool {
 struct ReadOptions {
   std::vector<std::string> what;  ///< empty: everything that the target offers
   bool commonEventId = false;     ///< CIM: the event log with common event IDs
+  ConnectionOptions connection = {};
+  bool keepRecords = true;  ///< else `progress` alone gets them; the report has none
   /// Told of each operation that begins: its position from 1 and how many there are. On the reading thread.
   std::function<void(const Operation& operation, std::size_t position, std::size_t count)> begin = {};
 };

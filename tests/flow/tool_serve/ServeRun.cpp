@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -59,6 +60,22 @@ std::string ServeRun::OwnMetric(const std::string& series) const {
   const std::size_t at = page.find('\n' + series + ' ');
   const std::size_t value = at + series.size() + 2;
   return at == std::string::npos ? "" : page.substr(value, page.find('\n', value) - value);
+}
+
+std::size_t ServeRun::PeakMiB() const {
+  const std::string parent = std::to_string(process_);  // timeout
+  std::ifstream children("/proc/" + parent + "/task/" + parent + "/children");
+  std::string child;
+  children >> child;
+  std::ifstream status("/proc/" + child + "/status");
+  constexpr std::size_t kKiBPerMiB = 1024;
+  const std::string key = "VmHWM:";
+  for (std::string line; std::getline(status, line);) {
+    if (line.compare(0, key.size(), key) == 0) {
+      return std::stoul(line.substr(key.size())) / kKiBPerMiB;
+    }
+  }
+  throw std::runtime_error("no memory of kelvar serve");
 }
 
 int ServeRun::Stop() {

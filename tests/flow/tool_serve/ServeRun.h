@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ class ServeRun {
   std::string Get(const std::string& path, const std::vector<std::string>& options = {}) const;
   /// Value of a series of the exporter's own metrics; empty when it has none.
   std::string OwnMetric(const std::string& series) const;
+  /// The most memory that it ever had.
+  std::size_t PeakMiB() const;
   /// Ends it by SIGTERM and gives its exit code; 128 and the signal when it was one that ended it.
   int Stop();
 

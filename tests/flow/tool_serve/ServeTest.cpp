@@ -252,6 +252,33 @@ TEST(Scrapes, AreAnsweredInTimeWithWhatThereIs) {
   EXPECT_EQ(serve.Stop(), 0);
 }
 
+TEST(Scrapes, OfAHostileTargetTakeABoundedAmountOfMemory) {
+  const auto filled = [](const std::string& piece, const std::string& end, std::size_t bytes) {
+    std::string body = "{\"Members\":[";
+    while (body.size() < bytes) {
+      body += piece;
+    }
+    return body + end + "]}";
+  };
+  constexpr std::size_t allowed = 7 << 20;
+  const std::string bodies[] = {
+      filled(R"({"Thresholds":0},)", "0", allowed),  // many sensors
+      filled(R"({"Thresholds":0,"Name":")" + std::string(allowed / 2, 'x') + "\"},", "0", allowed),
+      filled(std::string(10, '[') + std::string(10, ']') + ',', "0", allowed),
+      filled("0,", "0", 20 << 20)};  // more than is read
+  constexpr std::size_t mostGrowth = 64;
+  ScriptedHttpServer server({true, false});
+  ServeRun serve(config);
+  const std::string probe = ProbePath("redfish://127.0.0.1:" + std::to_string(server.Port()), "two");
+  serve.Get(probe);
+  const std::size_t before = serve.PeakMiB();
+  for (const std::string& body : bodies) {
+    server.OnAnythingElse([&body](const HttpRequest&) { return HttpReply(body); });
+    EXPECT_THAT(serve.Get(probe), HasSubstr("\nkelvar_probe_finished 1\n"));
+  }
+  EXPECT_LE(serve.PeakMiB() - before, mostGrowth);
+}
+
 TEST(Configuration, ThatCannotBeMeantIsRefused) {
   const Words bad[] = {
       {"[serve]\nport = 1\n[[account]]\n", "unknown key serve.port"},

@@ -15,6 +15,9 @@ namespace Kelvar::Tool::Serve {
 
 namespace {
 
+// With these a hostile target makes a reading grow by less than 64 MiB.
+constexpr u64 kResponseBytes = u64{8} << 20;
+constexpr u32 kRecords = 10'000;
 constexpr std::size_t longestAddress = 512;
 constexpr const char* kDefaultModule = "default";
 
@@ -105,6 +108,7 @@ Prober::Prober(const Config& config, bool verbose)
     : modules_(ModulesOf(config)),
       filter_(config.serve.targets),
       verbose_(verbose),
+      timeoutSeconds_(config.serve.timeoutSeconds),
       gate_(MostOfOneTarget(config.serve.maxInFlight)),
       credentials_(config) {}
 
@@ -137,19 +141,23 @@ Report Prober::Read(const Probe& probe, const Progress& progress) {
 }
 
 Report Prober::ReadWithAccount(const Probe& probe, const Progress& progress) {
+  ReadOptions options{.what = probe.module.what, .keepRecords = false};
+  options.connection.response_limit_bytes = kResponseBytes;
+  options.connection.record_limit = kRecords;
+  options.connection.operation_limit_seconds = timeoutSeconds_;
   Target target = probe.target;
   {
     const std::lock_guard lock(mutex_);
     credentials_.Fill(target);
   }
   if (!target.NeedsPassword()) {
-    return ReadTarget(target, {}, {.what = probe.module.what}, progress);
+    return ReadTarget(target, {}, options, progress);
   }
   LoginGate::Visit visit(gate_, PlacesOf(target));
   if (!visit.Refusal().empty()) {
     return Failed(probe, visit.WasRefused() ? ExitCode::LoginRefused : ExitCode::Unreachable, visit.Refusal());
   }
-  Report report = ReadTarget(target, {}, {.what = probe.module.what}, [&](const OperationResult& result) {
+  Report report = ReadTarget(target, {}, options, [&](const OperationResult& result) {
     const bool answered = result.Delivered() || result.code == ExitCode::Unsupported;
     if (answered) {
       visit.LetIn();

@@ -45,6 +45,7 @@ class Prober {
   const std::map<std::string, Config::Module> modules_;
   const TargetFilter filter_;
   const bool verbose_;
+  const u32 timeoutSeconds_;  ///< nobody waits longer for an operation
   LoginGate gate_;
   std::mutex mutex_;  ///< guards what follows
   Credentials credentials_;
