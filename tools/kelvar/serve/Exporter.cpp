@@ -63,12 +63,12 @@ std::map<std::string, std::string> ParametersOf(const std::string& query) {
 
 /// A probe that is not answered yet.
 struct Exporter::Waiting {
-  Waiting(boost::asio::io_context& context, Probe which, HttpServer::Respond answer)
+  Waiting(boost::asio::io_context& context, Probe which, MetricsServer::Respond answer)
       : timer(context), probe(std::move(which)), respond(std::move(answer)) {}
 
   boost::asio::steady_timer timer;
   Probe probe;
-  HttpServer::Respond respond;
+  MetricsServer::Respond respond;
   std::size_t number = 0;
   ProbePool::Ticket ticket = 0;
 };
@@ -92,7 +92,7 @@ Exporter::Exporter(boost::asio::io_context& context, const Prober& prober, Probe
                    std::chrono::seconds longest)
     : context_(context), prober_(prober), pool_(pool), longest_(longest) {}
 
-HttpServer::Cancel Exporter::Handle(const HttpRequest& request, HttpServer::Respond respond) {
+MetricsServer::Cancel Exporter::Handle(const HttpRequest& request, MetricsServer::Respond respond) {
   const std::size_t mark = std::min(request.target.find('?'), request.target.size());
   const std::string path = request.target.substr(0, mark);
   const std::string query = mark == request.target.size() ? std::string() : request.target.substr(mark + 1);
@@ -121,8 +121,8 @@ HttpResponse Exporter::Answer(const std::string& path) const {
   return path == "/" ? HttpResponse{200, "text/html; charset=utf-8", page} : Plain(404, "nothing is here");
 }
 
-HttpServer::Cancel Exporter::StartProbe(const HttpRequest& request, const std::string& query,
-                                        HttpServer::Respond respond) {
+MetricsServer::Cancel Exporter::StartProbe(const HttpRequest& request, const std::string& query,
+                                           MetricsServer::Respond respond) {
   auto parameters = ParametersOf(query);
   auto waiting = std::make_shared<Waiting>(context_, prober_.ProbeOf(parameters["target"], parameters["module"]),
                                            std::move(respond));

@@ -9,7 +9,7 @@
 
 #include <boost/asio/io_context.hpp>
 
-#include "tools/kelvar/serve/HttpServer.h"
+#include "tools/kelvar/serve/MetricsServer.h"
 #include "tools/kelvar/serve/ProbePool.h"
 #include "tools/kelvar/serve/Prober.h"
 
@@ -22,7 +22,7 @@ class Exporter {
   Exporter(boost::asio::io_context& context, const Prober& prober, ProbePool& pool, std::chrono::seconds longest);
 
   /// Gives what ends a probe whose client is gone.
-  HttpServer::Cancel Handle(const HttpRequest& request, HttpServer::Respond respond);
+  MetricsServer::Cancel Handle(const HttpRequest& request, MetricsServer::Respond respond);
 
   /// Answers all who wait for a probe.
   void Stop();
@@ -31,7 +31,8 @@ class Exporter {
   struct Waiting;
 
   HttpResponse Answer(const std::string& path) const;
-  HttpServer::Cancel StartProbe(const HttpRequest& request, const std::string& query, HttpServer::Respond respond);
+  MetricsServer::Cancel StartProbe(const HttpRequest& request, const std::string& query,
+                                   MetricsServer::Respond respond);
   void GiveUp(const std::shared_ptr<Waiting>& waiting);
   void Complete(const std::shared_ptr<Waiting>& waiting, const ProbePool::Result& result);
   void Reply(const std::shared_ptr<Waiting>& waiting, HttpResponse response);

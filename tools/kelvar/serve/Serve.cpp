@@ -21,7 +21,7 @@
 #include "tools/kelvar/LogView.h"
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/serve/Exporter.h"
-#include "tools/kelvar/serve/HttpServer.h"
+#include "tools/kelvar/serve/MetricsServer.h"
 #include "tools/kelvar/serve/ProbePool.h"
 #include "tools/kelvar/serve/Prober.h"
 
@@ -86,12 +86,12 @@ Config ConfigIn(const std::string& named) {
   return config;
 }
 
-std::unique_ptr<HttpServer> Listen(asio::io_context& context, const std::string& address, Exporter& exporter) {
+std::unique_ptr<MetricsServer> Listen(asio::io_context& context, const std::string& address, Exporter& exporter) {
   try {
-    return std::make_unique<HttpServer>(context, EndpointOf(address),
-                                        [&exporter](const HttpRequest& request, HttpServer::Respond respond) {
-                                          return exporter.Handle(request, std::move(respond));
-                                        });
+    return std::make_unique<MetricsServer>(context, EndpointOf(address),
+                                           [&exporter](const HttpRequest& request, MetricsServer::Respond respond) {
+                                             return exporter.Handle(request, std::move(respond));
+                                           });
   } catch (const boost::system::system_error& error) {
     throw ToolError(ExitCode::Internal, "cannot listen on " + address + ": " + error.code().message());
   }

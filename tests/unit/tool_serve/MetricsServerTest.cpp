@@ -10,7 +10,7 @@
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 
-#include "tools/kelvar/serve/HttpServer.h"
+#include "tools/kelvar/serve/MetricsServer.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -27,7 +27,9 @@ class Server {
   explicit Server(HttpLimits limits = {})
       : server_(
             context_, {boost::asio::ip::address_v4::any(), 0},
-            [this](const HttpRequest& asked, HttpServer::Respond respond) { return Handle(asked, std::move(respond)); },
+            [this](const HttpRequest& asked, MetricsServer::Respond respond) {
+              return Handle(asked, std::move(respond));
+            },
             limits),
         thread_([this] { context_.run(); }) {}
   ~Server() {
@@ -50,7 +52,7 @@ class Server {
   }
 
  private:
-  HttpServer::Cancel Handle(const HttpRequest& asked, HttpServer::Respond respond) {
+  MetricsServer::Cancel Handle(const HttpRequest& asked, MetricsServer::Respond respond) {
     if (asked.target == "/hang") {
       hanging_.emplace(++last_, std::move(respond));
       return [this, number = last_] { hanging_.erase(number); };
@@ -67,9 +69,9 @@ class Server {
 
   boost::asio::io_context context_;
   boost::asio::io_context clients_;
-  std::map<int, HttpServer::Respond> hanging_;
+  std::map<int, MetricsServer::Respond> hanging_;
   int last_ = 0;
-  HttpServer server_;
+  MetricsServer server_;
   std::thread thread_;
 };
 
@@ -83,7 +85,7 @@ std::string Answer(tcp::socket& socket, const std::string& last = "fine") {
   return text;
 }
 
-TEST(HttpServer, LetsAScrapeInWhileHostileConnectionsStay) {
+TEST(MetricsServer, LetsAScrapeInWhileHostileConnectionsStay) {
   const struct {
     const char* sends;
     std::size_t connections;
@@ -110,7 +112,7 @@ TEST(HttpServer, LetsAScrapeInWhileHostileConnectionsStay) {
   }
 }
 
-TEST(HttpServer, KeepsTheConnectionsOfOthersBesideThoseOfOneAddress) {
+TEST(MetricsServer, KeepsTheConnectionsOfOthersBesideThoseOfOneAddress) {
   HttpLimits limits;
   limits.connections = 20;
   limits.connectionsOfAddress = 12;
@@ -133,7 +135,7 @@ TEST(HttpServer, KeepsTheConnectionsOfOthersBesideThoseOfOneAddress) {
   EXPECT_EQ(error, boost::asio::error::would_block);
 }
 
-TEST(HttpServer, HoldsNoMoreBytesForSlowReadersThanItsLimit) {
+TEST(MetricsServer, HoldsNoMoreBytesForSlowReadersThanItsLimit) {
   const std::string large = "GET /large HTTP/1.1\r\nHost: h\r\n\r\n";
   HttpLimits limits;
   limits.pendingBytes = 22 << 20;  // four answers
@@ -154,7 +156,7 @@ TEST(HttpServer, HoldsNoMoreBytesForSlowReadersThanItsLimit) {
   EXPECT_EQ(whole, 4U);
 }
 
-TEST(HttpServer, WaitsForAHeaderNoLongerThanItsLimit) {
+TEST(MetricsServer, WaitsForAHeaderNoLongerThanItsLimit) {
   HttpLimits limits;
   limits.header = std::chrono::milliseconds(100);
   Server server(limits);

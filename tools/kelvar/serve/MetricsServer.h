@@ -34,7 +34,7 @@ struct HttpLimits {
 
 /// HTTP/1.1 for GET requests, on one thread: that of io_context::run(). Connections are kept alive within limits: a new
 /// one is always let in, and takes the place of the one that has waited longest for its client.
-class HttpServer {
+class MetricsServer {
  public:
   /// Called once for each request, from the server's thread.
   using Respond = std::function<void(HttpResponse response)>;
@@ -43,11 +43,11 @@ class HttpServer {
   using Handler = std::function<Cancel(const HttpRequest& request, Respond respond)>;
 
   /// Listens. Throws boost::system::system_error.
-  HttpServer(boost::asio::io_context& context, const boost::asio::ip::tcp::endpoint& endpoint, Handler handler,
-             HttpLimits limits = {});
-  ~HttpServer();
-  HttpServer(const HttpServer&) = delete;
-  HttpServer& operator=(const HttpServer&) = delete;
+  MetricsServer(boost::asio::io_context& context, const boost::asio::ip::tcp::endpoint& endpoint, Handler handler,
+                HttpLimits limits = {});
+  ~MetricsServer();
+  MetricsServer(const MetricsServer&) = delete;
+  MetricsServer& operator=(const MetricsServer&) = delete;
 
   boost::asio::ip::tcp::endpoint Endpoint() const;
 

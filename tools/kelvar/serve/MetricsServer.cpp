@@ -1,4 +1,4 @@
-#include "tools/kelvar/serve/HttpServer.h"
+#include "tools/kelvar/serve/MetricsServer.h"
 
 #include <optional>
 #include <utility>
@@ -43,7 +43,7 @@ unsigned StatusOf(const Error& error) {
 
 }  // namespace
 
-struct HttpServer::State : std::enable_shared_from_this<State> {
+struct MetricsServer::State : std::enable_shared_from_this<State> {
   State(asio::io_context& io, Handler handle, HttpLimits bounds)
       : context(io),
         acceptor(io),
@@ -73,7 +73,7 @@ struct HttpServer::State : std::enable_shared_from_this<State> {
 };
 
 /// One connection. Lives as long as an operation on it is under way.
-class HttpServer::Session : public Connections::Entry, public std::enable_shared_from_this<Session> {
+class MetricsServer::Session : public Connections::Entry, public std::enable_shared_from_this<Session> {
  public:
   Session(tcp::socket socket, std::shared_ptr<State> state) : stream_(std::move(socket)), state_(std::move(state)) {}
   ~Session() override {
@@ -200,7 +200,7 @@ class HttpServer::Session : public Connections::Entry, public std::enable_shared
   bool idle_ = false;
 };
 
-void HttpServer::State::Accept() {
+void MetricsServer::State::Accept() {
   acceptor.async_accept([self = shared_from_this()](Error error, tcp::socket socket) {
     if (self->stopping) {
       return;
@@ -215,7 +215,7 @@ void HttpServer::State::Accept() {
   });
 }
 
-void HttpServer::State::Begin(tcp::socket socket) {
+void MetricsServer::State::Begin(tcp::socket socket) {
   Error error;
   const tcp::endpoint peer = socket.remote_endpoint(error);
   if (error) {  // gone already
@@ -226,18 +226,19 @@ void HttpServer::State::Begin(tcp::socket socket) {
   session->Begin(limits.header);
 }
 
-HttpServer::HttpServer(asio::io_context& context, const tcp::endpoint& endpoint, Handler handler, HttpLimits limits)
+MetricsServer::MetricsServer(asio::io_context& context, const tcp::endpoint& endpoint, Handler handler,
+                             HttpLimits limits)
     : state_(std::make_shared<State>(context, std::move(handler), limits)) {
   state_->Listen(endpoint);
 }
 
-HttpServer::~HttpServer() = default;
+MetricsServer::~MetricsServer() = default;
 
-tcp::endpoint HttpServer::Endpoint() const {
+tcp::endpoint MetricsServer::Endpoint() const {
   return state_->acceptor.local_endpoint();
 }
 
-void HttpServer::Stop() {
+void MetricsServer::Stop() {
   state_->stopping = true;
   Error ignored;
   state_->acceptor.close(ignored);
