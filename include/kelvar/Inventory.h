@@ -132,7 +132,7 @@ struct Led {
 };
 
 struct LogEntry {
-  Text log;  ///< id of its log, such as "systems/1/IML"
+  Text log;  ///< id of its log, such as "Systems/1/LogServices/IML"
   Text id;
   Text created;   ///< ISO 8601 with zone; absent when the target's clock was not set
   Text severity;  ///< "ok", "warning", "critical" or "unknown"
@@ -220,8 +220,9 @@ struct Verdict {
   std::vector<VerdictReason> reasons;  ///< worst first
 };
 
-/// Worst health, sensors out of range or not ok, components not ok, unresolved critical log entries, and what could
-/// not be read. Health is Unknown when neither systems, components nor sensors could be read. Makes no request.
+/// Worst health, sensors out of range or not ok, components not ok, critical log entries that the target says are not
+/// resolved, and what could not be read. What is absent has no say. Health is Unknown when neither systems, components
+/// nor sensors could be read. Makes no request.
 KELVAR_EXPORT Verdict Judge(const Inventory& inventory);
 
 }  // namespace Kelvar::Model

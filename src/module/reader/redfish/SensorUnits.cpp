@@ -144,8 +144,7 @@ std::string_view TypeOfProperty(std::string_view property) {
   return {};
 }
 
-ReadingShape ShapeOf(std::string_view readingType, std::string_view readingUnits, std::string_view context,
-                     std::string_view name) {
+ReadingShape ShapeOf(std::string_view readingType, std::string_view readingUnits, std::string_view name) {
   ReadingShape shape;
   const auto type =
       std::find_if(kTypes.begin(), kTypes.end(), [&](const TypeRow& row) { return row.type == readingType; });
@@ -162,10 +161,9 @@ ReadingShape ShapeOf(std::string_view readingType, std::string_view readingUnits
                                      [&](const KindRow& row) { return row.unit == shape.unit; });
     shape.kind = byUnit != kKindByUnit.end() ? byUnit->kind : "other";
   }
-  if (shape.kind == "percent") {
-    const std::string lower = Lower(name);
-    const bool used = lower.find("util") != std::string::npos || lower.find("usage") != std::string::npos;
-    shape.kind = context == "fan" ? "fan" : used ? "utilization" : "percent";
+  const std::string lower = Lower(name);
+  if (shape.kind == "percent" && lower.find("util") != std::string::npos) {
+    shape.kind = "utilization";
   }
   return shape;
 }

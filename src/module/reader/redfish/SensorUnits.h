@@ -12,10 +12,9 @@ struct ReadingShape {
   double factor = 1;
 };
 
-/// From the type and the units that a sensor tells, either of which may be empty. `context` is its physical context as
-/// a word, `name` its name: they tell a fan's or a core's percentage.
-ReadingShape ShapeOf(std::string_view readingType, std::string_view readingUnits, std::string_view context,
-                     std::string_view name);
+/// From the type and the units that a sensor tells, either of which may be empty. `name` is its name, which tells a
+/// utilization from other percentages.
+ReadingShape ShapeOf(std::string_view readingType, std::string_view readingUnits, std::string_view name);
 
 /// The type of an excerpt by the name of its property: "TemperatureCelsius" -> "Temperature"; empty for one that is no
 /// reading.

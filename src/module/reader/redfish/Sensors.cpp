@@ -103,12 +103,13 @@ struct RowShape {
   const char* reading;
   const char* formerReading;
   const char* type;
+  bool always;  ///< a row is a sensor even without a reading
 };
 
-constexpr RowShape kTemperatures{"Temperatures", "ReadingCelsius", "CurrentReading", "Temperature"};
-constexpr RowShape kFans{"Fans", "Reading", "CurrentReading", ""};
-constexpr RowShape kVoltages{"Voltages", "ReadingVolts", "Reading", "Voltage"};
-constexpr RowShape kPowerControl{"PowerControl", "PowerConsumedWatts", "Reading", "Power"};
+constexpr RowShape kTemperatures{"Temperatures", "ReadingCelsius", "CurrentReading", "Temperature", true};
+constexpr RowShape kFans{"Fans", "Reading", "CurrentReading", "", false};
+constexpr RowShape kVoltages{"Voltages", "ReadingVolts", "Reading", "Voltage", true};
+constexpr RowShape kPowerControl{"PowerControl", "PowerConsumedWatts", "Reading", "Power", false};
 
 Sensor FromRow(JsonValue json, const RowShape& row) {
   Sensor sensor;
@@ -122,7 +123,7 @@ Sensor FromRow(JsonValue json, const RowShape& row) {
     units = TextAt(json, "ReadingUnits");
     units = units.empty() ? TextAt(json, "Units") : units;
   }
-  const ReadingShape shape = ShapeOf(row.type, units, units == "Percent" ? "fan" : sensor.context, sensor.name);
+  const ReadingShape shape = ShapeOf(row.type, units, sensor.name);
   sensor.kind = std::string_view(row.list) == "Fans" ? "fan" : shape.kind;
   sensor.unit = shape.unit;
   TakeStatus(sensor, json);
@@ -138,8 +139,7 @@ void TakeRows(Collected& to, const Node& node, JsonValue json, const RowShape& r
     const std::string id = node.id + "#/" + row.list + '/' + std::to_string(index++);
     // A temperature or voltage without a reading is a sensor that is off; other rows without one are none of a sensor:
     // power supplies of fans, limits of power.
-    const bool isSensor = &row == &kTemperatures || &row == &kVoltages;
-    if (!isSensor && !element[row.reading] && !element[row.formerReading]) {
+    if (!element.IsObject() || (!row.always && !element[row.reading] && !element[row.formerReading])) {
       continue;
     }
     Sensor sensor = FromRow(element, row);
@@ -164,8 +164,11 @@ class Excerpts {
     if (!value.IsObject()) {
       return;
     }
+    if (value["SetPoint"] || property.find("Limit") != std::string_view::npos) {
+      return;  // of a control, not of a sensor
+    }
     const std::string source = LinkAt(value, "DataSourceUri");
-    const bool reading = value["Reading"] && !value["SetPoint"] && !TypeOfProperty(property).empty();
+    const bool reading = value["Reading"] && !TypeOfProperty(property).empty();
     if (!source.empty() || reading) {
       Take(value, path, property, source);
       return;
@@ -195,7 +198,7 @@ class Excerpts {
     sensor.name = fan_.empty() ? TextAt(value, "DeviceName") : fan_;
     const bool named = !sensor.name.empty();
     sensor.context = WordAt(value, "PhysicalContext");
-    const ReadingShape shape = ShapeOf(TypeOfProperty(property), {}, sensor.context, path);
+    const ReadingShape shape = ShapeOf(TypeOfProperty(property), {}, path);
     const bool ofFan = node_.role == Role::Fan || property.find("Fan") != std::string_view::npos;
     sensor.kind = ofFan ? "fan" : shape.kind;
     sensor.unit = shape.unit;
@@ -212,12 +215,15 @@ class Excerpts {
 }  // namespace
 
 void TakeSensor(Collected& to, const Node& node, JsonValue json) {
+  const std::string type = TextAt(json, "@odata.type");
+  if (!type.empty() && type.find("Sensor.") == std::string::npos) {
+    return;  // an excerpt may name something else as its source
+  }
   Sensor sensor;
   sensor.id = node.id;
   sensor.name = TextAt(json, "Name");
   sensor.context = WordAt(json, "PhysicalContext");
-  const ReadingShape shape =
-      ShapeOf(TextAt(json, "ReadingType"), TextAt(json, "ReadingUnits"), sensor.context, sensor.name + node.id);
+  const ReadingShape shape = ShapeOf(TextAt(json, "ReadingType"), TextAt(json, "ReadingUnits"), sensor.name + node.id);
   sensor.kind = shape.kind;
   sensor.unit = shape.unit;
   TakeStatus(sensor, json);

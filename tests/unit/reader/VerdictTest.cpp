@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+#include <kelvar/Inventory.h>
+
+namespace Kelvar::Model {
+namespace {
+
+Inventory ReadInventory() {
+  Inventory inventory;
+  inventory.ResultOf(Family::Sensors).status = FamilyStatus::Complete;
+  return inventory;
+}
+
+TEST(Verdict, AMachineWithoutFindingsIsOk) {
+  EXPECT_EQ(Judge(Inventory{}).health, Health::Unknown);
+  EXPECT_EQ(Judge(ReadInventory()).health, Health::Ok);
+}
+
+TEST(Verdict, SensorsAreJudgedByTheirBounds) {
+  Inventory inventory = ReadInventory();
+  Sensor sensor;
+  sensor.id = "Chassis/1/Sensors/Fan3";
+  sensor.name = "Fan 3";
+  sensor.unit = "{rev}/min";
+  sensor.reading = 1100;
+  sensor.lower_caution = 1350;
+  sensor.lower_critical = 1200;
+  sensor.health = "ok";
+  inventory.sensors.push_back(sensor);
+  const Verdict verdict = Judge(inventory);
+  ASSERT_EQ(verdict.reasons.size(), 1U);
+  EXPECT_EQ(verdict.health, Health::Critical);
+  EXPECT_EQ(verdict.reasons[0].text, "Fan 3 1100 {rev}/min, below 1200");
+  inventory.sensors[0].state = "absent";
+  EXPECT_EQ(Judge(inventory).health, Health::Ok);
+  inventory.sensors[0].state = "enabled";
+  inventory.sensors[0].reading = 1200;  // not below
+  EXPECT_EQ(Judge(inventory).health, Health::Warning);
+}
+
+TEST(Verdict, TheWorstReasonStandsFirst) {
+  Inventory inventory = ReadInventory();
+  inventory.ResultOf(Family::Logs) = {FamilyStatus::Partial, FailureCause::Deadline, "late"};
+  Component fan;
+  fan.id = "fan";
+  fan.health = "warning";
+  Component bay = fan;
+  bay.state = "absent";
+  inventory.components = {fan, bay};
+  LogEntry open;
+  open.severity = "critical";
+  open.message = "m";
+  open.resolved = false;
+  LogEntry old = open;
+  old.resolved.reset();
+  inventory.log_entries = {open, old};
+  const Verdict verdict = Judge(inventory);
+  ASSERT_EQ(verdict.reasons.size(), 3U);
+  EXPECT_EQ(verdict.reasons[0].family, "logs");
+  EXPECT_EQ(verdict.reasons[1].id, "fan");
+  EXPECT_EQ(verdict.reasons[2].text, "was read in part: late");
+  EXPECT_EQ(verdict.reasons[2].health, Health::Unknown);
+}
+
+TEST(Verdict, AChassisAmongBothListsCountsOnce) {
+  Inventory inventory = ReadInventory();
+  System chassis;
+  chassis.id = "Chassis/1";
+  chassis.health = "critical";
+  inventory.systems.push_back(chassis);
+  Component same;
+  same.id = "Chassis/1";
+  same.health = "critical";
+  inventory.components.push_back(same);
+  EXPECT_EQ(Judge(inventory).reasons.size(), 1U);
+}
+
+}  // namespace
+}  // namespace Kelvar::Model
