@@ -36,6 +36,9 @@ Rest::MultiTransfer::Options TransferOptions(const InventoryReaderOptions& optio
   transfer.connections = options.requests_at_once;
   transfer.tlsCaFile = options.connection.tls_ca_file;
   transfer.tlsPinnedFingerprint = options.connection.tls_pinned_fingerprint;
+  if (options.connection.response_limit_bytes != 0) {
+    transfer.maxBodyBytes = std::min<u64>(transfer.maxBodyBytes, options.connection.response_limit_bytes);
+  }
   return transfer;
 }
 

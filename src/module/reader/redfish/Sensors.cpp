@@ -224,7 +224,7 @@ void TakeSensor(Collected& to, const Node& node, JsonValue json) {
   sensor.name = TextAt(json, "Name");
   sensor.context = WordAt(json, "PhysicalContext");
   const ReadingShape shape = ShapeOf(TextAt(json, "ReadingType"), TextAt(json, "ReadingUnits"), sensor.name + node.id);
-  sensor.kind = shape.kind;
+  sensor.kind = shape.kind == "percent" && sensor.context == "fan" ? "fan" : shape.kind;
   sensor.unit = shape.unit;
   TakeStatus(sensor, json);
   TakeReading(sensor, NumberAt(json, "Reading"), shape.factor);
