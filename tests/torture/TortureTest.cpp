@@ -2,6 +2,7 @@
 // from then on. The caller gets a result code and nothing else, and no memory is lost. The environment variable
 // KELVAR_TORTURE=full tries every call; without it a sample is taken.
 
+#include <kelvar/Diagnostics.h>
 #include <kelvar/Log.h>
 #include <kelvar/NodeFirmwareInventory.h>
 
@@ -103,6 +104,8 @@ Outcome Run(Victim& victim, const FailPlan& plan) {
   OPENSSL_thread_stop();  // libcrypto keeps memory for each thread
   const long before = LiveBlocks();
   {
+    Diagnostics diagnostics;
+    const DiagnosticsScope scope(diagnostics);
     const FailPoints points(plan);
     int code = 0;
     try {

@@ -65,6 +65,10 @@ JsonValue JsonValue::operator[](const char* name) const noexcept {
   return found == value_->MemberEnd() ? JsonValue() : JsonValue(&found->value);
 }
 
+std::size_t JsonValue::MemberCount() const noexcept {
+  return IsObject() ? value_->MemberCount() : 0;
+}
+
 std::vector<JsonValue> JsonValue::Elements() const {
   std::vector<JsonValue> elements;
   if (IsArray()) {

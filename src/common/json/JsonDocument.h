@@ -32,6 +32,8 @@ class JsonValue {
 
   /// The member of an object; of several with one name the first.
   JsonValue operator[](const char* name) const noexcept;
+  /// 0 when this is no object.
+  std::size_t MemberCount() const noexcept;
   /// Elements of an array.
   std::vector<JsonValue> Elements() const;
 

@@ -1,5 +1,6 @@
 #include "common/json/JsonText.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "common/json/JsonScan.h"
@@ -235,6 +236,11 @@ std::optional<JsonSlice> JsonMembers::Find(std::string_view path) const noexcept
     parent = index;
   }
   return std::nullopt;
+}
+
+bool JsonMembers::Has(std::string_view name) const noexcept {
+  return std::any_of(members_.begin(), members_.end(),
+                     [name](const Member& member) { return member.parent == kTop && member.name == name; });
 }
 
 }  // namespace Kelvar

@@ -78,6 +78,10 @@ class JsonMembers {
   const char* Load(JsonSlice object);
   /// The value at a path of member names with "." between them; of members with one name the first counts.
   std::optional<JsonSlice> Find(std::string_view path) const noexcept;
+  /// Whether a member of the object has that whole name, dots and all.
+  bool Has(std::string_view name) const noexcept;
+  /// Members of the object and of the objects within it.
+  std::size_t Count() const noexcept { return members_.size(); }
 
  private:
   struct Member {

@@ -109,6 +109,14 @@ TEST_F(RedfishFrameTest, ANullClientGivesAFailedRequest) {
   EXPECT_EQ(dead.GetHardwareInfoComputerSystem(system), 10);
   std::vector<KelvarNfw::NUMERICSENSORS> sensors;
   EXPECT_EQ(dead.GetZMCNumericSensors(sensors), 10);
+  std::vector<KelvarNfw::NODEFIRMWAREBUILDID> builds;
+  EXPECT_EQ(dead.GetNodeFirmwareBuildID(builds), 10);
+  EXPECT_TRUE(builds.empty());
+  std::vector<OtherSystemVPD> components;
+  EXPECT_EQ(dead.GetNodeOtherSystemVPD(components), 10);
+  NodeFirmwareInventory::ZMCGENERATIONTYPE generation{};
+  EXPECT_EQ(dead.GetZMCGenerationType(generation), 10);
+  EXPECT_TRUE(server.Requests().empty());
 }
 
 TEST_F(RedfishFrameTest, ChassisListTakesWhatCanBeFetched) {

@@ -96,6 +96,21 @@ TEST_F(SoftwareIdentityCacheTest, WithoutExpansionEachIsAskedForOnOneConnection)
   }
 }
 
+TEST_F(SoftwareIdentityCacheTest, AMemberThatFailsIsAloneInThat) {
+  HttpReply reset(R"({"Id":"Sorel"})");
+  reset.cutAfter = 5;
+  reset.resetAfter = true;
+  for (const HttpReply& failing : {HttpReply(401, ""), HttpReply(503, ""), reset}) {
+    Expanded(HttpReply(R"({"Members":[{"@odata.id":"/x"}]})"));
+    for (const char* id : SoftwareIdentityRedfishWithCache::kIdentifiers) {
+      server.On(std::string(kCollection) + "/" + id, HttpReply("{\"Id\":\"" + std::string(id) + "\"}"));
+    }
+    server.On(std::string(kCollection) + "/BMC-Backup", failing);
+    EXPECT_EQ(AskForAll(), 6);
+    time += seconds(60);
+  }
+}
+
 TEST_F(SoftwareIdentityCacheTest, AFailureIsRememberedForFiveSeconds) {
   for (const int status : {401, 503, 0}) {
     Expanded(HttpReply(status, ""));

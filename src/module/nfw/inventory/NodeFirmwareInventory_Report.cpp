@@ -67,8 +67,11 @@ void NodeFirmwareInventory::LogFirmwareBuildID(std::vector<NODEFIRMWAREBUILDID>&
   if (Log::GetMinLogLevel() < 4) {
     return;
   }
-  for (const NODEFIRMWAREBUILDID& record : list) {
-    KELVAR_LOG(4) << Report{record};
+  try {
+    for (const NODEFIRMWAREBUILDID& record : list) {
+      KELVAR_LOG(4) << Report{record};
+    }
+  } catch (...) {  // the list stays, whatever becomes of its report
   }
 }
 

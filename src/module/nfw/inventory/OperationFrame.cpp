@@ -29,7 +29,7 @@ void TraceExit(const char* className, const char* operation, Code code, ExitLine
 
 Code RunOperation(const char* className, const char* operation, ExceptionClauses clauses, OperationBody body,
                   Code initial, ExitLine exitLine) {
-  KELVAR_LOG(4) << "Entering " << className << "::" << operation << "()";
+  Quietly([&] { KELVAR_LOG(4) << "Entering " << className << "::" << operation << "()"; });
   Code code = initial;
   try {
     body(code);

@@ -1,13 +1,14 @@
 #include "module/nfw/inventory/cim/CIMFailure.h"
 
-#include "module/nfw/inventory/cim/cimfunc.h"
+#include "common/diagnostics/DiagnosticsRecorder.h"
+#include "module/nfw/inventory/cim/CIMRecord.h"
 
 namespace Kelvar {
 
 namespace {
 
 CIMFailure Describe(CIMFailure::Kind kind, const Pegasus::Exception& exception) noexcept {
-  CIMFailure failure{kind, {}};
+  CIMFailure failure{kind, {}, CauseOf(exception)};
   try {
     failure.message = ToText(exception.getMessage());
   } catch (...) {
@@ -29,6 +30,10 @@ std::ostream& operator<<(std::ostream& stream, const CIMFailure& failure) {
   return stream << " Catch other Exception";
 }
 
+void CIMFailure::AddGap(const char* operation) const noexcept {
+  DiagnosticsRecorder::AddGap(GapKind::Failure, cause, operation, kind == Other ? "unknown error" : message);
+}
+
 CIMFailure CurrentCIMFailure() noexcept {
   try {
     throw;
@@ -37,7 +42,7 @@ CIMFailure CurrentCIMFailure() noexcept {
   } catch (const Pegasus::Exception& exception) {
     return Describe(CIMFailure::Cim, exception);
   } catch (...) {
-    return {CIMFailure::Other, {}};
+    return {CIMFailure::Other, {}, FailureCause::None};
   }
 }
 

@@ -3,6 +3,8 @@
 #include <ostream>
 #include <string>
 
+#include <kelvar/Diagnostics.h>
+
 namespace Kelvar {
 
 /// How an operation over CIM failed.
@@ -15,6 +17,10 @@ struct CIMFailure {
 
   Kind kind;
   std::string message;  ///< empty for Other, and when there is no memory for it
+  FailureCause cause = FailureCause::None;
+
+  /// Adds the gap that the failure leaves.
+  void AddGap(const char* operation) const noexcept;
 };
 
 /// " Catch ..." with the message, as operations log it behind their name.

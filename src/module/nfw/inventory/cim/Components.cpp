@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <set>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/CIMFields.h"
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
@@ -53,6 +54,8 @@ Code NodeFirmwareInventoryImpCIM::GetNodeOtherSystemVPD(std::vector<OtherSystemV
       if (!name) {
         KELVAR_LOG(4) << "No key property found under namespace: " << GetStrNamespace();
         code = NodeFirmwareInventory::INVENTORY_INCOMPLETE;
+        DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, "GetNodeOtherSystemVPD",
+                                    "a component without ElementName");
         continue;
       }
       const char* const fruPartNumber = FruPartNumberProperty(*name);

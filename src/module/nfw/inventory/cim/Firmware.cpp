@@ -2,6 +2,7 @@
 #include <array>
 #include <string_view>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "common/text/FixedText.h"
 #include "module/nfw/inventory/cim/CIMFields.h"
@@ -77,6 +78,11 @@ bool ReadImage(const CIMInstance& instance, Image& image) {
   return true;
 }
 
+bool IsEmpty(const NODEFIRMWAREBUILDID& record) {
+  return std::all_of(std::begin(kRows), std::end(kRows),
+                     [&](const Row& row) { return *(record.*row.buildID) == '\0' && *(record.*row.date) == '\0'; });
+}
+
 void Store(const Image& image, NODEFIRMWAREBUILDID& record) {
   for (const Row& row : kRows) {
     if (!Fits(row, image)) {
@@ -106,9 +112,15 @@ Code NodeFirmwareInventoryImpCIM::GetNodeFirmwareBuildID(std::vector<NODEFIRMWAR
       Image image;
       if (!ReadImage(instances[i], image)) {
         walked = NodeFirmwareInventory::INVENTORY_INCOMPLETE;
+        DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, "GetNodeFirmwareBuildID",
+                                    "an image without Name, VersionString or ReleaseDate ends the list");
         break;
       }
       Store(image, record);
+    }
+    if (IsEmpty(record)) {
+      DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::NotOffered, "GetNodeFirmwareBuildID",
+                                  "none of the firmware images that this operation knows");
     }
     list.push_back(record);
     code = walked;

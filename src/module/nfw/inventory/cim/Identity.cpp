@@ -1,5 +1,6 @@
 #include <string_view>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "common/text/FixedText.h"
 #include "module/nfw/inventory/cim/CIMFailure.h"
@@ -61,20 +62,26 @@ void ReadIdentities(const CIMInstance& instance, ComputerSystem& system) {
   }
 }
 
+Code NoteIncomplete(const char* property) {
+  DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, "GetNodeFirmwareSystemVPD",
+                              std::string("a chassis without ") + property);
+  return NodeFirmwareInventory::INVENTORY_INCOMPLETE;
+}
+
 /// Walks chassis until one has both texts. A chassis without a serial number counts, but the next may still be better.
 Code ReadChassis(const Pegasus::Array<CIMInstance>& chassis, NODEFIRMWARESYSTEMVPD& vpd) {
   Code code = NodeFirmwareInventory::INVENTORY_INCOMPLETE;
   for (Uint32 i = 0; i < chassis.size(); ++i) {
     const auto model = FindCIMText(chassis[i], "Model");
     if (!model) {
-      return NodeFirmwareInventory::INVENTORY_INCOMPLETE;
+      return NoteIncomplete("Model");
     }
     if (!model->empty()) {
       Text::CopyFixed(vpd.MachineType, *model);
     }
     const auto serial = FindCIMText(chassis[i], "SerialNumber");
     if (!serial) {
-      return NodeFirmwareInventory::INVENTORY_INCOMPLETE;
+      return NoteIncomplete("SerialNumber");
     }
     if (!serial->empty()) {
       Text::CopyFixed(vpd.SerialNumber, *serial);
@@ -148,6 +155,7 @@ bool NodeFirmwareInventoryImpCIM::EnumerateChassis(Instances& chassis, Code& cod
     return true;
   } catch (...) {
     const CIMFailure failure = CurrentCIMFailure();
+    failure.AddGap("GetNodeFirmwareSystemVPD");
     if (failure.kind == CIMFailure::Other) {
       KELVAR_LOG(4) << "enumerate root/cimv2 for " << className
                     << " in GetNodeFirmwareSystemVPD(), Catch other Exception";

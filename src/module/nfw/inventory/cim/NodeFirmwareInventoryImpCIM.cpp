@@ -1,5 +1,6 @@
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/CIMFailure.h"
 #include "module/nfw/inventory/cim/CIMFields.h"
@@ -18,6 +19,7 @@ void CIMClauses(const char* operation, Code& code) {
   } else if (failure.kind == CIMFailure::Cim) {
     code = NodeFirmwareInventory::INVENTORY_CIM_EXCEPTION;
   }
+  failure.AddGap(operation);
   KELVAR_LOG(Level) << "in " << operation << "()," << failure;
 }
 
@@ -55,6 +57,7 @@ Code NodeFirmwareInventoryImpCIM::Run(const char* operation, OperationBody body,
   const auto withClient = [&](Code& code) {
     if (connection->GetCIMClient() == nullptr && connection->ReconnectCIMClient() == 1) {
       code = NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
+      DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::None, operation, "no connection");
       return;
     }
     body(code);

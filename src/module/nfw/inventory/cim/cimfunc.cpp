@@ -3,6 +3,7 @@
 #include <chrono>
 #include <thread>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/CIMRecord.h"
 
@@ -186,7 +187,9 @@ int GetCIMArrayFromEnumerateInstances(Pegasus::CIMName className, CIMConnection&
     KELVAR_LOG(3) << "Reconnect to cimserver failed! cimcli quit!";
     return 1;
   }
-  const auto logFailure = [](const Pegasus::Exception& exception) {
+  const auto logFailure = [&](const Pegasus::Exception& exception) {
+    DiagnosticsRecorder::AddGap(GapKind::Failure, CauseOf(exception), ToText(className.getString()),
+                                ToText(exception.getMessage()));
     KELVAR_LOG(1) << "Enumerate instances failed with the reason: " << ToText(exception.getMessage());
   };
   try {

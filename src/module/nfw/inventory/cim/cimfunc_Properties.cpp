@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/cimfunc.h"
 
@@ -36,7 +37,9 @@ void ReadProperties(const CIMInstance& instance, CIMPropertyMap& properties,
     try {
       ReadProperty(instance, name, text, read);
     } catch (const Pegasus::Exception& exception) {
-      KELVAR_LOG(1) << "Get properties from CIM instance failed with the reason: " << ToText(exception.getMessage());
+      const std::string reason = ToText(exception.getMessage());
+      KELVAR_LOG(1) << "Get properties from CIM instance failed with the reason: " << reason;
+      DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, name, reason);
     }
   }
 }

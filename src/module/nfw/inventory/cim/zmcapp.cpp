@@ -67,6 +67,7 @@ ZMCAPPRETURNCODE zmcapp::GetLog(const char* operation, const std::string& log, s
   } catch (...) {
     const CIMFailure failure = CurrentCIMFailure();
     code = CodeOf(failure.kind);
+    failure.AddGap(operation);
     KELVAR_LOG(2) << "in " << operation << "()," << failure;
   }
   KELVAR_LOG(4) << "Exiting zmcapp::" << operation << "(), ret = " << code;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "common/diagnostics/ConnectionLimits.h"
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/json/FieldTable.h"
 #include "common/log/LogMacros.h"
 #include "common/text/NumberText.h"
@@ -15,6 +16,7 @@ using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
 
 namespace {
 
+constexpr const char* kPower = "/redfish/v1/Chassis/1/Power";
 constexpr int kFirstBackPlaneId = 3;
 constexpr const char* kNone = "None";
 
@@ -55,6 +57,7 @@ std::optional<std::string> FetchBody(const RedfishService& service, const std::s
   if (RedfishService::IsFailed(response)) {
     KELVAR_LOG(1) << "Rest Client response failure with curlCode " << response.curlCode << ", httpCode "
                   << response.httpCode;
+    RedfishService::NoteFailure(path, response);
     code = RedfishService::CheckResponse(response);
     return std::nullopt;
   }
@@ -70,6 +73,7 @@ std::optional<JsonDocument> FetchDocument(const RedfishService& service, const s
   }
   auto document = JsonDocument::Read(std::move(*body));
   if (!document || !document->Root().IsObject()) {
+    DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, path, "no JSON object");
     code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
     return std::nullopt;
   }
@@ -110,7 +114,7 @@ OtherSystemVPD ToOther(const Component& component) {
 }  // namespace
 
 Code NodeFirmwareInventoryImpRedfish::GetSystemBoardVPD(SystemBoardVPD& board) {
-  return RunRedfishOperation("GetSystemBoardVPD", [&](Code& code) {
+  return RunRedfishOperation(restClient.get(), "GetSystemBoardVPD", [&](Code& code) {
     const auto document = FetchDocument(Service(), "/redfish/v1/Chassis/1", code);
     if (!document) {
       return;
@@ -122,19 +126,22 @@ Code NodeFirmwareInventoryImpRedfish::GetSystemBoardVPD(SystemBoardVPD& board) {
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetPowerSupplyVPD(std::vector<PowerSupplyVPD>& list) {
-  return RunRedfishOperation("GetPowerSupplyVPD", [&](Code& code) {
-    const auto document = FetchDocument(Service(), "/redfish/v1/Chassis/1/Power", code);
+  return RunRedfishOperation(restClient.get(), "GetPowerSupplyVPD", [&](Code& code) {
+    const auto document = FetchDocument(Service(), kPower, code);
     if (!document) {
       return;
     }
     const JsonValue supplies = document->Root()["PowerSupplies"];
     if (supplies && !supplies.IsArray()) {
+      DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, kPower, "PowerSupplies is no array");
       code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
       return;
     }
     for (const JsonValue& element : supplies.Elements()) {
       if (!element.IsObject()) {
         KELVAR_LOG(2) << "Skipped a power supply that is no object";
+        DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, kPower,
+                                    "a power supply that is no object");
         continue;
       }
       PowerSupplyVPD supply;
@@ -148,7 +155,7 @@ Code NodeFirmwareInventoryImpRedfish::GetPowerSupplyVPD(std::vector<PowerSupplyV
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetBackPlaneVPD(std::vector<BackPlaneVPD>& list) {
-  return RunRedfishOperation("GetBackPlaneVPD", [&](Code& code) {
+  return RunRedfishOperation(restClient.get(), "GetBackPlaneVPD", [&](Code& code) {
     const std::vector<std::string> urls = ConstructChassisUrl();
     code = urls.empty() ? NodeFirmwareInventory::INVENTORY_REST_FAILED : NodeFirmwareInventory::INVENTORY_SUCCESS;
     try {
@@ -159,6 +166,8 @@ Code NodeFirmwareInventoryImpRedfish::GetBackPlaneVPD(std::vector<BackPlaneVPD>&
       }
     } catch (...) {
       KELVAR_LOG(1) << "Failed to read drive backplane information.";
+      DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, "/redfish/v1/Chassis",
+                                  "a chassis with a value that is no string");
       code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
     }
   });
@@ -183,7 +192,7 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeOtherSystemVPD(std::vector<OtherSys
       list.push_back(ToOther(backPlane));
     }
   };
-  return RunRedfishOperation("GetNodeOtherSystemVPD", body, NodeFirmwareInventory::INVENTORY_SUCCESS);
+  return RunRedfishOperation(restClient.get(), "GetNodeOtherSystemVPD", body, NodeFirmwareInventory::INVENTORY_SUCCESS);
 }
 
 }  // namespace Kelvar

@@ -5,6 +5,7 @@
 
 #include <kelvar/RedfishClient.h>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "common/text/FixedText.h"
 #include "module/nfw/inventory/redfish/Frame.h"
@@ -70,6 +71,8 @@ void StoreMember(const JsonNode& member, std::map<std::string, SoftwareIdentity_
   const auto version = member.Find("Version");
   if (!id || !name || !softwareId || !version) {
     KELVAR_LOG(2) << "Invalid data";
+    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData,
+                              "a member without Id, Name, SoftwareId or Version");
     return;
   }
   std::string nameText = name->Value();
@@ -93,7 +96,11 @@ void StoreMember(const JsonNode& member, std::map<std::string, SoftwareIdentity_
 
 Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareBuildID(std::vector<NODEFIRMWAREBUILDID>& list) {
   const auto body = [&](Code&) {
+    if (restClient == nullptr) {
+      return;
+    }
     NODEFIRMWAREBUILDID record{};
+    bool found = false;
     SoftwareIdentity_ identity;
     // The process shares the cache: it is filled over the real client alone, never over one that a caller wrote.
     auto* client = dynamic_cast<Rest::RedfishClient*>(restClient.get());
@@ -108,10 +115,16 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareBuildID(std::vector<NODEFIR
       KELVAR_LOG(3) << "Version: " << identity.VersionString;
       KELVAR_LOG(3) << "ReleaseDate: " << identity.ReleaseDate;
       Store(identity, record);
+      found = true;
+    }
+    if (!found) {
+      DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::NotOffered, RedfishService::kFirmwareInventory,
+                                  "none of the firmware images that this operation knows");
     }
     list.push_back(record);
   };
-  return RunRedfishOperation("GetNodeFirmwareBuildID", body, NodeFirmwareInventory::INVENTORY_SUCCESS);
+  return RunRedfishOperation(restClient.get(), "GetNodeFirmwareBuildID", body,
+                             NodeFirmwareInventory::INVENTORY_SUCCESS);
 }
 
 bool NodeFirmwareInventoryImpRedfish::GetFirmware(std::map<std::string, SoftwareIdentity_>& identities) {
@@ -122,7 +135,7 @@ bool NodeFirmwareInventoryImpRedfish::GetFirmware(std::map<std::string, Software
       return;
     }
     const bool read = ReadGuarded(
-        "Failed to read  overview info with error is: ", "Failed to read overview info with unknown error.", [&] {
+        path, "Failed to read  overview info with error is: ", "Failed to read overview info with unknown error.", [&] {
           const JsonTree tree(response->body);
           for (const JsonNode& member : tree.Root().Child("Members").Children()) {
             StoreMember(member, identities);
@@ -131,7 +144,7 @@ bool NodeFirmwareInventoryImpRedfish::GetFirmware(std::map<std::string, Software
         });
     code = read ? NodeFirmwareInventory::INVENTORY_SUCCESS : NodeFirmwareInventory::INVENTORY_REST_FAILED;
   };
-  return RunRedfishOperation("GetFirmware", body) == NodeFirmwareInventory::INVENTORY_SUCCESS;
+  return RunRedfishOperation(restClient.get(), "GetFirmware", body) == NodeFirmwareInventory::INVENTORY_SUCCESS;
 }
 
 }  // namespace Kelvar

@@ -8,9 +8,9 @@
 namespace Kelvar {
 
 /// The frame around an operation of the Redfish backend. Whatever the body lets out is logged and gives
-/// INVENTORY_REST_FAILED.
+/// INVENTORY_REST_FAILED, and so does a null client.
 NodeFirmwareInventory::INVENTORYRETURNCODE RunRedfishOperation(
-    const char* operation, OperationBody body,
+    const Rest::RestClientInterface* client, const char* operation, OperationBody body,
     NodeFirmwareInventory::INVENTORYRETURNCODE initial = NodeFirmwareInventory::INVENTORY_FAILED);
 
 }  // namespace Kelvar

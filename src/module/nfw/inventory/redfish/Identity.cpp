@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/json/FieldTable.h"
 #include "common/log/LogMacros.h"
 #include "common/text/FixedText.h"
@@ -17,6 +18,8 @@ using KelvarNfw::NODEFIRMWARESYSTEMVPD;
 
 namespace {
 
+constexpr const char* kProductInfo = "/redfish/v1/Systems/Self/Oem/Tavrik/ProductInfo";
+constexpr const char* kFirstChassis = "/redfish/v1/Chassis/1";
 constexpr std::size_t kMachineTypeLength = 4;
 
 constexpr std::array<DocumentField<ComputerSystem>, 4> kChassisFields = {{
@@ -103,6 +106,7 @@ bool ReadSystem(const JsonNode& system, NODEFIRMWARESYSTEMVPD& vpd) {
   const std::string machineType = StoreNames("GetNodeFirmwareSystemVPD", sku, serialNumber, vpd);
   if (machineType.size() < kMachineTypeLength) {
     KELVAR_LOG(1) << "Invalid mt:" << machineType;
+    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, "a machine type of fewer than 4 characters");
     return false;
   }
   return true;
@@ -111,7 +115,7 @@ bool ReadSystem(const JsonNode& system, NODEFIRMWARESYSTEMVPD& vpd) {
 }  // namespace
 
 Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPD(NODEFIRMWARESYSTEMVPD& vpd) {
-  return RunRedfishOperation("GetNodeFirmwareSystemVPD", [&](Code& code) {
+  return RunRedfishOperation(restClient.get(), "GetNodeFirmwareSystemVPD", [&](Code& code) {
     std::vector<std::string> urls;
     code = ConstructSystemsUrl(urls);
     if (code != NodeFirmwareInventory::INVENTORY_SUCCESS) {
@@ -119,13 +123,14 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPD(NODEFIRMWARESYSTE
     }
     code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
     if (urls.empty()) {
+      DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::NotOffered, RedfishService::kSystems, "no system");
       return;
     }
     const auto response = Service().FetchOrLog(urls.front(), code, "Failed to get info from url");
     if (!response) {
       return;
     }
-    ReadGuarded("Failed to read redfish chassis info with error is: ",
+    ReadGuarded(urls.front(), "Failed to read redfish chassis info with error is: ",
                 "Failed to read redfish chassis info with unknown error.", [&] {
                   if (ReadSystem(JsonTree(response->body).Root(), vpd)) {
                     code = NodeFirmwareInventory::INVENTORY_SUCCESS;
@@ -136,13 +141,12 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPD(NODEFIRMWARESYSTE
 
 Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPDFromOEMProduct(NODEFIRMWARESYSTEMVPD& vpd) {
   static constexpr const char* kOperation = "GetNodeFirmwareSystemVPDFromOEMProduct";
-  return RunRedfishOperation(kOperation, [&](Code& code) {
-    const auto response =
-        Service().FetchOrLog("/redfish/v1/Systems/Self/Oem/Tavrik/ProductInfo", code, "Failed to get info from url");
+  return RunRedfishOperation(restClient.get(), kOperation, [&](Code& code) {
+    const auto response = Service().FetchOrLog(kProductInfo, code, "Failed to get info from url");
     if (!response) {
       return;
     }
-    const bool read = ReadGuarded("Failed to read redfish oem product info with error is: ",
+    const bool read = ReadGuarded(kProductInfo, "Failed to read redfish oem product info with error is: ",
                                   "Failed to read redfish oem product info with unknown error.", [&] {
                                     const JsonTree tree(response->body);
                                     const JsonNode typeAndModel = tree.Root().Child("MB").Child("MachineTypeModel");
@@ -154,13 +158,14 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPDFromOEMProduct(NOD
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetHardwareInfoComputerSystem(ComputerSystem& system) {
-  return RunRedfishOperation("GetHardwareInfoComputerSystem", [&](Code& code) {
-    auto response = Service().FetchOrLog("/redfish/v1/Chassis/1", code);
+  return RunRedfishOperation(restClient.get(), "GetHardwareInfoComputerSystem", [&](Code& code) {
+    auto response = Service().FetchOrLog(kFirstChassis, code);
     if (!response) {
       return;
     }
     const auto document = JsonDocument::Read(std::move(response->body));
     if (!document || !document->Root().IsObject()) {
+      DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, kFirstChassis, "no JSON object");
       code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
       return;
     }

@@ -60,8 +60,8 @@ Code ReadResource(const RedfishService& service, const Resource& resource,
   if (!response) {
     return code;
   }
-  const bool done =
-      ReadGuarded(resource.treeError, resource.otherError, [&] { read(JsonTree(response->body).Root()); });
+  const bool done = ReadGuarded(resource.path, resource.treeError, resource.otherError,
+                                [&] { read(JsonTree(response->body).Root()); });
   return done ? NodeFirmwareInventory::INVENTORY_SUCCESS : NodeFirmwareInventory::INVENTORY_REST_FAILED;
 }
 
@@ -123,7 +123,7 @@ class StaticAddressRows {
 }  // namespace
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCDNSSettingData(std::vector<ZMCDNSSETTINGDATA>& list) {
-  return RunRedfishOperation("GetZMCDNSSettingData", [&](Code& code) {
+  return RunRedfishOperation(restClient.get(), "GetZMCDNSSettingData", [&](Code& code) {
     list.clear();
     std::string hostName;
     const auto readHostName = [&](const JsonNode& nic) { hostName = nic.Text("FQDN", kUnknown); };
@@ -141,7 +141,7 @@ Code NodeFirmwareInventoryImpRedfish::GetZMCDNSSettingData(std::vector<ZMCDNSSET
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCIPProtocolEndPoint(std::vector<ZMCIPPROTOCOLENDPOINT>& list) {
-  return RunRedfishOperation("GetZMCIPProtocolEndPoint", [&](Code& code) {
+  return RunRedfishOperation(restClient.get(), "GetZMCIPProtocolEndPoint", [&](Code& code) {
     list.clear();
     u32 number = 1;
     const auto append = [&](const JsonNode& addresses) {
@@ -163,7 +163,7 @@ Code NodeFirmwareInventoryImpRedfish::GetZMCIPProtocolEndPoint(std::vector<ZMCIP
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCStaticIPAddress(std::vector<ZMCSTATICIP>& list) {
-  return RunRedfishOperation("GetZMCStaticIPAddress", [&](Code& code) {
+  return RunRedfishOperation(restClient.get(), "GetZMCStaticIPAddress", [&](Code& code) {
     list.clear();
     StaticAddressRows rows(list, [this](u32 number) { return toString(number); });
     const auto readNic = [&](const JsonNode& nic) {
@@ -179,7 +179,7 @@ Code NodeFirmwareInventoryImpRedfish::GetZMCStaticIPAddress(std::vector<ZMCSTATI
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCCommunityString(std::vector<ZMCSNMPCOMMUNITYSTRING>& list) {
-  return RunRedfishOperation("GetZMCCommunityString", [&](Code& code) {
+  return RunRedfishOperation(restClient.get(), "GetZMCCommunityString", [&](Code& code) {
     list.clear();
     code = ReadResource(Service(), kCommunity, [&](const JsonNode& snmp) {
       ZMCSNMPCOMMUNITYSTRING record;

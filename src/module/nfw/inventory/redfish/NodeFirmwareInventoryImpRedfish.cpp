@@ -1,10 +1,12 @@
 #include <kelvar/NodeFirmwareInventoryImpRedfish.h>
 
+#include <locale>
 #include <sstream>
 #include <utility>
 
 #include <kelvar/RedfishClient.h>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/redfish/Frame.h"
 #include "module/nfw/inventory/redfish/RedfishService.h"
@@ -16,21 +18,32 @@ using KelvarConnection::ConnectionInfo;
 
 namespace {
 
+constexpr const char* kChassis = "/redfish/v1/Chassis";
+
 void LastClauses(const char* operation, Code& code) {
   code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
   try {
     throw;
   } catch (const std::exception& error) {
     KELVAR_LOG(1) << operation << " failed with error is: " << error.what();
+    DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::None, operation, error.what());
   } catch (...) {
     KELVAR_LOG(1) << operation << " failed with unknown error.";
+    DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::None, operation, "unknown error");
   }
 }
 
 }  // namespace
 
-Code RunRedfishOperation(const char* operation, OperationBody body, Code initial) {
-  return RunOperation("NodeFirmwareInventoryImpRedfish", operation, &LastClauses, body, initial);
+Code RunRedfishOperation(const Rest::RestClientInterface* client, const char* operation, OperationBody body,
+                         Code initial) {
+  const auto withClient = [&](Code& code) {
+    body(code);
+    if (client == nullptr) {
+      code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
+    }
+  };
+  return RunOperation("NodeFirmwareInventoryImpRedfish", operation, &LastClauses, withClient, initial);
 }
 
 NodeFirmwareInventoryImpRedfish::NodeFirmwareInventoryImpRedfish(const ConnectionInfo& connection)
@@ -63,11 +76,11 @@ int NodeFirmwareInventoryImpRedfish::GetConnectStatus() {
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCGenerationType(ZMCGENERATIONTYPE& /*generation*/) {
-  return RunRedfishOperation("GetZMCGenerationType", [](Code&) {});
+  return RunRedfishOperation(restClient.get(), "GetZMCGenerationType", [](Code&) {});
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetNFWSoftwareIdentity(std::vector<KelvarOptions::SoftwareIdentity_>& /*list*/) {
-  return RunRedfishOperation("GetNFWSoftwareIdentity", [](Code&) {});
+  return RunRedfishOperation(restClient.get(), "GetNFWSoftwareIdentity", [](Code&) {});
 }
 
 Code NodeFirmwareInventoryImpRedfish::CheckRestClientResponse(const Rest::RestResponse& response) {
@@ -77,16 +90,16 @@ Code NodeFirmwareInventoryImpRedfish::CheckRestClientResponse(const Rest::RestRe
 std::vector<std::string> NodeFirmwareInventoryImpRedfish::ConstructChassisUrl() {
   std::vector<std::string> urls;
   Code code{};
-  const auto response = Service().FetchOrLog("/redfish/v1/Chassis", code);
+  const auto response = Service().FetchOrLog(kChassis, code);
   if (!response) {
     return urls;
   }
-  ReadGuarded(
-      "Failed to read  redfish chassis url with error is: ", "Failed to read redfish chassis url with unknown error.",
-      [&] {
-        AppendMemberPaths(JsonTree(response->body).Root(), urls);
-        KELVAR_LOG(4) << "NodeFirmwareInventoryImpRedfish::ConstructChassisUrl, chassis url size= " << urls.size();
-      });
+  ReadGuarded(kChassis, "Failed to read  redfish chassis url with error is: ",
+              "Failed to read redfish chassis url with unknown error.", [&] {
+                AppendMemberPaths(JsonTree(response->body).Root(), urls);
+                KELVAR_LOG(4) << "NodeFirmwareInventoryImpRedfish::ConstructChassisUrl, chassis url size= "
+                              << urls.size();
+              });
   return urls;
 }
 
@@ -97,6 +110,7 @@ Code NodeFirmwareInventoryImpRedfish::ConstructSystemsUrl(std::vector<std::strin
     return code;
   }
   const bool read = ReadGuarded(
+      RedfishService::kSystems,
       "Failed to read redfish systems url with error is: ", "Failed to read redfish systems url with unknown error.",
       [&] {
         AppendMemberPaths(JsonTree(response->body).Root(), urls);
@@ -106,13 +120,12 @@ Code NodeFirmwareInventoryImpRedfish::ConstructSystemsUrl(std::vector<std::strin
 }
 
 std::string NodeFirmwareInventoryImpRedfish::toString(const u32& number) {
-  std::ostringstream stream;
-  stream << number;
-  return stream.str();
+  return std::to_string(number);
 }
 
 u32 NodeFirmwareInventoryImpRedfish::toU32(const std::string& text) {
   std::istringstream stream(text);
+  stream.imbue(std::locale::classic());
   u32 number = 0;
   return stream >> number ? number : 0;
 }

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 
 namespace Kelvar {
@@ -55,7 +56,7 @@ class LogWalk {
     if (!response) {
       return code;
     }
-    return ReadGuarded(kEntriesLines.treeError, kEntriesLines.otherError,
+    return ReadGuarded(path, kEntriesLines.treeError, kEntriesLines.otherError,
                        [&] { AppendLogEntries(response->body, choice_.argumentsRequired, list); })
                ? kSuccess
                : kFailed;
@@ -68,8 +69,9 @@ class LogWalk {
     if (!response) {
       return code;
     }
-    return ReadGuarded(lines.treeError, lines.otherError, [&] { read(JsonTree(response->body).Root()); }) ? kSuccess
-                                                                                                          : kFailed;
+    return ReadGuarded(path, lines.treeError, lines.otherError, [&] { read(JsonTree(response->body).Root()); })
+               ? kSuccess
+               : kFailed;
   }
 
   /// Of several systems the last that has log services counts.
@@ -111,7 +113,11 @@ Code Read(const RedfishService& service, const RedfishLogChoice& choice, std::ve
   if (code != kSuccess) {
     return code;
   }
-  return entries.empty() ? kFailed : walk.AppendEntries(entries, list);
+  if (entries.empty()) {
+    DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::NotOffered, choice.name, "no such log");
+    return kFailed;
+  }
+  return walk.AppendEntries(entries, list);
 }
 
 }  // namespace

@@ -77,10 +77,21 @@ struct EntryRules {
   std::size_t maxEntries;
 };
 
+bool IsLink(const JsonNode& entry) {
+  return entry.Find(kLink) && entry.Children().size() == 1;
+}
+
+bool IsLink(const JsonMembers& entry) {
+  return entry.Count() == 1 && entry.Has(kLink);
+}
+
 template <typename Record>
 void AppendEntry(const auto& entry, const EntryRules& rules, std::size_t index, std::vector<Record>& list) {
   if (index == rules.maxEntries) {
     throw boost::property_tree::ptree_bad_data("log with too many entries", index);
+  }
+  if (index == 0) {  // members are all of a kind
+    NoteLinks(IsLink(entry) ? 1 : 0);
   }
   Record record;
   record.RecordIndex = static_cast<u32>(index);

@@ -3,11 +3,35 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 
 namespace Kelvar {
 
 using Code = RedfishService::Code;
+
+namespace {
+
+thread_local std::string_view pathInReading;
+
+}  // namespace
+
+ResourceInReading::ResourceInReading(std::string_view path) noexcept : outer_(std::exchange(pathInReading, path)) {}
+
+ResourceInReading::~ResourceInReading() {
+  pathInReading = outer_;
+}
+
+void ResourceInReading::AddGap(GapKind kind, FailureCause cause, const char* detail) noexcept {
+  DiagnosticsRecorder::AddGap(kind, cause, pathInReading, detail);
+}
+
+void NoteLinks(std::size_t links) noexcept {
+  if (links != 0) {
+    ResourceInReading::AddGap(GapKind::LinksOnly, FailureCause::None,
+                              "members are links: the target did not expand the collection");
+  }
+}
 
 RedfishService::RedfishService(Rest::RestClientInterface* client, std::string baseUrl)
     : client_(client), baseUrl_(std::move(baseUrl)) {}
@@ -52,6 +76,12 @@ Code RedfishService::CheckResponse(const Rest::RestResponse& response) {
                                   : NodeFirmwareInventory::INVENTORY_REST_FAILED;
 }
 
+void RedfishService::NoteFailure(const std::string& path, const Rest::RestResponse& response) {
+  const bool hasStatus = response.curlCode == 0;
+  DiagnosticsRecorder::AddGap(GapKind::Failure, response.cause, path,
+                              hasStatus ? "HTTP " + std::to_string(response.httpCode) : response.body);
+}
+
 Rest::RestResponse RedfishService::Fetch(const std::string& path) const {
   return client_ == nullptr ? Rest::RestResponse(-1, -1, {}) : client_->Get(baseUrl_ + path);
 }
@@ -59,14 +89,29 @@ Rest::RestResponse RedfishService::Fetch(const std::string& path) const {
 std::optional<Rest::RestResponse> RedfishService::FetchOrLog(const std::string& path, Code& code,
                                                              const char* head) const {
   Rest::RestResponse response = Fetch(path);
-  if (IsFailed(response)) {
-    KELVAR_LOG(1) << head << baseUrl_ << path << ", curlCode: " << response.curlCode
-                  << ", httpCode: " << response.httpCode << ", body:\n"
-                  << response.body;
-    code = CheckResponse(response);
+  if (LogFailure(path, response, head, code)) {
+    NoteFailure(path, response);
     return std::nullopt;
   }
   return response;
+}
+
+std::optional<Rest::RestResponse> RedfishService::FetchOrLogAlone(const std::string& path, Code& code,
+                                                                  const char* head) const {
+  Rest::RestResponse response = Fetch(path);
+  return LogFailure(path, response, head, code) ? std::nullopt : std::optional(std::move(response));
+}
+
+bool RedfishService::LogFailure(const std::string& path, const Rest::RestResponse& response, const char* head,
+                                Code& code) const {
+  if (!IsFailed(response)) {
+    return false;
+  }
+  KELVAR_LOG(1) << head << baseUrl_ << path << ", curlCode: " << response.curlCode
+                << ", httpCode: " << response.httpCode << ", body:\n"
+                << response.body;
+  code = CheckResponse(response);
+  return true;
 }
 
 bool IsFetchablePath(const std::string& path) {
@@ -77,6 +122,7 @@ bool IsFetchablePath(const std::string& path) {
   });
   if (!local || !printable) {
     KELVAR_LOG(2) << "Skipped an @odata.id that is no path on the target: " << path;
+    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, "a link that is no path on the target");
   }
   return local && printable;
 }
@@ -94,17 +140,22 @@ void AppendMemberPaths(const JsonNode& collection, std::vector<std::string>& pat
 void NoteNextPage(bool hasNextPage) {
   if (hasNextPage) {
     KELVAR_LOG(2) << "The collection has further pages, which are not read";
+    ResourceInReading::AddGap(GapKind::Truncated, FailureCause::None, "further pages are not read");
   }
 }
 
-bool ReadGuarded(const char* treeError, const char* otherError, const std::function<void()>& read) {
+bool ReadGuarded(const std::string& path, const char* treeError, const char* otherError,
+                 const std::function<void()>& read) {
+  const ResourceInReading resource(path);
   try {
     read();
     return true;
   } catch (const boost::property_tree::ptree_error& error) {
     KELVAR_LOG(1) << treeError << error.what();
+    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, error.what());
   } catch (...) {
     KELVAR_LOG(1) << otherError;
+    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, "unknown error");
   }
   return false;
 }

@@ -3,11 +3,14 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <kelvar/ConnectionInfo.h>
 #include <kelvar/NodeFirmwareInventory.h>
 #include <kelvar/RestClient.h>
+
+#include <kelvar/Diagnostics.h>
 
 #include "common/json/JsonTree.h"
 
@@ -33,14 +36,24 @@ class RedfishService {
   static bool IsFailed(const Rest::RestResponse& response);
   /// 0, or what the response's failure means as a result of an operation.
   static Code CheckResponse(const Rest::RestResponse& response);
+  /// Adds the gap that a failed response leaves.
+  static void NoteFailure(const std::string& path, const Rest::RestResponse& response);
 
   /// Asks for a path that begins with "/".
   Rest::RestResponse Fetch(const std::string& path) const;
-  /// The response, or its code in `code` and a line of level 1, `head` in front, when it is failed.
+  /// The response, or its code in `code`, a gap and a line of level 1, `head` in front, when it is failed.
   std::optional<Rest::RestResponse> FetchOrLog(const std::string& path, Code& code,
-                                               const char* head = "Failed to get info from url ") const;
+                                               const char* head = kFailureHead) const;
+  /// The same without a gap, for what another resource may serve as well.
+  std::optional<Rest::RestResponse> FetchOrLogAlone(const std::string& path, Code& code,
+                                                    const char* head = kFailureHead) const;
 
  private:
+  static constexpr const char* kFailureHead = "Failed to get info from url ";
+
+  /// Whether the response is failed; its code then.
+  bool LogFailure(const std::string& path, const Rest::RestResponse& response, const char* head, Code& code) const;
+
   Rest::RestClientInterface* client_;
   std::string baseUrl_;
 };
@@ -49,16 +62,35 @@ class RedfishService {
 /// no control characters. A refused one leaves a line of level 2.
 bool IsFetchablePath(const std::string& path);
 
+/// Names the resource that the calling thread reads, for the gaps that are found within it.
+class ResourceInReading {
+ public:
+  explicit ResourceInReading(std::string_view path) noexcept;
+  ~ResourceInReading();
+  ResourceInReading(const ResourceInReading&) = delete;
+  ResourceInReading& operator=(const ResourceInReading&) = delete;
+
+  static void AddGap(GapKind kind, FailureCause cause, const char* detail) noexcept;
+
+ private:
+  const std::string_view outer_;
+};
+
+/// Adds a gap for members that were links where records were expected, when there are any.
+void NoteLinks(std::size_t links) noexcept;
+constexpr const char* kLink = "@odata.id";
+
 /// Appends the path of each member of a collection, in document order; members without a fetchable one are skipped.
 /// Throws ptree_bad_path when there are no "Members".
 void AppendMemberPaths(const JsonNode& collection, std::vector<std::string>& paths);
 
-/// Leaves a line of level 2 when a collection has further pages: only the first is read.
+/// Leaves a line of level 2 and a gap when a collection has further pages: only the first is read.
 void NoteNextPage(bool hasNextPage);
 constexpr const char* kNextLink = "Members@odata.nextLink";
 
-/// Runs what reads a JSON text. False when it threw, after a line of level 1: `treeError` and the text of a
-/// ptree_error, `otherError` for anything else.
-bool ReadGuarded(const char* treeError, const char* otherError, const std::function<void()>& read);
+/// Runs what reads the JSON text of a resource. False when it threw, after a gap and a line of level 1: `treeError` and
+/// the text of a ptree_error, `otherError` for anything else.
+bool ReadGuarded(const std::string& path, const char* treeError, const char* otherError,
+                 const std::function<void()>& read);
 
 }  // namespace Kelvar

@@ -19,6 +19,8 @@ using KelvarNfw::NUMERICSENSORS;
 
 namespace {
 
+constexpr const char* kStandard = "/redfish/v1/Chassis/1/Sensors";
+constexpr const char* kOem = "/redfish/v1/Chassis/1/Oem/Tavrik/Sensors";
 constexpr const char* kStandardSensors = "/redfish/v1/Chassis/1/Sensors?$expand=.($levels=1)";
 constexpr const char* kOemSensors = "/redfish/v1/Chassis/1/Oem/Tavrik/Sensors?$expand=.($levels=1)";
 
@@ -89,13 +91,24 @@ void NoteMissing(const char* property) {
   KELVAR_LOG(4) << "No " << property << " property";
 }
 
+bool IsLink(const JsonValue& member) {
+  return member[kLink] && member.MemberCount() == 1;
+}
+
 /// The members of a sensor collection; none when it has none to offer.
 std::vector<JsonValue> Members(const std::optional<JsonDocument>& document) {
   if (!document) {
+    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, "no JSON");
     return {};
   }
   NoteNextPage(static_cast<bool>(document->Root()[kNextLink]));
-  return document->Root()["Members"].Elements();
+  const JsonValue members = document->Root()["Members"];
+  if (!members.IsArray()) {
+    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, "no Members");
+  }
+  std::vector<JsonValue> elements = members.Elements();
+  NoteLinks(static_cast<std::size_t>(std::count_if(elements.begin(), elements.end(), &IsLink)));
+  return elements;
 }
 
 /// Sorts pointers first: a record is costly to move.
@@ -203,11 +216,13 @@ NUMERICSENSORS ReadOemSensor(const JsonValue& sensor, u16 zmcIndex) {
 }  // namespace
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCNumericSensors(std::vector<NUMERICSENSORS>& list) {
-  return RunRedfishOperation("GetZMCNumericSensors", [&](Code& code) {
+  return RunRedfishOperation(restClient.get(), "GetZMCNumericSensors", [&](Code& code) {
     list.clear();
-    if (const auto standard = Service().FetchOrLog(kStandardSensors, code)) {
+    if (const auto standard = Service().FetchOrLogAlone(kStandardSensors, code)) {
+      const ResourceInReading resource(kStandard);
       code = ParseStdSensor(list, *standard);
     } else if (const auto oem = Service().FetchOrLog(kOemSensors, code)) {
+      const ResourceInReading resource(kOem);
       code = ParseOEMSensor(list, *oem);
     }
   });

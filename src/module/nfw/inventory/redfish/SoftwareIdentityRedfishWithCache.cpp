@@ -6,6 +6,7 @@
 
 #include <kelvar/RedfishClient.h>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/json/FieldTable.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/redfish/RedfishService.h"
@@ -88,7 +89,8 @@ class SoftwareIdentityRedfishWithCache::Fill {
         document && document->Root().IsObject() ? std::optional<Resource>(Read(document->Root())) : std::nullopt;
   }
 
-  /// None for a failed response. One that further requests would meet as well makes the whole fill a failure.
+  /// None for a failed response. When the first request meets what further ones would meet as well, the whole fill is a
+  /// failure; one identity that fails is that one's alone.
   std::optional<Rest::RestResponse> Ask(const std::string& id, const std::string& path) {
     Rest::RestResponse response = service_.Fetch(path);
     if (!RedfishService::IsFailed(response)) {
@@ -98,8 +100,10 @@ class SoftwareIdentityRedfishWithCache::Fill {
                                 ", curlCode: " + std::to_string(response.curlCode) +
                                 ", httpCode: " + std::to_string(response.httpCode);
     KELVAR_LOG(2) << failure;
-    cache_.failed_ = response.curlCode != 0 || response.httpCode == 401 || response.httpCode == 503;
-    cache_.failures_[cache_.failed_ ? "" : id] = failure;
+    RedfishService::NoteFailure(path, response);
+    const bool wouldRepeat = response.curlCode != 0 || response.httpCode == 401 || response.httpCode == 503;
+    cache_.failed_ = id.empty() && wouldRepeat;
+    cache_.failures_[id] = {failure, response.cause};
     return std::nullopt;
   }
 
@@ -141,6 +145,7 @@ int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string
     Refresh(id, client);
   } catch (const std::exception& error) {
     KELVAR_LOG(2) << "Failed to get software identity info with error: " << error.what();
+    DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::None, RedfishService::kFirmwareInventory, error.what());
   }
   const auto found = identities_.find(id);
   if (failed_ || found == identities_.end() || !found->second) {
@@ -194,7 +199,9 @@ void SoftwareIdentityRedfishWithCache::Refresh(const std::string& id, Rest::Rest
 void SoftwareIdentityRedfishWithCache::TellAgain(const std::string& id) const {
   const auto failure = failures_.find(failed_ ? "" : id);
   if (failure != failures_.end()) {
-    KELVAR_LOG(2) << failure->second << ", a while ago";
+    const std::string told = failure->second.text + ", a while ago";
+    KELVAR_LOG(2) << told;
+    DiagnosticsRecorder::AddGap(GapKind::Failure, failure->second.cause, RedfishService::kFirmwareInventory, told);
   }
 }
 

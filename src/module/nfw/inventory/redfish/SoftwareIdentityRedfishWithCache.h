@@ -10,6 +10,7 @@
 #include <string>
 
 #include <kelvar/ConnectionInfo.h>
+#include <kelvar/Diagnostics.h>
 #include <kelvar/InventoryRecords.h>
 #include <kelvar/RestClient.h>
 
@@ -62,6 +63,10 @@ class SoftwareIdentityRedfishWithCache {
     std::string version;
     std::string releaseDate;
   };
+  struct Failure {
+    std::string text;  ///< what was logged
+    FailureCause cause;
+  };
   class Fill;
 
   void Refresh(const std::string& id, Rest::RestClientInterface* client);
@@ -75,7 +80,7 @@ class SoftwareIdentityRedfishWithCache {
   std::map<std::string, std::optional<Resource>> identities_;  ///< none: the service does not have it
   bool complete_ = false;                                      ///< what is not in the map does not exist
   bool failed_ = false;
-  std::map<std::string, std::string> failures_;  ///< what was logged, by identifier; "" is the whole fill's
+  std::map<std::string, Failure> failures_;  ///< by identifier; "" is the whole fill's
   std::optional<Clock::time_point> filledAt_;
 };
 
