@@ -196,6 +196,7 @@ void ScriptedHttpServer::Talk(HttpWire& wire, int number) {
       ResetOnClose(openSockets_[number]);
     }
     if (reply.closeAfter || reply.resetAfter || reply.cutAfter) {
+      Pause(reply.closePause);
       return;
     }
   }

@@ -45,12 +45,13 @@ struct HttpReply {
   std::string repeated;
   u64 repeatCount = 0;
 
-  std::chrono::milliseconds delay{0};      ///< before the first byte
-  std::size_t dripBytes = 0;               ///< when not 0: so many bytes at a time,
-  std::chrono::milliseconds dripPause{1};  ///< with this pause between them
-  std::optional<std::size_t> cutAfter;     ///< close the connection behind so many bytes
-  bool closeAfter = false;                 ///< close the connection behind the reply, without announcing it
-  bool resetAfter = false;                 ///< reset it (TCP RST) instead
+  std::chrono::milliseconds delay{0};       ///< before the first byte
+  std::size_t dripBytes = 0;                ///< when not 0: so many bytes at a time,
+  std::chrono::milliseconds dripPause{1};   ///< with this pause between them
+  std::optional<std::size_t> cutAfter;      ///< close the connection behind so many bytes
+  bool closeAfter = false;                  ///< close the connection behind the reply, without announcing it,
+  std::chrono::milliseconds closePause{0};  ///< so much later
+  bool resetAfter = false;                  ///< reset it (TCP RST) instead
 };
 
 /// What happens to a connection before any request is read.

@@ -1,5 +1,6 @@
 #include "HttpTransport.h"
 
+#include <poll.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -17,6 +18,8 @@ namespace Pegasus::Detail {
 namespace {
 
 constexpr long kReceiveBytes = 64L * 1024;
+/// For a connection, TLS handshake included, whatever longer time-out a request has.
+constexpr Uint32 kConnectMs = 30'000;
 /// Of all headers and trailers of one reply, those of interim replies too. Below the limits that some releases of curl
 /// have, so that it is the same with all.
 constexpr std::size_t kMaxHeadBytes = std::size_t{256} * 1024;
@@ -155,12 +158,26 @@ void HttpTransport::SetTls(const SSLContext& context) {
 
 CURLcode HttpTransport::Perform(Uint32 timeoutMs) {
   Set(CURLOPT_TIMEOUT_MS, static_cast<long>(timeoutMs));
-  Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeoutMs));
+  Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(timeoutMs, kConnectMs)));
   errorText_.front() = '\0';
   const CURLcode code = Kelvar::Http::Transfer(handle_.get()).Perform();
   // A callback that wants no more has its own reason.
   cause_ = code == CURLE_WRITE_ERROR ? Kelvar::FailureCause::None : Kelvar::Http::CauseOfTransfer(handle_.get(), code);
   return code;
+}
+
+bool HttpTransport::IsClosed() {
+  constexpr int kFirstLookMs = 10;  // for a server that closes a little later than it replies
+  curl_socket_t connection = CURL_SOCKET_BAD;
+  if (closesAfterReply_ || curl_easy_getinfo(handle_.get(), CURLINFO_ACTIVESOCKET, &connection) != CURLE_OK ||
+      connection == CURL_SOCKET_BAD) {
+    return closesAfterReply_;
+  }
+  pollfd look{connection, POLLRDHUP, 0};
+  const bool isClosed = poll(&look, 1, hasReplied_ && !knowsServer_ ? kFirstLookMs : 0) > 0;
+  knowsServer_ = hasReplied_;
+  closesAfterReply_ = isClosed && hasReplied_;
+  return isClosed;
 }
 
 void HttpTransport::Connect(Uint32 timeoutMs) {
@@ -196,8 +213,10 @@ void HttpTransport::Post(const std::vector<std::string>& headers, std::string_vi
   Set(CURLOPT_WRITEFUNCTION, &Exchange::OnBody);
   Set(CURLOPT_WRITEDATA, &exchange);
   Set(CURLOPT_HTTPHEADER, list.get());
+  Set(CURLOPT_FRESH_CONNECT, IsClosed() ? 1L : 0L);
   const CURLcode code = Perform(timeoutMs);
   Set(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
+  hasReplied_ = hasReplied_ || exchange.head.complete;
   if (exchange.failure) {
     std::rethrow_exception(exchange.failure);
   }

@@ -48,11 +48,16 @@ class HttpTransport {
   void Set(CURLoption option, Value value);
   void SetTls(const SSLContext& context);
   CURLcode Perform(Uint32 timeoutMs);
+  /// Whether the server has closed the connection that was kept, so that the next request needs a new one.
+  bool IsClosed();
   [[noreturn]] void Fail(CURLcode code) const;
 
   String locator_;
   std::array<char, CURL_ERROR_SIZE> errorText_{};  // before the handle, which writes to it until it is gone
   std::unique_ptr<CURL, Kelvar::Http::HandleCleanup> handle_;
+  bool closesAfterReply_ = false;  ///< the server has done so once
+  bool hasReplied_ = false;
+  bool knowsServer_ = false;  ///< its connection has been looked at after a reply
   Kelvar::FailureCause cause_ = Kelvar::FailureCause::None;
 };
 

@@ -120,8 +120,9 @@ void ReplyParser::OpenError(const char** attributes) {
   const std::string_view code = Attribute(attributes, "CODE");
   int number = CIM_ERR_FAILED;
   (void)std::from_chars(code.data(), code.data() + code.size(), number);
-  error_ =
-      std::make_unique<CIMException>(static_cast<CIMStatusCode>(number), String(Attribute(attributes, "DESCRIPTION")));
+  std::string description(Attribute(attributes, "DESCRIPTION"));
+  RestoreControls(description);
+  error_ = std::make_unique<CIMException>(static_cast<CIMStatusCode>(number), String(std::string_view(description)));
 }
 
 void ReplyParser::OpenProperty(Element element, const char** attributes) {

@@ -3,6 +3,8 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cstdlib>
 #include <utility>
 
 namespace Pegasus::Detail {
@@ -13,9 +15,25 @@ namespace {
 constexpr std::size_t kHeadBytes = 256;
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
+constexpr std::string_view kCdataStart = "<![CDATA[";
+constexpr std::string_view kCdataEnd = "]]>";
+
+/// Whether it needs no look: neither odd nor the start of a reference or of a section.
 bool IsPlain(char c) noexcept {
   const auto byte = static_cast<unsigned char>(c);
-  return (byte >= ' ' && byte < 0x80) || c == '\n' || c == '\r' || c == '\t';
+  return (byte >= ' ' && byte < 0x80 && c != '&' && c != '<' && c != ']') || c == '\n' || c == '\r' || c == '\t';
+}
+
+/// Whether the parser takes the bytes as they are, and a section neither starts nor ends in them.
+bool IsHarmless(std::string_view bytes) noexcept {
+  const bool isPlain =
+      std::all_of(bytes.begin(), bytes.end(), [](char c) { return IsPlain(c) || c == '<' || c == ']'; });
+  return isPlain && !bytes.ends_with('<') && bytes.find("<!") == bytes.npos;
+}
+
+bool IsXmlCharacter(unsigned long number) noexcept {
+  return number == '\t' || number == '\n' || number == '\r' || (number >= 0x20 && number < 0xD800) ||
+         (number >= 0xE000 && number < 0xFFFE) || (number >= 0x10000 && number < 0x110000);
 }
 
 unsigned char ByteAt(std::string_view bytes, std::size_t index) noexcept {
@@ -86,7 +104,7 @@ bool ReplyRepair::DecideEncoding(bool last) {
 }
 
 std::string_view ReplyRepair::Take(std::string_view bytes) {
-  if (decided_ && waiting_.empty() && (!isUtf8_ || std::all_of(bytes.begin(), bytes.end(), IsPlain))) {
+  if (decided_ && waiting_.empty() && !inCdata_ && (!isUtf8_ || IsHarmless(bytes))) {
     return bytes;
   }
   repaired_.clear();
@@ -117,17 +135,92 @@ void ReplyRepair::Repair(std::string_view bytes, bool last) {
     if (bytes.empty()) {
       return;
     }
-    const std::size_t size = SequenceSize(ByteAt(bytes, 0));
-    const std::string_view sequence = bytes.substr(0, size);
-    if (size == 0 || !CanContinue(sequence) || (sequence.size() < size && last)) {
-      repaired_ += kReplacement;
-      bytes.remove_prefix(1);
-    } else if (sequence.size() < size) {
-      waiting_ = sequence;
+    const std::size_t taken = RepairOne(bytes, last);
+    if (taken == 0) {
+      waiting_ = bytes;
       return;
-    } else {
-      repaired_ += sequence;
-      bytes.remove_prefix(size);
+    }
+    bytes.remove_prefix(taken);
+  }
+}
+
+std::size_t ReplyRepair::RepairOne(std::string_view bytes, bool last) {
+  switch (bytes.front()) {
+    case '<':
+      return TakeMark(bytes, inCdata_ ? std::string_view("<") : kCdataStart, true, last);
+    case ']':
+      return TakeMark(bytes, inCdata_ ? kCdataEnd : std::string_view("]"), false, last);
+    case '&':
+      return TakeReference(bytes, last);
+    default:
+      return TakeOddByte(bytes, last);
+  }
+}
+
+std::size_t ReplyRepair::TakeMark(std::string_view bytes, std::string_view mark, bool opensCdata, bool last) {
+  if (bytes.size() < mark.size() && mark.starts_with(bytes) && !last) {
+    return 0;
+  }
+  const bool isMark = bytes.starts_with(mark);
+  if (isMark && mark.size() > 1) {
+    inCdata_ = opensCdata;
+  }
+  const std::size_t size = isMark ? mark.size() : 1;
+  repaired_ += bytes.substr(0, size);
+  return size;
+}
+
+std::size_t ReplyRepair::TakeReference(std::string_view bytes, bool last) {
+  constexpr std::size_t kMaxBytes = 16;
+  const std::size_t end = bytes.substr(0, kMaxBytes).find(';');
+  if (inCdata_ || (bytes.size() > 1 && bytes[1] != '#') || (end == bytes.npos && (last || bytes.size() >= kMaxBytes))) {
+    repaired_ += '&';
+    return 1;
+  }
+  if (end == bytes.npos) {
+    return 0;
+  }
+  const bool isHex = bytes.substr(2, 1) == "x";
+  const std::string digits(bytes.substr(isHex ? 3 : 2, end - (isHex ? 3 : 2)));
+  char* behind = nullptr;
+  const unsigned long number = std::strtoul(digits.c_str(), &behind, isHex ? 16 : 10);
+  const bool isNumber = !digits.empty() && std::isxdigit(static_cast<unsigned char>(digits.front())) != 0 &&
+                        behind == digits.c_str() + digits.size();
+  if (!isNumber || IsXmlCharacter(number)) {
+    repaired_ += bytes.substr(0, end + 1);
+  } else {
+    AppendOdd(number);
+  }
+  return end + 1;
+}
+
+std::size_t ReplyRepair::TakeOddByte(std::string_view bytes, bool last) {
+  const std::size_t size = SequenceSize(ByteAt(bytes, 0));
+  const std::string_view sequence = bytes.substr(0, size);
+  if (size == 0 || !CanContinue(sequence) || (sequence.size() < size && last)) {
+    AppendOdd(ByteAt(bytes, 0));
+    return 1;
+  }
+  if (sequence.size() < size) {
+    return 0;
+  }
+  repaired_ += sequence;
+  return size;
+}
+
+void ReplyRepair::AppendOdd(unsigned long number) {
+  if (number == 0 || number >= 0x20) {
+    repaired_ += kReplacement;
+  } else {
+    repaired_.append(kControlMark).push_back(static_cast<char>(0x80 | number));
+  }
+}
+
+void RestoreControls(std::string& text, std::size_t from) {
+  for (std::size_t at = text.find(kControlMark, from); at != text.npos; at = text.find(kControlMark, at + 1)) {
+    const auto last = static_cast<unsigned char>(text[at + kControlMark.size()]);
+    if (last < 0xA0) {
+      text.replace(at, kControlMark.size() + 1, 1, static_cast<char>(last & 0x1F));
     }
   }
 }

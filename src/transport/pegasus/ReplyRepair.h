@@ -5,8 +5,15 @@
 
 namespace Pegasus::Detail {
 
-/// Makes XML again of what firmware lets slip into values: control characters, and bytes that are no UTF-8, become
-/// U+FFFD. Replies in another encoding pass as they are.
+/// How a control character, raw or as a reference, passes the XML parser: as one of the characters U+10FF01 to U+10FF1F
+/// of a private plane, which begin with these bytes.
+constexpr std::string_view kControlMark = "\xF4\x8F\xBC";
+
+/// Makes control characters of them again, in a whole text, from a position on.
+void RestoreControls(std::string& text, std::size_t from = 0);
+
+/// Makes XML again of what firmware lets slip into values: control characters pass as kControlMark says; a NUL, bytes
+/// that are no UTF-8 and references to no character become U+FFFD. Replies in another encoding pass as they are.
 class ReplyRepair {
  public:
   /// The next bytes, repaired; what is left of them until more arrive comes with the next call. Valid until then.
@@ -17,11 +24,18 @@ class ReplyRepair {
  private:
   bool DecideEncoding(bool last);
   void Repair(std::string_view bytes, bool last);
+  // Each takes what the bytes begin with and returns its size; 0 when more bytes must come first.
+  std::size_t RepairOne(std::string_view bytes, bool last);
+  std::size_t TakeMark(std::string_view bytes, std::string_view mark, bool opensCdata, bool last);
+  std::size_t TakeReference(std::string_view bytes, bool last);
+  std::size_t TakeOddByte(std::string_view bytes, bool last);
+  void AppendOdd(unsigned long number);
 
   std::string waiting_;
   std::string repaired_;
   bool decided_ = false;
   bool isUtf8_ = false;
+  bool inCdata_ = false;
 };
 
 }  // namespace Pegasus::Detail

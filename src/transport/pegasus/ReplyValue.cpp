@@ -1,5 +1,6 @@
 #include "ReplyValue.h"
 
+#include "ReplyRepair.h"
 #include "ValueText.h"
 
 namespace Pegasus::Detail {
@@ -16,19 +17,22 @@ void TextCollector::Start() noexcept {
 }
 
 void TextCollector::Append(std::string_view text, bool verbatim) {
+  const std::size_t start = text_.size();
   if (verbatim) {
     text_ += text;
+    RestoreControls(text_, start);
     solid_ = text_.size();
     return;
   }
   if (text_.empty()) {
     text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
   }
-  const std::size_t last = text.find_last_not_of(kWhiteSpace);
-  if (last != std::string_view::npos) {
-    solid_ = text_.size() + last + 1;
-  }
   text_ += text;
+  RestoreControls(text_, start);
+  const std::size_t last = std::string_view(text_).substr(start).find_last_not_of(kWhiteSpace);
+  if (last != std::string_view::npos) {
+    solid_ = start + last + 1;
+  }
 }
 
 std::string_view TextCollector::Finish() noexcept {

@@ -223,6 +223,22 @@ TEST_F(CIMClientTest, TellsBadAndRefusingMessagesApart) {
   });
 }
 
+TEST_F(CIMClientTest, AServerThatClosesAfterEachReplyGetsANewConnectionEachTime) {
+  for (const milliseconds pause : {milliseconds(0), milliseconds(3)}) {
+    HttpReply reply = CimHttpReply(CimReplyXml("<IRETURNVALUE></IRETURNVALUE>"));
+    reply.closeAfter = true;
+    reply.closePause = pause;
+    server.OnAnyClassReply(reply);
+    const std::size_t before = server.Requests().size();
+    client.disconnect();
+    Connect();
+    for (int request = 0; request < 5; ++request) {
+      EXPECT_NO_THROW(Enumerate()) << "request " << request << ", closed after " << pause.count() << " ms";
+    }
+    EXPECT_EQ(server.Requests().size(), before + 5) << "none is sent twice";
+  }
+}
+
 TEST_F(CIMClientTest, ReopensAnIdleConnectionButNeverRepeatsARequest) {
   HttpReply thenClosed = CimHttpReply(CimReplyXml("<IRETURNVALUE/>"));
   thenClosed.closeAfter = true;

@@ -211,7 +211,10 @@ TEST(ReplyParser, SkipsWhatItDoesNotKnow) {
 TEST(ReplyParser, OddBytesInAValueDoNotCostTheReply) {
   const std::string odd = "\xEF\xBF\xBD";
   const std::pair<std::string, std::string> cases[] = {
-      {std::string("a\x1B[2J\0b", 7), "a" + odd + "[2J" + odd + "b"},
+      {std::string("a\x1B[2J\0b", 7), "a\x1B[2J" + odd + "b"},
+      {"<![CDATA[\x1F]] &#27;]]>&#27;&#x0B;&#x1f;", "\x1F]] &#27;\x1B\v\x1F"},
+      {"\v a &#0;&#x110000;&#55296;&#9;&#65;&amp;#27;", "\v a " + odd + odd + odd + "\tA&#27;"},
+      {"]]<!-- x -->&lt;![CDATA[ &#1;", "]]<![CDATA[ \x01"},
       {"\xE4 latin", odd + " latin"},
       {"\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80 \x7F", "\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80 \x7F"},
       {"cut \xE2\x82|", "cut " + odd + odd + "|"},
