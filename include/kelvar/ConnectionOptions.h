@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include <kelvar/Export.h>
@@ -23,15 +24,23 @@ struct ConnectionOptions {
   /// Redfish and CIM over TLS: SHA-256 fingerprint of the target's certificate as 64 hexadecimal digits, with or
   /// without colons; empty: not checked.
   std::string tls_pinned_fingerprint;
-  /// Bound of one operation, in seconds; 0: the operation's own waits alone.
-  u32 operation_limit_seconds = 300;
+  static constexpr u32 kDefaultOperationLimitSeconds = 300;
+  /// Bound of one operation, in seconds; 0: the operation's own waits alone. No request begins after it. Over Redfish
+  /// and CIM a request that has begun ends with its own time-out; a bound below the default cuts it too.
+  u32 operation_limit_seconds = kDefaultOperationLimitSeconds;
   /// Redfish and CIM: bound of one response's body in bytes; what is longer counts as invalid. Only lowers the bounds
   /// of the transports (64 MiB and 256 MiB); 0: those.
   u64 response_limit_bytes = 0;
   /// Redfish and CIM: most records of one list that an operation fills; with more it fails and leaves those it has.
   /// What is in force when the operation begins counts. 0: as many as a response holds.
   u32 record_limit = 0;
+  /// After one refused login (HTTP 401, CIM access denied, an IPMI session refused for user or password) the objects
+  /// that are made in the same scope send nothing more: what they would ask ends as if it were refused again.
+  bool stop_after_refused_login = false;
 };
+
+struct ConnectionOptionsInForce;
+class LoginGuard;
 
 /// While it lives, objects that the calling thread makes (NodeFirmwareInventory, its backends, InventoryReader) take
 /// their options from here, and keep them. Scopes nest; the inner one counts. Must end on the thread that made it, in
@@ -47,7 +56,12 @@ class KELVAR_EXPORT ConnectionOptionsScope {
   static const ConnectionOptions& Current() noexcept;
 
  private:
+  friend struct ConnectionOptionsInForce;
+  /// Options and guard of another scope, for an object that was made in it.
+  explicit ConnectionOptionsScope(const ConnectionOptionsInForce& inForce);
+
   ConnectionOptions options_;
+  std::shared_ptr<LoginGuard> guard_;
   const ConnectionOptionsScope* outer_;
 };
 

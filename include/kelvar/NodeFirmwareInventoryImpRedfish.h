@@ -14,6 +14,7 @@ struct RestResponse;
 
 namespace Kelvar {
 
+struct RedfishFrame;
 class RedfishService;
 
 /// The backend that reads a service processor over Redfish: HTTPS with basic authentication, no verification of the
@@ -98,6 +99,7 @@ class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInvento
  private:
   friend struct NodeFirmwareInventoryImpRedfishTestAccess;
 
+  RedfishFrame Frame() const;
   RedfishService Service() const;
 
   std::vector<std::string> ConstructChassisUrl();
@@ -112,6 +114,7 @@ class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInvento
   std::unique_ptr<Rest::RestClientInterface> restClient;
   std::string baseUrl;
   KelvarConnection::ConnectionInfo connectionInfo;
+  u32 operationLimitSeconds;
 };
 
 }  // namespace Kelvar

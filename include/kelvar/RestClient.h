@@ -6,6 +6,7 @@
 #include <istream>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,13 @@
 #include <boost/function.hpp>
 
 #include <kelvar/Diagnostics.h>
+
+namespace Kelvar {
+class LoginGuard;
+namespace Http {
+class TlsTrust;
+}
+}  // namespace Kelvar
 
 namespace Rest {
 
@@ -113,15 +121,17 @@ class RestClientInterface {
 
 /// The client on libcurl: one easy handle, whose connection is kept from one request to the next.
 ///
-/// A target cannot make the process grow: a body beyond its bound ends the transfer with CURLE_WRITE_ERROR, headers
-/// beyond 1 MiB are left out, and what goes on without any body ends with CURLE_ABORTED_BY_CALLBACK. SIGPIPE never
-/// reaches the host program.
+/// A target cannot make the process grow: a body beyond its bound ends the transfer with CURLE_WRITE_ERROR, of one with
+/// an error status 64 KiB are kept, headers beyond 1 MiB are left out, and what goes on without any body ends with
+/// CURLE_ABORTED_BY_CALLBACK. SIGPIPE never reaches the host program. No variable of the environment counts: no proxy,
+/// and no file for TLS session keys.
 class RestClient : public RestClientInterface {
  public:
   /// Largest body in bytes before SetMaxBodyBytes.
   static constexpr std::uint64_t kDefaultMaxBodyBytes = std::uint64_t{64} << 20;
 
-  /// Throws std::runtime_error "Couldn't initialize curl handle".
+  /// Takes the ConnectionOptions of the calling thread's scope: they come before what SetSkipTlsVerification and
+  /// SetCAInfoFilePath say. Throws std::runtime_error "Couldn't initialize curl handle".
   RestClient();
   ~RestClient() override;
   RestClient(const RestClient&) = delete;
@@ -177,8 +187,12 @@ class RestClient : public RestClientInterface {
   void SetProxyAndCookies();
   void SetLimits();
   void Collect(RestResponse& response);
+  std::optional<RestResponse> Withheld() const;
+  Kelvar::FailureCause CauseOf(std::int32_t code, bool exceeded) const;
   void SetStream(std::istream& stream, bool post);
 
+  std::shared_ptr<Kelvar::LoginGuard> loginGuard;
+  std::unique_ptr<Kelvar::Http::TlsTrust> tlsTrust;
   CURL* curlHandle;
   std::map<std::string, std::string> requestHeaders;
   std::int32_t timeoutSeconds = -1;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <kelvar/ConnectionOptions.h>
+
 #include "common/diagnostics/DiagnosticsRecorder.h"
 
 namespace Kelvar {
@@ -32,6 +34,27 @@ OperationDeadline::Clock::time_point OperationDeadline::EndOfAll(Clock::time_poi
     end_ = outer_ != nullptr ? std::min(end_, outer_->EndOfAll(now)) : end_;
   }
   return end_;
+}
+
+bool OperationDeadline::IsOver() noexcept {
+  const Clock::time_point now = Clock::now();
+  const bool isOver = now >= End(now);
+  if (isOver) {
+    NoteReached();
+  }
+  return isOver;
+}
+
+std::chrono::milliseconds OperationDeadline::Within(std::chrono::milliseconds own) noexcept {
+  const Clock::time_point now = Clock::now();
+  std::chrono::milliseconds within = own;
+  End(now);  // starts those that have not begun
+  for (const OperationDeadline* one = innermost; one != nullptr; one = one->outer_) {
+    if (one->seconds_ != 0 && one->seconds_ < ConnectionOptions::kDefaultOperationLimitSeconds) {
+      within = std::min(within, std::chrono::duration_cast<std::chrono::milliseconds>(one->end_ - now));
+    }
+  }
+  return std::max(within, std::chrono::milliseconds(1));
 }
 
 void OperationDeadline::NoteReached() noexcept {

@@ -21,6 +21,11 @@ class OperationDeadline {
   /// When the operation has to end; time_point::max() when nothing bounds it. The time runs from the first call on:
   /// `now` is what the caller's clock shows.
   static Clock::time_point End(Clock::time_point now) noexcept;
+  /// Whether no further request may begin, by the steady clock. Records it if so.
+  static bool IsOver() noexcept;
+  /// What a request with a time-out of its own may take from now on, by the steady clock; at least a millisecond. Only
+  /// a bound below the default of ConnectionOptions shortens it.
+  static std::chrono::milliseconds Within(std::chrono::milliseconds own) noexcept;
   /// Records, once for each operation, that its time was over before everything was read.
   static void NoteReached() noexcept;
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/diagnostics/LoginGuard.h"
 #include "common/text/Secret.h"
 
 namespace Kelvar {
@@ -13,7 +14,12 @@ thread_local const ConnectionOptionsScope* innermostScope = nullptr;
 }  // namespace
 
 ConnectionOptionsScope::ConnectionOptionsScope(const ConnectionOptions& options)
-    : options_(options), outer_(std::exchange(innermostScope, this)) {}
+    : options_(options),
+      guard_(options.stop_after_refused_login ? std::make_shared<LoginGuard>() : nullptr),
+      outer_(std::exchange(innermostScope, this)) {}
+
+ConnectionOptionsScope::ConnectionOptionsScope(const ConnectionOptionsInForce& inForce)
+    : options_(inForce.options), guard_(inForce.guard), outer_(std::exchange(innermostScope, this)) {}
 
 ConnectionOptionsScope::~ConnectionOptionsScope() {
   innermostScope = outer_;
@@ -23,6 +29,14 @@ ConnectionOptionsScope::~ConnectionOptionsScope() {
 const ConnectionOptions& ConnectionOptionsScope::Current() noexcept {
   static const ConnectionOptions defaults;
   return innermostScope != nullptr ? innermostScope->options_ : defaults;
+}
+
+ConnectionOptionsInForce ConnectionOptionsInForce::Current() {
+  return {ConnectionOptionsScope::Current(), CurrentGuard()};
+}
+
+std::shared_ptr<LoginGuard> ConnectionOptionsInForce::CurrentGuard() noexcept {
+  return innermostScope != nullptr ? innermostScope->guard_ : nullptr;
 }
 
 }  // namespace Kelvar

@@ -131,6 +131,7 @@ HttpTransport::HttpTransport(const String& host, Uint32 port, const SSLContext* 
   Set(CURLOPT_PROTOCOLS_STR, "http,https");
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   Set(CURLOPT_PROXY, "");
+  Set(CURLOPT_NOPROXY, "");
   Set(CURLOPT_TCP_KEEPALIVE, 1L);
   Set(CURLOPT_BUFFERSIZE, kReceiveBytes);
   if (user.size() != 0 || password.size() != 0) {
@@ -144,15 +145,19 @@ HttpTransport::HttpTransport(const String& host, Uint32 port, const SSLContext* 
 }
 
 void HttpTransport::SetTls(const SSLContext& context) {
-  const String trust = context.getTrustPath();
+  const String trusted = context.getTrustPath();
   Set(CURLOPT_SSL_ENABLE_ALPN, 0L);
   Set(CURLOPT_SSL_VERIFYHOST, 0L);
-  Set(CURLOPT_SSL_VERIFYPEER, trust.size() == 0 ? 0L : 1L);
-  if (trust.size() != 0) {
+  Set(CURLOPT_SSL_VERIFYPEER, trusted.size() == 0 ? 0L : 1L);
+  if (trusted.size() != 0) {
     struct stat entry {};
-    const char* const path = trust.View().data();
+    const char* const path = trusted.View().data();
     const bool isFolder = stat(path, &entry) == 0 && S_ISDIR(entry.st_mode);
     Set(isFolder ? CURLOPT_CAPATH : CURLOPT_CAINFO, path);
+  }
+  const CURLcode code = trust_.Apply(handle_.get());
+  if (code != CURLE_OK) {
+    Fail(code);
   }
 }
 

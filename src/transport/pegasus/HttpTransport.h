@@ -12,6 +12,7 @@
 
 #include <Pegasus/Common/SSLContext.h>
 
+#include "common/http/TlsTrust.h"
 #include "common/http/Transfer.h"
 
 namespace Pegasus::Detail {
@@ -53,6 +54,7 @@ class HttpTransport {
   [[noreturn]] void Fail(CURLcode code) const;
 
   String locator_;
+  Kelvar::Http::TlsTrust trust_{Kelvar::ConnectionOptionsScope::Current()};  // before the handle, which asks it
   std::array<char, CURL_ERROR_SIZE> errorText_{};  // before the handle, which writes to it until it is gone
   std::unique_ptr<CURL, Kelvar::Http::HandleCleanup> handle_;
   bool closesAfterReply_ = false;  ///< the server has done so once

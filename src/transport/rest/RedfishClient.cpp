@@ -5,6 +5,7 @@
 
 #include <kelvar/GlobalConfig.h>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
 #include "transport/rest/TransferRecord.h"
 
@@ -61,7 +62,8 @@ RestResponse RedfishClient::Retry(const std::function<RestResponse()>& attempt) 
   const TriesOfOneExchange tries;
   for (;;) {
     RestResponse response = attempt();
-    if (!IsStarting(response) || milliseconds(policy.totalWaitMs) < wait.now() - start) {
+    if (!IsStarting(response) || milliseconds(policy.totalWaitMs) < wait.now() - start ||
+        Kelvar::OperationDeadline::Within(milliseconds(policy.stepMs)) < milliseconds(policy.stepMs)) {
       return response;
     }
     wait.sleep(milliseconds(policy.stepMs));

@@ -1,5 +1,6 @@
 #include "transport/rest/RestCallbacks.h"
 
+#include <algorithm>
 #include <locale>
 #include <string_view>
 
@@ -30,9 +31,20 @@ void Store(RestResponse& response, std::string_view line) {
   }
 }
 
+bool IsError(BodyTarget& target) {
+  if (!target.isError) {
+    long status = 0;
+    if (target.handle != nullptr) {
+      curl_easy_getinfo(target.handle, CURLINFO_RESPONSE_CODE, &status);
+    }
+    target.isError = status >= 400;
+  }
+  return *target.isError;
+}
+
 /// Makes room for the announced body before its first bytes, so that it does not move about while it grows. False when
 /// it is announced larger than the bound.
-bool ReserveAnnounced(const BodyTarget& target) {
+bool ReserveAnnounced(BodyTarget& target) {
   curl_off_t announced = -1;
   if (target.handle == nullptr || !target.response.body.empty() ||
       curl_easy_getinfo(target.handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced) != CURLE_OK || announced <= 0) {
@@ -41,7 +53,8 @@ bool ReserveAnnounced(const BodyTarget& target) {
   if (static_cast<std::uint64_t>(announced) > target.maxBytes) {
     return false;
   }
-  target.response.body.reserve(static_cast<std::size_t>(announced));
+  const auto size = static_cast<std::size_t>(announced);
+  target.response.body.reserve(IsError(target) ? std::min(size, kMaxErrorBytes) : size);
   return true;
 }
 
@@ -52,11 +65,13 @@ std::size_t WriteBody(char* data, std::size_t size, std::size_t count, void* use
   const std::size_t bytes = size * count;
   std::string& body = target.response.body;
   try {
-    if (bytes > target.maxBytes || body.size() > target.maxBytes - bytes || !ReserveAnnounced(target)) {
+    if (bytes > target.maxBytes || target.received > target.maxBytes - bytes || !ReserveAnnounced(target)) {
       target.exceeded = true;
       return 0;
     }
-    body.append(data, bytes);
+    target.received += bytes;
+    const std::size_t kept = IsError(target) ? std::min(bytes, kMaxErrorBytes - body.size()) : bytes;
+    body.append(data, kept);
   } catch (...) {
     return 0;
   }

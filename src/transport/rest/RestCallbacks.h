@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
 #include <kelvar/RestClient.h>
 
@@ -16,7 +17,12 @@ struct BodyTarget {
   std::uint64_t maxBytes;
   CURL* handle = nullptr;  ///< asked for the announced length, when not null
   bool exceeded = false;
+  std::uint64_t received = 0;
+  std::optional<bool> isError = {};  ///< an HTTP status of 400 or above, once it is known
 };
+
+/// Of a body with an error status so much is kept. The rest is received and dropped.
+constexpr std::size_t kMaxErrorBytes = std::size_t{64} << 10;
 
 /// Where the headers go.
 struct HeaderTarget {

@@ -1,12 +1,16 @@
 #include <kelvar/RestClient.h>
 
+#include <chrono>
 #include <new>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
 
+#include "common/deadline/OperationDeadline.h"
+#include "common/diagnostics/LoginGuard.h"
 #include "common/diagnostics/ConnectionLimits.h"
 #include "common/http/FailureOf.h"
+#include "common/http/TlsTrust.h"
 #include "common/http/Transfer.h"
 #include "common/log/LogMacros.h"
 #include "transport/rest/RestCallbacks.h"
@@ -27,6 +31,8 @@ class HandleReset {
  private:
   CURL* handle_;
 };
+
+constexpr std::int32_t kUnauthorized = 401;
 
 struct ListFree {
   void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
@@ -90,7 +96,11 @@ curl_off_t LengthOf(std::istream& stream) {
 
 }  // namespace
 
-RestClient::RestClient() : curlHandle(Kelvar::Http::MakeHandle()), userAgent("TVKE_RAVLOT") {
+RestClient::RestClient()
+    : loginGuard(Kelvar::ConnectionOptionsInForce::CurrentGuard()),
+      tlsTrust(std::make_unique<Kelvar::Http::TlsTrust>(Kelvar::ConnectionOptionsScope::Current())),
+      curlHandle(Kelvar::Http::MakeHandle()),
+      userAgent("TVKE_RAVLOT") {
   if (curlHandle == nullptr) {
     throw std::runtime_error("Couldn't initialize curl handle");
   }
@@ -101,8 +111,27 @@ RestClient::~RestClient() {
   Kelvar::Http::HandleCleanup()(curlHandle);
 }
 
+/// The response to a request that must not be sent any more.
+std::optional<RestResponse> RestClient::Withheld() const {
+  if (loginGuard && loginGuard->IsRefused() && !basicAuthUser.empty()) {
+    RestResponse response(CURLE_OK, kUnauthorized, {});
+    response.cause = Kelvar::FailureCause::LoginRefused;
+    return response;
+  }
+  if (Kelvar::OperationDeadline::IsOver()) {
+    RestResponse response(CURLE_OPERATION_TIMEDOUT, -1, "the time for the operation is over");
+    response.cause = Kelvar::FailureCause::Deadline;
+    return response;
+  }
+  return std::nullopt;
+}
+
 RestResponse RestClient::Run(const std::string& url, const std::function<void()>& setOwnOptions,
                              ProgressCallback* progress) {
+  if (auto response = Withheld()) {
+    RecordWithheld(url, *response);
+    return std::move(*response);
+  }
   const HandleReset reset(curlHandle);
   setOwnOptions();
   return Perform(url, progress);
@@ -135,6 +164,10 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
   SetLimits();
   SetSecurity();
   SetProxyAndCookies();
+  const CURLcode trust = tlsTrust->Apply(curlHandle);
+  if (trust != CURLE_OK) {
+    return {trust, -1, curl_easy_strerror(trust)};
+  }
   char errorText[CURL_ERROR_SIZE] = {};
   curl_easy_setopt(curlHandle, CURLOPT_ERRORBUFFER, errorText);
   Kelvar::Http::Transfer transfer(curlHandle);
@@ -143,12 +176,13 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
   if (response.curlCode == CURLE_OK) {
     Collect(response);
     response.cause = Kelvar::Http::CauseOfStatus(response.httpCode);
+    if (loginGuard && response.httpCode == kUnauthorized) {
+      loginGuard->NoteRefused();
+    }
   } else {
     response.httpCode = -1;
     response.body = errorText;
-    response.cause = bodyTarget.exceeded
-                         ? Kelvar::FailureCause::TooLarge
-                         : Kelvar::Http::CauseOfTransfer(curlHandle, static_cast<CURLcode>(response.curlCode));
+    response.cause = CauseOf(response.curlCode, bodyTarget.exceeded);
     if (bodyTarget.exceeded) {
       response.body += ": the body is larger than " + std::to_string(maxBodyBytes) + " bytes";
     } else if (transfer.Complaint() != nullptr) {
@@ -160,9 +194,21 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
   return response;
 }
 
+Kelvar::FailureCause RestClient::CauseOf(std::int32_t code, bool exceeded) const {
+  if (exceeded) {
+    return Kelvar::FailureCause::TooLarge;
+  }
+  if (code == CURLE_OPERATION_TIMEDOUT && Kelvar::OperationDeadline::IsOver()) {
+    return Kelvar::FailureCause::Deadline;
+  }
+  return Kelvar::Http::CauseOfTransfer(curlHandle, static_cast<CURLcode>(code));
+}
+
 void RestClient::SetLimits() {
   if (timeoutSeconds >= 0) {
-    curl_easy_setopt(curlHandle, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds));
+    const std::chrono::milliseconds own = std::chrono::seconds(timeoutSeconds);
+    const auto limit = own.count() == 0 ? own : Kelvar::OperationDeadline::Within(own);
+    curl_easy_setopt(curlHandle, CURLOPT_TIMEOUT_MS, static_cast<long>(limit.count()));
   } else {
     curl_easy_setopt(curlHandle, CURLOPT_LOW_SPEED_TIME, 60L);
     curl_easy_setopt(curlHandle, CURLOPT_LOW_SPEED_LIMIT, 30L);
@@ -190,8 +236,10 @@ void RestClient::SetSecurity() {
 }
 
 void RestClient::SetProxyAndCookies() {
+  // Even without one: else libcurl takes it, and who goes without, from the environment.
+  curl_easy_setopt(curlHandle, CURLOPT_PROXY, proxyUrl.c_str());
+  curl_easy_setopt(curlHandle, CURLOPT_NOPROXY, "");
   if (!proxyUrl.empty()) {
-    curl_easy_setopt(curlHandle, CURLOPT_PROXY, proxyUrl.c_str());
     curl_easy_setopt(curlHandle, CURLOPT_HTTPPROXYTUNNEL, 1L);
     if (!proxyUser.empty() && !proxyPassword.empty()) {
       curl_easy_setopt(curlHandle, CURLOPT_PROXYUSERNAME, proxyUser.c_str());

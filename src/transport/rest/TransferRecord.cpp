@@ -93,6 +93,14 @@ void Judge(const RestResponse& response, bool hasBody, std::string_view path, Di
   }
 }
 
+void Record(DiagnosticExchange exchange) {
+  if (tries != nullptr) {
+    tries->Add(std::move(exchange));
+  } else {
+    DiagnosticsRecorder::Add(exchange);
+  }
+}
+
 }  // namespace
 
 void RecordTransfer(CURL* handle, const std::string& url, const RestResponse& response, bool hasBody) noexcept {
@@ -112,16 +120,33 @@ void RecordTransfer(CURL* handle, const std::string& url, const RestResponse& re
     exchange.seconds = static_cast<double>(microseconds) / 1e6;
     exchange.cause = response.cause;
     if (response.curlCode == CURLE_OK) {
-      exchange.bytes = response.body.size();
+      curl_off_t bytes = 0;
+      curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &bytes);
+      exchange.bytes = static_cast<Kelvar::u64>(bytes);
       Judge(response, hasBody && name == "GET", path.substr(0, path.find('?')), exchange);
     } else {
       exchange.response = response.body;  // curl's error text
     }
-    if (tries != nullptr) {
-      tries->Add(std::move(exchange));
-    } else {
-      DiagnosticsRecorder::Add(exchange);
-    }
+    Record(std::move(exchange));
+  } catch (const std::bad_alloc&) {  // not recorded
+  }
+}
+
+void RecordWithheld(const std::string& url, const RestResponse& response) noexcept {
+  if (!DiagnosticsRecorder::Wanted()) {
+    return;
+  }
+  try {
+    DiagnosticExchange exchange;
+    exchange.protocol = "redfish";
+    exchange.request.append("GET ").append(PathOf(url));
+    exchange.response = response.cause == FailureCause::LoginRefused
+                            ? "HTTP 401, not sent again: the login was refused before"
+                            : response.body;
+    exchange.status = response.httpCode;
+    exchange.transmissions = 0;
+    exchange.cause = response.cause;
+    Record(std::move(exchange));
   } catch (const std::bad_alloc&) {  // not recorded
   }
 }

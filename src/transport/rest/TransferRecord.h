@@ -13,6 +13,9 @@ namespace Rest {
 /// succeeded is looked into for that, unless it went to a file.
 void RecordTransfer(CURL* handle, const std::string& url, const RestResponse& response, bool hasBody) noexcept;
 
+/// Records a request that was not sent, and what stands for its response.
+void RecordWithheld(const std::string& url, const RestResponse& response) noexcept;
+
 /// While it lives, the transfers of its thread are tries of one exchange, which it records at its end. Ends in reverse
 /// order of construction.
 class TriesOfOneExchange {

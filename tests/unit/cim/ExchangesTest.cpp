@@ -1,6 +1,7 @@
 #include <kelvar/ConnectionOptions.h>
 #include <kelvar/Diagnostics.h>
 
+#include "common/deadline/OperationDeadline.h"
 #include "unit/cim/CimFixture.h"
 
 namespace Kelvar::Test {
@@ -61,6 +62,47 @@ TEST_F(ExchangesTest, RecordsWhatCameAndWhatItMeans) {
     EXPECT_EQ(diagnostics.ServiceUnderstood(), one.understood);
   }
   EXPECT_GT(diagnostics.BytesReceived(), 262'144u);
+}
+
+TEST_F(ExchangesTest, OneRefusedLoginEndsAllOperationsOfAScope) {
+  server.OnAnyClassReply(HttpError(401));
+  std::unique_ptr<NFI> facade;
+  {
+    ConnectionOptions options;
+    options.stop_after_refused_login = true;
+    const ConnectionOptionsScope scope(options);
+    facade = Facade();
+  }
+  const DiagnosticsScope scope(diagnostics);
+  std::vector<KelvarNfw::INDICATORLEDS> leds;
+  std::vector<KelvarNfw::ZMCMESSAGELOGDATA> log;
+  EXPECT_EQ(facade->GetZMCIndicatorLED(leds), 1);
+  EXPECT_EQ(facade->GetZMCIndicatorLED(leds), 1);
+  facade->GetZMCAuditLogDataViaCIM(log);
+  facade->GetZMCMessageLogDataCIM(log, 0);
+  EXPECT_EQ(server.Requests().size(), 1u);
+  EXPECT_STREQ(NameOf(diagnostics.Cause()), "login_refused");
+  EXPECT_EQ(diagnostics.Exchanges().back().transmissions, 0u);
+}
+
+TEST_F(ExchangesTest, TheOperationsTimeCutsAndWithholdsRequests) {
+  HttpReply late = CimHttpReply(CimReplyXml("<IRETURNVALUE></IRETURNVALUE>"));
+  late.delay = std::chrono::seconds(20);
+  server.OnClassReply("QEL_Chassis", late);
+  ConnectionOptions options;
+  options.operation_limit_seconds = 1;
+  const ConnectionOptionsScope optionsScope(options);
+  const auto facade = Facade();
+  const DiagnosticsScope scope(diagnostics);
+  KelvarAgentless::ComputerSystem system;
+  EXPECT_EQ(facade->GetHardwareInfoComputerSystem(system), 9);
+  const OperationDeadline over(1);
+  std::vector<KelvarNfw::INDICATORLEDS> leds;
+  server.OnClassReply("CIM_IndicatorLED", late);
+  EXPECT_EQ(facade->GetZMCIndicatorLED(leds), 9);
+  EXPECT_EQ(facade->GetZMCIndicatorLED(leds), 9);
+  EXPECT_EQ(server.Requests().size(), 2u);
+  EXPECT_STREQ(NameOf(diagnostics.Exchanges().back().cause), "deadline");
 }
 
 TEST_F(ExchangesTest, RecordsAConnectWithItsTries) {

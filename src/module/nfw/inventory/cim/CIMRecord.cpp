@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/http/FailureOf.h"
 
@@ -96,18 +97,42 @@ void CIMRecord::Replied(u32 instances) const noexcept {
   }
 }
 
-void CIMRecord::Failed(const Pegasus::Exception& exception) const noexcept {
-  if (As<CIMException>(exception) != nullptr) {
+void CIMRecord::CheckMaySend(const LoginGuard* guard) {
+  if (guard != nullptr && guard->IsRefused()) {
+    withheld_ = FailureCause::LoginRefused;
+    throw CIMClientHTTPErrorException("401 Unauthorized", Pegasus::String::EMPTY, Pegasus::String::EMPTY);
+  }
+  if (OperationDeadline::IsOver()) {
+    withheld_ = FailureCause::Deadline;
+    throw Pegasus::ConnectionTimeoutException();
+  }
+}
+
+FailureCause CIMRecord::CauseFor(const Pegasus::Exception& exception) const noexcept {
+  if (withheld_ != FailureCause::None) {
+    return withheld_;
+  }
+  if (As<Pegasus::ConnectionTimeoutException>(exception) != nullptr && OperationDeadline::IsOver()) {
+    return FailureCause::Deadline;
+  }
+  const FailureCause told = LastCause(client_);
+  return told != FailureCause::None ? told : CauseOf(exception);
+}
+
+FailureCause CIMRecord::Failed(const Pegasus::Exception& exception) const noexcept {
+  const bool isReply = As<CIMException>(exception) != nullptr;
+  if (isReply) {
     DiagnosticsRecorder::NoteServiceUnderstood();
   }
+  const FailureCause cause = CauseFor(exception);
   try {
-    const FailureCause told = LastCause(client_);
     const int status = StatusOf(exception);
-    const std::string prefix =
-        As<CIMException>(exception) != nullptr ? "CIM status " + std::to_string(status) + ": " : "";
-    Add(status, told != FailureCause::None ? told : CauseOf(exception), prefix + ToText(exception.getMessage()));
+    Add(status, cause,
+        (isReply ? "CIM status " + std::to_string(status) + ": " : "") + ToText(exception.getMessage()) +
+            (withheld_ == FailureCause::None ? "" : " (not sent)"));
   } catch (const std::bad_alloc&) {  // not recorded
   }
+  return cause;
 }
 
 void CIMRecord::Add(int status, FailureCause cause, const std::string& response) const {
@@ -119,9 +144,9 @@ void CIMRecord::Add(int status, FailureCause cause, const std::string& response)
                             .request = request_,
                             .response = response,
                             .status = status,
-                            .bytes = LastBytes(client_),
+                            .bytes = withheld_ == FailureCause::None ? LastBytes(client_) : 0,
                             .seconds = sinceStart.count(),
-                            .transmissions = std::max(tries_, 1U),
+                            .transmissions = withheld_ == FailureCause::None ? std::max(tries_, 1U) : 0,
                             .cause = cause});
 }
 

@@ -18,15 +18,19 @@ class CIMRecord {
   /// A connection is there: nothing has been answered yet.
   void Connected() const noexcept;
   void Replied(u32 instances) const noexcept;
-  /// Inside a catch clause of an exception of the client library.
-  void Failed(const Pegasus::Exception& exception) const noexcept;
+  /// Inside a catch clause of an exception of the client library. Returns the cause.
+  FailureCause Failed(const Pegasus::Exception& exception) const noexcept;
+  /// Throws instead of a request that must not be sent: the login was refused before, or the operation's time is over.
+  void CheckMaySend(const LoginGuard* guard);
 
  private:
+  FailureCause CauseFor(const Pegasus::Exception& exception) const noexcept;
   void Add(int status, FailureCause cause, const std::string& response) const;
 
   const Pegasus::CIMClient& client_;
   const std::string request_;
   u32 tries_ = 0;
+  FailureCause withheld_ = FailureCause::None;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 

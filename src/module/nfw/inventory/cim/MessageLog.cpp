@@ -1,3 +1,4 @@
+#include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/MessageLogEntry.h"
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
@@ -36,6 +37,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCMessageLogData(std::vector<ZMCMESSAGELOG
     }
     code = NodeFirmwareInventory::INVENTORY_SUCCESS;
   };
+  const OperationDeadline deadline(connection->InForce().options.operation_limit_seconds);
   return RunOperation("NodeFirmwareInventoryImpCIM", "GetZMCMessageLogData", CIMClauses<2>, body);
 }
 

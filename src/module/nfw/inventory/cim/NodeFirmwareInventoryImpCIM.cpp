@@ -1,5 +1,6 @@
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/CIMFailure.h"
@@ -62,6 +63,7 @@ Code NodeFirmwareInventoryImpCIM::Run(const char* operation, OperationBody body,
     }
     body(code);
   };
+  const OperationDeadline deadline(connection->InForce().options.operation_limit_seconds);
   return RunOperation("NodeFirmwareInventoryImpCIM", operation, clauses, withClient, initial);
 }
 
@@ -84,7 +86,7 @@ Code NodeFirmwareInventoryImpCIM::Walk(const char* operation, const char* classN
 
 NodeFirmwareInventoryImpCIM::Instances NodeFirmwareInventoryImpCIM::Enumerate(const char* className,
                                                                               const std::string& nameSpace) {
-  return EnumerateAll(*connection->GetCIMClient(), nameSpace.c_str(), className);
+  return EnumerateAll(*connection, nameSpace.c_str(), className);
 }
 
 void NodeFirmwareInventoryImpCIM::LogNoInstance(const char* className) const {

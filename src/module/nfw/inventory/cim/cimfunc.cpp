@@ -3,6 +3,7 @@
 #include <chrono>
 #include <thread>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/CIMRecord.h"
@@ -29,8 +30,24 @@ bool IsCIMCase(u32 connectionCase) noexcept {
          connectionCase <= KelvarConnection::CONNECTION_CASE_CIM_OMC;
 }
 
+/// Shortens the client's time-out to what the operation has left.
+class ClientTimeout {
+ public:
+  explicit ClientTimeout(CIMClient& client) : client_(client), own_(client.getTimeout()) {
+    client_.setTimeout(static_cast<u32>(OperationDeadline::Within(std::chrono::milliseconds(own_)).count()));
+  }
+  ~ClientTimeout() { client_.setTimeout(own_); }
+  ClientTimeout(const ClientTimeout&) = delete;
+  ClientTimeout& operator=(const ClientTimeout&) = delete;
+
+ private:
+  CIMClient& client_;
+  const u32 own_;
+};
+
 void Connect(CIMClient& client, const ConnectionInfo& info, const Pegasus::SSLContext& context) {
   client.setTimeout(kConnectTimeoutMs);
+  const ClientTimeout timeout(client);
   const Pegasus::String host = info.Host.c_str();
   const Pegasus::String user = info.UserName.c_str();
   const Pegasus::String password = info.Password.c_str();
@@ -38,6 +55,16 @@ void Connect(CIMClient& client, const ConnectionInfo& info, const Pegasus::SSLCo
     client.connect(host, info.Port, context, user, password);
   } else {
     client.connect(host, info.Port, user, password);
+  }
+}
+
+/// Whether the client checks certificates as the options ask. Only our own does.
+template <typename Client>
+bool HonoursTlsOptions(const ConnectionOptions& options) {
+  if constexpr (requires(Client client) { client.getLastExchange(); }) {
+    return true;
+  } else {
+    return options.tls_ca_file.empty() && options.tls_pinned_fingerprint.empty();
   }
 }
 
@@ -105,10 +132,15 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
     KELVAR_LOG(1) << "Invalid connection type: " << Info.ConnectionType;
     return 0;
   }
+  if (!HonoursTlsOptions<CIMClient>(inForce.options)) {
+    KELVAR_LOG(1) << "This CIM client cannot verify certificates as the options ask";
+    return 1;
+  }
   const Pegasus::SSLContext context(Pegasus::String::EMPTY, nullptr, Pegasus::String::EMPTY);
   const auto logExchange = [&](const std::string& answer) {
     KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> " << answer;
   };
+  const ConnectionOptionsScope scope = inForce.Enter();
   CIMRecord record(client, "connect");
   for (int triesLeft = kConnectTries; triesLeft > 0; --triesLeft) {
     record.CountTry();
@@ -130,6 +162,9 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
     } catch (const Pegasus::Exception& exception) {
       logFailure(exception, "");
     }
+    if (OperationDeadline::IsOver()) {
+      break;
+    }
     pause(kPauseMs);
   }
   return 1;
@@ -145,27 +180,31 @@ void LogExchange(const Pegasus::CIMNamespaceName& nameSpace, const Pegasus::CIMN
 
 }  // namespace
 
-Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(CIMClient& client, const Pegasus::CIMNamespaceName& nameSpace,
+Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(const CIMConnection& connection,
+                                                  const Pegasus::CIMNamespaceName& nameSpace,
                                                   const Pegasus::CIMName& className) {
   const bool deepInheritance = true;
   const bool localOnly = true;
   const bool includeQualifiers = false;
   const bool includeClassOrigin = false;
-  const CIMRecord record(client, "enumerate " + ToText(className.getString()));
+  CIMClient& client = *connection.GetCIMClient();
+  CIMRecord record(client, "enumerate " + ToText(className.getString()));
   try {
+    record.CheckMaySend(connection.InForce().guard.get());
+    const ClientTimeout timeout(client);
     auto instances = client.enumerateInstances(nameSpace, className, deepInheritance, localOnly, includeQualifiers,
                                                includeClassOrigin, Pegasus::CIMPropertyList());
     record.Replied(instances.size());
     LogExchange(nameSpace, className, std::to_string(instances.size()) + " instances");
     return instances;
-  } catch (const Pegasus::CIMException& exception) {
-    record.Failed(exception);
-    LogExchange(nameSpace, className,
-                "CIM status " + std::to_string(exception.getCode()) + ": " + ToText(exception.getMessage()));
-    throw;
   } catch (const Pegasus::Exception& exception) {
-    record.Failed(exception);
-    LogExchange(nameSpace, className, ToText(exception.getMessage()));
+    const FailureCause cause = record.Failed(exception);
+    if (cause == FailureCause::LoginRefused && connection.InForce().guard) {
+      connection.InForce().guard->NoteRefused();
+    }
+    const auto* const cim = dynamic_cast<const Pegasus::CIMException*>(&exception);
+    const std::string status = cim == nullptr ? "" : "CIM status " + std::to_string(cim->getCode()) + ": ";
+    LogExchange(nameSpace, className, status + ToText(exception.getMessage()));
     throw;
   }
 }
@@ -194,7 +233,7 @@ int GetCIMArrayFromEnumerateInstances(Pegasus::CIMName className, CIMConnection&
   };
   try {
     client->setTimeout(timeoutMs);
-    instances = EnumerateAll(*client, connection.GetNamespace(), className);
+    instances = EnumerateAll(connection, connection.GetNamespace(), className);
     KELVAR_LOG(3) << "The size of ei_array is:" << instances.size();
     return 0;
   } catch (const Pegasus::CIMException& exception) {

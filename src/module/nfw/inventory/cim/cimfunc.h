@@ -10,6 +10,8 @@
 #include <Pegasus/Client/CIMClient.h>
 #include <Pegasus/Client/CIMClientException.h>
 
+#include "common/diagnostics/LoginGuard.h"
+
 namespace Kelvar {
 
 /// Pauses the calling thread.
@@ -33,6 +35,9 @@ class CIMConnection {
   Pegasus::CIMClient* GetCIMClient() const noexcept { return Client.get(); }
   const Pegasus::CIMNamespaceName& GetNamespace() const noexcept { return Namespace; }
 
+  /// What was in force where the connection was made.
+  const ConnectionOptionsInForce& InForce() const noexcept { return inForce; }
+
   int InitCIMClient();
   /// Throws the client away and connects a new one.
   int ReconnectCIMClient();
@@ -45,6 +50,7 @@ class CIMConnection {
   std::unique_ptr<Pegasus::CIMClient> Client;
   KelvarConnection::ConnectionInfo Info;
   CIMPause pause;
+  const ConnectionOptionsInForce inForce = ConnectionOptionsInForce::Current();
 };
 
 /// Enumerates with a time-out that stays in force on the client, reconnecting before when there is no client, and
@@ -54,7 +60,8 @@ int GetCIMArrayFromEnumerateInstances(Pegasus::CIMName className, CIMConnection&
                                       Pegasus::Array<Pegasus::CIMInstance>& instances, u32 timeoutMs);
 
 /// All instances of a class with the flags and the empty property list that this system always asks with.
-Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(Pegasus::CIMClient& client,
+/// The connection has a client. A request that may not be sent any more throws what a server would have replied.
+Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(const CIMConnection& connection,
                                                   const Pegasus::CIMNamespaceName& nameSpace,
                                                   const Pegasus::CIMName& className);
 

@@ -2,6 +2,7 @@
 
 #include <boost/algorithm/string/predicate.hpp>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/CIMFailure.h"
 #include "module/nfw/inventory/cim/CIMFields.h"
@@ -63,6 +64,7 @@ ZMCAPPRETURNCODE zmcapp::GetLog(const char* operation, const std::string& log, s
   list.clear();
   ZMCAPPRETURNCODE code = ZMCAPP_FAILED;
   try {
+    const OperationDeadline deadline(inForce.options.operation_limit_seconds);
     code = Connect() ? ReadLog(log, list) : ZMCAPP_CONNECT_FAILED;
   } catch (...) {
     const CIMFailure failure = CurrentCIMFailure();
@@ -76,6 +78,7 @@ ZMCAPPRETURNCODE zmcapp::GetLog(const char* operation, const std::string& log, s
 
 bool zmcapp::Connect() {
   if (!connection) {
+    const ConnectionOptionsScope scope = inForce.Enter();
     connection = std::make_unique<CIMConnection>(CIMNamespaceFor(info).c_str(), info, pause);
     return connection->GetCIMClient() != nullptr;
   }
@@ -83,8 +86,7 @@ bool zmcapp::Connect() {
 }
 
 ZMCAPPRETURNCODE zmcapp::ReadLog(const std::string& log, std::vector<ZMCMESSAGELOGDATA>& list) {
-  const Pegasus::Array<CIMInstance> instances =
-      EnumerateAll(*connection->GetCIMClient(), connection->GetNamespace(), "CIM_LogEntry");
+  const Pegasus::Array<CIMInstance> instances = EnumerateAll(*connection, connection->GetNamespace(), "CIM_LogEntry");
   ZMCMESSAGELOGDATA entry;
   RecordAppender<ZMCMESSAGELOGDATA> append(list, kMessageLogTexts);
   for (Pegasus::Uint32 i = 0; i < instances.size(); ++i) {

@@ -42,6 +42,7 @@ class zmcapp {
 
   const KelvarConnection::ConnectionInfo info;
   const CIMPause pause;
+  const ConnectionOptionsInForce inForce = ConnectionOptionsInForce::Current();
   std::unique_ptr<CIMConnection> connection;
 };
 

@@ -114,7 +114,7 @@ OtherSystemVPD ToOther(const Component& component) {
 }  // namespace
 
 Code NodeFirmwareInventoryImpRedfish::GetSystemBoardVPD(SystemBoardVPD& board) {
-  return RunRedfishOperation(restClient.get(), "GetSystemBoardVPD", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetSystemBoardVPD", [&](Code& code) {
     const auto document = FetchDocument(Service(), "/redfish/v1/Chassis/1", code);
     if (!document) {
       return;
@@ -126,7 +126,7 @@ Code NodeFirmwareInventoryImpRedfish::GetSystemBoardVPD(SystemBoardVPD& board) {
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetPowerSupplyVPD(std::vector<PowerSupplyVPD>& list) {
-  return RunRedfishOperation(restClient.get(), "GetPowerSupplyVPD", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetPowerSupplyVPD", [&](Code& code) {
     const auto document = FetchDocument(Service(), kPower, code);
     if (!document) {
       return;
@@ -155,7 +155,7 @@ Code NodeFirmwareInventoryImpRedfish::GetPowerSupplyVPD(std::vector<PowerSupplyV
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetBackPlaneVPD(std::vector<BackPlaneVPD>& list) {
-  return RunRedfishOperation(restClient.get(), "GetBackPlaneVPD", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetBackPlaneVPD", [&](Code& code) {
     const std::vector<std::string> urls = ConstructChassisUrl();
     code = urls.empty() ? NodeFirmwareInventory::INVENTORY_REST_FAILED : NodeFirmwareInventory::INVENTORY_SUCCESS;
     try {
@@ -192,7 +192,7 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeOtherSystemVPD(std::vector<OtherSys
       list.push_back(ToOther(backPlane));
     }
   };
-  return RunRedfishOperation(restClient.get(), "GetNodeOtherSystemVPD", body, NodeFirmwareInventory::INVENTORY_SUCCESS);
+  return RunRedfishOperation(Frame(), "GetNodeOtherSystemVPD", body, NodeFirmwareInventory::INVENTORY_SUCCESS);
 }
 
 }  // namespace Kelvar

@@ -123,8 +123,7 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareBuildID(std::vector<NODEFIR
     }
     list.push_back(record);
   };
-  return RunRedfishOperation(restClient.get(), "GetNodeFirmwareBuildID", body,
-                             NodeFirmwareInventory::INVENTORY_SUCCESS);
+  return RunRedfishOperation(Frame(), "GetNodeFirmwareBuildID", body, NodeFirmwareInventory::INVENTORY_SUCCESS);
 }
 
 bool NodeFirmwareInventoryImpRedfish::GetFirmware(std::map<std::string, SoftwareIdentity_>& identities) {
@@ -144,7 +143,7 @@ bool NodeFirmwareInventoryImpRedfish::GetFirmware(std::map<std::string, Software
         });
     code = read ? NodeFirmwareInventory::INVENTORY_SUCCESS : NodeFirmwareInventory::INVENTORY_REST_FAILED;
   };
-  return RunRedfishOperation(restClient.get(), "GetFirmware", body) == NodeFirmwareInventory::INVENTORY_SUCCESS;
+  return RunRedfishOperation(Frame(), "GetFirmware", body) == NodeFirmwareInventory::INVENTORY_SUCCESS;
 }
 
 }  // namespace Kelvar

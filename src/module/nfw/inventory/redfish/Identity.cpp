@@ -115,7 +115,7 @@ bool ReadSystem(const JsonNode& system, NODEFIRMWARESYSTEMVPD& vpd) {
 }  // namespace
 
 Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPD(NODEFIRMWARESYSTEMVPD& vpd) {
-  return RunRedfishOperation(restClient.get(), "GetNodeFirmwareSystemVPD", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetNodeFirmwareSystemVPD", [&](Code& code) {
     std::vector<std::string> urls;
     code = ConstructSystemsUrl(urls);
     if (code != NodeFirmwareInventory::INVENTORY_SUCCESS) {
@@ -141,7 +141,7 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPD(NODEFIRMWARESYSTE
 
 Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPDFromOEMProduct(NODEFIRMWARESYSTEMVPD& vpd) {
   static constexpr const char* kOperation = "GetNodeFirmwareSystemVPDFromOEMProduct";
-  return RunRedfishOperation(restClient.get(), kOperation, [&](Code& code) {
+  return RunRedfishOperation(Frame(), kOperation, [&](Code& code) {
     const auto response = Service().FetchOrLog(kProductInfo, code, "Failed to get info from url");
     if (!response) {
       return;
@@ -158,7 +158,7 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareSystemVPDFromOEMProduct(NOD
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetHardwareInfoComputerSystem(ComputerSystem& system) {
-  return RunRedfishOperation(restClient.get(), "GetHardwareInfoComputerSystem", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetHardwareInfoComputerSystem", [&](Code& code) {
     auto response = Service().FetchOrLog(kFirstChassis, code);
     if (!response) {
       return;

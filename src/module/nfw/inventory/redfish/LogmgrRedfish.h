@@ -34,6 +34,7 @@ class LogmgrRedfish {
 
   std::unique_ptr<Rest::RestClientInterface> client_;
   std::string baseUrl_;
+  const u32 limitSeconds_;
 };
 
 }  // namespace Kelvar

@@ -6,7 +6,7 @@ namespace Kelvar {
 using Code = NodeFirmwareInventory::INVENTORYRETURNCODE;
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCMessageLogData(std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST>& list) {
-  return RunRedfishOperation(restClient.get(), "GetZMCMessageLogData", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetZMCMessageLogData", [&](Code& code) {
     list.clear();
     code = ReadRedfishLog(Service(), {.name = "StandardLog", .argumentsRequired = true}, list);
   });

@@ -123,7 +123,7 @@ class StaticAddressRows {
 }  // namespace
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCDNSSettingData(std::vector<ZMCDNSSETTINGDATA>& list) {
-  return RunRedfishOperation(restClient.get(), "GetZMCDNSSettingData", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetZMCDNSSettingData", [&](Code& code) {
     list.clear();
     std::string hostName;
     const auto readHostName = [&](const JsonNode& nic) { hostName = nic.Text("FQDN", kUnknown); };
@@ -141,7 +141,7 @@ Code NodeFirmwareInventoryImpRedfish::GetZMCDNSSettingData(std::vector<ZMCDNSSET
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCIPProtocolEndPoint(std::vector<ZMCIPPROTOCOLENDPOINT>& list) {
-  return RunRedfishOperation(restClient.get(), "GetZMCIPProtocolEndPoint", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetZMCIPProtocolEndPoint", [&](Code& code) {
     list.clear();
     u32 number = 1;
     const auto append = [&](const JsonNode& addresses) {
@@ -163,7 +163,7 @@ Code NodeFirmwareInventoryImpRedfish::GetZMCIPProtocolEndPoint(std::vector<ZMCIP
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCStaticIPAddress(std::vector<ZMCSTATICIP>& list) {
-  return RunRedfishOperation(restClient.get(), "GetZMCStaticIPAddress", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetZMCStaticIPAddress", [&](Code& code) {
     list.clear();
     StaticAddressRows rows(list, [this](u32 number) { return toString(number); });
     const auto readNic = [&](const JsonNode& nic) {
@@ -179,7 +179,7 @@ Code NodeFirmwareInventoryImpRedfish::GetZMCStaticIPAddress(std::vector<ZMCSTATI
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCCommunityString(std::vector<ZMCSNMPCOMMUNITYSTRING>& list) {
-  return RunRedfishOperation(restClient.get(), "GetZMCCommunityString", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetZMCCommunityString", [&](Code& code) {
     list.clear();
     code = ReadResource(Service(), kCommunity, [&](const JsonNode& snmp) {
       ZMCSNMPCOMMUNITYSTRING record;

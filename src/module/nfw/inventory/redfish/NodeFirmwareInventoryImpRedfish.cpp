@@ -4,8 +4,10 @@
 #include <sstream>
 #include <utility>
 
+#include <kelvar/ConnectionOptions.h>
 #include <kelvar/RedfishClient.h>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/redfish/Frame.h"
@@ -35,14 +37,14 @@ void LastClauses(const char* operation, Code& code) {
 
 }  // namespace
 
-Code RunRedfishOperation(const Rest::RestClientInterface* client, const char* operation, OperationBody body,
-                         Code initial) {
+Code RunRedfishOperation(const RedfishFrame& frame, const char* operation, OperationBody body, Code initial) {
   const auto withClient = [&](Code& code) {
     body(code);
-    if (client == nullptr) {
+    if (!frame.hasClient) {
       code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
     }
   };
+  const OperationDeadline deadline(frame.limitSeconds);
   return RunOperation("NodeFirmwareInventoryImpRedfish", operation, &LastClauses, withClient, initial);
 }
 
@@ -54,7 +56,8 @@ NodeFirmwareInventoryImpRedfish::NodeFirmwareInventoryImpRedfish(const Connectio
     : NodeFirmwareInventoryImp(connection),
       restClient(std::move(client)),
       baseUrl(RedfishService::BaseUrl(connection)),
-      connectionInfo(connection) {
+      connectionInfo(connection),
+      operationLimitSeconds(ConnectionOptionsScope::Current().operation_limit_seconds) {
   KELVAR_LOG(4) << "Entering Constructor of NodeFirmwareInventoryImpRedfish";
   if (!restClient) {
     KELVAR_LOG(1) << "Failed to construct rest client point.";
@@ -67,6 +70,10 @@ NodeFirmwareInventoryImpRedfish::~NodeFirmwareInventoryImpRedfish() {
   KELVAR_LOG(4) << "Entering Destructor of NodeFirmwareInventoryImpRedfish";
 }
 
+RedfishFrame NodeFirmwareInventoryImpRedfish::Frame() const {
+  return {restClient != nullptr, operationLimitSeconds};
+}
+
 RedfishService NodeFirmwareInventoryImpRedfish::Service() const {
   return {restClient.get(), baseUrl};
 }
@@ -76,11 +83,11 @@ int NodeFirmwareInventoryImpRedfish::GetConnectStatus() {
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCGenerationType(ZMCGENERATIONTYPE& /*generation*/) {
-  return RunRedfishOperation(restClient.get(), "GetZMCGenerationType", [](Code&) {});
+  return RunRedfishOperation(Frame(), "GetZMCGenerationType", [](Code&) {});
 }
 
 Code NodeFirmwareInventoryImpRedfish::GetNFWSoftwareIdentity(std::vector<KelvarOptions::SoftwareIdentity_>& /*list*/) {
-  return RunRedfishOperation(restClient.get(), "GetNFWSoftwareIdentity", [](Code&) {});
+  return RunRedfishOperation(Frame(), "GetNFWSoftwareIdentity", [](Code&) {});
 }
 
 Code NodeFirmwareInventoryImpRedfish::CheckRestClientResponse(const Rest::RestResponse& response) {

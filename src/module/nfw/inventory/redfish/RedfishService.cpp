@@ -128,7 +128,13 @@ bool IsFetchablePath(const std::string& path) {
 }
 
 void AppendMemberPaths(const JsonNode& collection, std::vector<std::string>& paths) {
+  std::size_t count = 0;
   for (const JsonNode& member : collection.Child("Members").Children()) {
+    if (++count > kMaxMembers) {
+      KELVAR_LOG(2) << "The collection has more than " << kMaxMembers << " members";
+      ResourceInReading::AddGap(GapKind::Truncated, FailureCause::TooLarge, "too many members to ask one by one");
+      break;
+    }
     const auto path = member.Find("@odata.id");
     if (path && IsFetchablePath(path->Value())) {
       paths.push_back(path->Value());

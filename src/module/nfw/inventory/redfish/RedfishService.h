@@ -80,8 +80,11 @@ class ResourceInReading {
 void NoteLinks(std::size_t links) noexcept;
 constexpr const char* kLink = "@odata.id";
 
-/// Appends the path of each member of a collection, in document order; members without a fetchable one are skipped.
-/// Throws ptree_bad_path when there are no "Members".
+/// Of a collection whose members are asked for one by one.
+constexpr std::size_t kMaxMembers = 20'000;
+
+/// Appends the path of each member of a collection, up to the bound, in document order; members without a fetchable one
+/// are skipped. Throws ptree_bad_path when there are no "Members".
 void AppendMemberPaths(const JsonNode& collection, std::vector<std::string>& paths);
 
 /// Leaves a line of level 2 and a gap when a collection has further pages: only the first is read.

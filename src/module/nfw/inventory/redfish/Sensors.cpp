@@ -216,7 +216,7 @@ NUMERICSENSORS ReadOemSensor(const JsonValue& sensor, u16 zmcIndex) {
 }  // namespace
 
 Code NodeFirmwareInventoryImpRedfish::GetZMCNumericSensors(std::vector<NUMERICSENSORS>& list) {
-  return RunRedfishOperation(restClient.get(), "GetZMCNumericSensors", [&](Code& code) {
+  return RunRedfishOperation(Frame(), "GetZMCNumericSensors", [&](Code& code) {
     list.clear();
     if (const auto standard = Service().FetchOrLogAlone(kStandardSensors, code)) {
       const ResourceInReading resource(kStandard);

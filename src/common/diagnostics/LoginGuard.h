@@ -1,0 +1,32 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include <kelvar/ConnectionOptions.h>
+
+namespace Kelvar {
+
+/// Whether a login was refused to the objects that share it. Any thread.
+class LoginGuard {
+ public:
+  bool IsRefused() const noexcept { return refused_.load(std::memory_order_relaxed); }
+  void NoteRefused() noexcept { refused_.store(true, std::memory_order_relaxed); }
+
+ private:
+  std::atomic<bool> refused_{false};
+};
+
+/// What an object keeps of the scope that it was made in.
+struct ConnectionOptionsInForce {
+  ConnectionOptions options;
+  std::shared_ptr<LoginGuard> guard;
+
+  static ConnectionOptionsInForce Current();
+  /// Null when the options in force want none.
+  static std::shared_ptr<LoginGuard> CurrentGuard() noexcept;
+  /// The scope once more.
+  ConnectionOptionsScope Enter() const { return ConnectionOptionsScope(*this); }
+};
+
+}  // namespace Kelvar
