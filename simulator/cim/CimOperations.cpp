@@ -107,7 +107,7 @@ Outcome Stream(const Target& target, const Request& request, const Shape& shape,
 
 // LocalOnly of instances is not looked at: it is deprecated, and servers give all properties whatever it says.
 Outcome EnumerateInstances(const Target& target, const Request& request) {
-  const Class* seenAs = request.deepInheritance ? nullptr : target.of;
+  const Class* seenAs = request.deepInheritance.value_or(true) ? nullptr : target.of;
   return Stream(target, request, ShapeOf(request, seenAs), [](const auto& writer, std::string& xml, std::size_t index) {
     writer.AppendNamedInstance(xml, index);
   });
@@ -156,14 +156,21 @@ Outcome GetClass(const Target& target, const Request& request) {
   return Whole(request, xml);
 }
 
-Outcome EnumerateClassNames(const Target& target, const Request& request) {
-  std::string xml;
-  const std::string_view parent = target.of == nullptr ? std::string_view() : target.of->name;
+void AppendClassNames(std::string& xml, const Target& target, std::string_view parent, bool deep) {
   for (const Class* child : target.space.Children(parent)) {
     xml += "<CLASSNAME NAME=\"";
     AppendEscaped(xml, child->name);
     xml += "\"/>\n";
+    if (deep) {
+      AppendClassNames(xml, target, child->name, deep);
+    }
   }
+}
+
+Outcome EnumerateClassNames(const Target& target, const Request& request) {
+  std::string xml;
+  const std::string_view parent = target.of == nullptr ? std::string_view() : target.of->name;
+  AppendClassNames(xml, target, parent, request.deepInheritance.value_or(false));
   return Whole(request, xml);
 }
 

@@ -29,7 +29,7 @@ struct Request {
   /// Absent: as the method's own default.
   std::optional<bool> localOnly;
   std::optional<bool> includeQualifiers;
-  bool deepInheritance = true;
+  std::optional<bool> deepInheritance;
   bool includeClassOrigin = false;
   /// Absent: all properties. Present and empty: none.
   std::optional<std::vector<std::string>> properties;

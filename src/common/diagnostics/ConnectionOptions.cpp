@@ -32,7 +32,9 @@ const ConnectionOptions& ConnectionOptionsScope::Current() noexcept {
 }
 
 ConnectionOptionsInForce ConnectionOptionsInForce::Current() {
-  return {ConnectionOptionsScope::Current(), CurrentGuard()};
+  ConnectionOptionsInForce inForce{ConnectionOptionsScope::Current(), CurrentGuard()};
+  Text::WipeText(inForce.options.ipmi_kg_key);  // no use to who keeps them
+  return inForce;
 }
 
 std::shared_ptr<LoginGuard> ConnectionOptionsInForce::CurrentGuard() noexcept {

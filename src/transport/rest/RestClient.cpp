@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "common/deadline/OperationDeadline.h"
-#include "common/diagnostics/LoginGuard.h"
 #include "common/diagnostics/ConnectionLimits.h"
+#include "common/diagnostics/LoginGuard.h"
 #include "common/http/FailureOf.h"
 #include "common/http/TlsTrust.h"
 #include "common/http/Transfer.h"
@@ -67,21 +67,6 @@ void SetText(CURL* handle, CURLoption option, const std::string& text) {
   if (!text.empty()) {
     curl_easy_setopt(handle, option, text.c_str());
   }
-}
-
-void LogExchange(CURL* handle, const std::string& url, const RestResponse& response) {
-  if (Kelvar::Log::GetMinLogLevel() < 4) {
-    return;
-  }
-  const char* method = nullptr;
-  curl_off_t microseconds = 0;
-  curl_easy_getinfo(handle, CURLINFO_EFFECTIVE_METHOD, &method);
-  curl_easy_getinfo(handle, CURLINFO_TOTAL_TIME_T, &microseconds);
-  const std::string answer = response.curlCode == CURLE_OK ? "HTTP " + std::to_string(response.httpCode) + ", " +
-                                                                 std::to_string(response.body.size()) + " bytes"
-                                                           : response.body;  // curl's error text
-  KELVAR_LOG(4) << "Exchange: " << (method == nullptr ? "" : method) << ' ' << url << " -> " << answer << ", "
-                << microseconds / 1000 << " ms";
 }
 
 /// Length of the stream in bytes, -1 when it cannot tell. Leaves it at its start and ready to be read.
@@ -189,7 +174,6 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
       response.body.append(": ").append(transfer.Complaint());
     }
   }
-  LogExchange(curlHandle, url, response);
   RecordTransfer(curlHandle, url, response, outputFile == nullptr);
   return response;
 }

@@ -1,4 +1,7 @@
 #include "module/nfw/inventory/cim/cimfunc.h"
+
+#include <kelvar/Diagnostics.h>
+
 #include "unit/cim/CimFixture.h"
 
 namespace Kelvar::Test {
@@ -50,13 +53,15 @@ TEST_F(AccessLayer, ServerThatAnswersTheSecondTryIsNoFailure) {
   EXPECT_FALSE(log.Contains("secret"));
 }
 
-TEST_F(AccessLayer, TraceTellsWhatTlsSaidToThePort) {
+TEST_F(AccessLayer, DiagnosticsTellWhatTlsSaidToThePort) {
   ConnectionInfo info = Info();
   info.ConnectionType = 1;
   server.Http().FailConnections(ConnectionFault::CloseAfterFirstBytes, 3);
-  LogCapture log(4);
+  const LogCapture log(4);
+  Diagnostics diagnostics;
+  const DiagnosticsScope scope(diagnostics);
   EXPECT_EQ(Connection(info)->GetCIMClient(), nullptr);
-  EXPECT_TRUE(log.Contains("Connection failed. (curlCode 35: ")) << "in a record of the trace";
+  EXPECT_NE(diagnostics.Detail().find("Connection failed. (curlCode 35: "), std::string::npos);
   EXPECT_FALSE(log.Texts(1).empty());
   EXPECT_EQ(log.Texts(1).front().find("curlCode"), std::string::npos);
 }

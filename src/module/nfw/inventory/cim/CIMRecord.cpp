@@ -52,6 +52,25 @@ u64 LastBytes(const Client& client) noexcept {
   }
 }
 
+/// What a failed connect tells beyond its message. Only our own client's does.
+template <typename CannotConnect>
+std::string ReasonOf(const CannotConnect& exception) {
+  if constexpr (requires { exception.getReason(); }) {
+    return " (" + ToText(exception.getReason()) + ")";
+  } else {
+    return "";
+  }
+}
+
+std::string TextOf(const Pegasus::Exception& exception) {
+  const std::string message = ToText(exception.getMessage());
+  if (const auto* const cim = As<CIMException>(exception)) {
+    return "CIM status " + std::to_string(cim->getCode()) + ": " + message;
+  }
+  const auto* const cannotConnect = As<Pegasus::CannotConnectException>(exception);
+  return cannotConnect == nullptr ? message : message + ReasonOf(*cannotConnect);
+}
+
 int StatusOf(const Pegasus::Exception& exception) noexcept {
   if (const auto* const cim = As<CIMException>(exception)) {
     return static_cast<int>(cim->getCode());
@@ -120,16 +139,12 @@ FailureCause CIMRecord::CauseFor(const Pegasus::Exception& exception) const noex
 }
 
 FailureCause CIMRecord::Failed(const Pegasus::Exception& exception) const noexcept {
-  const bool isReply = As<CIMException>(exception) != nullptr;
-  if (isReply) {
+  if (As<CIMException>(exception) != nullptr) {
     DiagnosticsRecorder::NoteServiceUnderstood();
   }
   const FailureCause cause = CauseFor(exception);
   try {
-    const int status = StatusOf(exception);
-    Add(status, cause,
-        (isReply ? "CIM status " + std::to_string(status) + ": " : "") + ToText(exception.getMessage()) +
-            (withheld_ == FailureCause::None ? "" : " (not sent)"));
+    Add(StatusOf(exception), cause, TextOf(exception) + (withheld_ == FailureCause::None ? "" : " (not sent)"));
   } catch (const std::bad_alloc&) {  // not recorded
   }
   return cause;

@@ -72,16 +72,6 @@ void LogConnectFailure(const Pegasus::Exception& exception) {
   KELVAR_LOG(1) << "Failed to connect remote cimserver with the reason: " << ToText(exception.getMessage());
 }
 
-/// What the exception tells beyond its message. Only our own client's can.
-template <typename CannotConnect>
-std::string ReasonOf(const CannotConnect& exception) {
-  if constexpr (requires { exception.getReason(); }) {
-    return " (" + ToText(exception.getReason()) + ")";
-  } else {
-    return "";
-  }
-}
-
 }  // namespace
 
 CIMConnection::CIMConnection(const Pegasus::CIMNamespaceName& nameSpace, const ConnectionInfo& info, CIMPause sleep)
@@ -137,48 +127,26 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
     return 1;
   }
   const Pegasus::SSLContext context(Pegasus::String::EMPTY, nullptr, Pegasus::String::EMPTY);
-  const auto logExchange = [&](const std::string& answer) {
-    KELVAR_LOG(4) << "Exchange: CIM connect " << Info.Host << ":" << Info.Port << " -> " << answer;
-  };
   const ConnectionOptionsScope scope = inForce.Enter();
   CIMRecord record(client, "connect");
   for (int triesLeft = kConnectTries; triesLeft > 0; --triesLeft) {
     record.CountTry();
-    const auto logFailure = [&](const Pegasus::Exception& exception, const std::string& reason) {
-      logExchange(ToText(exception.getMessage()) + reason);
-      if (triesLeft == 1) {
-        record.Failed(exception);
-        LogConnectFailure(exception);
-      }
-    };
     try {
       Connect(client, Info, context);
       record.Connected();
-      logExchange("connected");
       KELVAR_LOG(3) << "Cimserver connection succeeded ";
       return 0;
-    } catch (const Pegasus::CannotConnectException& exception) {
-      logFailure(exception, ReasonOf(exception));
     } catch (const Pegasus::Exception& exception) {
-      logFailure(exception, "");
-    }
-    if (OperationDeadline::IsOver()) {
-      break;
+      if (triesLeft == 1 || OperationDeadline::IsOver()) {
+        record.Failed(exception);
+        LogConnectFailure(exception);
+        triesLeft = 1;
+      }
     }
     pause(kPauseMs);
   }
   return 1;
 }
-
-namespace {
-
-void LogExchange(const Pegasus::CIMNamespaceName& nameSpace, const Pegasus::CIMName& className,
-                 const std::string& answer) {
-  KELVAR_LOG(4) << "Exchange: CIM EnumerateInstances " << ToText(nameSpace.getString()) << ":"
-                << ToText(className.getString()) << " -> " << answer;
-}
-
-}  // namespace
 
 Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(const CIMConnection& connection,
                                                   const Pegasus::CIMNamespaceName& nameSpace,
@@ -195,16 +163,12 @@ Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(const CIMConnection& connectio
     auto instances = client.enumerateInstances(nameSpace, className, deepInheritance, localOnly, includeQualifiers,
                                                includeClassOrigin, Pegasus::CIMPropertyList());
     record.Replied(instances.size());
-    LogExchange(nameSpace, className, std::to_string(instances.size()) + " instances");
     return instances;
   } catch (const Pegasus::Exception& exception) {
     const FailureCause cause = record.Failed(exception);
     if (cause == FailureCause::LoginRefused && connection.InForce().guard) {
       connection.InForce().guard->NoteRefused();
     }
-    const auto* const cim = dynamic_cast<const Pegasus::CIMException*>(&exception);
-    const std::string status = cim == nullptr ? "" : "CIM status " + std::to_string(cim->getCode()) + ": ";
-    LogExchange(nameSpace, className, status + ToText(exception.getMessage()));
     throw;
   }
 }
