@@ -37,6 +37,11 @@ struct ConnectionOptions {
   /// After one refused login (HTTP 401, CIM access denied, an IPMI session refused for user or password) the objects
   /// that are made in the same scope send nothing more: what they would ask ends as if it were refused again.
   bool stop_after_refused_login = false;
+  /// Redfish: redirects go to https only, and the account goes along only within the target's host and port. Without it
+  /// the account goes wherever a redirect leads.
+  bool keep_account_from_other_hosts = false;
+  /// CIM: a threshold that a sensor lacks is absent. Without it the record repeats that of the sensor before.
+  bool no_thresholds_of_other_sensors = false;
 };
 
 struct ConnectionOptionsInForce;

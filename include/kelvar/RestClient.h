@@ -193,6 +193,7 @@ class RestClient : public RestClientInterface {
 
   std::shared_ptr<Kelvar::LoginGuard> loginGuard;
   std::unique_ptr<Kelvar::Http::TlsTrust> tlsTrust;
+  const bool accountStaysWithHost;
   CURL* curlHandle;
   std::map<std::string, std::string> requestHeaders;
   std::int32_t timeoutSeconds = -1;

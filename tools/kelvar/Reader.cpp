@@ -40,6 +40,14 @@ bool EndsReading(ExitCode code) {
   return code == ExitCode::Unreachable || code == ExitCode::LoginRefused || code == ExitCode::Tls;
 }
 
+/// What the tool wants beyond the library's usual behaviour.
+ConnectionOptions ForReading(ConnectionOptions options) {
+  options.stop_after_refused_login = true;
+  options.keep_account_from_other_hosts = true;
+  options.no_thresholds_of_other_sensors = true;
+  return options;
+}
+
 class Reading {
  public:
   Reading(const Target& target, const ReadOptions& options)
@@ -51,7 +59,7 @@ class Reading {
 
   Report Run(const std::vector<const Operation*>& operations, const std::optional<Target>& partner,
              const Progress& progress) {
-    const ConnectionOptionsScope options(options_.connection);
+    const ConnectionOptionsScope options(ForReading(options_.connection));
     bool reached = false;
     try {
       if (const auto inventory = ConnectNow(partner)) {

@@ -84,6 +84,7 @@ curl_off_t LengthOf(std::istream& stream) {
 RestClient::RestClient()
     : loginGuard(Kelvar::ConnectionOptionsInForce::CurrentGuard()),
       tlsTrust(std::make_unique<Kelvar::Http::TlsTrust>(Kelvar::ConnectionOptionsScope::Current())),
+      accountStaysWithHost(Kelvar::ConnectionOptionsScope::Current().keep_account_from_other_hosts),
       curlHandle(Kelvar::Http::MakeHandle()),
       userAgent("TVKE_RAVLOT") {
   if (curlHandle == nullptr) {
@@ -198,9 +199,9 @@ void RestClient::SetLimits() {
     curl_easy_setopt(curlHandle, CURLOPT_LOW_SPEED_LIMIT, 30L);
   }
   curl_easy_setopt(curlHandle, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(curlHandle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(curlHandle, CURLOPT_REDIR_PROTOCOLS_STR, accountStaysWithHost ? "https" : "http,https");
   if (followRedirects) {
-    curl_easy_setopt(curlHandle, CURLOPT_UNRESTRICTED_AUTH, 1L);
+    curl_easy_setopt(curlHandle, CURLOPT_UNRESTRICTED_AUTH, accountStaysWithHost ? 0L : 1L);
     curl_easy_setopt(curlHandle, CURLOPT_FOLLOWLOCATION, 1L);
     curl_easy_setopt(curlHandle, CURLOPT_MAXREDIRS, static_cast<long>(maxRedirects));
   }

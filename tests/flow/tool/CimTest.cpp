@@ -68,6 +68,10 @@ TEST(CimFailures, TellARefusedLogin) {
 
 TEST(CimFailures, TellWhatTheServerAnswered) {
   ScriptedCimServer server;
+  HttpReply closed;
+  closed.raw = " ";
+  closed.cutAfter = 0;
+  server.OnClassReply("CIM_IndicatorLED", closed);
   server.OnClassReply("QEL_Chassis", HttpReply(404, ""));
   server.OnClassReply("CIM_SoftwareIdentity", HttpReply(500, ""));
   server.OnClassReply("CIM_NumericSensor", CimHttpReply("<html>"));
@@ -80,6 +84,7 @@ TEST(CimFailures, TellWhatTheServerAnswered) {
     int exitCode;
     const char* note;
   } failures[] = {
+      {"leds", 14, "is not a CIM service: Connection closed by CIM Server."},
       {"system", 14, "is not a CIM service: HTTP Error (404"},
       {"generation", 13,
        "failed: the target sent an invalid response (enumerate CIM_SoftwareIdentity: HTTP Error (500"},

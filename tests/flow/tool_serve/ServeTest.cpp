@@ -109,7 +109,7 @@ const Case cases[] = {
      "redfish",
      "redfish",
      "everything",
-     {"kelvar_code{operation=\"system\"} 20", "kelvar_sensor_reading{sensor=\"Ambient #2\",unit=\"\"} 0",
+     {"kelvar_code{operation=\"firmware\"} 20", "kelvar_sensor_reading{sensor=\"Ambient #2\",unit=\"\"} 0",
       "kelvar_sensor_reading{sensor=\"\\\\x1b[31mred\\\\x1b[0m \\\\xe2\\\\x82\",unit=\"\\\\x07\"} 1"}},
     {"awkward", "cim+http", "cim", "everything", {"kelvar_up 1", "kelvar_code{operation=\"leds\"} 20"}},
 };

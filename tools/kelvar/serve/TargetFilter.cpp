@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include <arpa/inet.h>
 #include <fnmatch.h>
 
 #include "tools/kelvar/ExitCode.h"
@@ -24,20 +23,10 @@ std::string Folded(std::string host) {
   return host;
 }
 
-/// A host that is an address in any spelling, where that is another one than the usual four numbers.
-bool IsOddAddress(const std::string& host) {
-  in_addr old{};
-  in_addr usual{};
-  return inet_aton(host.c_str(), &old) != 0 && inet_pton(AF_INET, host.c_str(), &usual) != 1;
-}
-
-/// Patterns for names let no address through that they do not look like: "*" has no dot and no colon, but "::1" and
-/// "2130706433" have no dot either.
+/// A pattern for names lets no IPv6 address through: "*" has no dot, but "::1" has none either. Other spellings of an
+/// IPv4 address ("2130706433") are the usual one by the time a target is parsed.
 bool LooksLike(const std::string& pattern, const std::string& host) {
-  if (host.find(':') != std::string::npos) {
-    return pattern.find(':') != std::string::npos;
-  }
-  return !IsOddAddress(host) || pattern == Folded(host);
+  return host.find(':') == std::string::npos || pattern.find(':') != std::string::npos;
 }
 
 bool Matches(const std::string& pattern, const std::string& text) {

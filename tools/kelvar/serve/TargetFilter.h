@@ -9,9 +9,8 @@ namespace Kelvar::Tool::Serve {
 
 /// Which targets may be read at all. A pattern is an address: SCHEME://HOST[:PORT], or ipmi-local:N. In host and port
 /// "*" stands for any text and "?" for one character, but neither for a dot: accounts of "10.0.0.*" must not go to
-/// 10.0.0.1.example.org. An IPv6 address is only allowed by a pattern with a colon, and an
-/// IPv4 address in another spelling than four numbers only by that spelling. The scheme is taken as it is. Without a
-/// port it is the scheme's usual one.
+/// 10.0.0.1.example.org. An IPv6 address is only allowed by a pattern with a colon. The scheme is taken as it is.
+/// Without a port it is the scheme's usual one.
 class TargetFilter {
  public:
   /// Throws ToolError (usage) for what is no pattern.
