@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -95,6 +96,12 @@ class KELVAR_EXPORT Diagnostics {
   /// its own, CIM with a CIM response, IPMI with a session.
   bool ServiceUnderstood() const noexcept;
 
+  /// Told, on the recording thread, why a pause of seconds between two tries begins, such as "HTTP 503, the service is
+  /// starting", and with an empty text when it is over. What it throws is dropped.
+  using WaitListener = std::function<void(const char* reason)>;
+  void SetWaitListener(WaitListener listener);
+
+  /// Forgets what was recorded; the listener stays.
   void Clear() noexcept;
 
  private:

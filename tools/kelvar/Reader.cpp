@@ -80,6 +80,7 @@ class Reading {
   /// half a minute.
   std::unique_ptr<NodeFirmwareInventory> ConnectNow(const std::optional<Target>& partner) {
     Diagnostics met;
+    met.SetWaitListener(options_.waiting);
     std::unique_ptr<NodeFirmwareInventory> inventory;
     {
       const DiagnosticsScope scope(met);
@@ -132,6 +133,7 @@ class Reading {
 
   OperationResult Read(const Operation& operation, const OperationContext& context) {
     Diagnostics met;
+    met.SetWaitListener(options_.waiting);
     Outcome outcome;
     {
       const DiagnosticsScope scope(met);

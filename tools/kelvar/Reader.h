@@ -19,6 +19,8 @@ struct ReadOptions {
   bool keepRecords = true;  ///< else `progress` alone gets them; the report has none
   /// Told of each operation that begins: its position from 1 and how many there are. On the reading thread.
   std::function<void(const Operation& operation, std::size_t position, std::size_t count)> begin = {};
+  /// Told of pauses between two tries, as Diagnostics::WaitListener is.
+  Diagnostics::WaitListener waiting = {};
 };
 
 /// Told of every result as soon as it is there, on the reading thread. False ends the reading after it.

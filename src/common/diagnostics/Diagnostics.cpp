@@ -76,6 +76,7 @@ struct Diagnostics::State {
   /// For each cause the text of the first that was met; none: not met.
   std::array<std::optional<std::string>, std::size(kCauses)> met;
   bool serviceUnderstood = false;
+  WaitListener onWait;
 
   void Add(DiagnosticExchange exchange) {
     Meet(exchange.cause, exchange.response);
@@ -155,8 +156,13 @@ const std::string& Diagnostics::Detail() const noexcept {
 bool Diagnostics::ServiceUnderstood() const noexcept {
   return state_->serviceUnderstood;
 }
+void Diagnostics::SetWaitListener(WaitListener listener) {
+  state_->onWait = std::move(listener);
+}
 void Diagnostics::Clear() noexcept {
-  *state_ = State();
+  State fresh;
+  fresh.onWait.swap(state_->onWait);
+  *state_ = std::move(fresh);
 }
 
 DiagnosticsScope::DiagnosticsScope(Diagnostics& diagnostics) noexcept
@@ -193,6 +199,17 @@ void DiagnosticsRecorder::AddGap(GapKind kind, FailureCause cause, std::string_v
     try {
       state.Add(DiagnosticGap{kind, cause, Fit(what), Fit(detail)});
     } catch (const std::bad_alloc&) {  // counted, not kept
+    }
+  }
+}
+
+void DiagnosticsRecorder::NoteWait(const char* reason) noexcept {
+  for (DiagnosticsScope* scope = innermostScope; scope != nullptr; scope = scope->outer_) {
+    try {
+      if (scope->diagnostics_.state_->onWait) {
+        scope->diagnostics_.state_->onWait(reason);
+      }
+    } catch (...) {  // the listener's own affair
     }
   }
 }

@@ -16,6 +16,17 @@ class DiagnosticsRecorder {
   static void AddGap(GapKind kind, FailureCause cause, std::string_view what, std::string_view detail) noexcept;
   /// The target answered as the service that was expected.
   static void NoteServiceUnderstood() noexcept;
+  /// A pause between two tries begins, or with an empty text is over.
+  static void NoteWait(const char* reason) noexcept;
+};
+
+/// A pause between two tries, for its life.
+class DiagnosticsWait {
+ public:
+  explicit DiagnosticsWait(const char* reason) noexcept { DiagnosticsRecorder::NoteWait(reason); }
+  ~DiagnosticsWait() { DiagnosticsRecorder::NoteWait(""); }
+  DiagnosticsWait(const DiagnosticsWait&) = delete;
+  DiagnosticsWait& operator=(const DiagnosticsWait&) = delete;
 };
 
 }  // namespace Kelvar

@@ -6,6 +6,7 @@
 #include <kelvar/GlobalConfig.h>
 
 #include "common/deadline/OperationDeadline.h"
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "transport/rest/TransferRecord.h"
 
@@ -66,6 +67,7 @@ RestResponse RedfishClient::Retry(const std::function<RestResponse()>& attempt) 
         Kelvar::OperationDeadline::Within(milliseconds(policy.stepMs)) < milliseconds(policy.stepMs)) {
       return response;
     }
+    const Kelvar::DiagnosticsWait noted("HTTP 503, the service is starting");
     wait.sleep(milliseconds(policy.stepMs));
   }
 }

@@ -149,6 +149,20 @@ INSTANTIATE_TEST_SUITE_P(All, Foreign, testing::ValuesIn(kCases), [](const auto&
   return name;
 });
 
+TEST(Deadline, EndsTheReadingOfOneTargetAndSaysWhatItWaitsFor) {
+  ScriptedHttpServer server({true, false});
+  server.OnAnythingElse([](const HttpRequest&) { return HttpReply(503, ""); });
+  server.On("/redfish/v1/Chassis/1", HttpReply(R"({"Manufacturer": "Tavrik", "SerialNumber": "KV4A017"})"));
+  const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(server.Port());
+  const CommandResult result = RunCommand(
+      {"script", "-qec", std::string(KELVAR_TOOL) + " " + target + " dns identity --deadline 2.5", "/dev/null"},
+      {"KELVAR_PASSWORD=kelvar-demo"});
+  EXPECT_EQ(result.exitCode, 10) << result.output;
+  EXPECT_THAT(result.output,
+              HasSubstr("kelvar: waiting for dns (1 of 2): HTTP 503, the service is starting, 0 s left"));
+  EXPECT_THAT(result.output, HasSubstr("kelvar: the deadline of 2.5 s passed while reading dns (1 of 2)"));
+}
+
 TEST(Redirects, CarryNoAccountToAnotherHost) {
   ScriptedHttpServer other({true, false});
   ScriptedHttpServer plain;

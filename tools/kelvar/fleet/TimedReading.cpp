@@ -19,6 +19,10 @@ TimedReading::TimedReading(Target target, std::optional<Target> partner, ReadOpt
   options_.begin = [this](const Operation& operation, std::size_t position, std::size_t count) {
     NoteBegin(operation, position, count);
   };
+  options_.waiting = [this](const char* reason) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    pause_ = reason;
+  };
 }
 
 void TimedReading::Run() {
@@ -70,11 +74,12 @@ void TimedReading::OnDeadline() {
 
 std::string TimedReading::WaitingFor() const {
   const std::lock_guard<std::mutex> lock(mutex_);
+  const std::string what = pause_.empty() ? current_ : current_ + ": " + pause_;
   if (deadlineSeconds_ <= 0 || start_ == Clock::time_point{}) {
-    return current_;
+    return what;
   }
   const double left = deadlineSeconds_ - std::chrono::duration<double>(Clock::now() - start_).count();
-  return fmt::format("{}, {:.0f} s left", current_, std::max(left, 0.0));
+  return fmt::format("{}, {:.0f} s left", what, std::max(left, 0.0));
 }
 
 }  // namespace Kelvar::Tool

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <exception>
 
+#include "tools/kelvar/Suggestion.h"
+
 namespace Kelvar::Tool {
 
 namespace {
@@ -13,7 +15,11 @@ Model::Family FamilyNamed(const std::string& word) {
   const auto found = std::find_if(Model::kAllFamilies.begin(), Model::kAllFamilies.end(),
                                   [&](Model::Family family) { return word == Model::NameOf(family); });
   if (found == Model::kAllFamilies.end()) {
-    throw ToolError(ExitCode::Usage, "no such part: " + word);
+    std::vector<std::string> known;
+    for (const Model::Family family : Model::kAllFamilies) {
+      known.emplace_back(Model::NameOf(family));
+    }
+    throw ToolError(ExitCode::Usage, "no such part: " + word + Suggestion(word, known));
   }
   return *found;
 }

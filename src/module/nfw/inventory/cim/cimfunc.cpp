@@ -143,6 +143,7 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
         triesLeft = 1;
       }
     }
+    const DiagnosticsWait noted("the connection failed, next try soon");
     pause(kPauseMs);
   }
   return 1;
