@@ -1,10 +1,10 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <optional>
 #include <span>
 #include <string>
+#include <tuple>
 #include <variant>
 #include <vector>
 
@@ -16,7 +16,10 @@ namespace Kelvar::Reader::Ipmi {
 struct EntityKey {
   u8 id = 0;
   u8 instance = 0;
-  auto operator<=>(const EntityKey&) const = default;
+  bool operator==(const EntityKey&) const = default;
+  bool operator<(const EntityKey& other) const noexcept {
+    return std::tie(id, instance) < std::tie(other.id, other.instance);
+  }
 };
 
 /// What names a sensor: the address of its owner, the owner's channel and LUN, and its number there.
@@ -25,7 +28,10 @@ struct SensorKey {
   u8 channel = 0;
   u8 lun = 0;
   u8 number = 0;
-  auto operator<=>(const SensorKey&) const = default;
+  bool operator==(const SensorKey&) const = default;
+  bool operator<(const SensorKey& other) const noexcept {
+    return std::tie(owner, channel, lun, number) < std::tie(other.owner, other.channel, other.lun, other.number);
+  }
   /// System software owns it, not a controller: it has events and no reading.
   bool IsSoftware() const noexcept { return (owner & 1) != 0; }
 };
