@@ -1,9 +1,13 @@
 #include "module/reader/ipmi/IpmiReader.h"
 
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 
-#include "common/diagnostics/DiagnosticsRecorder.h"
+#include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
+#include "common/text/Escape.h"
 #include "module/reader/ipmi/ReadingContext.h"
 #include "transport/ipmi/IpmiClient.h"
 
@@ -58,23 +62,37 @@ Ipmi::ReadingOptions OptionsOf(const ReadRequest& request) {
   return options;
 }
 
-void Fail(const ReadRequest& request, Model::Inventory& inventory, CONNECTIONSTATE state) {
-  const bool refused = state == IPMIAUTHFAIL;
-  const FailureCause cause = refused ? FailureCause::LoginRefused : FailureCause::Unreachable;
-  const char* why = refused ? "the login was refused" : "no session could be opened";
-  DiagnosticsRecorder::AddGap(GapKind::Failure, cause, "session", why);
+/// `setUp` is what the transport met.
+void Fail(const ReadRequest& request, Model::Inventory& inventory, CONNECTIONSTATE state, const Diagnostics& setUp) {
+  const FailureCause usual = state == IPMIAUTHFAIL ? FailureCause::LoginRefused : FailureCause::Unreachable;
+  const FailureCause cause = setUp.Cause() == FailureCause::None ? usual : setUp.Cause();
+  const std::string why = setUp.Detail().empty() ? "no session could be opened" : setUp.Detail();
   for (const Model::Family family : request.families) {
-    inventory.ResultOf(family) = {FamilyStatus::Failed, cause, why};
+    inventory.ResultOf(family) = {FamilyStatus::Failed, cause, Text::EscapeControl(why)};
   }
+}
+
+/// Whole seconds until the reading has to end, at least 1; 0 for no bound.
+u32 SecondsLeft(const ReadRequest& request) {
+  if (!request.deadline) {
+    return 0;
+  }
+  const auto left = std::chrono::ceil<std::chrono::seconds>(*request.deadline - std::chrono::steady_clock::now());
+  return static_cast<u32>(std::clamp<std::int64_t>(left.count(), 1, 0xFFFFFFFF));
 }
 
 }  // namespace
 
 void ReadIpmi(const ReadRequest& request, Model::Inventory& inventory) {
   const std::unique_ptr<IpmiClientInterface> client = MakeClient(request.info);
-  const CONNECTIONSTATE state = client->connect();
+  const OperationDeadline deadline(SecondsLeft(request));
+  Diagnostics setUp;
+  const CONNECTIONSTATE state = [&] {
+    const DiagnosticsScope scope(setUp);
+    return client->connect();
+  }();
   if (state != IPMICONNECTED) {
-    Fail(request, inventory, state);
+    Fail(request, inventory, state, setUp);
     return;
   }
   const Session session(*client);
