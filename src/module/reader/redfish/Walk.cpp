@@ -13,6 +13,7 @@ namespace Kelvar::Reader {
 namespace {
 
 constexpr int kMaxExpandFailures = 3;
+constexpr int kMaxExpandIgnored = 8;  // costs nothing: the response is the collection all the same
 
 /// The value that a fragment names: "/Fans/0".
 JsonValue Resolve(JsonValue root, std::string_view fragment) {
@@ -234,6 +235,9 @@ void Walk::Take(Node& node, Reply& reply) {
     Fail(node, reply.cause, reply.error);
     return;
   }
+  if (reply.body.rfind("\xEF\xBB\xBF", 0) == 0) {
+    reply.body.erase(0, 3);  // a byte order mark
+  }
   const auto document = JsonDocument::Read(std::move(reply.body));
   if (!document || !IsResource(Resolve(document->Root(), node.fragment))) {
     Reply unusable;
@@ -296,7 +300,7 @@ void Walk::NoteExpansion(const Node& node, JsonValue members) {
   }
   if (std::any_of(elements.begin(), elements.end(), IsWholeResource)) {
     expandWorks_ = true;
-  } else if (!expandWorks_) {
+  } else if (!expandWorks_ && ++expandIgnored_ >= kMaxExpandIgnored) {
     KELVAR_LOG(4) << "The service does not expand collections, although it says so";
     expandQuery_.clear();
   }

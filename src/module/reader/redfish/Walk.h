@@ -137,6 +137,7 @@ class Walk {
   std::string expandQuery_;  ///< empty: the service does not expand
   bool expandWorks_ = false;
   int expandFailures_ = 0;
+  int expandIgnored_ = 0;
   bool limitReached_ = false;
 };
 
