@@ -14,9 +14,7 @@ constexpr u8 kInvalidCommand = 0xC1;
 constexpr u8 kDenied = 0xD4;
 constexpr u8 kFirmwareFirewall = 0xD6;
 
-bool IsBusy(u8 code, u8 netFn) noexcept {
-  constexpr u8 kStorage = 0x0A;
-  constexpr u8 kDeviceBusy = 0x81;  // of the commands that read FRU devices
+bool IsBusy(u8 code) noexcept {
   switch (code) {
     case 0xC0:
     case 0xC3:
@@ -28,8 +26,16 @@ bool IsBusy(u8 code, u8 netFn) noexcept {
     case 0xD3:
       return true;
     default:
-      return code == kDeviceBusy && netFn == kStorage;
+      return false;
   }
+}
+
+/// Storage that is busy, such as the EEPROM of a FRU: the transport has asked again already.
+bool IsBusyStorage(u8 code, u8 netFn) noexcept {
+  constexpr u8 kStorage = 0x0A;
+  constexpr u8 kNodeBusy = 0xC0;
+  constexpr u8 kDeviceBusy = 0x81;
+  return netFn == kStorage && (code == kNodeBusy || code == kDeviceBusy);
 }
 
 Outcome OutcomeOf(u8 code) noexcept {
@@ -114,7 +120,7 @@ CommandReply CommandRunner::Run(u8 netFn, u8 command, std::vector<u8> data) {
     return {OutcomeOf(refusal->second), refusal->second, {}};
   }
   CommandReply reply = Once(request);
-  for (unsigned attempt = 0; MayRetry(reply, attempt) && !IsOver(); ++attempt) {
+  for (unsigned attempt = 0; MayRetry(reply, netFn, attempt) && !IsOver(); ++attempt) {
     reply = Once(request);
   }
   constexpr u8 kTransport = 0x0C;  // whose parameters ask for different privileges
@@ -135,10 +141,6 @@ CommandReply CommandRunner::Once(const IPMICOMMAND& command) {
     if (client_.send(command, reply.data, reply.completionCode) == 0) {
       silences_ = 0;
       reply.outcome = OutcomeOf(reply.completionCode);
-      // A busy target gives codes that mean something else elsewhere.
-      if (IsBusy(reply.completionCode, command.netFn)) {
-        reply.outcome = Outcome::Failed;
-      }
       return reply;
     }
   } catch (const IpmiException& exception) {
@@ -150,15 +152,14 @@ CommandReply CommandRunner::Once(const IPMICOMMAND& command) {
   return reply;
 }
 
-bool CommandRunner::MayRetry(const CommandReply& reply, unsigned attempt) {
+bool CommandRunner::MayRetry(const CommandReply& reply, u8 netFn, unsigned attempt) {
   static constexpr std::array<std::chrono::milliseconds, 4> kPauses = {
       std::chrono::milliseconds(50), std::chrono::milliseconds(100), std::chrono::milliseconds(200),
       std::chrono::milliseconds(500)};
-  if (reply.outcome != Outcome::Failed) {
+  if (reply.outcome != Outcome::Failed || IsBusyStorage(reply.completionCode, netFn)) {
     return false;
   }
-  constexpr u8 kStorage = 0x0A;
-  const std::size_t tries = IsBusy(reply.completionCode, kStorage) ? kPauses.size() : 1;
+  const std::size_t tries = IsBusy(reply.completionCode) ? kPauses.size() : 1;
   if (attempt >= tries) {
     return false;
   }

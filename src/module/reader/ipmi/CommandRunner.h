@@ -76,7 +76,7 @@ class CommandRunner {
   static constexpr unsigned kMostSilences = 3;
 
   CommandReply Once(const IPMICOMMAND& command);
-  bool MayRetry(const CommandReply& reply, unsigned attempt);
+  bool MayRetry(const CommandReply& reply, u8 netFn, unsigned attempt);
 
   IpmiClientInterface& client_;
   Clock& clock_;
