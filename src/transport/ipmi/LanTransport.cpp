@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/deadline/OperationDeadline.h"
+#include "common/diagnostics/LoginGuard.h"
 #include "common/log/LogMacros.h"
 #include "transport/ipmi/IpmiDiagnostics.h"
 #include "transport/ipmi/SessionNegotiator.h"
@@ -68,6 +69,7 @@ LanTransport::LanTransport(LanTarget target, const ConnectionOptions& options, s
       credentials_(std::move(target.user), target.password, options.ipmi_kg_key),
       kind_(options.ipmi_session),
       suiteNumber_(target.suiteNumber),
+      guard_(ConnectionOptionsInForce::CurrentGuard()),
       channel_(std::move(port)) {}
 
 CONNECTIONSTATE LanTransport::Open(const IpmiTimings& timings) {
@@ -76,6 +78,10 @@ CONNECTIONSTATE LanTransport::Open(const IpmiTimings& timings) {
   loginRefused_ = false;
   neverAnswered_.reset();
   if (!FitsTheProtocol()) {
+    return IPMIAUTHFAIL;
+  }
+  if (guard_ && guard_->IsRefused()) {
+    Ipmi::RecordSetUp({FailureCause::LoginRefused, "an earlier login was refused; not tried again", 0, 0});
     return IPMIAUTHFAIL;
   }
   const auto start = channel_.Now();
@@ -127,6 +133,9 @@ SessionResult LanTransport::OpenSession(const ExchangeOptions& options) {
     session_.reset();
   }
   loginRefused_ = IsLoginRefused(result);
+  if (loginRefused_ && guard_) {
+    guard_->NoteRefused();
+  }
   lastHeard_ = channel_.Now();
   return result;
 }
@@ -225,7 +234,7 @@ ExchangeResult LanTransport::Ask(const IPMICOMMAND& command, Reply& reply, Clock
     }
     exchange_.Post(*session_, {kCloseSession, CloseData(*session_), kNetFnApplication});
   }
-  if (loginRefused_ || channel_.Now() >= end) {
+  if (loginRefused_ || (guard_ && guard_->IsRefused()) || channel_.Now() >= end) {
     return ExchangeResult::Timeout;
   }
   KELVAR_LOG(2) << "IPMI: the session with " << host_ << " seems lost, opening another one";

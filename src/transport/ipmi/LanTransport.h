@@ -50,6 +50,7 @@ class LanTransport : public IpmiTransport {
   const Credentials credentials_;
   const ConnectionOptions::IpmiSession kind_;
   const std::size_t suiteNumber_;
+  const std::shared_ptr<LoginGuard> guard_;  ///< of the scope that it was made in; may be null
   IpmiTimings timings_;
   UdpChannel channel_;
   CommandExchange exchange_{channel_};

@@ -188,6 +188,19 @@ TEST(IpmiLanSession, RefusedLoginIsNotTriedAgain) {
   EXPECT_EQ(meeting.met.Cause(), FailureCause::LoginRefused);
 }
 
+TEST(IpmiLanSession, OneRefusedLoginStopsTheWholeScope) {
+  ConnectionOptions options;
+  options.stop_after_refused_login = true;
+  Meeting meeting({}, {}, options, "wrong");
+  IpmiClient second(Ipmi::LanTarget{"127.0.0.1", "admin", "wrong", "623", 3}, meeting.lan.MakePort());
+  EXPECT_EQ(meeting.client->connect(), IPMIAUTHFAIL);
+  meeting.client.reset();
+  const std::size_t sent = meeting.lan.FromClients();
+  EXPECT_EQ(second.connect(), IPMIAUTHFAIL);
+  EXPECT_EQ(meeting.lan.FromClients(), sent);
+  EXPECT_EQ(meeting.met.Exchanges().back().cause, FailureCause::LoginRefused);
+}
+
 TEST(IpmiLanSession, BusyStorageIsAskedAgainAfterGrowingPauses) {
   const IPMICOMMAND read{0x11, {0, 0, 0, 16}, 0x0A};
   Meeting meeting;
