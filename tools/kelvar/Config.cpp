@@ -114,6 +114,13 @@ Config::Account AccountOf(const std::string& file, const toml::table& table) {
   account.user = reader.Text("user").value_or("");
   account.password = {reader.Text("password-file").value_or(""), reader.Text("password-command").value_or(""),
                       reader.Text("password")};
+  account.bmcKeyFile = reader.Text("kg-file").value_or("");
+  if (const auto session = reader.Text("session")) {
+    account.ipmiSession = IpmiSessionNamed(*session);
+    if (!account.ipmiSession) {
+      Refuse(file, "account.session must be 1.5-md5 or 1.5-password");
+    }
+  }
   reader.RefuseOthers();
   if (!account.password.file.empty() + !account.password.command.empty() + account.password.text.has_value() > 1) {
     Refuse(file, "an account takes only one of password-file, password-command and password");

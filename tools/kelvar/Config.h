@@ -25,6 +25,8 @@ struct Config {
     std::string protocol;  ///< "ipmi", "redfish" or "cim"; empty: any
     std::string user;
     PasswordSource password;
+    std::string bmcKeyFile;                                     ///< file with the BMC key (K_G) of IPMI 2.0
+    std::optional<ConnectionOptions::IpmiSession> ipmiSession;  ///< IPMI 2.0 without
   };
 
   /// How "kelvar serve" answers.

@@ -27,6 +27,7 @@ void Credentials::Fill(Target& target, const PasswordSource& own) {
   if (!target.NeedsPassword()) {
     return;
   }
+  FillSession(target, account);
   if (target.info.UserName.empty()) {
     throw ToolError(ExitCode::Usage, "no user for " + target.address + (configOnly_ ? "" : kWhereUsersComeFrom) +
                                          "; or add an account to the configuration");
@@ -46,6 +47,23 @@ void Credentials::Fill(Target& target, const PasswordSource& own) {
   }
   if (target.info.Password.empty()) {
     throw ToolError(ExitCode::Usage, "the password for " + target.address + " is empty");
+  }
+}
+
+void Credentials::FillSession(Target& target, const Config::Account* account) {
+  if (target.protocol != Protocol::Ipmi) {
+    return;
+  }
+  if (account != nullptr && target.bmcKeyFile.empty()) {
+    target.bmcKeyFile = account->bmcKeyFile;
+  }
+  if (account != nullptr && !target.ipmiSession) {
+    target.ipmiSession = account->ipmiSession;
+  }
+  if (!target.bmcKeyFile.empty()) {
+    PasswordSource source;
+    source.file = target.bmcKeyFile;
+    target.bmcKey = PasswordOf(source);
   }
 }
 

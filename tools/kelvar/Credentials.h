@@ -25,6 +25,8 @@ class Credentials {
   void Fill(Target& target, const PasswordSource& own = {});
 
  private:
+  /// What an IPMI session needs beside the password.
+  void FillSession(Target& target, const Config::Account* account);
   const std::string& PasswordOf(const PasswordSource& source);
   std::string Typed(const std::string& address);
 

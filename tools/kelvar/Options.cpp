@@ -37,6 +37,7 @@ std::string Footer() {
   return "WHAT is any of (default: everything that the target offers)\n" + WordsText() +
          "\nTARGET is one of\n"
          "  ipmi://[USER@]HOST[:PORT][?suite=N]     ipmi-local:N\n"
+         "      ipmi also: &kg-file=FILE, &session=1.5-md5|1.5-password\n"
          "  redfish://[USER@]HOST[:PORT]\n"
          "  cim+http://, cim+https://               the service processor's CIM server\n"
          "  esxi+http://, esxi+https://...?zmc=N    the CIM server of an ESXi host\n"

@@ -59,7 +59,7 @@ class Reading {
 
   Report Run(const std::vector<const Operation*>& operations, const std::optional<Target>& partner,
              const Progress& progress) {
-    const ConnectionOptionsScope options(ForReading(options_.connection));
+    const ConnectionOptionsScope options(ForReading(target_.Complete(options_.connection)));
     bool reached = false;
     try {
       if (const auto inventory = ConnectNow(partner)) {

@@ -107,16 +107,35 @@ const Scheme& SchemeOf(const std::string& address, const Url& url) {
   Refuse(address, "unknown scheme \"" + name + "\"" + (suggestion.empty() ? "; use one of " + list : suggestion));
 }
 
-void ReadQuery(const std::string& address, const std::string& query, ConnectionInfo& info) {
-  const std::size_t equals = query.find('=');
-  const std::string name = query.substr(0, equals);
-  const std::string value = equals == std::string::npos ? std::string() : query.substr(equals + 1);
+void ReadParameter(const std::string& address, const std::string& parameter, Target& target) {
+  ConnectionInfo& info = target.info;
+  const bool ipmi = info.ConnectionCase == CONNECTION_CASE_IPMI_LAN;
+  const std::size_t equals = parameter.find('=');
+  const std::string name = parameter.substr(0, equals);
+  const std::string value = equals == std::string::npos ? std::string() : parameter.substr(equals + 1);
   if (name == "zmc" && info.ConnectionCase == CONNECTION_CASE_CIM_ESXI) {
     info.ZMCIndex = NumberOf(address, value);
-  } else if (name == "suite" && info.ConnectionCase == CONNECTION_CASE_IPMI_LAN) {
+  } else if (name == "suite" && ipmi) {
     info.RemoteSessionArgument = NumberOf(address, value);
+  } else if (name == "kg-file" && ipmi && !value.empty()) {
+    target.bmcKeyFile = value;
+  } else if (name == "session" && ipmi) {
+    target.ipmiSession = IpmiSessionNamed(value);
+    if (!target.ipmiSession) {
+      Refuse(address, "session must be 1.5-md5 or 1.5-password");
+    }
   } else {
-    Refuse(address, "\"" + query + "\" is an unknown parameter (ipmi: suite=N, esxi: zmc=N)");
+    Refuse(address, "\"" + parameter +
+                        "\" is an unknown parameter (ipmi: suite=N, kg-file=FILE, session=1.5-md5|1.5-password; "
+                        "esxi: zmc=N)");
+  }
+}
+
+void ReadQuery(const std::string& address, const std::string& query, Target& target) {
+  for (std::size_t start = 0; start <= query.size();) {
+    const std::size_t end = std::min(query.find('&', start), query.size());
+    ReadParameter(address, query.substr(start, end - start), target);
+    start = end + 1;
   }
 }
 
@@ -179,6 +198,22 @@ void RefusePassword(const std::string& address) {
 
 }  // namespace
 
+ConnectionOptions Target::Complete(ConnectionOptions options) const {
+  options.ipmi_session = ipmiSession.value_or(options.ipmi_session);
+  options.ipmi_kg_key = bmcKey.empty() ? options.ipmi_kg_key : bmcKey;
+  return options;
+}
+
+std::optional<ConnectionOptions::IpmiSession> IpmiSessionNamed(const std::string& word) {
+  if (word == "1.5-md5") {
+    return ConnectionOptions::IpmiSession::Ipmi15Md5;
+  }
+  if (word == "1.5-password") {
+    return ConnectionOptions::IpmiSession::Ipmi15Password;
+  }
+  return std::nullopt;
+}
+
 Target ParseTarget(const std::string& address) {
   RefusePassword(address);
   RefuseControls(address);
@@ -204,7 +239,7 @@ Target ParseTarget(const std::string& address) {
     Refuse(address, "a target URL takes no path");
   }
   if (const auto query = url.Part(CURLUPART_QUERY)) {
-    ReadQuery(address, *query, info);
+    ReadQuery(address, *query, target);
   }
   return target;
 }

@@ -85,6 +85,7 @@ const Case cases[] = {
     // what goes wrong on the way and is survived
     {"full", "silent-once", "", {"generation"}, 0, {"Generation  2"}, {}},
     {"full", "slow", "", {"generation"}, 0, {"Generation  2"}, {}},
+    {"full", "", "?session=1.5-md5", {"generation"}, 0, {"Generation  2"}, {}},
     {"full", "suite-3-only", "?suite=0", {"generation"}, 0, {"Generation  2"}, {}},
     {"full", "suite-17-only", "?suite=0", {"generation"}, 0, {"Generation  2"}, {}},
     {"full", "lost-reservation", "", {"components"}, 0, {allComponents}, {}},

@@ -82,11 +82,12 @@ TEST(TargetFilter, LetsNoAddressThroughThatAPatternDoesNotLookLike) {
     const char* target;
     bool allowed;
   } cases[] = {
-      {"redfish://*:*", "redfish://bmc:8443", true},        {"redfish://*:*", "redfish://[::1]:443", false},
-      {"redfish://*:*", "redfish://2130706433", false},     {"redfish://*:*", "redfish://0x7f000001", false},
-      {"redfish://*:*", "redfish://bmc.example", false},    {"redfish://127.*", "redfish://127.1", false},
-      {"redfish://10.0.0.*", "redfish://10.0.0.0x7", true}, {"redfish://[fd00::*]", "redfish://[fd00::7]", true},
-      {"redfish://[fd00::*]", "redfish://bmc", false},
+      {"redfish://*:*", "redfish://bmc:8443", true},         {"redfish://*:*", "redfish://[::1]:443", false},
+      {"redfish://*:*", "redfish://2130706433", false},      {"redfish://*:*", "redfish://0x7f000001", false},
+      {"redfish://*:*", "redfish://bmc.example", false},     {"redfish://127.*", "redfish://127.1", false},
+      {"redfish://10.0.0.*", "redfish://10.0.0.0x7", true},  {"redfish://[fd00::*]", "redfish://[fd00::7]", true},
+      {"redfish://[fd00::*]", "redfish://bmc", false},       {"ipmi://*", "ipmi://bmc?suite=17", true},
+      {"ipmi://*", "ipmi://bmc?kg-file=/etc/passwd", false}, {"ipmi://*", "ipmi://bmc?session=1.5-password", false},
   };
   for (const auto& one : cases) {
     EXPECT_EQ(TargetFilter({one.pattern}).Allows(ParseTarget(one.target)), one.allowed)

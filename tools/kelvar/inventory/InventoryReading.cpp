@@ -62,6 +62,7 @@ InventoryReport ReadInventory(const Target& target, const std::vector<std::strin
   report.all_families = words.empty();
   const Clock::time_point start = Clock::now();
   try {
+    const ConnectionOptionsScope connection(target.Complete(ConnectionOptionsScope::Current()));
     InventoryReader reader(target.info, options);
     const DiagnosticsScope scope(report.diagnostics);
     report.inventory = reader.Read(report.families);

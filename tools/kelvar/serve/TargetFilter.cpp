@@ -63,6 +63,10 @@ TargetFilter::Pattern TargetFilter::PatternOf(const std::string& text) {
 }
 
 bool TargetFilter::Allows(const Target& target) const {
+  // Whoever asks chooses neither a file of this machine nor a weaker session: those come from the configuration.
+  if (target.ipmiSession || !target.bmcKeyFile.empty()) {
+    return false;
+  }
   const std::string host = Folded(target.info.Host);
   const std::string port = std::to_string(target.info.Port);
   return std::any_of(patterns_.begin(), patterns_.end(), [&](const Pattern& pattern) {
