@@ -107,6 +107,13 @@ HttpResponse RedfishSite::Respond(const HttpRequest& request) {
   HttpResponse response = Dispatch(request, PathOf(request.target));
   AddCommonHeaders(response);
   response.fault = faults_.Strike(request.method, request.target);
+  const std::string* opened = FindHeader(response.headers, "Location");
+  if (opened != nullptr && response.fault && response.fault->status.value_or(201) >= 400) {
+    // The fault stands for a service that has refused: no session is left open.
+    sessions_.Close(std::string_view(*opened).substr(opened->find(sessions_.Path())));
+    std::erase_if(response.headers,
+                  [](const auto& header) { return header.first == "Location" || header.first == "X-Auth-Token"; });
+  }
   return response;
 }
 

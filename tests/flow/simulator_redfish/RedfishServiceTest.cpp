@@ -224,6 +224,19 @@ TEST(RedfishService, OpensAndClosesSessions) {
   EXPECT_EQ(redfish.GetAsStranger(kSystem, token).status, 401);
 }
 
+TEST(RedfishService, OpensNoSessionThatAFaultRefuses) {
+  RedfishFixture redfish("rack-gen5", {"*/Sessions/ method=POST times=1 status=500"});
+  CurlFetch::Settings login;
+  login.body = R"({"UserName": "admin", "Password": "kelvar-demo"})";
+  Fetched refused = redfish.GetAsStranger(std::string(kSessions) + '/', login);
+  EXPECT_EQ(refused.status, 500);
+  EXPECT_EQ(refused.headers.count("x-auth-token") + refused.headers.count("location"), 0U);
+  EXPECT_EQ(redfish.Service().OpenSessions(), 0U);
+  const std::string location = redfish.GetAsStranger(std::string(kSessions) + '/', login).headers["location"];
+  EXPECT_EQ(location, redfish.Url(kSessions) + "/2");
+  EXPECT_EQ(redfish.Service().OpenSessions(), 1U);
+}
+
 TEST(RedfishService, ForgetsAndRefusesSessions) {
   std::chrono::steady_clock::time_point now{};
   Sessions sessions("/sessions", {2, std::chrono::seconds(30), 3}, [&now] { return now; });
