@@ -145,7 +145,11 @@ void ReadNetwork(ReadingContext& context) {
       continue;
     }
     LanChannel lan(context, progress, channel);
-    interfaces.push_back(lan.Read());
+    Model::NetworkInterface interface = lan.Read();
+    if (interface.mac_address.empty() && interface.addresses.empty()) {
+      continue;  // a channel without parameters is none that a cable could be in
+    }
+    interfaces.push_back(std::move(interface));
     if (const auto port = context.inventory.network_services.empty() ? lan.Port() : std::nullopt) {
       context.inventory.network_services.push_back({"ipmi", true, port});
     }
