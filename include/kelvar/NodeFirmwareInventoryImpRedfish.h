@@ -113,7 +113,6 @@ class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInvento
 
   std::unique_ptr<Rest::RestClientInterface> restClient;
   std::string baseUrl;
-  KelvarConnection::ConnectionInfo connectionInfo;
   u32 operationLimitSeconds;
 };
 

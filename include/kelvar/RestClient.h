@@ -187,6 +187,7 @@ class RestClient : public RestClientInterface {
   void SetProxyAndCookies();
   void SetLimits();
   void Collect(RestResponse& response);
+  void WipeHeaders() noexcept;
   std::optional<RestResponse> Withheld() const;
   Kelvar::FailureCause CauseOf(std::int32_t code, bool exceeded) const;
   void SetStream(std::istream& stream, bool post);

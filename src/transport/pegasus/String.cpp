@@ -1,6 +1,7 @@
 #include <Pegasus/Common/String.h>
 
 #include <algorithm>
+#include <cstring>
 #include <ostream>
 
 namespace Pegasus {
@@ -16,6 +17,15 @@ Detail::SharedText Copy(std::string_view text) {
   return {std::move(owner), view};
 }
 
+struct WipedText {
+  explicit WipedText(std::string_view secret) : text(secret) {}
+  WipedText(const WipedText&) = delete;
+  WipedText& operator=(const WipedText&) = delete;
+  ~WipedText() { explicit_bzero(text.data(), text.size()); }
+
+  std::string text;
+};
+
 char Lower(char c) noexcept {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
@@ -29,6 +39,12 @@ String::String(const char* text) : shared_(Copy(text)) {}
 String::String(const char* text, Uint32 length) : shared_(Copy({text, length})) {}
 
 String::String(std::string_view text) : shared_(Copy(text)) {}
+
+String String::Secret(std::string_view text) {
+  auto owner = std::make_shared<WipedText>(text);
+  const std::string_view view = owner->text;
+  return String(Detail::SharedText{std::move(owner), view});
+}
 
 CString String::getCString() const {
   return CString(*this);

@@ -1,6 +1,7 @@
 #include <kelvar/RestClient.h>
 
 #include <chrono>
+#include <cstring>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -13,6 +14,7 @@
 #include "common/http/TlsTrust.h"
 #include "common/http/Transfer.h"
 #include "common/log/LogMacros.h"
+#include "common/text/Secret.h"
 #include "transport/rest/RestCallbacks.h"
 #include "transport/rest/TransferRecord.h"
 
@@ -35,7 +37,13 @@ class HandleReset {
 constexpr std::int32_t kUnauthorized = 401;
 
 struct ListFree {
-  void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+  /// Lines of headers may hold secrets.
+  void operator()(curl_slist* list) const noexcept {
+    for (curl_slist* line = list; line != nullptr; line = line->next) {
+      explicit_bzero(line->data, std::strlen(line->data));
+    }
+    curl_slist_free_all(list);
+  }
 };
 using HeaderList = std::unique_ptr<curl_slist, ListFree>;
 
@@ -55,7 +63,9 @@ void Append(HeaderList& list, const std::string& line) {
 HeaderList MakeHeaderList(const std::map<std::string, std::string>& headers, bool disableExpect) {
   HeaderList list;
   for (const auto& [key, value] : headers) {
-    Append(list, key + ": " + value);
+    std::string line = key + ": " + value;
+    Append(list, line);
+    Kelvar::Text::WipeText(line);
   }
   if (disableExpect) {
     Append(list, "Expect:");
@@ -95,6 +105,10 @@ RestClient::RestClient()
 
 RestClient::~RestClient() {
   Kelvar::Http::HandleCleanup()(curlHandle);
+  for (std::string* const secret : {&basicAuthPassword, &keyPassword, &proxyPassword}) {
+    Kelvar::Text::WipeText(*secret);
+  }
+  WipeHeaders();
 }
 
 /// The response to a request that must not be sent any more.
@@ -144,7 +158,8 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
   curl_easy_setopt(curlHandle, CURLOPT_HTTPHEADER, headers.get());
   if (!basicAuthUser.empty()) {
     curl_easy_setopt(curlHandle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
-    curl_easy_setopt(curlHandle, CURLOPT_USERPWD, (basicAuthUser + ":" + basicAuthPassword).c_str());
+    curl_easy_setopt(curlHandle, CURLOPT_USERNAME, basicAuthUser.c_str());
+    curl_easy_setopt(curlHandle, CURLOPT_PASSWORD, basicAuthPassword.c_str());
   }
   curl_easy_setopt(curlHandle, CURLOPT_USERAGENT, userAgent.c_str());
   SetLimits();

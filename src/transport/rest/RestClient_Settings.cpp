@@ -4,11 +4,29 @@
 #include <string>
 #include <utility>
 
+#include "common/text/Secret.h"
+
 namespace Rest {
+
+namespace {
+
+/// Leaves nothing of what was there.
+void Replace(std::string& secret, const std::string& text) {
+  Kelvar::Text::WipeText(secret);
+  secret = text;
+}
+
+}  // namespace
+
+void RestClient::WipeHeaders() noexcept {
+  for (auto& [key, value] : requestHeaders) {
+    Kelvar::Text::WipeText(value);
+  }
+}
 
 void RestClient::SetBasicAuth(const std::string& user, const std::string& password) {
   basicAuthUser = user;
-  basicAuthPassword = password;
+  Replace(basicAuthPassword, password);
 }
 
 void RestClient::SetTimeout(std::int32_t seconds) {
@@ -40,10 +58,11 @@ void RestClient::SetProxy(const std::string& url, const std::string& user, const
   }
   proxyUrl = url.empty() || upper.rfind("HTTP", 0) == 0 ? url : "http://" + url;
   proxyUser = user;
-  proxyPassword = password;
+  Replace(proxyPassword, password);
 }
 
 void RestClient::SetHeaders(std::map<std::string, std::string> headers) {
+  WipeHeaders();
   requestHeaders = std::move(headers);
 }
 
@@ -52,7 +71,7 @@ std::map<std::string, std::string> RestClient::GetHeaders() {
 }
 
 void RestClient::AppendHeader(const std::string& key, const std::string& value) {
-  requestHeaders[key] = value;
+  Replace(requestHeaders[key], value);
 }
 
 int RestClient::EnableCompression() {
@@ -65,7 +84,7 @@ void RestClient::SetClientCertificate(const std::string& certificate, const std:
   certPath = certificate;
   certType = type;
   keyPath = key;
-  keyPassword = keyPassphrase;
+  Replace(keyPassword, keyPassphrase);
 }
 
 void RestClient::SetCookieList(const std::string& line) {

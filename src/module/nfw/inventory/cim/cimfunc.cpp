@@ -6,6 +6,7 @@
 #include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
+#include "common/text/Secret.h"
 #include "module/nfw/inventory/cim/CIMRecord.h"
 
 namespace Kelvar {
@@ -30,6 +31,16 @@ bool IsCIMCase(u32 connectionCase) noexcept {
          connectionCase <= KelvarConnection::CONNECTION_CASE_CIM_OMC;
 }
 
+/// Our own client's texts can be wiped.
+template <typename String>
+String SecretOf(const std::string& text) {
+  if constexpr (requires { String::Secret(text); }) {
+    return String::Secret(text.c_str());
+  } else {
+    return text.c_str();
+  }
+}
+
 /// Shortens the client's time-out to what the operation has left.
 class ClientTimeout {
  public:
@@ -50,7 +61,7 @@ void Connect(CIMClient& client, const ConnectionInfo& info, const Pegasus::SSLCo
   const ClientTimeout timeout(client);
   const Pegasus::String host = info.Host.c_str();
   const Pegasus::String user = info.UserName.c_str();
-  const Pegasus::String password = info.Password.c_str();
+  const Pegasus::String password = SecretOf<Pegasus::String>(info.Password);
   if (info.ConnectionType == 1) {
     client.connect(host, info.Port, context, user, password);
   } else {
@@ -79,7 +90,9 @@ CIMConnection::CIMConnection(const Pegasus::CIMNamespaceName& nameSpace, const C
   InitCIMClient();
 }
 
-CIMConnection::~CIMConnection() = default;
+CIMConnection::~CIMConnection() {
+  Text::WipeText(Info.Password);
+}
 
 int CIMConnection::InitCIMClient() {
   Client = std::make_unique<CIMClient>();

@@ -4,6 +4,7 @@
 
 #include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
+#include "common/text/Secret.h"
 #include "module/nfw/inventory/cim/CIMFailure.h"
 #include "module/nfw/inventory/cim/CIMFields.h"
 #include "module/nfw/inventory/cim/CIMNamespace.h"
@@ -49,7 +50,9 @@ ZMCAPPRETURNCODE CodeOf(CIMFailure::Kind kind) {
 zmcapp::zmcapp(const KelvarConnection::ConnectionInfo& connectionInfo, bool /*flag*/, CIMPause connectPause)
     : info(connectionInfo), pause(std::move(connectPause)) {}
 
-zmcapp::~zmcapp() = default;
+zmcapp::~zmcapp() {
+  Text::WipeText(info.Password);
+}
 
 ZMCAPPRETURNCODE zmcapp::GetZMCAuditEventLog(std::vector<ZMCMESSAGELOGDATA>& list) {
   return GetLog("GetZMCAuditEventLog", "Audit", list);

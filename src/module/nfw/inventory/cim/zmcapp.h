@@ -40,7 +40,7 @@ class zmcapp {
   ZMCAPPRETURNCODE ReadLog(const std::string& log, std::vector<KelvarNfw::ZMCMESSAGELOGDATA>& list);
   bool Connect();
 
-  const KelvarConnection::ConnectionInfo info;
+  KelvarConnection::ConnectionInfo info;
   const CIMPause pause;
   const ConnectionOptionsInForce inForce = ConnectionOptionsInForce::Current();
   std::unique_ptr<CIMConnection> connection;

@@ -103,9 +103,15 @@ Code NodeFirmwareInventoryImpRedfish::GetNodeFirmwareBuildID(std::vector<NODEFIR
     bool found = false;
     SoftwareIdentity_ identity;
     // The process shares the cache: it is filled over the real client alone, never over one that a caller wrote.
+    std::unique_ptr<Rest::RedfishClient> own;
     auto* client = dynamic_cast<Rest::RedfishClient*>(restClient.get());
+    if (client == nullptr) {
+      own = std::make_unique<Rest::RedfishClient>();
+      RedfishService::Configure(*own, info);
+      client = own.get();
+    }
     for (const BuildField& field : kBuildFields) {
-      auto* cache = SoftwareIdentityRedfishWithCache::GetInstance(connectionInfo);
+      auto* cache = SoftwareIdentityRedfishWithCache::GetInstance(info);
       if (cache->GetSoftwareIdentityViaID(std::string(field.identifier), identity, client) != 0) {
         KELVAR_LOG(4) << "Get " << field.identifier << "software identity info error.";
         continue;

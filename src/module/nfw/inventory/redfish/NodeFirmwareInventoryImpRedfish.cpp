@@ -56,7 +56,6 @@ NodeFirmwareInventoryImpRedfish::NodeFirmwareInventoryImpRedfish(const Connectio
     : NodeFirmwareInventoryImp(connection),
       restClient(std::move(client)),
       baseUrl(RedfishService::BaseUrl(connection)),
-      connectionInfo(connection),
       operationLimitSeconds(ConnectionOptionsScope::Current().operation_limit_seconds) {
   KELVAR_LOG(4) << "Entering Constructor of NodeFirmwareInventoryImpRedfish";
   if (!restClient) {

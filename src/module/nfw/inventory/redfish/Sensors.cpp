@@ -261,7 +261,7 @@ Code NodeFirmwareInventoryImpRedfish::ParseOEMSensor(std::vector<NUMERICSENSORS>
   for (const JsonValue& sensor : members) {
     if (sensor["ThresholdLowerCritical"]) {
       CheckRecordLimit(list);
-      list.push_back(ReadOemSensor(sensor, connectionInfo.ZMCIndex));
+      list.push_back(ReadOemSensor(sensor, info.ZMCIndex));
     }
   }
   return NodeFirmwareInventory::INVENTORY_SUCCESS;

@@ -1,6 +1,10 @@
 #include "module/nfw/inventory/redfish/SoftwareIdentityRedfishWithCache.h"
 
+#include <openssl/hmac.h>
+#include <openssl/rand.h>
+
 #include <array>
+#include <stdexcept>
 #include <tuple>
 #include <utility>
 
@@ -18,6 +22,25 @@ using KelvarOptions::SoftwareIdentity_;
 
 namespace {
 
+constexpr std::size_t kDigestBytes = 32;
+using Digest = std::array<unsigned char, kDigestBytes>;
+
+/// Tells passwords apart without keeping them: SHA-256 with a key that is random for each process.
+Digest DigestOf(const std::string& password) {
+  static const Digest key = [] {
+    Digest random{};
+    if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
+      throw std::runtime_error("no random bytes");
+    }
+    return random;
+  }();
+  Digest digest{};
+  unsigned int size = 0;
+  HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(password.data()),
+       password.size(), digest.data(), &size);
+  return digest;
+}
+
 constexpr std::chrono::seconds kFresh{60};
 constexpr std::chrono::seconds kFailureRemembered{5};
 
@@ -28,7 +51,7 @@ class SoftwareIdentityRedfishWithCache::Fill {
  public:
   Fill(SoftwareIdentityRedfishWithCache& cache, Rest::RestClientInterface* client)
       : cache_(cache),
-        ownClient_(client == nullptr ? cache.surroundings_.makeClient() : nullptr),
+        ownClient_(client == nullptr && cache.surroundings_.makeClient ? cache.surroundings_.makeClient() : nullptr),
         service_(client == nullptr ? ownClient_.get() : client, RedfishService::BaseUrl(cache.info_)) {
     if (ownClient_) {
       RedfishService::Configure(*ownClient_, cache.info_);
@@ -113,13 +136,17 @@ class SoftwareIdentityRedfishWithCache::Fill {
 };
 
 SoftwareIdentityRedfishWithCache* SoftwareIdentityRedfishWithCache::GetInstance(const ConnectionInfo& info) {
-  using Key = std::tuple<std::string, u16, std::string, std::string, u32>;
+  using Key = std::tuple<std::string, u16, std::string, Digest, u32>;
   static std::mutex mutex;
   static auto& instances = *new std::map<Key, std::unique_ptr<SoftwareIdentityRedfishWithCache>>();
   const std::lock_guard lock(mutex);
-  auto& instance = instances[{info.Host, info.Port, info.UserName, info.Password, info.AddressFamily}];
+  auto& instance = instances[{info.Host, info.Port, info.UserName, DigestOf(info.Password), info.AddressFamily}];
   if (!instance) {
-    instance = std::make_unique<SoftwareIdentityRedfishWithCache>(info);
+    ConnectionInfo withoutPassword;  // the object lives as long as the process
+    withoutPassword.Host = info.Host;
+    withoutPassword.Port = info.Port;
+    withoutPassword.AddressFamily = info.AddressFamily;
+    instance = std::make_unique<SoftwareIdentityRedfishWithCache>(withoutPassword, Surroundings{nullptr, &Clock::now});
     static Clock::time_point looked;
     if (Clock::now() - looked >= kFresh) {
       looked = Clock::now();

@@ -38,14 +38,16 @@ class SoftwareIdentityRedfishWithCache {
     std::function<Clock::time_point()> now;
   };
 
-  /// The one object of a connection, which lives as long as the process.
+  /// The one object of a connection, which lives as long as the process. It keeps no account: what it asks goes over
+  /// the caller's client.
   static SoftwareIdentityRedfishWithCache* GetInstance(const KelvarConnection::ConnectionInfo& info);
 
   explicit SoftwareIdentityRedfishWithCache(const KelvarConnection::ConnectionInfo& info);
   SoftwareIdentityRedfishWithCache(const KelvarConnection::ConnectionInfo& info, Surroundings surroundings);
 
   /// 0 and the whole record when the service has the identity, such as "BMC-Primary"; else -1, and `identity` is left
-  /// alone. What is asked for on the way goes over `client`, which is set up for the same service, when there is one.
+  /// alone. What is asked for on the way goes over `client`, which is set up for the same service; over a client of its
+  /// own when there is none and the object can make one.
   int GetSoftwareIdentityViaID(const std::string& id, KelvarOptions::SoftwareIdentity_& identity,
                                Rest::RestClientInterface* client = nullptr);
 

@@ -32,6 +32,9 @@ class String {
   explicit String(std::string_view text);
   explicit String(Detail::SharedText text) noexcept : shared_(std::move(text)) {}
 
+  /// A text that is wiped when its last copy goes.
+  static String Secret(std::string_view text);
+
   /// Bytes, not characters.
   Uint32 size() const noexcept { return static_cast<Uint32>(shared_.text.size()); }
   CString getCString() const;
