@@ -152,7 +152,7 @@ TEST(ConnectionOptionsDeathTest, TheEnvironmentChoosesNothing) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process in which libcurl has not looked around yet
   const TemporaryFolder folder;
   const std::string keys = (folder.Path() / "keys").string();
-  setenv("SSLKEYLOGFILE", keys.c_str(), 1);
+  setenv("SSLKEYLOGFILE", keys.c_str(), 0);  // the child, which begins the test anew, keeps the one of its parent
   for (const char* name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
     setenv(name, "http://127.0.0.1:9", 1);
   }
