@@ -106,8 +106,8 @@ class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInvento
   INVENTORYRETURNCODE ConstructSystemsUrl(std::vector<std::string>& urls);
   INVENTORYRETURNCODE GetPowerSupplyVPD(std::vector<PowerSupplyVPD>& list);
   INVENTORYRETURNCODE GetNodeFirmwareSystemVPDFromOEMProduct(KelvarNfw::NODEFIRMWARESYSTEMVPD& vpd);
-  INVENTORYRETURNCODE ParseStdSensor(std::vector<KelvarNfw::NUMERICSENSORS>& list, const Rest::RestResponse& response);
-  INVENTORYRETURNCODE ParseOEMSensor(std::vector<KelvarNfw::NUMERICSENSORS>& list, const Rest::RestResponse& response);
+  INVENTORYRETURNCODE ParseStdSensor(std::vector<KelvarNfw::NUMERICSENSORS>& list, Rest::RestResponse&& response);
+  INVENTORYRETURNCODE ParseOEMSensor(std::vector<KelvarNfw::NUMERICSENSORS>& list, Rest::RestResponse&& response);
   std::string toString(const u32& number);
   u32 toU32(const std::string& text);
 

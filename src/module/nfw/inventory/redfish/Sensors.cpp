@@ -218,19 +218,18 @@ NUMERICSENSORS ReadOemSensor(const JsonValue& sensor, u16 zmcIndex) {
 Code NodeFirmwareInventoryImpRedfish::GetZMCNumericSensors(std::vector<NUMERICSENSORS>& list) {
   return RunRedfishOperation(Frame(), "GetZMCNumericSensors", [&](Code& code) {
     list.clear();
-    if (const auto standard = Service().FetchOrLogAlone(kStandardSensors, code)) {
+    if (auto standard = Service().FetchOrLogAlone(kStandardSensors, code)) {
       const ResourceInReading resource(kStandard);
-      code = ParseStdSensor(list, *standard);
-    } else if (const auto oem = Service().FetchOrLog(kOemSensors, code)) {
+      code = ParseStdSensor(list, std::move(*standard));
+    } else if (auto oem = Service().FetchOrLog(kOemSensors, code)) {
       const ResourceInReading resource(kOem);
-      code = ParseOEMSensor(list, *oem);
+      code = ParseOEMSensor(list, std::move(*oem));
     }
   });
 }
 
-Code NodeFirmwareInventoryImpRedfish::ParseStdSensor(std::vector<NUMERICSENSORS>& list,
-                                                     const Rest::RestResponse& response) {
-  const auto document = JsonDocument::Read(response.body);
+Code NodeFirmwareInventoryImpRedfish::ParseStdSensor(std::vector<NUMERICSENSORS>& list, Rest::RestResponse&& response) {
+  const auto document = JsonDocument::Read(std::move(response.body));
   const std::vector<JsonValue> members = Members(document);
   if (members.empty()) {
     return NodeFirmwareInventory::INVENTORY_REST_FAILED;
@@ -251,9 +250,8 @@ Code NodeFirmwareInventoryImpRedfish::ParseStdSensor(std::vector<NUMERICSENSORS>
   return NodeFirmwareInventory::INVENTORY_SUCCESS;
 }
 
-Code NodeFirmwareInventoryImpRedfish::ParseOEMSensor(std::vector<NUMERICSENSORS>& list,
-                                                     const Rest::RestResponse& response) {
-  const auto document = JsonDocument::Read(response.body);
+Code NodeFirmwareInventoryImpRedfish::ParseOEMSensor(std::vector<NUMERICSENSORS>& list, Rest::RestResponse&& response) {
+  const auto document = JsonDocument::Read(std::move(response.body));
   const std::vector<JsonValue> members = Members(document);
   if (members.empty()) {
     return NodeFirmwareInventory::INVENTORY_REST_FAILED;

@@ -51,7 +51,7 @@ class SoftwareIdentityRedfishWithCache::Fill {
  public:
   Fill(SoftwareIdentityRedfishWithCache& cache, Rest::RestClientInterface* client)
       : cache_(cache),
-        ownClient_(client == nullptr && cache.surroundings_.makeClient ? cache.surroundings_.makeClient() : nullptr),
+        ownClient_(client == nullptr && cache.dependencies_.makeClient ? cache.dependencies_.makeClient() : nullptr),
         service_(client == nullptr ? ownClient_.get() : client, RedfishService::BaseUrl(cache.info_)) {
     if (ownClient_) {
       RedfishService::Configure(*ownClient_, cache.info_);
@@ -146,7 +146,7 @@ SoftwareIdentityRedfishWithCache* SoftwareIdentityRedfishWithCache::GetInstance(
     withoutPassword.Host = info.Host;
     withoutPassword.Port = info.Port;
     withoutPassword.AddressFamily = info.AddressFamily;
-    instance = std::make_unique<SoftwareIdentityRedfishWithCache>(withoutPassword, Surroundings{nullptr, &Clock::now});
+    instance = std::make_unique<SoftwareIdentityRedfishWithCache>(withoutPassword, Dependencies{nullptr, &Clock::now});
     static Clock::time_point looked;
     if (Clock::now() - looked >= kFresh) {
       looked = Clock::now();
@@ -162,8 +162,8 @@ SoftwareIdentityRedfishWithCache::SoftwareIdentityRedfishWithCache(const Connect
     : SoftwareIdentityRedfishWithCache(info, {[] { return std::make_unique<Rest::RedfishClient>(); }, &Clock::now}) {}
 
 SoftwareIdentityRedfishWithCache::SoftwareIdentityRedfishWithCache(const ConnectionInfo& info,
-                                                                   Surroundings surroundings)
-    : info_(info), surroundings_(std::move(surroundings)) {}
+                                                                   Dependencies dependencies)
+    : info_(info), dependencies_(std::move(dependencies)) {}
 
 int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string& id, SoftwareIdentity_& identity,
                                                                Rest::RestClientInterface* client) {
@@ -191,7 +191,7 @@ int SoftwareIdentityRedfishWithCache::GetSoftwareIdentityViaID(const std::string
 }
 
 bool SoftwareIdentityRedfishWithCache::IsFresh() const {
-  return filledAt_ && surroundings_.now() - *filledAt_ < (failed_ ? kFailureRemembered : kFresh);
+  return filledAt_ && dependencies_.now() - *filledAt_ < (failed_ ? kFailureRemembered : kFresh);
 }
 
 void SoftwareIdentityRedfishWithCache::Forget() {
@@ -217,7 +217,7 @@ void SoftwareIdentityRedfishWithCache::Refresh(const std::string& id, Rest::Rest
   if (!fresh) {
     Forget();
     fill.All();
-    filledAt_ = surroundings_.now();
+    filledAt_ = dependencies_.now();
   }
   fill.Missing(id);
 }

@@ -33,7 +33,7 @@ class SoftwareIdentityRedfishWithCache {
                                                               "BrennWindowsDriver", "BrennLinuxDriver", "Sorel"};
 
   /// How the cache reaches its service, and the time; for tests.
-  struct Surroundings {
+  struct Dependencies {
     std::function<std::unique_ptr<Rest::RestClientInterface>()> makeClient;
     std::function<Clock::time_point()> now;
   };
@@ -43,7 +43,7 @@ class SoftwareIdentityRedfishWithCache {
   static SoftwareIdentityRedfishWithCache* GetInstance(const KelvarConnection::ConnectionInfo& info);
 
   explicit SoftwareIdentityRedfishWithCache(const KelvarConnection::ConnectionInfo& info);
-  SoftwareIdentityRedfishWithCache(const KelvarConnection::ConnectionInfo& info, Surroundings surroundings);
+  SoftwareIdentityRedfishWithCache(const KelvarConnection::ConnectionInfo& info, Dependencies dependencies);
 
   /// 0 and the whole record when the service has the identity, such as "BMC-Primary"; else -1, and `identity` is left
   /// alone. What is asked for on the way goes over `client`, which is set up for the same service; over a client of its
@@ -77,7 +77,7 @@ class SoftwareIdentityRedfishWithCache {
   void TellAgain(const std::string& id) const;
 
   const KelvarConnection::ConnectionInfo info_;
-  const Surroundings surroundings_;
+  const Dependencies dependencies_;
   std::mutex mutex_;
   std::map<std::string, std::optional<Resource>> identities_;  ///< none: the service does not have it
   bool complete_ = false;                                      ///< what is not in the map does not exist
