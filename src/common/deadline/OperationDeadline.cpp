@@ -11,6 +11,8 @@ namespace Kelvar {
 
 namespace {
 
+constexpr std::chrono::milliseconds kSlack{2};
+
 thread_local OperationDeadline* innermost = nullptr;
 
 }  // namespace
@@ -51,7 +53,8 @@ std::chrono::milliseconds OperationDeadline::Within(std::chrono::milliseconds ow
   End(now);  // starts those that have not begun
   for (const OperationDeadline* one = innermost; one != nullptr; one = one->outer_) {
     if (one->seconds_ != 0 && one->seconds_ < ConnectionOptions::kDefaultOperationLimitSeconds) {
-      within = std::min(within, std::chrono::duration_cast<std::chrono::milliseconds>(one->end_ - now));
+      // A little more than is left, so that a request that was cut ends after the bound and not just before it.
+      within = std::min(within, std::chrono::ceil<std::chrono::milliseconds>(one->end_ - now) + kSlack);
     }
   }
   return std::max(within, std::chrono::milliseconds(1));
