@@ -6,7 +6,7 @@
 
 #include "simulator/ipmi/ByteText.h"
 #include "simulator/ipmi/FruImage.h"
-#include "simulator/ipmi/SdrRecord.h"
+#include "simulator/ipmi/SdrBytes.h"
 #include "simulator/ipmi/SensorRecord.h"
 #include "simulator/machine/JsonFile.h"
 

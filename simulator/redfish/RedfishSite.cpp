@@ -21,6 +21,12 @@ bool IsPublic(std::string_view path) {
   return std::find(kPublicPaths.begin(), kPublicPaths.end(), path) != kPublicPaths.end();
 }
 
+/// The machine's own faults, or those that the machines of a library share.
+std::filesystem::path FaultsFile(const std::filesystem::path& machine) {
+  const std::filesystem::path own = machine / "redfish" / "faults.json";
+  return std::filesystem::exists(own) ? own : machine.parent_path() / "redfish-faults.json";
+}
+
 SessionLimits Merge(const SessionLimits& ofRun, SessionLimits limits) {
   limits.count = ofRun.count ? ofRun.count : limits.count;
   limits.idle = ofRun.idle ? ofRun.idle : limits.idle;
@@ -100,7 +106,7 @@ RedfishSite::RedfishSite(std::shared_ptr<const Machine> machine, std::shared_ptr
       data_(std::move(data)),
       personalize_(std::move(personalize)),
       sessions_(data_->settings.sessionsPath, Merge(machine_->sessions, data_->settings.sessions)) {
-  faults_.Load(faults, machine_->folder / "redfish" / "faults.json");
+  faults_.Load(faults, FaultsFile(machine_->folder));
 }
 
 HttpResponse RedfishSite::Respond(const HttpRequest& request) {

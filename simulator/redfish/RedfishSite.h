@@ -34,8 +34,8 @@ std::shared_ptr<const RedfishData> LoadRedfishData(const Machine& machine, const
 /// accounts. Safe to use from any thread.
 class RedfishSite {
  public:
-  /// `faults` are wanted of redfish/faults.json, as FaultTable::Load tells. Throws std::runtime_error or
-  /// std::invalid_argument.
+  /// `faults` are wanted of redfish/faults.json, or of redfish-faults.json beside the machine, as FaultTable::Load
+  /// tells. Throws std::runtime_error or std::invalid_argument.
   RedfishSite(std::shared_ptr<const Machine> machine, std::shared_ptr<const RedfishData> data,
               const std::vector<std::string>& faults, Personalize personalize = {});
 

@@ -215,6 +215,38 @@ TEST_P(Machines, GiveIdsThatAreTheirsAloneAndLeadSomewhere) {
   }
 }
 
+/// A machine whose service does not do all that it announces, or does it only now and then.
+struct Trouble {
+  const char* machine;
+  std::vector<std::string> faults;
+  Simulator::SessionLimits sessions;
+};
+
+std::map<std::string, std::vector<Record>> ReadWith(const Trouble& trouble) {
+  Simulator::Machine machine = Simulator::LoadMachine(trouble.machine, KELVAR_TEST_MACHINES);
+  machine.faults = trouble.faults;
+  machine.sessions = trouble.sessions;
+  Simulator::RedfishServer service(machine);
+  InventoryReader reader(LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, service.Start(0)));
+  auto records = AllRecords(reader.Read());
+  EXPECT_EQ(service.OpenSessions(), 0U);
+  return records;
+}
+
+class MachinesInTrouble : public testing::TestWithParam<Trouble> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Redfish, MachinesInTrouble,
+    testing::Values(Trouble{"rack-gen5", {"redfish:/redfish/v1/* times=3 status=503 header=Retry-After:0"}, {}},
+                    Trouble{"rack-gen5", {"redfish:no-sessions"}, {}}, Trouble{"rack-gen5", {"redfish:impatient"}, {}},
+                    Trouble{"rack-gen5", {"redfish:one-resets"}, {}}, Trouble{"rack-gen5", {}, {0, {}, {}}},
+                    Trouble{"gpu-rack", {}, {{}, {}, 20}}, Trouble{"gpu-rack", {"redfish:no-expand"}, {}},
+                    Trouble{"gpu-rack", {"redfish:expand-fails"}, {}}));
+
+TEST_P(MachinesInTrouble, GiveAllTheSame) {
+  EXPECT_TRUE(ReadWith(GetParam()) == ReadWith({GetParam().machine, {}, {}}));
+}
+
 TEST_P(Machines, GiveNoPlaceholders) {
   const std::set<std::string> placeholders{"To be filled by O.E.M.",
                                            "NA",

@@ -1,4 +1,4 @@
-#include "simulator/ipmi/SdrRecord.h"
+#include "simulator/ipmi/SdrBytes.h"
 
 #include <stdexcept>
 
