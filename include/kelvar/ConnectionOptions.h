@@ -44,7 +44,7 @@ struct ConnectionOptions {
   bool no_thresholds_of_other_sensors = false;
 };
 
-struct ConnectionOptionsInForce;
+struct KeptConnectionOptions;
 class LoginGuard;
 
 /// While it lives, objects that the calling thread makes (NodeFirmwareInventory, its backends, InventoryReader) take
@@ -61,9 +61,9 @@ class KELVAR_EXPORT ConnectionOptionsScope {
   static const ConnectionOptions& Current() noexcept;
 
  private:
-  friend struct ConnectionOptionsInForce;
+  friend struct KeptConnectionOptions;
   /// Options and guard of another scope, for an object that was made in it.
-  explicit ConnectionOptionsScope(const ConnectionOptionsInForce& inForce);
+  explicit ConnectionOptionsScope(const KeptConnectionOptions& keptOptions);
 
   ConnectionOptions options_;
   std::shared_ptr<LoginGuard> guard_;

@@ -18,8 +18,8 @@ ConnectionOptionsScope::ConnectionOptionsScope(const ConnectionOptions& options)
       guard_(options.stop_after_refused_login ? std::make_shared<LoginGuard>() : nullptr),
       outer_(std::exchange(innermostScope, this)) {}
 
-ConnectionOptionsScope::ConnectionOptionsScope(const ConnectionOptionsInForce& inForce)
-    : options_(inForce.options), guard_(inForce.guard), outer_(std::exchange(innermostScope, this)) {}
+ConnectionOptionsScope::ConnectionOptionsScope(const KeptConnectionOptions& keptOptions)
+    : options_(keptOptions.options), guard_(keptOptions.guard), outer_(std::exchange(innermostScope, this)) {}
 
 ConnectionOptionsScope::~ConnectionOptionsScope() {
   innermostScope = outer_;
@@ -31,13 +31,13 @@ const ConnectionOptions& ConnectionOptionsScope::Current() noexcept {
   return innermostScope != nullptr ? innermostScope->options_ : defaults;
 }
 
-ConnectionOptionsInForce ConnectionOptionsInForce::Current() {
-  ConnectionOptionsInForce inForce{ConnectionOptionsScope::Current(), CurrentGuard()};
-  Text::WipeText(inForce.options.ipmi_kg_key);  // no use to who keeps them
-  return inForce;
+KeptConnectionOptions KeptConnectionOptions::Current() {
+  KeptConnectionOptions keptOptions{ConnectionOptionsScope::Current(), CurrentGuard()};
+  Text::WipeText(keptOptions.options.ipmi_kg_key);  // no use to who keeps them
+  return keptOptions;
 }
 
-std::shared_ptr<LoginGuard> ConnectionOptionsInForce::CurrentGuard() noexcept {
+std::shared_ptr<LoginGuard> KeptConnectionOptions::CurrentGuard() noexcept {
   return innermostScope != nullptr ? innermostScope->guard_ : nullptr;
 }
 

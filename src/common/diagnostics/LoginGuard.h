@@ -18,11 +18,11 @@ class LoginGuard {
 };
 
 /// What an object keeps of the scope that it was made in.
-struct ConnectionOptionsInForce {
+struct KeptConnectionOptions {
   ConnectionOptions options;
   std::shared_ptr<LoginGuard> guard;
 
-  static ConnectionOptionsInForce Current();
+  static KeptConnectionOptions Current();
   /// Null when the options in force want none.
   static std::shared_ptr<LoginGuard> CurrentGuard() noexcept;
   /// The scope once more.

@@ -69,7 +69,7 @@ LanTransport::LanTransport(LanTarget target, const ConnectionOptions& options, s
       credentials_(std::move(target.user), target.password, options.ipmi_kg_key),
       kind_(options.ipmi_session),
       suiteNumber_(target.suiteNumber),
-      guard_(ConnectionOptionsInForce::CurrentGuard()),
+      guard_(KeptConnectionOptions::CurrentGuard()),
       channel_(std::move(port)) {}
 
 CONNECTIONSTATE LanTransport::Open(const IpmiTimings& timings) {

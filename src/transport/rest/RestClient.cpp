@@ -92,7 +92,7 @@ curl_off_t LengthOf(std::istream& stream) {
 }  // namespace
 
 RestClient::RestClient()
-    : loginGuard(Kelvar::ConnectionOptionsInForce::CurrentGuard()),
+    : loginGuard(Kelvar::KeptConnectionOptions::CurrentGuard()),
       tlsTrust(std::make_unique<Kelvar::Http::TlsTrust>(Kelvar::ConnectionOptionsScope::Current())),
       accountStaysWithHost(Kelvar::ConnectionOptionsScope::Current().keep_account_from_other_hosts),
       curlHandle(Kelvar::Http::MakeHandle()),

@@ -37,7 +37,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCMessageLogData(std::vector<ZMCMESSAGELOG
     }
     code = NodeFirmwareInventory::INVENTORY_SUCCESS;
   };
-  const OperationDeadline deadline(connection->InForce().options.operation_limit_seconds);
+  const OperationDeadline deadline(connection->KeptOptions().options.operation_limit_seconds);
   return RunOperation("NodeFirmwareInventoryImpCIM", "GetZMCMessageLogData", CIMClauses<2>, body);
 }
 

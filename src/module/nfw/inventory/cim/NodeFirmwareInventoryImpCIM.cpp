@@ -63,7 +63,7 @@ Code NodeFirmwareInventoryImpCIM::Run(const char* operation, OperationBody body,
     }
     body(code);
   };
-  const OperationDeadline deadline(connection->InForce().options.operation_limit_seconds);
+  const OperationDeadline deadline(connection->KeptOptions().options.operation_limit_seconds);
   return RunOperation("NodeFirmwareInventoryImpCIM", operation, clauses, withClient, initial);
 }
 

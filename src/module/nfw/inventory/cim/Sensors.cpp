@@ -165,7 +165,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCNumericSensors(std::vector<Sensor>& list
   Sensor record;
   record.ZMCIndex = info.ZMCIndex;
   RecordAppender<Sensor> append(list, kSensorTexts);
-  const bool repeats = !connection->InForce().options.no_thresholds_of_other_sensors;
+  const bool repeats = !connection->KeptOptions().options.no_thresholds_of_other_sensors;
   const auto take = [&](const CIMInstance& instance) {
     if (!repeats) {
       record.LowerThresholdCritical = record.LowerThresholdFatal = record.LowerThresholdNonCritical = 0;

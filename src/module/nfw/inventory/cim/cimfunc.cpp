@@ -135,12 +135,12 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
     KELVAR_LOG(1) << "Invalid connection type: " << Info.ConnectionType;
     return 0;
   }
-  if (!HonoursTlsOptions<CIMClient>(inForce.options)) {
+  if (!HonoursTlsOptions<CIMClient>(keptOptions.options)) {
     KELVAR_LOG(1) << "This CIM client cannot verify certificates as the options ask";
     return 1;
   }
   const Pegasus::SSLContext context(Pegasus::String::EMPTY, nullptr, Pegasus::String::EMPTY);
-  const ConnectionOptionsScope scope = inForce.Enter();
+  const ConnectionOptionsScope scope = keptOptions.Enter();
   CIMRecord record(client, "connect");
   for (int triesLeft = kConnectTries; triesLeft > 0; --triesLeft) {
     record.CountTry();
@@ -172,7 +172,7 @@ Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(const CIMConnection& connectio
   CIMClient& client = *connection.GetCIMClient();
   CIMRecord record(client, "enumerate " + ToText(className.getString()));
   try {
-    record.CheckMaySend(connection.InForce().guard.get());
+    record.CheckMaySend(connection.KeptOptions().guard.get());
     const ClientTimeout timeout(client);
     auto instances = client.enumerateInstances(nameSpace, className, deepInheritance, localOnly, includeQualifiers,
                                                includeClassOrigin, Pegasus::CIMPropertyList());
@@ -180,8 +180,8 @@ Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(const CIMConnection& connectio
     return instances;
   } catch (const Pegasus::Exception& exception) {
     const FailureCause cause = record.Failed(exception);
-    if (cause == FailureCause::LoginRefused && connection.InForce().guard) {
-      connection.InForce().guard->NoteRefused();
+    if (cause == FailureCause::LoginRefused && connection.KeptOptions().guard) {
+      connection.KeptOptions().guard->NoteRefused();
     }
     throw;
   }

@@ -36,7 +36,7 @@ class CIMConnection {
   const Pegasus::CIMNamespaceName& GetNamespace() const noexcept { return Namespace; }
 
   /// What was in force where the connection was made.
-  const ConnectionOptionsInForce& InForce() const noexcept { return inForce; }
+  const KeptConnectionOptions& KeptOptions() const noexcept { return keptOptions; }
 
   int InitCIMClient();
   /// Throws the client away and connects a new one.
@@ -50,7 +50,7 @@ class CIMConnection {
   std::unique_ptr<Pegasus::CIMClient> Client;
   KelvarConnection::ConnectionInfo Info;
   CIMPause pause;
-  const ConnectionOptionsInForce inForce = ConnectionOptionsInForce::Current();
+  const KeptConnectionOptions keptOptions = KeptConnectionOptions::Current();
 };
 
 /// Enumerates with a time-out that stays in force on the client, reconnecting before when there is no client, and

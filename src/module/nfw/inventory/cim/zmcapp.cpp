@@ -67,7 +67,7 @@ ZMCAPPRETURNCODE zmcapp::GetLog(const char* operation, const std::string& log, s
   list.clear();
   ZMCAPPRETURNCODE code = ZMCAPP_FAILED;
   try {
-    const OperationDeadline deadline(inForce.options.operation_limit_seconds);
+    const OperationDeadline deadline(keptOptions.options.operation_limit_seconds);
     code = Connect() ? ReadLog(log, list) : ZMCAPP_CONNECT_FAILED;
   } catch (...) {
     const CIMFailure failure = CurrentCIMFailure();
@@ -81,7 +81,7 @@ ZMCAPPRETURNCODE zmcapp::GetLog(const char* operation, const std::string& log, s
 
 bool zmcapp::Connect() {
   if (!connection) {
-    const ConnectionOptionsScope scope = inForce.Enter();
+    const ConnectionOptionsScope scope = keptOptions.Enter();
     connection = std::make_unique<CIMConnection>(CIMNamespaceFor(info).c_str(), info, pause);
     return connection->GetCIMClient() != nullptr;
   }

@@ -42,7 +42,7 @@ class zmcapp {
 
   KelvarConnection::ConnectionInfo info;
   const CIMPause pause;
-  const ConnectionOptionsInForce inForce = ConnectionOptionsInForce::Current();
+  const KeptConnectionOptions keptOptions = KeptConnectionOptions::Current();
   std::unique_ptr<CIMConnection> connection;
 };
 
