@@ -64,6 +64,17 @@ TEST_F(ExchangesTest, RecordsWhatCameAndWhatItMeans) {
   EXPECT_GT(diagnostics.BytesReceived(), 262'144u);
 }
 
+TEST_F(ExchangesTest, AServerThatClosesWithoutAReplyIsNotAnotherService) {
+  HttpReply dropped;
+  dropped.raw = " ";
+  dropped.cutAfter = 0;
+  server.OnClassReply("CIM_IndicatorLED", dropped);
+  Read(Info());
+  ASSERT_EQ(diagnostics.Gaps().size(), 1u);
+  EXPECT_STREQ(NameOf(diagnostics.Gaps().front().cause), "unreachable");
+  EXPECT_STREQ(NameOf(diagnostics.Cause()), "unreachable");
+}
+
 TEST_F(ExchangesTest, OneRefusedLoginEndsAllOperationsOfAScope) {
   server.OnAnyClassReply(HttpError(401));
   std::unique_ptr<NFI> facade;

@@ -79,9 +79,8 @@ int StatusOf(const Pegasus::Exception& exception) noexcept {
   return http != nullptr ? static_cast<int>(http->getCode()) : -1;
 }
 
-}  // namespace
-
-FailureCause CauseOf(const Pegasus::Exception& exception) noexcept {
+/// As far as the exception tells.
+FailureCause CauseByException(const Pegasus::Exception& exception) noexcept {
   if (const auto* const cim = As<CIMException>(exception)) {
     return CauseOfStatus(cim->getCode());
   }
@@ -101,6 +100,15 @@ FailureCause CauseOf(const Pegasus::Exception& exception) noexcept {
   return isUnanswered ? FailureCause::Unreachable : FailureCause::BadData;
 }
 
+/// None: the thread's last request had its reply.
+thread_local FailureCause lastCause = FailureCause::None;
+
+}  // namespace
+
+FailureCause CauseOf(const Pegasus::Exception& exception) noexcept {
+  return lastCause != FailureCause::None ? lastCause : CauseByException(exception);
+}
+
 void CIMRecord::Connected() const noexcept {
   try {
     Add(0, FailureCause::None, "connected");
@@ -109,6 +117,7 @@ void CIMRecord::Connected() const noexcept {
 }
 
 void CIMRecord::Replied(u32 instances) const noexcept {
+  lastCause = FailureCause::None;
   DiagnosticsRecorder::NoteServiceUnderstood();
   try {
     Add(0, FailureCause::None, std::to_string(instances) + " instances");
@@ -135,7 +144,7 @@ FailureCause CIMRecord::CauseFor(const Pegasus::Exception& exception) const noex
     return FailureCause::Deadline;
   }
   const FailureCause told = LastCause(client_);
-  return told != FailureCause::None ? told : CauseOf(exception);
+  return told != FailureCause::None ? told : CauseByException(exception);
 }
 
 FailureCause CIMRecord::Failed(const Pegasus::Exception& exception) const noexcept {
@@ -143,6 +152,7 @@ FailureCause CIMRecord::Failed(const Pegasus::Exception& exception) const noexce
     DiagnosticsRecorder::NoteServiceUnderstood();
   }
   const FailureCause cause = CauseFor(exception);
+  lastCause = cause;
   try {
     Add(StatusOf(exception), cause, TextOf(exception) + (withheld_ == FailureCause::None ? "" : " (not sent)"));
   } catch (const std::bad_alloc&) {  // not recorded

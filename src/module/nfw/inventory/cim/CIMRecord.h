@@ -34,7 +34,8 @@ class CIMRecord {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-/// Why the client library failed, as far as its exception tells.
+/// Why the client library failed: as the record of the thread's last request says, or, when that had its reply, as far
+/// as the exception tells.
 FailureCause CauseOf(const Pegasus::Exception& exception) noexcept;
 
 }  // namespace Kelvar
