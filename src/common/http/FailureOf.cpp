@@ -20,6 +20,7 @@ FailureCause CauseOfTransfer(CURL* handle, CURLcode code) noexcept {
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
+    case CURLE_SEND_FAIL_REWIND:  // closed without a response, and the request is not sent again
       return FailureCause::Unreachable;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_ENGINE_NOTFOUND:
