@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "simulator/http/HttpMessage.h"
 #include "simulator/redfish/JsonBytes.h"
 #include "simulator/redfish/PageTemplate.h"
 
@@ -89,7 +90,7 @@ void ResourceTree::ReadLists(const std::filesystem::path& folder, const Facts& f
     try {
       ReadPages(facts.Expand(ReadFile(entry.path()), JsonText::Escape),
                 [this](const std::string& path, const std::string& text) {
-                  if (!pages_.emplace(path, text).second) {
+                  if (!pages_.emplace(PercentDecode(path), text).second) {
                     throw std::runtime_error("two pages of " + path);
                   }
                 });
@@ -126,7 +127,7 @@ void ResourceTree::AddMembers(const std::string& path, std::string_view members)
     if (id && id->starts_with(path + '/') && id->find('#') == std::string_view::npos &&
         !JsonText::Reference(member, 0)) {
       id->remove_suffix(id->ends_with('/') ? 1 : 0);
-      pages_.emplace(*id, member);
+      pages_.emplace(PercentDecode(*id), member);
     }
   }
 }
@@ -176,6 +177,12 @@ void ResourceTree::IgnoreCase() {
 }
 
 std::optional<std::string> ResourceTree::Find(std::string_view path) const {
+  // Links in pages may be encoded; paths are not.
+  std::string decoded;
+  if (path.find('%') != std::string_view::npos) {
+    decoded = PercentDecode(path);
+    path = decoded;
+  }
   auto page = FindExactly(path);
   if (page || folded_.empty()) {
     return page;

@@ -23,9 +23,10 @@ std::vector<std::string> MachineNames() {
   return names;
 }
 
-/// The path of a link, without a place in the page and without a slash at its end.
+/// The path of a link, without a place in the page, decoded, and without a slash at its end.
 std::string PageOf(std::string link) {
   link.resize(std::min(link.find('#'), link.size()));
+  link = PercentDecode(link);
   if (link.ends_with('/')) {
     link.pop_back();
   }
@@ -38,7 +39,11 @@ class Machines : public testing::TestWithParam<std::string> {
     while (!waiting_.empty()) {
       const std::string path = waiting_.front();
       waiting_.pop_front();
-      const rapidjson::Document page = redfish_.Json(path);
+      std::string target = path;
+      if (const std::size_t hash = target.find('#'); hash != std::string::npos) {
+        target.replace(hash, 1, "%23");
+      }
+      const rapidjson::Document page = redfish_.Json(target);
       if (!page.IsObject()) {
         dead_.push_back(path);
         continue;
@@ -51,11 +56,12 @@ class Machines : public testing::TestWithParam<std::string> {
   void Inspect(const std::string& path, const rapidjson::Document& page) {
     ASSERT_TRUE(page.HasMember("@odata.id") && page.HasMember("@odata.type")) << path;
     const std::string own = PageOf(page["@odata.id"].GetString());
-    otherCase_ += own == path ? 0U : 1U;
+    const bool isLaterPage = path.find('?') != std::string::npos;
+    otherCase_ += own == path.substr(0, path.find('?')) ? 0U : 1U;
     reached_.insert(own);
     const bool counts = page.HasMember("Members@odata.count") && page["Members@odata.count"].IsUint();
-    const bool lies =
-        page.HasMember("Members") && (!counts || page["Members@odata.count"].GetUint() != page["Members"].Size());
+    const bool lies = page.HasMember("Members") && !isLaterPage && !page.HasMember("Members@odata.nextLink") &&
+                      (!counts || page["Members@odata.count"].GetUint() != page["Members"].Size());
     if (lies) {
       wrongCounts_.push_back(path);
     }
@@ -73,8 +79,8 @@ class Machines : public testing::TestWithParam<std::string> {
     }
     for (const auto& [key, member] : value.GetObject()) {
       const std::string name = key.GetString();
-      const bool isLink = (name == "@odata.id" || name == "DataSourceUri") && member.IsString();
-      const std::string target = isLink ? PageOf(member.GetString()) : std::string();
+      const bool isLink = name == "@odata.id" || name == "DataSourceUri" || name == "Members@odata.nextLink";
+      const std::string target = isLink && member.IsString() ? PageOf(member.GetString()) : std::string();
       if (!target.empty() && seen_.insert(target).second) {
         waiting_.push_back(target);
       }
