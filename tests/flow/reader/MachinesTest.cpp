@@ -210,6 +210,7 @@ TEST_P(Machines, GiveIdsThatAreTheirsAloneAndLeadSomewhere) {
       for (const char* key : {"parent", "component"}) {
         const std::string& place = record[key];
         EXPECT_TRUE(place.empty() || places.count(place) > 0) << family << ", " << record["id"] << ": " << place;
+        EXPECT_TRUE(family != "components" || place != record["id"]) << place;
       }
     }
   }

@@ -96,7 +96,10 @@ void DescribeMemory(Component& component, JsonValue json) {
 void DescribeDrive(Component& component, JsonValue json) {
   constexpr double kMegabitsPerGigabit = 1000;
   component.capacity_bytes = Bytes(PositiveAt(json, "CapacityBytes"));
-  component.predicted_life_left_percent = NumberAt(json, "PredictedMediaLifeLeftPercent");
+  const auto lifeLeft = NumberAt(json, "PredictedMediaLifeLeftPercent");
+  if (lifeLeft && *lifeLeft >= 0 && *lifeLeft <= 100) {  // 255 is what some say of hard disks
+    component.predicted_life_left_percent = lifeLeft;
+  }
   component.speed_mbps =
       Scaled(FirstOf(PositiveAt(json, "NegotiatedSpeedGbs"), PositiveAt(json, "CapableSpeedGbs")), kMegabitsPerGigabit);
 }

@@ -189,9 +189,27 @@ void JoinDrives(Collected& from) {
   Remove(parts, doubles);
 }
 
+/// Whether a chassis is around itself, by one link or by several.
+bool IsInItself(const Collected& from, const std::string& id) {
+  std::string outer = id;
+  for (std::size_t steps = 0; steps <= from.containedBy.size(); ++steps) {
+    const auto around = from.containedBy.find(outer);
+    if (around == from.containedBy.end()) {
+      return false;
+    }
+    outer = Lower(around->second);
+    if (outer == id) {
+      return true;
+    }
+  }
+  return false;  // it leads into a circle of others
+}
+
 void SetParent(const Collected& from, Component& component) {
-  const auto around = from.containedBy.find(Lower(component.id));
-  component.parent = around != from.containedBy.end() ? from.SpellingOf(around->second) : from.PlaceAbove(component.id);
+  const std::string id = Lower(component.id);
+  const auto around = from.containedBy.find(id);
+  const bool isContained = around != from.containedBy.end() && !IsInItself(from, id);
+  component.parent = isContained ? from.SpellingOf(around->second) : from.PlaceAbove(component.id);
 }
 
 int RankOf(std::string_view kind) {
