@@ -39,7 +39,7 @@ bool IsAllowed(const Target& target) {
          target.info.Port == 623;
 }
 
-Report Read(const Serve::Probe& probe, const Progress&) {
+Report Read(const Serve::Probe& probe) {
   FUZZ_CHECK(IsAllowed(probe.target));
   FUZZ_CHECK(probe.target.info.UserName.empty() && probe.target.info.Password.empty());
   Report report;

@@ -7,4 +7,4 @@ hosts=$1 targets=$2
 parts=$(grep -c . "$hosts")
 # A target that fails is told in its report, not by the job.
 seq "$parts" | parallel --sshloginfile "$hosts" --jobs 1 --line-buffer --transferfile "$targets" --cleanup \
-  "kelvar --targets $targets --shard {}/$parts --format jsonl --quiet firmware identity || [ \$? -eq 21 ]"
+  "kelvar --targets $targets --shard {}/$parts --format jsonl --quiet system firmware || [ \$? -eq 21 ]"

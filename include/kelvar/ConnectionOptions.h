@@ -16,7 +16,7 @@ struct ConnectionOptions {
     Ipmi15Md5,       ///< IPMI 1.5 with MD5 authentication
     Ipmi15Password,  ///< IPMI 1.5; the password goes over the network in clear text
   };
-  IpmiSession ipmi_session = IpmiSession::RmcpPlus;
+  IpmiSession ipmi_session = IpmiSession::RmcpPlus;  ///< IPMI over the network
   /// IPMI 2.0: the BMC key K_G, at most 20 bytes; empty: the target has none set.
   std::string ipmi_kg_key;
   /// Redfish and CIM over TLS: file with the certificates that may sign the target's; empty: no verification.
@@ -24,7 +24,7 @@ struct ConnectionOptions {
   /// Redfish and CIM over TLS: SHA-256 fingerprint of the target's certificate as 64 hexadecimal digits, with or
   /// without colons; empty: not checked.
   std::string tls_pinned_fingerprint;
-  static constexpr u32 kDefaultOperationLimitSeconds = 300;
+  static constexpr u32 kDefaultOperationLimitSeconds = 300;  ///< default of operation_limit_seconds
   /// Bound of one operation, in seconds; 0: the operation's own waits alone. No request begins after it. Over Redfish
   /// and CIM a request that has begun ends with its own time-out; a bound below the default cuts it too.
   u32 operation_limit_seconds = kDefaultOperationLimitSeconds;
@@ -52,6 +52,7 @@ class LoginGuard;
 /// reverse order.
 class KELVAR_EXPORT ConnectionOptionsScope {
  public:
+  /// Keeps a copy of `options`.
   explicit ConnectionOptionsScope(const ConnectionOptions& options);
   ~ConnectionOptionsScope();
   ConnectionOptionsScope(const ConnectionOptionsScope&) = delete;

@@ -40,7 +40,7 @@ struct DiagnosticExchange {
   u64 bytes = 0;          ///< size of the response's body or data
   double seconds = 0;     ///< from the first transmission to the end of the response
   u32 transmissions = 1;  ///< how often the request was sent
-  FailureCause cause = FailureCause::None;
+  FailureCause cause = FailureCause::None;  ///< of a failure
 };
 
 /// What is missing from a result, and of which kind.
@@ -55,11 +55,12 @@ enum class GapKind : u8 {
 /// "failure", "unusable", "links_only", "truncated", "lost_records".
 KELVAR_EXPORT const char* NameOf(GapKind kind) noexcept;
 
+/// Something that is missing.
 struct DiagnosticGap {
-  GapKind kind = GapKind::Failure;
-  FailureCause cause = FailureCause::None;
-  std::string what;    ///< where: a path, a class, a command, a record
-  std::string detail;  ///< why, in words for people; holds no control character and no secret
+  GapKind kind = GapKind::Failure;          ///< which kind of gap
+  FailureCause cause = FailureCause::None;  ///< of a failure
+  std::string what;                         ///< where: a path, a class, a command, a record
+  std::string detail;                       ///< why, in words for people; holds no control character and no secret
 };
 
 /// What operations met on their way, as data. Give it to a thread with DiagnosticsScope.
@@ -68,18 +69,22 @@ struct DiagnosticGap {
 /// beyond that. Recording never throws: without memory it only counts. One object serves one thread at a time.
 class KELVAR_EXPORT Diagnostics {
  public:
-  static constexpr std::size_t kMaxExchanges = 4096;
-  static constexpr std::size_t kMaxGaps = 1024;
-  static constexpr std::size_t kMaxText = 512;
+  static constexpr std::size_t kMaxExchanges = 4096;  ///< exchanges that are kept
+  static constexpr std::size_t kMaxGaps = 1024;       ///< gaps that are kept
+  static constexpr std::size_t kMaxText = 512;        ///< bytes of a text that are kept
 
   Diagnostics();
   ~Diagnostics();
+  /// Leaves `other` to be destroyed or assigned to alone.
   Diagnostics(Diagnostics&& other) noexcept;
+  /// The same.
   Diagnostics& operator=(Diagnostics&& other) noexcept;
   Diagnostics(const Diagnostics&) = delete;
   Diagnostics& operator=(const Diagnostics&) = delete;
 
+  /// Those that are kept, in the order in which they ended.
   const std::vector<DiagnosticExchange>& Exchanges() const noexcept;
+  /// Those that are kept.
   const std::vector<DiagnosticGap>& Gaps() const noexcept;
   u64 ExchangeCount() const noexcept;  ///< kept or not
   u64 GapCount() const noexcept;       ///< kept or not
@@ -99,6 +104,7 @@ class KELVAR_EXPORT Diagnostics {
   /// Told, on the recording thread, why a pause of seconds between two tries begins, such as "HTTP 503, the service is
   /// starting", and with an empty text when it is over. What it throws is dropped.
   using WaitListener = std::function<void(const char* reason)>;
+  /// Replaces the listener; an empty one ends it.
   void SetWaitListener(WaitListener listener);
 
   /// Forgets what was recorded; the listener stays.
@@ -114,6 +120,7 @@ class KELVAR_EXPORT Diagnostics {
 /// nest: an inner one does not hide an outer one. Must end on the thread that made it, in reverse order.
 class KELVAR_EXPORT DiagnosticsScope {
  public:
+  /// `diagnostics` must outlive the scope.
   explicit DiagnosticsScope(Diagnostics& diagnostics) noexcept;
   ~DiagnosticsScope();
   DiagnosticsScope(const DiagnosticsScope&) = delete;

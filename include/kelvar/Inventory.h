@@ -19,13 +19,15 @@ namespace Kelvar::Model {
 
 /// The parts of an inventory, in the order in which everything shows them.
 enum class Family : u8 { System, Firmware, Components, Sensors, Leds, Logs, Network };
-inline constexpr std::size_t kFamilyCount = 7;
+inline constexpr std::size_t kFamilyCount = 7;  ///< how many there are
+/// All of them, in order.
 inline constexpr std::array<Family, kFamilyCount> kAllFamilies = {
     Family::System, Family::Firmware, Family::Components, Family::Sensors, Family::Leds, Family::Logs, Family::Network};
 
 /// "system", "firmware", "components", "sensors", "leds", "logs", "network". Never null.
 KELVAR_EXPORT const char* NameOf(Family family) noexcept;
 
+/// Health, from unknown to the worst.
 enum class Health : u8 { Unknown, Ok, Warning, Critical };
 /// "unknown", "ok", "warning", "critical". Never null.
 KELVAR_EXPORT const char* NameOf(Health health) noexcept;
@@ -36,140 +38,148 @@ using Text = std::string;
 /// `state` is DMTF's resource state in lower case with words joined by "_" ("enabled", "standby_offline", "absent");
 /// `health` is "ok", "warning" or "critical". `health_text` is the target's own word where it says more.
 struct System {
-  Text id;
-  Text kind;  ///< "system", "manager" or "chassis"
-  Text name;
-  Text manufacturer;
-  Text model;
-  Text part_number;
-  Text sku;
-  Text serial_number;
-  Text asset_tag;
-  Text uuid;  ///< RFC 4122, lower case
-  Text host_name;
-  Text bios_version;
-  Text firmware_version;
-  Text power_state;  ///< "on", "off", "powering_on", "powering_off", "paused"
-  Text state;
-  Text health;
-  Text health_text;
-  Text last_reset_time;  ///< ISO 8601
-  std::optional<double> uptime_seconds;
+  Text id;                               ///< see the namespace
+  Text kind;                             ///< "system", "manager" or "chassis"
+  Text name;                             ///< as the target names it
+  Text manufacturer;                     ///< who made it
+  Text model;                            ///< model, as the manufacturer writes it
+  Text part_number;                      ///< of the manufacturer
+  Text sku;                              ///< what it is ordered by
+  Text serial_number;                    ///< of the manufacturer
+  Text asset_tag;                        ///< of the owner
+  Text uuid;                             ///< RFC 4122, lower case
+  Text host_name;                        ///< without a domain, as the target tells it
+  Text bios_version;                     ///< systems
+  Text firmware_version;                 ///< of what runs on it
+  Text power_state;                      ///< "on", "off", "powering_on", "powering_off", "paused"
+  Text state;                            ///< DMTF's resource state
+  Text health;                           ///< "ok", "warning" or "critical"
+  Text health_text;                      ///< the target's own word where it says more
+  Text last_reset_time;                  ///< ISO 8601
+  std::optional<double> uptime_seconds;  ///< since the last start
 };
 
+/// A piece of firmware or software.
 struct Firmware {
-  Text id;
-  Text name;
-  Text kind;  ///< "bios", "bmc", "cpld", "nic", "drive", "psu", "gpu", "driver" or "other"
-  Text version;
-  Text date;  ///< ISO 8601
-  Text bank;  ///< "primary" or "backup"
-  std::optional<bool> updateable;
-  Text state;
-  Text component;  ///< id of the component that runs it
+  Text id;                         ///< see the namespace
+  Text name;                       ///< as the target names it
+  Text kind;                       ///< "bios", "bmc", "cpld", "nic", "drive", "psu", "gpu", "driver" or "other"
+  Text version;                    ///< as the manufacturer writes it
+  Text date;                       ///< ISO 8601
+  Text bank;                       ///< "primary" or "backup"
+  std::optional<bool> updateable;  ///< whether it can be updated through the target
+  Text state;                      ///< DMTF's resource state
+  Text component;                  ///< id of the component that runs it
 };
 
+/// A part of the machine.
 struct Component {
-  Text id;
+  Text id;      ///< see the namespace
   Text parent;  ///< id of the component or system that holds it
   /// "chassis", "board", "processor", "memory", "drive", "storage_controller", "network_adapter", "pcie_device", "gpu",
   /// "power_supply", "fan", "battery", "backplane" or "other"
   Text kind;
-  Text name;
-  Text location;
-  Text manufacturer;
-  Text model;
-  Text part_number;
-  Text spare_part_number;
-  Text serial_number;
-  Text asset_tag;
-  Text firmware_version;
-  Text state;
-  Text health;
-  Text health_text;
-  std::optional<u64> capacity_bytes;
-  std::optional<double> speed_mhz;   ///< processors, memory
-  std::optional<double> speed_mbps;  ///< ports of network adapters, links of drives
-  std::optional<u32> cores;
-  std::optional<u32> threads;
-  Text media;     ///< drives: "hdd", "ssd", "smr"; memory: its device type such as "ddr5"
-  Text protocol;  ///< drives and controllers: "nvme", "sata", "sas", ...
-  std::optional<double> predicted_life_left_percent;
-  std::optional<double> power_capacity_watts;
-  Text mac_address;  ///< lower case with colons
+  Text name;                          ///< as the target names it
+  Text location;                      ///< slot or place, as the target tells it
+  Text manufacturer;                  ///< who made it
+  Text model;                         ///< model, as the manufacturer writes it
+  Text part_number;                   ///< of the manufacturer
+  Text spare_part_number;             ///< of the spare part
+  Text serial_number;                 ///< of the manufacturer
+  Text asset_tag;                     ///< of the owner
+  Text firmware_version;              ///< of what runs on it
+  Text state;                         ///< DMTF's resource state
+  Text health;                        ///< "ok", "warning" or "critical"
+  Text health_text;                   ///< the target's own word where it says more
+  std::optional<u64> capacity_bytes;  ///< memory, drives
+  std::optional<double> speed_mhz;    ///< processors, memory
+  std::optional<double> speed_mbps;   ///< ports of network adapters, links of drives
+  std::optional<u32> cores;           ///< processors
+  std::optional<u32> threads;         ///< processors
+  Text media;                         ///< drives: "hdd", "ssd", "smr"; memory: its device type such as "ddr5"
+  Text protocol;                      ///< drives and controllers: "nvme", "sata", "sas", ...
+  std::optional<double> predicted_life_left_percent;  ///< drives
+  std::optional<double> power_capacity_watts;         ///< power supplies
+  Text mac_address;                                   ///< lower case with colons
 };
 
+/// A sensor: numeric, or discrete with states.
 struct Sensor {
-  Text id;
-  Text name;
+  Text id;    ///< see the namespace
+  Text name;  ///< as the target names it
   /// "temperature", "fan", "voltage", "current", "power", "energy", "humidity", "utilization", "frequency",
   /// "pressure", "altitude", "percent", "discrete" or "other"
   Text kind;
-  std::optional<double> reading;
-  Text unit;  ///< UCUM: "Cel", "V", "A", "W", "J", "%", "{rev}/min", "Hz", "Pa", "m"
-  std::optional<double> lower_fatal;
-  std::optional<double> lower_critical;
-  std::optional<double> lower_caution;
-  std::optional<double> upper_caution;
-  std::optional<double> upper_critical;
-  std::optional<double> upper_fatal;
-  std::optional<double> range_min;
-  std::optional<double> range_max;
-  Text state;
-  Text health;
-  Text health_text;
+  std::optional<double> reading;         ///< in `unit`
+  Text unit;                             ///< UCUM: "Cel", "V", "A", "W", "J", "%", "{rev}/min", "Hz", "Pa", "m"
+  std::optional<double> lower_fatal;     ///< in `unit`
+  std::optional<double> lower_critical;  ///< in `unit`
+  std::optional<double> lower_caution;   ///< in `unit`
+  std::optional<double> upper_caution;   ///< in `unit`
+  std::optional<double> upper_critical;  ///< in `unit`
+  std::optional<double> upper_fatal;     ///< in `unit`
+  std::optional<double> range_min;       ///< lowest possible reading
+  std::optional<double> range_max;       ///< highest possible reading
+  Text state;                            ///< DMTF's resource state
+  Text health;                           ///< "ok", "warning" or "critical"
+  Text health_text;                      ///< the target's own word where it says more
   Text context;  ///< what it measures, DMTF's physical context in lower case: "intake", "cpu", "system_board"
   Text parent;   ///< id of the component or system that it belongs to
   std::vector<Text> states;  ///< discrete sensors: what is asserted, as words
 };
 
+/// An indicator LED.
 struct Led {
-  Text id;
-  Text name;
-  Text parent;
+  Text id;       ///< see the namespace
+  Text name;     ///< as the target names it
+  Text parent;   ///< id of the component or system that it belongs to
   Text purpose;  ///< "locate", "health" or "other"
   Text state;    ///< "off", "lit", "blinking" or "unknown"
 };
 
+/// An entry of a log.
 struct LogEntry {
-  Text log;  ///< id of its log, such as "Systems/1/LogServices/IML"
-  Text id;
-  Text created;   ///< ISO 8601 with zone; absent when the target's clock was not set
-  Text severity;  ///< "ok", "warning", "critical" or "unknown"
-  Text message;
-  Text message_id;
-  std::vector<Text> arguments;
-  Text source;  ///< sensor or component that it is about
-  std::optional<bool> resolved;
+  Text log;                      ///< id of its log, such as "Systems/1/LogServices/IML"
+  Text id;                       ///< see the namespace
+  Text created;                  ///< ISO 8601 with zone; absent when the target's clock was not set
+  Text severity;                 ///< "ok", "warning", "critical" or "unknown"
+  Text message;                  ///< for people
+  Text message_id;               ///< of its registry
+  std::vector<Text> arguments;   ///< of the message
+  Text source;                   ///< sensor or component that it is about
+  std::optional<bool> resolved;  ///< whether the target says so
 };
 
+/// An address of an interface.
 struct NetworkAddress {
-  Text address;
-  std::optional<u32> prefix_length;
-  Text family;  ///< "ipv4" or "ipv6"
-  Text origin;  ///< "static", "dhcp", "dhcpv6", "slaac", "link_local", "bios" or "other"
-  Text gateway;
+  Text address;                      ///< IPv4 or IPv6
+  std::optional<u32> prefix_length;  ///< bits of the network
+  Text family;                       ///< "ipv4" or "ipv6"
+  Text origin;                       ///< "static", "dhcp", "dhcpv6", "slaac", "link_local", "bios" or "other"
+  Text gateway;                      ///< of the address
 };
 
+/// A network interface of the service processor or of the host.
 struct NetworkInterface {
-  Text owner;  ///< "manager" or "system"
-  Text id;
-  Text name;
-  Text mac_address;
-  Text link;  ///< "up", "down" or "no_link"
-  std::optional<double> speed_mbps;
-  std::optional<u32> vlan;
-  Text host_name;
-  Text fqdn;
-  std::optional<bool> dhcp;
-  std::vector<NetworkAddress> addresses;
-  std::vector<Text> name_servers;
+  Text owner;                             ///< "manager" or "system"
+  Text id;                                ///< see the namespace
+  Text name;                              ///< as the target names it
+  Text mac_address;                       ///< lower case with colons
+  Text link;                              ///< "up", "down" or "no_link"
+  std::optional<double> speed_mbps;       ///< of the link
+  std::optional<u32> vlan;                ///< its id
+  Text host_name;                         ///< without a domain, as the target tells it
+  Text fqdn;                              ///< fully qualified name
+  std::optional<bool> dhcp;               ///< whether addresses come by DHCP
+  std::vector<NetworkAddress> addresses;  ///< of all families
+  std::vector<Text> name_servers;         ///< their addresses
 };
 
+/// A network service of the service processor.
 struct NetworkService {
-  Text name;  ///< in lower case: "https", "ssh", "ipmi", "snmp", "ntp"
-  std::optional<bool> enabled;
-  std::optional<u32> port;
+  Text name;                    ///< in lower case: "https", "ssh", "ipmi", "snmp", "ntp"
+  std::optional<bool> enabled;  ///< whether it runs
+  std::optional<u32> port;      ///< TCP or UDP
 };
 
 /// How a family was read.
@@ -183,32 +193,35 @@ enum class FamilyStatus : u8 {
 /// "not_asked", "complete", "partial", "absent", "failed". Never null.
 KELVAR_EXPORT const char* NameOf(FamilyStatus status) noexcept;
 
+/// How one family was read, and why not better.
 struct FamilyResult {
-  FamilyStatus status = FamilyStatus::NotAsked;
-  FailureCause cause = FailureCause::None;
+  FamilyStatus status = FamilyStatus::NotAsked;  ///< see FamilyStatus
+  FailureCause cause = FailureCause::None;       ///< of a failure
   Text reason;  ///< for people, one line without control characters; empty when complete
 };
 
 /// All records of one machine.
 struct Inventory {
-  Text protocol;  ///< "redfish", "cim" or "ipmi"
-  std::array<FamilyResult, kFamilyCount> results;
-  std::vector<System> systems;
-  std::vector<Firmware> firmware;
-  std::vector<Component> components;
-  std::vector<Sensor> sensors;
-  std::vector<Led> leds;
-  std::vector<LogEntry> log_entries;
-  std::vector<NetworkInterface> network_interfaces;
-  std::vector<NetworkService> network_services;
+  Text protocol;                                     ///< "redfish", "cim" or "ipmi"
+  std::array<FamilyResult, kFamilyCount> results;    ///< how each family was read, by its number
+  std::vector<System> systems;                       ///< of family System
+  std::vector<Firmware> firmware;                    ///< of family Firmware
+  std::vector<Component> components;                 ///< of family Components
+  std::vector<Sensor> sensors;                       ///< of family Sensors
+  std::vector<Led> leds;                             ///< of family Leds
+  std::vector<LogEntry> log_entries;                 ///< of family Logs
+  std::vector<NetworkInterface> network_interfaces;  ///< of family Network
+  std::vector<NetworkService> network_services;      ///< of family Network
 
+  /// How a family was read.
   const FamilyResult& ResultOf(Family family) const { return results[static_cast<std::size_t>(family)]; }
+  /// The same, to be changed.
   FamilyResult& ResultOf(Family family) { return results[static_cast<std::size_t>(family)]; }
 };
 
 /// One reason of a verdict, for people.
 struct VerdictReason {
-  Health health = Health::Unknown;
+  Health health = Health::Unknown;  ///< "ok", "warning" or "critical"
   Text family;  ///< "sensors", "components", "logs", "system"; of what could not be read, its family
   Text id;      ///< id of the record; empty for what could not be read
   Text text;    ///< such as "Fan 3 Tach 0 rpm, below 1200"
@@ -221,8 +234,8 @@ struct Verdict {
 };
 
 /// Worst health, sensors out of range or not ok, components not ok, critical log entries that the target says are not
-/// resolved, and what could not be read. What is absent has no say. Health is Unknown when neither systems, components
-/// nor sensors could be read. Makes no request.
+/// resolved, and what could not be read. What is absent has no say. Health is Unknown when nothing is known to be wrong
+/// and one of systems, components and sensors failed, or none of them was read. Makes no request.
 KELVAR_EXPORT Verdict Judge(const Inventory& inventory);
 
 }  // namespace Kelvar::Model

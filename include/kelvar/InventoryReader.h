@@ -13,17 +13,19 @@
 
 namespace Kelvar {
 
+/// How a target is read.
 struct InventoryReaderOptions {
   /// Bound of one Read() in seconds, everything included; 0: none but the operations' own bounds.
   double deadline_seconds = 120;
   /// Redfish: requests under way at a time, 1 to 16.
   u32 requests_at_once = 4;
+  /// Redfish: how to log in.
   enum class Authentication : u8 {
     Automatic,  ///< a session where the service has them and more than a few requests are coming, else basic
     Session,
     Basic,
   };
-  Authentication authentication = Authentication::Automatic;
+  Authentication authentication = Authentication::Automatic;  ///< how to log in
   /// Log entries of each log; 0: all, within the bound of the library.
   u32 log_limit = 0;
   /// Log entries created before are left out; ISO 8601; empty: none.

@@ -2,56 +2,79 @@
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
 
 #include <fmt/format.h>
 
 #include "common/text/Escape.h"
-#include "tools/kelvar/html/HtmlPage.h"
+#include "tools/kelvar/inventory/InventoryPrinter.h"
+#include "tools/kelvar/inventory/InventoryReading.h"
+#include "tools/kelvar/page/InventoryPage.h"
 
 namespace Kelvar::Tool {
 
 namespace {
 
-Formatter OneTable(Colour colour) {
-  return {.textOf = [colour](const Report& report) { return TableText(report, colour); }};
+std::string TableOf(const Report& report, const DocumentStyle& style) {
+  if (report.operations) {
+    return TableText(report, style.colour);
+  }
+  return TableText(*InventoryOf(report), {style.colour, style.width, style.columns});
 }
 
-std::string TitledTable(const Report& report, Colour colour) {
-  const char* const bold = colour == Colour::Always ? "\x1b[1m" : "";
-  const char* const plain = colour == Colour::Always ? "\x1b[0m" : "";
+std::string JsonOf(const Report& report) {
+  return report.operations ? JsonText(report) : JsonText(*InventoryOf(report));
+}
+
+std::string IndentedJsonOf(const Report& report) {
+  return report.operations ? IndentedJsonText(report) : IndentedJsonText(*InventoryOf(report));
+}
+
+Formatter OneTable(const DocumentStyle& style) {
+  return {.textOf = [style](const Report& report) { return TableOf(report, style); }};
+}
+
+std::string TitledTable(const Report& report, const DocumentStyle& style) {
+  const char* const bold = style.colour == Colour::Always ? "\x1b[1m" : "";
+  const char* const plain = style.colour == Colour::Always ? "\x1b[0m" : "";
   std::string error = Text::EscapeControl(report.error);
   error.insert(0, error.empty() ? "" : ": ");
   return fmt::format("{}== {}{}: {}{} ({:.1f} s)\n", bold, Text::EscapeControl(report.target), plain,
                      DescriptionOf(report.code), error, report.seconds) +
-         TableText(report, colour);
+         TableOf(report, style);
 }
 
-Formatter ManyTables(Colour colour) {
-  return {.separator = "\n", .textOf = [colour](const Report& report) { return TitledTable(report, colour); }};
+Formatter ManyTables(const DocumentStyle& style) {
+  return {.separator = "\n", .textOf = [style](const Report& report) { return TitledTable(report, style); }};
 }
 
-Formatter OneJson(Colour /*colour*/) {
-  return {.textOf = IndentedJsonText};
+Formatter OneJson(const DocumentStyle& /*style*/) {
+  return {.textOf = IndentedJsonOf};
 }
 
-Formatter JsonArray(Colour /*colour*/) {
-  return {.head = "[\n", .separator = ",\n", .foot = "]\n", .textOf = IndentedJsonText};
+Formatter JsonArray(const DocumentStyle& /*style*/) {
+  return {.head = "[\n", .separator = ",\n", .foot = "]\n", .textOf = IndentedJsonOf};
 }
 
-Formatter JsonLines(Colour /*colour*/) {
-  return {.textOf = JsonText};
+Formatter JsonLines(const DocumentStyle& /*style*/) {
+  return {.textOf = JsonOf};
 }
 
-Formatter Csv(Colour /*colour*/) {
-  return {.head = CsvHead(), .textOf = CsvText};
+Formatter Csv(const DocumentStyle& style) {
+  if (style.operations) {
+    return {.head = CsvHead(), .textOf = [](const Report& report) { return CsvText(report); }};
+  }
+  const std::vector<std::string> columns = CsvColumns(FamiliesOf(style.families), style.columns);
+  return {.head = CsvHead(columns),
+          .textOf = [columns](const Report& report) { return CsvText(*InventoryOf(report), columns); }};
 }
 
-Formatter Html(Colour /*colour*/) {
-  const auto page = std::make_shared<HtmlPage>();
-  return {.head = HtmlPage::Head(),
-          .textOf = [page](const Report& report) { return page->SectionOf(report); },
-          .summary = [page] { return page->Foot(); }};
+Formatter Html(const DocumentStyle& style) {
+  if (style.operations) {
+    throw ToolError(ExitCode::Usage, "html shows an inventory; for operations use table, json, jsonl or csv");
+  }
+  return {.head = PageHead(), .foot = PageFoot(), .textOf = [](const Report& report) {
+            return PagePiece(*InventoryOf(report));
+          }};
 }
 
 constexpr Format kFormats[] = {
@@ -65,6 +88,10 @@ constexpr Format kFormats[] = {
 std::string DocumentOf(const Formatter& formatter, const Report& report) {
   const std::string text = formatter.textOf(report);
   return formatter.head + text + (formatter.summary ? formatter.summary() : formatter.foot);
+}
+
+std::string JsonLineOf(const Report& report) {
+  return JsonOf(report);
 }
 
 std::span<const Format> Formats() {

@@ -24,12 +24,21 @@ struct Formatter {
 /// The document of a single report.
 std::string DocumentOf(const Formatter& formatter, const Report& report);
 
+/// What a document is made for.
+struct DocumentStyle {
+  bool operations = false;  ///< results of fixed operations, not inventories
+  Colour colour = Colour::Never;
+  std::size_t width = 0;              ///< of tables; 0: no bound
+  std::vector<std::string> columns;   ///< keys that tables and CSV show; empty: the usual ones
+  std::vector<std::string> families;  ///< words that were asked for; empty: all
+};
+
 /// One value of --format.
 struct Format {
   const char* name;
-  Formatter (*one)(Colour colour);   ///< of a single target
-  Formatter (*many)(Colour colour);  ///< of a list of targets
-  bool differences;                  ///< also for --diff and --baseline
+  Formatter (*one)(const DocumentStyle& style);   ///< of a single target
+  Formatter (*many)(const DocumentStyle& style);  ///< of a list of targets
+  bool differences;                               ///< also for --diff and --baseline
 };
 
 /// All of them, the default first.
@@ -39,5 +48,8 @@ std::span<const Format> Formats();
 const Format& FormatNamed(std::string_view name);
 
 std::vector<std::string> FormatNames();
+
+/// A report as the JSON line that runs are saved as.
+std::string JsonLineOf(const Report& report);
 
 }  // namespace Kelvar::Tool

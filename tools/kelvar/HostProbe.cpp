@@ -120,7 +120,7 @@ ProbeAnswer FirstAnswer(const Target& target, int timeoutSeconds) {
 
 /// Reads as little as shows whether the account is good.
 ProbeAnswer LogIn(const Target& target, const ProbeAnswer& first) {
-  const Report report = ReadTarget(target, std::nullopt, {.what = {"system"}});
+  const Report report = ReadTarget(target, std::nullopt, {.what = {"system"}, .operations = true});
   switch (report.code) {
     case ExitCode::Complete:
     case ExitCode::Partial:

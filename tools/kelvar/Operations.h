@@ -39,16 +39,11 @@ struct Operation {
     Log,      ///< the same, with times and severities
   };
 
-  /// The metrics that its records become.
-  enum class Metrics { None, Firmware, Software, Generation, Identity, System, Board, Components, Sensors, Leds, Log };
-
   const char* name;
   const char* help;
   Kind kind;
   Layout layout;
-  Metrics metrics;
   bool lasting;           ///< what seldom changes, which runs can be compared by
-  bool scraped;           ///< read by a probe whose module names nothing
   bool someMachinesOnly;  ///< a failure without data can mean that the machine is none of those
   ReadFunction ipmi;      ///< null where the protocol does not have it; likewise below
   ReadFunction redfish;

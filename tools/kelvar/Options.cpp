@@ -1,9 +1,11 @@
 #include "tools/kelvar/Options.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
@@ -33,39 +35,81 @@ std::string WordsText() {
   return text;
 }
 
-std::string Footer() {
-  return "WHAT is any of (default: everything that the target offers)\n" + WordsText() +
-         "\nTARGET is one of\n"
-         "  ipmi://[USER@]HOST[:PORT][?suite=N]     ipmi-local:N\n"
-         "      ipmi also: &kg-file=FILE, &session=1.5-md5|1.5-password\n"
-         "  redfish://[USER@]HOST[:PORT]\n"
-         "  cim+http://, cim+https://               the service processor's CIM server\n"
-         "  esxi+http://, esxi+https://...?zmc=N    the CIM server of an ESXi host\n"
-         "  omc+http://, omc+https://               the CIM server of an OMC\n"
-         "  demo:[redfish|cim|ipmi][?machine=NAME]  a simulated machine, started for this run\n"
-         "\nOther commands: kelvar probe HOST (which protocols answer, and why others do not),\n"
-         "kelvar serve (metrics for Prometheus)\n"
-         "\nThe password comes from --password-file, --password-command, the environment variable KELVAR_PASSWORD,\n"
-         "the configuration file, or a prompt.\n"
-         "Exit codes: 0 complete, 2 usage, 10 unreachable, 11 login refused, 12 TLS failure, 13 bad data,\n"
-         "14 not supported, 20 partial, 21 some of many targets failed,\n"
-         "22 differences found, 1 anything else.\n";
+std::string FamiliesText() {
+  return "WHAT is any of (default: everything that the target has)\n"
+         "  system        systems, managers and chassis\n"
+         "  firmware      versions of all firmware\n"
+         "  components    processors, memory, drives, adapters, supplies, fans\n"
+         "  sensors       readings and their limits\n"
+         "  leds          indicator LEDs\n"
+         "  logs          entries of all logs\n"
+         "  network       interfaces and services\n";
+}
+
+constexpr const char* kTargets =
+    "\nTARGET is one of\n"
+    "  ipmi://[USER@]HOST[:PORT][?suite=N]     ipmi-local:N\n"
+    "      ipmi also: &kg-file=FILE, &session=1.5-md5|1.5-password\n"
+    "  redfish://[USER@]HOST[:PORT]\n"
+    "  cim+http://, cim+https://               the service processor's CIM server\n"
+    "  esxi+http://, esxi+https://...?zmc=N    the CIM server of an ESXi host\n"
+    "  omc+http://, omc+https://               the CIM server of an OMC\n"
+    "  demo:[redfish|cim|ipmi][?machine=NAME]  a simulated machine, for this run\n";
+
+constexpr const char* kCommands =
+    "\nOther commands\n"
+    "  kelvar health TARGET...           one verdict a machine, for people and scripts\n"
+    "  kelvar probe HOST                 which protocols answer, and why others do not\n"
+    "  kelvar raw TARGET PATH            one Redfish resource as JSON\n"
+    "  kelvar operation TARGET [NAME...] the library's fixed operations\n"
+    "  kelvar serve                      metrics for Prometheus\n"
+    "\nExamples\n"
+    "  kelvar demo:\n"
+    "  kelvar redfish://admin@192.0.2.10 sensors logs --limit 20\n"
+    "  kelvar --targets servers.txt --format html > servers.html\n";
+
+constexpr const char* kEnd =
+    "\nThe password comes from --password-file, --password-command, the environment\n"
+    "variable KELVAR_PASSWORD, the configuration file, or a prompt.\n"
+    "Exit codes: 0 complete, 2 usage, 10 unreachable, 11 login refused, 12 TLS\n"
+    "failure, 13 bad data, 14 not supported, 20 partial, 21 some of many targets\n"
+    "failed, 22 differences found, 1 anything else.\n";
+
+std::string Footer(bool operations) {
+  if (operations) {
+    return "NAME is any of (default: everything that the target offers)\n" + WordsText() + kTargets + kEnd;
+  }
+  return FamiliesText() + kTargets + kCommands + kEnd;
+}
+
+/// Options of the reading of the inventory.
+void DeclareReader(CLI::App& app, Options& options) {
+  app.add_option("--columns", options.columns, "Keys that tables and csv show, such as name,reading,health")
+      ->delimiter(',')
+      ->type_name("KEY,...");
+  app.add_option("--limit", options.reader.log_limit, "Entries of each log; 0 for all")->type_name("N");
+  app.add_option("--since", options.reader.log_since, "Leave out log entries from before, such as 2026-03-01")
+      ->type_name("TIME");
+  app.add_flag("!--oldest-first", options.reader.newest_first, "Show logs from the oldest entry on");
+}
+
+/// Columns of the terminal that standard output is; 0 when it is none.
+std::size_t TerminalWidth() {
+  constexpr std::size_t kLeast = 40;
+  winsize size{};
+  if (isatty(STDOUT_FILENO) != 1) {
+    return 0;
+  }
+  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return std::max<std::size_t>(kLeast, known ? size.ws_col : 80);
 }
 
 void DeclareOutput(CLI::App& app, Options& options) {
   app.add_option("--format", options.format, "How to print; default with --targets: jsonl (table on a terminal)")
       ->check(CLI::IsMember(FormatNames()))
       ->capture_default_str();
-  app.add_option("--color", options.colour, "auto, always or never")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
-      ->capture_default_str();
   app.add_flag("--explain", options.explain, "Show the requests that were made and what came back");
-  app.add_option("--deadline", options.deadlineSeconds, "Seconds for one target, 0 for no deadline")
-      ->check(CLI::Range(0.0, kLongestDeadline))
-      ->type_name("SECONDS")
-      ->capture_default_str();
-  app.add_flag("-v,--verbose", options.verbose, "Show what goes wrong on the way; up to three times for more");
-  app.add_flag("-q,--quiet", options.quiet, "Show no reasons, no summary and no progress on standard error");
+  app.add_flag("--wide", options.wide, "Do not fit tables to the terminal");
 }
 
 bool Set(const char* variable) {
@@ -75,17 +119,88 @@ bool Set(const char* variable) {
 
 }  // namespace
 
+void DeclareConnection(CLI::App& app, Options& options) {
+  app.add_option("--deadline", options.deadlineSeconds, "Seconds for one target, 0 for no deadline")
+      ->check(CLI::Range(0.0, kLongestDeadline))
+      ->type_name("SECONDS")
+      ->capture_default_str();
+  app.add_option("--cacert", options.reader.connection.tls_ca_file, "Verify certificates by those of a file")
+      ->check(CLI::ExistingFile)
+      ->type_name("FILE");
+}
+
+void DeclarePin(CLI::App& app, Options& options) {
+  app.add_option("--pin", options.reader.connection.tls_pinned_fingerprint,
+                 "Accept only the certificate with this SHA-256 fingerprint")
+      ->type_name("HEX");
+}
+
+void DeclareRequests(CLI::App& app, Options& options) {
+  constexpr u32 kMostRequests = 16;
+  app.add_option("--requests", options.reader.requests_at_once, "Redfish requests under way at one time")
+      ->check(CLI::Range(1U, kMostRequests))
+      ->type_name("N")
+      ->capture_default_str();
+  app.add_option("--auth", options.authentication, "Redfish: automatic, session or basic")
+      ->check(CLI::IsMember({"automatic", "session", "basic"}))
+      ->capture_default_str();
+}
+
+void DeclareScreen(CLI::App& app, Options& options) {
+  app.add_option("--color", options.colour, "auto, always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
+  app.add_flag("-v,--verbose", options.verbose, "Show what goes wrong on the way; up to three times for more");
+  app.add_flag("-q,--quiet", options.quiet, "Show no reasons, no summary and no progress on standard error");
+}
+
 void Declare(CLI::App& app, Options& options) {
   app.add_option("TARGET", options.target, "Whose inventory is read");
-  app.add_option("WHAT", options.what, "What is read");
-  app.add_option("--with-cim", options.withCim, "CIM target that lists the components of a Redfish target")
-      ->type_name("TARGET");
-  app.add_flag("--common-event-id", options.commonEventId, "log over CIM: show common event IDs");
+  if (options.operations) {
+    app.add_option("NAME", options.what, "Operations that are read");
+    app.add_option("--with-cim", options.withCim, "CIM target that lists the components of a Redfish target")
+        ->type_name("TARGET");
+    app.add_flag("--common-event-id", options.commonEventId, "log over CIM: show common event IDs");
+  } else {
+    app.add_option("WHAT", options.what, "What is read");
+    DeclareReader(app, options);
+    DeclareRequests(app, options);
+  }
   DeclarePassword(app, options.password);
   DeclareConfig(app, options.config);
+  DeclareConnection(app, options);
+  DeclarePin(app, options);
   DeclareOutput(app, options);
+  DeclareScreen(app, options);
   app.set_version_flag("--version", "kelvar " KELVAR_VERSION);
-  app.footer(Footer());
+  app.footer(Footer(options.operations));
+}
+
+DocumentStyle StyleOf(const Options& options) {
+  return {.operations = options.operations,
+          .colour = ColourOf(options),
+          .width = options.wide ? 0 : TerminalWidth(),
+          .columns = options.columns,
+          .families = options.what};
+}
+
+std::chrono::milliseconds PatienceOf(const Options& options) {
+  constexpr double kThousand = 1000;
+  constexpr double kGrace = 3;
+  const double seconds =
+      options.deadlineSeconds > 0 && !options.operations ? options.deadlineSeconds + kGrace : options.deadlineSeconds;
+  return std::chrono::milliseconds(static_cast<long>(std::ceil(seconds * kThousand)));
+}
+
+ReadOptions ReadOptionsOf(const Options& options, std::vector<std::string> what) {
+  using Authentication = InventoryReaderOptions::Authentication;
+  ReadOptions read{.what = std::move(what), .operations = options.operations, .reader = options.reader};
+  read.commonEventId = options.commonEventId;
+  read.reader.deadline_seconds = options.deadlineSeconds;
+  read.reader.authentication = options.authentication == "basic"     ? Authentication::Basic
+                               : options.authentication == "session" ? Authentication::Session
+                                                                     : Authentication::Automatic;
+  return read;
 }
 
 u32 ShownLogLevel(const Options& options) {

@@ -7,6 +7,7 @@
 
 #include "tools/kelvar/Judgement.h"
 #include "tools/kelvar/ServiceRoot.h"
+#include "tools/kelvar/inventory/InventoryReading.h"
 
 namespace Kelvar::Tool {
 
@@ -53,13 +54,14 @@ class Reading {
   Reading(const Target& target, const ReadOptions& options)
       : target_(target), options_(options), start_(std::chrono::steady_clock::now()) {
     report_.target = target.address;
+    report_.operations = true;
     report_.protocol = target.protocol;
     report_.start = std::chrono::system_clock::now();
   }
 
   Report Run(const std::vector<const Operation*>& operations, const std::optional<Target>& partner,
              const Progress& progress) {
-    const ConnectionOptionsScope options(ForReading(target_.Complete(options_.connection)));
+    const ConnectionOptionsScope options(ForReading(target_.Complete(options_.reader.connection)));
     bool reached = false;
     try {
       if (const auto inventory = ConnectNow(partner)) {
@@ -118,9 +120,6 @@ class Reading {
         report_.results.push_back(std::move(result));
         if (progress && !progress(report_.results.back())) {
           return;
-        }
-        if (!options_.keepRecords) {
-          report_.results.back().records = {};
         }
       }
     }
@@ -222,10 +221,38 @@ class Reading {
   Report report_;
 };
 
+Report ReadModel(const Target& target, const ReadOptions& options) {
+  InventoryReaderOptions reader = options.reader;
+  reader.connection = ForReading(target.Complete(reader.connection));
+  auto inventory = std::make_shared<InventoryReport>(ReadInventory(target, options.what, reader));
+  Report report;
+  report.target = target.address;
+  report.protocol = target.protocol;
+  report.start = inventory->start;
+  report.seconds = inventory->seconds;
+  report.code = inventory->code;
+  report.connection = inventory->diagnostics.ServiceUnderstood() ? ExitCode::Complete : inventory->code;
+  report.loginRefused = AccountRefused(inventory->diagnostics);
+  report.error = inventory->error;
+  report.inventory = std::move(inventory);
+  return report;
+}
+
 }  // namespace
+
+void CheckWords(const std::vector<std::string>& what, bool operations, Protocol protocol) {
+  if (operations) {
+    OperationsFor(what, protocol);
+  } else {
+    FamiliesOf(what);
+  }
+}
 
 Report ReadTarget(const Target& target, const std::optional<Target>& partner, const ReadOptions& options,
                   const Progress& progress) {
+  if (!options.operations) {
+    return ReadModel(target, options);
+  }
   const std::vector<const Operation*> operations = OperationsFor(options.what, target.protocol);
   return Reading(target, options).Run(operations, partner, progress);
 }

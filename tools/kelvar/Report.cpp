@@ -5,7 +5,25 @@
 namespace Kelvar::Tool {
 
 bool Report::Delivered() const {
+  if (inventory) {
+    return inventory->Delivered();
+  }
   return std::any_of(results.begin(), results.end(), [](const OperationResult& result) { return result.Delivered(); });
+}
+
+std::shared_ptr<const InventoryReport> InventoryOf(const Report& report) {
+  if (report.inventory) {
+    return report.inventory;
+  }
+  auto bare = std::make_shared<InventoryReport>();
+  bare->target = report.target;
+  bare->protocol = report.code == ExitCode::Usage ? "" : WordOf(report.protocol);
+  bare->start = report.start;
+  bare->seconds = report.seconds;
+  bare->code = report.code;
+  bare->cause = CauseOf(report.code);
+  bare->error = report.error;
+  return bare;
 }
 
 bool ThresholdsAreScaled(const Record& sensor, Protocol protocol) {
@@ -20,6 +38,9 @@ std::string ReasonOf(const OperationResult& result) {
 std::string ReasonOf(const Report& report) {
   if (!report.error.empty() || report.code == ExitCode::Complete) {
     return report.error;
+  }
+  if (report.inventory) {
+    return ReasonOf(*report.inventory);
   }
   for (const OperationResult& result : report.results) {
     if (result.code != ExitCode::Complete) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "tools/kelvar/ExitCode.h"
 #include "tools/kelvar/Operations.h"
 #include "tools/kelvar/Target.h"
+#include "tools/kelvar/inventory/InventoryReport.h"
 
 namespace Kelvar::Tool {
 
@@ -25,9 +27,10 @@ struct OperationResult {
   bool Delivered() const { return code == ExitCode::Complete || code == ExitCode::Partial; }
 };
 
-/// All that was read from one target.
+/// All that was read from one target: an inventory, or the results of the library's fixed operations.
 struct Report {
-  std::string target;  ///< its address
+  std::string target;       ///< its address
+  bool operations = false;  ///< fixed operations were asked for
   Protocol protocol = Protocol::Ipmi;
   std::chrono::system_clock::time_point start{};
   double seconds = 0;  ///< from the first step to the last
@@ -37,9 +40,13 @@ struct Report {
   std::string error;                           ///< why nothing, or nothing more, could be read
   std::vector<DiagnosticExchange> connecting;  ///< exchanges before the first operation
   std::vector<OperationResult> results;
+  std::shared_ptr<const InventoryReport> inventory;  ///< null when there is none, whatever was asked for
 
   bool Delivered() const;
 };
+
+/// The inventory of a report; where nothing was read, one without records that says why.
+std::shared_ptr<const InventoryReport> InventoryOf(const Report& report);
 
 /// Whether a sensor's thresholds are in the unit of its reading. Over CIM, and for a manufacturer's own sensors over
 /// Redfish (which have a caption), the unit modifier is applied to the reading alone.

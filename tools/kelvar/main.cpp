@@ -12,7 +12,9 @@
 #include "tools/kelvar/HostProbe.h"
 #include "tools/kelvar/Options.h"
 #include "tools/kelvar/Output.h"
+#include "tools/kelvar/RawResource.h"
 #include "tools/kelvar/fleet/Fleet.h"
+#include "tools/kelvar/fleet/Health.h"
 #include "tools/kelvar/fleet/SingleTarget.h"
 #include "tools/kelvar/serve/Serve.h"
 
@@ -21,9 +23,10 @@ namespace {
 using namespace Kelvar;
 using namespace Kelvar::Tool;
 
-int Read(int argc, const char* const* argv) {
-  CLI::App app("Prints the inventory of a server, read through its service processor.", "kelvar");
+int Read(const char* name, bool operations, int argc, const char* const* argv) {
+  CLI::App app("Prints the inventory of a server, read through its service processor.", name);
   Options options;
+  options.operations = operations;
   FleetOptions fleet;
   Declare(app, options);
   DeclareFleet(app, fleet);
@@ -46,21 +49,33 @@ int Read(int argc, const char* const* argv) {
   return ReadFleet(options, fleet);
 }
 
+int ReadInventories(int argc, const char* const* argv) {
+  return Read("kelvar", false, argc, argv);
+}
+
+int ReadOperations(int argc, const char* const* argv) {
+  return Read("kelvar operation", true, argc, argv);
+}
+
 struct Mode {
   std::string_view word;
   int (*run)(int argc, const char* const* argv);
 };
 
 /// Words in the place of the target; anything else is one.
-constexpr Mode modes[] = {{"probe", ProbeHost}, {"serve", Serve::Main}};
+constexpr Mode kModes[] = {{"health", HealthMain},
+                           {"operation", ReadOperations},
+                           {"probe", ProbeHost},
+                           {"raw", RawMain},
+                           {"serve", Serve::Main}};
 
 int Dispatch(int argc, const char* const* argv) {
-  for (const Mode& mode : modes) {
+  for (const Mode& mode : kModes) {
     if (argc > 1 && argv[1] == mode.word) {
       return mode.run(argc - 1, argv + 1);
     }
   }
-  return Read(argc, argv);
+  return ReadInventories(argc, argv);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -21,6 +22,14 @@ std::string NumberText(double value) {
   std::array<char, 40> digits{};
   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
   return {digits.data(), end.ptr};
+}
+
+/// A unit as people write it, after a blank; empty without one.
+Text UnitText(const Text& ucum) {
+  if (ucum.empty()) {
+    return "";
+  }
+  return ' ' + (ucum == "{rev}/min" ? "rpm" : ucum == "Cel" ? "°C" : ucum);
 }
 
 const Text& NameFor(const Text& name, const Text& id) {
@@ -69,7 +78,7 @@ class Judgement {
           limit && sensor.reading && (bound.upper ? *sensor.reading > *limit : *sensor.reading < *limit);
       if (crossed) {
         Add(std::max(told, bound.health), "sensors", sensor.id,
-            NameFor(sensor.name, sensor.id) + ' ' + NumberText(*sensor.reading) + ' ' + sensor.unit +
+            NameFor(sensor.name, sensor.id) + ' ' + NumberText(*sensor.reading) + UnitText(sensor.unit) +
                 (bound.upper ? ", above " : ", below ") + NumberText(*limit));
         return;
       }
@@ -77,12 +86,22 @@ class Judgement {
     AddState("sensors", sensor);
   }
 
-  Verdict Finish(bool anythingRead) {
+  /// The same event told twice is one reason.
+  void DropRepeated() {
+    std::set<std::pair<Text, Text>> known;
+    const auto repeated = [&](const VerdictReason& reason) {
+      return !known.emplace(reason.family, reason.text).second;
+    };
+    verdict_.reasons.erase(std::remove_if(verdict_.reasons.begin(), verdict_.reasons.end(), repeated),
+                           verdict_.reasons.end());
+  }
+
+  Verdict Finish(bool understood) {
     std::stable_sort(verdict_.reasons.begin(), verdict_.reasons.end(),
                      [](const VerdictReason& left, const VerdictReason& right) { return left.health > right.health; });
-    if (anythingRead) {
-      verdict_.health = verdict_.reasons.empty() ? Health::Ok : verdict_.reasons.front().health;
-    }
+    DropRepeated();
+    const bool wrong = !verdict_.reasons.empty() && verdict_.reasons.front().health > Health::Ok;
+    verdict_.health = wrong ? verdict_.reasons.front().health : understood ? Health::Ok : Health::Unknown;
     return std::move(verdict_);
   }
 
@@ -121,15 +140,17 @@ Verdict Judge(const Inventory& inventory) {
       judgement.Add(Health::Critical, "logs", entry.id, entry.message.empty() ? entry.message_id : entry.message);
     }
   }
-  bool anythingRead = false;
+  bool anyRead = false;
+  bool anyFailed = false;
   for (const Family family : kAllFamilies) {
     const FamilyResult& result = inventory.ResultOf(family);
     judgement.AddUnread(family, result);
-    const bool decisive = family == Family::System || family == Family::Components || family == Family::Sensors;
-    anythingRead = anythingRead ||
-                   (decisive && (result.status == FamilyStatus::Complete || result.status == FamilyStatus::Partial));
+    if (family == Family::System || family == Family::Components || family == Family::Sensors) {
+      anyRead = anyRead || result.status == FamilyStatus::Complete || result.status == FamilyStatus::Partial;
+      anyFailed = anyFailed || result.status == FamilyStatus::Failed;
+    }
   }
-  return judgement.Finish(anythingRead);
+  return judgement.Finish(anyRead && !anyFailed);
 }
 
 }  // namespace Kelvar::Model

@@ -57,7 +57,6 @@ TEST_F(ProgramTest, SaysInOneLineWhatIsWrong) {
       {{"--redfish", "70000"}, 2, "--redfish"},
       {{"--serve", "smoke"}, 2, "smoke"},
       {{"--bogus"}, 2, "--bogus"},
-      {{"--latency", "5"}, 2, "--fleet"},
       {{"--fleet", "0"}, 2, "--fleet"},
       {{"--fleet", "3", "--fleet-fault", "2:dead"}, 1, "SHARE:SPEC"},
       {{"record", "https://127.0.0.1"}, 2, "DIR"},

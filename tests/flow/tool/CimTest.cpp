@@ -29,7 +29,7 @@ TEST_P(OverCim, PrintsWhatTheMachineHas) {
   Words words{parameters.scheme + std::string("://admin@127.0.0.1:") + std::to_string(sim.Port(parameters.port)) +
               parameters.query};
   words.insert(words.end(), parameters.what.begin(), parameters.what.end());
-  const CommandResult result = RunTool(words);
+  const CommandResult result = RunOperation(words);
   EXPECT_EQ(result.exitCode, 0) << result.output << result.errors;
   for (const std::string& text : parameters.output) {
     EXPECT_THAT(result.output, HasSubstr(text));
@@ -62,7 +62,7 @@ TEST(CimFailures, TellARefusedLogin) {
   for (const Words& what : {Words{}, {"firmware"}, {"generation"}}) {
     Words words{target};
     words.insert(words.end(), what.begin(), what.end());
-    EXPECT_EQ(RunTool(words, {"KELVAR_PASSWORD=wrong"}).exitCode, 11) << words.back();
+    EXPECT_EQ(RunOperation(words, {"KELVAR_PASSWORD=wrong"}).exitCode, 11) << words.back();
   }
 }
 
@@ -94,7 +94,7 @@ TEST(CimFailures, TellWhatTheServerAnswered) {
       {"static-ip", 14, "static-ip: failed: the target does not offer it ("},
   };
   for (const auto& failure : failures) {
-    const CommandResult result = RunTool({target, failure.what});
+    const CommandResult result = RunOperation({target, failure.what});
     EXPECT_EQ(result.exitCode, failure.exitCode) << failure.what;
     EXPECT_THAT(result.output + result.errors, HasSubstr(failure.note));
   }
@@ -104,7 +104,7 @@ TEST(TwoBackends, ListTheComponentsOverCim) {
   const BmcSim sim("full", {"--serve", "cim,redfish"});
   const std::string redfish = "redfish://admin@127.0.0.1:" + std::to_string(sim.Port("redfish"));
   const std::string cim = "cim+http://admin@127.0.0.1:" + std::to_string(sim.Port("cim"));
-  const CommandResult result = RunTool({redfish, "components", "--with-cim", cim});
+  const CommandResult result = RunOperation({redfish, "components", "--with-cim", cim});
   EXPECT_EQ(result.exitCode, 0) << result.errors;
   EXPECT_THAT(result.output, HasSubstr("system board 1 "));
   EXPECT_THAT(result.output, HasSubstr("PCI Riser 1 "));

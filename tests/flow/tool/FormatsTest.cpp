@@ -41,10 +41,11 @@ TEST(Formats, JsonKeepsToItsSchema) {
   for (const char* target :
        {"demo:redfish", "demo:cim", "demo:ipmi", "demo:ipmi?machine=amd", "demo:redfish?machine=awkward",
         "demo:cim?machine=awkward", "demo:ipmi?machine=awkward", "redfish://admin@127.0.0.1:9"}) {
-    const CommandResult result = RunTool({target, "--format", "json", "-q"});
+    const CommandResult result = RunOperation({target, "--format", "json", "-q"});
     EXPECT_EQ(Breach(schema, result.output), "") << target;
   }
-  const CommandResult result = RunTool({"demo:", "system", "maintenance-log", "active-events", "--format", "jsonl"});
+  const CommandResult result =
+      RunOperation({"demo:", "system", "maintenance-log", "active-events", "--format", "jsonl"});
   EXPECT_EQ(Breach(schema, result.output), "");
   EXPECT_EQ(result.output.find('\n'), result.output.size() - 1);
   std::string other = result.output;
@@ -53,29 +54,29 @@ TEST(Formats, JsonKeepsToItsSchema) {
 }
 
 TEST(Formats, CsvHasALineAField) {
-  const CommandResult result = RunTool({"demo:", "system", "--format", "csv"});
+  const CommandResult result = RunOperation({"demo:", "system", "--format", "csv"});
   EXPECT_EQ(result.output,
             "target,what,status,record,field,value\r\n"
             "demo:,system,complete,1,MachineType,7K40\r\n"
             "demo:,system,complete,1,SerialNumber,KV4A017\r\n"
             "demo:,system,complete,1,ModelName,rt140\r\n");
-  const CommandResult none = RunTool({"redfish://admin@127.0.0.1:9", "system", "--format", "csv", "-q"});
+  const CommandResult none = RunOperation({"redfish://admin@127.0.0.1:9", "system", "--format", "csv", "-q"});
   EXPECT_THAT(none.output, HasSubstr("redfish://admin@127.0.0.1:9,system,unreachable,,,"));
 }
 
 TEST(Formats, CsvHidesFormulasAndEscapesFromSpreadsheets) {
-  const std::string output = RunTool({"demo:ipmi?machine=awkward", "--format", "csv", "-q"}).output;
+  const std::string output = RunOperation({"demo:ipmi?machine=awkward", "--format", "csv", "-q"}).output;
   EXPECT_THAT(output, HasSubstr(",uEFIBackUpBuildID,\\x1b[31mTBE001-0.9"));
   EXPECT_THAT(output, Not(HasSubstr("\x1b")));
 }
 
 TEST(Formats, AsksForEverythingThatTheTargetOffers) {
-  const CommandResult result = RunTool({"demo:ipmi", "--color", "never"});
+  const CommandResult result = RunOperation({"demo:ipmi", "--color", "never"});
   EXPECT_EQ(result.exitCode, 0) << result.errors;
   EXPECT_THAT(result.output, HasSubstr("\ncomponents\n"));
   EXPECT_THAT(result.output, Not(HasSubstr("software")));  // only AMD platforms have it
-  EXPECT_THAT(RunTool({"demo:ipmi?machine=amd"}).output, HasSubstr("software"));
-  EXPECT_THAT(RunTool({"demo:ipmi", "system", "--color", "always"}).output, HasSubstr("\x1b[1msystem\x1b[0m\n"));
+  EXPECT_THAT(RunOperation({"demo:ipmi?machine=amd"}).output, HasSubstr("software"));
+  EXPECT_THAT(RunOperation({"demo:ipmi", "system", "--color", "always"}).output, HasSubstr("\x1b[1msystem\x1b[0m\n"));
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ CommandResult Read(const Case& parameters, const Words& more = {}) {
   Words words{"ipmi://admin@127.0.0.1:" + std::to_string(sim.Port("ipmi")) + parameters.query};
   words.insert(words.end(), parameters.what.begin(), parameters.what.end());
   words.insert(words.end(), more.begin(), more.end());
-  return RunTool(words);
+  return RunOperation(words);
 }
 
 class OverIpmi : public testing::TestWithParam<Case> {};
@@ -184,7 +184,7 @@ TEST(Json, HoldsHostileTextAsEscapes) {
 TEST(Output, ThatCannotBeWrittenIsNoSuccess) {
   const BmcSim sim("full", {"--serve", "ipmi"});
   const std::string target = "ipmi://admin@127.0.0.1:" + std::to_string(sim.Port("ipmi"));
-  for (const char* arguments : {"\"$1\" generation", "--help"}) {
+  for (const char* arguments : {"operation \"$1\" generation", "\"$1\" system", "--help"}) {
     const std::string line = std::string("exec \"$0\" ") + arguments + " >/dev/full";
     const CommandResult result = RunCommand({"sh", "-c", line, KELVAR_TOOL, target}, {"KELVAR_PASSWORD=kelvar-demo"});
     EXPECT_EQ(result.exitCode, 1) << arguments;

@@ -76,13 +76,13 @@ TEST(Probe, TellsWhichCipherSuiteATargetWants) {
 }
 
 TEST(Explain, TellsEachRequestAndItsAnswer) {
-  EXPECT_THAT(RunTool({"demo:", "system", "--explain"}).errors,
+  EXPECT_THAT(RunOperation({"demo:", "system", "--explain"}).errors,
               MatchesRegex("system: 2 requests\n"
                            "  redfish GET /redfish/v1/Systems -> HTTP 200, [0-9]+ bytes, [0-9]+ ms\n"
                            "  redfish GET /redfish/v1/Systems/Self -> HTTP 200, [0-9]+ bytes, [0-9]+ ms\n"));
-  EXPECT_THAT(RunTool({"demo:ipmi", "generation", "--explain"}).errors,
+  EXPECT_THAT(RunOperation({"demo:ipmi", "generation", "--explain"}).errors,
               HasSubstr("  ipmi netfn 0x3a command 0xc1 -> completion code 0, 3 bytes, "));
-  EXPECT_THAT(RunTool({"demo:cim", "leds", "--explain"}).errors,
+  EXPECT_THAT(RunOperation({"demo:cim", "leds", "--explain"}).errors,
               HasSubstr("  cim enumerate CIM_IndicatorLED -> 7 instances, "));
 }
 

@@ -23,7 +23,7 @@ TEST_P(OverRedfish, PrintsWhatTheMachineHas) {
   const BmcSim sim("full", {"--serve", "redfish"});
   Words words{"redfish://admin@127.0.0.1:" + std::to_string(sim.Port("redfish"))};
   words.insert(words.end(), GetParam().what.begin(), GetParam().what.end());
-  const CommandResult result = RunTool(words);
+  const CommandResult result = RunOperation(words);
   EXPECT_EQ(result.exitCode, 0) << result.output << result.errors;
   for (const std::string& text : GetParam().output) {
     EXPECT_THAT(result.output, HasSubstr(text));
@@ -50,13 +50,14 @@ INSTANTIATE_TEST_SUITE_P(All, OverRedfish, testing::ValuesIn(cases));
 TEST(RedfishFailures, AreToldFromSuccessThoughTheLibrarySucceedsOverThem) {
   const BmcSim sim("full", {"--serve", "redfish"});
   const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(sim.Port("redfish"));
-  const CommandResult refused = RunTool({target, "firmware", "components"}, {"KELVAR_PASSWORD=wrong"});
+  const CommandResult refused = RunOperation({target, "firmware", "components"}, {"KELVAR_PASSWORD=wrong"});
   EXPECT_EQ(refused.exitCode, 11);
   EXPECT_THAT(refused.output, HasSubstr("firmware: failed: the login was refused (GET /redfish"));
   EXPECT_THAT(refused.output, HasSubstr("components: not tried: the login was refused\n"));
-  EXPECT_EQ(RunTool({"redfish://admin@127.0.0.1:9", "components"}).exitCode, 10);
+  EXPECT_EQ(RunOperation({"redfish://admin@127.0.0.1:9", "components"}).exitCode, 10);
   const BmcSim plain("full", {"--serve", "cim"});  // speaks HTTP, not TLS
-  EXPECT_EQ(RunTool({"redfish://admin@127.0.0.1:" + std::to_string(plain.Port("cim")), "components"}).exitCode, 12);
+  EXPECT_EQ(RunOperation({"redfish://admin@127.0.0.1:" + std::to_string(plain.Port("cim")), "components"}).exitCode,
+            12);
 }
 
 }  // namespace

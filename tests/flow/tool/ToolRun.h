@@ -11,4 +11,8 @@ namespace Kelvar::Test {
 CommandResult RunTool(const std::vector<std::string>& arguments,
                       const std::vector<std::string>& environment = {"KELVAR_PASSWORD=kelvar-demo"});
 
+/// The same for the library's fixed operations: "kelvar operation ...".
+CommandResult RunOperation(const std::vector<std::string>& arguments,
+                           const std::vector<std::string>& environment = {"KELVAR_PASSWORD=kelvar-demo"});
+
 }  // namespace Kelvar::Test

@@ -97,15 +97,24 @@ class Foreign : public testing::TestWithParam<Case> {
 };
 
 TEST_P(Foreign, IsNeverRead) {
-  const CommandResult result = RunTool({Target()});
+  const CommandResult result = RunOperation({Target()});
   EXPECT_EQ(result.exitCode, GetParam().exitCode) << result.output << result.errors;
   EXPECT_THAT(result.output + result.errors, HasSubstr(GetParam().sentence));
   EXPECT_LT(result.output.size() + result.errors.size(), 2000U);
   ExpectNoSecondLogin();
-  const CommandResult asked = RunTool({Target(), "sensors", "dns", "--format", "json"});
-  EXPECT_EQ(asked.exitCode, GetParam().exitCode) << asked.errors;
-  EXPECT_THAT(asked.output, HasSubstr(std::string("\"status\": \"") + GetParam().status + "\""));
-  EXPECT_THAT(asked.output, Not(HasSubstr("\"complete\"")));
+  for (const CommandResult& asked : {RunTool({Target(), "sensors", "network", "--format", "json"}),
+                                     RunOperation({Target(), "sensors", "dns", "--format", "json"})}) {
+    EXPECT_EQ(asked.exitCode, GetParam().exitCode) << asked.errors;
+    EXPECT_THAT(asked.output, HasSubstr(std::string("\"status\": \"") + GetParam().status + "\""));
+    EXPECT_THAT(asked.output, Not(HasSubstr("\"complete\"")));
+  }
+  EXPECT_TRUE(GetParam().exitCode != 11 || Logins() <= 2);
+}
+
+TEST_P(Foreign, HasNoInventory) {
+  const CommandResult result = RunTool({Target()});
+  EXPECT_EQ(result.exitCode, GetParam().exitCode) << result.output << result.errors;
+  EXPECT_LT(result.output.size() + result.errors.size(), 2000U);
   ExpectNoSecondLogin();
 }
 
@@ -132,7 +141,9 @@ TEST_P(Foreign, IsDownToTheExporter) {
   const std::string scheme = GetParam().scheme;
   const ServeRun serve("[serve]\ntargets = [\"" + scheme + "://127.0.0.1:*\", \"" + scheme + "://localhost:*\"]\n" +
                        "[[account]]\nuser = \"admin\"\npassword = \"kelvar-demo\"\n[[module]]\nname = \"two\"\n");
-  const std::string code = "\nkelvar_connect_code " + std::to_string(GetParam().exitCode) + "\n";
+  const int exitCode = GetParam().exitCode;
+  const std::string word = exitCode == 14 ? "not_such_service" : exitCode == 13 ? "too_large" : GetParam().status;
+  const std::string code = "\nkelvar_probe_cause{cause=\"" + word + "\"} 1\n";
   const std::string answer = serve.Get(ProbePath(Target("")));
   EXPECT_THAT(answer, HasSubstr("\nkelvar_up 0\n"));
   EXPECT_THAT(answer, HasSubstr(code));
@@ -154,9 +165,10 @@ TEST(Deadline, EndsTheReadingOfOneTargetAndSaysWhatItWaitsFor) {
   server.OnAnythingElse([](const HttpRequest&) { return HttpReply(503, ""); });
   server.On("/redfish/v1/Chassis/1", HttpReply(R"({"Manufacturer": "Tavrik", "SerialNumber": "KV4A017"})"));
   const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(server.Port());
-  const CommandResult result = RunCommand(
-      {"script", "-qec", std::string(KELVAR_TOOL) + " " + target + " dns identity --deadline 2.5", "/dev/null"},
-      {"KELVAR_PASSWORD=kelvar-demo"});
+  const CommandResult result =
+      RunCommand({"script", "-qec", std::string(KELVAR_TOOL) + " operation " + target + " dns identity --deadline 2.5",
+                  "/dev/null"},
+                 {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_EQ(result.exitCode, 10) << result.output;
   EXPECT_THAT(result.output,
               HasSubstr("kelvar: waiting for dns (1 of 2): HTTP 503, the service is starting, 0 s left"));
@@ -174,7 +186,8 @@ TEST(Redirects, CarryNoAccountToAnotherHost) {
       return reply;
     });
     there->OnAnythingElse([](const HttpRequest&) { return HttpReply(401, ""); });
-    EXPECT_NE(RunTool({"redfish://admin@127.0.0.1:" + std::to_string(server.Port()), "identity", "dns"}).exitCode, 0);
+    EXPECT_NE(RunOperation({"redfish://admin@127.0.0.1:" + std::to_string(server.Port()), "identity", "dns"}).exitCode,
+              0);
     EXPECT_FALSE(server.Requests().front().Header("authorization").empty());
     for (const HttpRequest& request : there->Requests()) {
       EXPECT_EQ(request.Header("authorization"), "");
@@ -193,7 +206,7 @@ TEST(CimServers, ShowNoThresholdOfAnotherSensor) {
                      CimInstanceXml("CIM_NumericSensor",
                                     {{"ElementName", "string", "without"}, {"CurrentReading", "sint32", "5"}}));
   const CommandResult result =
-      RunTool({"cim+http://admin@127.0.0.1:" + std::to_string(server.Port()), "sensors", "--format", "csv"});
+      RunOperation({"cim+http://admin@127.0.0.1:" + std::to_string(server.Port()), "sensors", "--format", "csv"});
   EXPECT_THAT(result.output, HasSubstr(",1,LowerThresholdCritical,17\r\n"));
   EXPECT_THAT(result.output, HasSubstr(",2,LowerThresholdCritical,0\r\n"));
 }
@@ -202,7 +215,8 @@ TEST(CimServers, WithoutAnyClassThatIsReadAreNotComplete) {
   ScriptedCimServer server;
   server.OnAnyClassReply(CimHttpReply(CimReplyXml("<ERROR CODE=\"5\" DESCRIPTION=\"none\"/>")));
   const std::string target = "cim+http://admin@127.0.0.1:" + std::to_string(server.Port());
-  const CommandResult result = RunTool({target});
+  EXPECT_EQ(RunTool({target}).exitCode, 14);
+  const CommandResult result = RunOperation({target});
   EXPECT_EQ(result.exitCode, 14) << result.output;
   EXPECT_THAT(result.errors, HasSubstr("has nothing that can be read over CIM"));
 }

@@ -29,7 +29,7 @@ TEST(Verdict, SensorsAreJudgedByTheirBounds) {
   const Verdict verdict = Judge(inventory);
   ASSERT_EQ(verdict.reasons.size(), 1U);
   EXPECT_EQ(verdict.health, Health::Critical);
-  EXPECT_EQ(verdict.reasons[0].text, "Fan 3 1100 {rev}/min, below 1200");
+  EXPECT_EQ(verdict.reasons[0].text, "Fan 3 1100 rpm, below 1200");
   inventory.sensors[0].state = "absent";
   EXPECT_EQ(Judge(inventory).health, Health::Ok);
   inventory.sensors[0].state = "enabled";

@@ -11,7 +11,6 @@
 #include <fnmatch.h>
 #include <rapidjson/document.h>
 
-#include "tools/kelvar/Records.h"
 #include "tools/kelvar/Toml.h"
 
 namespace Kelvar::Tool {
@@ -52,11 +51,7 @@ std::string JsonOf(const std::string& file) {
 /// Reads rules; whatever it does not know is a mistake.
 class RuleReader {
  public:
-  explicit RuleReader(std::string file) : file_(std::move(file)) {
-    for (const auto& [name, value] : RecordOf(KelvarNfw::NODEFIRMWAREBUILDID{})) {
-      fields_.insert(name);
-    }
-  }
+  explicit RuleReader(std::string file) : file_(std::move(file)) {}
 
   std::vector<Baseline::Rule> Read(const std::string& json) const {
     rapidjson::Document document;
@@ -107,9 +102,6 @@ class RuleReader {
   void ReadFields(const rapidjson::Value& object, Baseline::Rule& rule) const {
     for (const auto& [name, value] : object.GetObject()) {
       auto& [field, patterns] = rule.fields.emplace_back(Text(name), std::vector<std::string>());
-      if (fields_.count(field) == 0) {
-        Refuse("firmware has no field \"" + field + "\"");
-      }
       if (!value.IsArray()) {
         patterns.push_back(Text(value));
         continue;
@@ -121,25 +113,29 @@ class RuleReader {
   }
 
   std::string file_;
-  std::set<std::string> fields_;
 };
 
 /// Names that a machine is known by.
 std::vector<std::string> NamesOf(const StoredReport& report) {
-  constexpr std::string_view fields[] = {"ProductName", "Model", "MachineType", "ModelName"};
+  constexpr std::string_view kFields[] = {"name", "model", "part_number", "sku"};
   std::vector<std::string> names;
-  for (const char* const what : {"identity", "system"}) {
-    const auto part = report.parts.find(what);
-    if (part == report.parts.end() || part->second.records.empty()) {
-      continue;
-    }
-    for (const auto& [field, value] : part->second.records.front()) {
-      if (std::find(std::begin(fields), std::end(fields), field) != std::end(fields)) {
+  const auto part = report.parts.find("system");
+  if (part == report.parts.end()) {
+    return names;
+  }
+  for (const StoredReport::Record& system : part->second.records) {
+    for (const auto& [field, value] : system) {
+      if (std::find(std::begin(kFields), std::end(kFields), field) != std::end(kFields)) {
         names.push_back(value);
       }
     }
   }
   return names;
+}
+
+/// Whether a rule's key means a firmware: by its kind, its name or its id.
+bool Means(const std::string& key, const StoredReport::Record& firmware) {
+  return key == ValueOf(firmware, "kind") || key == ValueOf(firmware, "name") || key == ValueOf(firmware, "id");
 }
 
 bool Fits(const Baseline::Rule& rule, const std::string& host, const std::vector<std::string>& names) {
@@ -155,6 +151,27 @@ std::string Joined(const std::vector<std::string>& patterns) {
     joined += (joined.empty() ? "" : " or ") + pattern;
   }
   return joined;
+}
+
+/// What one entry of a rule finds: versions that it does not allow, and firmware that is missing.
+void CheckFirmware(const StoredReport& report, const StoredReport::Part& part, const std::string& key,
+                   const std::vector<std::string>& patterns, std::vector<Difference>& differences) {
+  bool found = false;
+  for (const StoredReport::Record& firmware : part.records) {
+    if (!Means(key, firmware)) {
+      continue;
+    }
+    found = true;
+    const std::string version = ValueOf(firmware, "version");
+    const auto allows = [&](const std::string& pattern) { return Like(pattern, version); };
+    if (std::none_of(patterns.begin(), patterns.end(), allows)) {
+      differences.push_back({Difference::Kind::Deviates, report.target, "firmware", ValueOf(firmware, "id"), key,
+                             Joined(patterns), version});
+    }
+  }
+  if (!found) {
+    differences.push_back({Difference::Kind::Deviates, report.target, "firmware", "", key, Joined(patterns), ""});
+  }
 }
 
 }  // namespace
@@ -175,12 +192,9 @@ std::vector<Difference> Baseline::Check(const StoredReport& report) const {
     if (!Fits(rule, host, names)) {
       continue;
     }
-    for (const auto& [field, patterns] : rule.fields) {
-      const std::string value = ValueOf(part->second.records.front(), field);
-      const auto allows = [&](const std::string& pattern) { return Like(pattern, value); };
-      if (decided.insert(field).second && std::none_of(patterns.begin(), patterns.end(), allows)) {
-        differences.push_back(
-            {Difference::Kind::Deviates, report.target, "firmware", "", field, Joined(patterns), value});
+    for (const auto& [key, patterns] : rule.fields) {
+      if (decided.insert(key).second) {
+        CheckFirmware(report, part->second, key, patterns, differences);
       }
     }
   }

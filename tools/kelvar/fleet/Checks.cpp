@@ -16,7 +16,7 @@ Checks::Checks(const FleetOptions& options) {
 
 void Checks::AddWords(std::vector<std::string>& what) const {
   if (comparison_ && what.empty()) {
-    what = {"firmware", "identity", "system", "components"};
+    what = {"system", "firmware", "components"};
   }
   if (!baseline_) {
     return;
@@ -46,7 +46,7 @@ std::string Checks::TextOfRemoved(const std::vector<ListedTarget>& list, const S
 }
 
 std::string Checks::TextOf(const Report& report) {
-  const auto stored = ParseStoredReport(JsonText(report));
+  const auto stored = ParseStoredReport(JsonLineOf(report));
   if (!stored) {
     return "";
   }

@@ -13,8 +13,8 @@ using Record = StoredReport::Record;
 using Records = std::vector<Record>;
 
 std::string_view NameOf(const Record& record) {
-  const auto found =
-      std::find_if(record.begin(), record.end(), [](const auto& field) { return field.first == "Name"; });
+  const auto found = std::find_if(record.begin(), record.end(),
+                                  [](const auto& field) { return field.first == "id" || field.first == "Name"; });
   return found == record.end() ? std::string_view() : found->second;
 }
 

@@ -20,6 +20,7 @@
 #include "tools/kelvar/fleet/ProgressLine.h"
 #include "tools/kelvar/fleet/Shard.h"
 #include "tools/kelvar/fleet/StoredReport.h"
+#include "tools/kelvar/inventory/InventoryReading.h"
 
 namespace Kelvar::Tool {
 
@@ -31,7 +32,10 @@ void CheckOptions(const Options& options) {
   if (options.explain || !options.withCim.empty()) {
     throw ToolError(ExitCode::Usage, "--explain and --with-cim are for one target, not for --targets");
   }
-  for (const std::string& word : options.what) {
+  if (!options.operations) {
+    FamiliesOf(options.what);
+  }
+  for (const std::string& word : options.operations ? options.what : std::vector<std::string>()) {
     OperationNamed(word);
   }
 }
@@ -99,11 +103,10 @@ class FleetRun {
       : options_(options),
         writer_(writer),
         log_(ShownLogLevel(options)),
-        parts_{writer, accounts_, options.commonEventId, options.deadlineSeconds},
+        parts_{writer, accounts_, options},
         progress_(total, !options.quiet),
         end_(std::move(end)),
-        pool_({fleetOptions.jobs, std::chrono::milliseconds(static_cast<long>(options.deadlineSeconds * 1000)),
-               MostStuck(fleetOptions.jobs)}) {}
+        pool_({fleetOptions.jobs, PatienceOf(options), MostStuck(fleetOptions.jobs)}) {}
 
   /// False when threads are left that hang.
   bool Read(std::vector<ListedTarget> list) {
@@ -132,7 +135,9 @@ class FleetRun {
       if (!listed.error.empty()) {
         throw ToolError(listed.code, listed.error);
       }
-      credentials.Fill(*listed.target, listed.password);
+      if (!listed.hasAccount) {
+        credentials.Fill(*listed.target, listed.password);
+      }
     } catch (const ToolError& error) {
       writer_.Write(position, NotTried(listed, error.Code(), error.what()));
       return;
@@ -177,18 +182,25 @@ void TellHowToGoOn(const FleetOptions& options) {
 
 }  // namespace
 
+bool ReadTargets(const Options& options, const FleetOptions& fleetOptions, ReportWriter& writer,
+                 std::vector<ListedTarget> list, std::function<void()> end) {
+  RaiseDescriptorLimit(fleetOptions.jobs);
+  const std::size_t total = list.size();
+  return FleetRun(options, fleetOptions, writer, total, std::move(end)).Read(std::move(list));
+}
+
 int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
   CheckOptions(options);
   CheckSave(fleetOptions);
   const Clock::time_point start = Clock::now();
   const Shard shard = fleetOptions.shard.empty() ? Shard() : ParseShard(fleetOptions.shard);
   Checks checks(fleetOptions);
-  std::vector<ListedTarget> list = ReadTargetList(fleetOptions.targets, options.what);
+  std::vector<ListedTarget> list = ReadTargetList(fleetOptions.targets, options.what, options.operations);
   if (list.empty()) {
     throw ToolError(ExitCode::Usage, "the list of targets " + fleetOptions.targets + " is empty");
   }
   const std::string format = FormatOf(options, fleetOptions);
-  Formatter formatter = checks.Wanted() ? checks.FormatterOf(format) : FormatNamed(format).many(ColourOf(options));
+  Formatter formatter = checks.Wanted() ? checks.FormatterOf(format) : FormatNamed(format).many(StyleOf(options));
   formatter.head.insert(0, AppendsToCutLine(fleetOptions.resume) ? "\n" : "");
   formatter.eraser =
       isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1 && !options.quiet ? ProgressLine::eraser : "";
@@ -198,7 +210,6 @@ int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
     checks.AddWords(target.what);
   }
   Choose(list, shard, fleetOptions.resume);
-  RaiseDescriptorLimit(fleetOptions.jobs);
   Output output;
   ReportWriter writer(output, std::move(formatter), fleetOptions);
   const std::size_t skipped = fleetOptions.shard.empty() ? listed - list.size() : 0;
@@ -216,11 +227,10 @@ int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
     }
     return code;
   };
-  FleetRun run(options, fleetOptions, writer, list.size(), [&] {
+  const bool all = ReadTargets(options, fleetOptions, writer, std::move(list), [&] {
     finish("");
     TellHowToGoOn(fleetOptions);
   });
-  const bool all = run.Read(std::move(list));
   const ExitCode code = finish(removed);
   if (!all) {
     _exit(static_cast<int>(code));

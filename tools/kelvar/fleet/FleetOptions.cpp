@@ -13,9 +13,9 @@ constexpr unsigned mostJobs = 4096;
 
 void DeclareFleet(CLI::App& app, FleetOptions& options) {
   auto* const targets =
-      app.add_option("--targets", options.targets,
-                     "File with one target or JSON object in each line, - for standard input; all words "
-                     "of the command line are WHAT then")
+      app.add_option(
+             "--targets", options.targets,
+             "File with a target or JSON object in each line, - for standard input; all words then say what is read")
           ->type_name("FILE")
           ->group(group);
   const auto add = [&](auto* option) { option->needs(targets)->group(group); };

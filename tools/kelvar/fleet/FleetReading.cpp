@@ -7,8 +7,8 @@
 namespace Kelvar::Tool {
 
 FleetReading::FleetReading(FleetParts& parts, std::size_t position, ListedTarget target)
-    : TimedReading(*target.target, std::nullopt, {.what = target.what, .commonEventId = parts.commonEventId},
-                   parts.deadlineSeconds),
+    : TimedReading(*target.target, std::nullopt, ReadOptionsOf(parts.options, target.what),
+                   parts.options.deadlineSeconds),
       parts_(parts),
       position_(position),
       target_(std::move(target)),
@@ -38,6 +38,7 @@ void FleetReading::End(const Report& report) {
 Report NotTried(const ListedTarget& target, ExitCode code, const std::string& why) {
   Report report;
   report.target = target.name;
+  report.operations = target.operations;
   report.protocol = target.target ? target.target->protocol : report.protocol;
   report.start = std::chrono::system_clock::now();
   report.code = code;

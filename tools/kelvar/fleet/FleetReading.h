@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "tools/kelvar/Options.h"
 #include "tools/kelvar/fleet/Accounts.h"
 #include "tools/kelvar/fleet/ReportWriter.h"
 #include "tools/kelvar/fleet/TargetList.h"
@@ -13,8 +14,7 @@ namespace Kelvar::Tool {
 struct FleetParts {
   ReportWriter& writer;
   Accounts& accounts;
-  bool commonEventId;
-  double deadlineSeconds;
+  const Options& options;
 };
 
 /// The reading of one target of many.

@@ -19,7 +19,7 @@ ReportWriter::ReportWriter(Output& output, Formatter formatter, const FleetOptio
 
 void ReportWriter::Write(std::size_t position, const Report& report) {
   std::string text = formatter_.textOf(report);
-  const std::string line = saved_ ? JsonText(report) : std::string();
+  const std::string line = saved_ ? JsonLineOf(report) : std::string();
   const std::lock_guard<std::mutex> lock(mutex_);
   if (finished_) {
     return;

@@ -1,7 +1,6 @@
 #include "tools/kelvar/fleet/SingleTarget.h"
 
 #include <chrono>
-#include <cmath>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -64,6 +63,9 @@ void Explain(const char* part, const std::vector<DiagnosticExchange>& exchanges)
 
 void Explain(const Report& report) {
   Explain("connect", report.connecting);
+  if (report.inventory) {
+    Explain("inventory", report.inventory->diagnostics.Exchanges());
+  }
   for (const OperationResult& result : report.results) {
     Explain(result.operation->name, result.exchanges);
   }
@@ -76,6 +78,14 @@ void ShowReasons(const Report& report, const Options& options) {
   }
   if (options.quiet || options.format == "table") {
     return;
+  }
+  if (report.inventory) {
+    for (const Model::Family family : report.inventory->families) {
+      const Model::FamilyResult& result = report.inventory->inventory.ResultOf(family);
+      if (ExitCodeOf(result, !report.inventory->all_families) != ExitCode::Complete && report.error.empty()) {
+        Complain(std::string(Model::NameOf(family)) + ": " + ReasonOf(result));
+      }
+    }
   }
   for (const OperationResult& result : report.results) {
     if (result.code != ExitCode::Complete) {
@@ -120,11 +130,6 @@ class WaitLine {
   bool any_ = false;
 };
 
-std::chrono::milliseconds Milliseconds(double seconds) {
-  constexpr double kThousand = 1000;
-  return std::chrono::milliseconds(static_cast<long>(std::ceil(seconds * kThousand)));
-}
-
 }  // namespace
 
 int ReadSingleTarget(const Options& options) {
@@ -133,16 +138,15 @@ int ReadSingleTarget(const Options& options) {
     demo.emplace(options.target);
   }
   Target target = demo ? demo->Address() : ParseTarget(options.target);
-  OperationsFor(options.what, target.protocol);  // before a password is asked for
+  CheckWords(options.what, options.operations, target.protocol);  // before a password is asked for
   std::optional<Target> partner = CimPartner(options, target);
-  const Formatter formatter = FormatNamed(options.format).one(ColourOf(options));
+  const Formatter formatter = FormatNamed(options.format).one(StyleOf(options));
   Output output;
   FillAccounts(options, demo.has_value(), target, partner);
   const LogView log(ShownLogLevel(options));
-  const auto reading = std::make_shared<SingleReading>(
-      std::move(target), std::move(partner), ReadOptions{.what = options.what, .commonEventId = options.commonEventId},
-      options.deadlineSeconds);
-  WorkerPool pool({1, Milliseconds(options.deadlineSeconds), 1});
+  const auto reading = std::make_shared<SingleReading>(std::move(target), std::move(partner),
+                                                       ReadOptionsOf(options, options.what), options.deadlineSeconds);
+  WorkerPool pool({1, PatienceOf(options), 1});
   pool.Submit(reading);
   WaitLine line(!options.quiet);
   const bool ended = pool.Finish([&] { line.Show(*reading); });

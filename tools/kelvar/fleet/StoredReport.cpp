@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <initializer_list>
 #include <string_view>
 
 #include <rapidjson/document.h>
@@ -35,6 +36,47 @@ std::string Member(const rapidjson::Value& object, const char* key) {
 const rapidjson::Value* List(const rapidjson::Value& object, const char* key) {
   const auto found = object.FindMember(key);
   return found != object.MemberEnd() && found->value.IsArray() ? &found->value : nullptr;
+}
+
+bool IsOneOf(std::string_view text, std::initializer_list<std::string_view> words) {
+  return std::find(words.begin(), words.end(), text) != words.end();
+}
+
+/// Fields that differ from one reading to the next though nothing was changed.
+bool Varies(std::string_view field) {
+  return IsOneOf(field, {"uptime_seconds", "last_reset_time", "predicted_life_left_percent"});
+}
+
+void AddRecords(const rapidjson::Value& records, StoredReport::Part& part) {
+  for (const rapidjson::Value& record : records.GetArray()) {
+    StoredReport::Record& fields = part.records.emplace_back();
+    if (!record.IsObject()) {
+      continue;
+    }
+    for (const auto& [name, value] : record.GetObject()) {
+      const std::string field = TextOf(name);
+      if (!Varies(field)) {
+        fields.emplace_back(field, TextOf(value));
+      }
+    }
+  }
+}
+
+/// The families of an inventory. One that the target does not have is a complete one without records.
+void ReadFamilies(const rapidjson::Value& document, const rapidjson::Value& families, StoredReport& report) {
+  for (const auto& [name, result] : families.GetObject()) {
+    if (!result.IsObject()) {
+      continue;
+    }
+    const std::string family = TextOf(name);
+    StoredReport::Part& part = report.parts[family];
+    part.status = Member(result, "status");
+    part.status = part.status == "absent" ? "complete" : part.status;
+    const rapidjson::Value* const records = List(document, family.c_str());
+    if (records != nullptr && IsOneOf(family, {"system", "firmware", "components"})) {
+      AddRecords(*records, part);
+    }
+  }
 }
 
 void ReadPart(const rapidjson::Value& result, StoredReport& report) {
@@ -84,8 +126,16 @@ std::optional<StoredReport> ParseStoredReport(const std::string& line) {
   StoredReport report;
   report.target = Member(document, "target");
   report.status = Member(document, "status");
+  if (report.target.empty() || report.status.empty()) {
+    return std::nullopt;
+  }
+  const auto families = document.FindMember("families");
+  if (families != document.MemberEnd() && families->value.IsObject()) {
+    ReadFamilies(document, families->value, report);
+    return report;
+  }
   const rapidjson::Value* const results = List(document, "results");
-  if (report.target.empty() || report.status.empty() || results == nullptr) {
+  if (results == nullptr) {
     return std::nullopt;
   }
   for (const rapidjson::Value& result : results->GetArray()) {

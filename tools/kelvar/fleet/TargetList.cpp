@@ -8,7 +8,7 @@
 
 #include <rapidjson/document.h>
 
-#include "tools/kelvar/Operations.h"
+#include "tools/kelvar/Reader.h"
 
 namespace Kelvar::Tool {
 
@@ -90,12 +90,14 @@ void ReadLine(const std::string& line, ListedTarget& listed) {
   }
 }
 
-ListedTarget Listed(const std::string& line, std::size_t number, const std::vector<std::string>& what) {
+ListedTarget Listed(const std::string& line, std::size_t number, const std::vector<std::string>& what,
+                    bool operations) {
   ListedTarget listed;
   listed.what = what;
+  listed.operations = operations;
   try {
     ReadLine(line, listed);
-    OperationsFor(listed.what, listed.target->protocol);
+    CheckWords(listed.what, operations, listed.target->protocol);
   } catch (const ToolError& error) {
     listed.code = error.Code();
     listed.error = "line " + std::to_string(number) + ": " + error.what();
@@ -108,7 +110,7 @@ ListedTarget Listed(const std::string& line, std::size_t number, const std::vect
 
 }  // namespace
 
-std::vector<ListedTarget> ReadTargetList(std::istream& lines, const std::vector<std::string>& what) {
+std::vector<ListedTarget> ReadTargetList(std::istream& lines, const std::vector<std::string>& what, bool operations) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   std::vector<ListedTarget> list;
   std::string line;
@@ -118,18 +120,19 @@ std::vector<ListedTarget> ReadTargetList(std::istream& lines, const std::vector<
     }
     const std::string content = Trimmed(line);
     if (!content.empty() && content.front() != '#') {
-      list.push_back(Listed(content, number, what));
+      list.push_back(Listed(content, number, what, operations));
     }
   }
   return list;
 }
 
-std::vector<ListedTarget> ReadTargetList(const std::string& file, const std::vector<std::string>& what) {
+std::vector<ListedTarget> ReadTargetList(const std::string& file, const std::vector<std::string>& what,
+                                         bool operations) {
   if (file == "-") {
-    return ReadTargetList(std::cin, what);
+    return ReadTargetList(std::cin, what, operations);
   }
   std::ifstream lines(file);
-  std::vector<ListedTarget> list = ReadTargetList(lines, what);
+  std::vector<ListedTarget> list = ReadTargetList(lines, what, operations);
   if (!lines.is_open() || lines.bad()) {
     throw ToolError(ExitCode::Usage, "cannot read the list of targets " + file + ": " + std::strerror(errno));
   }

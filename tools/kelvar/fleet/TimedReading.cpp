@@ -15,6 +15,7 @@ TimedReading::TimedReading(Target target, std::optional<Target> partner, ReadOpt
       deadlineSeconds_(deadlineSeconds) {
   soFar_.target = target_.address;
   soFar_.protocol = target_.protocol;
+  soFar_.operations = options_.operations;
   soFar_.start = std::chrono::system_clock::now();
   options_.begin = [this](const Operation& operation, std::size_t position, std::size_t count) {
     NoteBegin(operation, position, count);

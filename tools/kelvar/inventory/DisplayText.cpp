@@ -4,7 +4,6 @@
 #include <array>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <iterator>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "common/text/Escape.h"
+#include "tools/kelvar/inventory/IsoTime.h"
 
 namespace Kelvar::Tool {
 
@@ -113,30 +113,12 @@ std::string LimitsText(const Model::Sensor& sensor) {
 }
 
 std::string TimeText(const std::string& iso) {
-  int year = 0;
-  unsigned month = 0;
-  unsigned day = 0;
-  unsigned hour = 0;
-  unsigned minute = 0;
-  unsigned second = 0;
-  int used = 0;
-  if (std::sscanf(iso.c_str(), "%4d-%2u-%2uT%2u:%2u:%2u%n", &year, &month, &day, &hour, &minute, &second, &used) != 6) {
+  const std::optional<std::int64_t> seconds = SecondsOfIsoTime(iso);
+  if (!seconds) {
     return Text::EscapeControl(iso);
   }
-  const std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
-  const std::size_t zone = iso.find_first_of("+-Z", static_cast<std::size_t>(used));
-  int hours = 0;
-  int minutes = 0;
-  const bool utc = zone != std::string::npos && iso[zone] == 'Z';
-  const bool offset =
-      zone != std::string::npos && !utc && std::sscanf(iso.c_str() + zone + 1, "%2d:%2d", &hours, &minutes) == 2;
-  if (!date.ok() || (!utc && !offset)) {
-    return Text::EscapeControl(iso);
-  }
-  const std::chrono::minutes east(iso[zone] == '-' ? -(60 * hours + minutes) : 60 * hours + minutes);
-  const auto time = std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
-                    std::chrono::seconds(second) - east;
-  return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::gmtime(std::chrono::time_point_cast<std::chrono::seconds>(time)));
+  const std::chrono::sys_seconds time{std::chrono::seconds(*seconds)};
+  return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::gmtime(time));
 }
 
 std::string CapacityText(const Model::Component& component) {

@@ -38,7 +38,9 @@ struct TableStyle {
 /// For people: the verdict, then the families. What came from the target is escaped.
 std::string TableText(const InventoryReport& report, const TableStyle& style);
 
-/// The verdict alone, a line for each reason.
+/// The verdict alone, with a line for each reason.
 std::string VerdictText(const Model::Verdict& verdict, Colour colour);
+/// Those lines alone.
+std::string ReasonLines(const Model::Verdict& verdict, Colour colour);
 
 }  // namespace Kelvar::Tool

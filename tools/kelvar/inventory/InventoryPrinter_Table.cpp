@@ -256,11 +256,9 @@ std::string HeadOf(const InventoryReport& report, Model::Family family, const Ta
   if (result.status == Model::FamilyStatus::Complete) {
     return name + '\n';
   }
-  std::string note =
-      result.status == Model::FamilyStatus::Absent ? "the target has none" : Model::NameOf(result.status);
-  if (!result.reason.empty()) {
-    note = (result.status == Model::FamilyStatus::Absent ? "" : note + ": ") + EscapeControl(result.reason);
-  }
+  const bool absent = result.status == Model::FamilyStatus::Absent;
+  const std::string note =
+      (absent ? "" : std::string(Model::NameOf(result.status)) + ": ") + EscapeControl(ReasonOf(result));
   const Model::Health mood =
       result.status == Model::FamilyStatus::Failed ? Model::Health::Critical : Model::Health::Warning;
   return name + ": " + Coloured(note, mood, style.colour) + '\n';
@@ -268,16 +266,18 @@ std::string HeadOf(const InventoryReport& report, Model::Family family, const Ta
 
 }  // namespace
 
-std::string VerdictText(const Model::Verdict& verdict, Colour colour) {
-  std::string text =
-      Bold("health", colour) + ": " + Coloured(Model::NameOf(verdict.health), verdict.health, colour) + '\n';
+std::string ReasonLines(const Model::Verdict& verdict, Colour colour) {
+  std::string text;
   for (const Model::VerdictReason& reason : verdict.reasons) {
-    text += "  " +
-            Coloured(fmt::format("{}: {}", Model::NameOf(reason.health), EscapeControl(reason.text)), reason.health,
-                     colour) +
-            '\n';
+    const std::string line = fmt::format("{}: {}", Model::NameOf(reason.health), EscapeControl(reason.text));
+    text += "  " + Coloured(line, reason.health, colour) + '\n';
   }
   return text;
+}
+
+std::string VerdictText(const Model::Verdict& verdict, Colour colour) {
+  return Bold("health", colour) + ": " + Coloured(Model::NameOf(verdict.health), verdict.health, colour) + '\n' +
+         ReasonLines(verdict, colour);
 }
 
 std::string TableText(const InventoryReport& report, const TableStyle& style) {

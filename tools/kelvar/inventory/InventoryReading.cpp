@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "tools/kelvar/Operations.h"
 #include "tools/kelvar/Suggestion.h"
 
 namespace Kelvar::Tool {
@@ -10,6 +11,22 @@ namespace Kelvar::Tool {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+/// What could have been meant.
+std::string HintFor(const std::string& word, const std::vector<std::string>& known) {
+  if (FindOperation(word) != nullptr) {
+    return "; it is an operation: kelvar operation TARGET " + word;
+  }
+  const std::string suggestion = Suggestion(word, known);
+  if (!suggestion.empty()) {
+    return suggestion;
+  }
+  std::string list;
+  for (const std::string& name : known) {
+    list += (list.empty() ? "" : ", ") + name;
+  }
+  return "; use one of " + list;
+}
 
 Model::Family FamilyNamed(const std::string& word) {
   const auto found = std::find_if(Model::kAllFamilies.begin(), Model::kAllFamilies.end(),
@@ -19,7 +36,7 @@ Model::Family FamilyNamed(const std::string& word) {
     for (const Model::Family family : Model::kAllFamilies) {
       known.emplace_back(Model::NameOf(family));
     }
-    throw ToolError(ExitCode::Usage, "no such part: " + word + Suggestion(word, known));
+    throw ToolError(ExitCode::Usage, "no such part: " + word + HintFor(word, known));
   }
   return *found;
 }

@@ -25,10 +25,25 @@ struct InventoryReport {
   Model::Inventory inventory;
   Model::Verdict verdict;
   Diagnostics diagnostics;
+
+  /// Whether any family was read, if only in part.
+  bool Delivered() const;
 };
 
 /// The exit code of a family alone. What a target does not have counts only where it was asked for by name.
 ExitCode ExitCodeOf(const Model::FamilyResult& result, bool askedByName);
+
+/// The same without its diagnostics.
+InventoryReport Excerpt(const InventoryReport& report);
+
+/// Why a family was not read as a whole, for people.
+std::string ReasonOf(const Model::FamilyResult& result);
+
+/// The first reason in a report for not being complete; empty when it is complete.
+std::string ReasonOf(const InventoryReport& report);
+
+/// The cause that an exit code stands for.
+FailureCause CauseOf(ExitCode code);
 
 /// Fills in `code` and `verdict` from the inventory.
 void Conclude(InventoryReport& report);

@@ -9,6 +9,7 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include "common/text/Escape.h"
+#include "tools/kelvar/serve/InventoryMetrics.h"
 #include "tools/kelvar/serve/OwnMetrics.h"
 
 namespace Kelvar::Tool::Serve {
@@ -57,6 +58,19 @@ std::map<std::string, std::string> ParametersOf(const std::string& query) {
     start = end + 1;
   }
   return parameters;
+}
+
+/// Of a reading that is not over there is nothing but that.
+std::string TextOf(const Probe& probe, const ProbePool::Result& result) {
+  if (result.report) {
+    return MetricsText(*InventoryOf(*result.report), {.finished = true});
+  }
+  InventoryReport unfinished;
+  unfinished.target = probe.target.address;
+  unfinished.cause = FailureCause::Deadline;
+  unfinished.code = ExitCode::Unreachable;
+  unfinished.seconds = result.seconds;
+  return MetricsText(unfinished, {.finished = false});
 }
 
 }  // namespace
@@ -128,7 +142,8 @@ MetricsServer::Cancel Exporter::StartProbe(const HttpRequest& request, const std
                                            std::move(respond));
   waiting->number = ++lastWaiting_;
   waiting_[waiting->number] = waiting;
-  waiting->timer.expires_after(TimeFor(request.scrapeTimeout, longest_));
+  waiting->probe.time = TimeFor(request.scrapeTimeout, longest_);
+  waiting->timer.expires_after(waiting->probe.time);
   waiting->ticket = pool_.Subscribe(waiting->probe, [this, waiting](std::shared_ptr<const ProbePool::Result> result) {
     boost::asio::post(context_, [this, waiting, result = std::move(result)] { Complete(waiting, *result); });
   });
@@ -157,7 +172,7 @@ void Exporter::Complete(const std::shared_ptr<Waiting>& waiting, const ProbePool
   if (!result.started) {
     return Reply(waiting, Plain(503, "too many readings are in flight (serve.max-in-flight)"));
   }
-  Reply(waiting, {200, metricsType, result.metrics.Text(result.seconds, result.finished)});
+  Reply(waiting, {200, metricsType, TextOf(waiting->probe, result)});
 }
 
 void Exporter::Reply(const std::shared_ptr<Waiting>& waiting, HttpResponse response) {

@@ -23,26 +23,19 @@ class ProbePool::PendingProbe : public WorkerPool::Task, public std::enable_shar
   PendingProbe(ProbePool& owner, Probe which) : probe(std::move(which)), pool_(owner) {}
 
   void Run() override {
-    const Report report = pool_.read_(probe, [this](const OperationResult& result) {
-      {
-        const std::lock_guard lock(mutex_);
-        metrics_.Add(result, probe.target.protocol);
-      }
-      return pool_.Wanted(*this);
-    });
+    auto report = std::make_shared<const Report>(pool_.read_(probe));
     const std::lock_guard lock(mutex_);
-    metrics_.SetConnectCode(report.connection);
+    report_ = std::move(report);
   }
   void Done() override { pool_.Finish(shared_from_this()); }
   void OnDeadline() override {}  // each who waits has one of its own
 
-  std::shared_ptr<const Result> ResultSoFar(bool finished) const {
+  std::shared_ptr<const Result> ResultSoFar() const {
     auto result = std::make_shared<Result>();
     result->started = true;
-    result->finished = finished;
     result->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const std::lock_guard lock(mutex_);
-    result->metrics = metrics_;
+    result->report = report_;
     return result;
   }
 
@@ -55,7 +48,7 @@ class ProbePool::PendingProbe : public WorkerPool::Task, public std::enable_shar
  private:
   ProbePool& pool_;
   mutable std::mutex mutex_;
-  ProbeMetrics metrics_;
+  std::shared_ptr<const Report> report_;
 };
 
 ProbePool::ProbePool(std::size_t maxInFlight, Read read)
@@ -98,7 +91,7 @@ std::shared_ptr<const ProbePool::Result> ProbePool::Cancel(const Probe& probe, T
       return nothing;
     }
   }
-  return pending->ResultSoFar(false);
+  return pending->ResultSoFar();
 }
 
 ProbePool::Counts ProbePool::Counted() const {
@@ -142,13 +135,8 @@ bool ProbePool::Begin(const std::shared_ptr<PendingProbe>& pending) {
   return true;
 }
 
-bool ProbePool::Wanted(const PendingProbe& pending) const {
-  const std::lock_guard lock(mutex_);
-  return !stopping_ && !pending.abandoned;
-}
-
 void ProbePool::Finish(const std::shared_ptr<PendingProbe>& ended) {
-  const auto result = ended->ResultSoFar(true);
+  const auto result = ended->ResultSoFar();
   std::map<Ticket, Done> answered;
   {
     const std::lock_guard lock(mutex_);

@@ -14,7 +14,6 @@
 #include "tools/kelvar/Report.h"
 #include "tools/kelvar/Target.h"
 #include "tools/kelvar/pool/WorkerPool.h"
-#include "tools/kelvar/serve/ProbeMetrics.h"
 
 namespace Kelvar::Tool::Serve {
 
@@ -22,26 +21,26 @@ namespace Kelvar::Tool::Serve {
 struct Probe {
   Target target;
   Config::Module module;
+  std::chrono::milliseconds time{};  ///< that the reading may take
 
-  /// Equal for probes that are the same reading.
+  /// Equal for probes that are the same reading, whatever time each has.
   std::string Key() const;
 };
 
 /// Reads targets on threads of their own, since the library blocks. Probes of one target and module that come together
-/// share one reading. A reading that nobody waits for any more ends after its current operation; until then it counts
-/// as in flight, and who asks for the same meanwhile waits for a new one, so that a stuck target holds one thread and
-/// no more. Safe from any thread.
+/// share one reading, in the time of the first. One that nobody waits for any more counts as in flight until it ends,
+/// and who asks for the same meanwhile waits for a new one, so that a stuck target holds one thread and no more. Safe
+/// from any thread.
 class ProbePool {
  public:
-  /// Reads one target; tells `progress` of every part, and ends when that gives false. Throws nothing.
-  using Read = std::function<Report(const Probe& probe, const Progress& progress)>;
+  /// Reads one target within its time. Throws nothing.
+  using Read = std::function<Report(const Probe& probe)>;
 
   /// What there is for one who waits.
   struct Result {
-    bool started = false;   ///< false: no thread was free in time
-    bool finished = false;  ///< false: not all operations were over
-    double seconds = 0;
-    ProbeMetrics metrics;
+    bool started = false;                  ///< false: no thread was free in time
+    double seconds = 0;                    ///< since the reading began
+    std::shared_ptr<const Report> report;  ///< null when it is not over
   };
   using Done = std::function<void(std::shared_ptr<const Result> result)>;
 
@@ -76,7 +75,6 @@ class ProbePool {
   class PendingProbe;
 
   void Finish(const std::shared_ptr<PendingProbe>& probe);
-  bool Wanted(const PendingProbe& probe) const;
   void BeginQueued();
   bool Begin(const std::shared_ptr<PendingProbe>& probe);
 

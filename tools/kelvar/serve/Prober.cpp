@@ -8,8 +8,8 @@
 
 #include "tools/kelvar/ExitCode.h"
 #include "tools/kelvar/HostAddress.h"
-#include "tools/kelvar/Operations.h"
 #include "tools/kelvar/Output.h"
+#include "tools/kelvar/inventory/InventoryReading.h"
 
 namespace Kelvar::Tool::Serve {
 
@@ -24,40 +24,18 @@ constexpr const char* kDefaultModule = "default";
 std::map<std::string, Config::Module> ModulesOf(const Config& config) {
   std::map<std::string, Config::Module> modules;
   for (const Config::Module& module : config.modules) {
-    for (const std::string& word : module.what) {
-      try {
-        OperationNamed(word);
-      } catch (const ToolError& error) {
-        throw ToolError(ExitCode::Usage, "configuration: module \"" + module.name + "\": " + error.what());
-      }
+    try {
+      FamiliesOf(module.what);
+    } catch (const ToolError& error) {
+      throw ToolError(ExitCode::Usage, "configuration: module \"" + module.name + "\": " + error.what());
     }
     if (!modules.emplace(module.name, module).second) {
       throw ToolError(ExitCode::Usage, "module \"" + module.name + "\" is defined twice");
     }
   }
   // Logs are left out: reading them whole costs a service processor more than a scrape should.
-  Config::Module usual{kDefaultModule, {}};
-  for (const Operation& operation : Operations()) {
-    if (operation.scraped) {
-      usual.what.emplace_back(operation.name);
-    }
-  }
-  modules.emplace(kDefaultModule, std::move(usual));
+  modules.insert({kDefaultModule, {kDefaultModule, {"system", "firmware", "components", "sensors", "leds"}}});
   return modules;
-}
-
-/// Without the words that the protocol lacks.
-Config::Module Fitting(const Config::Module& module, Protocol protocol) {
-  Config::Module fitting{module.name, {}};
-  for (const std::string& word : module.what) {
-    if (OperationNamed(word).For(protocol) != nullptr) {
-      fitting.what.push_back(word);
-    }
-  }
-  if (fitting.what.empty() && !module.what.empty()) {
-    throw Refusal(400, "module " + module.name + " has nothing that can be read over " + NameOf(protocol));
-  }
-  return fitting;
 }
 
 Target TargetOf(const std::string& address) {
@@ -121,14 +99,13 @@ Probe Prober::ProbeOf(const std::string& address, const std::string& module) con
   if (known == modules_.end()) {
     throw Refusal(400, "the configuration has no such module");
   }
-  const Protocol protocol = target.protocol;
-  return {std::move(target), Fitting(known->second, protocol)};
+  return {std::move(target), known->second};
 }
 
-Report Prober::Read(const Probe& probe, const Progress& progress) {
+Report Prober::Read(const Probe& probe) {
   Report report;
   try {
-    report = ReadWithAccount(probe, progress);
+    report = ReadWithAccount(probe);
   } catch (const ToolError& error) {
     report = Failed(probe, error.Code(), error.what());
   } catch (const std::exception& error) {
@@ -140,32 +117,31 @@ Report Prober::Read(const Probe& probe, const Progress& progress) {
   return report;
 }
 
-Report Prober::ReadWithAccount(const Probe& probe, const Progress& progress) {
-  ReadOptions options{.what = probe.module.what, .keepRecords = false};
-  options.connection.response_limit_bytes = kResponseBytes;
-  options.connection.record_limit = kRecords;
-  options.connection.operation_limit_seconds = timeoutSeconds_;
+Report Prober::ReadWithAccount(const Probe& probe) {
+  constexpr double kThousand = 1000;
+  constexpr double kShare = 0.9;  // what is left is for printing, and for a session's end
+  ReadOptions options{.what = probe.module.what};
+  options.reader.deadline_seconds = kShare * static_cast<double>(probe.time.count()) / kThousand;
+  options.reader.connection.response_limit_bytes = kResponseBytes;
+  options.reader.connection.record_limit = kRecords;
+  options.reader.connection.operation_limit_seconds = timeoutSeconds_;
   Target target = probe.target;
   {
     const std::lock_guard lock(mutex_);
     credentials_.Fill(target);
   }
   if (!target.NeedsPassword()) {
-    return ReadTarget(target, {}, options, progress);
+    return ReadTarget(target, {}, options);
   }
   LoginGate::Visit visit(gate_, PlacesOf(target));
   if (!visit.Refusal().empty()) {
     return Failed(probe, visit.WasRefused() ? ExitCode::LoginRefused : ExitCode::Unreachable, visit.Refusal());
   }
-  Report report = ReadTarget(target, {}, options, [&](const OperationResult& result) {
-    const bool answered = result.Delivered() || result.code == ExitCode::Unsupported;
-    if (answered) {
-      visit.LetIn();
-    }
-    return progress(result);
-  });
+  Report report = ReadTarget(target, {}, options);
   if (report.loginRefused) {
     visit.Refuse();
+  } else if (report.Delivered()) {
+    visit.LetIn();
   }
   return report;
 }

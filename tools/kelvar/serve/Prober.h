@@ -37,10 +37,10 @@ class Prober {
   /// Reads it, with the account that the configuration has for the target. After a refused login the account is
   /// not tried at the target's addresses for five minutes, since each further try could lock it; and only a part of all
   /// readings can be of one target, however it is spelled.
-  Report Read(const Probe& probe, const Progress& progress);
+  Report Read(const Probe& probe);
 
  private:
-  Report ReadWithAccount(const Probe& probe, const Progress& progress);
+  Report ReadWithAccount(const Probe& probe);
 
   const std::map<std::string, Config::Module> modules_;
   const TargetFilter filter_;

@@ -107,8 +107,7 @@ void Announce(Output& output, const tcp::endpoint& endpoint) {
 void Run(const Config& config, const std::string& listen, int verbose, Output& output) {
   const LogView log(verbose > 1 ? static_cast<u32>(verbose) : 0);
   Prober prober(config, verbose > 0);
-  ProbePool pool(config.serve.maxInFlight,
-                 [&prober](const Probe& probe, const Progress& progress) { return prober.Read(probe, progress); });
+  ProbePool pool(config.serve.maxInFlight, [&prober](const Probe& probe) { return prober.Read(probe); });
   asio::io_context context;
   Exporter exporter(context, prober, pool, std::chrono::seconds(config.serve.timeoutSeconds));
   const auto server = Listen(context, listen, exporter);

@@ -1,0 +1,136 @@
+#include "tools/kelvar/fleet/Health.h"
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+
+#include "tools/kelvar/CommandLine.h"
+#include "tools/kelvar/Demo.h"
+#include "tools/kelvar/Options.h"
+#include "tools/kelvar/fleet/Fleet.h"
+#include "tools/kelvar/inventory/HealthText.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+struct HealthOptions {
+  std::vector<std::string> targets;
+  bool plugin = false;
+  Options reading;
+  FleetOptions fleet;
+};
+
+constexpr const char* kFooter =
+    "One verdict a machine, the worst reason first. It comes from the health of systems,\n"
+    "components and sensors, from readings beyond their limits and from unresolved events.\n"
+    "\nExamples\n"
+    "  kelvar health demo:\n"
+    "  kelvar health --targets servers.txt\n"
+    "  kelvar health --nagios redfish://monitor@192.0.2.10\n"
+    "\nExit codes: 0 ok, 30 warning, 31 critical, 32 unknown, 2 usage, 1 anything else.\n"
+    "With --nagios: 0 ok, 1 warning, 2 critical, 3 unknown.\n";
+
+void DeclareHealth(CLI::App& app, HealthOptions& options) {
+  constexpr u32 kLogEntries = 200;  // of each log: what happened long ago is no news
+  constexpr unsigned kMostJobs = 4096;
+  options.reading.what = {"system", "components", "sensors", "logs"};
+  options.reading.reader.log_limit = kLogEntries;
+  app.add_option("TARGET", options.targets, "Machines");
+  app.add_option("--targets", options.fleet.targets, "File with one target in each line, - for standard input")
+      ->type_name("FILE");
+  app.add_flag("--nagios", options.plugin, "One line in the format of monitoring plug-ins; for one target");
+  app.add_option("--jobs", options.fleet.jobs, "Targets read at one time")
+      ->check(CLI::Range(1U, kMostJobs))
+      ->type_name("N")
+      ->capture_default_str();
+  DeclareConnection(app, options.reading);
+  DeclarePin(app, options.reading);
+  DeclareRequests(app, options.reading);
+  DeclarePassword(app, options.reading.password);
+  DeclareConfig(app, options.reading.config);
+  DeclareScreen(app, options.reading);
+  app.footer(kFooter);
+}
+
+std::vector<ListedTarget> ListOf(const HealthOptions& options, std::optional<DemoMachine>& demo) {
+  if (options.plugin && (options.targets.size() != 1 || !options.fleet.targets.empty())) {
+    throw ToolError(ExitCode::Usage, "--nagios takes one target");
+  }
+  std::vector<ListedTarget> list;
+  if (!options.fleet.targets.empty()) {
+    list = ReadTargetList(options.fleet.targets, options.reading.what);
+  }
+  for (const std::string& address : options.targets) {
+    ListedTarget listed;
+    listed.name = address;
+    listed.what = options.reading.what;
+    listed.hasAccount = DemoMachine::Names(address) && !demo;
+    if (listed.hasAccount) {
+      demo.emplace(address);
+    }
+    listed.target = listed.hasAccount ? demo->Address() : ParseTarget(address);
+    list.push_back(std::move(listed));
+  }
+  if (list.empty()) {
+    throw ToolError(ExitCode::Usage, "no target; use kelvar health TARGET...");
+  }
+  return list;
+}
+
+class WorstCode {
+ public:
+  void Take(HealthCode code) {
+    HealthCode known = worst_;
+    while (!worst_.compare_exchange_weak(known, WorseOf(known, code))) {
+    }
+  }
+  HealthCode Worst() const { return worst_; }
+
+ private:
+  std::atomic<HealthCode> worst_{HealthCode::Ok};
+};
+
+Formatter FormatterOf(bool plugin, Colour colour, WorstCode& worst) {
+  return {.textOf = [plugin, colour, &worst](const Report& report) {
+    const auto inventory = InventoryOf(report);
+    worst.Take(HealthCodeOf(inventory->verdict));
+    return plugin ? PluginText(*inventory) : HealthText(*inventory, colour);
+  }};
+}
+
+int Show(const HealthOptions& options) {
+  std::optional<DemoMachine> demo;
+  std::vector<ListedTarget> list = ListOf(options, demo);
+  WorstCode worst;
+  Output output;
+  ReportWriter writer(output, FormatterOf(options.plugin, ColourOf(options.reading), worst), options.fleet);
+  const bool all = ReadTargets(options.reading, options.fleet, writer, std::move(list), [] {});
+  writer.Finish("");
+  const int code = options.plugin ? PluginCodeOf(worst.Worst()) : static_cast<int>(worst.Worst());
+  if (!all) {
+    demo.reset();
+    _exit(code);
+  }
+  return code;
+}
+
+}  // namespace
+
+int HealthMain(int argc, const char* const* argv) {
+  CLI::App app("Says whether machines are healthy, and what is wrong with them.", "kelvar health");
+  HealthOptions options;
+  DeclareHealth(app, options);
+  if (const std::optional<int> over = Parse(app, argc, argv)) {
+    return *over;
+  }
+  return Show(options);
+}
+
+}  // namespace Kelvar::Tool
