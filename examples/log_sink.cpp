@@ -1,5 +1,5 @@
 // usage: log_sink HOST PORT
-// Sends the library's log to syslog, and tells how many problems it named while sensors were read over Redfish.
+// Sends the library's log to syslog, and counts the problems that it reports while sensors were read over Redfish.
 
 #include <cstdio>
 #include <string>
