@@ -3,9 +3,9 @@
 #include <cmath>
 
 #include "Check.h"
+#include "module/reader/ipmi/IpmiSensorUnits.h"
 #include "module/reader/ipmi/SdrRecord.h"
 #include "module/reader/ipmi/SensorStates.h"
-#include "module/reader/ipmi/SensorUnits.h"
 
 using namespace Kelvar;
 using namespace Kelvar::Reader::Ipmi;

@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "Check.h"
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 #include "tools/kelvar/ExitCode.h"
 
 using namespace Kelvar;

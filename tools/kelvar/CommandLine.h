@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 
 namespace CLI {
 class App;

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 #include "tools/kelvar/Target.h"
 
 namespace Kelvar::Tool {

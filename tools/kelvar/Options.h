@@ -6,7 +6,7 @@
 
 #include <kelvar/Types.h>
 
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 #include "tools/kelvar/Formats.h"
 #include "tools/kelvar/Reader.h"
 

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include "module/reader/ipmi/IpmiSensorUnits.h"
 #include "module/reader/ipmi/SdrRecord.h"
 #include "module/reader/ipmi/SensorStates.h"
-#include "module/reader/ipmi/SensorUnits.h"
 
 namespace Kelvar::Reader::Ipmi {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 #include "tools/kelvar/ExitCode.h"
 #include "tools/kelvar/Target.h"
 

@@ -9,7 +9,7 @@
 #include <mutex>
 #include <string>
 
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 #include "tools/kelvar/Reader.h"
 #include "tools/kelvar/Report.h"
 #include "tools/kelvar/Target.h"

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 #include "tools/kelvar/Credentials.h"
 #include "tools/kelvar/Reader.h"
 #include "tools/kelvar/serve/LoginGate.h"

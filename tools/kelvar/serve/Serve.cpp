@@ -16,7 +16,7 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include "tools/kelvar/CommandLine.h"
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 #include "tools/kelvar/ExitCode.h"
 #include "tools/kelvar/LogView.h"
 #include "tools/kelvar/Output.h"

@@ -5,8 +5,8 @@
 
 #include "common/text/ByteReader.h"
 #include "module/reader/ipmi/EventDetail.h"
+#include "module/reader/ipmi/IpmiSensorUnits.h"
 #include "module/reader/ipmi/SensorStates.h"
-#include "module/reader/ipmi/SensorUnits.h"
 
 namespace Kelvar::Reader::Ipmi {
 

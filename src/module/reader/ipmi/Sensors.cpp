@@ -5,9 +5,9 @@
 
 #include "common/text/ByteReader.h"
 #include "module/reader/ipmi/EntityNames.h"
+#include "module/reader/ipmi/IpmiSensorUnits.h"
 #include "module/reader/ipmi/ReadingContext.h"
 #include "module/reader/ipmi/SensorStates.h"
-#include "module/reader/ipmi/SensorUnits.h"
 
 namespace Kelvar::Reader::Ipmi {
 

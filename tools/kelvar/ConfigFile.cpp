@@ -1,4 +1,4 @@
-#include "tools/kelvar/Config.h"
+#include "tools/kelvar/ConfigFile.h"
 
 #include <algorithm>
 #include <cerrno>

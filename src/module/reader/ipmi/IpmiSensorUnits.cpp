@@ -1,4 +1,4 @@
-#include "module/reader/ipmi/SensorUnits.h"
+#include "module/reader/ipmi/IpmiSensorUnits.h"
 
 #include <array>
 
