@@ -49,7 +49,7 @@ std::string FamiliesText() {
 constexpr const char* kTargets =
     "\nTARGET is one of\n"
     "  ipmi://[USER@]HOST[:PORT][?suite=N]     ipmi-local:N\n"
-    "      ipmi also: &kg-file=FILE, &session=1.5-md5|1.5-password\n"
+    "      with ipmi also &kg-file=FILE and &session=1.5-md5|1.5-password\n"
     "  redfish://[USER@]HOST[:PORT]\n"
     "  cim+http://, cim+https://               the service processor's CIM server\n"
     "  esxi+http://, esxi+https://...?zmc=N    the CIM server of an ESXi host\n"

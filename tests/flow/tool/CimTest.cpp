@@ -84,7 +84,7 @@ TEST(CimFailures, TellWhatTheServerAnswered) {
     int exitCode;
     const char* note;
   } failures[] = {
-      {"leds", 14, "is not a CIM service: Connection closed by CIM Server."},
+      {"leds", 10, "leds: failed: the target cannot be reached (enumerate CIM_IndicatorLED: Connection closed by CIM"},
       {"system", 14, "is not a CIM service: HTTP Error (404"},
       {"generation", 13,
        "failed: the target sent an invalid response (enumerate CIM_SoftwareIdentity: HTTP Error (500"},
