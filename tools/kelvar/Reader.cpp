@@ -224,7 +224,7 @@ class Reading {
 Report ReadModel(const Target& target, const ReadOptions& options) {
   InventoryReaderOptions reader = options.reader;
   reader.connection = ForReading(target.Complete(reader.connection));
-  auto inventory = std::make_shared<InventoryReport>(ReadInventory(target, options.what, reader));
+  auto inventory = std::make_shared<InventoryReport>(ReadInventory(target, options.what, reader, options.waiting));
   Report report;
   report.target = target.address;
   report.protocol = target.protocol;

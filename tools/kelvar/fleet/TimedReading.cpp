@@ -17,6 +17,7 @@ TimedReading::TimedReading(Target target, std::optional<Target> partner, ReadOpt
   soFar_.protocol = target_.protocol;
   soFar_.operations = options_.operations;
   soFar_.start = std::chrono::system_clock::now();
+  current_ = options_.operations ? "the connection" : "the inventory";
   options_.begin = [this](const Operation& operation, std::size_t position, std::size_t count) {
     NoteBegin(operation, position, count);
   };

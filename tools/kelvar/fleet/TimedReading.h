@@ -45,7 +45,7 @@ class TimedReading : public WorkerPool::Task {
 
   mutable std::mutex mutex_;
   Report soFar_;
-  std::string current_ = "the connection";
+  std::string current_;
   std::string pause_;  ///< why the library pauses; empty: it does not
   Clock::time_point start_{};
   bool late_ = false;

@@ -70,7 +70,7 @@ std::vector<Model::Family> FamiliesOf(const std::vector<std::string>& words) {
 }
 
 InventoryReport ReadInventory(const Target& target, const std::vector<std::string>& words,
-                              const InventoryReaderOptions& options) {
+                              const InventoryReaderOptions& options, const Diagnostics::WaitListener& waiting) {
   InventoryReport report;
   report.target = target.address;
   report.protocol = WordOf(target.protocol);
@@ -81,8 +81,10 @@ InventoryReport ReadInventory(const Target& target, const std::vector<std::strin
   try {
     const ConnectionOptionsScope connection(target.Complete(ConnectionOptionsScope::Current()));
     InventoryReader reader(target.info, options);
+    report.diagnostics.SetWaitListener(waiting);
     const DiagnosticsScope scope(report.diagnostics);
     report.inventory = reader.Read(report.families);
+    report.diagnostics.SetWaitListener({});
     Conclude(report);
     TakeError(report);
   } catch (const std::exception& error) {

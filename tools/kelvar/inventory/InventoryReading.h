@@ -15,8 +15,8 @@ namespace Kelvar::Tool {
 std::vector<Model::Family> FamiliesOf(const std::vector<std::string>& words);
 
 /// Reads a target whose account is filled in. Whatever the target does ends in the report, never in an exception. Any
-/// thread; blocks until the reader's deadline at most.
+/// thread; `waiting` is told of pauses between two tries; blocks until the reader's deadline at most.
 InventoryReport ReadInventory(const Target& target, const std::vector<std::string>& words,
-                              const InventoryReaderOptions& options);
+                              const InventoryReaderOptions& options, const Diagnostics::WaitListener& waiting = {});
 
 }  // namespace Kelvar::Tool

@@ -264,6 +264,7 @@ void Fetcher::UseBasic() {
 }
 
 bool Fetcher::TryAfterPause(Job& job, const Rest::TransferResult& result) {
+  constexpr long kTooManyRequests = 429;
   const auto asked = RetryAfter(result.retryAfter, std::time(nullptr));
   if (job.waits >= (asked ? kMaxWaits : kMaxUnaskedWaits)) {
     return false;
@@ -271,7 +272,12 @@ bool Fetcher::TryAfterPause(Job& job, const Rest::TransferResult& result) {
   job.notBefore = Clock::now() + asked.value_or(seconds(2 + 3 * job.waits));
   const auto limit = request_.deadline.value_or(Clock::now() + seconds(180));
   ++job.waits;
-  return job.notBefore < limit;
+  if (job.notBefore >= limit) {
+    return false;
+  }
+  DiagnosticsRecorder::NoteWait(result.status == kTooManyRequests ? "HTTP 429, too many requests"
+                                                                  : "HTTP 503, the service is starting");
+  return true;
 }
 
 bool Fetcher::TryRedirect(Job& job, const Rest::TransferResult& result) {
@@ -284,6 +290,7 @@ bool Fetcher::TryRedirect(Job& job, const Rest::TransferResult& result) {
 }
 
 void Fetcher::Deliver(Job& job, Rest::TransferResult& result) {
+  DiagnosticsRecorder::NoteWait("");
   Reply reply;
   reply.status = result.status;
   reply.cause = result.cause;
