@@ -1,8 +1,9 @@
-// One operation of each backend, over and over: in each run another allocation or another socket call fails, once or
-// from then on. The caller gets a result code and nothing else, and no memory is lost. The environment variable
-// KELVAR_TORTURE=full tries every call; without it a sample is taken.
+// One operation of each backend, and a whole reading, over and over: in each run another allocation or another socket
+// call fails, once or from then on. The caller gets a result code and nothing else, and no memory is lost. The
+// environment variable KELVAR_TORTURE=full tries every call; without it a sample is taken.
 
 #include <kelvar/Diagnostics.h>
+#include <kelvar/InventoryReader.h>
 #include <kelvar/Log.h>
 #include <kelvar/NodeFirmwareInventory.h>
 
@@ -34,36 +35,59 @@ using KelvarConnection::ConnectionInfo;
 class Victim {
  public:
   virtual ~Victim() = default;
-  virtual std::unique_ptr<NodeFirmwareInventory> Connect() = 0;
-  virtual int Operate(NodeFirmwareInventory& inventory) = 0;
+  /// Makes an object; what comes back reads with it and gives a result.
+  virtual std::function<int()> Connect() = 0;
 };
+
+using Facade = std::shared_ptr<NodeFirmwareInventory>;
+
+template <auto operation, class Record>
+std::function<int()> ReadList(Facade inventory) {
+  return [inventory] {
+    std::vector<Record> list;
+    return static_cast<int>((inventory.get()->*operation)(list));
+  };
+}
+
+using Inventory = NodeFirmwareInventory;
 
 class RedfishVictim : public Victim {
  public:
   RedfishVictim() : info_(LoopbackInfo(KelvarConnection::CONNECTION_CASE_REDFISH, service_.Start(0))) {}
-  std::unique_ptr<NodeFirmwareInventory> Connect() override { return std::make_unique<NodeFirmwareInventory>(info_); }
-  int Operate(NodeFirmwareInventory& inventory) override {
-    std::vector<OtherSystemVPD> list;
-    return inventory.GetNodeOtherSystemVPD(list);
+  std::function<int()> Connect() override {
+    return ReadList<&Inventory::GetNodeOtherSystemVPD, OtherSystemVPD>(std::make_shared<Inventory>(info_));
   }
 
- private:
+ protected:
   Simulator::Machine machine_ = Simulator::LoadMachine("full", KELVAR_TEST_MACHINES);
   Simulator::RedfishServer service_{machine_};
   ConnectionInfo info_;
 };
 
+/// A whole reading by the links of the service.
+class ReaderVictim : public RedfishVictim {
+ public:
+  std::function<int()> Connect() override {
+    InventoryReaderOptions options;
+    options.deadline_seconds = 10;
+    const auto reader = std::make_shared<InventoryReader>(info_, options);
+    return [reader] {
+      const Model::Inventory inventory = reader->Read();
+      const bool told = std::none_of(inventory.results.begin(), inventory.results.end(),
+                                     [](const auto& result) { return result.status == Model::FamilyStatus::NotAsked; });
+      return told ? 0 : -1;
+    };
+  }
+};
+
 class CimVictim : public Victim {
  public:
   CimVictim() : info_(LoopbackInfo(KelvarConnection::CONNECTION_CASE_CIM_BMC, service_.Start(0))) {}
-  std::unique_ptr<NodeFirmwareInventory> Connect() override {
+  std::function<int()> Connect() override {
     BackendFactory parts;
     parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpCIM>(info_, [](u32) {});
-    return BackendFactory::MakeFacade(std::move(parts));
-  }
-  int Operate(NodeFirmwareInventory& inventory) override {
-    std::vector<KelvarNfw::NUMERICSENSORS> list;
-    return inventory.GetZMCNumericSensors(list);
+    return ReadList<&Inventory::GetZMCNumericSensors, KelvarNfw::NUMERICSENSORS>(
+        BackendFactory::MakeFacade(std::move(parts)));
   }
 
  private:
@@ -74,17 +98,14 @@ class CimVictim : public Victim {
 
 class IpmiVictim : public Victim {
  public:
-  std::unique_ptr<NodeFirmwareInventory> Connect() override {
+  std::function<int()> Connect() override {
     const auto info = LoopbackInfo(KelvarConnection::CONNECTION_CASE_IPMI_LAN, server_.Port());
     auto client = std::make_unique<IpmiClient>(info.Host, info.UserName, info.Password, std::to_string(info.Port), 3);
     client->SetTimings({10, 10, 2, 500, 30000});
     BackendFactory parts;
     parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpIPMI>(info, std::move(client));
-    return BackendFactory::MakeFacade(std::move(parts));
-  }
-  int Operate(NodeFirmwareInventory& inventory) override {
-    std::vector<KelvarNfw::NODEFIRMWAREBUILDID> list;
-    return inventory.GetNodeFirmwareBuildID(list);
+    return ReadList<&Inventory::GetNodeFirmwareBuildID, KelvarNfw::NODEFIRMWAREBUILDID>(
+        BackendFactory::MakeFacade(std::move(parts)));
   }
 
  private:
@@ -109,9 +130,9 @@ Outcome Run(Victim& victim, const FailPlan& plan) {
     const FailPoints points(plan);
     int code = 0;
     try {
-      const auto inventory = victim.Connect();
+      const auto read = victim.Connect();
       try {
-        code = victim.Operate(*inventory);
+        code = read();
       } catch (...) {
         code = -1;
       }
@@ -141,7 +162,7 @@ bool Leaks(Victim& victim, const FailPlan& plan) {
 template <class Target>
 class Torture : public testing::Test {};
 
-using Victims = testing::Types<RedfishVictim, CimVictim, IpmiVictim>;
+using Victims = testing::Types<RedfishVictim, CimVictim, IpmiVictim, ReaderVictim>;
 TYPED_TEST_SUITE(Torture, Victims);
 
 /// Of about so many calls.
