@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "common/log/LogMacros.h"
@@ -52,6 +53,15 @@ void FailRest(Inventory& inventory, const std::vector<Family>& families, Failure
     Model::FamilyResult& result = inventory.ResultOf(family);
     if (result.status == FamilyStatus::NotAsked) {
       result = {FamilyStatus::Failed, cause, Text::EscapeControl(why)};
+    }
+  }
+}
+
+void FailWithoutTexts(Inventory& inventory, const auto& families) noexcept {
+  for (const Family family : families) {
+    Model::FamilyResult& result = inventory.ResultOf(family);
+    if (result.status == FamilyStatus::NotAsked) {
+      result.status = FamilyStatus::Failed;
     }
   }
 }
@@ -123,15 +133,21 @@ Inventory InventoryReader::Read(const std::vector<Family>& families) {
     Run(request, state_->diagnostics, inventory);
     state_->loginRefused = state_->diagnostics.Cause() == FailureCause::LoginRefused;
   } catch (const std::exception&) {  // no memory even for the results' texts
-    for (const Family family : families) {
-      inventory.ResultOf(family).status = FamilyStatus::Failed;
-    }
+    FailWithoutTexts(inventory, families);
   }
   return inventory;
 }
 
 Inventory InventoryReader::Read() {
-  return Read({Model::kAllFamilies.begin(), Model::kAllFamilies.end()});
+  std::vector<Family> all;
+  try {
+    all.assign(Model::kAllFamilies.begin(), Model::kAllFamilies.end());
+  } catch (const std::bad_alloc&) {
+    Inventory inventory;
+    FailWithoutTexts(inventory, Model::kAllFamilies);
+    return inventory;
+  }
+  return Read(all);
 }
 
 const Diagnostics& InventoryReader::LastDiagnostics() const noexcept {
