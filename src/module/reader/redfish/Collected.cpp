@@ -9,6 +9,20 @@ std::string LinkedId(JsonValue object, std::string_view path) {
   return link ? IdOf(link->path) + (link->fragment.empty() ? "" : "#" + link->fragment) : std::string();
 }
 
+std::vector<JsonValue> Collected::RowsOf(JsonValue list) {
+  std::vector<JsonValue> rows = FirstOf(list, kMostRows + 1);
+  if (rows.size() > kMostRows) {
+    cut = true;
+    rows.pop_back();
+  }
+  return rows;
+}
+
+std::size_t Collected::Count() const {
+  return parts.size() + readings.size() + entries.size() + inventory->systems.size() + inventory->firmware.size() +
+         inventory->leds.size() + inventory->network_interfaces.size() + inventory->network_services.size();
+}
+
 std::string Collected::PlaceAbove(std::string_view id) const {
   for (std::string_view above = Above(id); !above.empty(); above = Above(above)) {
     const auto found = places.find(Lower(above));

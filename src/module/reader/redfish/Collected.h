@@ -38,7 +38,12 @@ struct Collected {
     std::optional<double> speedMbps;
   };
 
+  /// Records of one reading, and rows of one list.
+  static constexpr std::size_t kMostRecords = 100'000;
+  static constexpr std::size_t kMostRows = 5'000;
+
   FamilyMask wanted = 0;
+  bool cut = false;  ///< a list was, for it had more than any machine has
   Model::Inventory* inventory = nullptr;  ///< systems, firmware, LEDs and network stand there at once
   std::vector<Part> parts;
   std::vector<Reading> readings;
@@ -49,6 +54,10 @@ struct Collected {
   std::map<std::string, std::string> joined;       ///< parts told twice: id of the one left out -> id of the other
   std::map<std::string, std::string> hostNames;    ///< of managers, by their id in lower case
 
+  /// The rows of a list within a resource.
+  std::vector<JsonValue> RowsOf(JsonValue list);
+  /// Of all kinds together.
+  std::size_t Count() const;
   bool Wants(Model::Family family) const { return (wanted & MaskOf(family)) != 0; }
   /// The id of the nearest place that holds this id; empty without one.
   std::string PlaceAbove(std::string_view id) const;

@@ -172,7 +172,7 @@ std::string RowId(const Node& node, const char* list, std::size_t index) {
 
 void TakeRows(Collected& to, const Node& node, JsonValue json, const char* list, const KindRow& row) {
   std::size_t index = 0;
-  for (const JsonValue element : json[list].Elements()) {
+  for (const JsonValue element : to.RowsOf(json[list])) {
     const std::string id = RowId(node, list, index++);
     if (!element.IsObject()) {
       continue;

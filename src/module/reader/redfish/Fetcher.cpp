@@ -24,6 +24,7 @@ constexpr int kMaxWaits = 10;                // pauses that one request is given
 constexpr int kMaxUnaskedWaits = 2;          // the same, where the service names no time
 constexpr int kMaxSilences = 8;              // requests in a row without an answer, before the service counts as gone
 constexpr milliseconds kSessionGrace{5000};  // beyond the deadline, so that no session is left open
+constexpr std::size_t kMostBytes = std::size_t{128} << 20;  // of all responses of a reading
 constexpr u64 kPerformed = 0;                // id of the request that Perform() waits for
 
 std::string OriginOf(const KelvarConnection::ConnectionInfo& info) {
@@ -296,6 +297,10 @@ void Fetcher::Deliver(Job& job, Rest::TransferResult& result) {
   reply.cause = result.cause;
   reply.error = std::move(result.error);
   reply.body = std::move(result.body);
+  received_ += reply.body.size();
+  if (received_ > kMostBytes) {
+    Stop(FailureCause::TooLarge, "the service sends more than " + std::to_string(kMostBytes >> 20) + " MiB");
+  }
   if (reply.cause == FailureCause::None && (reply.status < 200 || reply.status > 299)) {
     reply.cause = Http::CauseOfStatus(reply.status);
     reply.cause = reply.cause == FailureCause::None ? FailureCause::BadData : reply.cause;

@@ -107,6 +107,7 @@ class Fetcher {
   u64 nextId_ = 1;
   double slowest_ = 0;
   int silences_ = 0;
+  std::size_t received_ = 0;
   bool answered_ = false;
   FailureCause stopped_ = FailureCause::None;
   std::string stopReason_;

@@ -85,7 +85,7 @@ void TakeLogEntry(Collected& to, const Node& node, JsonValue json) {
   record.severity = SeverityOf(json);
   record.message = MessageAt(json, "Message");
   record.message_id = MessageAt(json, "MessageId");
-  for (const JsonValue argument : json["MessageArgs"].Elements()) {
+  for (const JsonValue argument : FirstOf(json["MessageArgs"], kMostDetails)) {
     record.arguments.push_back(MessageAt(argument, ""));
   }
   record.source = SourceOf(json);

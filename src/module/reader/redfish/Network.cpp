@@ -72,7 +72,7 @@ std::optional<u32> PrefixOfMask(const std::string& mask) {
 }
 
 void TakeAddresses(NetworkInterface& into, JsonValue json) {
-  for (const JsonValue one : json["IPv4Addresses"].Elements()) {
+  for (const JsonValue one : FirstOf(json["IPv4Addresses"], kMostDetails)) {
     NetworkAddress address;
     address.address = AddressAt(one, "Address");
     address.prefix_length = PrefixOfMask(TextAt(one, "SubnetMask"));
@@ -84,7 +84,7 @@ void TakeAddresses(NetworkInterface& into, JsonValue json) {
     }
   }
   const std::string gateway = AddressAt(json, "IPv6DefaultGateway");
-  for (const JsonValue one : json["IPv6Addresses"].Elements()) {
+  for (const JsonValue one : FirstOf(json["IPv6Addresses"], kMostDetails)) {
     NetworkAddress address;
     address.address = AddressAt(one, "Address");
     address.prefix_length = CountAt(one, "PrefixLength");
@@ -115,7 +115,7 @@ std::optional<bool> UsesDhcp(const NetworkInterface& interface, JsonValue json) 
 std::vector<std::string> NameServersOf(JsonValue json) {
   std::vector<std::string> servers;
   for (const char* const list : {"NameServers", "StaticNameServers"}) {
-    for (const JsonValue one : json[list].Elements()) {
+    for (const JsonValue one : FirstOf(json[list], kMostDetails)) {
       std::string server = TextAt(one, "");
       std::array<unsigned char, 16> bytes{};
       const bool isAddress = inet_pton(AF_INET, server.c_str(), bytes.data()) == 1 ||

@@ -138,7 +138,8 @@ class Reading {
   bool ReadRoot();
   void TakeRoot(Reply& reply);
   void Visit(const Node& node, JsonValue json);
-  void VisitChassisSide(const Node& node, JsonValue json);
+  void Take(const Node& node, JsonValue json);
+  void TakeChassisSide(const Node& node, JsonValue json);
   void FollowLinks(const Node& node, JsonValue json);
   void FollowExcerpts(const Node& node, JsonValue json);
   void Finish();
@@ -229,7 +230,17 @@ void Reading::FollowExcerpts(const Node& node, JsonValue json) {
 }
 
 void Reading::Visit(const Node& node, JsonValue json) {
-  FollowLinks(node, json);
+  const bool full = collected_.Count() >= Collected::kMostRecords;
+  if (!full) {
+    FollowLinks(node, json);
+    Take(node, json);
+  }
+  if (full || std::exchange(collected_.cut, false)) {
+    walk_.NoteLimit(node.families, "more records than any machine has");
+  }
+}
+
+void Reading::Take(const Node& node, JsonValue json) {
   switch (node.role) {
     case Role::System:
     case Role::Manager:
@@ -260,11 +271,11 @@ void Reading::Visit(const Node& node, JsonValue json) {
       TakePort(collected_, node, json);
       return;
     default:
-      VisitChassisSide(node, json);
+      TakeChassisSide(node, json);
   }
 }
 
-void Reading::VisitChassisSide(const Node& node, JsonValue json) {
+void Reading::TakeChassisSide(const Node& node, JsonValue json) {
   switch (node.role) {
     case Role::Chassis:
       TakeSystem(collected_, node, json);

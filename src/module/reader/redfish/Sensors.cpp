@@ -135,7 +135,7 @@ Sensor FromRow(JsonValue json, const RowShape& row) {
 
 void TakeRows(Collected& to, const Node& node, JsonValue json, const RowShape& row) {
   std::size_t index = 0;
-  for (const JsonValue element : json[row.list].Elements()) {
+  for (const JsonValue element : to.RowsOf(json[row.list])) {
     const std::string id = node.id + "#/" + row.list + '/' + std::to_string(index++);
     // A temperature or voltage without a reading is a sensor that is off; other rows without one are none of a sensor:
     // power supplies of fans, limits of power.
@@ -156,7 +156,7 @@ class Excerpts {
   void Visit(JsonValue value, const std::string& path, std::string_view property, int depth) {
     if (value.IsArray()) {
       std::size_t index = 0;
-      for (const JsonValue element : value.Elements()) {
+      for (const JsonValue element : to_.RowsOf(value)) {
         Visit(element, path + '/' + std::to_string(index++), property, depth);
       }
       return;

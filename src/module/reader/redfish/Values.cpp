@@ -51,6 +51,14 @@ std::string WordAt(JsonValue object, std::string_view path) {
   return Word(TextAt(object, path));
 }
 
+std::vector<JsonValue> FirstOf(JsonValue array, std::size_t most) {
+  std::vector<JsonValue> elements = array.Elements();
+  if (elements.size() > most) {
+    elements.erase(elements.begin() + static_cast<std::ptrdiff_t>(most), elements.end());
+  }
+  return elements;
+}
+
 Status StatusOf(JsonValue resource) {
   const JsonValue told = resource["Status"];
   Status status;

@@ -31,6 +31,11 @@ std::string LinkAt(JsonValue object, std::string_view path);
 
 std::string WordAt(JsonValue object, std::string_view path);
 
+/// The first elements of an array: a short response can hold very many.
+std::vector<JsonValue> FirstOf(JsonValue array, std::size_t most);
+/// Of what a resource has few of: its addresses, the arguments of a message.
+constexpr std::size_t kMostDetails = 64;
+
 /// State and health of a resource; what is absent has no health.
 struct Status {
   std::string state;

@@ -101,7 +101,7 @@ Node* Walk::Enter(Node node) {
     return nullptr;
   }
   if (nodes_.size() >= request_.options.resource_limit) {
-    NoteLimit(node.families);
+    NoteLimit(node.families, "more than " + std::to_string(request_.options.resource_limit) + " resources");
     return nullptr;
   }
   nodes_.push_back(std::move(node));
@@ -109,8 +109,7 @@ Node* Walk::Enter(Node node) {
   return &nodes_.back();
 }
 
-void Walk::NoteLimit(FamilyMask families) {
-  const std::string why = "more than " + std::to_string(request_.options.resource_limit) + " resources";
+void Walk::NoteLimit(FamilyMask families, const std::string& why) {
   if (!std::exchange(limitReached_, true)) {
     DiagnosticsRecorder::AddGap(GapKind::Truncated, FailureCause::TooLarge, fetcher_.Origin(), why);
     KELVAR_LOG(2) << "The service has " << why << "; the rest is not read";
@@ -172,7 +171,9 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
 }
 
 void Walk::FollowLater(const Node& from, std::string link, Role role, FamilyMask families) {
-  if (!link.empty()) {
+  if (later_.size() >= request_.options.resource_limit) {
+    NoteLimit(families, "more than " + std::to_string(later_.size()) + " links");
+  } else if (!link.empty()) {
     later_.push_back({from, std::move(link), role, families});
   }
 }

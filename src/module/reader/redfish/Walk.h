@@ -97,6 +97,8 @@ class Walk {
   void FollowLater(const Node& from, std::string link, Role role, FamilyMask families);
   /// Works until nothing is left.
   void Run();
+  /// There is more than is read: says so of the families, once of the service.
+  void NoteLimit(FamilyMask families, const std::string& why);
 
   const Outcome& OutcomeOf(Model::Family family) const { return outcomes_[static_cast<std::size_t>(family)]; }
   /// Whether the resource has been read, or is known to be missing.
@@ -125,7 +127,6 @@ class Walk {
   bool Refetch(Node& node, const Reply& reply);
   void NoteExpansion(const Node& node, JsonValue members);
   void Fail(Node& node, FailureCause cause, const std::string& why);
-  void NoteLimit(FamilyMask families);
 
   const ReadRequest& request_;
   Fetcher& fetcher_;
