@@ -1,10 +1,13 @@
 // No answer makes the process grow beyond its ceiling: operations read the worst ones in a process of their own, which
 // tells how much it has grown.
 
+#include <kelvar/InventoryReader.h>
 #include <kelvar/NodeFirmwareInventory.h>
 
 #include <algorithm>
+#include <cctype>
 #include <fstream>
+#include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -59,7 +62,17 @@ constexpr auto* ReadSensors = &Read<&Inventory::GetZMCNumericSensors, KelvarNfw:
 constexpr auto* ReadLog = &Read<&Inventory::GetZMCMessageLogDataRedfish, KelvarNfw::ZMCMESSAGELOGDATAREST>;
 using Operation = Growth (*)(Inventory& inventory);
 
-Growth ReadInChild(const ConnectionInfo& target, Operation operation) {
+/// A whole reading into the model.
+Growth ReadModel(const ConnectionInfo& target) {
+  InventoryReaderOptions options;
+  options.deadline_seconds = 30;
+  const Model::Inventory read = InventoryReader(target, options).Read();
+  const std::size_t records = read.systems.size() + read.firmware.size() + read.components.size() +
+                              read.sensors.size() + read.log_entries.size() + read.network_interfaces.size();
+  return {0, 0, records};
+}
+
+Growth ReadInChild(const std::function<Growth()>& work) {
   int ends[2] = {-1, -1};
   if (pipe(ends) != 0) {
     return {};
@@ -68,8 +81,7 @@ Growth ReadInChild(const ConnectionInfo& target, Operation operation) {
   if (child == 0) {
     std::ofstream("/proc/self/clear_refs") << 5;  // the peak starts anew
     const std::size_t before = StatusBytes("VmRSS");
-    Inventory inventory(target);
-    Growth growth = operation(inventory);
+    Growth growth = work();
     growth.bytes = StatusBytes("VmHWM") - before;
     _exit(write(ends[1], &growth, sizeof growth) == sizeof growth ? 0 : 1);
   }
@@ -81,12 +93,19 @@ Growth ReadInChild(const ConnectionInfo& target, Operation operation) {
   return whole ? growth : Growth{};
 }
 
-void ExpectCeiling(const char* what, const ConnectionInfo& target, Operation operation) {
-  const Growth growth = ReadInChild(target, operation);
+void ExpectCeiling(const char* what, const std::function<Growth()>& work) {
+  const Growth growth = ReadInChild(work);
   testing::Test::RecordProperty("grown", std::to_string(growth.bytes / kMiB));
   std::printf("%-28s %4zu MiB, result %d, %zu records\n", what, growth.bytes / kMiB, growth.result, growth.records);
   EXPECT_LE(growth.bytes, kCeiling) << what;
   EXPECT_GE(growth.bytes, kRead) << what << " has not been read";
+}
+
+void ExpectCeiling(const char* what, const ConnectionInfo& target, Operation operation) {
+  ExpectCeiling(what, [&] {
+    Inventory inventory(target);
+    return operation(inventory);
+  });
 }
 
 /// `start`, then `piece` as often as fits and `most` allows, then `end`.
@@ -205,6 +224,78 @@ TEST(MemoryCeiling, HoldsForCim) {
   for (const Case& c : cases) {
     server.OnAnyClassReply(CimHttpReply(c.reply));
     ExpectCeiling(c.what, info, ReadCimLog);
+  }
+}
+
+std::string Link(const std::string& path) {
+  return R"({"@odata.id":")" + path + "\"}";
+}
+
+/// A collection of 1,000 members.
+std::string Members(const std::string& path) {
+  std::string members = R"({"Name":"c","Members":[)";
+  for (int number = 0; number < 1000; ++number) {
+    members += (number == 0 ? "" : ",") + Link(path + '/' + std::to_string(number));
+  }
+  return members + "]}";
+}
+
+TEST(MemoryCeiling, HoldsForReadingsOfWholeServices) {
+  const std::string name(20 * kMiB, 'x');
+  const std::string start = R"({"Id":"x","Name":"x",)";
+  const auto filled = [&](const std::string& list, const std::string& piece, std::size_t pieces) {
+    return Fill(start + '"' + list + "\":[", piece + ',', "0]}", pieces, 31 * kMiB);
+  };
+  struct Case {
+    const char* what;
+    const char* collection;  ///< whose members are all this
+    std::string member;
+  };
+  const Case cases[] = {
+      {"firmware, long versions", "UpdateService/FirmwareInventory", start + R"("Version":")" + name + "\"}"},
+      {"chassis, long names", "Chassis", R"({"Id":"x","Model":")" + name + "\"}"},
+      {"chassis, many links", "Chassis",
+       start + R"("Links":{"Contains":[)" + Fill("", Link("/redfish/v1/Chassis/1") + ',', "0", 160'000, 31 * kMiB) +
+           "]}}"},
+      {"thermal, many rows", "Chassis/1/Thermal", filled("Temperatures", R"({"ReadingCelsius":1})", 200'000)},
+      {"log, many arguments", "Systems/1/LogServices/1/Entries", filled("MessageArgs", R"("")", 490'000)},
+      {"interfaces, many addresses", "Managers/1/EthernetInterfaces",
+       filled("IPv6Addresses", R"({"Address":"fe80::1"})", 240'000)},
+      {"interfaces, many servers", "Managers/1/EthernetInterfaces", filled("NameServers", R"("192.0.2.1")", 490'000)},
+  };
+  ScriptedHttpServer server({.tls = true});
+  const std::string root = "/redfish/v1/";
+  server.On(root, HttpReply(R"({"RedfishVersion":"1.9.0","Systems":)" + Link(root + "Systems") + R"(,"Managers":)" +
+                            Link(root + "Managers") + R"(,"Chassis":)" + Link(root + "Chassis") +
+                            R"(,"UpdateService":)" + Link(root + "UpdateService") + '}'));
+  ConnectionInfo info;
+  info.ConnectionCase = KelvarConnection::CONNECTION_CASE_REDFISH;
+  info.Host = "127.0.0.1";
+  info.Port = server.Port();
+  for (const Case& c : cases) {
+    const std::string collection = root + c.collection;
+    server.OnAnythingElse([&](const HttpRequest& request) {
+      const std::string& path = request.target;
+      if (path == collection) {
+        return HttpReply(Members(path));
+      }
+      if (path.rfind(collection + '/', 0) == 0) {
+        return HttpReply(c.member);
+      }
+      // a resource above the collection: it has one member, and links to what is below it
+      const std::string next = collection.substr(0, collection.find('/', path.size() + 1));
+      if (collection.rfind(path + '/', 0) != 0) {
+        return HttpReply(404, "");
+      }
+      const bool isMember = std::isdigit(static_cast<unsigned char>(next.back())) != 0;
+      const std::string property = next.substr(path.size() + 1);
+      return HttpReply(isMember ? R"({"Name":"c","Members":[)" + Link(next) + "]}"
+                                : start + '"' + property + "\":" + Link(next) + '}');
+    });
+    const Growth growth = ReadInChild([&] { return ReadModel(info); });
+    std::printf("%-28s %4zu MiB, %zu records\n", c.what, growth.bytes / kMiB, growth.records);
+    EXPECT_LE(growth.bytes, kCeiling) << c.what;
+    EXPECT_GT(growth.records, 0U) << c.what << " has not been read";
   }
 }
 

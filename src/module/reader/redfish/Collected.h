@@ -43,7 +43,7 @@ struct Collected {
   static constexpr std::size_t kMostRows = 5'000;
 
   FamilyMask wanted = 0;
-  bool cut = false;  ///< a list was, for it had more than any machine has
+  bool cut = false;                       ///< a list was, for it had more than any machine has
   Model::Inventory* inventory = nullptr;  ///< systems, firmware, LEDs and network stand there at once
   std::vector<Part> parts;
   std::vector<Reading> readings;

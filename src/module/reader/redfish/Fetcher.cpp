@@ -24,8 +24,11 @@ constexpr int kMaxWaits = 10;                // pauses that one request is given
 constexpr int kMaxUnaskedWaits = 2;          // the same, where the service names no time
 constexpr int kMaxSilences = 8;              // requests in a row without an answer, before the service counts as gone
 constexpr milliseconds kSessionGrace{5000};  // beyond the deadline, so that no session is left open
+constexpr std::size_t kBytesAtOnce = std::size_t{128} << 20;  // of all responses that are under way
+constexpr std::size_t kLeastBody = std::size_t{16} << 20;
+constexpr std::size_t kMostBody = std::size_t{32} << 20;
 constexpr std::size_t kMostBytes = std::size_t{128} << 20;  // of all responses of a reading
-constexpr u64 kPerformed = 0;                // id of the request that Perform() waits for
+constexpr u64 kPerformed = 0;                               // id of the request that Perform() waits for
 
 std::string OriginOf(const KelvarConnection::ConnectionInfo& info) {
   const bool bracketed = info.AddressFamily == 1;
@@ -37,6 +40,7 @@ Rest::MultiTransfer::Options TransferOptions(const InventoryReaderOptions& optio
   transfer.connections = options.requests_at_once;
   transfer.tlsCaFile = options.connection.tls_ca_file;
   transfer.tlsPinnedFingerprint = options.connection.tls_pinned_fingerprint;
+  transfer.maxBodyBytes = std::clamp(kBytesAtOnce / options.requests_at_once, kLeastBody, kMostBody);
   if (options.connection.response_limit_bytes != 0) {
     transfer.maxBodyBytes = std::min<u64>(transfer.maxBodyBytes, options.connection.response_limit_bytes);
   }
