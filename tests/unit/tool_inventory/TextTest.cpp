@@ -34,14 +34,13 @@ TEST(IsoTime, NeedsAZoneAndARealDate) {
   EXPECT_EQ(SecondsOfIsoTime("2026-03-20T08:15:00+1"), std::nullopt);
 }
 
-TEST(TableLayout, WrapsBeforeItDropsTheLeastImportant) {
+TEST(TableLayout, DropsTheLeastImportantAndWrapsLongTexts) {
   const std::vector<TableColumn> columns = {
       {"Name", 9, false, false}, {"Text", 8, true, false}, {"Extra", 1, false, false}};
   const std::vector<TableRow> rows = {{{"fan", "a long text that goes on", "xtra"}, Model::Health::Critical}};
   EXPECT_EQ(LayoutTable(columns, rows, 0, Colour::Never),
             "  Name  Text                      Extra\n  fan   a long text that goes on  xtra\n");
-  EXPECT_EQ(LayoutTable(columns, rows, 32, Colour::Never),
-            "  Name  Text               Extra\n  fan   a long text that   xtra\n        goes on\n");
+  EXPECT_EQ(LayoutTable(columns, rows, 32, Colour::Never), "  Name  Text\n  fan   a long text that goes on\n");
   EXPECT_EQ(LayoutTable(columns, rows, 24, Colour::Never), "  Name  Text\n  fan   a long text that\n        goes on\n");
   for (std::size_t width = 18; width < 50; ++width) {
     const std::string table = LayoutTable(columns, rows, width, Colour::Never);

@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::size_t kIndent = 2;
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kLeastWrapped = 16;
 
 bool ContinuesCharacter(char byte) {
   return (static_cast<u8>(byte) & 0xC0) == 0x80;
@@ -60,19 +59,30 @@ std::size_t TotalOf(const ShownColumns& shown) {
          kGap;
 }
 
-/// Takes the excess from the widest column that wraps. False when there is none to take from.
-bool Narrow(const std::vector<TableColumn>& columns, ShownColumns& shown, std::size_t excess, bool lastOne) {
-  ShownColumn* widest = nullptr;
-  for (ShownColumn& column : shown) {
-    const bool able = (columns[column.index].wraps || lastOne) && column.width > kLeastWrapped;
-    if (able && (widest == nullptr || column.width > widest->width)) {
-      widest = &column;
+/// How narrow a text that wraps may get. With many columns it is better to leave one out than to break every text.
+std::size_t LeastWidth(std::size_t columns) {
+  constexpr std::size_t kComfortable = 24;
+  constexpr std::size_t kLeast = 12;
+  constexpr std::size_t kFew = 2;
+  return columns > kFew ? kComfortable : kLeast;
+}
+
+/// Takes the excess from the columns that wrap. False when they cannot give so much.
+bool Narrow(const std::vector<TableColumn>& columns, ShownColumns& shown, std::size_t width) {
+  const std::size_t least = LeastWidth(shown.size());
+  while (TotalOf(shown) > width) {
+    ShownColumn* widest = nullptr;
+    for (ShownColumn& column : shown) {
+      const bool able = (columns[column.index].wraps || shown.size() == 1) && column.width > least;
+      if (able && (widest == nullptr || column.width > widest->width)) {
+        widest = &column;
+      }
     }
+    if (widest == nullptr) {
+      return false;
+    }
+    widest->width = std::max(least, widest->width - std::min(TotalOf(shown) - width, widest->width));
   }
-  if (widest == nullptr) {
-    return false;
-  }
-  widest->width = std::max(kLeastWrapped, widest->width - std::min(excess, widest->width));
   return true;
 }
 
@@ -84,16 +94,15 @@ void DropLeast(const std::vector<TableColumn>& columns, ShownColumns& shown) {
 }
 
 ShownColumns Fitted(const std::vector<TableColumn>& columns, const std::vector<TableRow>& rows, std::size_t width) {
-  ShownColumns shown = WithText(columns, rows);
-  while (width != 0 && !shown.empty() && TotalOf(shown) > width) {
-    if (!Narrow(columns, shown, TotalOf(shown) - width, shown.size() == 1)) {
-      if (shown.size() == 1) {
-        break;
-      }
-      DropLeast(columns, shown);
+  ShownColumns natural = WithText(columns, rows);
+  while (width != 0 && !natural.empty()) {
+    ShownColumns shown = natural;
+    if (Narrow(columns, shown, width) || natural.size() == 1) {
+      return shown;
     }
+    DropLeast(columns, natural);
   }
-  return shown;
+  return natural;
 }
 
 std::string Padded(const std::string& text, std::size_t width, bool right) {
