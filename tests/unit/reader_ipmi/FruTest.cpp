@@ -67,7 +67,7 @@ Bytes Area(Bytes body) {
 
 Bytes Field(u8 type, const std::string& text) {
   Bytes bytes(text.begin(), text.end());
-  bytes.insert(bytes.begin(), static_cast<u8>(type << 6 | text.size()));
+  bytes.insert(bytes.begin(), static_cast<u8>((std::size_t{type} << 6U) | text.size()));
   return bytes;
 }
 
