@@ -22,7 +22,7 @@ void Row(const BenchOptions& options, const char* name, const CimReply& reply,
   const BenchServer server(reply);
   const Cost bare = Measure([&] {
     const CIMConnection connection("root/cimv2", server.Info());
-    Check(EnumerateAll(*connection.GetCIMClient(), "root/cimv2", reply.className.c_str()).size() == reply.instances);
+    Check(EnumerateAll(connection, "root/cimv2", reply.className.c_str()).size() == reply.instances);
   });
   const Cost whole = Measure([&] {
     NodeFirmwareInventoryImpCIM backend(server.Info());

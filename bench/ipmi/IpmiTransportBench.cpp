@@ -139,7 +139,9 @@ class Comparison {
         sent[peer] += relay ? relay->FromClient() : 0;
       }
     }
-    const auto each = [&](int peer) { return static_cast<double>(sent[peer]) / (kRounds * count); };
+    const auto each = [&](int peer) {
+      return static_cast<double>(sent[peer]) / static_cast<double>(kRounds) / static_cast<double>(count);
+    };
     std::printf("%-44s %9.1f %9.1f %7.2f %6d %6d %8.2f %8.2f\n", what, scores[0].Rate(), scores[1].Rate(),
                 scores[0].Rate() / scores[1].Rate(), scores[0].failed, scores[1].failed, each(0), each(1));
     options_.Print({std::string("IPMI ") + what, "FreeIPMI library", scores[0].Each(), scores[1].Each()});

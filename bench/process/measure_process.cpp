@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
     }
   }
   posix_spawn_file_actions_destroy(&silence);
-  for (const Operation& command : commands) {
+  for (const Command& command : commands) {
     std::printf("%.6f %.6f %.2f\n", Median(command.wall), Median(command.cpu), command.peakMiB);
   }
   return 0;
