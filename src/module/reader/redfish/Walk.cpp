@@ -151,7 +151,7 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
   node.path = std::move(link->path);
   node.fragment = std::move(link->fragment);
   if (!node.fragment.empty() && HasVisited(node.path)) {
-    return;  // it stands in a resource that is read as a whole
+    return;  // it is part of a resource that is read as a whole
   }
   node.id = IdOf(WithoutQuery(node.path)) + (node.fragment.empty() ? "" : "#" + node.fragment);
   node.above = from.id;

@@ -62,7 +62,7 @@ constexpr FamilyMask MaskOf(Model::Family family) {
 struct Node {
   Role role = Role::Root;
   std::string path;      ///< as it is asked for
-  std::string fragment;  ///< of the resource within what stands at the path
+  std::string fragment;  ///< of the resource within the document at the path
   std::string id;
   std::string above;         ///< id of the resource that links to it
   FamilyMask families = 0;   ///< that lack something without it
