@@ -59,6 +59,7 @@ constexpr const char* kTargets =
 constexpr const char* kCommands =
     "\nOther commands\n"
     "  kelvar health TARGET...           one verdict a machine, for people and scripts\n"
+    "  kelvar diff A B                   what differs between two runs or targets\n"
     "  kelvar probe HOST                 which protocols answer, and why others do not\n"
     "  kelvar raw TARGET PATH            one Redfish resource as JSON\n"
     "  kelvar operation TARGET [NAME...] the library's fixed operations\n"

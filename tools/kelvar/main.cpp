@@ -15,6 +15,7 @@
 #include "tools/kelvar/RawResource.h"
 #include "tools/kelvar/fleet/Fleet.h"
 #include "tools/kelvar/fleet/Health.h"
+#include "tools/kelvar/fleet/RunDiff.h"
 #include "tools/kelvar/fleet/SingleTarget.h"
 #include "tools/kelvar/serve/Serve.h"
 
@@ -63,11 +64,8 @@ struct Mode {
 };
 
 /// Words in the place of the target; anything else is one.
-constexpr Mode kModes[] = {{"health", HealthMain},
-                           {"operation", ReadOperations},
-                           {"probe", ProbeHost},
-                           {"raw", RawMain},
-                           {"serve", Serve::Main}};
+constexpr Mode kModes[] = {{"diff", DiffMain},   {"health", HealthMain}, {"operation", ReadOperations},
+                           {"probe", ProbeHost}, {"raw", RawMain},       {"serve", Serve::Main}};
 
 int Dispatch(int argc, const char* const* argv) {
   for (const Mode& mode : kModes) {

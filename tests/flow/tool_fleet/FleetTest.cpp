@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 #include <sstream>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -366,6 +367,49 @@ TEST_F(Fleet, RefusesOptionsThatMakeNoSense) {
        }) {
     EXPECT_EQ(RunTool(arguments).exitCode, 2) << arguments.back();
   }
+}
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  const std::size_t position = text.find(from);
+  EXPECT_NE(position, std::string::npos) << from;
+  return position == std::string::npos ? text : text.replace(position, from.size(), to);
+}
+
+TEST_F(Fleet, DiffComparesFilesAndTargets) {
+  const std::string line = RunTool({"demo:", "--format", "jsonl"}).output;
+  const std::string before = File("before.json", RunTool({"demo:", "--format", "json"}).output);
+  const std::string after = File("after", Replaced(line, "TBC119H-2.31", "TBC120A-1.00"));
+
+  const CommandResult changed = RunTool({"diff", before, after});
+  EXPECT_EQ(changed.exitCode, 22);
+  EXPECT_EQ(
+      changed.output,
+      "demo:: firmware UpdateService/FirmwareInventory/BMC-Backup version: \"TBC119H-2.31\" -> \"TBC120A-1.00\"\n");
+  rapidjson::Document document;
+  document.Parse(RunTool({"diff", after, before, "--format", "json"}).output.c_str());
+  ASSERT_TRUE(document.IsArray());
+  ASSERT_EQ(document.Size(), 1U);
+  EXPECT_STREQ(document[0]["after"].GetString(), "TBC119H-2.31");
+
+  EXPECT_EQ(RunTool({"diff", before, "demo:"}).exitCode, 0);
+  const CommandResult machines = RunTool({"diff", "demo:", "demo:?machine=rack-gen7"});
+  EXPECT_EQ(machines.exitCode, 22);
+  EXPECT_THAT(machines.output, HasSubstr("serial_number: \"KV4A017\" -> "));
+}
+
+TEST_F(Fleet, DiffTellsWhatItCouldNotCompare) {
+  const std::string all = File("all", RunTool({"demo:", "--format", "jsonl"}).output);
+  const std::string less = File("less", RunTool({"demo:", "firmware", "--format", "jsonl"}).output);
+  for (const auto& [one, other] : {std::pair(all, less), std::pair(less, all)}) {
+    const CommandResult part = RunTool({"diff", one, other});
+    EXPECT_EQ(part.exitCode, 20);
+    EXPECT_THAT(part.output, HasSubstr("components not compared"));
+  }
+  EXPECT_EQ(RunTool({"diff", all, "redfish://admin@127.0.0.1:9"}).exitCode, 10);
+  const CommandResult wrong = RunTool({"diff", all, File("wrong", "[{\"a\": 1}]")});
+  EXPECT_EQ(wrong.exitCode, 2);
+  EXPECT_THAT(wrong.errors, HasSubstr("not of reports"));
+  EXPECT_EQ(RunTool({"diff", all, File("empty.json", "[]")}).exitCode, 22);
 }
 
 }  // namespace

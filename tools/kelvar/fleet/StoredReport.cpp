@@ -5,7 +5,9 @@
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
+#include <iterator>
 #include <string_view>
+#include <utility>
 
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
@@ -110,17 +112,8 @@ bool IsCutReport(const std::string& line) {
   return document.HasParseError() && line.compare(0, length, kBeginning.substr(0, length)) == 0;
 }
 
-}  // namespace
-
-std::string ValueOf(const StoredReport::Record& record, const std::string& field) {
-  const auto found = std::find_if(record.begin(), record.end(), [&](const auto& pair) { return pair.first == field; });
-  return found == record.end() ? std::string() : found->second;
-}
-
-std::optional<StoredReport> ParseStoredReport(const std::string& line) {
-  rapidjson::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
-  if (document.HasParseError() || !document.IsObject()) {
+std::optional<StoredReport> StoredReportOf(const rapidjson::Value& document) {
+  if (!document.IsObject()) {
     return std::nullopt;
   }
   StoredReport report;
@@ -144,6 +137,46 @@ std::optional<StoredReport> ParseStoredReport(const std::string& line) {
   return report;
 }
 
+/// Of several reports of one target the last that has a part counts.
+void Add(StoredReport report, std::map<std::string, StoredReport>& stored) {
+  StoredReport& all = stored[report.target];
+  report.parts.merge(all.parts);  // which leaves what both have
+  all = std::move(report);
+}
+
+/// The reports of a document over several lines, which is one or an array of them.
+std::map<std::string, StoredReport> ReportsOf(const rapidjson::Document& document, const std::string& file) {
+  std::map<std::string, StoredReport> stored;
+  const auto take = [&](const rapidjson::Value& value) {
+    auto report = StoredReportOf(value);
+    if (!report) {
+      throw ToolError(ExitCode::Usage, file + " is JSON, but not of reports");
+    }
+    Add(std::move(*report), stored);
+  };
+  if (!document.IsArray()) {
+    take(document);
+    return stored;
+  }
+  for (const rapidjson::Value& value : document.GetArray()) {
+    take(value);
+  }
+  return stored;
+}
+
+}  // namespace
+
+std::string ValueOf(const StoredReport::Record& record, const std::string& field) {
+  const auto found = std::find_if(record.begin(), record.end(), [&](const auto& pair) { return pair.first == field; });
+  return found == record.end() ? std::string() : found->second;
+}
+
+std::optional<StoredReport> ParseStoredReport(const std::string& line) {
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
+  return document.HasParseError() ? std::nullopt : StoredReportOf(document);
+}
+
 std::map<std::string, StoredReport> ReadStoredReports(const std::string& file) {
   std::ifstream lines(file);
   std::map<std::string, StoredReport> stored;
@@ -151,9 +184,7 @@ std::map<std::string, StoredReport> ReadStoredReports(const std::string& file) {
   for (std::string line; std::getline(lines, line);) {
     ++number;
     if (auto report = ParseStoredReport(line)) {
-      StoredReport& all = stored[report->target];
-      report->parts.merge(all.parts);  // which leaves what both have
-      all = std::move(*report);
+      Add(std::move(*report), stored);
     } else if (!IsCutReport(line)) {
       throw ToolError(ExitCode::Usage,
                       file + " is not a run saved as jsonl: line " + std::to_string(number) + " is not a report");
@@ -163,6 +194,14 @@ std::map<std::string, StoredReport> ReadStoredReports(const std::string& file) {
     throw ToolError(ExitCode::Usage, "cannot read " + file + ": " + std::strerror(errno));
   }
   return stored;
+}
+
+std::map<std::string, StoredReport> ReadAnyReports(const std::string& file) {
+  std::ifstream content(file);
+  const std::string text((std::istreambuf_iterator<char>(content)), std::istreambuf_iterator<char>());
+  rapidjson::Document document;
+  document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
+  return document.HasParseError() ? ReadStoredReports(file) : ReportsOf(document, file);
 }
 
 bool IsComplete(const std::map<std::string, StoredReport>& stored, const ListedTarget& listed) {

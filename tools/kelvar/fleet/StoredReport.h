@@ -35,6 +35,9 @@ std::optional<StoredReport> ParseStoredReport(const std::string& line);
 /// any other line is not a report.
 std::map<std::string, StoredReport> ReadStoredReports(const std::string& file);
 
+/// The same of a file of JSON over several lines too, as --format json prints.
+std::map<std::string, StoredReport> ReadAnyReports(const std::string& file);
+
 /// Whether a former run read all that is asked of a target now.
 bool IsComplete(const std::map<std::string, StoredReport>& stored, const ListedTarget& listed);
 
