@@ -33,4 +33,16 @@ def visit(service, resource):
 urllib3.disable_warnings()
 login = sushy.auth.BasicAuth(username="admin", password="kelvar-demo")
 root = sushy.Sushy(f"https://127.0.0.1:{sys.argv[1]}/redfish/v1/", verify=False, auth=login)
+get = root._conn.get
+count = 1  # the service root
+
+
+def counted(*arguments, **options):
+    global count
+    count += 1
+    return get(*arguments, **options)
+
+
+root._conn.get = counted
 visit(root, root)
+print(count, "requests")

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Runs benches and prints one table of ratios: table.py BUILD_DIR [--quick] [NAME...].
 
-A NAME is a bench program, or "processes" for the comparison of whole processes; by default all that have rows for the
-table. Every ratio is what kelvar took by what the other took in the same run: below 1 kelvar is the faster.
+A NAME is a bench program, or "processes", "redfish-reader" or "ipmi-reader" for comparisons of whole processes; by
+default all that have rows for the table. Every ratio is what kelvar took by what the other took in the same run: below 1 kelvar is the faster.
 """
 
 import pathlib
@@ -10,9 +10,13 @@ import subprocess
 import sys
 
 import processes
+import readers
 
 WITH_ROWS = ("cim_enumerate_bench", "cim_operations_bench", "fleet_bench", "ipmi_components_bench",
              "ipmi_transport_bench", "redfish_bench")
+OF_PROCESSES = {"processes": processes.rows,
+                "redfish-reader": lambda build, quick: readers.rows(build, quick, "redfish"),
+                "ipmi-reader": lambda build, quick: readers.rows(build, quick, "ipmi")}
 COLUMNS = ("operation", "compared with", "wall", "CPU", "ms", "other ms", "MiB", "other MiB", "requests", "connections")
 
 
@@ -66,7 +70,7 @@ def main():
     build, *names = [argument for argument in sys.argv[1:] if argument != "--quick"]
     quick = "--quick" in sys.argv[1:]
     programs = sorted(pathlib.Path(build, "bench").glob("*/*_bench"))
-    unknown = set(names) - {program.name for program in programs} - {"processes"}
+    unknown = set(names) - {program.name for program in programs} - set(OF_PROCESSES)
     if unknown:
         sys.exit(f"no such bench: {' '.join(sorted(unknown))}")
     rows = []
@@ -74,9 +78,10 @@ def main():
         if program.name in (names or WITH_ROWS):
             print(f"== {program.name}", flush=True)
             rows += bench_rows(program, quick)
-    if not names or "processes" in names:
-        print("== processes", flush=True)
-        rows += processes.rows(build, quick)
+    for name, make_rows in OF_PROCESSES.items():
+        if name in (names or OF_PROCESSES):
+            print(f"== {name}", flush=True)
+            rows += make_rows(build, quick)
     print("\n== ratios: kelvar by the other; below 1 kelvar is the faster")
     print_table(rows)
 
