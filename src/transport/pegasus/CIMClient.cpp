@@ -1,9 +1,9 @@
 #include <Pegasus/Client/CIMClient.h>
 
-#include "EnumerateRequest.h"
-#include "HttpTransport.h"
-#include "ReplyParser.h"
 #include "common/diagnostics/ConnectionLimits.h"
+#include "transport/pegasus/EnumerateRequest.h"
+#include "transport/pegasus/HttpTransport.h"
+#include "transport/pegasus/ReplyParser.h"
 
 namespace Pegasus {
 

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "NameRules.h"
-
 namespace Pegasus {
 
 namespace {

@@ -3,7 +3,7 @@
 #include <array>
 #include <charconv>
 
-#include "ValueText.h"
+#include "transport/pegasus/ValueCodec.h"
 
 namespace Pegasus {
 

@@ -1,6 +1,6 @@
-#include "EnumerateRequest.h"
+#include "transport/pegasus/EnumerateRequest.h"
 
-#include "PercentText.h"
+#include "transport/pegasus/PercentEncoding.h"
 
 namespace Pegasus::Detail {
 

@@ -1,4 +1,4 @@
-#include "HttpHead.h"
+#include "transport/pegasus/HttpHead.h"
 
 #include <strings.h>
 
@@ -7,7 +7,7 @@
 
 #include <Pegasus/Client/CIMClientException.h>
 
-#include "PercentText.h"
+#include "transport/pegasus/PercentEncoding.h"
 
 namespace Pegasus::Detail {
 

@@ -1,4 +1,4 @@
-#include "HttpTransport.h"
+#include "transport/pegasus/HttpTransport.h"
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -11,7 +11,7 @@
 
 #include "common/http/FailureOf.h"
 
-#include "HttpHead.h"
+#include "transport/pegasus/HttpHead.h"
 
 namespace Pegasus::Detail {
 

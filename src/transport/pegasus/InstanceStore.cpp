@@ -1,10 +1,10 @@
-#include "InstanceStore.h"
+#include "transport/pegasus/InstanceStore.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
-#include "ValueText.h"
+#include "transport/pegasus/ValueCodec.h"
 
 namespace Pegasus {
 

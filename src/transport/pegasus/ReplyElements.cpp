@@ -1,4 +1,4 @@
-#include "ReplyElements.h"
+#include "transport/pegasus/ReplyElements.h"
 
 #include <array>
 #include <cstddef>

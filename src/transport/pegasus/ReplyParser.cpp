@@ -1,4 +1,4 @@
-#include "ReplyParser.h"
+#include "transport/pegasus/ReplyParser.h"
 
 #include <expat.h>
 
@@ -91,10 +91,10 @@ void ReplyParser::Feed(std::string_view bytes) {
     if (held_.size() + piece.size() < std::min(unread_, kPiece)) {
       held_ += piece;
     } else if (held_.empty()) {
-      Parse(repair_.Take(piece), false);
+      Parse(sanitizer_.Take(piece), false);
     } else {
       held_ += piece;
-      Parse(repair_.Take(held_), false);
+      Parse(sanitizer_.Take(held_), false);
       held_.clear();
     }
   }
@@ -111,8 +111,8 @@ void ReplyParser::Parse(std::string_view bytes, bool last) {
 }
 
 Array<CIMInstance> ReplyParser::Finish() {
-  Parse(repair_.Take(held_), false);
-  Parse(repair_.Finish(), true);
+  Parse(sanitizer_.Take(held_), false);
+  Parse(sanitizer_.Finish(), true);
   if (!answered_) {
     FailSemantics("no IMETHODRESPONSE");
   }

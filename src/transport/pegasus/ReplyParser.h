@@ -12,11 +12,11 @@
 #include <Pegasus/Common/Array.h>
 #include <Pegasus/Common/CIMInstance.h>
 
-#include "InstanceStore.h"
-#include "PathText.h"
-#include "ReplyElements.h"
-#include "ReplyRepair.h"
-#include "ReplyValue.h"
+#include "transport/pegasus/InstanceStore.h"
+#include "transport/pegasus/ObjectPathBuilder.h"
+#include "transport/pegasus/ReplyElements.h"
+#include "transport/pegasus/Utf8Sanitizer.h"
+#include "transport/pegasus/ValueCodec.h"
 
 struct XML_ParserStruct;
 
@@ -98,7 +98,7 @@ class ReplyParser {
   void CloseReference();
   void CloseInstance();
   Element Parent() const noexcept;
-  PathText& Path() noexcept { return paths_[pathCount_ - 1]; }
+  ObjectPathBuilder& Path() noexcept { return paths_[pathCount_ - 1]; }
 
   void Parse(std::string_view bytes, bool last);
   void Check(int status);
@@ -117,7 +117,7 @@ class ReplyParser {
   const ReplyLimits limits_;
   std::unique_ptr<XML_ParserStruct, ParserFree> parser_;
   std::exception_ptr failure_;
-  ReplyRepair repair_;
+  Utf8Sanitizer sanitizer_;
   std::size_t fed_ = 0;
   std::size_t parsed_ = 0;
   /// Of the token that has begun. The XML parser reads all of it again whenever it gets more, so it gets small pieces
@@ -135,7 +135,7 @@ class ReplyParser {
   bool inCdata_ = false;
 
   // Paths inside keys of paths; those behind the count wait for their next use.
-  std::vector<PathText> paths_;
+  std::vector<ObjectPathBuilder> paths_;
   std::size_t pathCount_ = 0;
   std::size_t pathBytes_ = 0;
   std::string keyType_;

@@ -1,9 +1,8 @@
 #include <charconv>
 #include <cstring>
 
-#include "NameRules.h"
-#include "ReplyParser.h"
-#include "ValueText.h"
+#include "transport/pegasus/ReplyParser.h"
+#include "transport/pegasus/ValueCodec.h"
 
 namespace Pegasus::Detail {
 
@@ -226,7 +225,7 @@ void ReplyParser::ClosePath() {
     Path().AppendTo(text);
   }
   --pathCount_;
-  if (text.size() > PathText::kMaxBytes) {
+  if (text.size() > ObjectPathBuilder::kMaxBytes) {
     FailLongPath();
   }
   pathBytes_ += text.size();
@@ -246,7 +245,7 @@ void ReplyParser::FailLongValue() const {
 }
 
 void ReplyParser::FailLongPath() const {
-  FailLimit("an object path of more than " + std::to_string(PathText::kMaxBytes) + " bytes");
+  FailLimit("an object path of more than " + std::to_string(ObjectPathBuilder::kMaxBytes) + " bytes");
 }
 
 void ReplyParser::CloseReference() {

@@ -1,8 +1,17 @@
 #pragma once
 
+#include <string_view>
+
 #include <Pegasus/Common/Exception.h>
 
 namespace Pegasus {
+
+namespace Detail {
+
+/// Letters, digits, "_" and everything beyond ASCII; no digit in front.
+bool IsLegalName(std::string_view name) noexcept;
+
+}  // namespace Detail
 
 /// Name of a class, property or qualifier. Compares without case. Throws InvalidNameException for what is no name.
 class CIMName {

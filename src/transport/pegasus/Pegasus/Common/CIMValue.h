@@ -29,7 +29,7 @@ class CIMValue {
   CIMValue(const T& value);
   template <typename T, std::enable_if_t<Detail::IsScalar<T>, int> = 0>
   CIMValue(const Array<T>& values);
-  /// From the stored form; see ValueText.h.
+  /// From the stored form; see ValueCodec.h.
   CIMValue(Detail::SharedText stored, CIMType type, Boolean isArray, Boolean isNull) noexcept
       : stored_(std::move(stored)), type_(type), isArray_(isArray), isNull_(isNull) {}
 

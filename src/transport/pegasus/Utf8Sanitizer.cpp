@@ -1,4 +1,4 @@
-#include "ReplyRepair.h"
+#include "transport/pegasus/Utf8Sanitizer.h"
 
 #include <strings.h>
 
@@ -95,7 +95,7 @@ bool IsForeign(std::string_view head) noexcept {
 
 }  // namespace
 
-bool ReplyRepair::DecideEncoding(bool last) {
+bool Utf8Sanitizer::DecideEncoding(bool last) {
   if (!decided_ && (last || waiting_.size() >= kHeadBytes || waiting_.find('>') != std::string::npos)) {
     isUtf8_ = !IsForeign(waiting_);
     decided_ = true;
@@ -103,7 +103,7 @@ bool ReplyRepair::DecideEncoding(bool last) {
   return decided_;
 }
 
-std::string_view ReplyRepair::Take(std::string_view bytes) {
+std::string_view Utf8Sanitizer::Take(std::string_view bytes) {
   if (decided_ && waiting_.empty() && !inCdata_ && (!isUtf8_ || IsHarmless(bytes))) {
     return bytes;
   }
@@ -115,14 +115,14 @@ std::string_view ReplyRepair::Take(std::string_view bytes) {
   return repaired_;
 }
 
-std::string_view ReplyRepair::Finish() {
+std::string_view Utf8Sanitizer::Finish() {
   repaired_.clear();
   DecideEncoding(true);
   Repair(std::exchange(waiting_, {}), true);
   return repaired_;
 }
 
-void ReplyRepair::Repair(std::string_view bytes, bool last) {
+void Utf8Sanitizer::Repair(std::string_view bytes, bool last) {
   if (!isUtf8_) {
     repaired_ += bytes;
     return;
@@ -144,7 +144,7 @@ void ReplyRepair::Repair(std::string_view bytes, bool last) {
   }
 }
 
-std::size_t ReplyRepair::RepairOne(std::string_view bytes, bool last) {
+std::size_t Utf8Sanitizer::RepairOne(std::string_view bytes, bool last) {
   switch (bytes.front()) {
     case '<':
       return TakeMark(bytes, inCdata_ ? std::string_view("<") : kCdataStart, true, last);
@@ -157,7 +157,7 @@ std::size_t ReplyRepair::RepairOne(std::string_view bytes, bool last) {
   }
 }
 
-std::size_t ReplyRepair::TakeMark(std::string_view bytes, std::string_view mark, bool opensCdata, bool last) {
+std::size_t Utf8Sanitizer::TakeMark(std::string_view bytes, std::string_view mark, bool opensCdata, bool last) {
   if (bytes.size() < mark.size() && mark.starts_with(bytes) && !last) {
     return 0;
   }
@@ -170,7 +170,7 @@ std::size_t ReplyRepair::TakeMark(std::string_view bytes, std::string_view mark,
   return size;
 }
 
-std::size_t ReplyRepair::TakeReference(std::string_view bytes, bool last) {
+std::size_t Utf8Sanitizer::TakeReference(std::string_view bytes, bool last) {
   constexpr std::size_t kMaxBytes = 16;
   const std::size_t end = bytes.substr(0, kMaxBytes).find(';');
   if (inCdata_ || (bytes.size() > 1 && bytes[1] != '#') || (end == bytes.npos && (last || bytes.size() >= kMaxBytes))) {
@@ -194,7 +194,7 @@ std::size_t ReplyRepair::TakeReference(std::string_view bytes, bool last) {
   return end + 1;
 }
 
-std::size_t ReplyRepair::TakeOddByte(std::string_view bytes, bool last) {
+std::size_t Utf8Sanitizer::TakeOddByte(std::string_view bytes, bool last) {
   const std::size_t size = SequenceSize(ByteAt(bytes, 0));
   const std::string_view sequence = bytes.substr(0, size);
   if (size == 0 || !CanContinue(sequence) || (sequence.size() < size && last)) {
@@ -208,7 +208,7 @@ std::size_t ReplyRepair::TakeOddByte(std::string_view bytes, bool last) {
   return size;
 }
 
-void ReplyRepair::AppendOdd(unsigned long number) {
+void Utf8Sanitizer::AppendOdd(unsigned long number) {
   if (number == 0 || number >= 0x20) {
     repaired_ += kReplacement;
   } else {

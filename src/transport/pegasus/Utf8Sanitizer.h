@@ -14,7 +14,7 @@ void RestoreControls(std::string& text, std::size_t from = 0);
 
 /// Makes XML again of what firmware lets slip into values: control characters pass as kControlMark says; a NUL, bytes
 /// that are no UTF-8 and references to no character become U+FFFD. Replies in another encoding pass as they are.
-class ReplyRepair {
+class Utf8Sanitizer {
  public:
   /// The next bytes, repaired; what is left of them until more arrive comes with the next call. Valid until then.
   std::string_view Take(std::string_view bytes);

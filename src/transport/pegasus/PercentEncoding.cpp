@@ -1,4 +1,4 @@
-#include "PercentText.h"
+#include "transport/pegasus/PercentEncoding.h"
 
 #include <array>
 #include <charconv>

@@ -7,7 +7,7 @@
 namespace Pegasus::Detail {
 
 /// Gathers the parts of an object path and writes it as text.
-class PathText {
+class ObjectPathBuilder {
  public:
   static constexpr std::size_t kMaxBytes = std::size_t{1024} * 1024;
 

@@ -1,4 +1,4 @@
-#include "PathText.h"
+#include "transport/pegasus/ObjectPathBuilder.h"
 
 #include <strings.h>
 
@@ -25,14 +25,14 @@ void AppendQuoted(std::string_view value, std::string& text) {
 
 }  // namespace
 
-void PathText::AddNamespacePart(std::string_view part) {
+void ObjectPathBuilder::AddNamespacePart(std::string_view part) {
   if (!nameSpace_.empty()) {
     nameSpace_ += '/';
   }
   nameSpace_ += part;
 }
 
-bool PathText::AddKey(std::string_view valueType, std::string_view value) {
+bool ObjectPathBuilder::AddKey(std::string_view valueType, std::string_view value) {
   const bool plain = valueType == "numeric" || valueType == "boolean";
   const auto quoted = plain ? 0 : 2 + std::count_if(value.begin(), value.end(), IsQuoted);
   const std::size_t size = keyName.size() + value.size() + static_cast<std::size_t>(quoted) + 2;
@@ -50,7 +50,7 @@ bool PathText::AddKey(std::string_view valueType, std::string_view value) {
   return true;
 }
 
-void PathText::Clear() noexcept {
+void ObjectPathBuilder::Clear() noexcept {
   host.clear();
   className.clear();
   nameSpace_.clear();
@@ -58,7 +58,7 @@ void PathText::Clear() noexcept {
   keyBytes_ = 0;
 }
 
-void PathText::AppendTo(std::string& text) {
+void ObjectPathBuilder::AppendTo(std::string& text) {
   if (!host.empty()) {
     text.append("//").append(host).append("/");
   }
@@ -68,7 +68,7 @@ void PathText::AppendTo(std::string& text) {
   AppendModelPathTo(text);
 }
 
-void PathText::AppendModelPathTo(std::string& text) {
+void ObjectPathBuilder::AppendModelPathTo(std::string& text) {
   if (keys_.size() > 1) {
     std::stable_sort(keys_.begin(), keys_.end(),
                      [](const Key& a, const Key& b) { return strcasecmp(a.name.c_str(), b.name.c_str()) < 0; });

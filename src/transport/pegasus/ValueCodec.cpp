@@ -1,10 +1,12 @@
-#include "ValueText.h"
+#include "transport/pegasus/ValueCodec.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
 #include <limits>
+
+#include "transport/pegasus/Utf8Sanitizer.h"
 
 namespace Pegasus::Detail {
 
@@ -83,6 +85,8 @@ bool AppendBoolean(std::string_view wire, std::string& stored) {
   return false;
 }
 
+constexpr std::string_view kWhiteSpace = " \t\r\n";
+
 }  // namespace
 
 CIMType TypeNamed(std::string_view name) noexcept {
@@ -160,6 +164,70 @@ bool ElementReader::Next(std::string_view& element) noexcept {
   element = rest_.substr(sizeof size, size);
   rest_.remove_prefix(sizeof size + size + 1);
   return true;
+}
+
+void TextCollector::Start() noexcept {
+  text_.clear();
+  solid_ = 0;
+}
+
+void TextCollector::Append(std::string_view text, bool verbatim) {
+  const std::size_t start = text_.size();
+  if (verbatim) {
+    text_ += text;
+    RestoreControls(text_, start);
+    solid_ = text_.size();
+    return;
+  }
+  if (text_.empty()) {
+    text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
+  }
+  text_ += text;
+  RestoreControls(text_, start);
+  const std::size_t last = std::string_view(text_).substr(start).find_last_not_of(kWhiteSpace);
+  if (last != std::string_view::npos) {
+    solid_ = start + last + 1;
+  }
+}
+
+std::string_view TextCollector::Finish() noexcept {
+  return std::string_view(text_).substr(0, solid_);
+}
+
+void ValueDraft::Start(std::string_view newName, CIMType newType, bool array) {
+  name = newName;
+  type = newType;
+  isArray = array;
+  isNull = true;
+  stored.clear();
+}
+
+bool ValueDraft::Set(std::string_view text) {
+  if (text.empty() && !IsTextType(type)) {
+    SetNullElement();
+    return true;
+  }
+  if (!isArray) {
+    stored.clear();
+    isNull = false;
+    return AppendStored(type, text, stored);
+  }
+  element_.clear();
+  if (!AppendStored(type, text, element_)) {
+    return false;
+  }
+  AppendElement(element_, stored);
+  return true;
+}
+
+void ValueDraft::SetNullElement() {
+  if (isArray) {
+    AppendElement(NullElement(type), stored);
+  }
+}
+
+CIMValue ValueDraft::Value() const {
+  return {String(std::string_view(stored)).Shared(), type, isArray, isNull};
 }
 
 }  // namespace Pegasus::Detail
