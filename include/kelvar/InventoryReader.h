@@ -38,7 +38,7 @@ struct InventoryReaderOptions {
   /// say that they hold.
   bool sdr_cache = true;
   /// IPMI: folder for copies of these records that outlive the process, made with mode 0700 when missing; files have
-  /// mode 0600, and those that others may have written are ignored. Empty: none.
+  /// mode 0600, and files and folders that others may have written are ignored, and links too. Empty: none.
   std::string sdr_cache_folder;
   /// TLS, IPMI session and the like.
   ConnectionOptions connection;

@@ -71,6 +71,25 @@ TEST(Cache, AFileIsPrivateAndCheckedBeforeItIsUsed) {
   EXPECT_FALSE(found());
 }
 
+TEST(Cache, AFolderThatIsNotTheUsersOwnIsLeftAlone) {
+  const TemporaryFolder folder;
+  const auto place = folder.Path() / "cache";
+  const auto found = [&] {
+    SdrCache::ClearProcess();
+    return SdrCache(place.string()).Find("a", kCopy.stamp).has_value();
+  };
+  SdrCache(place.string()).Store("a", kCopy);
+  EXPECT_TRUE(found());
+  ASSERT_EQ(chmod(place.c_str(), 0722), 0);
+  EXPECT_FALSE(found()) << "others may write into it";
+  ASSERT_EQ(chmod(place.c_str(), 0700), 0);
+  std::filesystem::rename(place, folder.Path() / "real");
+  std::filesystem::create_directory_symlink(folder.Path() / "real", place);
+  EXPECT_FALSE(found()) << "a link";
+  SdrCache(place.string()).Store("b", kCopy);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path() / "real"), {}), 1);
+}
+
 TEST(Cache, WithoutTimesOnlyTheProcessHoldsACopy) {
   const TemporaryFolder folder;
   const SdrCache cache(folder.Path().string());

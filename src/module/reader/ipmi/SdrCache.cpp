@@ -98,6 +98,13 @@ class File {
   int descriptor_;
 };
 
+/// Whether a path is a folder of this user that others cannot write to, and not a link to one.
+bool IsOwnFolder(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
+         (status.st_mode & 022) == 0;
+}
+
 /// Nothing for a file that is not there or that another user may have written.
 std::optional<std::string> ReadOwnFile(const std::string& path) {
   const File file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
@@ -147,7 +154,7 @@ std::optional<RecordCopy> SdrCache::Find(const std::string& key, const Repositor
   if (folder_.empty() || stamp.IsTimeless()) {
     return std::nullopt;
   }
-  const auto bytes = ReadOwnFile(FileOf(key));
+  const auto bytes = IsOwnFolder(folder_) ? ReadOwnFile(FileOf(key)) : std::nullopt;
   auto copy = bytes ? DecodeCopy(key, *bytes) : std::nullopt;
   if (!copy || copy->stamp != stamp) {
     return std::nullopt;
@@ -165,6 +172,10 @@ void SdrCache::Store(const std::string& key, const RecordCopy& copy) const {
     KELVAR_LOG(2) << "IPMI reading: folder " << folder_ << ": " << std::strerror(errno);
     return;
   }
+  if (!IsOwnFolder(folder_)) {
+    KELVAR_LOG(2) << "IPMI reading: folder " << folder_ << " is not used: not an own folder, or writable by others";
+    return;
+  }
   if (!WriteOwnFile(FileOf(key), EncodeCopy(key, copy))) {
     KELVAR_LOG(2) << "IPMI reading: no copy of sensor data records in " << folder_ << ": " << std::strerror(errno);
   }
@@ -179,8 +190,13 @@ std::string SdrCache::FileOf(const std::string& key) const {
   return folder_ + "/sdr-" + HexOf(Hash(key));
 }
 
+std::string SealCopy(const std::string& key, const std::string& body) {
+  const std::string bytes = kMagic + key + "\n" + body;
+  return bytes + HexOf(Hash(bytes));
+}
+
 std::string EncodeCopy(const std::string& key, const RecordCopy& copy) {
-  std::string bytes = kMagic + key + "\n";
+  std::string bytes;
   AppendU16(bytes, copy.stamp.count);
   AppendU32(bytes, copy.stamp.added);
   AppendU32(bytes, copy.stamp.erased);
@@ -189,7 +205,7 @@ std::string EncodeCopy(const std::string& key, const RecordCopy& copy) {
     AppendU16(bytes, static_cast<unsigned>(record.size()));
     bytes.append(record.begin(), record.end());
   }
-  return bytes + HexOf(Hash(bytes));
+  return SealCopy(key, bytes);
 }
 
 std::optional<RecordCopy> DecodeCopy(const std::string& key, const std::string& bytes) {

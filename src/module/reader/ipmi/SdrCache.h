@@ -28,7 +28,8 @@ struct RecordCopy {
 ///
 /// `key` names target, manufacturer, product and firmware. A copy holds while the target's stamp is the same; without
 /// times, for an hour in the process and never from a file. A file has mode 0600 and a checksum; one that is not
-/// wholly valid, or that others may have written, is ignored. Failures to write are logged.
+/// wholly valid, or that others may have written, is ignored; so is a folder of others or a link. Failures to write are
+/// logged.
 class SdrCache {
  public:
   explicit SdrCache(std::string folder) : folder_(std::move(folder)) {}
@@ -47,5 +48,8 @@ class SdrCache {
 /// The contents of a file, and back. Nothing for bytes that are not wholly valid or belong to another key.
 std::string EncodeCopy(const std::string& key, const RecordCopy& copy);
 std::optional<RecordCopy> DecodeCopy(const std::string& key, const std::string& bytes);
+
+/// The contents of a file around stamp and records that are encoded already.
+std::string SealCopy(const std::string& key, const std::string& body);
 
 }  // namespace Kelvar::Reader::Ipmi
