@@ -281,6 +281,18 @@ TEST_F(Fleet, TellsWhatChangedSinceAFormerRun) {
   EXPECT_EQ(document.Size(), 6U);
 }
 
+TEST_F(Fleet, TakesNoManagersNameForLostWhereInterfacesWereNotRead) {
+  const BmcSim sim("full", {"--serve", "redfish"});
+  const std::string list = File("list", Address("redfish", sim.Port("redfish")) + "\n");
+  EXPECT_EQ(RunTool({"--targets", list, "--save", Path("whole")}).exitCode, 0);
+  ASSERT_THAT(ContentOf(Path("whole")), HasSubstr("\"host_name\":\"zmc-kv4a0017\""));
+  EXPECT_EQ(RunTool({"--targets", list, "--diff", Path("whole")}).output, "");
+  std::string text = ContentOf(Path("whole"));
+  File("renamed", With(std::move(text), "\"host_name\":\"zmc-kv4a0017\"", "\"host_name\":\"other\""));
+  EXPECT_THAT(RunTool({"--targets", list, "--diff", Path("renamed"), "system", "network"}).output,
+              HasSubstr("\"before\":\"other\",\"after\":\"zmc-kv4a0017\""));
+}
+
 TEST_F(Fleet, ChecksFirmwareAgainstABaseline) {
   const BmcSim sim("full", {"--serve", "redfish"});
   const std::string redfish = Address("redfish", sim.Port("redfish"));

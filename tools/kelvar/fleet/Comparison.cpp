@@ -61,6 +61,17 @@ std::vector<const Record*> Match(const Unmatched& before, Unmatched& after) {
   return matches;
 }
 
+Records WithoutManagerNames(Records records) {
+  for (Record& record : records) {
+    if (ValueOf(record, "kind") == "manager") {
+      record.erase(
+          std::remove_if(record.begin(), record.end(), [](const auto& one) { return one.first == "host_name"; }),
+          record.end());
+    }
+  }
+  return records;
+}
+
 class PartComparison {
  public:
   PartComparison(const std::string& target, const std::string& what, std::vector<Difference>& differences)
@@ -141,8 +152,11 @@ std::vector<Difference> Comparison::Compare(const StoredReport& now) const {
       differences.push_back({Difference::Kind::Unread, now.target, what, "", "", "", part.status});
     } else if (before == former->second.parts.end() || before->second.status != complete) {
       differences.push_back({Difference::Kind::Unread, now.target, what, "", "", "", "not in the former run"});
-    } else {
+    } else if (before->second.managerNames && part.managerNames) {
       PartComparison(now.target, what, differences).Compare(before->second.records, part.records);
+    } else {
+      PartComparison(now.target, what, differences)
+          .Compare(WithoutManagerNames(before->second.records), WithoutManagerNames(part.records));
     }
   }
   return differences;

@@ -64,7 +64,13 @@ void AddRecords(const rapidjson::Value& records, StoredReport::Part& part) {
   }
 }
 
-/// The families of an inventory. One that the target does not have is a complete one without records.
+bool IsRead(const StoredReport& report, const std::string& word) {
+  const auto part = report.parts.find(word);
+  return part != report.parts.end() && part->second.status == NameOf(ExitCode::Complete);
+}
+
+/// The families of an inventory. One that the target does not have is a complete one without records. Over Redfish a
+/// manager's host name is in its interfaces.
 void ReadFamilies(const rapidjson::Value& document, const rapidjson::Value& families, StoredReport& report) {
   for (const auto& [name, result] : families.GetObject()) {
     if (!result.IsObject()) {
@@ -78,6 +84,9 @@ void ReadFamilies(const rapidjson::Value& document, const rapidjson::Value& fami
     if (records != nullptr && IsOneOf(family, {"system", "firmware", "components"})) {
       AddRecords(*records, part);
     }
+  }
+  if (const auto system = report.parts.find("system"); system != report.parts.end()) {
+    system->second.managerNames = IsRead(report, "network");
   }
 }
 

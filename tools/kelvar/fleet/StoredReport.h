@@ -17,6 +17,7 @@ struct StoredReport {
   struct Part {
     std::string status;
     std::vector<Record> records;  ///< none of sensors, logs and settings
+    bool managerNames = true;     ///< the reading also asked for what tells the host names of managers
   };
 
   std::string target;
