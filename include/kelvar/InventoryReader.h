@@ -26,6 +26,9 @@ struct InventoryReaderOptions {
     Basic,
   };
   Authentication authentication = Authentication::Automatic;  ///< how to log in
+  /// Redfish: the session of one Read() stays open for the next one; the object closes it at its end. A session that
+  /// the service has ended meanwhile is replaced by a new one.
+  bool keep_session = false;
   /// Log entries of each log; 0: all, within the bound of the library.
   u32 log_limit = 0;
   /// Log entries created before are left out; ISO 8601; empty: none.
@@ -47,21 +50,31 @@ struct InventoryReaderOptions {
 /// Reads the inventory of one target into the model, over the protocol that ConnectionInfo names, by the public
 /// standards: Redfish by its links, IPMI by its records, CIM by the fixed operations' classes.
 ///
-/// One object serves one thread at a time; objects are independent. Nothing throws but a constructor without memory.
+/// One object serves one thread at a time, but for Cancel(); objects are independent. Nothing throws but a constructor
+/// without memory.
 class KELVAR_EXPORT InventoryReader {
  public:
   /// Makes no request.
   explicit InventoryReader(const KelvarConnection::ConnectionInfo& info, InventoryReaderOptions options = {});
+  /// Closes a session that `keep_session` left open: one request, two at most, of 5 s each.
   ~InventoryReader();
   InventoryReader(const InventoryReader&) = delete;
   InventoryReader& operator=(const InventoryReader&) = delete;
 
   /// Reads `families`; each has a result of its own. What was read before a failure or the deadline is delivered.
   /// After a refused login nothing is asked again with these credentials, in this call and in later ones. A session
-  /// that was opened is closed before it returns.
+  /// that was opened is closed before it returns, unless `keep_session` is set.
   Model::Inventory Read(const std::vector<Model::Family>& families);
   /// All families.
   Model::Inventory Read();
+
+  /// Bound of every later Read() in seconds, in place of `deadline_seconds`. Makes no request.
+  void SetDeadline(double seconds) noexcept;
+
+  /// The Read() that is under way ends as at its deadline, and every later one at once. Over Redfish that takes a
+  /// second at most, over CIM until the operation under way ends; over IPMI it counts for later calls alone. Any
+  /// thread.
+  void Cancel() noexcept;
 
   /// What the last Read() met.
   const Diagnostics& LastDiagnostics() const noexcept;

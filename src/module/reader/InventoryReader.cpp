@@ -1,6 +1,7 @@
 #include <kelvar/InventoryReader.h>
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <new>
 #include <utility>
@@ -99,6 +100,16 @@ std::optional<std::chrono::steady_clock::time_point> DeadlineIn(double seconds) 
   return std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::milliseconds>(bounded);
 }
 
+void CloseSession(const Reader::ReadRequest& request, Diagnostics& diagnostics) noexcept {
+  try {
+    const DiagnosticsScope diagnosticsScope(diagnostics);
+    const ConnectionOptionsScope optionsScope(request.options.connection);
+    Reader::CloseRedfish(request);
+  } catch (const std::exception& error) {
+    KELVAR_LOG(1) << "The Redfish session could not be closed: " << error.what();
+  }
+}
+
 }  // namespace
 
 struct InventoryReader::State {
@@ -106,8 +117,13 @@ struct InventoryReader::State {
   InventoryReaderOptions options;
   Diagnostics diagnostics;
   bool loginRefused = false;
+  std::atomic<bool> cancelled{false};
+  Reader::KeptSession kept;
 
-  ~State() { std::fill(info.Password.begin(), info.Password.end(), '\0'); }
+  ~State() {
+    std::fill(info.Password.begin(), info.Password.end(), '\0');
+    std::fill(kept.token.begin(), kept.token.end(), '\0');
+  }
 };
 
 InventoryReader::InventoryReader(const KelvarConnection::ConnectionInfo& info, InventoryReaderOptions options)
@@ -116,7 +132,20 @@ InventoryReader::InventoryReader(const KelvarConnection::ConnectionInfo& info, I
   state_->options = Bounded(std::move(options));
 }
 
-InventoryReader::~InventoryReader() = default;
+InventoryReader::~InventoryReader() {
+  if (!state_->kept.token.empty()) {
+    const auto now = std::chrono::steady_clock::now();
+    CloseSession({state_->info, state_->options, {}, now, nullptr, &state_->kept}, state_->diagnostics);
+  }
+}
+
+void InventoryReader::SetDeadline(double seconds) noexcept {
+  state_->options.deadline_seconds = seconds;
+}
+
+void InventoryReader::Cancel() noexcept {
+  state_->cancelled = true;
+}
 
 Inventory InventoryReader::Read(const std::vector<Family>& families) {
   Inventory inventory;
@@ -128,8 +157,12 @@ Inventory InventoryReader::Read(const std::vector<Family>& families) {
       return inventory;
     }
     state_->diagnostics.Clear();
-    const Reader::ReadRequest request{state_->info, state_->options, ordered,
-                                      DeadlineIn(state_->options.deadline_seconds)};
+    const Reader::ReadRequest request{state_->info,
+                                      state_->options,
+                                      ordered,
+                                      DeadlineIn(state_->options.deadline_seconds),
+                                      &state_->cancelled,
+                                      state_->options.keep_session ? &state_->kept : nullptr};
     Run(request, state_->diagnostics, inventory);
     state_->loginRefused = state_->diagnostics.Cause() == FailureCause::LoginRefused;
   } catch (const std::exception&) {  // no memory even for the results' texts

@@ -66,6 +66,36 @@ INSTANTIATE_TEST_SUITE_P(All, ReaderAuthentication,
                                          AuthenticationCase{"SessionsAlone", {.takesBasic = false}, 1}),
                          [](const auto& test) { return std::string(test.param.name); });
 
+TEST(ReaderService, KeepsASessionBetweenReadingsAndClosesItAtTheEnd) {
+  for (const int forgetAfter : {0, 17}) {
+    RedfishTree tree({.forgetAfter = forgetAfter, .takesBasic = false});
+    PutFirmware(tree, 10);
+    {
+      InventoryReaderOptions options;
+      options.keep_session = true;
+      InventoryReader reader(tree.Target(), options);
+      for (int reading = 0; reading < 3; ++reading) {
+        const Inventory inventory = reader.Read({Family::Firmware});
+        EXPECT_EQ(inventory.firmware.size(), 10U);
+        EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Complete);
+        EXPECT_EQ(tree.OpenSessions(), 1);
+      }
+    }
+    EXPECT_EQ(tree.OpenSessions(), 0);
+    EXPECT_EQ(tree.Count("DELETE"), 1);
+    EXPECT_EQ(tree.Count("POST") > 1, forgetAfter != 0);
+  }
+}
+
+TEST(ReaderService, EndsAReadingThatIsCancelled) {
+  RedfishTree tree;
+  PutFirmware(tree, 1);
+  InventoryReader reader(tree.Target());
+  reader.Cancel();
+  EXPECT_EQ(reader.Read({Family::Firmware}).ResultOf(Family::Firmware).cause, FailureCause::Deadline);
+  EXPECT_EQ(tree.Count("GET"), 0);
+}
+
 TEST(ReaderService, AsksNothingMoreAfterARefusedLogin) {
   for (const bool sessions : {true, false}) {
     RedfishTree tree({.sessions = sessions});

@@ -69,7 +69,9 @@ Fetcher::Fetcher(const ReadRequest& request)
 Fetcher::~Fetcher() {
   try {
     transfer_.Abort();
-    CloseSession();
+    if (request_.kept == nullptr || !session_.Release(*request_.kept)) {
+      CloseSession();
+    }
   } catch (const std::exception& error) {
     KELVAR_LOG(1) << "The Redfish session could not be closed: " << error.what();
   }
@@ -246,6 +248,12 @@ bool Fetcher::TryAfterRefusal(Job& job) {
     Stop(FailureCause::LoginRefused, "the login was refused");
     return false;
   }
+  if (std::exchange(adopted_, false) && !acceptedInSession_) {
+    KELVAR_LOG(3) << "The Redfish session of the last reading is over; a new one is opened";
+    session_.Forget();
+    Login(sessionsPath_);
+    return stopped_ == FailureCause::None;
+  }
   if (job.refused || (refusesResources_ && acceptedInSession_)) {
     refusesResources_ = true;
     return false;
@@ -345,6 +353,9 @@ void Fetcher::Login(const std::string& sessionsPath) {
     UseBasic();
     return;
   }
+  if (AdoptKept()) {
+    return;
+  }
   ++sessionNumber_;
   acceptedInSession_ = false;
   const Rest::TransferResult result = Perform(session_.OpenRequest(sessionsPath), kSessionGrace);
@@ -361,6 +372,21 @@ void Fetcher::Login(const std::string& sessionsPath) {
         Stop(FailureCause::Refused, "the service gives no session");
       }
       UseBasic();
+  }
+}
+
+bool Fetcher::AdoptKept() {
+  if (request_.kept == nullptr || request_.kept->token.empty()) {
+    return false;
+  }
+  session_.Adopt(*request_.kept);
+  adopted_ = true;
+  return true;
+}
+
+void Fetcher::CloseKept() {
+  if (AdoptKept()) {
+    CloseSession();
   }
 }
 

@@ -37,7 +37,7 @@ class Fetcher {
   using Handler = std::function<void(Reply&)>;
 
   explicit Fetcher(const ReadRequest& request);
-  /// Closes the session.
+  /// Closes the session, or leaves it to the next reading.
   ~Fetcher();
   Fetcher(const Fetcher&) = delete;
   Fetcher& operator=(const Fetcher&) = delete;
@@ -53,6 +53,9 @@ class Fetcher {
   /// From here on requests carry a session, or the account where the service gives none. `sessionsPath` is empty where
   /// the service has no sessions.
   void Login(const std::string& sessionsPath);
+
+  /// Closes the session that an earlier reading has left open.
+  void CloseKept();
 
   /// Why nothing is asked any more; None while all is well.
   FailureCause Stopped() const noexcept { return stopped_; }
@@ -80,6 +83,7 @@ class Fetcher {
   void Handle(Rest::TransferResult& result);
   bool TryAgain(Job& job, const Rest::TransferResult& result);
   bool TryAfterRefusal(Job& job);
+  bool AdoptKept();
   bool TryAfterPause(Job& job, const Rest::TransferResult& result);
   bool TryRedirect(Job& job, const Rest::TransferResult& result);
   void NoteSilence(const Rest::TransferResult& result);
@@ -98,6 +102,7 @@ class Fetcher {
   Session session_;
   std::string sessionsPath_;
   int sessionNumber_ = 0;
+  bool adopted_ = false;   ///< the session is an earlier reading's
   bool accepted_ = false;  ///< a request with an account has had its answer
   bool acceptedInSession_ = false;
   bool refusesResources_ = false;  ///< some resources are refused although the session holds

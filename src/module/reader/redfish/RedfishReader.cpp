@@ -383,4 +383,8 @@ void ReadRedfish(const ReadRequest& request, Model::Inventory& inventory) {
   Reading(request, inventory).Run();
 }
 
+void CloseRedfish(const ReadRequest& request) {
+  Fetcher(request).CloseKept();
+}
+
 }  // namespace Kelvar::Reader

@@ -7,4 +7,7 @@ namespace Kelvar::Reader {
 /// Reads a Redfish service by its links.
 void ReadRedfish(const ReadRequest& request, Model::Inventory& inventory);
 
+/// Closes the session that an earlier reading has left in `request.kept`.
+void CloseRedfish(const ReadRequest& request);
+
 }  // namespace Kelvar::Reader

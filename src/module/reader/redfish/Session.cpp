@@ -113,6 +113,20 @@ std::optional<Rest::TransferRequest> Session::CloseRequest() const {
   return request;
 }
 
+void Session::Adopt(KeptSession& kept) noexcept {
+  token_.swap(kept.token);
+  path_.swap(kept.path);
+}
+
+bool Session::Release(KeptSession& kept) noexcept {
+  if (!IsOpen() || path_.empty()) {
+    return false;
+  }
+  Adopt(kept);
+  Forget();
+  return true;
+}
+
 void Session::Forget() noexcept {
   Wipe(token_);
   path_.clear();

@@ -6,6 +6,7 @@
 
 #include <kelvar/ConnectionInfo.h>
 
+#include "module/reader/FamilyReader.h"
 #include "transport/rest/MultiTransfer.h"
 
 namespace Kelvar::Reader {
@@ -35,6 +36,10 @@ class Session {
 
   /// The request that closes the session; nothing when none is open, or the service has not said where it is.
   std::optional<Rest::TransferRequest> CloseRequest() const;
+  /// Takes over a session that an earlier reading has left open.
+  void Adopt(KeptSession& kept) noexcept;
+  /// Leaves the session open for a later reading. False when none is open that could be closed later.
+  bool Release(KeptSession& kept) noexcept;
   /// The session is gone on the service's side.
   void Forget() noexcept;
 
