@@ -9,12 +9,14 @@ namespace Kelvar::Simulator {
 namespace {
 
 constexpr const char* footer =
-    "A fleet (--fleet N) serves Redfish alone unless --serve says otherwise, and announces each machine with a line "
-    "of\n"
-    "its own. SPEC of a fleet's fault is dead, silent, garbage, slow, an HTTP status, or PROTOCOL:NAME.\n"
+    "A fleet (--fleet N) serves Redfish alone unless --serve says otherwise, and\n"
+    "announces each machine with a line of its own. SPEC of a fleet's fault is dead,\n"
+    "silent, garbage, slow, an HTTP status, or PROTOCOL:NAME.\n"
     "\n"
-    "\"kelvar-bmcsim record URL DIR\" turns a live Redfish service into a machine; see \"kelvar-bmcsim record "
-    "--help\".";
+    "Examples\n"
+    "  kelvar-bmcsim --redfish 18443\n"
+    "  kelvar-bmcsim --fleet 500 --fleet-fault 0.1:dead --targets servers.txt\n"
+    "  kelvar-bmcsim record --user admin https://192.0.2.10 mymachine";
 
 struct PortOption {
   const char* protocol;
@@ -37,21 +39,19 @@ void DeclareMachine(CLI::App& app, Options& options) {
       ->check(CLI::IsMember(ProtocolNames()));
   for (const PortOption& port : ports) {
     app.add_option(std::string("--") + port.protocol, options.ports[port.protocol],
-                   std::string(port.help) + "; a free one when absent")
+                   std::string(port.help) + "; else a free one")
         ->type_name("PORT");
   }
   app.add_option("--fault", options.faults, "Switch a fault of the machine's data on")->type_name("PROTOCOL:NAME");
-  app.add_option("--cim-flavour", options.cimFlavour,
-                 "Kind of target that CIM is: one of the machine's cim/server.json")
-      ->type_name("NAME");
+  app.add_option("--cim-flavour", options.cimFlavour, "CIM's kind of target, of cim/server.json")->type_name("NAME");
   app.add_option("--log-entries", options.logEntries, "Make each log this long")->type_name("N");
   app.add_option("--sensors", options.sensors, "Make each list of sensors this long")->type_name("N");
   app.add_option("--latency,--latency-ms", options.latencyMs, "Milliseconds before each answer over HTTP")
       ->type_name("MS");
-  app.add_option("--session-limit", options.sessionLimit, "Redfish: refuse a session beyond this many")->type_name("N");
-  app.add_option("--session-timeout", options.sessionTimeout, "Redfish: forget a session that is idle for so long")
+  app.add_option("--session-limit", options.sessionLimit, "Redfish: refuse sessions beyond this many")->type_name("N");
+  app.add_option("--session-timeout", options.sessionTimeout, "Redfish: forget a session so long idle")
       ->type_name("SECONDS");
-  app.add_option("--session-requests", options.sessionRequests, "Redfish: forget a session after this many requests")
+  app.add_option("--session-requests", options.sessionRequests, "Redfish: forget a session after N requests")
       ->type_name("N");
   app.add_flag("--until-eof", options.untilEof, "End when standard input ends");
 }
@@ -61,10 +61,10 @@ void DeclareFleet(CLI::App& app, Options& options) {
   CLI::Option* fleet = app.add_option("--fleet", options.fleet, "Serve this many machines of the kind")
                            ->type_name("N")
                            ->check(CLI::Range(std::size_t{1}, most));
-  app.add_option("--fleet-fault", options.fleetFaults, "Give a share of the fleet a fault, such as 0.1:dead")
+  app.add_option("--fleet-fault", options.fleetFaults, "Give a share of a fleet a fault, such as 0.1:dead")
       ->type_name("SHARE:SPEC")
       ->needs(fleet);
-  app.add_option("--targets", options.targetsFile, "Write the URLs of a fleet into this file, one a line")
+  app.add_option("--targets", options.targetsFile, "Write the URLs of a fleet into this file")
       ->type_name("FILE")
       ->needs(fleet);
 }
@@ -77,8 +77,10 @@ CLI::App* DeclareRecord(CLI::App& app, RecordOptions& record) {
   command->add_option("--password-file", record.passwordFile, "File with the password; else KELVAR_PASSWORD")
       ->type_name("FILE");
   command->footer(
-      "Serial numbers, UUIDs, addresses, names and secrets are masked, each the same wherever it stands.\n"
-      "Certificates are not checked.");
+      "Serial numbers, UUIDs, addresses, names and secrets are masked, each the same\n"
+      "wherever it is. Certificates are not checked.\n"
+      "\nExample\n"
+      "  kelvar-bmcsim record --user admin https://192.0.2.10 mymachine");
   return command;
 }
 
@@ -97,7 +99,7 @@ const std::vector<std::string>& ProtocolNames() {
 
 Options ReadCommandLine(int argc, char** argv, std::optional<int>& exitCode) {
   constexpr int usage = 2;
-  CLI::App app("Serves a modelled server's service processor over IPMI, Redfish and CIM on loopback.", "kelvar-bmcsim");
+  CLI::App app("Serves a modelled service processor over IPMI, Redfish and CIM on loopback.", "kelvar-bmcsim");
   Options options;
   RecordOptions record;
   app.set_version_flag("--version", "kelvar-bmcsim " KELVAR_VERSION);

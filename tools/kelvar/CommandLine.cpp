@@ -1,16 +1,18 @@
 #include "tools/kelvar/CommandLine.h"
 
 #include <iostream>
+#include <memory>
 
 #include <CLI/CLI.hpp>
 
 #include "tools/kelvar/ExitCode.h"
+#include "tools/kelvar/HelpFormatter.h"
 #include "tools/kelvar/Output.h"
 
 namespace Kelvar::Tool {
 
 void DeclareConfig(CLI::App& app, std::string& file) {
-  app.add_option("--config", file, "Configuration file (default: ~/.config/kelvar/config.toml)")->type_name("FILE");
+  app.add_option("--config", file, "Configuration file, else ~/.config/kelvar/config.toml")->type_name("FILE");
 }
 
 void DeclarePassword(CLI::App& app, PasswordSource& password) {
@@ -22,6 +24,8 @@ void DeclarePassword(CLI::App& app, PasswordSource& password) {
 }
 
 std::optional<int> Parse(CLI::App& app, int argc, const char* const* argv) {
+  GroupOptions(app);
+  app.formatter(std::make_shared<HelpFormatter>());
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

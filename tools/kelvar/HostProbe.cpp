@@ -46,21 +46,31 @@ struct Attempt {
   ProbeAnswer answer;
 };
 
+constexpr const char* kFooter =
+    "Examples\n"
+    "  kelvar probe 192.0.2.10\n"
+    "  kelvar probe --user admin --password-file secret 192.0.2.10\n"
+    "  kelvar probe 127.0.0.1:8443";
+
 void Declare(CLI::App& app, ProbeOptions& options) {
   app.add_option("HOST", options.host, "Name or address; with :PORT, every protocol is tried at that port")->required();
-  app.add_option("--user", options.user, "Also try to log in as this user");
+  app.add_option("--user", options.user, "Also try to log in as this user")->type_name("USER");
   DeclarePassword(app, options.password);
   DeclareConfig(app, options.config);
-  app.add_option("--format", options.format, "table or json")
+  app.add_option("--format", options.format, "How to print")
       ->check(CLI::IsMember({"table", "json"}))
       ->capture_default_str();
-  app.add_option("--redfish-port", options.redfishPort, "Port of Redfish")->capture_default_str();
-  app.add_option("--cim-port", options.cimPort, "Port of CIM over HTTP")->capture_default_str();
-  app.add_option("--cim-https-port", options.cimHttpsPort, "Port of CIM over HTTPS")->capture_default_str();
-  app.add_option("--ipmi-port", options.ipmiPort, "Port of IPMI (UDP)")->capture_default_str();
-  app.add_option("--timeout", options.timeoutSeconds, "Seconds to wait for each protocol's first response")
+  app.add_option("--redfish-port", options.redfishPort, "Port of Redfish")->type_name("PORT")->capture_default_str();
+  app.add_option("--cim-port", options.cimPort, "Port of CIM over HTTP")->type_name("PORT")->capture_default_str();
+  app.add_option("--cim-https-port", options.cimHttpsPort, "Port of CIM over HTTPS")
+      ->type_name("PORT")
+      ->capture_default_str();
+  app.add_option("--ipmi-port", options.ipmiPort, "Port of IPMI (UDP)")->type_name("PORT")->capture_default_str();
+  app.add_option("--timeout", options.timeoutSeconds, "Time for each protocol's first response")
+      ->type_name("SECONDS")
       ->check(CLI::Range(1, 60))
       ->capture_default_str();
+  app.footer(kFooter);
 }
 
 /// HOST, or HOST:PORT for every protocol at that port.

@@ -29,7 +29,7 @@ std::string WordsText() {
       }
     }
     std::string name = operation.name;
-    name.resize(17, ' ');
+    name.resize(16, ' ');
     text += "  " + name + operation.help + " (" + over + ")\n";
   }
   return text;
@@ -58,16 +58,12 @@ constexpr const char* kTargets =
 
 constexpr const char* kCommands =
     "\nOther commands\n"
-    "  kelvar health TARGET...           one verdict a machine, for people and scripts\n"
+    "  kelvar health TARGET...           one verdict a machine, with its reasons\n"
     "  kelvar diff A B                   what differs between two runs or targets\n"
-    "  kelvar probe HOST                 which protocols answer, and why others do not\n"
+    "  kelvar probe HOST                 which protocols answer, and why not\n"
     "  kelvar raw TARGET PATH            one Redfish resource as JSON\n"
     "  kelvar operation TARGET [NAME...] the library's fixed operations\n"
-    "  kelvar serve                      metrics for Prometheus\n"
-    "\nExamples\n"
-    "  kelvar demo:\n"
-    "  kelvar redfish://admin@192.0.2.10 sensors logs --limit 20\n"
-    "  kelvar --targets servers.txt --format html > servers.html\n";
+    "  kelvar serve                      metrics for Prometheus\n";
 
 constexpr const char* kEnd =
     "\nThe password comes from --password-file, --password-command, the environment\n"
@@ -76,11 +72,24 @@ constexpr const char* kEnd =
     "failure, 13 bad data, 14 not supported, 20 partial, 21 some of many targets\n"
     "failed, 22 differences found, 1 anything else.\n";
 
+constexpr const char* kExamples =
+    "\nExamples\n"
+    "  kelvar demo:\n"
+    "  kelvar redfish://admin@192.0.2.10 sensors logs --limit 20\n"
+    "  kelvar --targets servers.txt --format html > servers.html";
+
+constexpr const char* kOperationExamples =
+    "\nExamples\n"
+    "  kelvar operation demo:cim firmware identity\n"
+    "  kelvar operation ipmi://admin@192.0.2.10\n"
+    "  kelvar operation --format csv cim+https://admin@192.0.2.10 log";
+
 std::string Footer(bool operations) {
   if (operations) {
-    return "NAME is any of (default: everything that the target offers)\n" + WordsText() + kTargets + kEnd;
+    return "NAME is any of (default: everything that the target offers)\n" + WordsText() + kTargets + kEnd +
+           kOperationExamples;
   }
-  return FamiliesText() + kTargets + kCommands + kEnd;
+  return FamiliesText() + kTargets + kCommands + kEnd + kExamples;
 }
 
 /// Options of the reading of the inventory.
@@ -142,13 +151,13 @@ void DeclareRequests(CLI::App& app, Options& options) {
       ->check(CLI::Range(1U, kMostRequests))
       ->type_name("N")
       ->capture_default_str();
-  app.add_option("--auth", options.authentication, "Redfish: automatic, session or basic")
+  app.add_option("--auth", options.authentication, "How to log in to Redfish")
       ->check(CLI::IsMember({"automatic", "session", "basic"}))
       ->capture_default_str();
 }
 
 void DeclareScreen(CLI::App& app, Options& options) {
-  app.add_option("--color", options.colour, "auto, always or never")
+  app.add_option("--color", options.colour, "Whether to colour")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->capture_default_str();
   app.add_flag("-v,--verbose", options.verbose, "Show what goes wrong on the way; up to three times for more");
@@ -173,7 +182,7 @@ void Declare(CLI::App& app, Options& options) {
   DeclarePin(app, options);
   DeclareOutput(app, options);
   DeclareScreen(app, options);
-  app.set_version_flag("--version", "kelvar " KELVAR_VERSION);
+  app.set_version_flag("--version", "kelvar " KELVAR_VERSION, "Print the version and exit");
   app.footer(Footer(options.operations));
 }
 

@@ -157,7 +157,10 @@ int RawMain(int argc, const char* const* argv) {
   DeclareConnection(app, options.connection);
   DeclarePassword(app, options.connection.password);
   DeclareConfig(app, options.connection.config);
-  app.footer("Example\n  kelvar raw demo: /redfish/v1/\n");
+  app.footer(
+      "Examples\n"
+      "  kelvar raw demo: /redfish/v1/\n"
+      "  kelvar raw redfish://admin@192.0.2.10 /redfish/v1/Systems | jq .Members");
   if (const std::optional<int> over = Parse(app, argc, argv)) {
     return *over;
   }

@@ -6,7 +6,6 @@ namespace Kelvar::Tool {
 
 namespace {
 
-constexpr const char* group = "Many targets";
 constexpr unsigned mostJobs = 4096;
 
 }  // namespace
@@ -16,9 +15,8 @@ void DeclareFleet(CLI::App& app, FleetOptions& options) {
       app.add_option(
              "--targets", options.targets,
              "File with a target or JSON object in each line, - for standard input; all words then say what is read")
-          ->type_name("FILE")
-          ->group(group);
-  const auto add = [&](auto* option) { option->needs(targets)->group(group); };
+          ->type_name("FILE");
+  const auto add = [&](auto* option) { option->needs(targets); };
   add(app.add_option("--jobs", options.jobs, "Targets read at one time")
           ->check(CLI::Range(1U, mostJobs))
           ->type_name("N")

@@ -28,14 +28,15 @@ struct HealthOptions {
 };
 
 constexpr const char* kFooter =
-    "One verdict a machine, the worst reason first. It comes from the health of systems,\n"
-    "components and sensors, from readings beyond their limits and from unresolved events.\n"
+    "One verdict a machine, the worst reason first. It comes from the health of\n"
+    "systems, components and sensors, from readings beyond their limits and from\n"
+    "unresolved events.\n"
+    "\nExit codes: 0 ok, 30 warning, 31 critical, 32 unknown, 2 usage, 1 anything\n"
+    "else. With --nagios: 0 ok, 1 warning, 2 critical, 3 unknown.\n"
     "\nExamples\n"
     "  kelvar health demo:\n"
     "  kelvar health --targets servers.txt\n"
-    "  kelvar health --nagios redfish://monitor@192.0.2.10\n"
-    "\nExit codes: 0 ok, 30 warning, 31 critical, 32 unknown, 2 usage, 1 anything else.\n"
-    "With --nagios: 0 ok, 1 warning, 2 critical, 3 unknown.\n";
+    "  kelvar health --nagios redfish://monitor@192.0.2.10";
 
 void DeclareHealth(CLI::App& app, HealthOptions& options) {
   constexpr u32 kLogEntries = 200;  // of each log: what happened long ago is no news

@@ -44,12 +44,12 @@ constexpr const char* kFooter =
     "A and B are files of saved reports (--save, or --format json or jsonl), or\n"
     "targets, which are read now. Compared are systems, firmware and components.\n"
     "Two sides of one machine each are compared whatever their addresses are.\n"
+    "\nExit codes: 0 no difference, 22 differences, 20 no difference in what could be\n"
+    "compared, 2 usage; of a target that could not be read those of kelvar.\n"
     "\nExamples\n"
     "  kelvar diff monday.jsonl tuesday.jsonl\n"
     "  kelvar diff before.json redfish://admin@192.0.2.10\n"
-    "  kelvar diff redfish://admin@192.0.2.10 redfish://admin@192.0.2.11\n"
-    "\nExit codes: 0 no difference, 22 differences, 20 no difference in what could be\n"
-    "compared, 2 usage; of a target that could not be read those of kelvar.\n";
+    "  kelvar diff redfish://admin@192.0.2.10 redfish://admin@192.0.2.11";
 
 bool IsFile(const std::string& name) {
   struct stat status {};

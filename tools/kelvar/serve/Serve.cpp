@@ -47,6 +47,12 @@ void Declare(CLI::App& app, Options& options) {
   DeclareConfig(app, options.config);
   app.add_flag("-v,--verbose", options.verbose,
                "Show why readings are not complete; repeat it to see what goes wrong on the way");
+  app.footer(
+      "Accounts and allowed targets come from the configuration file alone.\n"
+      "\nExamples\n"
+      "  kelvar serve --config kelvar.toml\n"
+      "  kelvar serve --config kelvar.toml --listen '[::]:9764'\n"
+      "  curl '127.0.0.1:9764/probe?target=redfish://192.0.2.10'");
 }
 
 tcp::endpoint EndpointOf(const std::string& text) {
