@@ -38,7 +38,7 @@ struct InventoryReaderOptions {
   /// Redfish: resources of one reading, 1 to 20000.
   u32 resource_limit = 20000;
   /// IPMI over the network: sensor data records are kept in the process, and used again while the target's own times
-  /// say that they hold.
+  /// say that they hold; those of a target without times for a day, while firmware and number of records stay.
   bool sdr_cache = true;
   /// IPMI: folder for copies of these records that outlive the process, made with mode 0700 when missing; files have
   /// mode 0600, and files and folders that others may have written are ignored, and links too. Empty: none.

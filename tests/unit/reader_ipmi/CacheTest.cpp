@@ -90,13 +90,31 @@ TEST(Cache, AFolderThatIsNotTheUsersOwnIsLeftAlone) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path() / "real"), {}), 1);
 }
 
-TEST(Cache, WithoutTimesOnlyTheProcessHoldsACopy) {
+TEST(Cache, WithoutTimesACopyHoldsForADay) {
+  using std::chrono::seconds;
   const TemporaryFolder folder;
-  const SdrCache cache(folder.Path().string());
+  const auto start = std::chrono::system_clock::now();
+  auto now = start;
+  const SdrCache cache(folder.Path().string(), [&] { return now; });
   const RecordCopy timeless = {{2, 0, 0xFFFFFFFF}, {{1}}};
-  cache.Store("t", timeless);
-  EXPECT_TRUE(cache.Find("t", timeless.stamp));
-  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+  cache.Store("timeless", timeless);
+  cache.Store("a", kCopy);
+  const struct {
+    seconds age;
+    bool held;
+  } rows[] = {{seconds(1), true}, {seconds(86398), true}, {seconds(86400), false}, {seconds(-60), false}};
+  for (const bool fromFile : {false, true}) {
+    for (const auto& row : rows) {
+      now = start + row.age;
+      if (fromFile) {
+        SdrCache::ClearProcess();
+      }
+      EXPECT_EQ(cache.Find("timeless", timeless.stamp).has_value(), row.held) << row.age.count() << fromFile;
+      EXPECT_TRUE(cache.Find("a", kCopy.stamp)) << row.age.count() << fromFile;
+    }
+  }
+  now = start;
+  EXPECT_FALSE(cache.Find("timeless", {3, 0, 0xFFFFFFFF})) << "another number of records";
 }
 
 }  // namespace

@@ -18,32 +18,20 @@ namespace Kelvar::Reader::Ipmi {
 
 namespace {
 
-using SteadyTime = std::chrono::steady_clock::time_point;
-
 constexpr std::size_t kMostTargets = 1024;
 constexpr std::size_t kMostFileBytes = std::size_t{4} << 20;
-constexpr char kMagic[] = "kelvar sensor data records 1\n";
-
-struct Held {
-  RecordCopy copy;
-  SteadyTime stored;
-};
+constexpr char kMagic[] = "kelvar sensor data records 2\n";
 
 std::mutex heldMutex;
-std::map<std::string, Held>& HeldCopies() {
-  static auto* const copies = new std::map<std::string, Held>();  // outlives threads at the end of the process
+std::map<std::string, RecordCopy>& HeldCopies() {
+  static auto* const copies = new std::map<std::string, RecordCopy>();  // outlives threads at the end of the process
   return *copies;
 }
 
-std::optional<RecordCopy> FindHeld(const std::string& key, const RepositoryStamp& stamp) {
-  constexpr std::chrono::hours kTimelessAge(1);
+std::optional<RecordCopy> Held(const std::string& key) {
   const std::lock_guard<std::mutex> lock(heldMutex);
   const auto held = HeldCopies().find(key);
-  if (held == HeldCopies().end() || held->second.copy.stamp != stamp ||
-      (stamp.IsTimeless() && std::chrono::steady_clock::now() - held->second.stored > kTimelessAge)) {
-    return std::nullopt;
-  }
-  return held->second.copy;
+  return held == HeldCopies().end() ? std::nullopt : std::optional<RecordCopy>(held->second);
 }
 
 void Hold(const std::string& key, const RecordCopy& copy) {
@@ -52,7 +40,7 @@ void Hold(const std::string& key, const RecordCopy& copy) {
   if (copies.size() >= kMostTargets && copies.count(key) == 0) {
     copies.erase(copies.begin());
   }
-  copies[key] = {copy, std::chrono::steady_clock::now()};
+  copies[key] = copy;
 }
 
 /// FNV-1a
@@ -147,25 +135,35 @@ bool RepositoryStamp::IsTimeless() const noexcept {
   return none(added) && none(erased);
 }
 
+bool SdrCache::Holds(const RecordCopy& copy, const RepositoryStamp& stamp) const {
+  constexpr std::chrono::hours kTimelessAge(24);
+  if (copy.stamp != stamp) {
+    return false;
+  }
+  const auto now = now_();
+  return !stamp.IsTimeless() || (copy.read <= now && now - copy.read < kTimelessAge);
+}
+
 std::optional<RecordCopy> SdrCache::Find(const std::string& key, const RepositoryStamp& stamp) const {
-  if (auto copy = FindHeld(key, stamp)) {
+  if (auto copy = Held(key); copy && Holds(*copy, stamp)) {
     return copy;
   }
-  if (folder_.empty() || stamp.IsTimeless()) {
+  if (folder_.empty()) {
     return std::nullopt;
   }
   const auto bytes = IsOwnFolder(folder_) ? ReadOwnFile(FileOf(key)) : std::nullopt;
   auto copy = bytes ? DecodeCopy(key, *bytes) : std::nullopt;
-  if (!copy || copy->stamp != stamp) {
+  if (!copy || !Holds(*copy, stamp)) {
     return std::nullopt;
   }
   Hold(key, *copy);
   return copy;
 }
 
-void SdrCache::Store(const std::string& key, const RecordCopy& copy) const {
+void SdrCache::Store(const std::string& key, RecordCopy copy) const {
+  copy.read = std::chrono::floor<std::chrono::seconds>(now_());
   Hold(key, copy);
-  if (folder_.empty() || copy.stamp.IsTimeless()) {
+  if (folder_.empty()) {
     return;
   }
   if (mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) {
@@ -200,6 +198,7 @@ std::string EncodeCopy(const std::string& key, const RecordCopy& copy) {
   AppendU16(bytes, copy.stamp.count);
   AppendU32(bytes, copy.stamp.added);
   AppendU32(bytes, copy.stamp.erased);
+  AppendU32(bytes, static_cast<u32>(copy.read.time_since_epoch().count()));
   AppendU16(bytes, static_cast<unsigned>(copy.records.size()));
   for (const std::vector<u8>& record : copy.records) {
     AppendU16(bytes, static_cast<unsigned>(record.size()));
@@ -224,6 +223,7 @@ std::optional<RecordCopy> DecodeCopy(const std::string& key, const std::string& 
   copy.stamp.count = reader.U16();
   copy.stamp.added = reader.U32();
   copy.stamp.erased = reader.U32();
+  copy.read = std::chrono::sys_seconds(std::chrono::seconds(reader.U32()));
   const std::size_t count = reader.U16();
   for (std::size_t index = 0; index < count && reader.Ok(); ++index) {
     const auto record = reader.Bytes(reader.U16());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,27 +24,32 @@ struct RepositoryStamp {
 struct RecordCopy {
   RepositoryStamp stamp;
   std::vector<std::vector<u8>> records;
+  std::chrono::sys_seconds read{};  ///< set by SdrCache::Store()
 };
 
 /// Copies of sensor data repositories: in the process, and in a folder where one is named. Any thread.
 ///
-/// `key` names target, manufacturer, product and firmware. A copy holds while the target's stamp is the same; without
-/// times, for an hour in the process and never from a file. A file has mode 0600 and a checksum; one that is not
-/// wholly valid, or that others may have written, is ignored; so is a folder of others or a link. Failures to write are
-/// logged.
+/// `key` names target, manufacturer, product and firmware. A copy holds while the target's stamp is the same; where
+/// the stamp has no times, for a day at most. A file has mode 0600 and a checksum; one that is not wholly valid, or
+/// that others may have written, is ignored; so is a folder of others or a link. Failures to write are logged.
 class SdrCache {
  public:
-  explicit SdrCache(std::string folder) : folder_(std::move(folder)) {}
+  using Now = std::function<std::chrono::system_clock::time_point()>;
+
+  explicit SdrCache(std::string folder, Now now = std::chrono::system_clock::now)
+      : folder_(std::move(folder)), now_(std::move(now)) {}
 
   std::optional<RecordCopy> Find(const std::string& key, const RepositoryStamp& stamp) const;
-  void Store(const std::string& key, const RecordCopy& copy) const;
+  void Store(const std::string& key, RecordCopy copy) const;
   /// Forgets what the process holds.
   static void ClearProcess();
 
  private:
+  bool Holds(const RecordCopy& copy, const RepositoryStamp& stamp) const;
   std::string FileOf(const std::string& key) const;
 
   std::string folder_;
+  Now now_;
 };
 
 /// The contents of a file, and back. Nothing for bytes that are not wholly valid or belong to another key.
