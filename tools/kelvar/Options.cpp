@@ -100,6 +100,8 @@ void DeclareReader(CLI::App& app, Options& options) {
   app.add_option("--limit", options.reader.log_limit, "Entries of each log; 0 for all")->type_name("N");
   app.add_option("--since", options.reader.log_since, "Leave out log entries from before, such as 2026-03-01")
       ->type_name("TIME");
+  app.add_option("--severity", options.severity, "Leave out log entries that are less severe")
+      ->check(CLI::IsMember({"warning", "critical"}));
   app.add_flag("!--oldest-first", options.reader.newest_first, "Show logs from the oldest entry on");
 }
 
@@ -206,6 +208,7 @@ ReadOptions ReadOptionsOf(const Options& options, std::vector<std::string> what)
   using Authentication = InventoryReaderOptions::Authentication;
   ReadOptions read{.what = std::move(what), .operations = options.operations, .reader = options.reader};
   read.commonEventId = options.commonEventId;
+  read.severity = options.severity;
   read.reader.deadline_seconds = options.deadlineSeconds;
   read.reader.authentication = options.authentication == "basic"     ? Authentication::Basic
                                : options.authentication == "session" ? Authentication::Session

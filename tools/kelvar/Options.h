@@ -41,6 +41,7 @@ struct Options {
   bool wide = false;
   std::string authentication = "automatic";
   InventoryReaderOptions reader = NewestFirst();
+  std::string severity;  ///< least one of log entries; empty: any
 };
 
 /// Options of a reading of the inventory, or where `options` says so of fixed operations.

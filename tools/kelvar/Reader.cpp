@@ -8,6 +8,7 @@
 #include "tools/kelvar/Judgement.h"
 #include "tools/kelvar/ServiceRoot.h"
 #include "tools/kelvar/inventory/InventoryReading.h"
+#include "tools/kelvar/inventory/LogSelection.h"
 
 namespace Kelvar::Tool {
 
@@ -221,10 +222,24 @@ class Reading {
   Report report_;
 };
 
+/// A limit holds for the entries that are severe enough, so all are read.
+InventoryReport ReadSevere(const Target& target, const ReadOptions& options, InventoryReaderOptions reader) {
+  reader.log_limit = 0;
+  reader.newest_first = true;
+  InventoryReport report = ReadInventory(target, options.what, reader, options.waiting);
+  KeepSevere(report.inventory.log_entries, options.severity, options.reader.log_limit);
+  if (!options.reader.newest_first) {
+    TurnAround(report.inventory.log_entries);
+  }
+  return report;
+}
+
 Report ReadModel(const Target& target, const ReadOptions& options) {
   InventoryReaderOptions reader = options.reader;
   reader.connection = ForReading(target.Complete(reader.connection));
-  auto inventory = std::make_shared<InventoryReport>(ReadInventory(target, options.what, reader, options.waiting));
+  auto inventory = std::make_shared<InventoryReport>(options.severity.empty()
+                                                         ? ReadInventory(target, options.what, reader, options.waiting)
+                                                         : ReadSevere(target, options, reader));
   Report report;
   report.target = target.address;
   report.protocol = target.protocol;

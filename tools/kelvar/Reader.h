@@ -16,6 +16,7 @@ struct ReadOptions {
   std::vector<std::string> what;       ///< families, or operations; empty: everything that the target offers
   bool operations = false;             ///< the library's fixed operations are read, not the inventory
   InventoryReaderOptions reader = {};  ///< of the inventory
+  std::string severity = {};           ///< least one of log entries, "warning" or "critical"; empty: any
   bool commonEventId = false;          ///< CIM: the event log with common event IDs
   /// Told of each fixed operation that begins: its position from 1 and how many there are. On the reading thread.
   std::function<void(const Operation& operation, std::size_t position, std::size_t count)> begin = {};

@@ -79,5 +79,29 @@ TEST(Formats, AsksForEverythingThatTheTargetOffers) {
   EXPECT_THAT(RunOperation({"demo:ipmi", "system", "--color", "always"}).output, HasSubstr("\x1b[1msystem\x1b[0m\n"));
 }
 
+std::vector<std::string> LogTimes(std::vector<std::string> options) {
+  options.insert(options.begin(), {"demo:", "logs", "--format", "jsonl"});
+  rapidjson::Document document;
+  document.Parse(RunTool(options).output.c_str());
+  std::vector<std::string> times;
+  for (const auto& entry : document["logs"].GetArray()) {
+    times.push_back(std::string(entry["severity"].GetString()) + ' ' + entry["created"].GetString());
+  }
+  return times;
+}
+
+TEST(Logs, AreLimitedAfterTheLessSevereAreLeftOut) {
+  const std::string newest = "critical 2026-03-20T06:30:11Z";
+  const std::string other = "critical 2026-03-17T11:45:03Z";
+  const std::string platform = "critical 2026-03-17T11:44:59Z";
+  EXPECT_EQ(LogTimes({"--severity", "critical", "--limit", "2"}),
+            (std::vector<std::string>{newest, other, platform, newest, other}));
+  EXPECT_EQ(LogTimes({"--severity", "critical", "--limit", "2", "--oldest-first"}),
+            (std::vector<std::string>{other, newest, platform, other, newest}));
+  EXPECT_EQ(LogTimes({"--severity", "warning", "--since", "2026-03-21"}),
+            (std::vector<std::string>{"warning 2026-03-21T09:12:00Z"}));
+  EXPECT_EQ(LogTimes({}).size(), 22U);
+}
+
 }  // namespace
 }  // namespace Kelvar::Test
