@@ -183,6 +183,9 @@ std::optional<std::string> ResourceTree::Find(std::string_view path) const {
     decoded = PercentDecode(path);
     path = decoded;
   }
+  while (path.size() > 1 && path.ends_with('/')) {
+    path.remove_suffix(1);
+  }
   auto page = FindExactly(path);
   if (page || folded_.empty()) {
     return page;
