@@ -42,9 +42,10 @@ class RedfishTree {
   int Count(const std::string& method) const;
   /// How often the account was sent: in a new session, or with a request.
   int Logins() const;
+  /// What it replies by itself.
+  HttpReply Answer(const HttpRequest& request);
 
  private:
-  HttpReply Answer(const HttpRequest& request);
   HttpReply OpenSession(const HttpRequest& request);
   bool IsAllowed(const HttpRequest& request);
 

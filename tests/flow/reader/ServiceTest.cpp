@@ -231,6 +231,22 @@ TEST(ReaderService, LinksLeadNowhereElseAndNotInCircles) {
   EXPECT_EQ(tree.Count("GET"), 5);  // root, service, collection, its second page, the firmware
 }
 
+TEST(ReaderService, PagesThatRepeatThemselvesEnd) {
+  RedfishTree tree;
+  PutFirmware(tree, 2);
+  int page = 0;
+  tree.Server().OnAnythingElse([&](const HttpRequest& request) {
+    HttpReply reply = tree.Answer(request);
+    if (request.target.rfind(kFirmware + "?", 0) == 0 || request.target == kFirmware) {
+      reply.body = R"({"@odata.id":"x","Members":[{"@odata.id":")" + kFirmware + R"(/1"}],"Members@odata.nextLink":")" +
+                   kFirmware + "?$skip=" + std::to_string(++page) + R"("})";
+    }
+    return reply;
+  });
+  EXPECT_EQ(ReadFirmware(tree.Target()).firmware.size(), 1U);
+  EXPECT_LT(tree.Count("GET"), 10);
+}
+
 TEST(ReaderService, ReadsAsManyResourcesAsItMay) {
   RedfishTree tree;
   std::string members;

@@ -13,6 +13,7 @@ namespace Kelvar::Reader {
 namespace {
 
 constexpr int kMaxExpandFailures = 3;
+constexpr int kMaxBarrenPages = 3;
 constexpr int kMaxExpandIgnored = 8;  // costs nothing: the response is the collection all the same
 
 /// The value that a fragment names: "/Fans/0".
@@ -311,6 +312,7 @@ void Walk::TakeMembers(Node& node, JsonValue collection) {
   node.collection = true;
   NoteExpansion(node, collection["Members"]);
   std::size_t position = node.position;
+  const std::size_t known = nodes_.size();
   for (const JsonValue member : collection["Members"].Elements()) {
     TakeMember(node, member, position++);
   }
@@ -322,6 +324,7 @@ void Walk::TakeMembers(Node& node, JsonValue collection) {
     fetcher_.Get(node.path, [this, &node](Reply& again) { Take(node, again); });
     return;
   }
+  node.barrenPages = nodes_.size() == known ? node.barrenPages + 1 : 0;
   TakeNextPage(node, collection, position);
 }
 
@@ -353,6 +356,10 @@ void Walk::TakeNextPage(const Node& collection, JsonValue json, std::size_t posi
   if (!link) {
     return;
   }
+  if (collection.barrenPages >= kMaxBarrenPages) {
+    KELVAR_LOG(2) << "Pages of " << collection.path << " repeat themselves; the rest is not read";
+    return;
+  }
   Node page;
   page.role = collection.role;
   page.path = link->path;
@@ -360,6 +367,7 @@ void Walk::TakeNextPage(const Node& collection, JsonValue json, std::size_t posi
   page.above = collection.above;
   page.families = collection.families;
   page.position = position;
+  page.barrenPages = collection.barrenPages;
   page.collection = true;
   if (Node* const entered = Enter(std::move(page))) {
     Fetch(*entered);

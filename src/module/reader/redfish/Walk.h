@@ -67,6 +67,7 @@ struct Node {
   std::string above;         ///< id of the resource that links to it
   FamilyMask families = 0;   ///< that lack something without it
   std::size_t position = 0;  ///< in its collection
+  int barrenPages = 0;       ///< pages in a row, up to this one, that had nothing new
   bool collection = false;
   bool member = false;
   bool expanded = false;
