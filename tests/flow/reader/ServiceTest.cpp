@@ -231,6 +231,22 @@ TEST(ReaderService, LinksLeadNowhereElseAndNotInCircles) {
   EXPECT_EQ(tree.Count("GET"), 5);  // root, service, collection, its second page, the firmware
 }
 
+TEST(ReaderService, APartOfADocumentIsNotAskedForBesideIt) {
+  RedfishTree tree;
+  PutFirmware(tree, 0);
+  const std::string list = R"({"@odata.id":"/redfish/v1/List#/Rows/)";
+  tree.PutCollection(kFirmware, {"/redfish/v1/List#/Rows/0", "/redfish/v1/List#/Rows/1", "/redfish/v1/List#/Rows/9"});
+  tree.Put("/redfish/v1/List", R"({"@odata.id":"/redfish/v1/List","Id":"L","Rows":[)" + list +
+                                   R"(0","Name":"A","Version":"1"},)" + list + R"(1","Name":"B","Version":"2"}]})");
+  const Inventory inventory = ReadFirmware(tree.Target());
+  ASSERT_EQ(inventory.firmware.size(), 2U);
+  EXPECT_EQ(inventory.firmware[1].version, "2");
+  EXPECT_EQ(tree.Count("GET"), 4);  // root, service, collection, the list
+  tree.PutCollection(kFirmware, {"/redfish/v1/List#/Rows/0", "/redfish/v1/List"});
+  EXPECT_EQ(ReadFirmware(tree.Target()).firmware.size(), 1U);
+  EXPECT_EQ(tree.Count("GET"), 8);
+}
+
 TEST(ReaderService, PagesThatRepeatThemselvesEnd) {
   RedfishTree tree;
   PutFirmware(tree, 2);
@@ -254,7 +270,7 @@ TEST(ReaderService, ReadsAsManyResourcesAsItMay) {
     members += (i == 0 ? "" : ",") + (R"({"@odata.id":")" + kFirmware + '/' + std::to_string(i) +
                                       R"(","@odata.type":"#S","Id":"1","Version":"2"})");
   }
-  PutFirmware(tree, 0);
+  PutFirmware(tree, 0, R"({"ExpandQuery":{"NoLinks":true}})");
   tree.Put(kFirmware, R"({"@odata.id":"x","Members":[)" + members + "]}");
   InventoryReader reader(tree.Target());
   const Inventory inventory = reader.Read({Family::Firmware});

@@ -34,7 +34,8 @@ TEST_P(ReaderTrees, GiveTheirRecords) {
   EXPECT_EQ(tree.OpenSessions(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ReaderTrees, testing::Values("identity", "parts", "sensors", "logs", "network"));
+INSTANTIATE_TEST_SUITE_P(All, ReaderTrees,
+                         testing::Values("identity", "parts", "sensors", "logs", "network", "shapes"));
 
 }  // namespace
 }  // namespace Kelvar::Test

@@ -174,7 +174,7 @@ void TakeRows(Collected& to, const Node& node, JsonValue json, const char* list,
   std::size_t index = 0;
   for (const JsonValue element : to.RowsOf(json[list])) {
     const std::string id = RowId(node, list, index++);
-    if (!element.IsObject()) {
+    if (IsBare(element)) {
       continue;
     }
     Component component = Describe(id, row.kind, element);

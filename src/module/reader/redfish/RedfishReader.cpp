@@ -31,7 +31,7 @@ constexpr FamilyMask kPartsAndSensors = kParts | kSensors;
 
 constexpr const char* kRootPath = "/redfish/v1/";
 
-enum class Leads : u8 { ToCollection, ToOne, Later };
+enum class Leads : u8 { ToCollection, ToOne, Later, FromRows };
 
 /// A link that is followed: from which kind of resource, by which property, to what, for which families.
 struct LinkRow {
@@ -67,6 +67,12 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Memory, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::Storage, "Drives", Role::Drive, ToCollection, kPartsAndSensors},
     {Role::Storage, "Controllers", Role::StorageController, ToCollection, kPartsAndSensors},
+    {Role::Storage, "StorageControllers", Role::StorageController, FromRows, kPartsAndSensors},
+    {Role::SimpleStorage, "Devices", Role::Drive, FromRows, kParts},
+    {Role::Power, "PowerSupplies", Role::PowerSupply, FromRows, kPartsAndSensors},
+    {Role::Power, "Voltages", Role::Sensor, FromRows, kSensors},
+    {Role::Thermal, "Fans", Role::Fan, FromRows, kPartsAndSensors},
+    {Role::Thermal, "Temperatures", Role::Sensor, FromRows, kSensors},
     {Role::Storage, "Links/Enclosures", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::StorageController, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::Drive, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
@@ -141,6 +147,7 @@ class Reading {
   void Take(const Node& node, JsonValue json);
   void TakeChassisSide(const Node& node, JsonValue json);
   void FollowLinks(const Node& node, JsonValue json);
+  void FollowRows(const Node& node, JsonValue list, Role role, FamilyMask families);
   void FollowExcerpts(const Node& node, JsonValue json);
   void Finish();
   void SetResults(bool understood);
@@ -207,6 +214,10 @@ void Reading::FollowLinks(const Node& node, JsonValue json) {
       continue;
     }
     const JsonValue target = At(json, row.property);
+    if (row.leads == FromRows) {
+      FollowRows(node, target, row.to, families);
+      continue;
+    }
     if (row.leads != Later) {
       walk_.Follow(node, target, row.to, row.leads == ToCollection, families);
       continue;
@@ -216,6 +227,15 @@ void Reading::FollowLinks(const Node& node, JsonValue json) {
     }
     for (const JsonValue element : target.Elements()) {
       walk_.FollowLater(node, LinkAt(element, ""), row.to, families);
+    }
+  }
+}
+
+/// Lists that hold what they list, where some services hold links alone.
+void Reading::FollowRows(const Node& node, JsonValue list, Role role, FamilyMask families) {
+  for (const JsonValue row : collected_.RowsOf(list)) {
+    if (IsBare(row)) {
+      walk_.FollowLater(node, LinkAt(row, "@odata.id"), role, families);
     }
   }
 }

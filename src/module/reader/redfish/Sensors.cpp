@@ -139,7 +139,7 @@ void TakeRows(Collected& to, const Node& node, JsonValue json, const RowShape& r
     const std::string id = node.id + "#/" + row.list + '/' + std::to_string(index++);
     // A temperature or voltage without a reading is a sensor that is off; other rows without one are none of a sensor:
     // power supplies of fans, limits of power.
-    if (!element.IsObject() || (!row.always && !element[row.reading] && !element[row.formerReading])) {
+    if (IsBare(element) || (!row.always && !element[row.reading] && !element[row.formerReading])) {
       continue;
     }
     Sensor sensor = FromRow(element, row);

@@ -43,6 +43,21 @@ bool IsResource(JsonValue value) {
   return value.IsObject() && (value["@odata.id"] || value["@odata.type"] || value["Id"] || value["Members"]);
 }
 
+/// Of a log that is not expanded: some services list its entries as they are, some list part of what they hold.
+bool IsWholeEntry(JsonValue value) {
+  const auto properties = {"Created", "EventTimestamp", "Message", "MessageId", "Severity"};
+  return std::count_if(properties.begin(), properties.end(), [&](const char* name) { return bool(value[name]); }) >= 2;
+}
+
+/// Whether the resource itself is given, not just a link. Members of a collection that is not expanded
+/// can be summaries.
+bool IsInline(const Node& from, JsonValue target, Role role) {
+  if (from.collection && role == Role::LogEntry) {
+    return IsWholeEntry(target);
+  }
+  return (!from.collection || from.expanded || from.ofExpanded) && IsWholeResource(target);
+}
+
 std::string WithoutQuery(const std::string& path) {
   return path.substr(0, path.find('?'));
 }
@@ -60,6 +75,13 @@ bool IsWholeResource(JsonValue value) {
   const auto own = std::count_if(members.begin(), members.end(),
                                  [](const auto& member) { return member.first.find('@') == std::string_view::npos; });
   return own >= 3 && (value["Id"] || value["Name"] || value["MemberId"]);
+}
+
+bool IsBare(JsonValue value) {
+  const auto members = value.Members();
+  return std::all_of(members.begin(), members.end(), [](const auto& member) {
+    return member.first.find('@') != std::string_view::npos || member.first == "MemberId" || member.second.IsNull();
+  });
 }
 
 Walk::Walk(const ReadRequest& request, Fetcher& fetcher, Visit visit)
@@ -151,8 +173,13 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
   node.role = role;
   node.path = std::move(link->path);
   node.fragment = std::move(link->fragment);
+  const bool isInline = IsInline(from, target, role) || (target["Members"].IsArray() && collection);
   if (!node.fragment.empty() && HasVisited(node.path)) {
     return;  // it is part of a resource that is read as a whole
+  }
+  if (!node.fragment.empty() && !isInline) {
+    FollowLater(from, text, role, families, position);
+    return;
   }
   node.id = IdOf(WithoutQuery(node.path)) + (node.fragment.empty() ? "" : "#" + node.fragment);
   node.above = from.id;
@@ -164,43 +191,78 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
   if (entered == nullptr) {
     return;
   }
-  if (IsWholeResource(target) || (target["Members"].IsArray() && collection)) {
+  if (isInline) {
     TakeDocument(*entered, target);
     return;
   }
   Fetch(*entered);
 }
 
-void Walk::FollowLater(const Node& from, std::string link, Role role, FamilyMask families) {
+void Walk::FollowLater(const Node& from, std::string link, Role role, FamilyMask families, std::size_t position) {
   if (later_.size() >= request_.options.resource_limit) {
     NoteLimit(families, "more than " + std::to_string(later_.size()) + " links");
   } else if (!link.empty()) {
-    later_.push_back({from, std::move(link), role, families});
+    later_.push_back({from, std::move(link), role, families, position});
+  }
+}
+
+void Walk::FollowNow(const Later& later) {
+  const auto link = ParseLink(later.link, Origin());
+  if (!link || HasVisited(link->path)) {
+    return;
+  }
+  Node node;
+  node.role = later.role;
+  node.path = link->path;
+  node.fragment = link->fragment;
+  node.id = IdOf(WithoutQuery(node.path)) + (node.fragment.empty() ? "" : "#" + node.fragment);
+  node.above = later.from.id;
+  node.families = later.families;
+  node.position = later.position;
+  node.member = true;
+  if (Node* const entered = Enter(std::move(node))) {
+    entered->fragment.empty() ? Fetch(*entered) : FetchPart(*entered);
   }
 }
 
 void Walk::Run() {
   fetcher_.Run();
   while (!later_.empty()) {
-    const std::vector<Later> later = std::exchange(later_, {});
-    for (const Later& one : later) {
-      const auto link = ParseLink(one.link, Origin());
-      if (!link || HasVisited(link->path)) {
-        continue;
-      }
-      Node node;
-      node.role = one.role;
-      node.path = link->path;
-      node.fragment = link->fragment;
-      node.id = IdOf(node.path) + (node.fragment.empty() ? "" : "#" + node.fragment);
-      node.above = one.from.id;
-      node.families = one.families;
-      node.member = true;
-      if (Node* const entered = Enter(std::move(node))) {
-        Fetch(*entered);
-      }
+    std::vector<Later> now = std::exchange(later_, {});
+    const auto parts = std::stable_partition(now.begin(), now.end(),
+                                             [](const Later& one) { return one.link.find('#') == std::string::npos; });
+    if (parts != now.begin()) {  // a part of what is read as a whole needs no request
+      later_.assign(std::make_move_iterator(parts), std::make_move_iterator(now.end()));
+      now.erase(parts, now.end());
+    }
+    for (const Later& one : now) {
+      FollowNow(one);
     }
     fetcher_.Run();
+  }
+}
+
+void Walk::FetchPart(Node& node) {
+  std::string key = KeyOf(node.path);
+  std::vector<Node*>& waiting = parts_[key];
+  waiting.push_back(&node);
+  if (waiting.size() == 1) {
+    fetcher_.Get(node.path, [this, key = std::move(key)](Reply& reply) { TakeParts(key, reply); });
+  }
+}
+
+void Walk::TakeParts(const std::string& key, Reply& reply) {
+  const std::vector<Node*> nodes = std::move(parts_[key]);
+  const auto document = reply.IsOk() ? JsonDocument::Read(std::move(reply.body)) : std::nullopt;
+  for (Node* const node : nodes) {
+    const JsonValue part = document ? Resolve(document->Root(), node->fragment) : JsonValue();
+    if (IsResource(part)) {
+      TakeDocument(*node, part);
+      continue;
+    }
+    node->missing = reply.IsMissing() || document;
+    Fail(*node, reply.IsOk() ? FailureCause::BadData : reply.cause,
+         reply.IsOk() ? "the document does not hold what the link names" : reply.error);
   }
 }
 
@@ -368,6 +430,7 @@ void Walk::TakeNextPage(const Node& collection, JsonValue json, std::size_t posi
   page.families = collection.families;
   page.position = position;
   page.barrenPages = collection.barrenPages;
+  page.ofExpanded = collection.expanded || collection.ofExpanded;
   page.collection = true;
   if (Node* const entered = Enter(std::move(page))) {
     Fetch(*entered);

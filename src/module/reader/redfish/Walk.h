@@ -71,6 +71,7 @@ struct Node {
   bool collection = false;
   bool member = false;
   bool expanded = false;
+  bool ofExpanded = false;  ///< a later page of a collection that is expanded
   bool missing = false;
   std::vector<std::string> otherPaths;  ///< other spellings, tried where the first leads nowhere
 };
@@ -95,7 +96,7 @@ class Walk {
   /// Follows what stands at a property: a link, an array of links, or whole resources.
   void Follow(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families);
   /// The same for one link, once everything else has been read.
-  void FollowLater(const Node& from, std::string link, Role role, FamilyMask families);
+  void FollowLater(const Node& from, std::string link, Role role, FamilyMask families, std::size_t position = 0);
   /// Works until nothing is left.
   void Run();
   /// There is more than is read: says so of the families, once of the service.
@@ -113,12 +114,16 @@ class Walk {
     std::string link;
     Role role;
     FamilyMask families;
+    std::size_t position;
   };
 
   Node* Enter(Node node);
   void FollowOne(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families,
                  std::size_t position);
+  void FollowNow(const Later& later);
   void Fetch(Node& node);
+  void FetchPart(Node& node);
+  void TakeParts(const std::string& key, Reply& reply);
   void Take(Node& node, Reply& reply);
   void TakeDocument(Node& node, JsonValue root);
   void TakeResource(Node& node, JsonValue resource);
@@ -135,6 +140,7 @@ class Walk {
   std::deque<Node> nodes_;
   std::unordered_map<std::string, Node*> visited_;
   std::vector<Later> later_;
+  std::unordered_map<std::string, std::vector<Node*>> parts_;  ///< that wait for the document that holds them
   std::array<Outcome, Model::kFamilyCount> outcomes_;
   std::string expandQuery_;  ///< empty: the service does not expand
   bool expandWorks_ = false;
@@ -145,5 +151,7 @@ class Walk {
 
 /// Whether a value is a resource of its own, not just a link to one.
 bool IsWholeResource(JsonValue value);
+/// Whether a value tells nothing but, at most, where something stands.
+bool IsBare(JsonValue value);
 
 }  // namespace Kelvar::Reader
