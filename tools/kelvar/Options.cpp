@@ -58,12 +58,12 @@ constexpr const char* kTargets =
 
 constexpr const char* kCommands =
     "\nOther commands\n"
-    "  kelvar health TARGET...           one verdict a machine, with its reasons\n"
-    "  kelvar diff A B                   what differs between two runs or targets\n"
-    "  kelvar probe HOST                 which protocols answer, and why not\n"
-    "  kelvar raw TARGET PATH            one Redfish resource as JSON\n"
-    "  kelvar operation TARGET [NAME...] the library's fixed operations\n"
-    "  kelvar serve                      metrics for Prometheus\n";
+    "  kelvar health TARGET...             one verdict a machine, with its reasons\n"
+    "  kelvar diff A B                     what differs between two runs or targets\n"
+    "  kelvar probe HOST                   which protocols answer, and why not\n"
+    "  kelvar raw TARGET PATH              one Redfish resource as JSON\n"
+    "  kelvar operation TARGET [NAME...]   the library's fixed operations\n"
+    "  kelvar serve                        metrics for Prometheus\n";
 
 constexpr const char* kEnd =
     "\nThe password comes from --password-file, --password-command, the environment\n"
