@@ -25,17 +25,17 @@ constexpr std::array<KindRow, 6> kByPath = {{
 }};
 
 // Where neither the first table nor the words tell: much stands under a manager that is not its own firmware.
-constexpr std::array<KindRow, 2> kByFarPath = {{
-    {"managers/", "bmc"},
-    {"gpu", "gpu"},
-}};
+constexpr KindRow kByManager{"managers/", "bmc"};
 
 // Whole words of the name or the last segment of the path. The first row that fits counts.
-constexpr std::array<KindRow, 24> kByWord = {{
+constexpr std::array<KindRow, 27> kByWord = {{
     {"driver", "driver"},
     {"cpld", "cpld"},
     {"fpga", "cpld"},
     {"pld", "cpld"},
+    {"backplane", "other"},
+    {"power management", "other"},
+    {"erot", "other"},
     {"bios", "bios"},
     {"uefi", "bios"},
     {"system rom", "bios"},
@@ -73,29 +73,58 @@ bool HasWord(std::string_view text, std::string_view word) {
   return false;
 }
 
-std::string KindOf(const Model::Firmware& firmware, Role role, std::string_view related) {
-  const std::string path = Lower(related);
-  for (const KindRow& row : kByPath) {
-    if (path.find(row.part) != std::string::npos) {
-      return row.kind;
+bool IsUpper(char letter) {
+  return letter >= 'A' && letter <= 'Z';
+}
+
+/// "HostBIOSImage" -> "host bios image".
+std::string SplitWords(std::string_view text) {
+  std::string words;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool ends = i + 1 < text.size() && IsLetter(text[i + 1]);
+    const bool begins = i > 0 && IsUpper(text[i]) && (IsLetter(text[i - 1]) || (IsUpper(text[i - 1]) && ends));
+    words += begins ? " " : "";
+    words += text[i];
+  }
+  return Lower(words);
+}
+
+std::string WordsOf(const Model::Firmware& firmware) {
+  const std::string told = firmware.name + '\n' + std::string(LastSegment(firmware.id));
+  return Lower(told) + '\n' + SplitWords(told);
+}
+
+const char* KindByPath(JsonValue related) {
+  for (const JsonValue item : related.Elements()) {
+    const std::string path = Lower(LinkedId(item, ""));
+    for (const KindRow& row : kByPath) {
+      if (path.find(row.part) != std::string::npos) {
+        return row.kind;
+      }
     }
   }
-  const std::string words = Lower(firmware.name) + '\n' + Lower(LastSegment(firmware.id));
+  return nullptr;
+}
+
+std::string KindOf(const Model::Firmware& firmware, JsonValue related) {
+  if (const char* const kind = KindByPath(related)) {
+    return kind;
+  }
+  const std::string path = Lower(firmware.component);
+  const bool ofGpu = HasWord(path, "gpu") && !HasWord(path, "erot");
+  const std::string words = WordsOf(firmware);
   for (const KindRow& row : kByWord) {
     if (HasWord(words, row.part)) {
-      return row.kind;
+      // "GPU_FW_CPU_0" alone does not say which of the two it is for.
+      const bool unclear = std::string_view(row.kind) == "gpu" && !ofGpu && HasWord(words, "cpu");
+      return unclear ? "other" : row.kind;
     }
   }
-  for (const KindRow& row : kByFarPath) {
-    if (path.find(row.part) != std::string::npos) {
-      return row.kind;
-    }
-  }
-  return role == Role::Software ? "driver" : "other";
+  return path.find(kByManager.part) != std::string::npos ? kByManager.kind : ofGpu ? "gpu" : "other";
 }
 
 std::string BankOf(const Model::Firmware& firmware) {
-  const std::string words = Lower(firmware.name) + '\n' + Lower(LastSegment(firmware.id));
+  const std::string words = WordsOf(firmware);
   return HasWord(words, "backup") ? "backup" : HasWord(words, "primary") ? "primary" : "";
 }
 
@@ -159,7 +188,7 @@ void TakeFirmware(Collected& to, const Node& node, JsonValue json) {
   firmware.state = StatusOf(json).state;
   const auto related = json["RelatedItem"].Elements();
   firmware.component = related.empty() ? "" : LinkedId(related.front(), "");
-  firmware.kind = KindOf(firmware, node.role, firmware.component);
+  firmware.kind = KindOf(firmware, json["RelatedItem"]);
   firmware.bank = BankOf(firmware);
   to.inventory->firmware.push_back(std::move(firmware));
 }
