@@ -1,8 +1,38 @@
 #include "module/reader/redfish/Values.h"
 
+#include <array>
+#include <charconv>
 #include <cmath>
 
 namespace Kelvar::Reader {
+
+namespace {
+
+/// A text, or a number as it is written without an exponent: some services do not quote serial numbers and versions.
+std::string TextOf(JsonValue value) {
+  constexpr double kMost = 1e15;
+  const auto number = value.Double();
+  if (!number || std::fabs(*number) > kMost) {
+    return value.String().value_or("");
+  }
+  std::array<char, 512> text{};
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), *number, std::chars_format::fixed);
+  return {text.data(), end.ptr};
+}
+
+/// The number that a text wholly is: some services quote them.
+std::optional<double> NumberOf(const std::string& text) {
+  const std::string digits = CleanText(text);
+  if (digits.empty() || digits.find_first_not_of("0123456789.-") != std::string::npos) {
+    return std::nullopt;
+  }
+  double number = 0;
+  const auto end = std::from_chars(digits.data(), digits.data() + digits.size(), number, std::chars_format::fixed);
+  const bool whole = end.ec == std::errc() && end.ptr == digits.data() + digits.size();
+  return whole ? std::optional<double>(number) : std::nullopt;
+}
+
+}  // namespace
 
 JsonValue At(JsonValue object, std::string_view path) {
   while (object && !path.empty()) {
@@ -14,15 +44,17 @@ JsonValue At(JsonValue object, std::string_view path) {
 }
 
 std::string TextAt(JsonValue object, std::string_view path) {
-  return CleanText(At(object, path).String().value_or(""));
+  return CleanText(TextOf(At(object, path)));
 }
 
 std::string MessageAt(JsonValue object, std::string_view path) {
-  return std::string(Trim(At(object, path).String().value_or("")));
+  return std::string(Trim(TextOf(At(object, path))));
 }
 
 std::optional<double> NumberAt(JsonValue object, std::string_view path) {
-  return At(object, path).Double();
+  const JsonValue value = At(object, path);
+  const auto number = value.Double();
+  return number ? number : NumberOf(value.String().value_or(""));
 }
 
 std::optional<double> PositiveAt(JsonValue object, std::string_view path) {
@@ -48,7 +80,7 @@ std::string LinkAt(JsonValue object, std::string_view path) {
 }
 
 std::string WordAt(JsonValue object, std::string_view path) {
-  return Word(TextAt(object, path));
+  return Word(CleanText(At(object, path).String().value_or("")));
 }
 
 std::vector<JsonValue> FirstOf(JsonValue array, std::size_t most) {
@@ -63,7 +95,7 @@ Status StatusOf(JsonValue resource) {
   const JsonValue told = resource["Status"];
   Status status;
   status.state = WordAt(told, "State");
-  const std::string word = TextAt(told, "Health");
+  const std::string word = CleanText(told["Health"].String().value_or(""));
   if (word.empty() || status.state == "absent") {
     return status;
   }

@@ -12,7 +12,8 @@
 
 namespace Kelvar::Reader {
 
-// Values of resources as the model holds them. A missing value, one of the wrong type and a placeholder are absent.
+// Values of resources as the model holds them. A missing value, one of the wrong type and a placeholder are absent. A
+// number serves as text, and a text that is wholly a decimal number as a number.
 
 /// The value at a path of names with "/" between them; nothing where there is none.
 JsonValue At(JsonValue object, std::string_view path);
@@ -29,6 +30,7 @@ std::optional<u32> CountAt(JsonValue object, std::string_view path);
 /// The "@odata.id" of the object at the path, or the text itself; empty without.
 std::string LinkAt(JsonValue object, std::string_view path);
 
+/// Of an enumeration: no number.
 std::string WordAt(JsonValue object, std::string_view path);
 
 /// The first elements of an array: a short response can hold very many.
