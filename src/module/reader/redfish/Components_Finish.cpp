@@ -150,6 +150,22 @@ bool IsSameDrive(const Component& storage, const Component& chassis) {
          LastSegment(storage.id) == LastSegment(chassis.id);
 }
 
+/// A drive that several chassis list.
+void JoinChassisDrives(Collected& from, const std::vector<Component*>& drives, std::set<const Component*>& doubles) {
+  std::map<std::pair<std::string, std::string>, Component*> first;
+  for (Component* const drive : drives) {
+    if (doubles.count(drive) != 0 || drive->serial_number.empty() || drive->model.empty()) {
+      continue;
+    }
+    const auto [known, isNew] = first.emplace(std::pair(drive->serial_number, drive->model), drive);
+    if (!isNew && TopOf(known->second->id) != TopOf(drive->id)) {
+      Fill(*known->second, *drive);
+      from.joined[drive->id] = known->second->id;
+      doubles.insert(drive);
+    }
+  }
+}
+
 /// Drives that stand both in a storage and in a chassis.
 void JoinDrives(Collected& from) {
   Parts& parts = from.parts;
@@ -166,6 +182,8 @@ void JoinDrives(Collected& from) {
       inStorage.emplace(drive.serial_number.empty() ? LastSegment(drive.id) : drive.serial_number, &drive);
     }
   }
+  std::sort(inChassis.begin(), inChassis.end(),
+            [](const Component* left, const Component* right) { return NaturalLess(left->id, right->id); });
   std::set<const Component*> doubles;
   for (Component* const drive : inChassis) {
     for (const std::string& key : {drive->serial_number, std::string(LastSegment(drive->id))}) {
@@ -186,6 +204,7 @@ void JoinDrives(Collected& from) {
       break;
     }
   }
+  JoinChassisDrives(from, inChassis, doubles);
   Remove(parts, doubles);
 }
 
