@@ -114,7 +114,8 @@ class WaitLine {
   void Show(const SingleReading& reading) {
     constexpr std::chrono::seconds kSilence{2};
     if (shown_ && Clock::now() - start_ > kSilence) {
-      WriteToStandardError(fmt::format("\rkelvar: waiting for {}\x1b[K", Text::EscapeControl(reading.WaitingFor())));
+      const std::string text = "kelvar: waiting for " + Text::EscapeControl(reading.WaitingFor());
+      WriteToStandardError('\r' + text.substr(0, ColumnsOfStandardError()) + "\x1b[K");
       any_ = true;
     }
   }
