@@ -102,6 +102,13 @@ void DeclareReader(CLI::App& app, Options& options) {
       ->type_name("TIME");
   app.add_option("--severity", options.severity, "Leave out log entries that are less severe")
       ->check(CLI::IsMember({"warning", "critical"}));
+  constexpr unsigned kLongestInterval = 3600;
+  auto* const follow = app.add_flag("--follow", options.follow, "Show new log entries as they come, until interrupted");
+  app.add_option("--interval", options.intervalSeconds, "With --follow: seconds between two readings")
+      ->check(CLI::Range(1U, kLongestInterval))
+      ->type_name("SECONDS")
+      ->capture_default_str()
+      ->needs(follow);
   app.add_flag("!--oldest-first", options.reader.newest_first, "Show logs from the oldest entry on");
 }
 

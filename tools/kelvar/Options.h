@@ -41,7 +41,9 @@ struct Options {
   bool wide = false;
   std::string authentication = "automatic";
   InventoryReaderOptions reader = NewestFirst();
-  std::string severity;  ///< least one of log entries; empty: any
+  bool follow = false;            ///< show log entries as they come
+  unsigned intervalSeconds = 10;  ///< between two readings then
+  std::string severity;           ///< least one of log entries; empty: any
 };
 
 /// Options of a reading of the inventory, or where `options` says so of fixed operations.

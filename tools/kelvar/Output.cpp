@@ -5,6 +5,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include "common/text/Escape.h"
@@ -36,6 +37,11 @@ void Output::Finish() {
   if (std::fflush(file_) != 0 || std::ferror(file_) != 0) {
     throw ToolError(ExitCode::Internal, std::string("cannot write to standard output: ") + std::strerror(errno));
   }
+}
+
+bool Output::LostReader(std::chrono::milliseconds patience) const {
+  pollfd own{fileno(file_), 0, 0};  // errors are told unasked
+  return poll(&own, 1, static_cast<int>(patience.count())) > 0;
 }
 
 void Complain(std::string_view text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 #include <string_view>
 
@@ -18,6 +19,9 @@ class Output {
 
   /// Throws ToolError (internal) when anything could not be written.
   void Finish();
+
+  /// Whether nobody can read any more what is written, as where a pipe was closed; waits so long for that.
+  bool LostReader(std::chrono::milliseconds patience) const;
 
  private:
   std::FILE* file_;

@@ -15,6 +15,7 @@
 #include "tools/kelvar/RawResource.h"
 #include "tools/kelvar/fleet/Fleet.h"
 #include "tools/kelvar/fleet/Health.h"
+#include "tools/kelvar/fleet/LogFollow.h"
 #include "tools/kelvar/fleet/RunDiff.h"
 #include "tools/kelvar/fleet/SingleTarget.h"
 #include "tools/kelvar/serve/Serve.h"
@@ -39,8 +40,13 @@ int Read(const char* name, bool operations, int argc, const char* const* argv) {
   if (const std::optional<int> over = Parse(app, argc, argv)) {
     return *over;
   }
+  if (options.follow) {
+    constexpr u32 kFirst = 10;  // as other programs that follow a file
+    const bool chosen = app.count("--limit") + app.count("--since") > 0;
+    options.reader.log_limit = chosen ? options.reader.log_limit : kFirst;
+  }
   if (fleet.targets.empty()) {
-    return ReadSingleTarget(options);
+    return options.follow ? FollowLogs(options) : ReadSingleTarget(options);
   }
   if (!options.target.empty()) {
     options.what.insert(options.what.begin(), options.target);

@@ -29,6 +29,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 void CheckOptions(const Options& options) {
+  if (options.follow) {
+    throw ToolError(ExitCode::Usage, "--follow is for one target, not for --targets");
+  }
   if (options.explain || !options.withCim.empty()) {
     throw ToolError(ExitCode::Usage, "--explain and --with-cim are for one target, not for --targets");
   }

@@ -94,24 +94,12 @@ void ShowReasons(const Report& report, const Options& options) {
   }
 }
 
-class SingleReading : public TimedReading {
- public:
-  using TimedReading::TimedReading;
-
-  const Report& Result() const { return result_; }
-
- private:
-  void End(const Report& report) override { result_ = report; }
-
-  Report result_;
-};
-
 /// A line on a terminal that says what is waited for, once it takes long.
 class WaitLine {
  public:
   explicit WaitLine(bool wanted) : shown_(wanted && isatty(STDERR_FILENO) == 1) {}
 
-  void Show(const SingleReading& reading) {
+  void Show(const KeptReading& reading) {
     constexpr std::chrono::seconds kSilence{2};
     if (shown_ && Clock::now() - start_ > kSilence) {
       const std::string text = "kelvar: waiting for " + Text::EscapeControl(reading.WaitingFor());
@@ -145,8 +133,8 @@ int ReadSingleTarget(const Options& options) {
   Output output;
   FillAccounts(options, demo.has_value(), target, partner);
   const LogView log(ShownLogLevel(options));
-  const auto reading = std::make_shared<SingleReading>(std::move(target), std::move(partner),
-                                                       ReadOptionsOf(options, options.what), options.deadlineSeconds);
+  const auto reading = std::make_shared<KeptReading>(std::move(target), std::move(partner),
+                                                     ReadOptionsOf(options, options.what), options.deadlineSeconds);
   WorkerPool pool({1, PatienceOf(options), 1});
   pool.Submit(reading);
   WaitLine line(!options.quiet);

@@ -51,4 +51,17 @@ class TimedReading : public WorkerPool::Task {
   bool late_ = false;
 };
 
+/// One that keeps its report.
+class KeptReading : public TimedReading {
+ public:
+  using TimedReading::TimedReading;
+
+  const Report& Result() const { return result_; }
+
+ private:
+  void End(const Report& report) override { result_ = report; }
+
+  Report result_;
+};
+
 }  // namespace Kelvar::Tool

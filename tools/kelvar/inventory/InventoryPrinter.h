@@ -17,6 +17,12 @@ std::string JsonText(const InventoryReport& report);
 /// The same over several lines, indented.
 std::string IndentedJsonText(const InventoryReport& report);
 
+/// One log entry, as an object of JSON on a line of its own, with the keys of "logs".
+std::string JsonText(const Model::LogEntry& entry);
+
+/// One log entry for people, on a line.
+std::string LogLine(const Model::LogEntry& entry, Colour colour);
+
 /// Columns of comma-separated values: "target", "family", "status", "reason", then the keys of the families' records,
 /// each once; of these the ones in `columns` in their order, where that is not empty.
 std::vector<std::string> CsvColumns(const std::vector<Model::Family>& families,

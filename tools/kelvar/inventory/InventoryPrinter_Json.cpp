@@ -189,6 +189,16 @@ std::string JsonText(const InventoryReport& report) {
   return Finished(buffer, writer, report);
 }
 
+std::string JsonText(const Model::LogEntry& entry) {
+  JsonBuffer buffer;
+  CompactJson writer(buffer);
+  const MemberWriter<CompactJson> write(writer);
+  writer.StartObject();
+  VisitFields(entry, write);
+  writer.EndObject();
+  return std::string(buffer.GetString(), buffer.GetSize()) + '\n';
+}
+
 std::string IndentedJsonText(const InventoryReport& report) {
   JsonBuffer buffer;
   IndentedJson writer(buffer);

@@ -275,6 +275,14 @@ std::string ReasonLines(const Model::Verdict& verdict, Colour colour) {
   return text;
 }
 
+std::string LogLine(const Model::LogEntry& entry, Colour colour) {
+  const std::string severity = fmt::format("{:<8}", EscapeControl(entry.severity));
+  return fmt::format("{:<19}  {}  {}  {}\n", TimeText(entry.created),
+                     Coloured(severity, HealthOf(entry.severity), colour),
+                     EscapeControl(entry.message.empty() ? entry.message_id : entry.message),
+                     Dim("(" + EscapeControl(entry.log) + ")", colour));
+}
+
 std::string VerdictText(const Model::Verdict& verdict, Colour colour) {
   return Bold("health", colour) + ": " + Coloured(Model::NameOf(verdict.health), verdict.health, colour) + '\n' +
          ReasonLines(verdict, colour);

@@ -1,0 +1,106 @@
+// Log entries that are shown as they come.
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "flow/tool/ToolRun.h"
+#include "support/ScriptedHttpServer.h"
+
+namespace Kelvar::Test {
+namespace {
+
+using testing::HasSubstr;
+
+std::string EntryText(const std::string& id, const std::string& severity) {
+  return R"({"Id": ")" + id + R"(", "Created": "2026-03-20T08:0)" + id + R"(:00Z", "Severity": ")" + severity +
+         R"(", "Message": "Event )" + id + R"(."})";
+}
+
+HttpReply Entries(const std::string& members) {
+  return HttpReply(R"({"@odata.id": "/redfish/v1/Systems/1/LogServices/SEL/Entries", "Members": [)" + members + "]}");
+}
+
+/// A service with sessions and one log, whose answers come in order, one a reading.
+void Script(ScriptedHttpServer& server, std::vector<HttpReply> readings) {
+  const std::string sessions = "/redfish/v1/SessionService/Sessions";
+  server.On("/redfish/v1/", HttpReply(R"({"RedfishVersion": "1.6.0", "Systems": {"@odata.id": "/redfish/v1/Systems"},
+      "Links": {"Sessions": {"@odata.id": "/redfish/v1/SessionService/Sessions"}}})"));
+  HttpReply opened(201, "{}");
+  opened.headers = {{"X-Auth-Token", "t0"}, {"Location", sessions + "/1"}};
+  server.On("POST " + sessions, opened);
+  server.On("DELETE " + sessions + "/1", HttpReply(204, ""));
+  server.On("/redfish/v1/Systems", HttpReply(R"({"Members": [{"@odata.id": "/redfish/v1/Systems/1"}]})"));
+  server.On("/redfish/v1/Systems/1",
+            HttpReply(R"({"Id": "1", "LogServices": {"@odata.id": "/redfish/v1/Systems/1/LogServices"}})"));
+  server.On("/redfish/v1/Systems/1/LogServices",
+            HttpReply(R"({"Members": [{"@odata.id": "/redfish/v1/Systems/1/LogServices/SEL"}]})"));
+  server.On("/redfish/v1/Systems/1/LogServices/SEL",
+            HttpReply(R"({"Id": "SEL", "Entries": {"@odata.id": "/redfish/v1/Systems/1/LogServices/SEL/Entries"}})"));
+  server.On("/redfish/v1/Systems/1/LogServices/SEL/Entries", std::move(readings));
+}
+
+std::ptrdiff_t CountOf(const ScriptedHttpServer& server, const std::string& method) {
+  const auto requests = server.Requests();
+  return std::count_if(requests.begin(), requests.end(), [&](const auto& one) { return one.method == method; });
+}
+
+TEST(Follow, ShowsNewEntriesUntilInterruptedAndClosesItsSessions) {
+  ScriptedHttpServer server({.tls = true});
+  const std::string old = EntryText("1", "Critical") + "," + EntryText("2", "OK");
+  Script(server, {Entries(old), HttpReply(503, "{}"), Entries(old + "," + EntryText("3", "OK")),
+                  Entries(old + "," + EntryText("3", "OK") + "," + EntryText("4", "Warning"))});
+  const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(server.Port());
+  int output[2];
+  ASSERT_EQ(pipe(output), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(output[1], STDOUT_FILENO);
+    close(output[0]);
+    close(output[1]);
+    setenv("KELVAR_PASSWORD", "kelvar-demo", 1);
+    execl("/usr/bin/timeout", "timeout", "--foreground", "60", KELVAR_TOOL, target.c_str(), "logs", "--follow",
+          "--interval", "1", "--severity", "warning", "--auth", "session", "-q", nullptr);
+    _exit(127);
+  }
+  close(output[1]);
+  FILE* const lines = fdopen(output[0], "r");
+  char line[256] = "";
+  EXPECT_NE(std::fgets(line, sizeof line, lines), nullptr);
+  EXPECT_STREQ(line, "2026-03-20 08:01:00  critical  Event 1.  (Systems/1/LogServices/SEL)\n");
+  EXPECT_NE(std::fgets(line, sizeof line, lines), nullptr);
+  EXPECT_STREQ(line, "2026-03-20 08:04:00  warning   Event 4.  (Systems/1/LogServices/SEL)\n");
+  kill(child, SIGINT);
+  EXPECT_EQ(std::fgets(line, sizeof line, lines), nullptr);
+  std::fclose(lines);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 128 + SIGINT) << status;
+  EXPECT_GE(CountOf(server, "POST"), 3);  // the 503 is asked again within its reading
+  EXPECT_EQ(CountOf(server, "POST"), CountOf(server, "DELETE"));
+}
+
+TEST(Follow, EndsWhenNobodyReadsAnyMore) {
+  const CommandResult result =
+      RunCommand({"bash", "-c", "set -o pipefail; timeout 60 \"$0\" demo: logs --follow | head -n 1", KELVAR_TOOL});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.output, HasSubstr("BMC-Backup has been updated"));
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST(Follow, RefusesWhatItCannotShow) {
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"demo:", "sensors", "--follow"},
+                                                {"demo:", "--follow", "--format", "csv"},
+                                                {"--targets", "/dev/null", "--follow"},
+                                                {"demo:", "--interval", "1"}}) {
+    EXPECT_EQ(RunTool(words).exitCode, 2);
+  }
+}
+
+}  // namespace
+}  // namespace Kelvar::Test

@@ -1,0 +1,181 @@
+#include "tools/kelvar/fleet/LogFollow.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include <unistd.h>
+
+#include "tools/kelvar/CommandLine.h"
+#include "tools/kelvar/Credentials.h"
+#include "tools/kelvar/Demo.h"
+#include "tools/kelvar/LogView.h"
+#include "tools/kelvar/Output.h"
+#include "tools/kelvar/fleet/Interruption.h"
+#include "tools/kelvar/fleet/TimedReading.h"
+#include "tools/kelvar/inventory/InventoryPrinter.h"
+#include "tools/kelvar/inventory/LogSelection.h"
+#include "tools/kelvar/inventory/NewEntries.h"
+
+namespace Kelvar::Tool {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+void Check(const Options& options) {
+  const auto isLogs = [](const std::string& word) { return word == "logs"; };
+  if (!std::all_of(options.what.begin(), options.what.end(), isLogs)) {
+    throw ToolError(ExitCode::Usage, "--follow shows logs alone");
+  }
+  if (options.format != "table" && options.format != "jsonl") {
+    throw ToolError(ExitCode::Usage, "--follow prints table or jsonl");
+  }
+}
+
+class Follower {
+ public:
+  Follower(const Options& options, const Target& target, Output& output)
+      : options_(options), target_(target), output_(output) {}
+
+  ExitCode Run() {
+    const Report first = Read(0);
+    Mention(first);
+    if (hangs_ || !first.inventory || !first.inventory->Delivered()) {
+      return first.code;
+    }
+    Show(first, options_.reader.log_limit);
+    while (Wait()) {
+      const Report report = ReadNew();
+      Mention(report);
+      if (hangs_ || report.loginRefused) {
+        return report.code;
+      }
+      Show(report, 0);
+    }
+    return ExitCode::Complete;
+  }
+
+  /// Whether a thread is left that does not come back.
+  bool Hangs() const { return hangs_; }
+
+  void EndIfInterrupted() const {
+    if (interruption_.Pending()) {
+      interruption_.EndBySignal();
+    }
+  }
+
+ private:
+  Report ReadNew() {
+    constexpr u32 kEnough = 200;  // of each log: new entries are few
+    Report report = Read(kEnough);
+    const bool missing = report.inventory && news_.MayMissSome(report.inventory->inventory.log_entries, kEnough);
+    return missing ? Read(0) : report;
+  }
+
+  Report Read(u32 limit) {
+    ReadOptions read = ReadOptionsOf(options_, {"logs"});
+    read.severity.clear();
+    read.reader.log_limit = limit;
+    read.reader.newest_first = true;
+    const auto reading = std::make_shared<KeptReading>(target_, std::nullopt, read, options_.deadlineSeconds);
+    WorkerPool pool({1, PatienceOf(options_), 1});
+    pool.Submit(reading);
+    hangs_ = !pool.Finish([this] { EndWhenOverdue(); });
+    return reading->Result();
+  }
+
+  /// A reading that was interrupted has a little time left to close its session.
+  void EndWhenOverdue() {
+    constexpr std::chrono::seconds kGrace{5};
+    if (!interruption_.Pending()) {
+      return;
+    }
+    interrupted_ = interrupted_.value_or(Clock::now());
+    if (Clock::now() - *interrupted_ > kGrace) {
+      EndIfInterrupted();
+    }
+  }
+
+  /// The reason for an incomplete reading, once until it changes.
+  void Mention(const Report& report) {
+    const std::string reason = report.code == ExitCode::Complete ? "" : ReasonOf(report);
+    if (reason != mentioned_ && !reason.empty() && !options_.quiet) {
+      Complain(reason);
+    }
+    mentioned_ = reason;
+  }
+
+  void Show(const Report& report, u32 limit) {
+    if (!report.inventory) {
+      return;
+    }
+    std::vector<Model::LogEntry> entries = news_.Take(report.inventory->inventory.log_entries);
+    KeepSevere(entries, options_.severity, limit);
+    const bool json = options_.format == "jsonl";
+    for (const Model::LogEntry& entry : InOrderOfTime(std::move(entries))) {
+      output_.Write(json ? JsonText(entry) : LogLine(entry, colour_));
+    }
+    try {
+      output_.Finish();
+    } catch (const ToolError&) {
+      if (!output_.LostReader(std::chrono::milliseconds(0))) {
+        throw;
+      }
+    }
+  }
+
+  /// For the time between two readings. False when the program should end.
+  bool Wait() const {
+    constexpr std::chrono::milliseconds kSlice{200};
+    const auto until = Clock::now() + std::chrono::seconds(options_.intervalSeconds);
+    while (!interruption_.Pending() && !output_.LostReader(kSlice)) {
+      if (Clock::now() >= until) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  const Options& options_;
+  const Target& target_;
+  Output& output_;
+  const Colour colour_ = ColourOf(options_);
+  const Interruption interruption_;
+  NewEntries news_;
+  std::string mentioned_;
+  std::optional<Clock::time_point> interrupted_;
+  bool hangs_ = false;
+};
+
+}  // namespace
+
+int FollowLogs(const Options& options) {
+  Check(options);
+  std::optional<DemoMachine> demo;
+  if (DemoMachine::Names(options.target)) {
+    demo.emplace(options.target);
+  }
+  Target target = demo ? demo->Address() : ParseTarget(options.target);
+  if (!demo) {
+    Credentials(options.password, ConfigNamed(options.config)).Fill(target);
+  }
+  std::signal(SIGPIPE, SIG_IGN);  // it would end a reading with its session open
+  Options shown = options;
+  shown.colour = ColourOf(options) == Colour::Always ? "always" : "never";  // before the output is taken
+  Output output;
+  const LogView log(ShownLogLevel(options));
+  Follower follower(shown, target, output);
+  const ExitCode code = follower.Run();
+  demo.reset();
+  follower.EndIfInterrupted();
+  if (follower.Hangs()) {
+    _exit(static_cast<int>(code));
+  }
+  return static_cast<int>(code);
+}
+
+}  // namespace Kelvar::Tool
