@@ -205,7 +205,8 @@ TEST(ReaderService, OneHangingResourceOfAHundredCostsNothingElse) {
   tree.Reply(kFirmware + "/50", hanging);
   InventoryReaderOptions options;
   options.deadline_seconds = 2;
-  const Inventory inventory = ReadFirmware(tree.Target(), options);
+  const Inventory inventory = InventoryReader(tree.Target(), options).Read({Family::Firmware, Family::Network});
+  EXPECT_EQ(inventory.ResultOf(Family::Network).status, FamilyStatus::Absent);  // nothing of it was outstanding
   EXPECT_EQ(inventory.firmware.size(), 99U);
   EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Partial);
   EXPECT_EQ(inventory.ResultOf(Family::Firmware).cause, FailureCause::Deadline);

@@ -173,7 +173,7 @@ bool Reading::ReadRoot() {
     TakeRoot(reply);
   });
   fetcher_.Run();
-  return understood_ && fetcher_.Stopped() == FailureCause::None;
+  return understood_;
 }
 
 void Reading::TakeRoot(Reply& reply) {
