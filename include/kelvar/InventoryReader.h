@@ -29,7 +29,8 @@ struct InventoryReaderOptions {
   /// Redfish: the session of one Read() stays open for the next one; the object closes it at its end. A session that
   /// the service has ended meanwhile is replaced by a new one.
   bool keep_session = false;
-  /// Log entries of each log; 0: all, within the bound of the library.
+  /// Log entries of each log; 0: all, within the bound of the library. Over Redfish, a log that lists links alone is
+  /// requested from its newest end, and later pages are not when the pages run from newest to oldest.
   u32 log_limit = 0;
   /// Log entries created before are left out; ISO 8601; empty: none.
   std::string log_since;

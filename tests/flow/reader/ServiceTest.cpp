@@ -346,32 +346,79 @@ TEST(ReaderService, NobodyListens) {
   EXPECT_EQ(inventory.ResultOf(Family::Logs).status, FamilyStatus::NotAsked);
 }
 
-TEST(ReaderService, LogsAreBoundedByCountAndTime) {
-  RedfishTree tree;
+const std::string kEntries = "/redfish/v1/Logs/A/Entries";
+
+std::string EntryOf(int number, int day) {
+  return R"({"@odata.id":")" + kEntries + '/' + std::to_string(number) + R"(","Id":"1","Created":"2026-01-)" +
+         std::to_string(10 + day) + R"(T00:00:00Z","Message":"m"})";
+}
+
+/// A system with one log, whose entries are still to be put.
+void PutLog(RedfishTree& tree) {
   tree.Put(kRoot, R"({"@odata.id":"/redfish/v1/","RedfishVersion":"1.0.0",)"
                   R"("Systems":{"@odata.id":"/redfish/v1/Systems"}})");
   tree.PutCollection("/redfish/v1/Systems", {"/redfish/v1/Systems/1"});
   tree.Put("/redfish/v1/Systems/1",
            R"({"@odata.id":"/redfish/v1/Systems/1","Id":"1","LogServices":{"@odata.id":"/redfish/v1/Logs"}})");
   tree.PutCollection("/redfish/v1/Logs", {"/redfish/v1/Logs/A"});
-  tree.Put("/redfish/v1/Logs/A", R"({"@odata.id":"/redfish/v1/Logs/A","Id":"A","Entries":)"
-                                 R"({"@odata.id":"/redfish/v1/Logs/A/Entries"}})");
-  std::vector<std::string> members;
-  for (int i = 1; i <= 9; ++i) {
-    members.push_back("/redfish/v1/Logs/A/Entries/" + std::to_string(i));
-    tree.Put(members.back(), R"({"@odata.id":")" + members.back() + R"(","Id":"1","Created":"2026-01-0)" +
-                                 std::to_string(i) + R"(T00:00:00Z","Message":"m"})");
+  tree.Put("/redfish/v1/Logs/A",
+           R"({"@odata.id":"/redfish/v1/Logs/A","Id":"A","Entries":{"@odata.id":")" + kEntries + R"("}})");
+}
+
+constexpr int kGetsBeforeEntries = 6;  // root, systems, system, logs, log, collection
+
+TEST(ReaderService, LogsOfLinksAreReadFromTheirNewestEnd) {
+  for (const bool newestFirst : {false, true}) {
+    RedfishTree tree;
+    PutLog(tree);
+    std::vector<std::string> members;
+    for (int i = 1; i <= 9; ++i) {
+      members.push_back(kEntries + '/' + std::to_string(i));
+      tree.Put(members.back(), EntryOf(i, newestFirst ? 10 - i : i));
+    }
+    tree.PutCollection(kEntries, members);
+    InventoryReaderOptions options;
+    options.log_limit = 3;
+    options.newest_first = true;
+    Inventory inventory = InventoryReader(tree.Target(), options).Read({Family::Logs});
+    ASSERT_EQ(inventory.log_entries.size(), 3U);
+    EXPECT_EQ(inventory.log_entries[0].id, newestFirst ? "Logs/A/Entries/1" : "Logs/A/Entries/9");
+    EXPECT_EQ(inventory.log_entries[2].id, newestFirst ? "Logs/A/Entries/3" : "Logs/A/Entries/7");
+    EXPECT_EQ(inventory.log_entries[1].log, "Logs/A");
+    EXPECT_EQ(tree.Count("GET"), kGetsBeforeEntries + 4);  // the oldest shows the order
+    options.log_since = "2026-01-18";
+    inventory = InventoryReader(tree.Target(), options).Read({Family::Logs});
+    EXPECT_EQ(inventory.log_entries.size(), 2U);
   }
-  tree.PutCollection("/redfish/v1/Logs/A/Entries", members);
-  InventoryReaderOptions options;
-  options.log_limit = 3;
-  options.log_since = "2026-01-08";
-  options.newest_first = true;
-  InventoryReader reader(tree.Target(), options);
-  const Inventory inventory = reader.Read({Family::Logs});
-  ASSERT_EQ(inventory.log_entries.size(), 2U);
-  EXPECT_EQ(inventory.log_entries[0].id, "Logs/A/Entries/9");
-  EXPECT_EQ(inventory.log_entries[1].log, "Logs/A");
+}
+
+TEST(ReaderService, LaterPagesOfALogAreReadOnlyWhereTheyMayBeNewer) {
+  struct Case {
+    bool newestFirst;
+    u32 limit;
+    const char* since;
+    int pages;
+  };
+  for (const Case& test : {Case{true, 3, "", 2}, Case{true, 0, "2026-01-17", 2}, Case{true, 0, "", 4},
+                           Case{false, 3, "", 4}, Case{false, 0, "2026-01-17", 4}}) {
+    RedfishTree tree;
+    PutLog(tree);
+    for (int page = 0; page < 4; ++page) {
+      const int first = 2 * page + 1;
+      const auto entry = [&](int number) { return EntryOf(number, test.newestFirst ? 9 - number : number); };
+      const std::string next = R"(,"Members@odata.nextLink":"/redfish/v1/Pages/)" + std::to_string(page + 1) + '"';
+      tree.Put(page == 0 ? kEntries : "/redfish/v1/Pages/" + std::to_string(page),
+               R"({"@odata.id":"x","Members":[)" + entry(first) + ',' + entry(first + 1) + ']' +
+                   (page == 3 ? "" : next) + '}');
+    }
+    InventoryReaderOptions options;
+    options.log_limit = test.limit;
+    options.log_since = test.since;
+    const Inventory inventory = InventoryReader(tree.Target(), options).Read({Family::Logs});
+    EXPECT_EQ(tree.Count("GET"), kGetsBeforeEntries - 1 + test.pages);
+    EXPECT_EQ(inventory.log_entries.size(), test.limit != 0 ? 3U : *test.since != 0 ? 2U : 8U);
+    EXPECT_EQ(inventory.ResultOf(Family::Logs).status, FamilyStatus::Complete);
+  }
 }
 
 }  // namespace

@@ -49,6 +49,10 @@ bool IsWholeEntry(JsonValue value) {
   return std::count_if(properties.begin(), properties.end(), [&](const char* name) { return bool(value[name]); }) >= 2;
 }
 
+std::optional<double> CreatedAt(JsonValue entry) {
+  return Instant(DateTime(TextAt(entry, "Created")));
+}
+
 /// Whether the resource itself is given, not just a link. Members of a collection that is not expanded
 /// can be summaries.
 bool IsInline(const Node& from, JsonValue target, Role role) {
@@ -227,7 +231,7 @@ void Walk::FollowNow(const Later& later) {
 
 void Walk::Run() {
   fetcher_.Run();
-  while (!later_.empty()) {
+  for (ResumeLogs(); !later_.empty(); ResumeLogs()) {
     std::vector<Later> now = std::exchange(later_, {});
     const auto parts = std::stable_partition(now.begin(), now.end(),
                                              [](const Later& one) { return one.link.find('#') == std::string::npos; });
@@ -354,6 +358,9 @@ void Walk::TakeResource(Node& node, JsonValue resource) {
   if (own && node.fragment.empty() && own->fragment.empty() && KeyOf(own->path) == KeyOf(WithoutQuery(node.path))) {
     node.id = IdOf(own->path);
   }
+  if (node.role == Role::LogEntry) {
+    node.created = CreatedAt(resource);
+  }
   visit_(node, resource);
 }
 
@@ -375,10 +382,14 @@ void Walk::TakeMembers(Node& node, JsonValue collection) {
   NoteExpansion(node, collection["Members"]);
   std::size_t position = node.position;
   const std::size_t known = nodes_.size();
-  for (const JsonValue member : collection["Members"].Elements()) {
+  const bool paged = collection["Members@odata.nextLink"] || collection["@odata.nextLink"];
+  const std::vector<JsonValue> members = collection["Members"].Elements();
+  if (!paged && DeferLog(node, members)) {
+    return;
+  }
+  for (const JsonValue member : members) {
     TakeMember(node, member, position++);
   }
-  const bool paged = collection["Members@odata.nextLink"] || collection["@odata.nextLink"];
   const auto told = NumberAt(collection, "Members@odata.count");
   if (node.expanded && !paged && told && *told > static_cast<double>(position - node.position)) {
     // Some services leave out what they could not expand.
@@ -387,7 +398,61 @@ void Walk::TakeMembers(Node& node, JsonValue collection) {
     return;
   }
   node.barrenPages = nodes_.size() == known ? node.barrenPages + 1 : 0;
-  TakeNextPage(node, collection, position);
+  if (!HasEnough(node, members, position)) {
+    TakeNextPage(node, collection, position);
+  }
+}
+
+/// Its ends tell which of them is the newest.
+bool Walk::DeferLog(const Node& log, const std::vector<JsonValue>& members) {
+  const std::size_t limit = request_.options.log_limit;
+  if (log.role != Role::LogEntry || limit == 0 || log.position != 0 || members.size() < limit + 2 ||
+      !std::all_of(members.begin(), members.end(), IsBare)) {
+    return false;
+  }
+  LinkedLog linked{log, {}};
+  for (const JsonValue member : members) {
+    linked.links.push_back(LinkAt(member, ""));
+  }
+  FollowOne(log, members.front(), log.role, false, log.families, 0);
+  FollowOne(log, members.back(), log.role, false, log.families, members.size() - 1);
+  linkedLogs_.push_back(std::move(linked));
+  return true;
+}
+
+std::optional<double> Walk::CreatedOf(const std::string& link) const {
+  const auto parsed = ParseLink(link, Origin());
+  const auto found = parsed ? visited_.find(KeyFor(parsed->path, parsed->fragment)) : visited_.end();
+  return found == visited_.end() ? std::nullopt : found->second->created;
+}
+
+void Walk::ResumeLogs() {
+  for (const LinkedLog& linked : std::exchange(linkedLogs_, {})) {
+    const auto first = CreatedOf(linked.links.front());
+    const auto last = CreatedOf(linked.links.back());
+    const std::size_t limit = request_.options.log_limit;
+    const bool newestFirst = first && last && *first > *last;
+    const bool oldestFirst = first && last && *first < *last;
+    const std::size_t end = newestFirst ? limit : linked.links.size();
+    for (std::size_t i = oldestFirst ? end - limit : 0; i < end; ++i) {
+      FollowLater(linked.log, linked.links[i], linked.log.role, linked.log.families, i);
+    }
+  }
+}
+
+/// Whether later pages of a log hold only what is older than requested.
+bool Walk::HasEnough(const Node& log, const std::vector<JsonValue>& members, std::size_t position) const {
+  if (log.role != Role::LogEntry || members.empty()) {
+    return false;
+  }
+  const auto first = CreatedAt(members.front());
+  const auto last = CreatedAt(members.back());
+  if (!first || !last || *first <= *last) {
+    return false;
+  }
+  const auto since = Instant(request_.options.log_since);
+  const std::size_t limit = request_.options.log_limit;
+  return (limit != 0 && position >= limit) || (since && *last < *since);
 }
 
 void Walk::TakeMember(const Node& collection, JsonValue member, std::size_t position) {

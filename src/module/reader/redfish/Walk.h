@@ -4,6 +4,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -64,10 +65,11 @@ struct Node {
   std::string path;      ///< as it is asked for
   std::string fragment;  ///< of the resource within the document at the path
   std::string id;
-  std::string above;         ///< id of the resource that links to it
-  FamilyMask families = 0;   ///< that lack something without it
-  std::size_t position = 0;  ///< in its collection
-  int barrenPages = 0;       ///< pages in a row, up to this one, that had nothing new
+  std::string above;              ///< id of the resource that links to it
+  FamilyMask families = 0;        ///< that lack something without it
+  std::size_t position = 0;       ///< in its collection
+  int barrenPages = 0;            ///< pages in a row, up to this one, that had nothing new
+  std::optional<double> created;  ///< of a log entry, in seconds since 1970
   bool collection = false;
   bool member = false;
   bool expanded = false;
@@ -117,6 +119,12 @@ class Walk {
     std::size_t position;
   };
 
+  /// A log that lists links alone, of which only the newest entries are requested.
+  struct LinkedLog {
+    Node log;
+    std::vector<std::string> links;
+  };
+
   Node* Enter(Node node);
   void FollowOne(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families,
                  std::size_t position);
@@ -129,6 +137,10 @@ class Walk {
   void TakeResource(Node& node, JsonValue resource);
   void TakeMembers(Node& node, JsonValue collection);
   void TakeMember(const Node& collection, JsonValue member, std::size_t position);
+  bool DeferLog(const Node& log, const std::vector<JsonValue>& members);
+  void ResumeLogs();
+  std::optional<double> CreatedOf(const std::string& link) const;
+  bool HasEnough(const Node& log, const std::vector<JsonValue>& members, std::size_t position) const;
   void TakeNextPage(const Node& collection, JsonValue json, std::size_t position);
   bool Refetch(Node& node, const Reply& reply);
   void NoteExpansion(const Node& node, JsonValue members);
@@ -140,6 +152,7 @@ class Walk {
   std::deque<Node> nodes_;
   std::unordered_map<std::string, Node*> visited_;
   std::vector<Later> later_;
+  std::vector<LinkedLog> linkedLogs_;
   std::unordered_map<std::string, std::vector<Node*>> parts_;  ///< that wait for the document that holds them
   std::array<Outcome, Model::kFamilyCount> outcomes_;
   std::string expandQuery_;  ///< empty: the service does not expand
