@@ -98,11 +98,11 @@ class WorstCode {
   std::atomic<HealthCode> worst_{HealthCode::Ok};
 };
 
-Formatter FormatterOf(bool plugin, Colour colour, WorstCode& worst) {
-  return {.textOf = [plugin, colour, &worst](const Report& report) {
+Formatter FormatterOf(bool plugin, const DocumentStyle& style, WorstCode& worst) {
+  return {.textOf = [plugin, style, &worst](const Report& report) {
     const auto inventory = InventoryOf(report);
     worst.Take(HealthCodeOf(inventory->verdict));
-    return plugin ? PluginText(*inventory) : HealthText(*inventory, colour);
+    return plugin ? PluginText(*inventory) : HealthText(*inventory, style.colour, style.width);
   }};
 }
 
@@ -110,8 +110,9 @@ int Show(const HealthOptions& options) {
   std::optional<DemoMachine> demo;
   std::vector<ListedTarget> list = ListOf(options, demo);
   WorstCode worst;
+  const DocumentStyle style = StyleOf(options.reading);  // before the output is taken
   Output output;
-  ReportWriter writer(output, FormatterOf(options.plugin, ColourOf(options.reading), worst), options.fleet);
+  ReportWriter writer(output, FormatterOf(options.plugin, style, worst), options.fleet);
   const bool all = ReadTargets(options.reading, options.fleet, writer, std::move(list), [] {});
   writer.Finish("");
   const int code = options.plugin ? PluginCodeOf(worst.Worst()) : static_cast<int>(worst.Worst());

@@ -116,11 +116,11 @@ HealthCode HealthCodeOf(const Model::Verdict& verdict) {
   return HealthCode::Unknown;
 }
 
-std::string HealthText(const InventoryReport& report, Colour colour) {
+std::string HealthText(const InventoryReport& report, Colour colour, std::size_t width) {
   std::string text = Bold(Text::EscapeControl(report.target), colour) + ": " +
                      Coloured(Model::NameOf(report.verdict.health), report.verdict.health, colour);
   text += report.error.empty() ? "\n" : " (" + Text::EscapeControl(report.error) + ")\n";
-  return report.error.empty() ? text + ReasonLines(report.verdict, colour) : text;
+  return report.error.empty() ? text + ReasonLines(report.verdict, colour, width) : text;
 }
 
 std::string PluginText(const InventoryReport& report) {

@@ -14,8 +14,9 @@ enum class HealthCode : int { Ok = 0, Warning = 30, Critical = 31, Unknown = 32 
 HealthCode WorseOf(HealthCode left, HealthCode right);
 HealthCode HealthCodeOf(const Model::Verdict& verdict);
 
-/// A line with the machine and its verdict, then a line for each reason, the worst first.
-std::string HealthText(const InventoryReport& report, Colour colour);
+/// A line with the machine and its verdict, then a line for each reason, the worst first, or several
+/// where that is wider than `width`; 0: no bound.
+std::string HealthText(const InventoryReport& report, Colour colour, std::size_t width);
 
 /// One line in the format of monitoring plug-ins, with performance data of the sensors that have a reading.
 std::string PluginText(const InventoryReport& report);

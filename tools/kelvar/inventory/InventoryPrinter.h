@@ -44,9 +44,9 @@ struct TableStyle {
 /// For people: the verdict, then the families. What came from the target is escaped.
 std::string TableText(const InventoryReport& report, const TableStyle& style);
 
-/// The verdict alone, with a line for each reason.
-std::string VerdictText(const Model::Verdict& verdict, Colour colour);
+/// The verdict alone, with a line for each reason, or several where that is wider than `width`; 0: no bound.
+std::string VerdictText(const Model::Verdict& verdict, Colour colour, std::size_t width);
 /// Those lines alone.
-std::string ReasonLines(const Model::Verdict& verdict, Colour colour);
+std::string ReasonLines(const Model::Verdict& verdict, Colour colour, std::size_t width);
 
 }  // namespace Kelvar::Tool

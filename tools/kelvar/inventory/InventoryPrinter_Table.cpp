@@ -266,11 +266,16 @@ std::string HeadOf(const InventoryReport& report, Model::Family family, const Ta
 
 }  // namespace
 
-std::string ReasonLines(const Model::Verdict& verdict, Colour colour) {
+std::string ReasonLines(const Model::Verdict& verdict, Colour colour, std::size_t width) {
+  constexpr std::size_t kIndent = 4;  // of what continues a reason
   std::string text;
   for (const Model::VerdictReason& reason : verdict.reasons) {
     const std::string line = fmt::format("{}: {}", Model::NameOf(reason.health), EscapeControl(reason.text));
-    text += "  " + Coloured(line, reason.health, colour) + '\n';
+    std::size_t indent = kIndent / 2;
+    for (const std::string& piece : Wrapped(line, width > kIndent ? width - kIndent : std::string::npos)) {
+      text += std::string(indent, ' ') + Coloured(piece, reason.health, colour) + '\n';
+      indent = kIndent;
+    }
   }
   return text;
 }
@@ -283,13 +288,13 @@ std::string LogLine(const Model::LogEntry& entry, Colour colour) {
                      Dim("(" + EscapeControl(entry.log) + ")", colour));
 }
 
-std::string VerdictText(const Model::Verdict& verdict, Colour colour) {
+std::string VerdictText(const Model::Verdict& verdict, Colour colour, std::size_t width) {
   return Bold("health", colour) + ": " + Coloured(Model::NameOf(verdict.health), verdict.health, colour) + '\n' +
-         ReasonLines(verdict, colour);
+         ReasonLines(verdict, colour, width);
 }
 
 std::string TableText(const InventoryReport& report, const TableStyle& style) {
-  std::string text = report.all_families ? VerdictText(report.verdict, style.colour) : "";
+  std::string text = report.all_families ? VerdictText(report.verdict, style.colour, style.width) : "";
   for (const Model::Family family : report.families) {
     if (report.all_families && report.inventory.ResultOf(family).status == Model::FamilyStatus::Absent) {
       continue;
