@@ -52,6 +52,7 @@ struct Collected {
   std::map<std::string, std::string> places;       ///< what may hold something: id in lower case -> id
   std::map<std::string, std::string> containedBy;  ///< chassis: id in lower case -> id of the one around it
   std::map<std::string, std::string> joined;       ///< parts told twice: id of the one left out -> id of the other
+  std::map<std::string, std::string> slotLabels;   ///< by the id of the device in the slot, in lower case
   std::map<std::string, std::string> hostNames;    ///< of managers, by their id in lower case
 
   /// The rows of a list within a resource.
@@ -75,6 +76,8 @@ void TakeFirmware(Collected& to, const Node& node, JsonValue json);
 void TakePart(Collected& to, const Node& node, JsonValue json);
 void TakeStorage(Collected& to, const Node& node, JsonValue json);
 void TakeSimpleStorage(Collected& to, const Node& node, JsonValue json);
+/// Where the devices are, which seldom tell it themselves.
+void TakePcieSlots(Collected& to, JsonValue json);
 void TakePort(Collected& to, const Node& node, JsonValue json);
 void TakePowerSupplyRows(Collected& to, const Node& node, JsonValue json);
 void TakeFanRows(Collected& to, const Node& node, JsonValue json);

@@ -222,6 +222,15 @@ void TakeFanRows(Collected& to, const Node& node, JsonValue json) {
   TakeRows(to, node, json, "Fans", RowOf(Role::Fan));
 }
 
+void TakePcieSlots(Collected& to, JsonValue json) {
+  for (const JsonValue slot : to.RowsOf(json["Slots"])) {
+    const std::string label = TextAt(slot, "Location/PartLocation/ServiceLabel");
+    for (const JsonValue device : Reader::FirstOf(At(slot, "Links/PCIeDevice"), kMostDetails)) {
+      to.slotLabels.emplace(Lower(LinkedId(device, "")), label);
+    }
+  }
+}
+
 void TakePort(Collected& to, const Node& node, JsonValue json) {
   const std::string adapter(Above(Above(node.id)));
   Collected::Ports& ports = to.ports[Lower(adapter)];

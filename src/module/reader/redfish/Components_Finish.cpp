@@ -252,6 +252,10 @@ void FinishComponents(Collected& from) {
   for (Collected::Part& part : from.parts) {
     Component& component = part.record;
     SetParent(from, component);
+    const auto slot = from.slotLabels.find(Lower(component.id));
+    if (slot != from.slotLabels.end()) {
+      FillOne(component.location, slot->second);
+    }
     const auto ports = from.ports.find(Lower(component.id));
     if (ports != from.ports.end() && component.kind == "network_adapter") {
       FillOne(component.mac_address, ports->second.macAddress);

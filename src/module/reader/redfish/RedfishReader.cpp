@@ -82,6 +82,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Chassis, "Memory", Role::Memory, ToCollection, kPartsAndSensors},
     {Role::Chassis, "NetworkAdapters", Role::NetworkAdapter, ToCollection, kPartsAndSensors},
     {Role::Chassis, "PCIeDevices", Role::PcieDevice, ToCollection, kPartsAndSensors},
+    {Role::Chassis, "PCIeSlots", Role::PcieSlots, ToOne, kComponents},
     {Role::Chassis, "PowerSubsystem", Role::PowerSubsystem, ToOne, kPartsAndSensors},
     {Role::Chassis, "ThermalSubsystem", Role::ThermalSubsystem, ToOne, kPartsAndSensors},
     {Role::Chassis, "Power", Role::Power, ToOne, kPartsAndSensors},
@@ -315,6 +316,9 @@ void Reading::TakeChassisSide(const Node& node, JsonValue json) {
     case Role::Fan:
       TakePart(collected_, node, json);
       FollowExcerpts(node, json);
+      return;
+    case Role::PcieSlots:
+      TakePcieSlots(collected_, json);
       return;
     case Role::Power:
       TakePowerSupplyRows(collected_, node, json);

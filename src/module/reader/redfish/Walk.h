@@ -32,6 +32,7 @@ enum class Role : u8 {
   NetworkInterface,
   NetworkPort,
   PcieDevice,
+  PcieSlots,
   PowerSubsystem,
   PowerSupply,
   Battery,
