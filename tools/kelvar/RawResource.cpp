@@ -1,6 +1,7 @@
 #include "tools/kelvar/RawResource.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +25,7 @@ namespace Kelvar::Tool {
 namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{64} * 1024 * 1024;
+constexpr double kMsPerSecond = 1000;
 constexpr long kUnauthorized = 401;
 constexpr long kForbidden = 403;
 constexpr long kNotFound = 404;
@@ -58,7 +60,7 @@ void SetUp(CURL* handle, const std::string& url, const Target& target, const Raw
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(handle, CURLOPT_PROXY, "");
   curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "https");
-  curl_easy_setopt(handle, CURLOPT_TIMEOUT, static_cast<long>(options.connection.deadlineSeconds));
+  curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, std::lround(options.connection.deadlineSeconds * kMsPerSecond));
   curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, connection.tls_ca_file.empty() ? 0L : 1L);
   curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, connection.tls_ca_file.empty() ? 0L : 2L);
   if (!connection.tls_ca_file.empty()) {
