@@ -41,8 +41,9 @@ struct InventoryReaderOptions {
   /// IPMI over the network: sensor data records are kept in the process, and used again while the target's own times
   /// say that they hold; those of a target without times for a day, while firmware and number of records stay.
   bool sdr_cache = true;
-  /// IPMI: folder for copies of these records that outlive the process, made with mode 0700 when missing; files have
-  /// mode 0600, and files and folders that others may have written are ignored, and links too. Empty: none.
+  /// IPMI: folder for copies of these records that outlive the process, made with mode 0700 when missing, as the
+  /// folders above it are; files have mode 0600, and files and folders that others may have written are ignored, and
+  /// links too. Empty: none.
   std::string sdr_cache_folder;
   /// TLS, IPMI session and the like.
   ConnectionOptions connection;

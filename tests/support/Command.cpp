@@ -46,7 +46,7 @@ void ReadBoth(int output, int errors, CommandResult& result) {
 
 CommandResult RunCommand(const std::vector<std::string>& words, const std::vector<std::string>& environment) {
   std::vector<std::string> arguments = words;
-  std::vector<std::string> variables;
+  std::vector<std::string> variables = {"XDG_CACHE_HOME=/dev/null"};
   for (char** variable = environ; *variable != nullptr; ++variable) {
     variables.emplace_back(*variable);
   }

@@ -11,8 +11,8 @@ struct CommandResult {
   std::string errors;
 };
 
-/// Runs a program with empty input and waits for its end. `environment` adds "NAME=value". Throws std::runtime_error
-/// when it cannot be run.
+/// Runs a program with empty input and waits for its end. `environment` adds "NAME=value"; without one of these it has
+/// no cache folder. Throws std::runtime_error when it cannot be run.
 CommandResult RunCommand(const std::vector<std::string>& words, const std::vector<std::string>& environment = {});
 
 }  // namespace Kelvar::Test

@@ -195,6 +195,16 @@ toml::table Parsed(const std::string& file, const std::string& content) {
   }
 }
 
+/// This program's folder below that which a variable names, or else below one of the home directory.
+std::string UserFolder(const char* variable, const char* inHome) {
+  const char* const base = std::getenv(variable);
+  const char* const home = std::getenv("HOME");
+  if (base != nullptr && *base == '/') {
+    return std::string(base) + "/kelvar";
+  }
+  return home != nullptr && *home == '/' ? std::string(home) + inHome + "/kelvar" : std::string();
+}
+
 }  // namespace
 
 const Config::Account* Config::AccountFor(const Target& target) const {
@@ -219,16 +229,13 @@ Config ReadConfig(const std::string& file) {
 }
 
 std::string DefaultConfigFile() {
-  const char* const base = std::getenv("XDG_CONFIG_HOME");
-  const char* const home = std::getenv("HOME");
-  std::string folder;
-  if (base != nullptr && *base == '/') {
-    folder = base;
-  } else if (home != nullptr && *home == '/') {
-    folder = std::string(home) + "/.config";
-  }
-  const std::string file = folder + "/kelvar/config.toml";
+  const std::string folder = UserFolder("XDG_CONFIG_HOME", "/.config");
+  const std::string file = folder + "/config.toml";
   return !folder.empty() && access(file.c_str(), F_OK) == 0 ? file : std::string();
+}
+
+std::string DefaultCacheFolder() {
+  return UserFolder("XDG_CACHE_HOME", "/.cache");
 }
 
 }  // namespace Kelvar::Tool

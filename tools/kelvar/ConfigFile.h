@@ -58,4 +58,7 @@ Config ReadConfig(const std::string& file);
 /// $XDG_CONFIG_HOME/kelvar/config.toml, or ~/.config/kelvar/config.toml, when that file exists; else empty.
 std::string DefaultConfigFile();
 
+/// $XDG_CACHE_HOME/kelvar, or ~/.cache/kelvar, whether it exists or not; empty when neither variable is set.
+std::string DefaultCacheFolder();
+
 }  // namespace Kelvar::Tool

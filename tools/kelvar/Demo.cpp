@@ -148,6 +148,7 @@ DemoMachine::DemoMachine(const std::string& address) {
   target_ = ParseTarget(scheme + "://" + user + "@127.0.0.1:" + std::to_string(*port));
   target_.address = address;
   target_.info.Password = password;
+  target_.thisRunOnly = true;
 }
 
 DemoMachine::~DemoMachine() {

@@ -28,7 +28,7 @@ const Group kGroups[] = {
       "verbose", "quiet"}},
     {"Login", {"user", "password-file", "password-command", "config"}},
     {"Connection",
-     {"deadline", "timeout", "requests", "auth", "insecure", "cacert", "pin", "redfish-port", "cim-port",
+     {"deadline", "timeout", "requests", "auth", "no-cache", "insecure", "cacert", "pin", "redfish-port", "cim-port",
       "cim-https-port", "ipmi-port"}},
     {kManyTargets, {"targets", "jobs", "ordered", "shard", "save", "force", "resume", "diff", "baseline"}},
 };

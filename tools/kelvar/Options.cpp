@@ -163,6 +163,8 @@ void DeclareRequests(CLI::App& app, Options& options) {
   app.add_option("--auth", options.authentication, "How to log in to Redfish")
       ->check(CLI::IsMember({"automatic", "session", "basic"}))
       ->capture_default_str();
+  app.add_flag("!--no-cache", options.reader.sdr_cache,
+               "IPMI: keep no sensor data records, and use none that are kept");
 }
 
 void DeclareScreen(CLI::App& app, Options& options) {
@@ -217,6 +219,9 @@ ReadOptions ReadOptionsOf(const Options& options, std::vector<std::string> what)
   read.commonEventId = options.commonEventId;
   read.severity = options.severity;
   read.reader.deadline_seconds = options.deadlineSeconds;
+  if (read.reader.sdr_cache) {
+    read.reader.sdr_cache_folder = DefaultCacheFolder();
+  }
   read.reader.authentication = options.authentication == "basic"     ? Authentication::Basic
                                : options.authentication == "session" ? Authentication::Session
                                                                      : Authentication::Automatic;

@@ -55,7 +55,7 @@ void DeclareConnection(CLI::App& app, Options& options);
 /// Option --pin.
 void DeclarePin(CLI::App& app, Options& options);
 
-/// Options --requests and --auth, of the inventory's reader.
+/// Options --requests, --auth and --no-cache, of the inventory's reader.
 void DeclareRequests(CLI::App& app, Options& options);
 
 /// Options --color, -v and -q.

@@ -237,6 +237,9 @@ InventoryReport ReadSevere(const Target& target, const ReadOptions& options, Inv
 Report ReadModel(const Target& target, const ReadOptions& options) {
   InventoryReaderOptions reader = options.reader;
   reader.connection = ForReading(target.Complete(reader.connection));
+  if (target.thisRunOnly) {
+    reader.sdr_cache_folder.clear();
+  }
   auto inventory = std::make_shared<InventoryReport>(options.severity.empty()
                                                          ? ReadInventory(target, options.what, reader, options.waiting)
                                                          : ReadSevere(target, options, reader));

@@ -22,6 +22,7 @@ struct Target {
   std::optional<ConnectionOptions::IpmiSession> ipmiSession = {};  ///< IPMI 2.0 without
   std::string bmcKeyFile = {};                                     ///< file with the BMC key (K_G) of IPMI 2.0
   std::string bmcKey = {};                                         ///< its first line, once the account is filled in
+  bool thisRunOnly = false;                                        ///< a simulated machine that ends with the program
 
   /// The options with what this target needs.
   ConnectionOptions Complete(ConnectionOptions options) const;

@@ -86,6 +86,15 @@ class File {
   int descriptor_;
 };
 
+/// Makes a folder, and those above it that are missing, for this user alone.
+bool MakeFolder(const std::string& path) {
+  constexpr mode_t kOwner = 0700;
+  for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
+    mkdir(path.substr(0, end).c_str(), kOwner);
+  }
+  return mkdir(path.c_str(), kOwner) == 0 || errno == EEXIST;
+}
+
 /// Whether a path is a folder of this user that others cannot write to, and not a link to one.
 bool IsOwnFolder(const std::string& path) {
   struct stat status {};
@@ -166,7 +175,7 @@ void SdrCache::Store(const std::string& key, RecordCopy copy) const {
   if (folder_.empty()) {
     return;
   }
-  if (mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) {
+  if (!MakeFolder(folder_)) {
     KELVAR_LOG(2) << "IPMI reading: folder " << folder_ << ": " << std::strerror(errno);
     return;
   }
