@@ -139,19 +139,23 @@ bool Set(const char* variable) {
 }  // namespace
 
 void DeclareConnection(CLI::App& app, Options& options) {
-  app.add_option("--deadline", options.deadlineSeconds, "Seconds for one target, 0 for no deadline")
+  app.add_option("--deadline,--timeout", options.deadlineSeconds, "Seconds for one target, 0 for no deadline")
       ->check(CLI::Range(0.0, kLongestDeadline))
       ->type_name("SECONDS")
       ->capture_default_str();
-  app.add_option("--cacert", options.reader.connection.tls_ca_file, "Verify certificates by those of a file")
-      ->check(CLI::ExistingFile)
-      ->type_name("FILE");
+  CLI::Option* const authorities =
+      app.add_option("--cacert", options.reader.connection.tls_ca_file, "Verify certificates by those of a file")
+          ->check(CLI::ExistingFile)
+          ->type_name("FILE");
+  const std::string insecure = "Verify no certificate, as by default";
+  app.add_flag("--insecure", insecure)->excludes(authorities);
 }
 
 void DeclarePin(CLI::App& app, Options& options) {
   app.add_option("--pin", options.reader.connection.tls_pinned_fingerprint,
                  "Accept only the certificate with this SHA-256 fingerprint")
-      ->type_name("HEX");
+      ->type_name("HEX")
+      ->excludes("--insecure");
 }
 
 void DeclareRequests(CLI::App& app, Options& options) {

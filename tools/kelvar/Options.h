@@ -49,7 +49,7 @@ struct Options {
 /// Options of a reading of the inventory, or where `options` says so of fixed operations.
 void Declare(CLI::App& app, Options& options);
 
-/// Options --deadline and --cacert.
+/// Options --deadline, --cacert and --insecure.
 void DeclareConnection(CLI::App& app, Options& options);
 
 /// Option --pin.
