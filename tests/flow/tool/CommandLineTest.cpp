@@ -86,8 +86,8 @@ TEST(Help, ListsEveryWordWithItsProtocols) {
   EXPECT_THAT(RunTool({"--help"}).output, HasSubstr("network       interfaces and services"));
   const CommandResult result = RunOperation({"--help"});
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_THAT(result.output, HasSubstr("firmware         build IDs and dates of the firmware (IPMI, Redfish, CIM)"));
-  EXPECT_THAT(result.output, HasSubstr("leds             indicator LEDs (CIM)"));
+  EXPECT_THAT(result.output, HasSubstr("firmware        build IDs and dates of the firmware (IPMI, Redfish, CIM)"));
+  EXPECT_THAT(result.output, HasSubstr("leds            indicator LEDs (CIM)"));
 }
 
 TEST(Password, ComesFromAFileOrTheEnvironment) {

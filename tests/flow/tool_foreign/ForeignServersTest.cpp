@@ -174,7 +174,7 @@ TEST(Deadline, EndsTheReadingOfOneTargetAndSaysWhatItWaitsFor) {
               HasSubstr("kelvar: waiting for dns (1 of 2): HTTP 503, the service is starting, 0 s left"));
   EXPECT_THAT(result.output, HasSubstr("kelvar: the deadline of 2.5 s passed while reading dns (1 of 2)"));
   const CommandResult inventory =
-      RunCommand({"script", "-qec", std::string(KELVAR_TOOL) + " " + target + " --deadline 4", "/dev/null"},
+      RunCommand({"script", "-qec", std::string(KELVAR_TOOL) + " " + target + " --deadline 6", "/dev/null"},
                  {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_EQ(inventory.exitCode, 10) << inventory.output;
   EXPECT_THAT(inventory.output, HasSubstr("kelvar: waiting for the inventory: HTTP 503, the service is starting, "));

@@ -30,6 +30,8 @@ constexpr std::array<WordRow, 7> kOrigins = {{
     {"SLAAC", "slaac"},
 }};
 
+constexpr u32 kBitsOfIpv6 = 128;
+
 constexpr std::array<WordRow, 3> kLinks = {{{"LinkUp", "up"}, {"LinkDown", "down"}, {"NoLink", "no_link"}}};
 
 template <std::size_t Count>
@@ -88,6 +90,9 @@ void TakeAddresses(NetworkInterface& into, JsonValue json) {
     NetworkAddress address;
     address.address = AddressAt(one, "Address");
     address.prefix_length = CountAt(one, "PrefixLength");
+    if (address.prefix_length > kBitsOfIpv6) {
+      address.prefix_length.reset();
+    }
     address.family = "ipv6";
     address.origin = WordFor(kOrigins, TextAt(one, "AddressOrigin"), "other");
     address.gateway = Lower(address.address).rfind("fe80", 0) == 0 ? "" : gateway;
@@ -116,7 +121,7 @@ std::vector<std::string> NameServersOf(JsonValue json) {
   std::vector<std::string> servers;
   for (const char* const list : {"NameServers", "StaticNameServers"}) {
     for (const JsonValue one : FirstOf(json[list], kMostDetails)) {
-      std::string server = TextAt(one, "");
+      std::string server = CleanText(one.String().value_or(""));
       std::array<unsigned char, 16> bytes{};
       const bool isAddress = inet_pton(AF_INET, server.c_str(), bytes.data()) == 1 ||
                              inet_pton(AF_INET6, server.c_str(), bytes.data()) == 1;
