@@ -22,7 +22,7 @@ install(FILES ${PROJECT_BINARY_DIR}/kelvarConfig.cmake ${PROJECT_BINARY_DIR}/kel
 # only RestClient.h wants foreign headers, and names them.
 set(KELVAR_PC_REQUIRES "")
 if(NOT BUILD_SHARED_LIBS)
-  set(KELVAR_PC_REQUIRES "libcurl, libcrypto, expat, spdlog")
+  set(KELVAR_PC_REQUIRES "libcurl, libssl, libcrypto, expat, spdlog")
 endif()
 file(RELATIVE_PATH KELVAR_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kelvar.pc.in ${PROJECT_BINARY_DIR}/kelvar.pc @ONLY)
