@@ -47,7 +47,7 @@ void RelayFault::SetOption(const std::string& name, const std::string& value) {
   } else if (name == "append") {
     append_ = std::stoul(value);
   } else if (name == "set") {
-    set_ = {std::stol(value), static_cast<u8>(std::stoul(value.substr(value.find(':') + 1), nullptr, 16))};
+    set_.emplace_back(std::stol(value), static_cast<u8>(std::stoul(value.substr(value.find(':') + 1), nullptr, 16)));
   } else if (name == "replay") {
     replays_ = true;
   } else if (name == "restart") {
@@ -66,8 +66,10 @@ Fate RelayFault::Spoil(std::vector<u8>& datagram, const std::vector<u8>& before)
   if (replays_) {
     datagram = before;
   }
-  if (set_ && PlaceIn(datagram, set_->first) < datagram.size()) {
-    datagram[PlaceIn(datagram, set_->first)] = set_->second;
+  for (const auto& [offset, byte] : set_) {
+    if (PlaceIn(datagram, offset) < datagram.size()) {
+      datagram[PlaceIn(datagram, offset)] = byte;
+    }
   }
   if (cut_) {
     datagram.resize(std::min(datagram.size(), PlaceIn(datagram, *cut_)));

@@ -13,8 +13,9 @@ namespace Kelvar::Test {
 ///   [restart]
 ///
 /// Numbers count each direction from 0: the authentication capabilities, three of the key exchange, the privilege; 5 is
-/// the first command. A negative offset or size counts from the end. "set" changes one byte; "replay" puts the datagram
-/// before in this one's place; "restart" loses this one and starts the server again, without its sessions.
+/// the first command. A negative offset or size counts from the end. "set", which may come several times, changes one
+/// byte; "replay" puts the datagram before in this one's place; "restart" loses this one and starts the server again,
+/// without its sessions.
 class RelayFault {
  public:
   /// Nothing when the text begins with another word. Throws std::invalid_argument or std::out_of_range when the rest
@@ -35,7 +36,7 @@ class RelayFault {
   Fate fate_;
   std::optional<long> cut_;
   std::size_t append_ = 0;
-  std::optional<std::pair<long, u8>> set_;
+  std::vector<std::pair<long, u8>> set_;
   bool replays_ = false;
   bool restarts_ = false;
 };
