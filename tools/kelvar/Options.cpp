@@ -179,6 +179,15 @@ void DeclareScreen(CLI::App& app, Options& options) {
   app.add_flag("-q,--quiet", options.quiet, "Show no reasons, no summary and no progress on standard error");
 }
 
+void DeclareReading(CLI::App& app, Options& options) {
+  DeclareConnection(app, options);
+  DeclarePin(app, options);
+  DeclareRequests(app, options);
+  DeclarePassword(app, options.password);
+  DeclareConfig(app, options.config);
+  DeclareScreen(app, options);
+}
+
 void Declare(CLI::App& app, Options& options) {
   app.add_option("TARGET", options.target, "Whose inventory is read");
   if (options.operations) {

@@ -58,6 +58,9 @@ void DeclarePin(CLI::App& app, Options& options);
 /// Options --requests, --auth and --no-cache, of the inventory's reader.
 void DeclareRequests(CLI::App& app, Options& options);
 
+/// What every command that reads the inventory of targets takes: connection, account and screen.
+void DeclareReading(CLI::App& app, Options& options);
+
 /// Options --color, -v and -q.
 void DeclareScreen(CLI::App& app, Options& options);
 

@@ -8,6 +8,7 @@
 
 #include "common/log/LogMacros.h"
 #include "common/text/Escape.h"
+#include "common/text/Secret.h"
 #include "module/reader/FamilyReader.h"
 #include "module/reader/cim/CimReader.h"
 #include "module/reader/ipmi/IpmiReader.h"
@@ -121,8 +122,8 @@ struct InventoryReader::State {
   Reader::KeptSession kept;
 
   ~State() {
-    std::fill(info.Password.begin(), info.Password.end(), '\0');
-    std::fill(kept.token.begin(), kept.token.end(), '\0');
+    Text::WipeText(info.Password);
+    Text::WipeText(kept.token);
   }
 };
 

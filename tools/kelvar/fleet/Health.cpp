@@ -51,12 +51,7 @@ void DeclareHealth(CLI::App& app, HealthOptions& options) {
       ->check(CLI::Range(1U, kMostJobs))
       ->type_name("N")
       ->capture_default_str();
-  DeclareConnection(app, options.reading);
-  DeclarePin(app, options.reading);
-  DeclareRequests(app, options.reading);
-  DeclarePassword(app, options.reading.password);
-  DeclareConfig(app, options.reading.config);
-  DeclareScreen(app, options.reading);
+  DeclareReading(app, options.reading);
   app.footer(kFooter);
 }
 

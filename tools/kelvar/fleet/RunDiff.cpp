@@ -186,12 +186,7 @@ int DiffMain(int argc, const char* const* argv) {
   app.add_option("--format", options.reading.format, "How to print")
       ->check(CLI::IsMember({"table", "json", "jsonl"}))
       ->capture_default_str();
-  DeclareConnection(app, options.reading);
-  DeclarePin(app, options.reading);
-  DeclareRequests(app, options.reading);
-  DeclarePassword(app, options.reading.password);
-  DeclareConfig(app, options.reading.config);
-  DeclareScreen(app, options.reading);
+  DeclareReading(app, options.reading);
   app.footer(kFooter);
   if (const std::optional<int> over = Parse(app, argc, argv)) {
     return *over;

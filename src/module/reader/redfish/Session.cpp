@@ -3,19 +3,13 @@
 #include <string_view>
 #include <utility>
 
-#include <strings.h>
-
 #include "common/json/JsonDocument.h"
+#include "common/text/Secret.h"
 #include "module/reader/redfish/Link.h"
 
 namespace Kelvar::Reader {
 
 namespace {
-
-void Wipe(std::string& secret) noexcept {
-  explicit_bzero(secret.data(), secret.size());
-  secret.clear();
-}
 
 void AppendQuoted(std::string& json, std::string_view text) {
   constexpr const char* kHex = "0123456789abcdef";
@@ -49,7 +43,7 @@ Session::Session(const KelvarConnection::ConnectionInfo& info, std::string origi
     : info_(info), origin_(std::move(origin)) {}
 
 Session::~Session() {
-  Wipe(token_);
+  Text::WipeText(token_);
 }
 
 void Session::Authorize(Rest::TransferRequest& request) const {
@@ -128,7 +122,7 @@ bool Session::Release(KeptSession& kept) noexcept {
 }
 
 void Session::Forget() noexcept {
-  Wipe(token_);
+  Text::WipeText(token_);
   path_.clear();
 }
 
