@@ -1,11 +1,11 @@
 """The kelvar tool beside other programs that read the same from the same simulator, as whole processes."""
 
-import json
 import os
 import subprocess
 import tempfile
 
 from relay import HttpRelay, UdpRelay, make_certificate
+from running import start_simulator
 
 USER, PASSWORD = "admin", "kelvar-demo"
 NAMESPACE = "root/cimv2"
@@ -16,10 +16,7 @@ class Simulator:
     """The simulated machine, with its ports; ends with this process."""
 
     def __init__(self, build):
-        self._process = subprocess.Popen(
-            [f"{build}/simulator/kelvar-bmcsim", "--until-eof", "--machine", "full", "--log-entries", "1000",
-             "--sensors", "500"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        self.ports = json.loads(self._process.stdout.readline())
+        self._process, self.ports = start_simulator(build, "--machine", "full", "--log-entries", "1000", "--sensors", "500")
 
     def stop(self):
         self._process.stdin.close()

@@ -1,6 +1,5 @@
 """The inventory reader beside other ways to read the same from the same simulated machine, as whole processes."""
 
-import json
 import os
 import subprocess
 import tempfile
@@ -8,6 +7,7 @@ import tempfile
 import processes
 import reader_machine
 from relay import UdpRelay
+from running import start_simulator
 
 AT_ONCE = 4
 CACHES = "/caches"
@@ -17,9 +17,7 @@ class Simulator:
     """A machine of the simulator; ends with this process."""
 
     def __init__(self, build, *options):
-        self._process = subprocess.Popen([f"{build}/simulator/kelvar-bmcsim", "--until-eof", *options],
-                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        self.ports = json.loads(self._process.stdout.readline())
+        self._process, self.ports = start_simulator(build, *options)
 
     def __enter__(self):
         return self.ports
@@ -118,7 +116,7 @@ def without_cache(command, cache):
     return ["sh", "-c", f'rm -rf "{cache}"; mkdir -p "{cache}"; exec "$@"', "sh", *command]
 
 
-def ipmi_row(build, folder, port, family, number, warm, environment):
+def ipmi_row(build, folder, port, family, number, warm, rounds, environment):
     """One family beside one peer; both with their caches, or both without."""
     def own(at, cache):
         settings = [f"cache-folder={cache}"] if warm else ["cache=no"]
@@ -136,7 +134,7 @@ def ipmi_row(build, folder, port, family, number, warm, environment):
         for command in (own(port, cache), peer(port, cache)):
             subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         counted = counted_warm(own, peer, cache, port)
-    return counted, processes.measure(build, 3, own(port, cache), peer(port, cache), environment)
+    return counted, processes.measure(build, rounds, own(port, cache), peer(port, cache), environment)
 
 
 def counted_warm(own, peer, cache, port):
@@ -152,16 +150,18 @@ def counted_warm(own, peer, cache, port):
     return tuple(counts)
 
 
-def ipmi_rows(build, folder, latency, environment):
-    faults = ["--fault", "ipmi:long-log"] + (["--fault", f"ipmi:latency-{latency}"] if latency else [])
+def ipmi_rows(build, folder, path, fault, environment):
+    """With a delay, the reading of the log takes a minute: once is enough for that."""
+    faults = ["--fault", "ipmi:long-log"] + (["--fault", f"ipmi:{fault}"] if fault else [])
     with Simulator(build, "--machine", "many-sensors", "--serve", "ipmi", *faults) as ports:
         port = ports["ipmi"]
         for family, peers in peer_commands(port, "").items():
+            rounds = 1 if fault and family == "logs" else 3
             for number, (peer, command) in enumerate(peers):
                 for warm in ([False, True] if command[0].startswith("ipmi-") else [False]):
-                    counted, times = ipmi_row(build, folder, port, family, number, warm, environment)
+                    counted, times = ipmi_row(build, folder, port, family, number, warm, rounds, environment)
                     caches = "warm caches" if warm else "no cache"
-                    yield row(f"IPMI {family}, {latency} ms, {caches}", peer, times, counted)
+                    yield row(f"IPMI {family}, {path}, {caches}", peer, times, counted)
 
 
 def rows(build, quick, protocol):
@@ -170,8 +170,9 @@ def rows(build, quick, protocol):
     with tempfile.TemporaryDirectory() as folder:
         environment = {key: value for key, value in os.environ.items() if key not in unwanted} | {"HOME": folder}
         if protocol == "ipmi":
-            for latency in (0,) if quick else (0, 20):
-                yield from ipmi_rows(build, folder, latency, environment)
+            paths = [("no delay", None), ("20 ms away", "far-20"), ("20 ms a command", "latency-20")]
+            for path, fault in paths[:1] if quick else paths:
+                yield from ipmi_rows(build, folder, path, fault, environment)
             return
         for latency in (20, 0):
             for expands in (True, False):

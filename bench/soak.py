@@ -2,11 +2,15 @@
 and memory, descriptors and threads of the readers are watched. Ends with 1 when they grow."""
 
 import argparse
+import base64
 import collections
+import concurrent.futures
+import http.client
 import json
 import os
 import random
 import resource
+import ssl
 import statistics
 import subprocess
 import tempfile
@@ -16,10 +20,14 @@ import urllib.error
 import urllib.parse
 import urllib.request
 
+from running import start_exporter, start_simulator, status_of
+
 FAULTS = ["0.08:dead", "0.06:silent", "0.05:garbage", "0.06:slow", "0.04:401", "0.03:503", "0.04:redfish:cut",
           "0.03:redfish:bomb", "0.03:redfish:deep", "0.03:redfish:loop", "0.04:redfish:impatient"]
 GROUPS = [("redfish", 115, FAULTS)] * 4 + [("cim", 32, ["0.1:dead", "0.1:silent", "0.1:slow"]), ("ipmi", 8, [])]
+KEPT = 2  # sessions that the exporter keeps at one target
 LONGEST_READING = 330  # seconds, of a service that always says that it is starting
+FLEET_ENDS = {"0", "21", "22"}  # all complete, some failed, some different
 CONFIG = """[serve]
 targets = ["redfish://127.0.0.1:*", "cim+http://127.0.0.1:*", "ipmi://127.0.0.1:*"]
 max-in-flight = 64
@@ -36,18 +44,14 @@ class Group:
     def __init__(self, build, folder, number):
         protocol, self._count, faults = GROUPS[number]
         self._list = f"{folder}/targets.{number}"
-        self._command = [f"{build}/simulator/kelvar-bmcsim", "--until-eof", "--fleet", str(self._count), "--serve", protocol,
-                         "--latency", "5", "--targets", self._list]
+        self._arguments = [build, "--fleet", str(self._count), "--serve", protocol, "--latency", "5", "--targets", self._list]
         for fault in faults:
-            self._command += ["--fleet-fault", fault]
+            self._arguments += ["--fleet-fault", fault]
         self.targets = []
         self.start()
 
     def start(self):
-        self._process = subprocess.Popen(self._command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        for _ in range(self._count):
-            if not self._process.stdout.readline():
-                raise RuntimeError("the simulator did not start: " + " ".join(self._command))
+        self._process, _ = start_simulator(*self._arguments, machines=self._count)
         with open(self._list, encoding="ascii") as file:
             self.targets = file.read().split()
 
@@ -64,8 +68,7 @@ class Watched:
     def __init__(self, pid):
         self.mib = self.threads = self.files = self.sockets = 0
         try:
-            with open(f"/proc/{pid}/status", encoding="ascii") as file:
-                fields = dict(line.split(":", 1) for line in file)
+            fields = status_of(pid)
             self.mib = int(fields["VmRSS"].split()[0]) / 1024
             self.threads = int(fields["Threads"])
             links = [self._link(f"/proc/{pid}/fd/{name}") for name in os.listdir(f"/proc/{pid}/fd")]
@@ -89,13 +92,7 @@ class Soak:
         self.over = threading.Event()
         self.counts = collections.Counter()
         self.groups = [Group(build, folder, number) for number in range(len(GROUPS))]
-        config = f"{folder}/config.toml"
-        with open(config, "w", encoding="ascii") as file:
-            file.write(CONFIG)
-        os.chmod(config, 0o600)
-        self.serve = subprocess.Popen([self._kelvar, "serve", "--listen", "127.0.0.1:0", "--config", config],
-                                      stdout=subprocess.PIPE)
-        self.url = json.loads(self.serve.stdout.readline())["url"]
+        self.serve, self.url = start_exporter(build, folder, CONFIG)
         self.fleet = None
         self.fleet_peaks = []
 
@@ -135,13 +132,31 @@ class Soak:
                 os.unlink(saved)
             command = [self._kelvar, "--targets", listed, "--jobs", "48", "--deadline", "5", "--quiet", "--save", saved]
             command += ["--diff", former] if former else []
-            self.fleet = subprocess.Popen(command + ["firmware", "identity"], env=environment, stdout=subprocess.DEVNULL,
+            self.fleet = subprocess.Popen(command + ["firmware", "system"], env=environment, stdout=subprocess.DEVNULL,
                                           stderr=subprocess.DEVNULL)
             _, status, usage = os.wait4(self.fleet.pid, 0)
             self.counts["fleets"] += 1
             self.counts[f"fleets, exit code {os.waitstatus_to_exitcode(status)}"] += 1
             self.fleet_peaks.append(usage.ru_maxrss / 1024)
             former = saved
+
+    def sessions(self):
+        """How many sessions are open at each Redfish target that says so."""
+
+        def ask(target):
+            url = target.replace("redfish://admin@", "https://") + "/redfish/v1/SessionService/Sessions"
+            request = urllib.request.Request(url, headers={"Authorization": "Basic " + account})
+            try:
+                with urllib.request.urlopen(request, timeout=5, context=context) as answer:
+                    return len(json.load(answer)["Members"])
+            except (OSError, ValueError, KeyError, TypeError, http.client.HTTPException, RecursionError):
+                return None  # one with a fault
+
+        account = base64.b64encode(b"admin:kelvar-demo").decode()
+        context = ssl._create_unverified_context()
+        with concurrent.futures.ThreadPoolExecutor(16) as pool:
+            told = pool.map(ask, [target for target in self.targets() if target.startswith("redfish:")])
+        return [count for count in told if count is not None]
 
     def own_metric(self, name):
         with urllib.request.urlopen(self.url + "metrics", timeout=15) as answer:
@@ -202,7 +217,21 @@ def judge(soak, before, samples):
         print(f"fleet memory, peak: {first:.1f} MiB in the first half, {last:.1f} MiB in the second one")
     if soak.counts["scrapes, no answer"]:
         reasons.append("scrapes got no answer")
-    return reasons
+    ends = {name.split()[-1] for name in soak.counts if name.startswith("fleets, exit")}
+    if ends - FLEET_ENDS or not ends:
+        reasons.append("a fleet was not read")
+    return reasons + judge_sessions(soak)
+
+
+def judge_sessions(soak):
+    kept = soak.sessions()
+    soak.serve.terminate()
+    soak.serve.wait()
+    left = soak.sessions()
+    print(f"sessions of {len(kept)} targets: {sum(kept)} while the exporter keeps them, at most {max(kept, default=0)} each; "
+          f"{sum(left)} after its end")
+    reasons = ["targets have more sessions open than are kept"] if max(kept, default=0) > KEPT else []
+    return reasons + (["sessions stay open"] if sum(left) else [])
 
 
 def main():

@@ -1,14 +1,15 @@
 #!/usr/bin/python3
 """Runs benches and prints one table of ratios: table.py BUILD_DIR [--quick] [NAME...].
 
-A NAME is a bench program, or "processes", "redfish-reader" or "ipmi-reader" for comparisons of whole processes; by
-default all that have rows for the table. Every ratio is what kelvar took by what the other took in the same run: below 1 kelvar is the faster.
+A NAME is a bench program, or "processes", "redfish-reader", "ipmi-reader" or "pages" for comparisons of whole
+processes; by default all that have rows for the table. Every ratio is what kelvar took by what the other took in the same run: below 1 kelvar is the faster.
 """
 
 import pathlib
 import subprocess
 import sys
 
+import pages
 import processes
 import readers
 
@@ -16,7 +17,8 @@ WITH_ROWS = ("cim_enumerate_bench", "cim_operations_bench", "fleet_bench", "ipmi
              "ipmi_transport_bench", "redfish_bench")
 OF_PROCESSES = {"processes": processes.rows,
                 "redfish-reader": lambda build, quick: readers.rows(build, quick, "redfish"),
-                "ipmi-reader": lambda build, quick: readers.rows(build, quick, "ipmi")}
+                "ipmi-reader": lambda build, quick: readers.rows(build, quick, "ipmi"),
+               "pages": pages.rows}
 COLUMNS = ("operation", "compared with", "wall", "CPU", "ms", "other ms", "MiB", "other MiB", "requests", "connections")
 
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "tools/kelvar/Target.h"
 
 namespace Kelvar::Fuzz {
@@ -33,7 +33,7 @@ inline bool Shows(std::string_view text, std::string_view piece) {
   return text.find(piece) != std::string_view::npos;
 }
 
-/// Every byte that is no letter or digit as %XX.
+/// Every byte that is not a letter or digit as %XX.
 inline std::string PercentEncoded(std::string_view text) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string encoded;

@@ -5,20 +5,25 @@
 #include <vector>
 
 #include "common/text/ByteReader.h"
-#include "transport/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/AddressedCommands.h"
 
 namespace Kelvar::Fuzz {
 
 /// A service processor whose replies are cut from one run of bytes: completion code, length, data. It refuses every
 /// command once the run has ended.
-class StreamIpmi final : public IpmiClientInterface {
+class StreamIpmi final : public IpmiClientInterface, public Ipmi::AddressedCommands {
  public:
   explicit StreamIpmi(std::span<const u8> stream) : reader_(stream) {}
 
   CONNECTIONSTATE connect() override { return IPMICONNECTED; }
   void disconnect() override {}
 
-  int send(const IPMICOMMAND& /*command*/, std::vector<u8>& response, u8& completionCode) override {
+  int send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override {
+    return SendTo({}, command, response, completionCode);
+  }
+
+  int SendTo(const Ipmi::ControllerAddress& /*to*/, const IPMICOMMAND& /*command*/, std::vector<u8>& response,
+             u8& completionCode) override {
     completionCode = 0xFF;
     if (reader_.Remaining() == 0) {
       return 1;

@@ -4,7 +4,7 @@
 
 #include <Pegasus/Client/CIMClientException.h>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "transport/pegasus/HttpHead.h"
 
 using Pegasus::Detail::HttpHead;

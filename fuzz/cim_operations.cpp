@@ -6,7 +6,7 @@
 
 #include <kelvar/Log.h>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 #include "module/nfw/inventory/cim/zmcapp.h"
 #include "transport/pegasus/HttpTransport.h"

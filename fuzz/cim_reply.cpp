@@ -2,7 +2,7 @@
 
 #include <kelvar/Log.h>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "module/nfw/inventory/cim/MessageLogEntry.h"
 #include "module/nfw/inventory/cim/cimfunc.h"
 #include "transport/pegasus/ReplyParser.h"

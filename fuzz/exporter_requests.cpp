@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "tools/kelvar/serve/Exporter.h"
 
 using namespace Kelvar;
@@ -17,13 +17,13 @@ using namespace Kelvar::Tool;
 namespace {
 
 const Config& Configuration() {
-  static const Config config = [] {
+  static const Config kConfig = [] {
     Config made;
     made.serve.targets = {"redfish://192.0.2.?", "ipmi://*.rack1.example"};
     made.modules = {{"sensors", {"sensors"}}, {"all", {}}};
     return made;
   }();
-  return config;
+  return kConfig;
 }
 
 bool IsAllowed(const Target& target) {
@@ -50,7 +50,7 @@ Report Read(const Serve::Probe& probe) {
 }
 
 void CheckResponse(const Serve::HttpResponse& response) {
-  constexpr std::array kStatuses = {200U, 400U, 403U, 404U, 503U};
+  constexpr std::array kStatuses = {200U, 400U, 403U, 404U, 405U, 503U};
   FUZZ_CHECK(std::find(kStatuses.begin(), kStatuses.end(), response.status) != kStatuses.end());
   FUZZ_CHECK(!response.body.empty() && response.body.back() == '\n');
   FUZZ_CHECK(std::none_of(response.body.begin(), response.body.end(),
@@ -61,10 +61,10 @@ void CheckResponse(const Serve::HttpResponse& response) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Serve::Prober prober(Configuration(), false);
+  static const Serve::Prober prober(Configuration(), {}, false);
   static boost::asio::io_context context;
   static Serve::ProbePool pool(2, Read);
-  static Serve::Exporter exporter(context, prober, pool, std::chrono::seconds(60));
+  static Serve::Exporter exporter(context, prober, pool, [] {});
   const std::string text(data, data + size);
   const std::size_t line = std::min(text.find('\n'), text.size());
   std::optional<Serve::HttpResponse> response;

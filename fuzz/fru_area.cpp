@@ -3,9 +3,9 @@
 
 #include <kelvar/Log.h>
 
-#include "Check.h"
-#include "StreamIpmi.h"
 #include "common/text/FixedText.h"
+#include "fuzz/Check.h"
+#include "fuzz/StreamIpmi.h"
 #include "module/nfw/inventory/ipmi/NodeFirmwareSysVPDViaFRU.h"
 
 using namespace Kelvar;

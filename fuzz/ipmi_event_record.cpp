@@ -1,7 +1,7 @@
 // Records of the system event log, with and without the record of their sensor. The first 16 bytes are the entry, the
 // others a sensor data record.
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "module/reader/ipmi/EventTime.h"
 #include "module/reader/ipmi/SelRecord.h"
 

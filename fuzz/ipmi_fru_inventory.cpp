@@ -1,6 +1,6 @@
 // FRU devices by their own format.
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "module/reader/ipmi/FruInventory.h"
 
 using namespace Kelvar;

@@ -5,8 +5,8 @@
 
 #include <kelvar/Log.h>
 
-#include "Check.h"
-#include "StreamIpmi.h"
+#include "fuzz/Check.h"
+#include "fuzz/StreamIpmi.h"
 #include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 
 using namespace Kelvar;

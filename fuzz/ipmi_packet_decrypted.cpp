@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "transport/ipmi/IpmiMessage.h"
 #include "transport/ipmi/Rakp.h"
 #include "transport/ipmi/RmcpPlusSession.h"

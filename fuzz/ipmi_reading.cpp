@@ -2,8 +2,8 @@
 
 #include <kelvar/Log.h>
 
-#include "Check.h"
-#include "StreamIpmi.h"
+#include "fuzz/Check.h"
+#include "fuzz/StreamIpmi.h"
 #include "module/reader/ipmi/ReadingContext.h"
 
 using namespace Kelvar;

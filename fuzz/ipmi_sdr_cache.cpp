@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "module/reader/ipmi/SdrCache.h"
 
 using namespace Kelvar::Reader::Ipmi;

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "module/reader/ipmi/IpmiSensorUnits.h"
 #include "module/reader/ipmi/SdrRecord.h"
 #include "module/reader/ipmi/SensorStates.h"

@@ -1,6 +1,6 @@
 // Sessions over LAN from the first question to the last command, with a service processor that can make what is
-// authentic and spoils it, repeats it or keeps quiet as the input says. The first byte chooses the kind of session and
-// the cipher suite.
+// authentic and spoils it, repeats it or keeps quiet as the input says: single commands, several ahead, one to a
+// satellite. The first byte chooses the kind of session and the cipher suite.
 
 #include <algorithm>
 #include <vector>
@@ -8,7 +8,8 @@
 #include <kelvar/ConnectionOptions.h>
 #include <kelvar/Log.h>
 
-#include "ScriptedBmc.h"
+#include "fuzz/ScriptedBmc.h"
+#include "transport/ipmi/CommandWindow.h"
 #include "transport/ipmi/DatagramPort.h"
 #include "transport/ipmi/IpmiClient.h"
 #include "transport/ipmi/LanTransport.h"
@@ -103,6 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) {
     return 0;
   }
+  CommandWindow::ForgetAll();
   Fuzz::ScriptedBmc bmc({data + 1, size - 1});
   std::vector<Answer> answers;
   const ConnectionOptionsScope scope(OptionsFor(data[0]));
@@ -125,6 +127,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(failure != 0 ||
                std::any_of(answers.begin() + static_cast<std::ptrdiff_t>(before), answers.end(), isTold));
   }
+  const std::size_t before = answers.size();
+  std::vector<QueuedCommand> ahead(6, {{0x01, {1, 2, 3}, 0x06}});
+  client.SendAhead(ahead);
+  for (const QueuedCommand& queued : ahead) {
+    const auto isTold = [&queued](const Answer& answer) {
+      return !answer.secured ||
+             (answer.told.completionCode == queued.completionCode && answer.told.data == queued.response);
+    };
+    FUZZ_CHECK(!queued.answered || state == IPMICONNECTED);
+    FUZZ_CHECK(!queued.answered ||
+               std::any_of(answers.begin() + static_cast<std::ptrdiff_t>(before), answers.end(), isTold));
+  }
+  std::vector<u8> response;
+  u8 completionCode = 0;
+  const int failure = client.SendTo({0x2C, 0, 1}, {0x01, {1, 2, 3}, 0x06}, response, completionCode);
+  FUZZ_CHECK(failure == 0 || response.empty());
   client.disconnect();
   return 0;
 }

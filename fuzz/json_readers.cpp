@@ -5,10 +5,10 @@
 
 #include <kelvar/Log.h>
 
-#include "Check.h"
 #include "common/json/JsonDocument.h"
 #include "common/json/JsonText.h"
 #include "common/json/JsonTree.h"
+#include "fuzz/Check.h"
 
 using namespace Kelvar;
 

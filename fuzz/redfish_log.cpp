@@ -6,9 +6,9 @@
 
 #include <kelvar/Log.h>
 
-#include "Check.h"
 #include "common/json/JsonText.h"
 #include "common/json/JsonTree.h"
+#include "fuzz/Check.h"
 #include "module/nfw/inventory/redfish/RedfishLog.h"
 
 using namespace Kelvar;

@@ -7,8 +7,8 @@
 #include <kelvar/Log.h>
 #include <kelvar/NodeFirmwareInventoryImpRedfish.h>
 
-#include "CannedRest.h"
-#include "Check.h"
+#include "fuzz/CannedRest.h"
+#include "fuzz/Check.h"
 #include "module/nfw/inventory/redfish/RedfishLog.h"
 
 using namespace Kelvar;

@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "tools/kelvar/ConfigFile.h"
 #include "tools/kelvar/ExitCode.h"
 
@@ -63,6 +63,7 @@ std::string Line(const char* key, const std::vector<std::string>& texts) {
 
 std::string TextOf(const Config& config) {
   std::string text = "[serve]\nlisten = " + Quoted(config.serve.listen) + "\n" + Line("targets", config.serve.targets) +
+                     Line("targets-file", config.serve.targetsFile) + Line("web-config", config.serve.webConfig) +
                      "max-in-flight = " + std::to_string(config.serve.maxInFlight) +
                      "\ntimeout = " + std::to_string(config.serve.timeoutSeconds) + "\n";
   for (const Config::Account& account : config.accounts) {
@@ -73,6 +74,7 @@ std::string TextOf(const Config& config) {
   }
   for (const Config::Module& module : config.modules) {
     text += "[[module]]\n" + Line("name", module.name) + Line("what", module.what);
+    text += module.maxAgeSeconds == 0 ? "" : "max-age = " + std::to_string(module.maxAgeSeconds) + "\n";
   }
   return text;
 }
@@ -96,16 +98,16 @@ void CheckAccount(const Config& config, const Config::Account& account) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const PrivateFile file;
+  static const PrivateFile kFile;
   Config config;
   try {
-    config = file.Read(data, size);
+    config = kFile.Read(data, size);
   } catch (const Tool::ToolError& error) {
     FUZZ_CHECK(error.Code() == Tool::ExitCode::Usage && *error.what() != 0);
     return 0;
   }
   const std::string text = TextOf(config);
-  FUZZ_CHECK(TextOf(file.Read(text.data(), text.size())) == text);
+  FUZZ_CHECK(TextOf(kFile.Read(text.data(), text.size())) == text);
   FUZZ_CHECK(config.serve.maxInFlight >= 1 && config.serve.timeoutSeconds >= 1);
   for (const Config::Account& account : config.accounts) {
     CheckAccount(config, account);

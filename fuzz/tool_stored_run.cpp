@@ -8,7 +8,7 @@
 
 #include <rapidjson/document.h>
 
-#include "Check.h"
+#include "fuzz/Check.h"
 #include "tools/kelvar/fleet/Comparison.h"
 
 using namespace Kelvar::Tool;

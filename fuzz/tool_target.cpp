@@ -1,7 +1,7 @@
 // Addresses of targets: what is read can be written and read again to the same, an address with a password is refused,
 // and no refusal repeats the password.
 
-#include "AddressText.h"
+#include "fuzz/AddressText.h"
 #include "tools/kelvar/ExitCode.h"
 
 using namespace Kelvar;

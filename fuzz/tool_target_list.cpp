@@ -6,7 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "AddressText.h"
+#include "fuzz/AddressText.h"
 #include "tools/kelvar/fleet/TargetList.h"
 
 using namespace Kelvar;

@@ -39,7 +39,7 @@ struct Protocol {
   std::unique_ptr<Service> (*make)(const Machine& machine);
 };
 
-constexpr Protocol protocols[] = {
+constexpr Protocol kProtocols[] = {
     {"ipmi", "ipmi.json", "ipmi", MakeIpmiService},
     {"redfish", "redfish", "redfish", MakeRedfishServer},
     {"cim", "cim", "cim+http", MakeCimService},
@@ -60,11 +60,11 @@ Machine LoadWithFaults(const Options& options) {
   }
   for (const std::string& fault : machine.faults) {
     bool known = false;
-    for (const Protocol& protocol : protocols) {
+    for (const Protocol& protocol : kProtocols) {
       known = known || fault.rfind(std::string(protocol.name) + ':', 0) == 0;
     }
     if (!known) {
-      throw std::runtime_error("fault \"" + fault + "\": wanted is PROTOCOL:NAME");
+      throw std::runtime_error("fault \"" + fault + "\": expected PROTOCOL:NAME");
     }
   }
   return machine;
@@ -158,7 +158,7 @@ void Serve(const Options& options) {
   const int signals = BlockEndSignals();
   std::vector<std::unique_ptr<Service>> services;
   Ports ports;
-  for (const Protocol& protocol : protocols) {
+  for (const Protocol& protocol : kProtocols) {
     if (Wanted(options, machine, protocol)) {
       services.push_back(protocol.make(machine));
       ports[protocol.name] = services.back()->Start(options.ports.at(protocol.name));
@@ -175,7 +175,7 @@ void WriteTargets(const std::string& file, const Machine& machine, const std::ve
   std::ofstream targets(file);
   const std::string user = machine.accounts.empty() ? std::string() : machine.accounts.front().user + '@';
   for (const FleetMember& member : members) {
-    for (const Protocol& protocol : protocols) {
+    for (const Protocol& protocol : kProtocols) {
       if (const auto port = member.ports.find(protocol.name); port != member.ports.end()) {
         targets << protocol.scheme << "://" << user << "127.0.0.1:" << port->second << '\n';
       }

@@ -1,4 +1,4 @@
-#include "cim/BenchServer.h"
+#include "bench/cim/BenchServer.h"
 
 #include <arpa/inet.h>
 #include <sys/prctl.h>

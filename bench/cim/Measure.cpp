@@ -1,4 +1,4 @@
-#include "cim/Measure.h"
+#include "bench/cim/Measure.h"
 
 #include <malloc.h>
 #include <sys/wait.h>

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "Rows.h"
+#include "bench/Rows.h"
 
 namespace Kelvar::Bench {
 

@@ -8,8 +8,8 @@
 
 #include <Pegasus/Client/CIMClient.h>
 
-#include "cim/BenchServer.h"
-#include "cim/Measure.h"
+#include "bench/cim/BenchServer.h"
+#include "bench/cim/Measure.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-// Operations of the CIM backend against the bare enumeration that they stand on.
+// Operations of the CIM backend against the bare enumeration that they are based on.
 #include <cstdio>
 #include <cstdlib>
 
-#include "cim/BenchServer.h"
-#include "cim/Measure.h"
+#include "bench/cim/BenchServer.h"
+#include "bench/cim/Measure.h"
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 
 namespace {

@@ -1,9 +1,9 @@
-#include "Farm.h"
+#include "bench/fleet/Farm.h"
 
 #include <limits>
 #include <utility>
 
-#include "../redfish/Bodies.h"
+#include "bench/redfish/Bodies.h"
 
 namespace Kelvar::Bench {
 
@@ -11,7 +11,7 @@ namespace {
 
 using Test::HttpReply;
 
-constexpr int everyConnection = std::numeric_limits<int>::max();
+constexpr int kEveryConnection = std::numeric_limits<int>::max();
 
 std::unique_ptr<Test::ScriptedHttpServer> Https() {
   return std::make_unique<Test::ScriptedHttpServer>(Test::ScriptedHttpServer::Options{true, false});
@@ -30,8 +30,8 @@ Farm::Farm(std::chrono::milliseconds latency) : good_(Https()) {
   on("/redfish/v1/Chassis/1", Chassis());
   on("/redfish/v1/UpdateService/FirmwareInventory?$expand=.($levels=1)", FirmwareInventory(30));
 
-  AddBad().FailConnections(Test::ConnectionFault::ResetAtOnce, everyConnection);
-  AddBad().FailConnections(Test::ConnectionFault::StaySilent, everyConnection);
+  AddBad().FailConnections(Test::ConnectionFault::ResetAtOnce, kEveryConnection);
+  AddBad().FailConnections(Test::ConnectionFault::StaySilent, kEveryConnection);
   HttpReply slow(FirmwareInventory(30));
   slow.dripBytes = 1;
   slow.dripPause = std::chrono::milliseconds(100);

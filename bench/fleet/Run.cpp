@@ -1,4 +1,4 @@
-#include "Run.h"
+#include "bench/fleet/Run.h"
 
 #include <chrono>
 #include <cstdio>
@@ -50,7 +50,7 @@ RunCost Measure(const std::vector<std::string>& words, const std::string& output
 
 RunCost Run(const std::vector<std::string>& words, const std::string& outputFile) {
   const std::string costFile = outputFile + ".cost";
-  std::vector<std::string> runner = {"/proc/self/exe", runWord, outputFile};
+  std::vector<std::string> runner = {"/proc/self/exe", kRunWord, outputFile};
   runner.insert(runner.end(), words.begin(), words.end());
   RunCost cost;
   if (Measure(runner, costFile).exitCode != 0 ||

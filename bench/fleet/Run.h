@@ -17,9 +17,9 @@ struct RunCost {
 /// peak of a child starts from that of the process that makes it, and this one grows. Throws std::runtime_error.
 RunCost Run(const std::vector<std::string>& words, const std::string& outputFile);
 
-/// That process: what main does with the words behind runWord.
+/// That process: what main does with the words after kRunWord.
 int BeRunner(const std::vector<std::string>& words);
-constexpr const char* runWord = "--run";
+constexpr const char* kRunWord = "--run";
 
 /// CPU seconds of this process so far.
 double OwnCpuSeconds();

@@ -16,16 +16,17 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "Farm.h"
-#include "Rows.h"
-#include "Run.h"
+#include "bench/Rows.h"
+#include "bench/fleet/Farm.h"
+#include "bench/fleet/Run.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Bench {
 namespace {
 
-constexpr std::chrono::milliseconds latency{50};
-constexpr int fleet = 256;
-constexpr const char* bareWord = "--bare";
+constexpr std::chrono::milliseconds kLatency{50};
+constexpr int kFleet = 256;
+constexpr const char* kBareWord = "--bare";
 
 class Folder {
  public:
@@ -49,7 +50,7 @@ std::string WriteList(const std::string& file, int count, const std::function<st
 }
 
 RunCost ReadFleet(const Folder& folder, const std::string& list, int jobs, const std::string& deadline = "60") {
-  return Run({KELVAR_TOOL, "--targets", list, "--jobs", std::to_string(jobs), "--deadline", deadline, "--quiet",
+  return Run({Test::kToolProgram, "--targets", list, "--jobs", std::to_string(jobs), "--deadline", deadline, "--quiet",
               "firmware", "system"},
              folder / "output");
 }
@@ -64,16 +65,16 @@ void Require(bool good, const char* what) {
 
 void Throughput(const Folder& folder, bool quick) {
   const double cores = std::thread::hardware_concurrency();
-  std::printf("%d targets with %ld ms a request, 3 requests each (firmware, system)\n", fleet,
-              static_cast<long>(latency.count()));
+  std::printf("%d targets with %ld ms a request, 3 requests each (firmware, system)\n", kFleet,
+              static_cast<long>(kLatency.count()));
   std::printf("%6s %8s %10s %10s %11s %12s %9s\n", "jobs", "s", "targets/s", "of linear", "tool cores", "all cores",
               "peak MiB");
   double one = 0;
   double firstPeak = 0;
   double lastPeak = 0;
-  for (const int jobs : {1, 2, 4, 8, 16, 32, 64, 128, fleet}) {  // parts of the fleet: no round is left half empty
-    const int count = quick ? std::min(16 * jobs, fleet) : fleet;
-    const Farm farm(latency);
+  for (const int jobs : {1, 2, 4, 8, 16, 32, 64, 128, kFleet}) {  // parts of the fleet: no round is left half empty
+    const int count = quick ? std::min(16 * jobs, kFleet) : kFleet;
+    const Farm farm(kLatency);
     const std::string list = WriteList(folder / "list", count, [&](int number) { return farm.Good(number); });
     const double before = OwnCpuSeconds();
     const RunCost spent = ReadFleet(folder, list, jobs);
@@ -88,7 +89,7 @@ void Throughput(const Folder& folder, bool quick) {
                 spent.cpuSeconds / spent.seconds, allCores, cores, spent.peakKiB / 1024);
   }
   std::printf("cores: the tool, and it with the servers\n");
-  std::printf("memory per target in flight: %.0f KiB (wanted: below 300)\n\n", (lastPeak - firstPeak) / (fleet - 1));
+  std::printf("memory per target in flight: %.0f KiB (goal: below 300)\n\n", (lastPeak - firstPeak) / (kFleet - 1));
 }
 
 /// The same requests by libcurl, a handle for each target; the bodies are read and dropped.
@@ -119,7 +120,7 @@ void Cpu(const Folder& folder, const BenchOptions& options) {
   const auto good = [&](int number) { return farm.Good(number); };
   const std::string port = std::to_string(farm.GoodPort());
   const auto bare = [&](int count) {
-    const RunCost spent = Run({"/proc/self/exe", bareWord, std::to_string(count), port}, folder / "output");
+    const RunCost spent = Run({"/proc/self/exe", kBareWord, std::to_string(count), port}, folder / "output");
     Require(spent.exitCode == 0, "the bare client did not get its answers");
     return spent.cpuSeconds;
   };
@@ -127,19 +128,19 @@ void Cpu(const Folder& folder, const BenchOptions& options) {
     return ReadFleet(folder, WriteList(folder / "list", count, good), jobs).cpuSeconds;
   };
   const auto perTarget = [&](const std::function<double(int)>& cpu) {
-    return (cpu(fleet) - cpu(1)) / (fleet - 1) * 1e3;
+    return (cpu(kFleet) - cpu(1)) / (kFleet - 1) * 1e3;
   };
   const double start = tool(1, 1);
   const std::size_t requests = farm.Requests();
   const int connections = farm.Connections();
-  tool(fleet, 64);
-  const double requestsPer = static_cast<double>(farm.Requests() - requests) / fleet;
-  const double connectionsPer = static_cast<double>(farm.Connections() - connections) / fleet;
+  tool(kFleet, 64);
+  const double requestsPer = static_cast<double>(farm.Requests() - requests) / kFleet;
+  const double connectionsPer = static_cast<double>(farm.Connections() - connections) / kFleet;
   std::printf("CPU per target without latency: %.1f requests on %.1f connections; start of the tool %.1f ms\n",
               requestsPer, connectionsPer, start * 1e3);
   const double least = perTarget(bare);
   std::printf("%6s %10s %10s %10s\n", "jobs", "ms", "bare ms", "of bare");
-  for (const int jobs : {1, 64, fleet}) {
+  for (const int jobs : {1, 64, kFleet}) {
     const double own = perTarget([&](int count) { return tool(count, jobs); });
     std::printf("%6d %10.2f %10.2f %10.2f\n", jobs, own, least, own / least);
     options.Print({"fleet, firmware and system, per target, " + std::to_string(jobs) + " jobs",
@@ -149,23 +150,24 @@ void Cpu(const Folder& folder, const BenchOptions& options) {
                    requestsPer,
                    connectionsPer});
   }
-  const RunCost few = ReadFleet(folder, WriteList(folder / "list", fleet, good), 8);
-  const RunCost many = ReadFleet(folder, WriteList(folder / "list", 10 * fleet, good), 8);
+  const RunCost few = ReadFleet(folder, WriteList(folder / "list", kFleet, good), 8);
+  const RunCost many = ReadFleet(folder, WriteList(folder / "list", 10 * kFleet, good), 8);
   std::printf("memory that stays per target read: %.1f KiB (%.1f MiB after %d, %.1f MiB after %d)\n\n",
-              (many.peakKiB - few.peakKiB) / (9 * fleet), few.peakKiB / 1024, fleet, many.peakKiB / 1024, 10 * fleet);
+              (many.peakKiB - few.peakKiB) / (9 * kFleet), few.peakKiB / 1024, kFleet, many.peakKiB / 1024,
+              10 * kFleet);
 }
 
 void Hostile(const Folder& folder) {
-  constexpr int count = 2000;
-  constexpr int jobs = 200;
-  constexpr double deadline = 5;
-  const Farm farm(latency);
+  constexpr int kCount = 2000;
+  constexpr int kJobs = 200;
+  constexpr double kDeadline = 5;
+  const Farm farm(kLatency);
   std::set<std::string> good;
   const auto target = [&](int number) {
     return number % 3 == 0 ? farm.Bad(number / 3) : *good.insert(farm.Good(number)).first;
   };
-  const std::string list = WriteList(folder / "list", count, target);
-  const RunCost spent = ReadFleet(folder, list, jobs, "5");
+  const std::string list = WriteList(folder / "list", kCount, target);
+  const RunCost spent = ReadFleet(folder, list, kJobs, "5");
   std::set<std::string> answered;
   int lines = 0;
   int wrong = 0;
@@ -175,7 +177,7 @@ void Hostile(const Folder& folder) {
   std::ifstream output(folder / "output");
   for (std::string line; std::getline(output, line); ++lines) {
     rapidjson::Document report;
-    Require(!report.Parse(line.c_str()).HasParseError(), "a line is no report");
+    Require(!report.Parse(line.c_str()).HasParseError(), "a line is not a report");
     const std::string name = report["target"].GetString();
     answered.insert(name);
     const bool isGood = good.count(name) == 1;
@@ -185,9 +187,9 @@ void Hostile(const Folder& folder) {
     wrong += !isLate && (report["code"].GetInt() == 0) != isGood ? 1 : 0;
     longest = std::max(longest, report["seconds"].GetDouble());
   }
-  std::printf("%d targets, of which %zu are dead, silent, slow or hostile, %d jobs, deadline %.0f s\n", count,
-              count - good.size(), jobs, deadline);
-  std::printf("  answered: %d lines for %zu targets (lost: %zu)\n", lines, answered.size(), count - answered.size());
+  std::printf("%d targets, of which %zu are dead, silent, slow or hostile, %d jobs, deadline %.0f s\n", kCount,
+              kCount - good.size(), kJobs, kDeadline);
+  std::printf("  answered: %d lines for %zu targets (lost: %zu)\n", lines, answered.size(), kCount - answered.size());
   std::printf("  judged wrongly (a good one failed, a bad one complete): %d\n", wrong);
   std::printf(
       "  at the deadline: %d, of which good ones (no processor time left for them): %d; longest reading %.2f s\n", late,
@@ -199,10 +201,10 @@ void Hostile(const Folder& folder) {
 int Main(int argc, char** argv) {
   const std::string first = argc > 1 ? argv[1] : "";
   const BenchOptions options(argc, argv);
-  if (first == runWord && argc > 3) {
+  if (first == kRunWord && argc > 3) {
     return BeRunner({argv + 2, argv + argc});
   }
-  if (first == bareWord && argc == 4) {
+  if (first == kBareWord && argc == 4) {
     return BeBare(std::atoi(argv[2]), argv[3]);
   }
   setenv("KELVAR_PASSWORD", "x", 1);

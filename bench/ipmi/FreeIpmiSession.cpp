@@ -1,4 +1,4 @@
-#include "FreeIpmiSession.h"
+#include "bench/ipmi/FreeIpmiSession.h"
 
 #include <freeipmi/freeipmi.h>
 

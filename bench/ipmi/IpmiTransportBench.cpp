@@ -9,8 +9,8 @@
 
 #include <malloc.h>
 
-#include "FreeIpmiSession.h"
-#include "Rows.h"
+#include "bench/Rows.h"
+#include "bench/ipmi/FreeIpmiSession.h"
 #include "support/IpmiSim.h"
 #include "support/UdpRelay.h"
 #include "transport/ipmi/IpmiClient.h"

@@ -13,8 +13,8 @@
 
 #include <unistd.h>
 
-#include "LiveHeap.h"
-#include "Rows.h"
+#include "bench/Rows.h"
+#include "bench/ipmi_components/LiveHeap.h"
 #include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "support/BmcSim.h"
 #include "transport/ipmi/IpmiClient.h"
@@ -61,7 +61,7 @@ class MachineFolder {
          << R"( "firmwareRevision": "1.0", "deviceSupport": 191, "manufacturerId": 1, "productId": 1}, "fru": [)";
     for (int id = 0; id <= locators; ++id) {
       ipmi << (id > 0 ? "," : "") << R"({"id": )" << id << R"(, "size": 640, "board": {"lead": "00 00 00 00",)"
-           << R"( "fields": [{"text": "Maker", "width": 30}, {"text": "Board", "width": 32}]}})";
+           << R"( "fields": [{"text": "Vendor", "width": 30}, {"text": "Board", "width": 32}]}})";
     }
     ipmi << R"(], "sdr": [)";
     for (int id = 1; id <= locators; ++id) {

@@ -1,4 +1,4 @@
-#include "LiveHeap.h"
+#include "bench/ipmi_components/LiveHeap.h"
 
 #include <malloc.h>
 

@@ -1,4 +1,4 @@
-#include "Bodies.h"
+#include "bench/redfish/Bodies.h"
 
 #include <functional>
 
@@ -31,7 +31,7 @@ std::string LogEntries(int count) {
            R"(the speed of the other fans; the event is cleared when the module is replaced or reads normal again.",)"
            R"("MessageId":"Tavrik.1.0.FanLow","MessageArgs":["Fan 3","4711","5000"],"Links":{"OriginOfCondition":)"
            R"({"@odata.id":"/redfish/v1/Chassis/1/ThermalSubsystem/Fans/3"}},"Resolution":"Check that the module is )"
-           R"(seated. If the event stays, replace the module and save the service data for the maker's support.",)" +
+           R"(seated. If the event stays, replace the module and save the service data for your service centre.",)" +
            OemOf(id) + "}";
   });
 }

@@ -1,4 +1,4 @@
-#include "Child.h"
+#include "bench/redfish/Child.h"
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -91,7 +91,6 @@ KelvarConnection::ConnectionInfo Target(u16 port) {
 }
 
 constexpr const char* kFirmware = "/redfish/v1/UpdateService/FirmwareInventory?$expand=.($levels=1)";
-constexpr const char* kEntries = "/redfish/v1/Systems/1/LogServices/StandardLog/Entries";
 constexpr const char* kSensors = "/redfish/v1/Chassis/1/Sensors?$expand=.($levels=1)";
 
 Job OperationJob(const std::string& name, u16 port) {

@@ -8,6 +8,9 @@
 
 namespace Kelvar::Bench {
 
+/// Where the server of all jobs has its log.
+constexpr const char* kEntries = "/redfish/v1/Systems/1/LogServices/StandardLog/Entries";
+
 /// One measured job, run in a process of its own so that its memory and CPU time are its own.
 struct Measured {
   double seconds = 0;     ///< fastest round

@@ -12,9 +12,9 @@
 #include <kelvar/Log.h>
 #include <kelvar/NodeFirmwareInventory.h>
 
-#include "Bodies.h"
-#include "Child.h"
-#include "Rows.h"
+#include "bench/Rows.h"
+#include "bench/redfish/Bodies.h"
+#include "bench/redfish/Child.h"
 #include "support/ScriptedHttpServer.h"
 
 namespace Kelvar::Bench {
@@ -22,8 +22,6 @@ namespace {
 
 using Test::HttpReply;
 using Test::ScriptedHttpServer;
-
-constexpr const char* kEntries = "/redfish/v1/Systems/1/LogServices/StandardLog/Entries";
 
 void Script(ScriptedHttpServer& server, const std::string& entries) {
   server.On("/redfish/v1/Systems", HttpReply(Collection("/redfish/v1/Systems/1")));

@@ -16,16 +16,16 @@ enum CONNECTIONCASE : u32 {
   CONNECTION_CASE_REDFISH = 5,     ///< Redfish over HTTPS
 };
 
-/// How one target is reached: the library's only input. A plain value; every backend keeps its own copy.
+/// How to reach one target. A plain value; every backend keeps its own copy.
 class ConnectionInfo {
  public:
-  /// Name or address of the service processor or CIM server; an IPv6 literal stands without brackets.
+  /// Name or address of the service processor or CIM server; an IPv6 literal has no brackets.
   std::string Host;
   /// TCP port (Redfish, CIM) or UDP port (IPMI over the network) of the service.
   u16 Port = 0;
-  /// Account of the target.
+  /// User of the target's account.
   std::string UserName;
-  /// Never reaches a log line.
+  /// Password of the account; never written to the log.
   std::string Password;
   /// Number of the service processor on a machine with several: the local IPMI device, and the N in the namespace
   /// "qel/zmcN/cimv2" of an ESXi host.

@@ -12,9 +12,10 @@
 
 /// The inventory of one machine, the same over every protocol and for every manufacturer: plain values.
 ///
-/// What a target does not tell is absent: an empty optional, an empty text, an empty list; never 0 or a placeholder.
-/// Words are DMTF's in lower case. Times are ISO 8601 with a zone ("2026-03-20T08:15:00Z"). An `id` is unique within
-/// its list and stable between readings of the same machine; `parent`, `component`, `log` and `owner` hold such ids.
+/// What a target does not report is absent: an empty optional, an empty text, an empty list; never 0 or a placeholder.
+/// Fixed values are DMTF's words in lower case. Times are ISO 8601 with a zone ("2026-03-20T08:15:00Z"). An `id` is
+/// unique within its list and stable between readings of the same machine; `parent`, `component`, `log` and `owner`
+/// hold such ids.
 namespace Kelvar::Model {
 
 /// The parts of an inventory, in the order in which everything shows them.
@@ -44,13 +45,13 @@ struct System {
   Text manufacturer;                     ///< who made it
   Text model;                            ///< model, as the manufacturer writes it
   Text part_number;                      ///< of the manufacturer
-  Text sku;                              ///< what it is ordered by
+  Text sku;                              ///< stock-keeping unit, to order it by
   Text serial_number;                    ///< of the manufacturer
   Text asset_tag;                        ///< of the owner
   Text uuid;                             ///< RFC 4122, lower case
-  Text host_name;                        ///< without a domain, as the target tells it
+  Text host_name;                        ///< without a domain, as the target reports it
   Text bios_version;                     ///< systems
-  Text firmware_version;                 ///< of what runs on it
+  Text firmware_version;                 ///< of the firmware that runs on it
   Text power_state;                      ///< "on", "off", "powering_on", "powering_off", "paused"
   Text state;                            ///< DMTF's resource state
   Text health;                           ///< "ok", "warning" or "critical"
@@ -80,14 +81,14 @@ struct Component {
   /// "power_supply", "fan", "battery", "backplane" or "other"
   Text kind;
   Text name;                          ///< as the target names it
-  Text location;                      ///< slot or place, as the target tells it
+  Text location;                      ///< slot or place, as the target reports it
   Text manufacturer;                  ///< who made it
   Text model;                         ///< model, as the manufacturer writes it
   Text part_number;                   ///< of the manufacturer
   Text spare_part_number;             ///< of the spare part
   Text serial_number;                 ///< of the manufacturer
   Text asset_tag;                     ///< of the owner
-  Text firmware_version;              ///< of what runs on it
+  Text firmware_version;              ///< of the firmware that runs on it
   Text state;                         ///< DMTF's resource state
   Text health;                        ///< "ok", "warning" or "critical"
   Text health_text;                   ///< the target's own word where it says more
@@ -167,8 +168,8 @@ struct NetworkInterface {
   Text mac_address;                       ///< lower case with colons
   Text link;                              ///< "up", "down" or "no_link"
   std::optional<double> speed_mbps;       ///< of the link
-  std::optional<u32> vlan;                ///< its id
-  Text host_name;                         ///< without a domain, as the target tells it
+  std::optional<u32> vlan;                ///< VLAN id
+  Text host_name;                         ///< without a domain, as the target reports it
   Text fqdn;                              ///< fully qualified name
   std::optional<bool> dhcp;               ///< whether addresses come by DHCP
   std::vector<NetworkAddress> addresses;  ///< of all families
@@ -180,6 +181,9 @@ struct NetworkService {
   Text name;                    ///< in lower case: "https", "ssh", "ipmi", "snmp", "ntp"
   std::optional<bool> enabled;  ///< whether it runs
   std::optional<u32> port;      ///< TCP or UDP
+  /// IPMI over LAN: the cipher suites that it offers, by number: "0", "3", "17", "128 of manufacturer 65100". Suite 0
+  /// needs no password. Empty when the target does not report them, and over other protocols.
+  std::vector<Text> cipher_suites{};
 };
 
 /// How a family was read.
@@ -187,13 +191,13 @@ enum class FamilyStatus : u8 {
   NotAsked,  ///< was not among the families that were asked for
   Complete,  ///< all that the target has
   Partial,   ///< some of it; `gaps` of the diagnostics name what is missing
-  Absent,    ///< the service was understood and has none
-  Failed,    ///< nothing could be read; `cause` tells why
+  Absent,    ///< the target has none
+  Failed,    ///< nothing could be read; `cause` has the reason
 };
 /// "not_asked", "complete", "partial", "absent", "failed". Never null.
 KELVAR_EXPORT const char* NameOf(FamilyStatus status) noexcept;
 
-/// How one family was read, and why not better.
+/// How one family was read, and why it is not complete.
 struct FamilyResult {
   FamilyStatus status = FamilyStatus::NotAsked;  ///< see FamilyStatus
   FailureCause cause = FailureCause::None;       ///< of a failure
@@ -219,6 +223,10 @@ struct Inventory {
   FamilyResult& ResultOf(Family family) { return results[static_cast<std::size_t>(family)]; }
 };
 
+/// The worse of a sensor's own health and of its reading compared with its limits. Unknown for a sensor that is absent
+/// or disabled, and when it has neither. Any thread.
+KELVAR_EXPORT Health HealthOf(const Sensor& sensor);
+
 /// One reason of a verdict, for people.
 struct VerdictReason {
   Health health = Health::Unknown;  ///< "ok", "warning" or "critical"
@@ -227,15 +235,16 @@ struct VerdictReason {
   Text text;    ///< such as "Fan 3 Tach 0 rpm, below 1200"
 };
 
-/// What an inventory says of the machine.
+/// The verdict on a machine.
 struct Verdict {
   Health health = Health::Unknown;     ///< the worst of all reasons; Ok when something was read and nothing is wrong
   std::vector<VerdictReason> reasons;  ///< worst first
 };
 
-/// Worst health, sensors out of range or not ok, components not ok, critical log entries that the target says are not
-/// resolved, and what could not be read. What is absent has no say. Health is Unknown when nothing is known to be wrong
-/// and one of systems, components and sensors failed, or none of them was read. Makes no request.
+/// Reasons are systems, components and sensors that are not ok, sensors beyond their limits, critical log entries that
+/// the target says are not resolved, and what could not be read. Absent components do not count. Health is Unknown when
+/// nothing is known to be wrong and one of systems, components and sensors failed or ended early (cause Deadline or
+/// Unreachable), or none of them was read. Makes no request; any thread.
 KELVAR_EXPORT Verdict Judge(const Inventory& inventory);
 
 }  // namespace Kelvar::Model

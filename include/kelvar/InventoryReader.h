@@ -15,35 +15,36 @@ namespace Kelvar {
 
 /// How a target is read.
 struct InventoryReaderOptions {
-  /// Bound of one Read() in seconds, everything included; 0: none but the operations' own bounds.
+  /// Bound of one Read() in seconds, everything included; 0: only the bounds of its requests.
   double deadline_seconds = 120;
   /// Redfish: requests under way at a time, 1 to 16.
   u32 requests_at_once = 4;
   /// Redfish: how to log in.
   enum class Authentication : u8 {
-    Automatic,  ///< a session where the service has them and more than a few requests are coming, else basic
-    Session,
-    Basic,
+    Automatic,  ///< a session where the service has them and more than a few requests are expected, else basic
+    Session,    ///< always a session
+    Basic,      ///< basic authentication with each request
   };
   Authentication authentication = Authentication::Automatic;  ///< how to log in
-  /// Redfish: the session of one Read() stays open for the next one; the object closes it at its end. A session that
-  /// the service has ended meanwhile is replaced by a new one.
+  /// Redfish: the session of one Read() stays open for the next one; the destructor closes it. A session that the
+  /// service has ended meanwhile is replaced by a new one.
   bool keep_session = false;
-  /// Log entries of each log; 0: all, within the bound of the library. Over Redfish, a log that lists links alone is
-  /// requested from its newest end, and later pages are not when the pages run from newest to oldest.
+  /// Most entries of each log; 0: all, within the library's bounds. Over Redfish, entries that are listed as links are
+  /// requested from the newest on, and further pages are not when the pages run from newest to oldest.
   u32 log_limit = 0;
-  /// Log entries created before are left out; ISO 8601; empty: none.
+  /// Log entries created before this time (ISO 8601) are left out; empty: none are. Over Redfish it saves requests as
+  /// `log_limit` does; a log ends after four entries in a row that are older.
   std::string log_since;
   /// Order of log entries within a log; the target's own order otherwise.
   bool newest_first = false;
-  /// Redfish: resources of one reading, 1 to 20000.
+  /// Redfish: most resources of one reading, 1 to 20000.
   u32 resource_limit = 20000;
-  /// IPMI over the network: sensor data records are kept in the process, and used again while the target's own times
-  /// say that they hold; those of a target without times for a day, while firmware and number of records stay.
+  /// IPMI over the network: sensor data records are kept in the process, and used again while the target's own time
+  /// stamps are unchanged; for a target without them for a day, while firmware and number of records are unchanged.
   bool sdr_cache = true;
-  /// IPMI: folder for copies of these records that outlive the process, made with mode 0700 when missing, as the
-  /// folders above it are; files have mode 0600, and files and folders that others may have written are ignored, and
-  /// links too. Empty: none.
+  /// IPMI: folder for copies of these records that outlive the process. It and missing folders above it are made with
+  /// mode 0700, files with mode 0600; links, and files and folders that others may have written, are ignored. Empty:
+  /// no copies.
   std::string sdr_cache_folder;
   /// TLS, IPMI session and the like.
   ConnectionOptions connection;
@@ -52,8 +53,8 @@ struct InventoryReaderOptions {
 /// Reads the inventory of one target into the model, over the protocol that ConnectionInfo names, by the public
 /// standards: Redfish by its links, IPMI by its records, CIM by the fixed operations' classes.
 ///
-/// One object serves one thread at a time, but for Cancel(); objects are independent. Nothing throws but a constructor
-/// without memory.
+/// One object serves one thread at a time, except Cancel(); objects are independent. Only the constructor throws, when
+/// memory is lacking.
 class KELVAR_EXPORT InventoryReader {
  public:
   /// Makes no request.
@@ -63,9 +64,9 @@ class KELVAR_EXPORT InventoryReader {
   InventoryReader(const InventoryReader&) = delete;
   InventoryReader& operator=(const InventoryReader&) = delete;
 
-  /// Reads `families`; each has a result of its own. What was read before a failure or the deadline is delivered.
-  /// After a refused login nothing is asked again with these credentials, in this call and in later ones. A session
-  /// that was opened is closed before it returns, unless `keep_session` is set.
+  /// Reads `families`; each has a result of its own. What was read before a failure or the deadline is returned. After
+  /// a refused login nothing more is sent with these credentials, in this call and in later ones. A session that was
+  /// opened is closed before it returns, unless `keep_session` is set.
   Model::Inventory Read(const std::vector<Model::Family>& families);
   /// All families.
   Model::Inventory Read();
@@ -73,12 +74,11 @@ class KELVAR_EXPORT InventoryReader {
   /// Bound of every later Read() in seconds, in place of `deadline_seconds`. Makes no request.
   void SetDeadline(double seconds) noexcept;
 
-  /// The Read() that is under way ends as at its deadline, and every later one at once. Over Redfish that takes a
-  /// second at most, over CIM until the operation under way ends; over IPMI it counts for later calls alone. Any
-  /// thread.
+  /// The Read() that is under way ends as at its deadline, and every later one at once. Over Redfish that takes at
+  /// most a second, over CIM until the operation under way ends; over IPMI it affects later calls only. Any thread.
   void Cancel() noexcept;
 
-  /// What the last Read() met.
+  /// Requests, gaps and causes of the last Read().
   const Diagnostics& LastDiagnostics() const noexcept;
 
  private:

@@ -7,7 +7,7 @@
 
 // The records that the inventory operations fill. All are plain values which the caller owns. Texts are byte strings
 // in the encoding of the target; a text that nothing filled is empty, a number 0. Character arrays are always
-// terminated, and zero behind their text; a text longer than its array is cut.
+// terminated, and zero after their text; a text longer than its array is cut.
 
 namespace Kelvar::KelvarNfw {
 
@@ -87,11 +87,11 @@ struct INDICATORLEDS {
   std::string ActivationState;         ///< "Lit", "Blinking", "Off", "ControlPattern", "Unknown"
   std::string DefaultActivationState;  ///< the same words
   std::string ControlMode;             ///< "Automatic", "Manual", "Test Mode", "Unknown"
-  std::string OtherIdentifyingInfo;    ///< what else the target says of it
+  std::string OtherIdentifyingInfo;    ///< other information of the target
 };
 
 /// One numeric sensor. The reading is in BaseUnits, and so are thresholds over Redfish; over CIM they are what the
-/// target sends, not scaled as the reading is. A threshold that the target does not give is 0.
+/// target sends, not scaled as the reading is. A threshold that the target does not report is 0.
 struct NUMERICSENSORS {
   u32 ZMCIndex = 0;                     ///< ConnectionInfo::ZMCIndex over CIM and for OEM sensors over Redfish, else 0
   float LowerThresholdCritical = 0;     ///< below it the sensor is critical
@@ -101,13 +101,13 @@ struct NUMERICSENSORS {
   float UpperThresholdFatal = 0;        ///< standard sensors over Redfish only
   float UpperThresholdNonCritical = 0;  ///< standard sensors over Redfish only
   float CurrentReading = 0;             ///< scaled: the value itself
-  std::string BaseUnits;                ///< unit as a word; "Unknown" when the target names none that is known
+  std::string BaseUnits;                ///< unit as a word; "Unknown" when the target names no known one
   std::string CurrentState;             ///< state of the sensor as a word
   std::string DeviceID;                 ///< identifier of the sensor
   std::string Caption;                  ///< CIM and OEM sensors over Redfish only
   std::string Description;              ///< CIM: free text; standard sensors over Redfish: the physical context
   std::string ElementName;              ///< name for people
-  std::string HealthState;              ///< health as a word; empty when the target does not tell
+  std::string HealthState;              ///< health as a word; empty when the target does not report it
 };
 
 /// One entry of a log read through CIM.
@@ -117,7 +117,7 @@ struct ZMCMESSAGELOGDATA {
   std::string EventSequenceNumber;  ///< the target's own number of the event
   std::string CreationTimeStamp;    ///< as the target writes it, with its zone
   std::string ElementName;          ///< name of the entry
-  std::string EventID;              ///< identifier of the kind of event; over CIM on wish the common one
+  std::string EventID;              ///< identifier of the kind of event; over CIM the common one if asked for
   std::string Reserved1;            ///< not filled
   std::string LogInstanceID;        ///< identifier of the entry within its log
   std::string LogName;              ///< log that holds the entry
@@ -125,8 +125,8 @@ struct ZMCMESSAGELOGDATA {
   std::string MessageID;            ///< identifier of the text in a message registry
   std::string MessageArguments;     ///< joined with "^"
   std::string PerceivedSeverity;    ///< severity as a word; CIM: a DMTF one, "Unknown" to "Fatal/NonRecoverable"
-  std::string AuxiliaryData;        ///< the maker's additions
-  bool Hidden = false;              ///< the target means it not to be shown
+  std::string AuxiliaryData;        ///< the manufacturer's additions
+  bool Hidden = false;              ///< the target marks it as not to be shown
 };
 
 /// One entry of a log read through Redfish.
@@ -143,7 +143,7 @@ struct ZMCMESSAGELOGDATAREST {
   std::string MessageID;            ///< identifier of the text in a message registry
   std::string MessageArguments;     ///< arguments of the text
   std::string PerceivedSeverity;    ///< severity, a word of the target
-  std::string AuxiliaryData;        ///< the maker's additions
+  std::string AuxiliaryData;        ///< the manufacturer's additions
   bool Hidden = false;              ///< true unless the target says exactly "false"
 };
 
@@ -153,38 +153,38 @@ namespace Kelvar {
 
 /// One hardware component. A filled entry named "system board 1" is the system board.
 struct OtherSystemVPD {
-  std::string Name;           ///< where it sits, or what it is
-  std::string SerialNumber;   ///< the maker's serial number
-  std::string PartNumber;     ///< the maker's part number
-  std::string Manufacturer;   ///< name of the maker
+  std::string Name;           ///< its place, or what it is
+  std::string SerialNumber;   ///< the manufacturer's serial number
+  std::string PartNumber;     ///< the manufacturer's part number
+  std::string Manufacturer;   ///< name of the manufacturer
   std::string FruPartNumber;  ///< part number to order it by
 };
 
 /// One drive backplane. Redfish only.
 struct BackPlaneVPD {
-  std::string Name;           ///< where it sits, or what it is
-  std::string SerialNumber;   ///< the maker's serial number
-  std::string PartNumber;     ///< the maker's part number
-  std::string Manufacturer;   ///< name of the maker
+  std::string Name;           ///< its place, or what it is
+  std::string SerialNumber;   ///< the manufacturer's serial number
+  std::string PartNumber;     ///< the manufacturer's part number
+  std::string Manufacturer;   ///< name of the manufacturer
   std::string FruPartNumber;  ///< part number to order it by
 };
 
 /// One power supply. Redfish only.
 struct PowerSupplyVPD {
-  std::string Name;           ///< where it sits, or what it is
-  std::string SerialNumber;   ///< the maker's serial number
-  std::string PartNumber;     ///< the maker's part number
-  std::string Manufacturer;   ///< name of the maker
+  std::string Name;           ///< its place, or what it is
+  std::string SerialNumber;   ///< the manufacturer's serial number
+  std::string PartNumber;     ///< the manufacturer's part number
+  std::string Manufacturer;   ///< name of the manufacturer
   std::string FruPartNumber;  ///< part number to order it by
 };
 
 /// The system board. Redfish only; a text that the target leaves empty is "Unknown", but for Name.
 struct SystemBoardVPD {
-  std::string Name;           ///< where it sits, or what it is
-  std::string SerialNumber;   ///< the maker's serial number
+  std::string Name;           ///< its place, or what it is
+  std::string SerialNumber;   ///< the manufacturer's serial number
   std::string Model;          ///< model of the board
-  std::string PartNumber;     ///< the maker's part number
-  std::string Manufacturer;   ///< name of the maker
+  std::string PartNumber;     ///< the manufacturer's part number
+  std::string Manufacturer;   ///< name of the manufacturer
   std::string FruPartNumber;  ///< part number to order it by
 };
 
@@ -201,7 +201,7 @@ struct MAINTLOGREDFISHDATA {
   std::string MessageID;            ///< identifier of the text in a message registry
   std::string MessageArguments;     ///< arguments of the text
   std::string PerceivedSeverity;    ///< severity, a word of the target
-  std::string AuxiliaryData;        ///< the maker's additions
+  std::string AuxiliaryData;        ///< the manufacturer's additions
   bool Hidden = false;              ///< true unless the target says exactly "false"
 };
 
@@ -213,7 +213,7 @@ namespace Kelvar::KelvarAgentless {
 struct ComputerSystem {
   std::string ProductName;   ///< product name, over IPMI the machine type
   std::string Version;       ///< CIM only
-  std::string Manufacturer;  ///< maker of the machine
+  std::string Manufacturer;  ///< manufacturer of the machine
   std::string Reserved1;     ///< not filled
   std::string SystemGUID;    ///< IPMI only
   std::string SerialNumber;  ///< serial number of the machine
@@ -230,7 +230,7 @@ struct SoftwareIdentity_ {
   std::string Description;                  ///< text for people
   std::string ElementName;                  ///< not filled
   std::string ProductName;                  ///< not filled
-  std::string Manufacturer;                 ///< maker of the firmware
+  std::string Manufacturer;                 ///< manufacturer of the firmware
   std::string Name;                         ///< name for people
   std::string VersionString;                ///< version, over IPMI "<build>-<version>"
   std::string Classifications;              ///< number of the CIM value map: "10" is firmware

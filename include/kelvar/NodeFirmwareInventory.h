@@ -18,7 +18,11 @@ class zmcapp;
 ///
 /// Every operation blocks until the target has answered or a time limit has passed, runs on the caller's thread and
 /// only reads from the target. One object serves one thread at a time; different objects are independent. Operations
-/// may be called in any order and any number of times; nothing is kept between them.
+/// may be called in any order and any number of times; results are not kept between them.
+///
+/// Requests: over Redfish those that NodeFirmwareInventoryImpRedfish.h states for each operation; the four other logs
+/// go from the systems, or from the managers, to the entries, one request a step. Over CIM one enumeration for each
+/// class that an operation reads, over IPMI commands in the object's session.
 ///
 /// Result: an INVENTORYRETURNCODE. A backend that lacks an operation gives INVENTORY_NOT_IMPLEMENTED (or
 /// INVENTORY_FAILED where an operation says so). The six log operations give INVENTORY_SUCCESS and leave the vector
@@ -41,7 +45,7 @@ class KELVAR_EXPORT NodeFirmwareInventory {
     INVENTORY_REST_TRANSPORT_FAILED = 11,       ///< Redfish: time-out or a TLS certificate problem
     INVENTORY_NOT_IMPLEMENTED = 12,             ///< the backend has no such operation
     INVENTORY_UNAUTHORIZED = 13,                ///< Redfish: HTTP status 401
-    INVENTORY_FAILED = 15,                      ///< any failure without a more exact code
+    INVENTORY_FAILED = 15,                      ///< any failure without a more specific code
   };
 
   /// Generation of the service processor.
@@ -62,12 +66,12 @@ class KELVAR_EXPORT NodeFirmwareInventory {
   };
 
   /// Chooses the backend by `info.ConnectionCase`. Redfish makes no request here; CIM connects with up to three tries
-  /// and 10 seconds behind each failed one; IPMI connects once, within about 10 seconds. A target that does not answer
-  /// shows in the operations' results. Throws std::runtime_error "Couldn't initialize curl handle" for a Redfish
-  /// target without memory for a transfer handle.
+  /// and 10 seconds after each failed one; IPMI connects once, within about 10 seconds. For a target that does not
+  /// answer the operations return the failure. Throws std::runtime_error "Couldn't initialize curl handle" for a
+  /// Redfish target without memory for a transfer handle.
   explicit NodeFirmwareInventory(const KelvarConnection::ConnectionInfo& info);
 
-  /// Redfish answers everything; CIM only lists the components in GetNodeOtherSystemVPD. The order of the arguments
+  /// Redfish serves all operations; CIM only lists the components in GetNodeOtherSystemVPD. The order of the arguments
   /// decides, not their ConnectionCase, but `cimInfo` needs 2, 3 or 4 there to connect.
   NodeFirmwareInventory(const KelvarConnection::ConnectionInfo& cimInfo,
                         const KelvarConnection::ConnectionInfo& redfishInfo);
@@ -77,18 +81,18 @@ class KELVAR_EXPORT NodeFirmwareInventory {
   NodeFirmwareInventory(const NodeFirmwareInventory&) = delete;
   NodeFirmwareInventory& operator=(const NodeFirmwareInventory&) = delete;
 
-  /// 0 when the backend has its transport object, else -1. Makes no request and does not tell whether the target
+  /// 0 when the backend has its transport object, else -1. Makes no request and does not show whether the target
   /// answers.
   int GetConnectStatus();
 
-  /// Identity of the machine.
+  /// Identity of the machine; a field that the backend cannot read keeps its value.
   INVENTORYRETURNCODE GetHardwareInfoComputerSystem(KelvarAgentless::ComputerSystem& system);
 
   /// Appends one record with the firmware build IDs and dates; what was read before a failure is delivered. All
   /// records of the vector also go to the log as one record each at level 4.
   INVENTORYRETURNCODE GetNodeFirmwareBuildID(std::vector<KelvarNfw::NODEFIRMWAREBUILDID>& list);
 
-  /// Machine type and serial number.
+  /// Machine type and serial number; see the record for what each protocol fills.
   INVENTORYRETURNCODE GetNodeFirmwareSystemVPD(KelvarNfw::NODEFIRMWARESYSTEMVPD& vpd);
 
   /// Replaceable components. With two backends: the list over CIM, in which the first entry named exactly
@@ -98,7 +102,7 @@ class KELVAR_EXPORT NodeFirmwareInventory {
 
   /// Generation of the service processor. CIM and IPMI; INVENTORY_FAILED over Redfish. On failure `generation` keeps
   /// its value over Redfish and IPMI, and over CIM when no connection could be opened; any other failure over CIM (no
-  /// instance, none that tells the generation, an exception of the client) sets it to ZMC_GENERATION_1.
+  /// instance, none that has the generation, an exception of the client) sets it to ZMC_GENERATION_1.
   INVENTORYRETURNCODE GetZMCGenerationType(ZMCGENERATIONTYPE& generation);
 
   /// DNS settings of the management network. CIM and Redfish.
@@ -151,7 +155,7 @@ class KELVAR_EXPORT NodeFirmwareInventory {
   /// object then has no backend.
   int ResetConn(const KelvarConnection::ConnectionInfo& info);
 
-  // Kept for callers of old: the port and type of the CIM endpoint come from ConnectionInfo.
+  // Kept for compatibility: the port and type of the CIM endpoint come from ConnectionInfo.
   u16 GetCIMPort();                                       ///< always 5988
   INVENTORYCIMTYPE GetCIMType();                          ///< always INVENTORY_CIM_TYPE_DEFAULT
   void SetCIMPort(u16 port);                              ///< does nothing

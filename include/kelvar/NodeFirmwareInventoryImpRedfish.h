@@ -18,19 +18,19 @@ struct RedfishFrame;
 class RedfishService;
 
 /// The backend that reads a service processor over Redfish: HTTPS with basic authentication, no verification of the
-/// certificate, GET requests only, 120 seconds for each, at most 10 redirects. Nothing is asked for at construction,
+/// certificate, GET requests only, 120 seconds for each, at most 10 redirects. Construction makes no request,
 /// and one connection serves all operations of an object.
 ///
 /// Results: INVENTORY_SUCCESS; INVENTORY_REST_TRANSPORT_FAILED for a time-out or a certificate problem;
 /// INVENTORY_UNAUTHORIZED for HTTP status 401; INVENTORY_REST_FAILED for any other failed transfer, a status of 400 or
-/// above, and an answer that cannot be read; others where an operation says so. Every failure leaves a line of level 1,
+/// above, and an invalid response; others where an operation says so. Every failure leaves a line of level 1,
 /// with the URL. While the service answers 503 a request is repeated, see Rest::RedfishClient. Of a collection with
 /// several pages the first is read. No operation throws.
 class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInventoryImp {
  public:
   /// Throws std::runtime_error "Couldn't initialize curl handle".
   explicit NodeFirmwareInventoryImpRedfish(const KelvarConnection::ConnectionInfo& connection);
-  /// Over a client of the caller's making, which gets the settings above. With a null client every request fails.
+  /// Over the caller's client, which gets the settings above. With a null client every request fails.
   NodeFirmwareInventoryImpRedfish(const KelvarConnection::ConnectionInfo& connection,
                                   std::unique_ptr<Rest::RestClientInterface> client);
   ~NodeFirmwareInventoryImpRedfish() override;
@@ -38,12 +38,12 @@ class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInvento
   /// Always 0; makes no request.
   int GetConnectStatus() override;
 
-  /// From "/redfish/v1/Chassis/1". A text that the service does not give stays as it was.
+  /// From "/redfish/v1/Chassis/1". A text that the service does not report stays as it was. One request.
   INVENTORYRETURNCODE GetHardwareInfoComputerSystem(KelvarAgentless::ComputerSystem& system) override;
 
   /// Appends one record with the seven identities that Redfish knows; what could not be read is empty. Always
-  /// INVENTORY_SUCCESS. They come from a cache of the process: one request, if they are older than a minute. A client
-  /// of a class of the caller's does not fill it: that takes a connection of its own.
+  /// INVENTORY_SUCCESS. They come from a cache of the process: one request, if they are older than a minute. The
+  /// caller's own client does not fill it: that uses a connection of its own.
   INVENTORYRETURNCODE GetNodeFirmwareBuildID(std::vector<KelvarNfw::NODEFIRMWAREBUILDID>& list) override;
 
   /// Machine type, serial number and model tag of the first system. INVENTORY_REST_FAILED, with the record filled, for
@@ -79,13 +79,13 @@ class KELVAR_EXPORT NodeFirmwareInventoryImpRedfish : public NodeFirmwareInvento
   /// their own order. Clears the list first. One or two requests.
   INVENTORYRETURNCODE GetZMCNumericSensors(std::vector<KelvarNfw::NUMERICSENSORS>& list) override;
 
-  /// From "/redfish/v1/Chassis/1". A text that the service does not give stays as it was. One request.
+  /// From "/redfish/v1/Chassis/1". A text that the service does not report stays as it was. One request.
   INVENTORYRETURNCODE GetSystemBoardVPD(SystemBoardVPD& board) override;
 
   /// INVENTORY_FAILED: not offered over Redfish.
   INVENTORYRETURNCODE GetNFWSoftwareIdentity(std::vector<KelvarOptions::SoftwareIdentity_>& list) override;
 
-  /// What a response means as a result: see above.
+  /// The result that a response means: see above.
   INVENTORYRETURNCODE CheckRestClientResponse(const Rest::RestResponse& response);
 
   /// Adds the whole firmware inventory to the map, by the members' "Id"; a member without "Id", "Name", "SoftwareId" or

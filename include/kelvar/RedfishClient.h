@@ -9,8 +9,8 @@
 namespace Rest {
 
 /// A REST client that waits while a service processor starts: a request that is answered 503 is repeated every 5
-/// seconds until another answer comes or the global setting "REDFISH_STARTUP_WAIT_TIME" (seconds, 180 by default) has
-/// passed. Any other answer, and every failed transfer, comes back at once. With a time limit of 120 seconds per
+/// seconds until another response comes or the global setting "REDFISH_STARTUP_WAIT_TIME" (seconds, 180 by default) has
+/// passed. Any other response, and every failed transfer, is returned at once. With a time limit of 120 seconds per
 /// transfer a request takes 305 seconds at most. Request() alone does not wait.
 ///
 /// Settings, threads and results are those of RestClient.
@@ -18,7 +18,7 @@ class RedfishClient : public RestClientInterface {
  public:
   /// The clock and the sleep of the wait.
   struct Waiting {
-    std::function<std::chrono::steady_clock::time_point()> now;  ///< tells the time
+    std::function<std::chrono::steady_clock::time_point()> now;  ///< the current time
     std::function<void(std::chrono::milliseconds)> sleep;        ///< called between two attempts
   };
 

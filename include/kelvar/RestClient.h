@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-// The only public header that wants foreign ones (RedfishClient.h includes it): a program that includes it has the
-// headers of curl and Boost on its path. The classes themselves are reached by linking the static library.
+// The only public header that includes other libraries' headers (RedfishClient.h includes it): a program that includes
+// it needs the headers of curl and Boost. The classes themselves are only in the static library.
 #include <curl/curl.h>
 #include <boost/function.hpp>
 
@@ -26,7 +26,7 @@ class TlsTrust;
 
 namespace Rest {
 
-/// The answer to one request. Moved, not copied, on its way back.
+/// The response to one request. Moved, not copied, when it is returned.
 struct RestResponse {
   /// `curl` as curlCode, `http` as httpCode, `text` as body.
   RestResponse(std::int32_t curl, std::int32_t http, std::string text)
@@ -46,19 +46,19 @@ struct RestResponse {
 class MimePart {
  public:
   virtual ~MimePart() = default;
-  /// Fills a new, empty part with curl_mime_name, curl_mime_data and their like. Called for each attempt anew; what it
-  /// throws ends the request and passes to the caller.
+  /// Fills a new, empty part with curl_mime_name, curl_mime_data and similar functions. Called for each attempt; what
+  /// it throws ends the request and is passed to the caller.
   virtual void Fill(curl_mimepart* part) = 0;
 };
 
 using MimeParts = std::vector<std::shared_ptr<MimePart>>;
 
-/// Called with (total, now) in bytes while a form is sent or its answer received. May be empty. Cannot stop a transfer,
-/// and what it throws is dropped: it runs inside libcurl.
+/// Called with (total, now) in bytes while a form is sent or its response received. May be empty. Cannot stop a
+/// transfer, and what it throws is dropped: it runs inside libcurl.
 using ProgressCallback = boost::function<void(std::int64_t total, std::int64_t now)>;
 
-/// A blocking HTTP client. Settings hold for all requests that follow. Every request blocks until the answer is there,
-/// the time limit has passed or the transfer has failed, and never throws for a failure of the transfer. One object
+/// A blocking HTTP client. Settings hold for all later requests. Every request blocks until the response is there, the
+/// time limit has passed or the transfer has failed, and never throws for a failure of the transfer. One object
 /// serves one thread at a time. URLs are taken literally.
 class RestClientInterface {
  public:
@@ -84,7 +84,7 @@ class RestClientInterface {
   virtual void SetHeaders(std::map<std::string, std::string> headers) = 0;
   /// The request headers as set.
   virtual std::map<std::string, std::string> GetHeaders() = 0;
-  /// Sets one request header; a former value of the same key goes.
+  /// Sets one request header; an earlier value of the same key is replaced.
   virtual void AppendHeader(const std::string& key, const std::string& value) = 0;
   /// Offer gzip. Always 0.
   virtual int EnableCompression() = 0;
@@ -110,28 +110,28 @@ class RestClientInterface {
   virtual RestResponse Patch(const std::string& url, const std::string& data) = 0;
   /// One DELETE request.
   virtual RestResponse Delete(const std::string& url) = 0;
-  /// One HEAD request; the answer has no body.
+  /// One HEAD request; the response has no body.
   virtual RestResponse Head(const std::string& url) = 0;
   /// One OPTIONS request.
   virtual RestResponse Options(const std::string& url) = 0;
 
-  /// A verdict on a response; 0 unless a class says more.
+  /// Classifies a response; 0 unless a class overrides it.
   virtual int CheckResponse(const RestResponse& response);
 };
 
 /// The client on libcurl: one easy handle, whose connection is kept from one request to the next.
 ///
 /// A target cannot make the process grow: a body beyond its bound ends the transfer with CURLE_WRITE_ERROR, of one with
-/// an error status 64 KiB are kept, headers beyond 1 MiB are left out, and what goes on without any body ends with
-/// CURLE_ABORTED_BY_CALLBACK. SIGPIPE never reaches the host program. No variable of the environment counts: no proxy,
-/// and no file for TLS session keys.
+/// an error status 64 KiB are kept, headers beyond 1 MiB are left out, and a server that keeps sending headers without
+/// a body ends the transfer with CURLE_ABORTED_BY_CALLBACK. SIGPIPE never reaches the host program. Environment
+/// variables are ignored, those for proxies and for a file of TLS session keys too.
 class RestClient : public RestClientInterface {
  public:
   /// Largest body in bytes before SetMaxBodyBytes.
   static constexpr std::uint64_t kDefaultMaxBodyBytes = std::uint64_t{64} << 20;
 
-  /// Takes the ConnectionOptions of the calling thread's scope: they come before what SetSkipTlsVerification and
-  /// SetCAInfoFilePath say. Throws std::runtime_error "Couldn't initialize curl handle".
+  /// Takes the ConnectionOptions of the calling thread's scope: they override SetSkipTlsVerification and
+  /// SetCAInfoFilePath. Throws std::runtime_error "Couldn't initialize curl handle".
   RestClient();
   ~RestClient() override;
   RestClient(const RestClient&) = delete;
@@ -181,8 +181,8 @@ class RestClient : public RestClientInterface {
 
  private:
   RestResponse Run(const std::string& url, const std::function<void()>& setOwnOptions,
-                   ProgressCallback* progress = nullptr);
-  RestResponse Perform(const std::string& url, ProgressCallback* progress);
+                   ProgressCallback* progress = nullptr, std::istream* stream = nullptr);
+  RestResponse Perform(const std::string& url, ProgressCallback* progress, std::istream* stream);
   void SetSecurity();
   void SetProxyAndCookies();
   void SetLimits();

@@ -9,7 +9,7 @@ namespace Kelvar::Simulator::Cim {
 
 namespace {
 
-constexpr std::size_t pieceSize = 32 * std::size_t{1024};
+constexpr std::size_t kPieceSize = 32 * std::size_t{1024};
 
 Outcome Fail(Status status, std::string description) {
   return {CimError{static_cast<int>(status), std::move(description)}, nullptr};
@@ -25,12 +25,12 @@ std::string Head(const Request& request) {
   return xml;
 }
 
-constexpr std::string_view tail = "</IMETHODRESPONSE>\n</SIMPLERSP>\n</MESSAGE>\n</CIM>\n";
+constexpr std::string_view kTail = "</IMETHODRESPONSE>\n</SIMPLERSP>\n</MESSAGE>\n</CIM>\n";
 
 /// A reply of which everything is known at once.
 Outcome Whole(const Request& request, const std::string& returned) {
   std::string xml = Head(request);
-  xml.append("<IRETURNVALUE>\n").append(returned).append("</IRETURNVALUE>\n").append(tail);
+  xml.append("<IRETURNVALUE>\n").append(returned).append("</IRETURNVALUE>\n").append(kTail);
   return {std::nullopt, [text = std::move(xml), given = false](std::string& piece) mutable {
             if (!std::exchange(given, true)) {
               piece += text;
@@ -59,7 +59,7 @@ class InstanceStream {
     }
     for (; writer_ < writers_->size(); ++writer_, index_ = 0) {
       for (; index_ < (*writers_)[writer_].Count(); ++index_) {
-        if (xml.size() - start >= pieceSize) {
+        if (xml.size() - start >= kPieceSize) {
           return true;
         }
         append_((*writers_)[writer_], xml, index_);
@@ -70,7 +70,7 @@ class InstanceStream {
       xml += '\n';
       return true;
     }
-    xml.append("</IRETURNVALUE>\n").append(tail);
+    xml.append("</IRETURNVALUE>\n").append(kTail);
     return false;
   }
 
@@ -180,7 +180,7 @@ struct Operation {
   Outcome (*run)(const Target&, const Request&);
 };
 
-constexpr Operation operations[] = {
+constexpr Operation kOperations[] = {
     {"EnumerateInstances", true, EnumerateInstances},
     {"EnumerateInstanceNames", true, EnumerateInstanceNames},
     {"GetInstance", true, GetInstance},
@@ -189,7 +189,7 @@ constexpr Operation operations[] = {
 };
 
 const Operation* FindOperation(std::string_view name) {
-  for (const Operation& operation : operations) {
+  for (const Operation& operation : kOperations) {
     if (SameName(operation.name, name)) {
       return &operation;
     }
@@ -222,7 +222,7 @@ Outcome Perform(const std::shared_ptr<const Repository>& repository, const Reque
 std::string ErrorReply(const Request& request, const CimError& error) {
   std::string xml = Head(request) + "<ERROR CODE=\"" + std::to_string(error.code) + "\" DESCRIPTION=\"";
   AppendEscaped(xml, error.description);
-  xml.append("\"/>\n").append(tail);
+  xml.append("\"/>\n").append(kTail);
   return xml;
 }
 

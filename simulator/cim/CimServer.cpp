@@ -9,7 +9,7 @@ namespace Kelvar::Simulator::Cim {
 
 namespace {
 
-constexpr const char* xmlType = "application/xml; charset=\"utf-8\"";
+constexpr const char* kXmlType = "application/xml; charset=\"utf-8\"";
 
 HttpResponse Refuse(unsigned status, HeaderList headers) {
   HttpResponse response;
@@ -62,7 +62,7 @@ CimError ErrorOf(const std::string& text) {
   return error;
 }
 
-/// An error reaches a client that takes trailers behind an empty body, as from servers that stream.
+/// An error reaches a client that takes trailers after an empty body, as from servers that stream.
 void PutError(const Request& request, const CimError& error, bool takesTrailers, HttpResponse& response) {
   if (!takesTrailers) {
     response.body = ErrorReply(request, error);
@@ -128,7 +128,7 @@ HttpResponse CimServer::AnswerOperation(const HttpRequest& http, Request request
     outcome.body = Personal(std::move(outcome.body), personalize_);
   }
   HttpResponse response;
-  response.headers = {{"Content-Type", xmlType}, {"CIMOperation", "MethodResponse"}};
+  response.headers = {{"Content-Type", kXmlType}, {"CIMOperation", "MethodResponse"}};
   response.fault = std::move(fault);
   if (outcome.error) {
     PutError(request, *outcome.error, takesTrailers, response);

@@ -13,12 +13,12 @@ namespace Kelvar::Simulator::Cim {
 
 namespace {
 
-constexpr std::array<std::string_view, 15> typeNames = {"boolean", "char16", "string", "datetime", "uint8",
-                                                        "uint16",  "uint32", "uint64", "sint8",    "sint16",
-                                                        "sint32",  "sint64", "real32", "real64",   "reference"};
-static_assert(typeNames.size() == static_cast<std::size_t>(Type::Reference) + 1);
+constexpr std::array<std::string_view, 15> kTypeNames = {"boolean", "char16", "string", "datetime", "uint8",
+                                                         "uint16",  "uint32", "uint64", "sint8",    "sint16",
+                                                         "sint32",  "sint64", "real32", "real64",   "reference"};
+static_assert(kTypeNames.size() == static_cast<std::size_t>(Type::Reference) + 1);
 
-constexpr std::size_t datetimeLength = 25;
+constexpr std::size_t kDatetimeLength = 25;
 
 char Lower(char c) noexcept {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -69,7 +69,7 @@ std::optional<std::string> DatetimeText(std::string_view text) {
     return digits + (withTime ? ".000000+000" : "000000.000000+000");
   }
   // a timestamp or an interval; asterisks stand for digits that are not known
-  if (text.size() == datetimeLength && text[14] == '.' && std::string_view("+-:").find(text[21]) != text.npos) {
+  if (text.size() == kDatetimeLength && text[14] == '.' && std::string_view("+-:").find(text[21]) != text.npos) {
     return std::string(text);
   }
   return std::nullopt;
@@ -78,15 +78,15 @@ std::optional<std::string> DatetimeText(std::string_view text) {
 }  // namespace
 
 std::string_view NameOf(Type type) noexcept {
-  return typeNames[static_cast<std::size_t>(type)];
+  return kTypeNames[static_cast<std::size_t>(type)];
 }
 
 std::optional<Type> TypeNamed(std::string_view name) noexcept {
-  const auto found = std::find(typeNames.begin(), typeNames.end(), name);
-  if (found == typeNames.end()) {
+  const auto found = std::find(kTypeNames.begin(), kTypeNames.end(), name);
+  if (found == kTypeNames.end()) {
     return std::nullopt;
   }
-  return static_cast<Type>(found - typeNames.begin());
+  return static_cast<Type>(found - kTypeNames.begin());
 }
 
 std::string_view KeyKindOf(Type type) noexcept {

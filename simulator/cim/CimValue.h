@@ -52,7 +52,7 @@ struct Value {
 bool SameName(std::string_view left, std::string_view right) noexcept;
 
 struct NameLess {
-  using is_transparent = void;
+  using is_transparent = void;  // NOLINT(readability-identifier-naming): the standard library looks for this name
   bool operator()(std::string_view left, std::string_view right) const noexcept;
 };
 

@@ -34,7 +34,7 @@ std::optional<std::string> ItemOf(Type type, const rapidjson::Value& json, const
   const std::string text = facts.Expand(Json::Words(json));
   auto canonical = CanonicalText(type, text);
   if (!canonical || !IsXmlText(*canonical)) {
-    throw std::runtime_error('"' + text + "\" is no " + std::string(NameOf(type)));
+    throw std::runtime_error('"' + text + "\" is not a valid " + std::string(NameOf(type)));
   }
   return canonical;
 }

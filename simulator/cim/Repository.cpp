@@ -8,7 +8,7 @@ namespace Kelvar::Simulator::Cim {
 namespace {
 
 /// Longer chains of superclasses are a circle in the data.
-constexpr std::size_t maximalAncestry = 32;
+constexpr std::size_t kMaximalAncestry = 32;
 
 }  // namespace
 
@@ -28,7 +28,7 @@ Class* Namespace::Find(std::string_view className) {
 
 std::vector<const Class*> Namespace::Ancestry(const Class& of) const {
   std::vector<const Class*> chain;
-  for (const Class* at = &of; at != nullptr && chain.size() < maximalAncestry; at = Find(at->superclass)) {
+  for (const Class* at = &of; at != nullptr && chain.size() < kMaximalAncestry; at = Find(at->superclass)) {
     chain.push_back(at);
   }
   return chain;

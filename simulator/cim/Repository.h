@@ -40,7 +40,7 @@ struct PropertyDeclaration {
 struct Property {
   std::string name;
   Value value;
-  /// Stands in the reply instead of the property when it is not empty: XML as a faulty server sends it.
+  /// Sent instead of the property when it is not empty: XML as a faulty server sends it.
   std::string raw;
 };
 
@@ -53,7 +53,7 @@ struct Class {
   std::string superclass;
   std::vector<PropertyDeclaration> properties;
   std::vector<Instance> instances;
-  /// Properties that tell made-up copies of an instance apart: texts get a number behind them, numbers become one.
+  /// Properties that tell made-up copies of an instance apart: texts get a number after them, numbers become one.
   std::vector<std::string> numbered;
   /// How many instances the class claims to have; those beyond `instances` are copies made while they are sent.
   std::size_t count = 0;
@@ -98,7 +98,7 @@ struct Repository {
   std::map<std::string, Namespace, NameLess> namespaces;
 };
 
-/// The declaration of a property in a class or the nearest of its superclasses, and the class it stands in.
+/// The declaration of a property in a class or the nearest of its superclasses, and the class that declares it.
 struct Declared {
   const PropertyDeclaration* property = nullptr;
   const Class* origin = nullptr;

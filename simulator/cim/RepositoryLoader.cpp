@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 using ClassFiles = std::map<std::string, fs::path, NameLess>;
 using SpaceFiles = std::map<std::string, ClassFiles, NameLess>;
 
-constexpr const char* serverFile = "server.json";
+constexpr const char* kServerFile = "server.json";
 
 /// Runs `step` and puts the file's name before what it complains about.
 template <typename Step>
@@ -141,10 +141,10 @@ Namespace LoadNamespace(const ClassFiles& files, const ClassFiles& schema, const
 
 Repository LoadRepository(const fs::path& folder, const std::string& flavour, const Facts& facts) {
   if (!fs::is_directory(folder)) {
-    throw std::runtime_error("no CIM data: " + folder.string() + " is no folder");
+    throw std::runtime_error("no CIM data: " + folder.string() + " is not a folder");
   }
   SpaceFiles files = FindFiles(folder);
-  const fs::path serverPath = folder / serverFile;
+  const fs::path serverPath = folder / kServerFile;
   rapidjson::Document server(rapidjson::kObjectType);
   ClassFiles schema;
   if (fs::exists(serverPath)) {

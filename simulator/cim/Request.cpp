@@ -9,7 +9,7 @@ namespace Kelvar::Simulator::Cim {
 namespace {
 
 /// References may be keys, and hold references in turn.
-constexpr int maximalReferenceDepth = 8;
+constexpr int kMaximalReferenceDepth = 8;
 
 bool IsTrue(const pugi::xml_node& value) {
   return SameName(value.text().get(), "TRUE");
@@ -23,7 +23,7 @@ std::string NamespaceOf(const pugi::xml_node& path) {
   return name;
 }
 
-/// The INSTANCENAME of a reference, which may stand in a path with host and namespace.
+/// The INSTANCENAME of a reference, which may be inside a path with host and namespace.
 pugi::xml_node FindInstanceName(const pugi::xml_node& reference) {
   for (const char* path : {"INSTANCEPATH", "LOCALINSTANCEPATH"}) {
     if (const pugi::xml_node found = reference.child(path)) {
@@ -40,7 +40,7 @@ InstanceName InstanceNameOf(const pugi::xml_node& element, int depth) {
     key.name = binding.attribute("NAME").value();
     if (const pugi::xml_node reference = binding.child("VALUE.REFERENCE")) {
       key.isReference = true;
-      if (depth < maximalReferenceDepth) {
+      if (depth < kMaximalReferenceDepth) {
         AppendInstanceName(key.value, InstanceNameOf(FindInstanceName(reference), depth + 1));
       }
     } else {

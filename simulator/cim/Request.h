@@ -37,7 +37,7 @@ struct Request {
   bool endless = false;
 };
 
-/// What the HTTP answer says of a body that is no request: its status, and the value of its CIMError header.
+/// What the HTTP answer says of a body that is not a request: its status, and the value of its CIMError header.
 struct ProtocolError {
   unsigned status;
   std::string cimError;

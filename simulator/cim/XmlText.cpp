@@ -42,9 +42,9 @@ void AppendKey(std::string& xml, const KeyBinding& key) {
 }  // namespace
 
 void AppendEscaped(std::string& xml, std::string_view text) {
-  constexpr std::string_view special = "&<>\"\n\r\t";
+  constexpr std::string_view kSpecial = "&<>\"\n\r\t";
   std::size_t copied = 0;
-  for (std::size_t at = text.find_first_of(special); at != text.npos; at = text.find_first_of(special, copied)) {
+  for (std::size_t at = text.find_first_of(kSpecial); at != text.npos; at = text.find_first_of(kSpecial, copied)) {
     xml.append(text.substr(copied, at - copied)).append(ReferenceFor(text[at]));
     copied = at + 1;
   }

@@ -12,7 +12,7 @@ namespace Kelvar::Simulator {
 
 namespace {
 
-/// Behind it the kind as a digit, the word, and "}". In data of machines it would be a fact without a name.
+/// Followed by the kind as a digit, the word, and "}". In data of machines it would be a fact without a name.
 constexpr std::string_view kMark = "${=";
 
 bool Varies(Identity kind) {
@@ -80,15 +80,15 @@ std::string MarkJson(std::string_view json, const IdentityWords& words) {
 
 std::string Vary(Identity kind, std::string_view word, std::size_t machine) {
   if (kind == Identity::Uuid) {
-    constexpr std::size_t digits = 8;
-    if (std::string varied = AddHex(word, digits, machine); !varied.empty()) {
+    constexpr std::size_t kDigits = 8;
+    if (std::string varied = AddHex(word, kDigits, machine); !varied.empty()) {
       return varied;
     }
   }
   if (kind == Identity::Mac) {
-    constexpr std::size_t digits = 6;
-    constexpr std::size_t portsOfOneMachine = 0x100;
-    if (std::string varied = AddHex(word, digits, machine * portsOfOneMachine); !varied.empty()) {
+    constexpr std::size_t kDigits = 6;
+    constexpr std::size_t kPortsOfOneMachine = 0x100;
+    if (std::string varied = AddHex(word, kDigits, machine * kPortsOfOneMachine); !varied.empty()) {
       return varied;
     }
   }

@@ -18,13 +18,12 @@ struct Word {
   std::string_view fault;
 };
 
-constexpr std::string_view kDead = "dead";
 constexpr std::array kWords{Word{"silent", "@accept end=hang"}, Word{"garbage", "@accept garbage=512"},
                             Word{"slow", "* delay=3000"}};
 
 bool IsStatus(std::string_view spec) {
-  constexpr std::size_t digits = 3;
-  return spec.size() == digits && spec.find_first_not_of("0123456789") == std::string_view::npos && spec[0] >= '1';
+  constexpr std::size_t kDigits = 3;
+  return spec.size() == kDigits && spec.find_first_not_of("0123456789") == std::string_view::npos && spec[0] >= '1';
 }
 
 bool IsKnown(std::string_view spec) {
@@ -48,18 +47,18 @@ Share ParseShare(const std::string& text) {
     share.spec = text.substr(colon + 1);
   }
   if (!isNumber || !IsKnown(share.spec)) {
-    throw std::runtime_error("fleet fault \"" + text + "\": wanted is SHARE:SPEC, such as 0.1:dead");
+    throw std::runtime_error("fleet fault \"" + text + "\": expected SHARE:SPEC, such as 0.1:dead");
   }
   return share;
 }
 
 /// Machines in the order in which faults take them: steps of the golden ratio leave no part of the fleet out.
 std::vector<std::size_t> SpreadOut(std::size_t machines) {
-  constexpr std::uint32_t step = 0x9E3779B9;
+  constexpr std::uint32_t kStep = 0x9E3779B9;
   std::vector<std::size_t> order(machines);
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::sort(order.begin(), order.end(), [](std::size_t one, std::size_t other) {
-    return static_cast<std::uint32_t>(one) * step < static_cast<std::uint32_t>(other) * step;
+    return static_cast<std::uint32_t>(one) * kStep < static_cast<std::uint32_t>(other) * kStep;
   });
   return order;
 }

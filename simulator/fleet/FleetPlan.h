@@ -2,9 +2,13 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kelvar::Simulator {
+
+/// The SPEC of a machine that refuses connections.
+constexpr std::string_view kDead = "dead";
 
 /// What each machine of a fleet does wrong: nothing when it is empty, else the SPEC of one of the `faults`, which are
 /// written SHARE:SPEC. Shares are exact but for rounding and spread evenly; the same words always give the same
@@ -12,7 +16,7 @@ namespace Kelvar::Simulator {
 ///
 ///     dead            connections are refused
 ///     silent          connections are accepted, and nothing is ever said
-///     garbage         bytes that are no protocol
+///     garbage         bytes of no known protocol
 ///     slow            each answer takes 3 seconds
 ///     NUMBER          each answer has this HTTP status, such as 401
 ///     PROTOCOL:FAULT  as --fault takes it

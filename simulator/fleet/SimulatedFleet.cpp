@@ -14,22 +14,20 @@ namespace Kelvar::Simulator {
 
 namespace {
 
-constexpr const char* dead = "dead";
-
 unsigned ThreadCount() {
-  constexpr unsigned most = 4;
-  return std::clamp(std::thread::hardware_concurrency(), 1U, most);
+  constexpr unsigned kMost = 4;
+  return std::clamp(std::thread::hardware_concurrency(), 1U, kMost);
 }
 
 /// Each machine has a listening socket and, most of the time, a connection.
 void AllowDescriptors(std::size_t sockets) {
-  constexpr rlim_t others = 64;
+  constexpr rlim_t kOthers = 64;
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
   getrlimit(RLIMIT_NOFILE, &limit);
-  if (limit.rlim_cur != RLIM_INFINITY && limit.rlim_cur < 2 * sockets + others) {
+  if (limit.rlim_cur != RLIM_INFINITY && limit.rlim_cur < 2 * sockets + kOthers) {
     throw std::runtime_error("the limit of " + std::to_string(limit.rlim_cur) +
                              " open files is too low for this fleet; see ulimit -Hn");
   }
@@ -70,18 +68,18 @@ std::vector<FleetMember> SimulatedFleet::Start() {
 }
 
 unsigned short SimulatedFleet::Serve(const std::string& protocol, std::size_t machine, const std::string& fault) {
-  constexpr std::size_t lastPort = 65535;
+  constexpr std::size_t kLastPort = 65535;
   const auto first = options_.ports.find(protocol);
   const std::size_t port = first == options_.ports.end() || first->second == 0 ? 0 : first->second + machine;
-  if (port > lastPort) {
-    throw std::runtime_error("there are not enough ports behind the first one of " + protocol);
+  if (port > kLastPort) {
+    throw std::runtime_error("there are not enough ports after the first one of " + protocol);
   }
   const auto wanted = static_cast<unsigned short>(port);
   const std::string kind = protocol.substr(0, protocol.find('-'));
   std::vector<std::string> faults = FaultsOfSpec(fault, kind);
   const std::vector<std::string> ofAll = model_.Base()->FaultsOf(kind);
   faults.insert(faults.end(), ofAll.begin(), ofAll.end());
-  if (fault == dead) {
+  if (fault == kDead) {
     return farm_.AddClosed(wanted);
   }
   if (protocol == "ipmi") {

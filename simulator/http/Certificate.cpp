@@ -53,7 +53,7 @@ std::string TextIn(BIO& bio) {
 }  // namespace
 
 Certificate MakeCertificate() {
-  constexpr long day = 24L * 60 * 60;
+  constexpr long kDay = 24L * 60 * 60;
   const Owned<EVP_PKEY> key(EVP_EC_gen("P-256"));
   const Owned<X509> certificate(X509_new());
   Require(key != nullptr && certificate != nullptr);
@@ -62,8 +62,8 @@ Certificate MakeCertificate() {
   std::uint32_t serial = 0;
   Require(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof serial) == 1);
   Require(ASN1_INTEGER_set_uint64(X509_get_serialNumber(certificate.get()), serial) == 1);
-  Require(X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -day) != nullptr);
-  Require(X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 365 * day) != nullptr);
+  Require(X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -kDay) != nullptr);
+  Require(X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 365 * kDay) != nullptr);
   Require(X509_set_pubkey(certificate.get(), key.get()) == 1);
   SetName(*certificate);
   AddExtension(*certificate, NID_basic_constraints, "critical,CA:TRUE");

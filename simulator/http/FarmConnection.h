@@ -25,7 +25,7 @@ template <class Stream>
 class FarmConnection : public std::enable_shared_from_this<FarmConnection<Stream>> {
   using Socket = boost::asio::ip::tcp::socket;
   using Error = boost::system::error_code;
-  static constexpr bool isTls = !std::is_same_v<Stream, Socket>;
+  static constexpr bool kIsTls = !std::is_same_v<Stream, Socket>;
 
  public:
   /// `arguments` follow the socket in the stream's constructor.
@@ -39,7 +39,7 @@ class FarmConnection : public std::enable_shared_from_this<FarmConnection<Stream
 
  private:
   Socket& LowestLayer() {
-    if constexpr (isTls) {
+    if constexpr (kIsTls) {
       return stream_.next_layer();
     } else {
       return stream_;
@@ -47,7 +47,7 @@ class FarmConnection : public std::enable_shared_from_this<FarmConnection<Stream
   }
 
   void Handshake() {
-    if constexpr (isTls) {
+    if constexpr (kIsTls) {
       stream_.async_handshake(boost::asio::ssl::stream_base::server,
                               [self = this->shared_from_this()](const Error& error) { self->BeginTls(error); });
     } else {

@@ -28,16 +28,16 @@ std::uint64_t Number(std::string_view text) {
 }
 
 std::chrono::milliseconds Milliseconds(std::string_view text) {
-  constexpr std::uint64_t hour = 3'600'000;
-  return std::chrono::milliseconds(std::min(Number(text), hour));
+  constexpr std::uint64_t kHour = 3'600'000;
+  return std::chrono::milliseconds(std::min(Number(text), kHour));
 }
 
 Fault::End EndOf(std::string_view text) {
-  constexpr std::array<std::pair<std::string_view, Fault::End>, 4> words{{{"close", Fault::End::Close},
-                                                                          {"truncate", Fault::End::Truncate},
-                                                                          {"reset", Fault::End::Reset},
-                                                                          {"hang", Fault::End::Hang}}};
-  for (const auto& [word, end] : words) {
+  constexpr std::array<std::pair<std::string_view, Fault::End>, 4> kWords{{{"close", Fault::End::Close},
+                                                                           {"truncate", Fault::End::Truncate},
+                                                                           {"reset", Fault::End::Reset},
+                                                                           {"hang", Fault::End::Hang}}};
+  for (const auto& [word, end] : kWords) {
     if (word == text) {
       return end;
     }
@@ -60,8 +60,8 @@ void Redirect(Fault& fault, std::string_view url) {
 }
 
 void RepeatBody(Fault& fault, std::string_view count) {
-  constexpr std::uint64_t most = 1'000'000'000;
-  fault.repeat = std::min(Number(count), most);
+  constexpr std::uint64_t kMost = 1'000'000'000;
+  fault.repeat = std::min(Number(count), kMost);
 }
 
 struct Key {
@@ -121,7 +121,7 @@ std::string TextOf(const rapidjson::Value& value) {
 
 Fault FaultFrom(const rapidjson::Value& object) {
   if (!object.IsObject()) {
-    throw std::invalid_argument("a fault that is no object");
+    throw std::invalid_argument("a fault must be an object");
   }
   Fault fault;
   for (const auto& member : object.GetObject()) {

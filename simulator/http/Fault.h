@@ -68,7 +68,7 @@ struct Fault {
 ///     header-flood=N      N more headers of 1 KiB each
 ///     trailer-flood=N     in chunks, with N trailers of 1 KiB each
 ///     chunk-extension=N   in chunks, each with an extension of N bytes
-///     garbage=N           N bytes that are no HTTP in place of the whole answer
+///     garbage=N           N bytes that are not HTTP in place of the whole answer
 ///     cim-error="CODE TEXT"   this CIM status instead of what the operation gives
 ///     message-id=TEXT     this message identifier instead of the request's, in CIM-XML
 ///     delay=MS            wait before the first byte
@@ -89,7 +89,7 @@ class FaultTable {
   /// Adds the list "faults" of a JSON file; a file that is not there adds nothing. Throws std::runtime_error.
   void AddFile(const std::filesystem::path& file);
 
-  /// Adds what is `wanted` in this run and a file, in this order of precedence. Wanted are faults in text form, and
+  /// Adds what is `wanted` in this run and a file, in this order of precedence: faults in text form, and
   /// names of faults of the file. Throws std::invalid_argument or std::runtime_error.
   void Load(const std::vector<std::string>& wanted, const std::filesystem::path& file);
 

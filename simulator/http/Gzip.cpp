@@ -25,9 +25,9 @@ void Deflate(z_stream& stream, std::string_view input, int flush, std::string& o
 }  // namespace
 
 std::string Gzip(std::string_view text, std::uint64_t repeat) {
-  constexpr int gzipWindow = 15 + 16;
+  constexpr int kGzipWindow = 15 + 16;
   z_stream stream{};
-  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, gzipWindow, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzipWindow, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
     throw std::runtime_error("cannot compress");
   }
   // Many repetitions at a time, since a call for each takes longer than compressing it.

@@ -92,8 +92,8 @@ class HttpFarm::Farm {
 
   /// When descriptors have run out, some connections must end first.
   void AcceptLater(Listener& listener) {
-    constexpr std::chrono::milliseconds wait{50};
-    listener.pause.expires_after(wait);
+    constexpr std::chrono::milliseconds kWait{50};
+    listener.pause.expires_after(kWait);
     listener.pause.async_wait([this, &listener](const Error& error) {
       if (!error) {
         Accept(listener);

@@ -81,12 +81,12 @@ void SetHeader(HeaderList& headers, std::string_view name, std::string value) {
 }
 
 std::optional<Credentials> BasicCredentials(const HttpRequest& request) {
-  constexpr std::string_view scheme = "basic ";
+  constexpr std::string_view kScheme = "basic ";
   const std::string* value = FindHeader(request.headers, "Authorization");
-  if (value == nullptr || !SameName(std::string_view(*value).substr(0, scheme.size()), scheme)) {
+  if (value == nullptr || !SameName(std::string_view(*value).substr(0, kScheme.size()), kScheme)) {
     return std::nullopt;
   }
-  const auto decoded = DecodeBase64(std::string_view(*value).substr(scheme.size()));
+  const auto decoded = DecodeBase64(std::string_view(*value).substr(kScheme.size()));
   const std::size_t colon = decoded ? decoded->find(':') : std::string::npos;
   if (colon == std::string::npos) {
     return std::nullopt;

@@ -27,9 +27,9 @@ struct HttpResponse {
   HeaderList headers;
   std::string body;
   /// Gives a long body piece by piece, in chunks and in place of `body`: appends the next piece to the text, and
-  /// returns false when there is none behind it.
+  /// returns false when it was the last one.
   std::function<bool(std::string& piece)> source;
-  /// Sent behind a chunked body.
+  /// Sent after a chunked body.
   HeaderList trailers;
   bool chunked = false;
   /// Whether a client that accepts gzip gets the body compressed.
@@ -55,7 +55,7 @@ std::optional<Credentials> BasicCredentials(const HttpRequest& request);
 /// The text with each %XX as its byte; a % without two hexadecimal digits stays.
 std::string PercentDecode(std::string_view text);
 
-/// The words behind a status number.
+/// The words after a status number.
 std::string_view ReasonPhrase(unsigned status);
 
 }  // namespace Kelvar::Simulator

@@ -17,9 +17,9 @@ class RecordedAnswer : public Outlet {
   };
 
   bool Write(std::string_view bytes) override {
-    constexpr std::size_t most = 67'108'864;
+    constexpr std::size_t kMost = 67'108'864;
     size_ += bytes.size();
-    if (size_ > most) {
+    if (size_ > kMost) {
       return false;
     }
     if (pieces_.empty()) {

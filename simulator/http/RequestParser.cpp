@@ -10,10 +10,10 @@ namespace Kelvar::Simulator {
 namespace http = boost::beast::http;
 
 void SetLimits(RequestParser& parser) {
-  constexpr std::uint32_t headerLimit = 64 * 1024;
-  constexpr std::uint64_t bodyLimit = 16'777'216;
-  parser.header_limit(headerLimit);
-  parser.body_limit(bodyLimit);
+  constexpr std::uint32_t kHeaderLimit = 64 * 1024;
+  constexpr std::uint64_t kBodyLimit = 16'777'216;
+  parser.header_limit(kHeaderLimit);
+  parser.body_limit(kBodyLimit);
 }
 
 HttpRequest TakeRequest(RequestParser& parser) {

@@ -18,7 +18,7 @@ void SetLimits(RequestParser& parser);
 /// The request that has been read.
 HttpRequest TakeRequest(RequestParser& parser);
 
-/// The answer to what is no request; nothing when reading went well, or the peer left.
+/// The answer to what is not a request; nothing when reading went well, or the peer left.
 std::optional<HttpResponse> RefuseUnreadable(const boost::system::error_code& error);
 
 /// Stands for a request that could not be read: nothing follows it.

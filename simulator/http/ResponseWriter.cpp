@@ -82,8 +82,8 @@ void ChangeMessage(const Fault& fault, HttpResponse& response) {
 /// Puts a fault's repetitions into the body where it is compressed or sent in chunks. Gives how many times it is still
 /// to be sent.
 std::uint64_t EncodeBody(const HttpRequest& request, const Fault& fault, HttpResponse& response) {
-  constexpr std::size_t worthwhile = 512;
-  if (fault.gzip || (response.compressible && AcceptsGzip(request) && response.body.size() >= worthwhile)) {
+  constexpr std::size_t kWorthwhile = 512;
+  if (fault.gzip || (response.compressible && AcceptsGzip(request) && response.body.size() >= kWorthwhile)) {
     response.body = Gzip(response.body, fault.repeat);
     SetHeader(response.headers, "Content-Encoding", "gzip");
     return 1;
@@ -165,10 +165,10 @@ bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultyOutlet
   if (response.source && !WriteSource(fault, response, outlet)) {
     return false;
   }
-  constexpr std::size_t chunkSize = 16384;
+  constexpr std::size_t kChunkSize = 16384;
   do {
-    for (std::string_view rest = response.body; !rest.empty(); rest.remove_prefix(std::min(chunkSize, rest.size()))) {
-      if (!WriteChunk(rest.substr(0, chunkSize), fault, outlet)) {
+    for (std::string_view rest = response.body; !rest.empty(); rest.remove_prefix(std::min(kChunkSize, rest.size()))) {
+      if (!WriteChunk(rest.substr(0, kChunkSize), fault, outlet)) {
         return false;
       }
     }
@@ -184,11 +184,11 @@ bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultyOutlet
 }
 
 bool WriteTimes(const std::string& body, std::uint64_t times, FaultyOutlet& outlet) {
-  constexpr std::size_t blockSize = 262'144;
+  constexpr std::size_t kBlockSize = 262'144;
   if (body.empty()) {
     return true;
   }
-  const std::uint64_t inBlock = std::min<std::uint64_t>(times, blockSize / body.size() + 1);
+  const std::uint64_t inBlock = std::min<std::uint64_t>(times, kBlockSize / body.size() + 1);
   const std::string block = inBlock == 1 ? body : Repeat(body, inBlock);
   for (; times >= inBlock && times > 0; times -= inBlock) {
     if (!outlet.Write(block)) {
@@ -201,7 +201,7 @@ bool WriteTimes(const std::string& body, std::uint64_t times, FaultyOutlet& outl
 /// Head and body, the whole of a short answer as one write.
 bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResponse& response, std::uint64_t bodyTimes,
                   FaultyOutlet& outlet) {
-  constexpr std::size_t shortBody = 16384;
+  constexpr std::size_t kShortBody = 16384;
   std::string head = ComposeHead(request, fault, response, bodyTimes);
   if (fault.headerFlood > 0) {
     if (!outlet.Write(head) || !WriteHeaderFlood(fault.headerFlood, outlet)) {
@@ -211,7 +211,7 @@ bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResp
   }
   head += "\r\n";
   const bool plain = !response.chunked && !fault.endless && !fault.cutBody && bodyTimes == 1;
-  if (plain && !request.IsHead() && response.body.size() <= shortBody) {
+  if (plain && !request.IsHead() && response.body.size() <= kShortBody) {
     return outlet.Write(head + response.body);
   }
   if (!outlet.Write(head)) {

@@ -40,11 +40,11 @@ Bytes BytesOf(std::string_view text) {
 }
 
 std::string HexOf(const Bytes& bytes) {
-  constexpr char digits[] = "0123456789abcdef";
+  constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
   for (const u8 byte : bytes) {
-    text += digits[byte >> 4];
-    text += digits[byte & 0x0F];
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0x0F];
   }
   return text;
 }

@@ -15,10 +15,10 @@ namespace {
 
 /// Between fork and exec: calls that are safe after a fork of a program with threads, and no other.
 [[noreturn]] void Become(char* const* arguments, const char* output, int inherited, pid_t parent) {
-  constexpr int cannotRun = 127;
+  constexpr int kCannotRun = 127;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) {
-    _exit(cannotRun);
+    _exit(kCannotRun);
   }
   sigset_t none;
   sigemptyset(&none);
@@ -30,9 +30,9 @@ namespace {
   dup2(log, STDERR_FILENO);
   fcntl(inherited, F_SETFD, 0);
   execvp(arguments[0], arguments);
-  constexpr char complaint[] = "it cannot be run; is it installed and in PATH?";
-  (void)!write(STDERR_FILENO, complaint, sizeof complaint - 1);
-  _exit(cannotRun);
+  constexpr char kComplaint[] = "it cannot be run; is it installed and in PATH?";
+  (void)!write(STDERR_FILENO, kComplaint, sizeof kComplaint - 1);
+  _exit(kCannotRun);
 }
 
 }  // namespace

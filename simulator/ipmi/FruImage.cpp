@@ -12,17 +12,17 @@ namespace {
 
 using rapidjson::Value;
 
-constexpr std::size_t blockSize = 8;
-constexpr u8 formatVersion = 1;
-constexpr u8 endOfFields = 0xC1;
+constexpr std::size_t kBlockSize = 8;
+constexpr u8 kFormatVersion = 1;
+constexpr u8 kEndOfFields = 0xC1;
 
 u8 ZeroSum(const Bytes& bytes) {
   return static_cast<u8>(-std::accumulate(bytes.begin(), bytes.end(), 0));
 }
 
 u8 BcdPlus(char character) {
-  static const std::string alphabet = "0123456789 -.";
-  const std::size_t value = alphabet.find(character);
+  static const std::string kAlphabet = "0123456789 -.";
+  const std::size_t value = kAlphabet.find(character);
   if (value == std::string::npos) {
     throw std::runtime_error(std::string("no BCD plus character: ") + character);
   }
@@ -89,21 +89,21 @@ Field FieldOf(const Value& value) {
 }
 
 Bytes AreaOf(const Value& area) {
-  constexpr std::size_t longestField = 63;
-  Bytes bytes{formatVersion, 0};
+  constexpr std::size_t kLongestField = 63;
+  Bytes bytes{kFormatVersion, 0};
   const Bytes lead = BytesOf(Json::Text(area, "lead"));
   bytes.insert(bytes.end(), lead.begin(), lead.end());
   for (const auto& entry : Json::List(area, "fields")) {
     const Field field = FieldOf(entry);
-    if (field.bytes.size() > longestField) {
+    if (field.bytes.size() > kLongestField) {
       throw std::runtime_error("a FRU field of more than 63 bytes");
     }
     bytes.push_back(static_cast<u8>((field.type << 6) | field.bytes.size()));
     bytes.insert(bytes.end(), field.bytes.begin(), field.bytes.end());
   }
-  bytes.push_back(endOfFields);
-  const std::size_t blocks = bytes.size() / blockSize + 1;  // with room for the checksum
-  bytes.resize(blocks * blockSize - 1);
+  bytes.push_back(kEndOfFields);
+  const std::size_t blocks = bytes.size() / kBlockSize + 1;  // with room for the checksum
+  bytes.resize(blocks * kBlockSize - 1);
   bytes[1] = static_cast<u8>(blocks);
   bytes.push_back(ZeroSum(bytes));
   return bytes;
@@ -126,14 +126,14 @@ namespace {
 
 /// Multirecords one after the other, each with its header; the last one is marked.
 Bytes MultiRecords(const Value& device) {
-  constexpr u8 recordVersion = 2;
-  constexpr u8 endOfList = 0x80;
+  constexpr u8 kRecordVersion = 2;
+  constexpr u8 kEndOfList = 0x80;
   Bytes all;
   const auto records = Json::List(device, "records");
   for (rapidjson::SizeType index = 0; index < records.Size(); ++index) {
     const Bytes data = BytesOf(Json::Text(records[index], "bytes"));
-    const u8 last = index + 1 == records.Size() ? endOfList : u8{0};
-    Bytes header{static_cast<u8>(Json::Number(records[index], "type")), static_cast<u8>(last | recordVersion),
+    const u8 last = index + 1 == records.Size() ? kEndOfList : u8{0};
+    Bytes header{static_cast<u8>(Json::Number(records[index], "type")), static_cast<u8>(last | kRecordVersion),
                  static_cast<u8>(data.size()), ZeroSum(data)};
     header.push_back(ZeroSum(header));
     all.insert(all.end(), header.begin(), header.end());
@@ -145,25 +145,25 @@ Bytes MultiRecords(const Value& device) {
 }  // namespace
 
 Bytes FruImage(const Value& device) {
-  constexpr const char* areas[] = {"chassis", "board", "product"};  // in the order of their header bytes 2, 3, 4
-  Bytes image(blockSize);
+  constexpr const char* kAreas[] = {"chassis", "board", "product"};  // in the order of their header bytes 2, 3, 4
+  Bytes image(kBlockSize);
   bool any = false;
-  for (std::size_t i = 0; i < std::size(areas); ++i) {
-    if (const Value* area = Json::Find(device, areas[i])) {
-      image[i + 2] = static_cast<u8>(image.size() / blockSize);
+  for (std::size_t i = 0; i < std::size(kAreas); ++i) {
+    if (const Value* area = Json::Find(device, kAreas[i])) {
+      image[i + 2] = static_cast<u8>(image.size() / kBlockSize);
       const Bytes bytes = AreaOf(*area);
       image.insert(image.end(), bytes.begin(), bytes.end());
       any = true;
     }
   }
   if (const Bytes records = MultiRecords(device); !records.empty()) {
-    image[5] = static_cast<u8>(image.size() / blockSize);
+    image[5] = static_cast<u8>(image.size() / kBlockSize);
     image.insert(image.end(), records.begin(), records.end());
     any = true;
   }
   if (any) {
-    image[0] = formatVersion;
-    image[blockSize - 1] = ZeroSum({image.begin(), image.begin() + blockSize - 1});
+    image[0] = kFormatVersion;
+    image[kBlockSize - 1] = ZeroSum({image.begin(), image.begin() + kBlockSize - 1});
   }
   const std::size_t size = Json::Number(device, "size");
   if (size < image.size() && any) {

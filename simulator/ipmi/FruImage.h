@@ -6,12 +6,12 @@
 
 namespace Kelvar::Simulator {
 
-/// The contents of a FRU device: common header, the areas "chassis", "board" and "product" that it has one behind the
+/// The contents of a FRU device: common header, the areas "chassis", "board" and "product" that it has one after the
 /// other, zeros up to "size". Then "overlay" puts bytes anywhere.
 ///
-/// Behind the areas "records" follow, multirecords of {"type": ..., "bytes": ...}.
+/// After the areas come "records", multirecords of {"type": ..., "bytes": ...}.
 ///
-/// An area is {"lead": bytes, "fields": [...]}: what stands between its length byte and its fields, and the fields.
+/// An area is {"lead": bytes, "fields": [...]}: what is between its length byte and its fields, and the fields.
 /// A field is a text (8-bit ASCII), or {"text": ..., "type": "ascii" | "6bit" | "bcd", "width": ...} or {"bytes": ...}
 /// (binary) or {"wide": bytes} (UTF-16, low byte first, for areas in another language); a field narrower than its width
 /// is filled with NUL.

@@ -16,13 +16,14 @@ namespace {
 
 using rapidjson::Value;
 
-constexpr const char* bmc = "0x20";
-constexpr u8 firstTypeWithoutTime = 0xE0;
+constexpr const char* kBmc = "0x20";
+constexpr unsigned kBmcAddress = 0x20;
+constexpr u8 kFirstTypeWithoutTime = 0xE0;
 
 void WriteRule(std::ostream& out, const Value& rule) {
   out << "rule " << Json::Text(rule, "netFn") << ' ' << Json::Text(rule, "command") << ' '
       << PatternOf(Json::Text(rule, "prefix", ""));
-  for (const char* name : {"skip", "times", "delay", "truncate"}) {
+  for (const char* name : {"at", "lun", "skip", "times", "delay", "truncate"}) {
     if (Json::Find(rule, name) != nullptr) {
       out << ' ' << name << '=' << Json::Number(rule, name);
     }
@@ -65,18 +66,23 @@ void WriteReplies(std::ostream& out, const Value& data) {
   if (Json::Find(data, "sessionTimeoutSeconds") != nullptr) {
     out << "session-timeout " << Json::Number(data, "sessionTimeoutSeconds") << '\n';
   }
-  if (Json::Find(data, "latencyMs") != nullptr) {
-    out << "latency " << Json::Number(data, "latencyMs") << '\n';
+  for (const auto& [member, entry] : {std::pair("latencyMs", "latency "), std::pair("delayMs", "delay ")}) {
+    if (Json::Find(data, member) != nullptr) {
+      out << entry << Json::Number(data, member) << '\n';
+    }
   }
 }
 
 /// Answers to Get Sensor Thresholds and Get Sensor Reading: of each sensor that a record stands for, in turn; the last
 /// one again.
 void WriteReadings(std::ostream& out, const Value& document) {
+  constexpr unsigned kLunMask = 0x03;
   for (const auto& record : Json::List(document, "sdr")) {
+    const std::string place = " at=" + std::to_string(Json::Number(record, "owner", kBmcAddress)) +
+                              " lun=" + std::to_string(Json::Number(record, "place", 0) & kLunMask);
     if (const Bytes thresholds = LiveThresholds(record); !thresholds.empty()) {
       const auto number = static_cast<u8>(Json::Number(record, "sensor"));
-      out << "rule 04 27 " << HexOf({number}) << " reply=00" << HexOf(thresholds) << '\n';
+      out << "rule 04 27 " << HexOf({number}) << place << " reply=00" << HexOf(thresholds) << '\n';
     }
     const auto readings = Json::List(record, "readings");
     if (readings.Empty()) {
@@ -85,7 +91,7 @@ void WriteReadings(std::ostream& out, const Value& document) {
     for (unsigned index = 0; index < SharedBy(record); ++index) {
       const Value& reading = readings[std::min<rapidjson::SizeType>(index, readings.Size() - 1)];
       const auto number = static_cast<u8>(Json::Number(record, "sensor") + index);
-      out << "rule 04 2D " << HexOf({number}) << " reply=" << HexOf(BytesOf(Json::Words(reading))) << '\n';
+      out << "rule 04 2D " << HexOf({number}) << place << " reply=" << HexOf(BytesOf(Json::Words(reading))) << '\n';
     }
   }
 }
@@ -106,7 +112,7 @@ const Value& FaultNamed(const Value& document, const std::string& name) {
   const Value* faults = Json::Find(document, "faults");
   const Value* fault = faults == nullptr ? nullptr : Json::Find(*faults, name.c_str());
   if (fault == nullptr) {
-    throw std::runtime_error("the machine knows no fault \"ipmi:" + name + '"');
+    throw std::runtime_error("the machine has no fault \"ipmi:" + name + '"');
   }
   return *fault;
 }
@@ -114,7 +120,7 @@ const Value& FaultNamed(const Value& document, const std::string& name) {
 /// The event log: its entries, again and again with later times until there are as many as "selEntries" of the machine
 /// or of a fault says. An entry is its type and the 13 bytes that follow.
 std::vector<Bytes> EventLog(const Value& document, const Machine& machine) {
-  constexpr std::size_t entrySize = 14;
+  constexpr std::size_t kEntrySize = 14;
   const auto entries = Json::List(document, "sel");
   unsigned count = Json::Number(document, "selEntries", entries.Size());
   for (const std::string& fault : machine.FaultsOf("ipmi")) {
@@ -123,10 +129,10 @@ std::vector<Bytes> EventLog(const Value& document, const Machine& machine) {
   std::vector<Bytes> log;
   for (unsigned number = 0; number < count && !entries.Empty(); ++number) {
     Bytes entry = BytesOf(Json::Words(entries[number % entries.Size()]));
-    if (entry.size() != entrySize) {
+    if (entry.size() != kEntrySize) {
       throw std::runtime_error("an entry of the event log must have 14 bytes");
     }
-    if (entry[0] < firstTypeWithoutTime) {
+    if (entry[0] < kFirstTypeWithoutTime) {
       const unsigned later = entry[2] + number / entries.Size();  // in steps of 256 seconds
       entry[2] = static_cast<u8>(later);
       entry[3] = static_cast<u8>(entry[3] + (later >> 8));
@@ -140,6 +146,11 @@ std::string Replies(const Value& document, const Machine& machine) {
   std::ostringstream out;
   WriteReplies(out, document);
   WriteReadings(out, document);
+  for (const auto& satellite : Json::List(document, "satellites")) {
+    out << "satellite " << Json::Number(satellite, "address") << ' ' << Json::Text(satellite, "replies", "ack-first")
+        << '\n';
+    WriteReadings(out, satellite);
+  }
   WriteLanParameters(out, document);
   for (const auto& device : Json::List(document, "fru")) {
     out << "fru " << Json::Number(device, "id") << ' ' << HexOf(FruImage(device)) << '\n';
@@ -152,7 +163,7 @@ std::string Replies(const Value& document, const Machine& machine) {
   unsigned event = 0;
   for (const Bytes& entry : EventLog(document, machine)) {
     ++event;
-    if (entry[0] < firstTypeWithoutTime) {
+    if (entry[0] < kFirstTypeWithoutTime) {
       out << "event " << event << ' ' << HexOf({entry.begin() + 1, entry.begin() + 5}) << '\n';
     }
   }
@@ -165,14 +176,14 @@ std::string Replies(const Value& document, const Machine& machine) {
   return replies + out.str();
 }
 
-void WriteController(std::ostream& out, const Value& device) {
+void WriteController(std::ostream& out, unsigned address, bool hasDeviceRecords, const Value& device) {
   const std::string firmware = Json::Text(device, "firmwareRevision");
   const std::size_t point = std::min(firmware.find('.'), firmware.size());
-  out << "mc_setbmc " << bmc << '\n'
-      << "mc_add " << bmc << ' ' << Json::Number(device, "deviceId") << " no-device-sdrs "
-      << Json::Number(device, "deviceRevision") << ' ' << firmware.substr(0, point) << " 0x"
-      << firmware.substr(std::min(point + 1, firmware.size())) << ' ' << Json::Number(device, "deviceSupport") << ' '
-      << Json::Number(device, "manufacturerId") << ' ' << Json::Number(device, "productId") << '\n';
+  out << "mc_add " << address << ' ' << Json::Number(device, "deviceId")
+      << (hasDeviceRecords ? " has-device-sdrs " : " no-device-sdrs ") << Json::Number(device, "deviceRevision") << ' '
+      << firmware.substr(0, point) << " 0x" << firmware.substr(std::min(point + 1, firmware.size())) << ' '
+      << Json::Number(device, "deviceSupport") << ' ' << Json::Number(device, "manufacturerId") << ' '
+      << Json::Number(device, "productId") << '\n';
 }
 
 void WriteBytes(std::ostream& out, const Bytes& bytes) {
@@ -182,35 +193,53 @@ void WriteBytes(std::ostream& out, const Bytes& bytes) {
   out << '\n';
 }
 
-void WriteFruDevices(std::ostream& out, const Value& document) {
-  for (const auto& device : Json::List(document, "fru")) {
+void WriteFruDevices(std::ostream& out, unsigned address, const Value& controller) {
+  for (const auto& device : Json::List(controller, "fru")) {
     const Bytes image = FruImage(device);
-    out << "mc_add_fru_data " << bmc << ' ' << Json::Number(device, "id") << ' ' << image.size() << " data";
+    out << "mc_add_fru_data " << address << ' ' << Json::Number(device, "id") << ' ' << image.size() << " data";
     WriteBytes(out, image);
   }
+}
+
+/// Its own records, and what it is.
+void WriteSatellite(std::ostream& out, const Value& satellite) {
+  const unsigned address = Json::Number(satellite, "address");
+  const Value* device = Json::Find(satellite, "device");
+  const auto records = Json::List(satellite, "sdr");
+  if (device == nullptr) {
+    throw std::runtime_error("a satellite without \"device\"");
+  }
+  WriteController(out, address, !records.Empty(), *device);
+  WriteFruDevices(out, address, satellite);
+  unsigned id = 0;
+  for (const auto& record : records) {
+    out << "device_sdr_add " << address << " 0";
+    WriteBytes(out, SdrRecord(record, ++id));
+  }
+  out << "mc_enable " << address << '\n';
 }
 
 void WriteRepository(std::ostream& out, const Value& document) {
   unsigned id = 0;
   for (const auto& record : Json::List(document, "sdr")) {
-    out << "main_sdr_add " << bmc;
+    out << "main_sdr_add " << kBmc;
     WriteBytes(out, SdrRecord(record, ++id));
     if (Json::Find(record, "sensor") != nullptr && Json::Find(record, "record") == nullptr) {
       const unsigned sensor = Json::Number(record, "sensor");
-      out << "sensor_add " << bmc << " 0 " << sensor << ' ' << Json::Number(record, "sensorType") << " 1\n"
-          << "sensor_set_value " << bmc << " 0 " << sensor << ' ' << Json::Number(record, "value") << " 0\n";
+      out << "sensor_add " << kBmc << " 0 " << sensor << ' ' << Json::Number(record, "sensorType") << " 1\n"
+          << "sensor_set_value " << kBmc << " 0 " << sensor << ' ' << Json::Number(record, "value") << " 0\n";
     }
   }
 }
 
 void WriteEventLog(std::ostream& out, const std::vector<Bytes>& log) {
-  constexpr unsigned room = 4000;
+  constexpr unsigned kRoom = 4000;
   if (log.empty()) {
     return;
   }
-  out << "sel_enable " << bmc << ' ' << room << " 10\n";
+  out << "sel_enable " << kBmc << ' ' << kRoom << " 10\n";
   for (const Bytes& entry : log) {
-    out << "sel_add " << bmc;
+    out << "sel_add " << kBmc;
     WriteBytes(out, entry);
   }
 }
@@ -223,9 +252,9 @@ std::string Guid(const Value& document) {
 
 /// ipmi_sim reads names in double quotes, which have no escapes.
 void CheckAccount(const Account& account) {
-  constexpr std::size_t longestName = 16;
-  constexpr std::size_t longestPassword = 20;
-  if (account.user.size() > longestName || account.password.size() > longestPassword ||
+  constexpr std::size_t kLongestName = 16;
+  constexpr std::size_t kLongestPassword = 20;
+  if (account.user.size() > kLongestName || account.password.size() > kLongestPassword ||
       (account.user + account.password).find_first_of("\"\n") != std::string::npos) {
     throw std::runtime_error("machine.json: account \"" + account.user +
                              "\" cannot log in over IPMI: up to 16 and 20 characters, without quotes");
@@ -242,11 +271,15 @@ IpmiConfiguration ReadIpmiData(const Machine& machine) {
       throw std::runtime_error("no \"device\"");
     }
     std::ostringstream emulator;
-    WriteController(emulator, *device);
-    WriteFruDevices(emulator, document);
+    emulator << "mc_setbmc " << kBmc << '\n';
+    WriteController(emulator, kBmcAddress, false, *device);
+    WriteFruDevices(emulator, kBmcAddress, document);
     WriteRepository(emulator, document);
     WriteEventLog(emulator, EventLog(document, machine));
-    emulator << "mc_enable " << bmc << "\nend_of_machine\n";
+    for (const auto& satellite : Json::List(document, "satellites")) {
+      WriteSatellite(emulator, satellite);
+    }
+    emulator << "mc_enable " << kBmc << "\nend_of_machine\n";
     return {emulator.str(), Replies(document, machine), Guid(document)};
   } catch (const std::runtime_error& error) {
     throw std::runtime_error(std::string("ipmi.json: ") + error.what());
@@ -256,7 +289,7 @@ IpmiConfiguration ReadIpmiData(const Machine& machine) {
 std::string LanConfiguration(const Machine& machine, const IpmiConfiguration& data, unsigned short port, bool withIpv6,
                              const std::string& loadLibrary) {
   std::ostringstream out;
-  out << "name \"kelvar\"\nset_working_mc " << bmc << '\n';
+  out << "name \"kelvar\"\nset_working_mc " << kBmc << '\n';
   unsigned channel = 1;
   for (const char* address : {"127.0.0.1", "::1"}) {
     if (channel > 1 && !withIpv6) {

@@ -121,9 +121,9 @@ std::string FirstLine(const std::string& text) {
 
 /// What the module reports; empty when the process ended or 10 seconds passed before that.
 std::string ReadReport(int descriptor) {
-  constexpr int limitMs = 10000;
+  constexpr int kLimitMs = 10000;
   pollfd watched{descriptor, POLLIN, 0};
-  if (poll(&watched, 1, limitMs) <= 0) {
+  if (poll(&watched, 1, kLimitMs) <= 0) {
     return {};
   }
   char report[512];
@@ -137,14 +137,14 @@ class IpmiService : public Service {
 
   unsigned short Start(unsigned short port) override {
     // Between finding a free port and its use another program can take it: then another one is tried.
-    constexpr int tries = 5;
+    constexpr int kTries = 5;
     for (int attempt = 1;; ++attempt) {
       const Place place = FindPlace(port);
       const std::string failure = Run(place);
       if (failure.empty()) {
         return place.port;
       }
-      if (port != 0 || attempt == tries) {
+      if (port != 0 || attempt == kTries) {
         throw std::runtime_error("ipmi_sim does not start: " + failure);
       }
     }

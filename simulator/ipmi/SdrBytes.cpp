@@ -11,9 +11,8 @@ namespace {
 
 using rapidjson::Value;
 
-constexpr u8 fullSensor = 0x01;
-constexpr u8 fruDeviceLocator = 0x11;
-constexpr u8 serviceProcessor = 0x20;
+constexpr u8 kFullSensor = 0x01;
+constexpr u8 kFruDeviceLocator = 0x11;
 
 u8 Byte(const Value& object, const char* key) {
   const unsigned number = Json::Number(object, key);
@@ -24,14 +23,14 @@ u8 Byte(const Value& object, const char* key) {
 }
 
 Bytes LocatorBody(const Value& record) {
-  constexpr u8 logicalDevice = 0x80;
-  constexpr u8 fruInventory = 0x10;
-  return {serviceProcessor,
+  constexpr u8 kLogicalDevice = 0x80;
+  constexpr u8 kFruInventory = 0x10;
+  return {kServiceProcessor,
           Byte(record, "fru"),
-          logicalDevice,
+          kLogicalDevice,
           0,
           0,
-          fruInventory,
+          kFruInventory,
           0,
           Byte(record, "entity"),
           Byte(record, "instance"),
@@ -40,12 +39,11 @@ Bytes LocatorBody(const Value& record) {
 
 /// Readings are the value itself (M = 1, B = 0, exponents 0), thresholds the three upper ones.
 Bytes SensorBody(const Value& record) {
-  constexpr u8 thresholdReading = 0x01;
-  constexpr u8 upperThresholds = 0x38;
-  Bytes body{serviceProcessor, 0, Byte(record, "sensor"), Byte(record, "entity"), Byte(record, "instance")};
-  const Bytes behaviour{
-      0x7F,           0x68, Byte(record, "sensorType"), thresholdReading, 0x80, 0x0A, 0x80, 0x7A, upperThresholds,
-      upperThresholds};
+  constexpr u8 kThresholdReading = 0x01;
+  constexpr u8 kUpperThresholds = 0x38;
+  Bytes body{kServiceProcessor, 0, Byte(record, "sensor"), Byte(record, "entity"), Byte(record, "instance")};
+  const Bytes behaviour{0x7F, 0x68, Byte(record, "sensorType"), kThresholdReading, 0x80, 0x0A,
+                        0x80, 0x7A, kUpperThresholds,           kUpperThresholds};
   const Bytes conversion{0x00, Byte(record, "unit"), 0, 0, 1, 0, 0, 0, 0, 0, 0x00, 0, 0, 0, 0xFF, 0x00};
   body.insert(body.end(), behaviour.begin(), behaviour.end());
   body.insert(body.end(), conversion.begin(), conversion.end());
@@ -62,20 +60,20 @@ Bytes SensorBody(const Value& record) {
 }  // namespace
 
 Bytes SdrRecord(const Value& record, unsigned id) {
-  constexpr u8 sdrVersion = 0x51;
-  constexpr u8 latin1 = 0xC0;
-  constexpr std::size_t longestName = 16;
+  constexpr u8 kSdrVersion = 0x51;
+  constexpr u8 kLatin1 = 0xC0;
+  constexpr std::size_t kLongestName = 16;
   u8 type = 0;
   Bytes body;
   if (Json::Find(record, "fru") != nullptr) {
-    type = fruDeviceLocator;
+    type = kFruDeviceLocator;
     body = LocatorBody(record);
   } else if (Json::Find(record, "record") != nullptr) {
     SensorBytes sensor = SensorRecord(record);
     type = sensor.type;
     body = std::move(sensor.body);
   } else if (Json::Find(record, "sensor") != nullptr) {
-    type = fullSensor;
+    type = kFullSensor;
     body = SensorBody(record);
   } else {
     type = Byte(record, "type");
@@ -83,14 +81,14 @@ Bytes SdrRecord(const Value& record, unsigned id) {
   }
   if (Json::Find(record, "name") != nullptr) {
     const std::string name = Json::Text(record, "name");
-    if (name.size() > longestName) {
+    if (name.size() > kLongestName) {
       throw std::runtime_error("a record name of more than 16 characters: " + name);
     }
-    body.push_back(static_cast<u8>(latin1 | name.size()));
+    body.push_back(static_cast<u8>(kLatin1 | name.size()));
     body.insert(body.end(), name.begin(), name.end());
   }
   const u8 length = static_cast<u8>(body.size());
-  body.insert(body.begin(), {static_cast<u8>(id), static_cast<u8>(id >> 8), sdrVersion, type, length});
+  body.insert(body.begin(), {static_cast<u8>(id), static_cast<u8>(id >> 8), kSdrVersion, type, length});
   return body;
 }
 

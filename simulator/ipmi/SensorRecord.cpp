@@ -11,7 +11,6 @@ namespace {
 
 using rapidjson::Value;
 
-constexpr unsigned kServiceProcessor = 0x20;
 constexpr unsigned kThresholdEvents = 0x01;
 
 u8 Byte(const Value& object, const char* key, unsigned whenAbsent) {

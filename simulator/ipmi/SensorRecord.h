@@ -6,6 +6,9 @@
 
 namespace Kelvar::Simulator {
 
+/// Its address on the IPMB.
+constexpr u8 kServiceProcessor = 0x20;
+
 /// The type and the body of a sensor record, without its name, of {"record": "full" | "compact" | "event", ...}:
 ///   "sensor", "entity", "instance", "sensorType", "eventType" (1 when absent), "owner" (32), "place" (channel and LUN,
 ///   0) full: "units" (three bytes), "factors" (six bytes from M to the exponents), "linearisation", "range" [min,

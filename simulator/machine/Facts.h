@@ -9,7 +9,7 @@
 namespace Kelvar::Simulator {
 
 /// The facts of a machine.json, by path: "serialNumber", "firmware.UEFI.build". Data of the services names them as
-/// ${path}, so that a fact stands in one place and all protocols tell the same.
+/// ${path}, so that a fact is written once and all protocols report the same.
 class Facts {
  public:
   Facts() = default;

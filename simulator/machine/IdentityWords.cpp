@@ -54,7 +54,7 @@ std::string Lower(std::string_view text) {
   return lower;
 }
 
-/// Serial numbers and the like, which are no everyday words.
+/// Serial numbers and the like, which are not everyday words.
 bool IsIdentifier(Identity kind) {
   return kind == Identity::Serial || kind == Identity::Uuid || kind == Identity::Mac;
 }
@@ -103,9 +103,9 @@ bool IsPlaceholder(std::string_view value) {
 }
 
 void IdentityWords::Add(Identity kind, std::string_view word) {
-  constexpr std::size_t shortest = 5;
+  constexpr std::size_t kShortest = 5;
   const bool telling = !IsIdentifier(kind) || word.find_first_of("0123456789") != std::string_view::npos;
-  if (word.size() >= shortest && telling && !IsPlaceholder(word)) {
+  if (word.size() >= kShortest && telling && !IsPlaceholder(word)) {
     words_.emplace(Lower(word), kind);
     longest_ = std::max(longest_, word.size());
   }
@@ -115,7 +115,7 @@ void IdentityWords::Collect(const rapidjson::Value& json) {
   CollectFrom(json, std::nullopt, *this);
 }
 
-/// Words sort by their bytes: the longest that the text begins with is the last of those not behind it that is one.
+/// Words sort by their bytes: the longest that the text begins with is the last such word that does not sort after it.
 IdentityWords::Words::const_iterator IdentityWords::LongestAt(std::string_view text) const {
   std::string_view head = text.substr(0, longest_);
   while (!head.empty()) {

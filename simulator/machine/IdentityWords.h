@@ -14,7 +14,7 @@ namespace Kelvar::Simulator {
 /// What a text that belongs to one machine alone is.
 enum class Identity { Serial, AssetTag, Uuid, Mac, HostName, Address, User, Secret };
 
-constexpr std::size_t identityKinds = 8;
+constexpr std::size_t kIdentityKinds = 8;
 
 /// Whose identity the value of a JSON member of this name is, if any: "SerialNumber", "UUID", "MACAddress".
 std::optional<Identity> IdentityOfKey(std::string_view key);
@@ -22,7 +22,7 @@ std::optional<Identity> IdentityOfKey(std::string_view key);
 /// Whether a value says that there is none, such as "", "N/A" or "Unknown".
 bool IsPlaceholder(std::string_view value);
 
-/// The texts by which one machine is known, gathered from its data so that each is found wherever it stands.
+/// The texts by which one machine is known, gathered from its data so that each is found wherever it is.
 class IdentityWords {
  public:
   /// Adds the values of members with a telling name, anywhere within.
@@ -32,8 +32,8 @@ class IdentityWords {
   void Add(Identity kind, std::string_view word);
 
   /// The text with each word, the longest first and whatever its case, replaced by what `replacement` gives. Numbers
-  /// and identifiers are found within other words and in paths too; names, which may be everyday words, stand alone and
-  /// outside of paths.
+  /// and identifiers are found within other words and in paths too; names, which may be everyday words, only as whole
+  /// words outside of paths.
   using Replacement = std::function<std::string(Identity kind, std::string_view word)>;
   std::string Replace(std::string_view text, const Replacement& replacement) const;
 

@@ -11,7 +11,7 @@ namespace Kelvar::Simulator::Json {
 namespace {
 
 [[noreturn]] void Wrong(const char* key, const char* wanted) {
-  throw std::runtime_error(std::string("wanted is ") + wanted + " \"" + key + '"');
+  throw std::runtime_error(std::string("expected ") + wanted + " \"" + key + '"');
 }
 
 template <unsigned Flags>
@@ -120,7 +120,7 @@ std::string Words(const rapidjson::Value& value) {
     return value.GetBool() ? "true" : "false";
   }
   if (!value.IsString()) {
-    throw std::runtime_error("a list, an object or null where a text, a number or a boolean is wanted");
+    throw std::runtime_error("a list, an object or null where a string, a number or a boolean is expected");
   }
   return {value.GetString(), value.GetStringLength()};
 }

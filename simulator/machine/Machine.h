@@ -25,7 +25,7 @@ struct SessionLimits {
 };
 
 /// One modelled machine: a folder with machine.json and what each service reads from it (ipmi.json, redfish/, cim/).
-/// Faults are named "protocol:name"; what the name does stands in the data of that protocol's service.
+/// Faults are named "protocol:name"; the data of that protocol's service say what it does.
 struct Machine {
   std::filesystem::path folder;
   std::string name;

@@ -24,8 +24,8 @@ std::size_t Append(const char* bytes, std::size_t size, std::size_t count, void*
 
 HttpFetch::HttpFetch(std::string service, const std::string& user, const std::string& password)
     : service_(std::move(service)), curl_(curl_easy_init(), curl_easy_cleanup) {
-  constexpr long connectSeconds = 10;
-  constexpr long requestSeconds = 60;
+  constexpr long kConnectSeconds = 10;
+  constexpr long kRequestSeconds = 60;
   if (!curl_) {
     throw std::runtime_error("libcurl cannot be started");
   }
@@ -35,8 +35,8 @@ HttpFetch::HttpFetch(std::string service, const std::string& user, const std::st
   curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
-  curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, connectSeconds);
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT, requestSeconds);
+  curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT, kRequestSeconds);
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "gzip");
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, Append);

@@ -18,7 +18,7 @@ namespace Kelvar::Simulator {
 
 namespace {
 
-constexpr unsigned parseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
 
 std::string_view Trim(std::string_view text) {
   const std::size_t start = std::min(text.find_first_not_of(" \t"), text.size());
@@ -155,7 +155,7 @@ std::optional<std::string> Filter(const std::string& page, Change change) {
   StringFilter<Change> filter(ObjectsOfSecrets(page), std::move(change));
   rapidjson::Reader reader;
   rapidjson::StringStream stream(page.c_str());
-  return reader.Parse<parseFlags>(stream, filter).IsError() ? std::nullopt : std::optional(filter.Text());
+  return reader.Parse<kParseFlags>(stream, filter).IsError() ? std::nullopt : std::optional(filter.Text());
 }
 
 /// The kind of a value by its member's name or its form; what is only called an address stays.
@@ -174,9 +174,9 @@ std::optional<Identity> KindOf(const Place& place, std::string_view value) {
 
 /// Facts of a machine begin with "${"; in a recorded page nothing is one.
 std::string WithoutFacts(std::string page) {
-  constexpr std::string_view escaped = "$\\u007b";
-  for (std::size_t at = page.find("${"); at != std::string::npos; at = page.find("${", at + escaped.size())) {
-    page.replace(at, 2, escaped);
+  constexpr std::string_view kEscaped = "$\\u007b";
+  for (std::size_t at = page.find("${"); at != std::string::npos; at = page.find("${", at + kEscaped.size())) {
+    page.replace(at, 2, kEscaped);
   }
   return page;
 }
@@ -230,12 +230,12 @@ std::string Mask::ApplyToValue(Identity kind, std::string_view value) {
 }
 
 std::string Mask::Summary() const {
-  constexpr std::array<std::string_view, identityKinds> names{
+  constexpr std::array<std::string_view, kIdentityKinds> kNames{
       "serial numbers", "asset tags", "UUIDs", "MAC addresses", "host names", "IP addresses", "user names", "secrets"};
   std::string summary;
-  for (std::size_t kind = 0; kind < names.size(); ++kind) {
+  for (std::size_t kind = 0; kind < kNames.size(); ++kind) {
     if (!numbers_.at(kind).empty()) {
-      summary += fmt::format("{}{} {}", summary.empty() ? "" : ", ", numbers_.at(kind).size(), names.at(kind));
+      summary += fmt::format("{}{} {}", summary.empty() ? "" : ", ", numbers_.at(kind).size(), kNames.at(kind));
     }
   }
   return summary.empty() ? "nothing" : summary;

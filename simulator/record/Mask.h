@@ -17,7 +17,7 @@ class Mask {
   /// Learns the texts of a page; all pages before the first is masked.
   void Learn(const std::string& page);
 
-  /// The page, masked and written anew; numbers stay as they are written. Empty when it is no JSON.
+  /// The page, masked and written anew; numbers stay as they are written. Empty when it is not JSON.
   std::string Apply(const std::string& page);
 
   /// A path, as references to it are masked.
@@ -33,7 +33,7 @@ class Mask {
   std::string ApplyToText(std::string_view text);
 
   IdentityWords words_;
-  std::array<std::map<std::string, std::size_t, std::less<>>, identityKinds> numbers_;
+  std::array<std::map<std::string, std::size_t, std::less<>>, kIdentityKinds> numbers_;
 };
 
 }  // namespace Kelvar::Simulator

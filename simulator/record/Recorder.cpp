@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // The account of a recorded machine is that of all machines.
-constexpr const char* machineJson = R"({{
+constexpr const char* kMachineJson = R"({{
   "name": {},
   "description": "Recorded from a live service",
   "accounts": [
@@ -50,7 +50,7 @@ std::string ServiceOf(std::string url) {
   const std::size_t host = url.find("://");
   const bool isHttp = url.starts_with("https://") || url.starts_with("http://");
   if (!isHttp || host + 3 == url.size() || url.find_first_of("/?#@", host + 3) != std::string::npos) {
-    throw std::runtime_error("\"" + url + "\" is no service: wanted is https://HOST or https://HOST:PORT");
+    throw std::runtime_error("\"" + url + "\" is not a service: expected https://HOST or https://HOST:PORT");
   }
   return url;
 }
@@ -76,7 +76,7 @@ void WriteFile(const fs::path& file, const std::string& text) {
 }
 
 std::size_t WritePages(const WalkResult& walk, const fs::path& folder, Mask& mask) {
-  constexpr std::size_t mostBytes = 1'073'741'824;
+  constexpr std::size_t kMostBytes = 1'073'741'824;
   std::size_t bytes = 0;
   std::size_t written = 0;
   for (const auto& [path, page] : walk.pages) {
@@ -84,7 +84,7 @@ std::size_t WritePages(const WalkResult& walk, const fs::path& folder, Mask& mas
     // a masked path is a path still: masks hold no slash
     const auto masked = MirroredPath(mask.ApplyToPath(path));
     bytes += text.size();
-    if (masked && !text.empty() && bytes <= mostBytes) {
+    if (masked && !text.empty() && bytes <= kMostBytes) {
       WriteFile(folder / fs::path(*masked).relative_path() / "index.json", text);
       ++written;
     }
@@ -106,7 +106,7 @@ std::string Record(const RecordOptions& options) {
   const std::size_t written = WritePages(walk, folder, mask);
   const fs::path named = fs::absolute(folder).lexically_normal();
   const std::string name = named.filename().empty() ? named.parent_path().filename() : named.filename();
-  WriteFile(folder / "machine.json", fmt::format(machineJson, JsonText::Quote(name)));
+  WriteFile(folder / "machine.json", fmt::format(kMachineJson, JsonText::Quote(name)));
   return fmt::format("{} pages in {}; masked: {}; left out: {}", written, options.folder, mask.Summary(),
                      walk.leftOut + walk.pages.size() - written);
 }

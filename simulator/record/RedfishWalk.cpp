@@ -18,29 +18,29 @@ namespace Kelvar::Simulator {
 namespace {
 
 constexpr std::string_view kRoot = "/redfish/v1";
-constexpr std::size_t mostBytesOfPage = 16'777'216;
-constexpr std::size_t mostBytes = 268'435'456;
-constexpr std::chrono::minutes mostTime{20};
+constexpr std::size_t kMostBytesOfPage = 16'777'216;
+constexpr std::size_t kMostBytes = 268'435'456;
+constexpr std::chrono::minutes kMostTime{20};
 
 bool IsPlainSegment(std::string_view segment) {
-  constexpr std::size_t longest = 200;
+  constexpr std::size_t kLongest = 200;
   const bool isControl = std::any_of(segment.begin(), segment.end(), [](unsigned char c) { return c < 0x20; });
   const bool isDots = segment.find_first_not_of('.') == std::string_view::npos;
   // what the folder of a machine gives a meaning of its own
   const bool isReserved = segment == "index" || segment.starts_with("index.") || segment == "members.json";
-  return !isDots && !isControl && !isReserved && segment.size() <= longest &&
+  return !isDots && !isControl && !isReserved && segment.size() <= kLongest &&
          segment.find('\\') == std::string_view::npos;
 }
 
-/// Gathers where a page leads to, unless it is nested without reason. Members that stand in a collection as whole
+/// Gathers where a page leads to, unless it is nested without reason. Members that a collection holds as whole
 /// objects are not asked for again.
 class ReferenceReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ReferenceReader> {
  public:
   bool StartObject() {
     objects_.emplace_back();
-    return ++depth_ <= deepest;
+    return ++depth_ <= kDeepest;
   }
-  bool StartArray() { return ++depth_ <= deepest; }
+  bool StartArray() { return ++depth_ <= kDeepest; }
   bool EndArray(rapidjson::SizeType) {
     --depth_;
     return true;
@@ -68,7 +68,7 @@ class ReferenceReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, R
   std::vector<std::string> references;
 
  private:
-  static constexpr std::size_t deepest = 64;
+  static constexpr std::size_t kDeepest = 64;
 
   struct Object {
     std::string key;
@@ -79,12 +79,12 @@ class ReferenceReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, R
 };
 
 std::optional<std::vector<std::string>> ReferencesOf(const std::string& page) {
-  constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
   ReferenceReader handler;
   rapidjson::Reader reader;
   rapidjson::StringStream stream(page.c_str());
   const bool isObject = page.find_first_not_of(" \t\r\n") == page.find('{') && page.find('{') != std::string::npos;
-  if (!isObject || reader.Parse<flags>(stream, handler).IsError() || stream.Tell() < page.find_last_of('}')) {
+  if (!isObject || reader.Parse<kFlags>(stream, handler).IsError() || stream.Tell() < page.find_last_of('}')) {
     return std::nullopt;
   }
   return std::move(handler.references);
@@ -111,14 +111,14 @@ class Walk {
 
  private:
   bool IsOver() const {
-    const bool isLate = std::chrono::steady_clock::now() - start_ > mostTime;
-    return isLate || requests_ >= mostPages_ || bytes_ >= mostBytes;
+    const bool isLate = std::chrono::steady_clock::now() - start_ > kMostTime;
+    return isLate || requests_ >= mostPages_ || bytes_ >= kMostBytes;
   }
 
   void Enqueue(std::string_view reference) {
-    constexpr std::size_t mostWaiting = 100'000;
+    constexpr std::size_t kMostWaiting = 100'000;
     const auto path = MirroredPath(reference);
-    if (!path || known_.size() >= mostWaiting) {
+    if (!path || known_.size() >= kMostWaiting) {
       ++result_.leftOut;
       return;
     }
@@ -130,13 +130,13 @@ class Walk {
   /// The body of a page; nothing when there is none that is JSON.
   std::optional<std::string> Get(const std::string& target) {
     ++requests_;
-    auto page = fetch_.Get(target, std::min(mostBytesOfPage, mostBytes - std::min(bytes_, mostBytes)));
+    auto page = fetch_.Get(target, std::min(kMostBytesOfPage, kMostBytes - std::min(bytes_, kMostBytes)));
     why_ = page ? "HTTP status " + std::to_string(page->status) : fetch_.Failure();
     if (!page || page->status != 200) {
       return std::nullopt;
     }
     bytes_ += page->body.size();
-    why_ = "what it answers is no JSON object";
+    why_ = "its response is not a JSON object";
     return std::move(page->body);
   }
 
@@ -154,7 +154,7 @@ class Walk {
     result_.pages[*MirroredPath(target)] = std::move(*page);
   }
 
-  /// Puts the members of the pages behind it into a collection.
+  /// Adds the members of its next pages to a collection.
   void AddNextPages(std::string& page) {
     std::set<std::string> visited;
     std::string members;
@@ -221,20 +221,20 @@ class Walk {
 }  // namespace
 
 std::optional<std::string> MirroredPath(std::string_view reference) {
-  constexpr std::size_t longest = 1024;
-  constexpr std::size_t deepest = 16;
+  constexpr std::size_t kLongest = 1024;
+  constexpr std::size_t kDeepest = 16;
   std::string path = PercentDecode(reference.substr(0, reference.find_first_of("#?")));
   while (path.ends_with('/')) {
     path.pop_back();
   }
   const bool isBelow = path == "/redfish" || path.starts_with("/redfish/");
-  if (!isBelow || path.size() > longest) {
+  if (!isBelow || path.size() > kLongest) {
     return std::nullopt;
   }
   std::size_t segments = 0;
   for (std::size_t start = 1; start <= path.size();) {
     const std::size_t end = std::min(path.find('/', start), path.size());
-    if (++segments > deepest || !IsPlainSegment(std::string_view(path).substr(start, end - start))) {
+    if (++segments > kDeepest || !IsPlainSegment(std::string_view(path).substr(start, end - start))) {
       return std::nullopt;
     }
     start = end + 1;

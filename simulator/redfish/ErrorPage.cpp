@@ -16,7 +16,7 @@ struct Message {
   std::string_view resolution;
 };
 
-/// In the order of RedfishError; the argument stands between `before` and `after`.
+/// In the order of RedfishError; the argument goes between `before` and `after`.
 constexpr std::array<Message, 9> kMessages{{
     {404, "ResourceMissingAtURI", "The resource at the URI '", "' was not found.",
      "Place a valid resource at the URI or correct the URI and resubmit the request."},

@@ -106,7 +106,7 @@ class Expansion {
 }  // namespace
 
 std::optional<ExpandQuery> ParseExpand(std::string_view value, unsigned maxLevels) {
-  constexpr std::string_view opening = "($levels=";
+  constexpr std::string_view kOpening = "($levels=";
   if (value.empty() || std::string_view(".*~").find(value.front()) == std::string_view::npos) {
     return std::nullopt;
   }
@@ -117,10 +117,10 @@ std::optional<ExpandQuery> ParseExpand(std::string_view value, unsigned maxLevel
   if (value.empty()) {
     return query;
   }
-  if (!value.starts_with(opening) || !value.ends_with(')')) {
+  if (!value.starts_with(kOpening) || !value.ends_with(')')) {
     return std::nullopt;
   }
-  const std::string_view digits = value.substr(opening.size(), value.size() - opening.size() - 1);
+  const std::string_view digits = value.substr(kOpening.size(), value.size() - kOpening.size() - 1);
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), query.levels);
   const bool read = error == std::errc() && end == digits.data() + digits.size();
   return read && query.levels >= 1 && query.levels <= maxLevels ? std::optional(query) : std::nullopt;

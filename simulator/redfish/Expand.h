@@ -15,7 +15,7 @@ struct ExpandQuery {
   unsigned levels = 1;
 };
 
-/// Reads the value of $expand: ".", "*" or "~", with "($levels=N)" behind it or not; nothing when it is none of them or
+/// Reads the value of $expand: ".", "*" or "~", with or without "($levels=N)"; nothing when it is none of them or
 /// N is not 1 to `maxLevels`.
 std::optional<ExpandQuery> ParseExpand(std::string_view value, unsigned maxLevels);
 

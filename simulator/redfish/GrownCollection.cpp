@@ -1,15 +1,14 @@
 #include "simulator/redfish/GrownCollection.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <ctime>
 
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include "simulator/redfish/JsonBytes.h"
+#include "simulator/redfish/MadeTime.h"
 
 namespace Kelvar::Simulator {
 
@@ -63,16 +62,6 @@ std::string Mark(const std::string& page, const std::string& path, const std::st
   return buffer.GetString();
 }
 
-/// Eleven minutes after each other, from the first of January 2026 on.
-std::string TimeOf(std::size_t number) {
-  constexpr std::time_t start = 1'767'225'600;
-  const std::time_t time = start + static_cast<std::time_t>(number) * 660;
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  std::array<char, 32> text{};
-  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
-}
-
 void ReplaceAll(std::string& text, std::string_view mark, const std::string& replacement) {
   for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + replacement.size())) {
     text.replace(at, mark.size(), replacement);
@@ -104,7 +93,7 @@ std::string GrownCollection::Page(std::size_t index) const {
   std::string page = templates_[index % templates_.size()].page;
   // The writer has turned the marks into escapes.
   ReplaceAll(page, "\\u0001", std::to_string(index + 1));
-  ReplaceAll(page, "\\u0002", TimeOf(index));
+  ReplaceAll(page, "\\u0002", MadeTime(static_cast<double>(index)) + 'Z');
   return page;
 }
 

@@ -8,8 +8,8 @@
 
 namespace Kelvar::Simulator {
 
-/// A collection made longer: behind its own members come copies of them, in turn, each with an Id, a name or sequence
-/// number, and, where they have one, a time of its own.
+/// A collection made longer: its own members are followed by copies of them, in turn, each with an Id, a name or
+/// sequence number, and, where they have one, a time of its own.
 class GrownCollection {
  public:
   /// `own` are the pages of the collection's own members. Without any, or when there are more than `count`, the
@@ -28,7 +28,7 @@ class GrownCollection {
   struct Template {
     /// The page, with marks where number and time go.
     std::string page;
-    /// What stands before the number in its Id.
+    /// What comes before the number in its Id.
     std::string stem;
   };
 

@@ -101,10 +101,10 @@ std::optional<std::string_view> String(std::string_view value) {
 }
 
 std::optional<std::string_view> Reference(std::string_view text, std::size_t position) {
-  constexpr std::string_view key = "\"@odata.id\"";
+  constexpr std::string_view kKey = "\"@odata.id\"";
   const std::size_t name = SkipSpace(text, position + 1);
-  const std::size_t colon = SkipSpace(text, name + key.size());
-  if (text.substr(name, key.size()) != key || !text.substr(colon).starts_with(':')) {
+  const std::size_t colon = SkipSpace(text, name + kKey.size());
+  if (text.substr(name, kKey.size()) != kKey || !text.substr(colon).starts_with(':')) {
     return std::nullopt;
   }
   const std::size_t value = SkipSpace(text, colon + 1);

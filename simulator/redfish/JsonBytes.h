@@ -9,14 +9,14 @@
 
 namespace Kelvar::Simulator::JsonText {
 
-// Pages are served byte for byte as they stand in their files, odd numbers, escapes and bad UTF-8 included. What a
+// Pages are served byte for byte as they are in their files, odd numbers, escapes and bad UTF-8 included. What a
 // query puts together is therefore cut from the texts, never read and written anew. The texts are the machine's own and
 // may be broken: each function then ends at the end of the text.
 
-/// Behind the string that begins at `position`.
+/// The position after the string that begins at `position`.
 std::size_t SkipString(std::string_view text, std::size_t position);
 
-/// Behind the value that begins at `position`.
+/// The position after the value that begins at `position`.
 std::size_t SkipValue(std::string_view text, std::size_t position);
 
 /// The values of an array's text.
@@ -28,7 +28,7 @@ std::vector<std::pair<std::string_view, std::string_view>> Members(std::string_v
 /// The value of one member of an object's text.
 std::optional<std::string_view> Member(std::string_view object, std::string_view key);
 
-/// What stands between the quotes of a string's text; nothing for other values.
+/// What is between the quotes of a string's text; nothing for other values.
 std::optional<std::string_view> String(std::string_view value);
 
 /// The value of "@odata.id" when it is the one member of the object that begins at `position`.

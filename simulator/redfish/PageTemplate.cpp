@@ -1,7 +1,6 @@
 #include "simulator/redfish/PageTemplate.h"
 
 #include <cmath>
-#include <ctime>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -11,6 +10,8 @@
 #include <rapidjson/error/en.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+
+#include "simulator/redfish/MadeTime.h"
 
 namespace Kelvar::Simulator {
 
@@ -29,16 +30,6 @@ std::string TextOf(const Value& value) {
   rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
   value.Accept(writer);
   return buffer.GetString();
-}
-
-std::string TimeOf(double number) {
-  constexpr std::time_t start = 1'767'225'600;
-  constexpr double step = 660;
-  const std::time_t time = start + static_cast<std::time_t>(number * step);
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  char text[32];
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts)};
 }
 
 class PageTemplate {
@@ -190,7 +181,7 @@ class PageTemplate {
       throw std::runtime_error(fmt::format("{{{}}}: expected a number, not {}", expression, TextOf(*variable->second)));
     }
     const double number = variable->second->GetDouble();
-    return expression[operation] == '@' ? Value(TimeOf(number).c_str(), allocator_)
+    return expression[operation] == '@' ? Value(MadeTime(number).c_str(), allocator_)
                                         : Linear(number, std::string(expression.substr(operation + 1)));
   }
 

@@ -34,7 +34,7 @@ struct QuerySupport {
 RedfishQuery ParseQuery(std::string_view text, const QuerySupport& support, std::optional<HttpResponse>& refusal);
 
 /// A collection's page with the members that $skip and $top leave, and at most `pageSize` of them, then with a link to
-/// the next page. Pages that are no collections come back as they are.
+/// the next page. Pages that are not collections come back as they are.
 std::string CutPage(std::string page, std::string_view path, const RedfishQuery& query,
                     std::optional<std::size_t> pageSize);
 

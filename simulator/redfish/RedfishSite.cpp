@@ -69,7 +69,7 @@ bool IsOemType(std::string_view type) {
                      [type](std::string_view oem) { return type.starts_with(oem); });
 }
 
-/// Where the schema of a page stands; a manufacturer's own schemas are published nowhere.
+/// Where the schema of a page is published; a manufacturer's own schemas are published nowhere.
 void AddSchemaLink(HttpResponse& response) {
   const auto type = JsonText::String(JsonText::Member(response.body, "@odata.type").value_or("")).value_or("");
   const std::size_t end = type.rfind('.');

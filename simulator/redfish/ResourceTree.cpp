@@ -86,14 +86,14 @@ void ResourceTree::ReadLists(const std::filesystem::path& folder, const Facts& f
   if (!std::filesystem::exists(folder)) {
     return;
   }
+  const auto addPage = [this](const std::string& path, const std::string& text) {
+    if (!pages_.emplace(PercentDecode(path), text).second) {
+      throw std::runtime_error("two pages of " + path);
+    }
+  };
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     try {
-      ReadPages(facts.Expand(ReadFile(entry.path()), JsonText::Escape),
-                [this](const std::string& path, const std::string& text) {
-                  if (!pages_.emplace(PercentDecode(path), text).second) {
-                    throw std::runtime_error("two pages of " + path);
-                  }
-                });
+      ReadPages(facts.Expand(ReadFile(entry.path()), JsonText::Escape), addPage);
     } catch (const std::runtime_error& error) {
       throw std::runtime_error(entry.path().string() + ": " + error.what());
     }

@@ -17,9 +17,9 @@ namespace Kelvar::Simulator {
 /// The pages of a machine: the folder mirrors the paths, so that redfish/v1/Systems/index.json is the page of
 /// /redfish/v1/Systems. Pages are served byte for byte, with the machine's facts in place of ${...}. Of a collection,
 ///
-/// - members may stand in a list, members.json beside index.json, each with its "@odata.id", instead of in folders;
+/// - members may be in a list, members.json next to index.json, each with its "@odata.id", instead of in folders;
 /// - "Members": "@all" becomes references to those and to the folders, in natural order, with their count;
-/// - members that stand in the page as whole objects are pages of their own too.
+/// - members that the page holds as whole objects are pages of their own too.
 ///
 /// Lists of pages with any path may be in resources/*.json beside v1, written with templates (PageTemplate.h). The
 /// links of "@all/" end in a slash.

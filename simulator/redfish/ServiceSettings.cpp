@@ -24,7 +24,7 @@ ExpandSupport SupportOf(const rapidjson::Value& value) {
 
 std::size_t CountOf(const rapidjson::Value& value) {
   if (!value.IsUint()) {
-    throw std::runtime_error("a count that is no number");
+    throw std::runtime_error("a count must be a number");
   }
   return value.GetUint();
 }

@@ -10,10 +10,10 @@ namespace Kelvar::Simulator {
 namespace {
 
 std::string MakeToken() {
-  constexpr std::string_view letters = "0123456789abcdef";
+  constexpr std::string_view kLetters = "0123456789abcdef";
   std::random_device source;
   std::string token(32, '0');
-  std::generate(token.begin(), token.end(), [&] { return letters[source() % letters.size()]; });
+  std::generate(token.begin(), token.end(), [&] { return kLetters[source() % kLetters.size()]; });
   return token;
 }
 

@@ -11,18 +11,20 @@
 
 #include <rapidjson/document.h>
 
+#include "support/TestPlaces.h"
+
 namespace Kelvar::Test {
 
 namespace {
 
-constexpr int startLimitMs = 20000;
+constexpr int kStartLimitMs = 20000;
 
 std::string ReadLine(int descriptor) {
   std::string line;
   for (;;) {
     pollfd watched{descriptor, POLLIN, 0};
     char character = 0;
-    if (poll(&watched, 1, startLimitMs) <= 0 || read(descriptor, &character, 1) != 1) {
+    if (poll(&watched, 1, kStartLimitMs) <= 0 || read(descriptor, &character, 1) != 1) {
       throw std::runtime_error("the simulator did not start");
     }
     if (character == '\n') {
@@ -35,7 +37,7 @@ std::string ReadLine(int descriptor) {
 }  // namespace
 
 BmcSim::BmcSim(const std::string& machine, const std::vector<std::string>& arguments) {
-  std::vector<std::string> words = {KELVAR_BMCSIM, "--until-eof", "--machine", machine};
+  std::vector<std::string> words = {kSimulatorProgram, "--until-eof", "--machine", machine};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
   pointers.reserve(words.size() + 1);
@@ -52,7 +54,7 @@ BmcSim::BmcSim(const std::string& machine, const std::vector<std::string>& argum
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, toInput[0], STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, fromOutput[1], STDOUT_FILENO);
-  const int failure = posix_spawn(&process_, KELVAR_BMCSIM, &actions, nullptr, pointers.data(), environ);
+  const int failure = posix_spawn(&process_, kSimulatorProgram, &actions, nullptr, pointers.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   close(toInput[0]);
   close(fromOutput[1]);
@@ -60,7 +62,7 @@ BmcSim::BmcSim(const std::string& machine, const std::vector<std::string>& argum
   try {
     if (failure != 0) {
       process_ = -1;
-      throw std::runtime_error("cannot run " KELVAR_BMCSIM);
+      throw std::runtime_error(std::string("cannot run ") + kSimulatorProgram);
     }
     ReadPorts(fromOutput[0]);
   } catch (...) {

@@ -66,8 +66,8 @@ struct Identity {
 };
 
 const Identity& TheIdentity() {
-  static const Identity identity;
-  return identity;
+  static const Identity kIdentity;
+  return kIdentity;
 }
 
 class TlsWire : public HttpWire {

@@ -26,7 +26,7 @@ struct IpmiSimConfig {
   std::vector<std::string> lanLines;                ///< inside the LAN section of its configuration
   std::string module;                               ///< path of a module to load; none when empty
   std::vector<std::string> moduleLines;             ///< of the file that is the module's option
-  std::vector<std::string> emulatorLines;           ///< commands behind those that set the service processor up
+  std::vector<std::string> emulatorLines;           ///< commands after those that set the service processor up
   std::string emulator;                             ///< when not empty: all commands, in place of any others
 };
 
@@ -57,7 +57,7 @@ class IpmiSim {
   pid_t child_ = -1;
 };
 
-/// A UDP port of the address where nobody listens at the moment.
+/// A UDP port of the address that is closed at the moment.
 u16 FreeUdpPort(const std::string& address);
 
 }  // namespace Kelvar::Test

@@ -117,6 +117,10 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(size);
+}
+
 void operator delete(void* block) noexcept {
   if (const auto* text = Kelvar::Test::watched.load(); text != nullptr && block != nullptr) {
     const auto* begin = static_cast<const unsigned char*>(block);

@@ -12,7 +12,7 @@ class HiddenText {
   explicit HiddenText(std::string text);
   /// In clear; the caller wipes it.
   std::string Reveal() const;
-  /// How often the text stands in the writable memory of this process.
+  /// How often the text occurs in the writable memory of this process.
   std::size_t CountInMemory() const;
   std::size_t CountIn(const unsigned char* begin, const unsigned char* end) const;
 

@@ -36,7 +36,7 @@ class ScriptedCimServer {
 
   explicit ScriptedCimServer(ScriptedHttpServer::Options options = {});
 
-  /// Instances, one behind the other.
+  /// Instances, one after the other.
   void OnClass(const std::string& className, const std::string& instances);
   void OnClassError(const std::string& className, int code, const std::string& description);
   /// Any reply at all; "%ID%" in it becomes the message ID.

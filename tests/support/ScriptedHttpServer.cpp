@@ -37,7 +37,7 @@ int Listen(bool ipv6, u16& port) {
       getsockname(listener, generic, &size) != 0) {
     throw std::runtime_error("the test server cannot listen on loopback");
   }
-  u16 networkOrder = 0;  // the port stands in the same place for both families
+  u16 networkOrder = 0;  // the port is at the same offset for both families
   std::memcpy(&networkOrder, reinterpret_cast<const char*>(&place) + 2, sizeof networkOrder);
   port = ntohs(networkOrder);
   return listener;
@@ -121,6 +121,11 @@ int ScriptedHttpServer::ConnectionCount() const {
   return connections_;
 }
 
+void ScriptedHttpServer::AwaitAllClosed() {
+  std::unique_lock lock(mutex_);
+  closed_.wait(lock, [this] { return openSockets_.empty(); });
+}
+
 std::vector<HttpRequest> ScriptedHttpServer::Requests() const {
   const std::lock_guard lock(mutex_);
   return requests_;
@@ -182,6 +187,7 @@ void ScriptedHttpServer::Serve(int socket, int number, ConnectionFault fault) {
   }
   openSockets_.erase(number);
   close(socket);
+  closed_.notify_all();
 }
 
 void ScriptedHttpServer::Talk(HttpWire& wire, int number) {

@@ -39,17 +39,17 @@ struct HttpReply {
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
 
-  /// When not empty: these bytes are sent as they stand, and the fields above are not used.
+  /// When not empty: these bytes are sent as they are, and the fields above are not used.
   std::string raw;
-  /// Sent this many times behind everything else, for floods.
+  /// Sent this many times after everything else, for floods.
   std::string repeated;
   u64 repeatCount = 0;
 
   std::chrono::milliseconds delay{0};       ///< before the first byte
   std::size_t dripBytes = 0;                ///< when not 0: so many bytes at a time,
   std::chrono::milliseconds dripPause{1};   ///< with this pause between them
-  std::optional<std::size_t> cutAfter;      ///< close the connection behind so many bytes
-  bool closeAfter = false;                  ///< close the connection behind the reply, without announcing it,
+  std::optional<std::size_t> cutAfter;      ///< close the connection after so many bytes
+  bool closeAfter = false;                  ///< close the connection after the reply, without announcing it,
   std::chrono::milliseconds closePause{0};  ///< so much later
   bool resetAfter = false;                  ///< reset it (TCP RST) instead
 };
@@ -91,6 +91,8 @@ class ScriptedHttpServer {
 
   /// Connections accepted so far.
   int ConnectionCount() const;
+  /// Returns when no connection is open.
+  void AwaitAllClosed();
   std::vector<HttpRequest> Requests() const;
   /// Targets of all requests, in order.
   std::vector<std::string> Targets() const;
@@ -124,6 +126,7 @@ class ScriptedHttpServer {
   int faultsLeft_ = 0;
   int connections_ = 0;
   std::map<int, int> openSockets_;  ///< connection number to descriptor
+  std::condition_variable closed_;
   std::vector<std::thread> connectionThreads_;
   std::thread acceptThread_;
 };

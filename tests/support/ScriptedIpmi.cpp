@@ -9,46 +9,6 @@ namespace {
 
 constexpr u8 kStorage = 0x0A;
 
-class ScriptedTransport final : public IpmiClientInterface {
- public:
-  explicit ScriptedTransport(ScriptedIpmi& target) : target_(target) { ++target_.transports; }
-  ~ScriptedTransport() override { --target_.transports; }
-
-  CONNECTIONSTATE connect() override {
-    ++target_.connects;
-    if (target_.connectException) {
-      throw IpmiException(*target_.connectException);
-    }
-    return target_.connectState;
-  }
-
-  void disconnect() override {
-    ++target_.disconnects;
-    if (target_.disconnectThrows) {
-      throw IpmiException("disconnect failed");
-    }
-  }
-
-  int send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override {
-    target_.commands.push_back(command);
-    const IpmiAnswer answer = target_.Execute(command);
-    if (answer.exception) {
-      throw IpmiException(*answer.exception);
-    }
-    if (answer.otherException) {
-      throw std::runtime_error("not an IpmiException");
-    }
-    response = answer.data;
-    completionCode = answer.completionCode;
-    return answer.sent;
-  }
-
-  void setBlockLength(const u16& /*length*/) override {}
-
- private:
-  ScriptedIpmi& target_;
-};
-
 Bytes Slice(const Bytes& bytes, std::size_t offset, std::size_t count) {
   const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(std::min(offset, bytes.size()));
   const auto left = static_cast<std::size_t>(bytes.end() - begin);
@@ -64,6 +24,47 @@ u8 High(std::size_t value) {
 }
 
 }  // namespace
+
+CONNECTIONSTATE ScriptedTransport::connect() {
+  ++target_.connects;
+  if (target_.connectException) {
+    throw IpmiException(*target_.connectException);
+  }
+  return target_.connectState;
+}
+
+void ScriptedTransport::disconnect() {
+  ++target_.disconnects;
+  if (target_.disconnectThrows) {
+    throw IpmiException("disconnect failed");
+  }
+}
+
+int ScriptedTransport::SendTo(const Ipmi::ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+                              u8& completionCode) {
+  ScriptedIpmi* target = target_.At(to.address, to.lun);
+  if (target == nullptr) {
+    completionCode = 0x83;
+    return Ipmi::kSendNotHandedOn;
+  }
+  target->commands.push_back(command);
+  const IpmiAnswer answer = target->Execute(command);
+  if (answer.exception) {
+    throw IpmiException(*answer.exception);
+  }
+  if (answer.otherException) {
+    throw std::runtime_error("not an IpmiException");
+  }
+  response = answer.data;
+  completionCode = answer.completionCode;
+  return answer.sent;
+}
+
+void ScriptedTransport::SendAhead(std::span<Ipmi::QueuedCommand> commands) {
+  for (Ipmi::QueuedCommand& queued : commands.first(std::min(commands.size(), target_.answersAhead))) {
+    queued.answered = SendTo({}, queued.command, queued.response, queued.completionCode) == 0;
+  }
+}
 
 Bytes BytesOf(std::string_view text) {
   return {text.begin(), text.end()};
@@ -133,8 +134,24 @@ Bytes ScriptedIpmi::Locator(u8 device, std::string_view name) {
   return head + Bytes{static_cast<u8>(0xC0 | (name.size() & 0x1F))} + BytesOf(name);
 }
 
-std::unique_ptr<IpmiClientInterface> ScriptedIpmi::Transport() {
+std::unique_ptr<ScriptedTransport> ScriptedIpmi::Transport() {
   return std::make_unique<ScriptedTransport>(*this);
+}
+
+ScriptedIpmi& ScriptedIpmi::Elsewhere(u8 address, u8 lun) {
+  auto& place = elsewhere_[{address, lun}];
+  if (!place) {
+    place = std::make_unique<ScriptedIpmi>();
+  }
+  return *place;
+}
+
+ScriptedIpmi* ScriptedIpmi::At(u8 address, u8 lun) {
+  if (address == Ipmi::kServiceProcessor && lun == 0) {
+    return this;
+  }
+  const auto place = elsewhere_.find({address, lun});
+  return place != elsewhere_.end() ? place->second.get() : nullptr;
 }
 
 std::vector<Bytes> ScriptedIpmi::Sent(u8 netFn, u8 command) const {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "transport/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/AddressedCommands.h"
 
 namespace Kelvar::Test {
 
@@ -33,6 +33,8 @@ IpmiAnswer NoExchange(u8 completionCode = 0xFF);
 IpmiAnswer Throw(std::string text);
 IpmiAnswer ThrowOther();
 
+class ScriptedTransport;
+
 /// A service processor in memory. Must outlive the transports that it hands out.
 class ScriptedIpmi {
  public:
@@ -46,15 +48,22 @@ class ScriptedIpmi {
 
   /// Serves a FRU device, which refuses reads that pass its end with 0xC9.
   void AddFRU(u8 device, Bytes contents);
-  /// Adds a record to the sensor data record repository, behind the others. A reservation is asked for and checked.
+  /// Adds a record to the sensor data record repository, after the others. A reservation is asked for and checked.
   void AddSDR(Bytes record);
   /// A FRU Device Locator record, as AddSDR takes it.
   static Bytes Locator(u8 device, std::string_view name);
   /// From the given number of Get SDR commands on the reservation is lost, once.
   void LoseReservationAfter(std::size_t reads) { loseReservationAfter_ = reads; }
 
-  std::unique_ptr<IpmiClientInterface> Transport();
+  std::unique_ptr<ScriptedTransport> Transport();
 
+  /// A satellite controller, or another logical unit; there is none before this is called.
+  ScriptedIpmi& Elsewhere(u8 address, u8 lun = 0);
+  /// Null for one that is not there.
+  ScriptedIpmi* At(u8 address, u8 lun);
+
+  /// So many of the commands that are sent ahead are answered each time; 0: the target bears one at a time.
+  std::size_t answersAhead = 0;
   CONNECTIONSTATE connectState = IPMICONNECTED;
   std::optional<std::string> connectException;
   bool disconnectThrows = false;
@@ -82,12 +91,33 @@ class ScriptedIpmi {
   IpmiAnswer ReserveSDR();
   IpmiAnswer GetSDR(const Bytes& request);
 
+  std::map<std::pair<u8, u8>, std::unique_ptr<ScriptedIpmi>> elsewhere_;
   std::vector<Rule> rules_;
   std::map<u8, Bytes> devices_;
   std::vector<Bytes> records_;
   u16 reservation_ = 0;
   std::size_t sdrReads_ = 0;
   std::optional<std::size_t> loseReservationAfter_;
+};
+
+/// A way to a ScriptedIpmi. A satellite that is not there is a command that was not handed on.
+class ScriptedTransport final : public IpmiClientInterface, public Ipmi::AddressedCommands {
+ public:
+  explicit ScriptedTransport(ScriptedIpmi& target) : target_(target) { ++target_.transports; }
+  ~ScriptedTransport() override { --target_.transports; }
+
+  CONNECTIONSTATE connect() override;
+  void disconnect() override;
+  int send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override {
+    return SendTo({}, command, response, completionCode);
+  }
+  int SendTo(const Ipmi::ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+             u8& completionCode) override;
+  void SendAhead(std::span<Ipmi::QueuedCommand> commands) override;
+  void setBlockLength(const u16& /*length*/) override {}
+
+ private:
+  ScriptedIpmi& target_;
 };
 
 }  // namespace Kelvar::Test

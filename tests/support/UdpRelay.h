@@ -33,7 +33,7 @@ struct Weather {
 };
 RelayRule MakeWeather(const Weather& weather);
 
-/// Stands between a client and a server on 127.0.0.1, and spoils what passes.
+/// Is between a client and a server on 127.0.0.1, and spoils what passes.
 class UdpRelay {
  public:
   UdpRelay(u16 serverPort, RelayRule rule);

@@ -4,7 +4,7 @@
 #include <numeric>
 
 #include "common/text/ByteReader.h"
-#include "transport/ipmi/IpmiMessage.h"
+#include "transport/ipmi/BridgedMessage.h"
 
 namespace Kelvar::Test {
 
@@ -16,11 +16,13 @@ void AppendChecksum(Bytes& to, std::size_t from) {
   to.push_back(static_cast<u8>(0U - std::accumulate(to.begin() + static_cast<std::ptrdiff_t>(from), to.end(), 0U)));
 }
 
-/// The reply to a request message.
+/// The reply to a request message, from the place that it names.
 Bytes MessageFor(ByteView request, const IpmiAnswer& answer) {
-  Bytes message{0x81, static_cast<u8>(request[1] | 4)};
+  const u8 requesterLun = request[4] & 0x03;
+  Bytes message{kRemoteConsole, static_cast<u8>((request[1] & 0xFC) | 4 | requesterLun)};
   AppendChecksum(message, 0);
-  Append(message, Bytes{0x20, request[4], request[5], answer.completionCode});
+  Append(message, Bytes{request[0], static_cast<u8>((request[4] & 0xFC) | (request[1] & 0x03)), request[5],
+                        answer.completionCode});
   Append(message, answer.data);
   AppendChecksum(message, 3);
   return message;
@@ -61,7 +63,7 @@ std::vector<std::vector<u8>> VirtualBmc::Answer(const std::vector<u8>& datagram)
         reply = AnswerRakp3(plus->payload);
         break;
       default:
-        reply = AnswerInSession(datagram, plus->sessionId);
+        return AnswerInSession(datagram, plus->sessionId);
     }
   }
   return reply ? std::vector<Bytes>{*reply} : std::vector<Bytes>();
@@ -155,11 +157,10 @@ std::optional<Bytes> VirtualBmc::AnswerRakp3(ByteView in) {
   return Plus(PayloadType::Rakp4, payload);
 }
 
-std::optional<Bytes> VirtualBmc::AnswerInSession(const std::vector<u8>& datagram, u32 id) {
-  constexpr u8 kSetPrivilege = 0x3B;
+std::vector<Bytes> VirtualBmc::AnswerInSession(const std::vector<u8>& datagram, u32 id) {
   const auto found = sessions_.find(id);
   if (found == sessions_.end() || !found->second.key) {
-    return std::nullopt;
+    return {};
   }
   Session& session = found->second;
   Bytes packet = datagram;
@@ -167,25 +168,62 @@ std::optional<Bytes> VirtualBmc::AnswerInSession(const std::vector<u8>& datagram
   RmcpPlusSession anew(kSuite3, *session.key, session.exchange.targetId, session.exchange.consoleId);
   const auto request = (config_.dropsReplays ? *session.protection : anew).Unwrap(packet);
   if (!request) {
-    return std::nullopt;
+    return {};
   }
   const Bytes message(request->begin(), request->end());
-  const u8 netFn = message[1] >> 2;
-  const u8 command = message[5];
-  IpmiAnswer answer;
-  if (netFn == kNetFnApplication && command == kSetPrivilege) {
-    answer = Reply(DataOf(message));
-  } else if (netFn != kNetFnApplication || command != kCloseSession) {
-    const IPMICOMMAND asked{command, DataOf(message), netFn};
-    machine_.commands.push_back(asked);
-    answer = machine_.Execute(asked);
+  std::vector<Bytes> replies;
+  for (const Bytes& answer : AnswerCommand(message)) {
+    session.protection->Wrap(replies.emplace_back(), answer);
   }
-  Bytes reply;
-  session.protection->Wrap(reply, MessageFor(message, answer));
-  if (netFn == kNetFnApplication && command == kCloseSession) {
+  if (message[1] >> 2 == kNetFnApplication && message[5] == kCloseSession) {
     sessions_.erase(found);
   }
-  return answer.sent == 0 ? std::optional(reply) : std::nullopt;
+  return replies;
+}
+
+std::vector<Bytes> VirtualBmc::AnswerCommand(const Bytes& message) {
+  constexpr u8 kSetPrivilege = 0x3B;
+  const u8 netFn = message[1] >> 2;
+  const u8 command = message[5];
+  if (netFn == kNetFnApplication && (command == kSetPrivilege || command == kCloseSession)) {
+    return {MessageFor(message, Reply(command == kSetPrivilege ? DataOf(message) : Bytes()))};
+  }
+  if (netFn == kNetFnApplication && command == kSendMessage) {
+    return AnswerBridged(message);
+  }
+  ScriptedIpmi* machine = machine_.At(message[0], message[1] & 0x03);
+  if (machine == nullptr) {
+    return {MessageFor(message, Refuse(0xC2))};
+  }
+  machine->commands.push_back({command, DataOf(message), netFn});
+  const IpmiAnswer answer = machine->Execute(machine->commands.back());
+  return answer.sent == 0 ? std::vector<Bytes>{MessageFor(message, answer)} : std::vector<Bytes>();
+}
+
+std::vector<Bytes> VirtualBmc::AnswerBridged(const Bytes& message) {
+  const Bytes data = DataOf(message);
+  const Bytes inner(data.begin() + 1, data.end());
+  if (machine_.At(inner[0], inner[1] & 0x03) == nullptr) {
+    return {MessageFor(message, Refuse(0x83))};
+  }
+  const Bytes ack = MessageFor(message, Reply({}));
+  std::vector<Bytes> replies = AnswerCommand(inner);
+  switch (config_.bridging) {
+    case Bridging::AckFirst:
+      replies.insert(replies.begin(), ack);
+      return replies;
+    case Bridging::ReplyFirst:
+      replies.push_back(ack);
+      return replies;
+    case Bridging::Embedded:
+      return {MessageFor(message, Reply(replies.empty() ? Bytes() : replies[0]))};
+    case Bridging::Spoiled:
+      replies[0].back() ^= 1;
+      return {ack, replies[0]};
+    case Bridging::Mute:
+      break;
+  }
+  return {ack};
 }
 
 ByteView VirtualBmc::SessionKey() const {

@@ -13,6 +13,9 @@
 
 namespace Kelvar::Test {
 
+/// How replies to bridged commands come.
+enum class Bridging { AckFirst, ReplyFirst, Embedded, Mute, Spoiled };
+
 /// How a service processor on the network behaves.
 struct VirtualBmcConfig {
   std::string user = "admin";
@@ -21,11 +24,13 @@ struct VirtualBmcConfig {
   u8 highestPrivilege = 4;
   u8 privilegeRefusal = 0x0A;     ///< status of RAKP message 2 to a higher one
   std::size_t mostSessions = 63;  ///< half-open ones count too
-  bool dropsReplays = false;      ///< packets whose number it has seen; if not, it executes each copy
+  Bridging bridging = Bridging::AckFirst;
+  bool dropsReplays = false;  ///< packets whose number it has seen; if not, it executes each copy
 };
 
 /// A service processor behind RMCP+ (suite 3) that executes whatever copies of a request it gets, and draws a new
-/// random for each RAKP message 1. Built from the library's codecs: foreign servers keep those honest elsewhere.
+/// random for each RAKP message 1. Hands Send Message on to what its machine has elsewhere. Built from the library's
+/// codecs: foreign servers keep those honest elsewhere.
 class VirtualBmc {
  public:
   /// Commands inside of sessions go to `machine`.
@@ -52,7 +57,10 @@ class VirtualBmc {
   Bytes AnswerOpen(Ipmi::ByteView in);
   Bytes AnswerRakp1(Ipmi::ByteView in);
   std::optional<Bytes> AnswerRakp3(Ipmi::ByteView in);
-  std::optional<Bytes> AnswerInSession(const std::vector<u8>& datagram, u32 id);
+  std::vector<Bytes> AnswerInSession(const std::vector<u8>& datagram, u32 id);
+  /// Messages.
+  std::vector<Bytes> AnswerCommand(const Bytes& message);
+  std::vector<Bytes> AnswerBridged(const Bytes& message);
   Ipmi::ByteView SessionKey() const;
 
   ScriptedIpmi& machine_;

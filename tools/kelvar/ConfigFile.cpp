@@ -106,6 +106,8 @@ class Table {
   std::vector<std::string> known_;
 };
 
+constexpr unsigned kLongestSeconds = 3600;
+
 Config::Account AccountOf(const std::string& file, const toml::table& table) {
   Table reader(file, "account", table);
   Config::Account account;
@@ -125,22 +127,23 @@ Config::Account AccountOf(const std::string& file, const toml::table& table) {
   if (!account.password.file.empty() + !account.password.command.empty() + account.password.text.has_value() > 1) {
     Refuse(file, "an account takes only one of password-file, password-command and password");
   }
-  constexpr const char* protocols[] = {"", "ipmi", "redfish", "cim"};
-  if (std::find(std::begin(protocols), std::end(protocols), account.protocol) == std::end(protocols)) {
+  constexpr const char* kProtocols[] = {"", "ipmi", "redfish", "cim"};
+  if (std::find(std::begin(kProtocols), std::end(kProtocols), account.protocol) == std::end(kProtocols)) {
     Refuse(file, "account.protocol must be ipmi, redfish or cim");
   }
   return account;
 }
 
 Config::Serve ServeOf(const std::string& file, const toml::table& table) {
-  constexpr unsigned mostInFlight = 4096;
-  constexpr unsigned longestSeconds = 3600;
+  constexpr unsigned kMostInFlight = 4096;
   Table reader(file, "serve", table);
   Config::Serve serve;
   serve.listen = reader.Text("listen").value_or(serve.listen);
   serve.targets = reader.Texts("targets");
-  serve.maxInFlight = reader.Number("max-in-flight", serve.maxInFlight, mostInFlight);
-  serve.timeoutSeconds = reader.Number("timeout", serve.timeoutSeconds, longestSeconds);
+  serve.targetsFile = reader.Text("targets-file").value_or("");
+  serve.webConfig = reader.Text("web-config").value_or("");
+  serve.maxInFlight = reader.Number("max-in-flight", serve.maxInFlight, kMostInFlight);
+  serve.timeoutSeconds = reader.Number("timeout", serve.timeoutSeconds, kLongestSeconds);
   reader.RefuseOthers();
   return serve;
 }
@@ -150,6 +153,7 @@ Config::Module ModuleOf(const std::string& file, const toml::table& table) {
   Config::Module module;
   module.name = reader.Text("name").value_or("");
   module.what = reader.Texts("what");
+  module.maxAgeSeconds = reader.Number("max-age", 0, kLongestSeconds);
   reader.RefuseOthers();
   if (module.name.empty()) {
     Refuse(file, "module.name is missing");

@@ -33,6 +33,8 @@ struct Config {
   struct Serve {
     std::string listen = "127.0.0.1:9764";
     std::vector<std::string> targets;  ///< patterns of the addresses that may be read
+    std::string targetsFile;           ///< list of addresses that may be read too
+    std::string webConfig;             ///< file for TLS and users of the listener
     unsigned maxInFlight = 64;         ///< readings at a time
     unsigned timeoutSeconds = 60;      ///< longest reading; a scrape's own time-out can only shorten it
   };
@@ -41,6 +43,7 @@ struct Config {
   struct Module {
     std::string name;
     std::vector<std::string> what;  ///< empty: everything that the target offers
+    unsigned maxAgeSeconds = 0;     ///< of data that are served without a reading; 0: each probe reads
   };
 
   std::vector<Account> accounts;

@@ -22,12 +22,12 @@ namespace Kelvar::Tool {
 
 namespace {
 
-constexpr const char* prefix = "demo:";
-constexpr const char* program = "kelvar-bmcsim";
+constexpr const char* kPrefix = "demo:";
+constexpr const char* kProgram = "kelvar-bmcsim";
 
 // The account of the machines that come with the simulator.
-constexpr const char* user = "admin";
-constexpr const char* password = "kelvar-demo";
+constexpr const char* kUser = "admin";
+constexpr const char* kPassword = "kelvar-demo";
 
 struct Wanted {
   std::string protocol = "redfish";  ///< as the simulator names it
@@ -36,14 +36,14 @@ struct Wanted {
 
 Wanted Parse(const std::string& address) {
   Wanted wanted;
-  std::string rest = address.substr(std::strlen(prefix));
-  constexpr const char* setting = "?machine=";
+  std::string rest = address.substr(std::strlen(kPrefix));
+  constexpr const char* kSetting = "?machine=";
   const std::size_t question = rest.find('?');
   if (question != std::string::npos) {
-    if (rest.compare(question, std::strlen(setting), setting) != 0) {
+    if (rest.compare(question, std::strlen(kSetting), kSetting) != 0) {
       throw ToolError(ExitCode::Usage, "target \"" + address + "\": unknown parameter; a demo takes ?machine=NAME");
     }
-    wanted.machine = rest.substr(question + std::strlen(setting));
+    wanted.machine = rest.substr(question + std::strlen(kSetting));
     rest.resize(question);
   }
   if (!rest.empty()) {
@@ -60,12 +60,12 @@ Wanted Parse(const std::string& address) {
 std::string Simulator() {
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-  for (const auto& candidate : {folder / program, folder / "../../simulator" / program}) {
+  for (const auto& candidate : {folder / kProgram, folder / "../../simulator" / kProgram}) {
     if (!error && access(candidate.c_str(), X_OK) == 0) {
       return candidate;
     }
   }
-  return program;
+  return kProgram;
 }
 
 struct Pipe {
@@ -103,7 +103,7 @@ pid_t Start(const Wanted& wanted, const Pipe& input, const Pipe& output) {
   const int failure = posix_spawnp(&child, path.c_str(), &actions, nullptr, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (failure != 0) {
-    throw ToolError(ExitCode::Internal, std::string("cannot start ") + program + ": " + std::strerror(failure));
+    throw ToolError(ExitCode::Internal, std::string("cannot start ") + kProgram + ": " + std::strerror(failure));
   }
   return child;
 }
@@ -141,13 +141,13 @@ DemoMachine::DemoMachine(const std::string& address) {
   if (!port) {
     close(std::exchange(input.ends[1], -1));
     waitpid(child_, nullptr, 0);
-    throw ToolError(ExitCode::Internal, std::string(program) + " did not start");
+    throw ToolError(ExitCode::Internal, std::string(kProgram) + " did not start");
   }
   input_ = std::exchange(input.ends[1], -1);
   const std::string scheme = wanted.protocol == "cim" ? "cim+http" : wanted.protocol;
-  target_ = ParseTarget(scheme + "://" + user + "@127.0.0.1:" + std::to_string(*port));
+  target_ = ParseTarget(scheme + "://" + kUser + "@127.0.0.1:" + std::to_string(*port));
   target_.address = address;
-  target_.info.Password = password;
+  target_.info.Password = kPassword;
   target_.thisRunOnly = true;
 }
 
@@ -157,7 +157,7 @@ DemoMachine::~DemoMachine() {
 }
 
 bool DemoMachine::Names(const std::string& address) {
-  return address.compare(0, std::strlen(prefix), prefix) == 0;
+  return address.compare(0, std::strlen(kPrefix), kPrefix) == 0;
 }
 
 }  // namespace Kelvar::Tool

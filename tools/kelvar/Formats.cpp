@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 
 #include <fmt/format.h>
 
 #include "common/text/Escape.h"
 #include "tools/kelvar/inventory/InventoryPrinter.h"
 #include "tools/kelvar/inventory/InventoryReading.h"
+#include "tools/kelvar/metrics/OpenMetrics.h"
 #include "tools/kelvar/page/InventoryPage.h"
 
 namespace Kelvar::Tool {
@@ -29,7 +31,15 @@ std::string IndentedJsonOf(const Report& report) {
   return report.operations ? IndentedJsonText(report) : IndentedJsonText(*InventoryOf(report));
 }
 
+/// Throws for a column that no family has, rather than show nothing.
+void CheckColumns(const DocumentStyle& style) {
+  if (!style.columns.empty()) {
+    CsvColumns(FamiliesOf(style.families), style.columns);
+  }
+}
+
 Formatter OneTable(const DocumentStyle& style) {
+  CheckColumns(style);
   return {.textOf = [style](const Report& report) { return TableOf(report, style); }};
 }
 
@@ -44,6 +54,7 @@ std::string TitledTable(const Report& report, const DocumentStyle& style) {
 }
 
 Formatter ManyTables(const DocumentStyle& style) {
+  CheckColumns(style);
   return {.separator = "\n", .textOf = [style](const Report& report) { return TitledTable(report, style); }};
 }
 
@@ -68,19 +79,27 @@ Formatter Csv(const DocumentStyle& style) {
           .textOf = [columns](const Report& report) { return CsvText(*InventoryOf(report), columns); }};
 }
 
-Formatter Html(const DocumentStyle& style) {
-  if (style.operations) {
-    throw ToolError(ExitCode::Usage, "html shows an inventory; for operations use table, json, jsonl or csv");
-  }
+Formatter Html(const DocumentStyle& /*style*/) {
   return {.head = PageHead(), .foot = PageFoot(), .textOf = [](const Report& report) {
             return PagePiece(*InventoryOf(report));
           }};
 }
 
+/// A metric's samples of all targets come together, so that the document is made at its end.
+Formatter OpenMetrics(const DocumentStyle& /*style*/) {
+  const auto document = std::make_shared<OpenMetricsDocument>();
+  return {.textOf =
+              [document](const Report& report) {
+                document->Add(*InventoryOf(report));
+                return std::string();
+              },
+          .summary = [document] { return document->Text(); }};
+}
+
 constexpr Format kFormats[] = {
-    {"table", OneTable, ManyTables, true}, {"json", OneJson, JsonArray, true},
-    {"jsonl", JsonLines, JsonLines, true}, {"csv", Csv, Csv, false},
-    {"html", Html, Html, false},
+    {"table", OneTable, ManyTables, true, true}, {"json", OneJson, JsonArray, true, true},
+    {"jsonl", JsonLines, JsonLines, true, true}, {"csv", Csv, Csv, true, false},
+    {"html", Html, Html, false, true},           {"openmetrics", OpenMetrics, OpenMetrics, false, false},
 };
 
 }  // namespace
@@ -94,10 +113,6 @@ std::string JsonLineOf(const Report& report) {
   return JsonOf(report);
 }
 
-std::span<const Format> Formats() {
-  return kFormats;
-}
-
 const Format& FormatNamed(std::string_view name) {
   const auto found = std::find_if(std::begin(kFormats), std::end(kFormats),
                                   [name](const Format& format) { return name == format.name; });
@@ -107,10 +122,12 @@ const Format& FormatNamed(std::string_view name) {
   return *found;
 }
 
-std::vector<std::string> FormatNames() {
+std::vector<std::string> FormatNames(bool operations) {
   std::vector<std::string> names;
   for (const Format& format : kFormats) {
-    names.emplace_back(format.name);
+    if (format.operations || !operations) {
+      names.emplace_back(format.name);
+    }
   }
   return names;
 }

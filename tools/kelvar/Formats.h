@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,16 +37,15 @@ struct Format {
   const char* name;
   Formatter (*one)(const DocumentStyle& style);   ///< of a single target
   Formatter (*many)(const DocumentStyle& style);  ///< of a list of targets
+  bool operations;                                ///< also for results of fixed operations
   bool differences;                               ///< also for --diff and --baseline
 };
-
-/// All of them, the default first.
-std::span<const Format> Formats();
 
 /// Throws ToolError (usage) for an unknown name.
 const Format& FormatNamed(std::string_view name);
 
-std::vector<std::string> FormatNames();
+/// Of all formats, or of those for fixed operations; the default first.
+std::vector<std::string> FormatNames(bool operations);
 
 /// A report as the JSON line that runs are saved as.
 std::string JsonLineOf(const Report& report);

@@ -24,8 +24,8 @@ struct Group {
 
 const Group kGroups[] = {
     {"Output",
-     {"format", "columns", "limit", "since", "severity", "oldest-first", "follow", "nagios", "wide", "color", "explain",
-      "verbose", "quiet"}},
+     {"format", "columns", "limit", "since", "severity", "oldest-first", "follow", "interval", "nagios", "wide",
+      "color", "explain", "verbose", "quiet"}},
     {"Login", {"user", "password-file", "password-command", "config"}},
     {"Connection",
      {"deadline", "timeout", "requests", "auth", "no-cache", "insecure", "cacert", "pin", "redfish-port", "cim-port",

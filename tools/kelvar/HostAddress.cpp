@@ -23,10 +23,9 @@ std::string TextOf(const addrinfo& address) {
   return mapped ? found.substr(7) : found;
 }
 
-std::vector<std::string> Resolve(const std::string& host, int flags) {
+std::vector<std::string> Resolve(const std::string& host) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = flags;
   addrinfo* found = nullptr;
   if (getaddrinfo(host.c_str(), nullptr, &hints, &found) != 0) {
     return {};
@@ -54,17 +53,12 @@ std::string Lowered(std::string name) {
 }  // namespace
 
 std::vector<std::string> AddressesOf(const std::string& host) {
-  std::vector<std::string> addresses = Resolve(host, 0);
+  std::vector<std::string> addresses = Resolve(host);
   return addresses.empty() ? std::vector<std::string>{Lowered(host)} : addresses;
 }
 
-std::string UsualSpelling(const std::string& host) {
-  const std::vector<std::string> address = Resolve(host, AI_NUMERICHOST);
-  return address.empty() ? Lowered(host) : address.front();
-}
-
-bool IsLoopback(const std::string& usualSpelling) {
-  return usualSpelling.compare(0, 4, "127.") == 0 || usualSpelling == "::1" || usualSpelling == "localhost";
+bool IsLoopback(const std::string& address) {
+  return address.compare(0, 4, "127.") == 0 || address == "::1";
 }
 
 }  // namespace Kelvar::Tool

@@ -57,7 +57,7 @@ void Declare(CLI::App& app, ProbeOptions& options) {
   app.add_option("--user", options.user, "Also try to log in as this user")->type_name("USER");
   DeclarePassword(app, options.password);
   DeclareConfig(app, options.config);
-  app.add_option("--format", options.format, "How to print")
+  app.add_option("--format", options.format, "Output format")
       ->check(CLI::IsMember({"table", "json"}))
       ->capture_default_str();
   app.add_option("--redfish-port", options.redfishPort, "Port of Redfish")->type_name("PORT")->capture_default_str();
@@ -236,7 +236,7 @@ ExitCode Judge(const std::vector<Attempt>& attempts) {
 }  // namespace
 
 int ProbeHost(int argc, const char* const* argv) {
-  CLI::App app("Tells which protocols a host answers, and why it does not answer the others.", "kelvar probe");
+  CLI::App app("Shows which protocols a host answers, and why it does not answer the others.", "kelvar probe");
   ProbeOptions options;
   Declare(app, options);
   if (const std::optional<int> over = Parse(app, argc, argv)) {

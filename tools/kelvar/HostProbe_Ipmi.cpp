@@ -16,15 +16,15 @@ namespace Kelvar::Tool {
 namespace {
 
 // RMCP, a session header without authentication, and Get Channel Authentication Capabilities with its checksums.
-constexpr std::array<u8, 23> request{0x06, 0x00, 0xFF, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
-                                     0x00, 0x09, 0x20, 0x18, 0xC8, 0x81, 0x04, 0x38, 0x8E, 0x04, 0xB1};
+constexpr std::array<u8, 23> kRequest{0x06, 0x00, 0xFF, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+                                      0x00, 0x09, 0x20, 0x18, 0xC8, 0x81, 0x04, 0x38, 0x8E, 0x04, 0xB1};
 
-constexpr std::size_t completionCodeAt = 20;
-constexpr std::size_t supportAt = 22;    // bit 7: byte 24 is valid
-constexpr std::size_t extensionAt = 24;  // bit 1: IPMI 2.0
-constexpr std::size_t shortestReply = 26;
+constexpr std::size_t kCompletionCodeAt = 20;
+constexpr std::size_t kSupportAt = 22;    // bit 7: byte 24 is valid
+constexpr std::size_t kExtensionAt = 24;  // bit 1: IPMI 2.0
+constexpr std::size_t kShortestReply = 26;
 
-constexpr int tryMs = 500;
+constexpr int kTryMs = 500;
 
 class Socket {
  public:
@@ -49,14 +49,14 @@ class Socket {
 };
 
 ProbeAnswer ReadReply(const u8* reply, std::size_t size) {
-  const bool rmcp = size >= shortestReply && reply[0] == 0x06 && reply[3] == 0x07;
+  const bool rmcp = size >= kShortestReply && reply[0] == 0x06 && reply[3] == 0x07;
   if (!rmcp) {
     return {ExitCode::BadData, "RMCP", "the response is not IPMI"};
   }
-  if (reply[completionCodeAt] != 0) {
+  if (reply[kCompletionCodeAt] != 0) {
     return {ExitCode::Complete, "RMCP", "IPMI"};
   }
-  const bool second = (reply[supportAt] & 0x80) != 0 && (reply[extensionAt] & 0x02) != 0;
+  const bool second = (reply[kSupportAt] & 0x80) != 0 && (reply[kExtensionAt] & 0x02) != 0;
   return {ExitCode::Complete, "RMCP", second ? "IPMI 2.0" : "IPMI 1.5"};
 }
 
@@ -67,11 +67,11 @@ ProbeAnswer Ask(const addrinfo& address, int timeoutSeconds) {
   }
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
   while (std::chrono::steady_clock::now() < end) {
-    if (send(channel.Number(), request.data(), request.size(), 0) < 0) {
+    if (send(channel.Number(), kRequest.data(), kRequest.size(), 0) < 0) {
       return {ExitCode::Unreachable, "port", std::strerror(errno)};
     }
     pollfd readable{channel.Number(), POLLIN, 0};
-    if (poll(&readable, 1, tryMs) > 0) {
+    if (poll(&readable, 1, kTryMs) > 0) {
       std::array<u8, 256> reply{};
       const ssize_t size = recv(channel.Number(), reply.data(), reply.size(), 0);
       return size < 0 ? ProbeAnswer{ExitCode::Unreachable, "port", std::strerror(errno)}

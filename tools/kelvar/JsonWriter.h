@@ -17,17 +17,17 @@ using IndentedJson = rapidjson::PrettyWriter<JsonBuffer, rapidjson::UTF8<>, rapi
 
 /// All control characters of ASCII, which JSON has escapes for.
 inline const std::string& AsciiControls() {
-  static const std::string controls = [] {
+  static const std::string kControls = [] {
     std::string all(1, '\x7F');
     for (char control = 0; control < ' '; ++control) {
       all += control;
     }
     return all;
   }();
-  return controls;
+  return kControls;
 }
 
-/// A text in any bytes: those that are no UTF-8 become \xNN.
+/// A text in any bytes: those that are not UTF-8 become \xNN.
 template <typename Writer>
 void WriteText(Writer& writer, const std::string& text) {
   const std::string valid = Text::EscapeControl(text, AsciiControls());

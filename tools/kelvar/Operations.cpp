@@ -45,9 +45,9 @@ Outcome ReadGeneration(const OperationContext& context) {
 }
 
 Outcome ReadCimLog(const OperationContext& context) {
-  constexpr int commonEventIds = 3;
+  constexpr int kCommonEventIds = 3;
   std::vector<KelvarNfw::ZMCMESSAGELOGDATA> list;
-  Outcome outcome{context.inventory.GetZMCMessageLogDataCIM(list, context.commonEventId ? commonEventIds : 0), {}};
+  Outcome outcome{context.inventory.GetZMCMessageLogDataCIM(list, context.commonEventId ? kCommonEventIds : 0), {}};
   for (const auto& record : list) {
     outcome.records.push_back(RecordOf(record));
   }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include "tools/kelvar/CommandLine.h"
 #include "tools/kelvar/Formats.h"
 #include "tools/kelvar/Operations.h"
+#include "tools/kelvar/inventory/IsoTime.h"
 
 namespace Kelvar::Tool {
 
@@ -36,7 +38,7 @@ std::string WordsText() {
 }
 
 std::string FamiliesText() {
-  return "WHAT is any of (default: everything that the target has)\n"
+  return "WHAT is any of (default: all that the target has)\n"
          "  system        systems, managers and chassis\n"
          "  firmware      versions of all firmware\n"
          "  components    processors, memory, drives, adapters, supplies, fans\n"
@@ -58,7 +60,7 @@ constexpr const char* kTargets =
 
 constexpr const char* kCommands =
     "\nOther commands\n"
-    "  kelvar health TARGET...             one verdict a machine, with its reasons\n"
+    "  kelvar health TARGET...             a verdict for each machine, and reasons\n"
     "  kelvar diff A B                     what differs between two runs or targets\n"
     "  kelvar probe HOST                   which protocols answer, and why not\n"
     "  kelvar raw TARGET PATH              one Redfish resource as JSON\n"
@@ -86,21 +88,43 @@ constexpr const char* kOperationExamples =
 
 std::string Footer(bool operations) {
   if (operations) {
-    return "NAME is any of (default: everything that the target offers)\n" + WordsText() + kTargets + kEnd +
+    return "NAME is any of (default: all that the target offers)\n" + WordsText() + kTargets + kEnd +
            kOperationExamples;
   }
   return FamiliesText() + kTargets + kCommands + kEnd + kExamples;
+}
+
+/// For CLI11: what is wrong with a date or time; empty when nothing is.
+std::string IsoTime(const std::string& text) {
+  constexpr std::string_view kShape = "0000-00-00T00:00:00";
+  constexpr std::size_t kDate = 10;
+  const std::string time = text.size() == kDate ? text + "T00:00:00" : text;
+  std::string shape = time.substr(0, kShape.size());
+  std::replace_if(
+      shape.begin(), shape.end(), [](char one) { return one >= '0' && one <= '9'; }, '0');
+  const bool valid = shape == kShape && (SecondsOfIsoTime(time) || SecondsOfIsoTime(time + "Z"));  // UTC without a zone
+  return valid ? "" : "\"" + text + "\" is not a date or time such as 2026-03-01 or 2026-03-01T08:00:00Z";
+}
+
+/// For CLI11: the same for a fingerprint.
+std::string Fingerprint(std::string text) {
+  constexpr std::size_t kDigits = 64;
+  text.erase(std::remove(text.begin(), text.end(), ':'), text.end());
+  const bool valid = text.size() == kDigits && text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+  return valid ? "" : "a SHA-256 fingerprint has 64 hexadecimal digits";
 }
 
 /// Options of the reading of the inventory.
 void DeclareReader(CLI::App& app, Options& options) {
   app.add_option("--columns", options.columns, "Keys that tables and csv show, such as name,reading,health")
       ->delimiter(',')
+      ->allow_extra_args(false)  // what comes next is a target or a part
       ->type_name("KEY,...");
-  app.add_option("--limit", options.reader.log_limit, "Entries of each log; 0 for all")->type_name("N");
-  app.add_option("--since", options.reader.log_since, "Leave out log entries from before, such as 2026-03-01")
+  app.add_option("--limit", options.reader.log_limit, "Most entries of each log; 0 for all")->type_name("N");
+  app.add_option("--since", options.reader.log_since, "Leave out older log entries; a date or time such as 2026-03-01")
+      ->check(IsoTime)
       ->type_name("TIME");
-  app.add_option("--severity", options.severity, "Leave out log entries that are less severe")
+  app.add_option("--severity", options.severity, "Leave out less severe log entries")
       ->check(CLI::IsMember({"warning", "critical"}));
   constexpr unsigned kLongestInterval = 3600;
   auto* const follow = app.add_flag("--follow", options.follow, "Show new log entries as they come, until interrupted");
@@ -124,8 +148,8 @@ std::size_t TerminalWidth() {
 }
 
 void DeclareOutput(CLI::App& app, Options& options) {
-  app.add_option("--format", options.format, "How to print; default with --targets: jsonl (table on a terminal)")
-      ->check(CLI::IsMember(FormatNames()))
+  app.add_option("--format", options.format, "Output format; with --targets jsonl unless on a terminal")
+      ->check(CLI::IsMember(FormatNames(options.operations)))
       ->capture_default_str();
   app.add_flag("--explain", options.explain, "Show the requests that were made and what came back");
   app.add_flag("--wide", options.wide, "Do not fit tables to the terminal");
@@ -139,40 +163,36 @@ bool Set(const char* variable) {
 }  // namespace
 
 void DeclareConnection(CLI::App& app, Options& options) {
-  app.add_option("--deadline,--timeout", options.deadlineSeconds, "Seconds for one target, 0 for no deadline")
+  app.add_option("--deadline,--timeout", options.deadlineSeconds, "Time limit for one target; 0 for none")
       ->check(CLI::Range(0.0, kLongestDeadline))
       ->type_name("SECONDS")
       ->capture_default_str();
-  CLI::Option* const authorities =
-      app.add_option("--cacert", options.reader.connection.tls_ca_file, "Verify certificates by those of a file")
-          ->check(CLI::ExistingFile)
-          ->type_name("FILE");
+  CLI::Option* const authorities = app.add_option("--cacert", options.reader.connection.tls_ca_file,
+                                                  "Verify the target's certificate by those of a file")
+                                       ->check(CLI::ExistingFile)
+                                       ->type_name("FILE");
   const std::string insecure = "Verify no certificate, as by default";
-  app.add_flag("--insecure", insecure)->excludes(authorities);
-}
-
-void DeclarePin(CLI::App& app, Options& options) {
-  app.add_option("--pin", options.reader.connection.tls_pinned_fingerprint,
-                 "Accept only the certificate with this SHA-256 fingerprint")
-      ->type_name("HEX")
-      ->excludes("--insecure");
+  CLI::Option* const pin = app.add_option("--pin", options.reader.connection.tls_pinned_fingerprint,
+                                          "Accept only the certificate with this SHA-256 fingerprint")
+                               ->check(Fingerprint)
+                               ->type_name("HEX");
+  app.add_flag("--insecure", insecure)->excludes(authorities)->excludes(pin);
 }
 
 void DeclareRequests(CLI::App& app, Options& options) {
   constexpr u32 kMostRequests = 16;
-  app.add_option("--requests", options.reader.requests_at_once, "Redfish requests under way at one time")
+  app.add_option("--requests", options.reader.requests_at_once, "Redfish requests at the same time")
       ->check(CLI::Range(1U, kMostRequests))
       ->type_name("N")
       ->capture_default_str();
   app.add_option("--auth", options.authentication, "How to log in to Redfish")
       ->check(CLI::IsMember({"automatic", "session", "basic"}))
       ->capture_default_str();
-  app.add_flag("!--no-cache", options.reader.sdr_cache,
-               "IPMI: keep no sensor data records, and use none that are kept");
+  app.add_flag("!--no-cache", options.reader.sdr_cache, "IPMI: neither use nor write cached sensor data records");
 }
 
 void DeclareScreen(CLI::App& app, Options& options) {
-  app.add_option("--color", options.colour, "Whether to colour")
+  app.add_option("--color", options.colour, "When to use colours")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->capture_default_str();
   app.add_flag("-v,--verbose", options.verbose, "Show what goes wrong on the way; up to three times for more");
@@ -181,7 +201,6 @@ void DeclareScreen(CLI::App& app, Options& options) {
 
 void DeclareReading(CLI::App& app, Options& options) {
   DeclareConnection(app, options);
-  DeclarePin(app, options);
   DeclareRequests(app, options);
   DeclarePassword(app, options.password);
   DeclareConfig(app, options.config);
@@ -189,21 +208,20 @@ void DeclareReading(CLI::App& app, Options& options) {
 }
 
 void Declare(CLI::App& app, Options& options) {
-  app.add_option("TARGET", options.target, "Whose inventory is read");
+  app.add_option("TARGET", options.target, "Server to read: a URL, see below");
   if (options.operations) {
-    app.add_option("NAME", options.what, "Operations that are read");
+    app.add_option("NAME", options.what, "Operations to run, see below");
     app.add_option("--with-cim", options.withCim, "CIM target that lists the components of a Redfish target")
         ->type_name("TARGET");
-    app.add_flag("--common-event-id", options.commonEventId, "log over CIM: show common event IDs");
+    app.add_flag("--common-event-id", options.commonEventId, "CIM: show common event IDs in the log");
   } else {
-    app.add_option("WHAT", options.what, "What is read");
+    app.add_option("WHAT", options.what, "Parts to read, see below");
     DeclareReader(app, options);
     DeclareRequests(app, options);
   }
   DeclarePassword(app, options.password);
   DeclareConfig(app, options.config);
   DeclareConnection(app, options);
-  DeclarePin(app, options);
   DeclareOutput(app, options);
   DeclareScreen(app, options);
   app.set_version_flag("--version", "kelvar " KELVAR_VERSION, "Print the version and exit");
@@ -220,7 +238,7 @@ DocumentStyle StyleOf(const Options& options) {
 
 std::chrono::milliseconds PatienceOf(const Options& options) {
   constexpr double kThousand = 1000;
-  constexpr double kGrace = 3;
+  constexpr double kGrace = 6;  // for a session that opened at the last moment to be closed
   const double seconds =
       options.deadlineSeconds > 0 && !options.operations ? options.deadlineSeconds + kGrace : options.deadlineSeconds;
   return std::chrono::milliseconds(static_cast<long>(std::ceil(seconds * kThousand)));

@@ -49,11 +49,8 @@ struct Options {
 /// Options of a reading of the inventory, or where `options` says so of fixed operations.
 void Declare(CLI::App& app, Options& options);
 
-/// Options --deadline, --cacert and --insecure.
+/// Options --deadline, --cacert, --pin and --insecure.
 void DeclareConnection(CLI::App& app, Options& options);
-
-/// Option --pin.
-void DeclarePin(CLI::App& app, Options& options);
 
 /// Options --requests, --auth and --no-cache, of the inventory's reader.
 void DeclareRequests(CLI::App& app, Options& options);

@@ -12,7 +12,7 @@ enum class Colour { Never, Always };
 std::string TableText(const Report& report, Colour colour);
 
 /// For programs: one JSON object in ASCII on one line, with "format_version"; docs/report.schema.json describes it.
-/// Bytes that are no UTF-8 stand as \xNN in the texts.
+/// Bytes that are not UTF-8 are written as \xNN in the texts.
 std::string JsonText(const Report& report);
 
 /// The same over several lines, indented.

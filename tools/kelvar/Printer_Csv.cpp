@@ -2,22 +2,15 @@
 
 #include <fmt/format.h>
 
-#include "common/text/Escape.h"
+#include "tools/kelvar/CsvText.h"
 #include "tools/kelvar/Printer.h"
 
 namespace Kelvar::Tool {
 
 namespace {
 
-/// A text that a spreadsheet takes for itself.
-std::string Harmless(const std::string& text) {
-  const std::string escaped = Text::EscapeControl(text);
-  const bool formula = !escaped.empty() && std::string_view("=+-@").find(escaped.front()) != std::string_view::npos;
-  return formula ? "'" + escaped : escaped;
-}
-
 struct CellText {
-  std::string operator()(const std::string& text) const { return Harmless(text); }
+  std::string operator()(const std::string& text) const { return text; }
   std::string operator()(u64 number) const { return fmt::format("{}", number); }
   std::string operator()(float number) const { return std::isfinite(number) ? fmt::format("{}", number) : ""; }
   std::string operator()(bool flag) const { return flag ? "true" : "false"; }
@@ -26,22 +19,11 @@ struct CellText {
     for (const std::string& text : texts) {
       all += (all.empty() ? "" : "; ") + text;
     }
-    return Harmless(all);
+    return all;
   }
 };
 
-std::string Quoted(const std::string& cell) {
-  if (cell.find_first_of(",\"") == std::string::npos) {
-    return cell;
-  }
-  std::string quoted = "\"";
-  for (const char character : cell) {
-    quoted += character == '"' ? "\"\"" : std::string(1, character);
-  }
-  return quoted + '"';
-}
-
-constexpr const char* lineFormat = "{},{},{},{},{},{}\r\n";  // target, what, status, record, field, value
+constexpr const char* kLineFormat = "{},{},{},{},{},{}\r\n";  // target, what, status, record, field, value
 
 }  // namespace
 
@@ -50,22 +32,22 @@ std::string CsvHead() {
 }
 
 std::string CsvText(const Report& report) {
-  const std::string target = Quoted(Harmless(report.target));
+  const std::string target = CsvCell(report.target);
   std::string text;
   if (!report.error.empty()) {
-    text += fmt::format(lineFormat, target, "", NameOf(report.code), "", "", Quoted(Harmless(report.error)));
+    text += fmt::format(kLineFormat, target, "", NameOf(report.code), "", "", CsvCell(report.error));
   }
   for (const OperationResult& result : report.results) {
     const char* const what = result.operation->name;
     const char* const status = NameOf(result.code);
     if (result.code != ExitCode::Complete) {
-      text += fmt::format(lineFormat, target, what, status, "", "", Quoted(Harmless(ReasonOf(result))));
+      text += fmt::format(kLineFormat, target, what, status, "", "", CsvCell(ReasonOf(result)));
     }
     unsigned number = 0;
     for (const Record& record : result.records) {
       ++number;
       for (const auto& [name, value] : record) {
-        text += fmt::format(lineFormat, target, what, status, number, name, Quoted(std::visit(CellText{}, value)));
+        text += fmt::format(kLineFormat, target, what, status, number, name, CsvCell(std::visit(CellText{}, value)));
       }
     }
   }

@@ -13,7 +13,7 @@ namespace Kelvar::Tool {
 
 namespace {
 
-constexpr unsigned formatVersion = 1;
+constexpr unsigned kFormatVersion = 1;
 
 template <typename Writer>
 struct ValueWriter {
@@ -84,7 +84,7 @@ template <typename Writer>
 void WriteReport(Writer& writer, const Report& report) {
   writer.StartObject();
   writer.Key("format_version");
-  writer.Uint(formatVersion);
+  writer.Uint(kFormatVersion);
   WriteMember(writer, "target", report.target);
   if (report.code != ExitCode::Usage) {  // the address was understood
     WriteMember(writer, "protocol", NameOf(report.protocol));

@@ -90,6 +90,7 @@ class Reading {
       inventory = Connect(target_, partner);
     }
     report_.connecting = met.Exchanges();
+    Note(met.Tls());
     report_.loginRefused = AccountRefused(met);
     understood_ = met.ServiceUnderstood();
     if (met.Cause() == FailureCause::None && inventory->GetConnectStatus() == 0) {
@@ -131,6 +132,8 @@ class Reading {
     }
   }
 
+  void Note(const DiagnosticTls& tls) { report_.tls = *tls.version == '\0' ? report_.tls : tls; }
+
   OperationResult Read(const Operation& operation, const OperationContext& context) {
     Diagnostics met;
     met.SetWaitListener(options_.waiting);
@@ -147,6 +150,7 @@ class Reading {
     }
     identified_ = identified_ || !outcome.records.empty();
     report_.loginRefused = report_.loginRefused || AccountRefused(met);
+    Note(met.Tls());
     stopped_ = report_.loginRefused || (EndsReading(judgement.code) && !understood_);
     stoppedBy_ = judgement.code;
     return {&operation,     outcome.returned,          std::move(outcome.records),
@@ -235,14 +239,10 @@ InventoryReport ReadSevere(const Target& target, const ReadOptions& options, Inv
 }
 
 Report ReadModel(const Target& target, const ReadOptions& options) {
-  InventoryReaderOptions reader = options.reader;
-  reader.connection = ForReading(target.Complete(reader.connection));
-  if (target.thisRunOnly) {
-    reader.sdr_cache_folder.clear();
-  }
-  auto inventory = std::make_shared<InventoryReport>(options.severity.empty()
-                                                         ? ReadInventory(target, options.what, reader, options.waiting)
-                                                         : ReadSevere(target, options, reader));
+  const InventoryReaderOptions reader = ReaderOptionsFor(target, options);
+  auto inventory = std::make_shared<InventoryReport>(
+      options.severity.empty() ? ReadInventory(target, options.what, reader, options.waiting, options.kept)
+                               : ReadSevere(target, options, reader));
   Report report;
   report.target = target.address;
   report.protocol = target.protocol;
@@ -252,11 +252,21 @@ Report ReadModel(const Target& target, const ReadOptions& options) {
   report.connection = inventory->diagnostics.ServiceUnderstood() ? ExitCode::Complete : inventory->code;
   report.loginRefused = AccountRefused(inventory->diagnostics);
   report.error = inventory->error;
+  report.tls = inventory->tls;
   report.inventory = std::move(inventory);
   return report;
 }
 
 }  // namespace
+
+InventoryReaderOptions ReaderOptionsFor(const Target& target, const ReadOptions& options) {
+  InventoryReaderOptions reader = options.reader;
+  reader.connection = ForReading(target.Complete(reader.connection));
+  if (target.thisRunOnly) {
+    reader.sdr_cache_folder.clear();
+  }
+  return reader;
+}
 
 void CheckWords(const std::vector<std::string>& what, bool operations, Protocol protocol) {
   if (operations) {

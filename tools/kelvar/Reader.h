@@ -20,6 +20,9 @@ struct ReadOptions {
   bool commonEventId = false;          ///< CIM: the event log with common event IDs
   /// Told of each fixed operation that begins: its position from 1 and how many there are. On the reading thread.
   std::function<void(const Operation& operation, std::size_t position, std::size_t count)> begin = {};
+  /// Of the inventory: a reader that outlives the reading, made for the target with ReaderOptionsFor(). It reads with
+  /// the deadline of `reader` alone.
+  InventoryReader* kept = nullptr;
   /// Told of pauses between two tries, as Diagnostics::WaitListener is.
   Diagnostics::WaitListener waiting = {};
 };
@@ -27,8 +30,11 @@ struct ReadOptions {
 /// Told of every result as soon as it is there, on the reading thread. False ends the reading after it.
 using Progress = std::function<bool(const OperationResult& result)>;
 
-/// Throws ToolError (usage) for a word that is no family, or with `operations` no operation, and (unsupported) for an
-/// operation that the protocol lacks.
+/// What a reader of the inventory is made with.
+InventoryReaderOptions ReaderOptionsFor(const Target& target, const ReadOptions& options);
+
+/// Throws ToolError (usage) for a word that is not a family (with `operations`: not an operation), and (unsupported)
+/// for an operation that the protocol lacks.
 void CheckWords(const std::vector<std::string>& what, bool operations, Protocol protocol);
 
 /// Connects to a target whose user name and password are filled in, and reads. With `partner`, a CIM target, a Redfish

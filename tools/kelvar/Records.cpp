@@ -79,26 +79,26 @@ bool IsFact(const Value& value) {
 /// The entries of all Redfish logs have the same fields.
 template <class R>
 Record RedfishLogRecord(const R& record) {
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(CreationTimeStamp),
-                                        KELVAR_TOOL_FIELD(PerceivedSeverity),
-                                        KELVAR_TOOL_FIELD(Message),
-                                        KELVAR_TOOL_FIELD(EventSequenceNumber),
-                                        KELVAR_TOOL_FIELD(EventID),
-                                        KELVAR_TOOL_FIELD(MessageID),
-                                        KELVAR_TOOL_FIELD(MessageArguments),
-                                        KELVAR_TOOL_FIELD(Source),
-                                        KELVAR_TOOL_FIELD(ElementName),
-                                        KELVAR_TOOL_FIELD(AuxiliaryData),
-                                        KELVAR_TOOL_FIELD(Hidden),
-                                        KELVAR_TOOL_FIELD(RecordIndex)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(CreationTimeStamp),
+                                         KELVAR_TOOL_FIELD(PerceivedSeverity),
+                                         KELVAR_TOOL_FIELD(Message),
+                                         KELVAR_TOOL_FIELD(EventSequenceNumber),
+                                         KELVAR_TOOL_FIELD(EventID),
+                                         KELVAR_TOOL_FIELD(MessageID),
+                                         KELVAR_TOOL_FIELD(MessageArguments),
+                                         KELVAR_TOOL_FIELD(Source),
+                                         KELVAR_TOOL_FIELD(ElementName),
+                                         KELVAR_TOOL_FIELD(AuxiliaryData),
+                                         KELVAR_TOOL_FIELD(Hidden),
+                                         KELVAR_TOOL_FIELD(RecordIndex)};
+  return Read(record, kFields);
 }
 
 }  // namespace
 
 Record RecordOf(const KelvarNfw::NODEFIRMWAREBUILDID& record) {
   using R = KelvarNfw::NODEFIRMWAREBUILDID;
-  static constexpr Field<R> fields[] = {
+  static constexpr Field<R> kFields[] = {
       KELVAR_TOOL_FIELD(BMCBuildID),          KELVAR_TOOL_FIELD(BMCBuildDate),
       KELVAR_TOOL_FIELD(BMCBackUpBuildID),    KELVAR_TOOL_FIELD(BMCBackUpBuildDate),
       KELVAR_TOOL_FIELD(uEFIBuildID),         KELVAR_TOOL_FIELD(uEFIBuildDate),
@@ -110,84 +110,84 @@ Record RecordOf(const KelvarNfw::NODEFIRMWAREBUILDID& record) {
       KELVAR_TOOL_FIELD(DRVLNpBuildID),       KELVAR_TOOL_FIELD(DRVLNpBuildIDDate),
       KELVAR_TOOL_FIELD(DRVWNpBuildID),       KELVAR_TOOL_FIELD(DRVWNpBuildIDDate),
       KELVAR_TOOL_FIELD(SorelBuildID),        KELVAR_TOOL_FIELD(SorelBuildIDDate)};
-  return Read(record, fields);
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::NODEFIRMWARESYSTEMVPD& record) {
   using R = KelvarNfw::NODEFIRMWARESYSTEMVPD;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(MachineType), KELVAR_TOOL_FIELD(SerialNumber),
-                                        KELVAR_TOOL_FIELD(ModelName)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(MachineType), KELVAR_TOOL_FIELD(SerialNumber),
+                                         KELVAR_TOOL_FIELD(ModelName)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::ZMCDNSSETTINGDATA& record) {
   using R = KelvarNfw::ZMCDNSSETTINGDATA;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(DNSServerAddresses),
-                                        KELVAR_TOOL_FIELD(RequestedHostname), KELVAR_TOOL_FIELD(ZMCIndex)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(DNSServerAddresses),
+                                         KELVAR_TOOL_FIELD(RequestedHostname), KELVAR_TOOL_FIELD(ZMCIndex)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::ZMCIPPROTOCOLENDPOINT& record) {
   using R = KelvarNfw::ZMCIPPROTOCOLENDPOINT;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(IPAddress),
-                                        KELVAR_TOOL_FIELD(AddressOrigin), KELVAR_TOOL_FIELD(ZMCIndex)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(IPAddress),
+                                         KELVAR_TOOL_FIELD(AddressOrigin), KELVAR_TOOL_FIELD(ZMCIndex)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::ZMCSTATICIP& record) {
   using R = KelvarNfw::ZMCSTATICIP;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(ElementName),        KELVAR_TOOL_FIELD(AddressOrigin),
-                                        KELVAR_TOOL_FIELD(IPv4Address),        KELVAR_TOOL_FIELD(IPv6Address),
-                                        KELVAR_TOOL_FIELD(SubnetMask),         KELVAR_TOOL_FIELD(GatewayIPv4Address),
-                                        KELVAR_TOOL_FIELD(GatewayIPv6Address), KELVAR_TOOL_FIELD(ZMCIndex)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName),        KELVAR_TOOL_FIELD(AddressOrigin),
+                                         KELVAR_TOOL_FIELD(IPv4Address),        KELVAR_TOOL_FIELD(IPv6Address),
+                                         KELVAR_TOOL_FIELD(SubnetMask),         KELVAR_TOOL_FIELD(GatewayIPv4Address),
+                                         KELVAR_TOOL_FIELD(GatewayIPv6Address), KELVAR_TOOL_FIELD(ZMCIndex)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::ZMCSNMPCOMMUNITYSTRING& record) {
   using R = KelvarNfw::ZMCSNMPCOMMUNITYSTRING;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(ZMCIndex)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(ZMCIndex)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::INDICATORLEDS& record) {
   using R = KelvarNfw::INDICATORLEDS;
-  static constexpr Field<R> fields[] = {
+  static constexpr Field<R> kFields[] = {
       KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(ActivationState), KELVAR_TOOL_FIELD(DefaultActivationState),
       KELVAR_TOOL_FIELD(ControlMode), KELVAR_TOOL_FIELD(DeviceID),        KELVAR_TOOL_FIELD(OtherIdentifyingInfo),
       KELVAR_TOOL_FIELD(ZMCIndex)};
-  return Read(record, fields);
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::NUMERICSENSORS& record) {
   using R = KelvarNfw::NUMERICSENSORS;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(ElementName),
-                                        KELVAR_TOOL_FIELD(CurrentReading),
-                                        KELVAR_TOOL_FIELD(BaseUnits),
-                                        KELVAR_TOOL_FIELD(CurrentState),
-                                        KELVAR_TOOL_FIELD(HealthState),
-                                        KELVAR_TOOL_FIELD(LowerThresholdNonCritical),
-                                        KELVAR_TOOL_FIELD(LowerThresholdCritical),
-                                        KELVAR_TOOL_FIELD(LowerThresholdFatal),
-                                        KELVAR_TOOL_FIELD(UpperThresholdNonCritical),
-                                        KELVAR_TOOL_FIELD(UpperThresholdCritical),
-                                        KELVAR_TOOL_FIELD(UpperThresholdFatal),
-                                        KELVAR_TOOL_FIELD(DeviceID),
-                                        KELVAR_TOOL_FIELD(Caption),
-                                        KELVAR_TOOL_FIELD(Description),
-                                        KELVAR_TOOL_FIELD(ZMCIndex)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName),
+                                         KELVAR_TOOL_FIELD(CurrentReading),
+                                         KELVAR_TOOL_FIELD(BaseUnits),
+                                         KELVAR_TOOL_FIELD(CurrentState),
+                                         KELVAR_TOOL_FIELD(HealthState),
+                                         KELVAR_TOOL_FIELD(LowerThresholdNonCritical),
+                                         KELVAR_TOOL_FIELD(LowerThresholdCritical),
+                                         KELVAR_TOOL_FIELD(LowerThresholdFatal),
+                                         KELVAR_TOOL_FIELD(UpperThresholdNonCritical),
+                                         KELVAR_TOOL_FIELD(UpperThresholdCritical),
+                                         KELVAR_TOOL_FIELD(UpperThresholdFatal),
+                                         KELVAR_TOOL_FIELD(DeviceID),
+                                         KELVAR_TOOL_FIELD(Caption),
+                                         KELVAR_TOOL_FIELD(Description),
+                                         KELVAR_TOOL_FIELD(ZMCIndex)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATA& record) {
   using R = KelvarNfw::ZMCMESSAGELOGDATA;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(CreationTimeStamp), KELVAR_TOOL_FIELD(PerceivedSeverity),
-                                        KELVAR_TOOL_FIELD(Message),           KELVAR_TOOL_FIELD(EventSequenceNumber),
-                                        KELVAR_TOOL_FIELD(EventID),           KELVAR_TOOL_FIELD(MessageID),
-                                        KELVAR_TOOL_FIELD(MessageArguments),  KELVAR_TOOL_FIELD(LogName),
-                                        KELVAR_TOOL_FIELD(LogInstanceID),     KELVAR_TOOL_FIELD(ElementName),
-                                        KELVAR_TOOL_FIELD(AuxiliaryData),     KELVAR_TOOL_FIELD(Hidden),
-                                        KELVAR_TOOL_FIELD(ZMCIndex)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(CreationTimeStamp), KELVAR_TOOL_FIELD(PerceivedSeverity),
+                                         KELVAR_TOOL_FIELD(Message),           KELVAR_TOOL_FIELD(EventSequenceNumber),
+                                         KELVAR_TOOL_FIELD(EventID),           KELVAR_TOOL_FIELD(MessageID),
+                                         KELVAR_TOOL_FIELD(MessageArguments),  KELVAR_TOOL_FIELD(LogName),
+                                         KELVAR_TOOL_FIELD(LogInstanceID),     KELVAR_TOOL_FIELD(ElementName),
+                                         KELVAR_TOOL_FIELD(AuxiliaryData),     KELVAR_TOOL_FIELD(Hidden),
+                                         KELVAR_TOOL_FIELD(ZMCIndex)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATAREST& record) {
@@ -200,53 +200,53 @@ Record RecordOf(const MAINTLOGREDFISHDATA& record) {
 
 Record RecordOf(const OtherSystemVPD& record) {
   using R = OtherSystemVPD;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(Name), KELVAR_TOOL_FIELD(Manufacturer),
-                                        KELVAR_TOOL_FIELD(PartNumber), KELVAR_TOOL_FIELD(FruPartNumber),
-                                        KELVAR_TOOL_FIELD(SerialNumber)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(Name), KELVAR_TOOL_FIELD(Manufacturer),
+                                         KELVAR_TOOL_FIELD(PartNumber), KELVAR_TOOL_FIELD(FruPartNumber),
+                                         KELVAR_TOOL_FIELD(SerialNumber)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const SystemBoardVPD& record) {
   using R = SystemBoardVPD;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(Name),          KELVAR_TOOL_FIELD(Manufacturer),
-                                        KELVAR_TOOL_FIELD(Model),         KELVAR_TOOL_FIELD(PartNumber),
-                                        KELVAR_TOOL_FIELD(FruPartNumber), KELVAR_TOOL_FIELD(SerialNumber)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(Name),          KELVAR_TOOL_FIELD(Manufacturer),
+                                         KELVAR_TOOL_FIELD(Model),         KELVAR_TOOL_FIELD(PartNumber),
+                                         KELVAR_TOOL_FIELD(FruPartNumber), KELVAR_TOOL_FIELD(SerialNumber)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarAgentless::ComputerSystem& record) {
   using R = KelvarAgentless::ComputerSystem;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(ProductName),  KELVAR_TOOL_FIELD(Version),
-                                        KELVAR_TOOL_FIELD(Manufacturer), KELVAR_TOOL_FIELD(SystemGUID),
-                                        KELVAR_TOOL_FIELD(SerialNumber), KELVAR_TOOL_FIELD(Model),
-                                        KELVAR_TOOL_FIELD(UUID)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ProductName),  KELVAR_TOOL_FIELD(Version),
+                                         KELVAR_TOOL_FIELD(Manufacturer), KELVAR_TOOL_FIELD(SystemGUID),
+                                         KELVAR_TOOL_FIELD(SerialNumber), KELVAR_TOOL_FIELD(Model),
+                                         KELVAR_TOOL_FIELD(UUID)};
+  return Read(record, kFields);
 }
 
 Record RecordOf(const KelvarOptions::SoftwareIdentity_& record) {
   using R = KelvarOptions::SoftwareIdentity_;
-  static constexpr Field<R> fields[] = {KELVAR_TOOL_FIELD(Name),
-                                        KELVAR_TOOL_FIELD(VersionString),
-                                        KELVAR_TOOL_FIELD(SoftwareID),
-                                        KELVAR_TOOL_FIELD(ReleaseDate),
-                                        KELVAR_TOOL_FIELD(Description),
-                                        KELVAR_TOOL_FIELD(ElementName),
-                                        KELVAR_TOOL_FIELD(ProductName),
-                                        KELVAR_TOOL_FIELD(Manufacturer),
-                                        KELVAR_TOOL_FIELD(Classifications),
-                                        KELVAR_TOOL_FIELD(ClassificationDescriptions),
-                                        KELVAR_TOOL_FIELD(IdentityInfoType),
-                                        KELVAR_TOOL_FIELD(IdentityInfoValue),
-                                        KELVAR_TOOL_FIELD(SubDeviceID),
-                                        KELVAR_TOOL_FIELD(SoftwareStatus),
-                                        KELVAR_TOOL_FIELD(SoftwareRole),
-                                        KELVAR_TOOL_FIELD(IsPLDMUpdateSupported),
-                                        KELVAR_TOOL_FIELD(InstanceID),
-                                        KELVAR_TOOL_FIELD(AssociatedAdapterSlot),
-                                        KELVAR_TOOL_FIELD(LastUpdateError),
-                                        KELVAR_TOOL_FIELD(LastUpdateErrorString),
-                                        KELVAR_TOOL_FIELD(RelatedItems)};
-  return Read(record, fields);
+  static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(Name),
+                                         KELVAR_TOOL_FIELD(VersionString),
+                                         KELVAR_TOOL_FIELD(SoftwareID),
+                                         KELVAR_TOOL_FIELD(ReleaseDate),
+                                         KELVAR_TOOL_FIELD(Description),
+                                         KELVAR_TOOL_FIELD(ElementName),
+                                         KELVAR_TOOL_FIELD(ProductName),
+                                         KELVAR_TOOL_FIELD(Manufacturer),
+                                         KELVAR_TOOL_FIELD(Classifications),
+                                         KELVAR_TOOL_FIELD(ClassificationDescriptions),
+                                         KELVAR_TOOL_FIELD(IdentityInfoType),
+                                         KELVAR_TOOL_FIELD(IdentityInfoValue),
+                                         KELVAR_TOOL_FIELD(SubDeviceID),
+                                         KELVAR_TOOL_FIELD(SoftwareStatus),
+                                         KELVAR_TOOL_FIELD(SoftwareRole),
+                                         KELVAR_TOOL_FIELD(IsPLDMUpdateSupported),
+                                         KELVAR_TOOL_FIELD(InstanceID),
+                                         KELVAR_TOOL_FIELD(AssociatedAdapterSlot),
+                                         KELVAR_TOOL_FIELD(LastUpdateError),
+                                         KELVAR_TOOL_FIELD(LastUpdateErrorString),
+                                         KELVAR_TOOL_FIELD(RelatedItems)};
+  return Read(record, kFields);
 }
 
 #undef KELVAR_TOOL_FIELD

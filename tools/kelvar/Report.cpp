@@ -31,6 +31,24 @@ bool ThresholdsAreScaled(const Record& sensor, Protocol protocol) {
   return protocol == Protocol::Redfish && (caption == nullptr || IsEmpty(*caption));
 }
 
+std::string TextOf(const DiagnosticTls& tls) {
+  const std::string version = tls.version;
+  if (version.empty()) {
+    return "";
+  }
+  switch (tls.verification) {
+    case TlsVerification::Authority:
+      return version + ", certificate verified (--cacert)";
+    case TlsVerification::Pin:
+      return version + ", certificate verified (--pin)";
+    case TlsVerification::PinAndAuthority:
+      return version + ", certificate verified (--cacert and --pin)";
+    case TlsVerification::None:
+      break;
+  }
+  return version + ", certificate not verified (see --cacert and --pin)";
+}
+
 std::string ReasonOf(const OperationResult& result) {
   return result.why.empty() ? result.note : result.note + " (" + result.why + ")";
 }

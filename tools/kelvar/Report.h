@@ -36,6 +36,7 @@ struct Report {
   double seconds = 0;  ///< from the first step to the last
   ExitCode code = ExitCode::Complete;
   ExitCode connection = ExitCode::Complete;    ///< why the service was never reached; Complete when it was
+  DiagnosticTls tls;                           ///< as in InventoryReport
   bool loginRefused = false;                   ///< the account itself was refused, not just one resource
   std::string error;                           ///< why nothing, or nothing more, could be read
   std::vector<DiagnosticExchange> connecting;  ///< exchanges before the first operation
@@ -51,6 +52,9 @@ std::shared_ptr<const InventoryReport> InventoryOf(const Report& report);
 /// Whether a sensor's thresholds are in the unit of its reading. Over CIM, and for a manufacturer's own sensors over
 /// Redfish (which have a caption), the unit modifier is applied to the reading alone.
 bool ThresholdsAreScaled(const Record& sensor, Protocol protocol);
+
+/// How the connections were secured, for people; empty when none was over TLS.
+std::string TextOf(const DiagnosticTls& tls);
 
 /// The note and the reason in one phrase.
 std::string ReasonOf(const OperationResult& result);

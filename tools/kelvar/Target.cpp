@@ -27,7 +27,7 @@ struct Scheme {
   u16 port;
 };
 
-constexpr Scheme schemes[] = {
+constexpr Scheme kSchemes[] = {
     {"ipmi", Protocol::Ipmi, CONNECTION_CASE_IPMI_LAN, 0, 623},
     {"redfish", Protocol::Redfish, CONNECTION_CASE_REDFISH, 0, 443},
     {"cim+http", Protocol::Cim, CONNECTION_CASE_CIM_BMC, 0, 5988},
@@ -39,7 +39,9 @@ constexpr Scheme schemes[] = {
 };
 
 [[noreturn]] void Refuse(const std::string& address, const std::string& why) {
-  throw ToolError(ExitCode::Usage, "target \"" + address + "\": " + why);
+  constexpr std::size_t kMostShown = 200;  // a line of a list may be of any length
+  const std::string shown = address.size() > kMostShown ? address.substr(0, kMostShown) + "..." : address;
+  throw ToolError(ExitCode::Usage, "target \"" + shown + "\": " + why);
 }
 
 u16 NumberOf(const std::string& address, std::string_view text) {
@@ -96,12 +98,15 @@ const Scheme& SchemeOf(const std::string& address, const Url& url) {
   const std::string name = url.Part(CURLUPART_SCHEME).value_or("");
   std::vector<std::string> known{"ipmi-local"};
   std::string list = known.front();
-  for (const Scheme& scheme : schemes) {
+  for (const Scheme& scheme : kSchemes) {
     if (name == scheme.name) {
       return scheme;
     }
     known.emplace_back(scheme.name);
     list += std::string(", ") + scheme.name;
+  }
+  if (name == "http" || name == "https") {
+    Refuse(address, "a scheme names the protocol; for Redfish write redfish://HOST, for CIM cim+" + name + "://HOST");
   }
   const std::string suggestion = Suggestion(name, known);
   Refuse(address, "unknown scheme \"" + name + "\"" + (suggestion.empty() ? "; use one of " + list : suggestion));
@@ -168,17 +173,20 @@ void ReadHost(const std::string& address, const Url& url, ConnectionInfo& info) 
     if (const auto zone = url.Part(CURLUPART_ZONEID)) {
       info.Host += '%' + *zone;
     }
+  } else {
+    // What was decoded may be an IPv4 address in an unusual spelling, which libcurl knows in plain text alone.
+    info.Host = Url("http://" + info.Host).Part(CURLUPART_HOST).value_or(info.Host);
   }
 }
 
 std::optional<Target> ParseLocal(const std::string& address) {
-  constexpr std::string_view prefix = "ipmi-local:";
-  if (address.compare(0, prefix.size(), prefix) != 0) {
+  constexpr std::string_view kPrefix = "ipmi-local:";
+  if (address.compare(0, kPrefix.size(), kPrefix) != 0) {
     return std::nullopt;
   }
   Target target{address, Protocol::Ipmi, {}};
   target.info.ConnectionCase = CONNECTION_CASE_IPMI_LOCAL;
-  target.info.ZMCIndex = NumberOf(address, std::string_view(address).substr(prefix.size()));
+  target.info.ZMCIndex = NumberOf(address, std::string_view(address).substr(kPrefix.size()));
   return target;
 }
 

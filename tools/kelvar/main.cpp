@@ -26,7 +26,9 @@ using namespace Kelvar;
 using namespace Kelvar::Tool;
 
 int Read(const char* name, bool operations, int argc, const char* const* argv) {
-  CLI::App app("Prints the inventory of a server, read through its service processor.", name);
+  CLI::App app(operations ? "Prints the records of the library's fixed operations."
+                          : "Prints the inventory of a server, read through its service processor.",
+               name);
   Options options;
   options.operations = operations;
   FleetOptions fleet;

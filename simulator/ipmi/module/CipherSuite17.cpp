@@ -30,13 +30,13 @@ namespace Kelvar::Simulator {
 
 namespace {
 
-constexpr int rakpHmacSha256 = 3;
-constexpr int hmacSha256_128 = 4;
-constexpr int aesCbc128 = 1;
-constexpr std::size_t keyLength = 32;
-constexpr std::size_t integrityLength = 16;
+constexpr int kRakpHmacSha256 = 3;
+constexpr int kHmacSha256_128 = 4;
+constexpr int kAesCbc128 = 1;
+constexpr std::size_t kKeyLength = 32;
+constexpr std::size_t kIntegrityLength = 16;
 
-using Key = std::array<unsigned char, keyLength>;
+using Key = std::array<unsigned char, kKeyLength>;
 
 /// The session's own key fields hold 20 bytes, too few for this suite.
 struct Keys {
@@ -102,15 +102,15 @@ struct CutRakp2 {
 CutRakp2 cutRakp2;
 
 void SendWhole(lanserv_data_t* lan, const iovec* pieces, int count, void* address, int addressLength) {
-  constexpr std::size_t payloadLengthAt = 14;
+  constexpr std::size_t kPayloadLengthAt = 14;
   Bytes packet;
   for (const iovec& piece : std::span(pieces, static_cast<std::size_t>(count))) {
     Append(packet, {static_cast<const unsigned char*>(piece.iov_base), piece.iov_len});
   }
   Append(packet, cutRakp2.rest);
-  const std::size_t payloadLength = packet.size() - (payloadLengthAt + 2);
-  packet.at(payloadLengthAt) = static_cast<unsigned char>(payloadLength);
-  packet.at(payloadLengthAt + 1) = static_cast<unsigned char>(payloadLength >> 8);
+  const std::size_t payloadLength = packet.size() - (kPayloadLengthAt + 2);
+  packet.at(kPayloadLengthAt) = static_cast<unsigned char>(payloadLength);
+  packet.at(kPayloadLengthAt + 1) = static_cast<unsigned char>(payloadLength >> 8);
   iovec whole{packet.data(), packet.size()};
   lan->send_out(lan, &whole, 1, address, addressLength);
 }
@@ -127,15 +127,15 @@ void SendRakp2(lanserv_data_t* lan, iovec* pieces, int count, void* address, int
 }
 
 int InitAuthentication(lanserv_data_t* /*lan*/, session_t* session) {
-  session->auth_data.akey_len = keyLength;
-  session->auth_data.integ_len = integrityLength;
+  session->auth_data.akey_len = kKeyLength;
+  session->auth_data.integ_len = kIntegrityLength;
   return 0;
 }
 
 int SetRakp2(lanserv_data_t* lan, session_t* session, unsigned char* data, unsigned int* length,
              unsigned int maxLength) {
-  constexpr std::size_t room = keyLength - sizeof cutRakp2.rest;
-  if (*length + room > maxLength) {
+  constexpr std::size_t kRoom = kKeyLength - sizeof cutRakp2.rest;
+  if (*length + kRoom > maxLength) {
     return E2BIG;
   }
   const auth_data_t& own = session->auth_data;
@@ -147,9 +147,9 @@ int SetRakp2(lanserv_data_t* lan, session_t* session, unsigned char* data, unsig
   Append(text, {lan->guid, 16});
   AppendRoleAndUser(text, own);
   const Key code = Hmac(UserKey(lan, session), text);
-  std::memcpy(data + *length, code.data(), room);
-  *length += room;
-  std::copy(code.begin() + room, code.end(), cutRakp2.rest.begin());
+  std::memcpy(data + *length, code.data(), kRoom);
+  *length += kRoom;
+  std::copy(code.begin() + kRoom, code.end(), cutRakp2.rest.begin());
   cutRakp2.sendOut = lan->send_out;
   lan->send_out = SendRakp2;
   DeriveKeys(lan, session);
@@ -157,8 +157,8 @@ int SetRakp2(lanserv_data_t* lan, session_t* session, unsigned char* data, unsig
 }
 
 int CheckRakp3(lanserv_data_t* lan, session_t* session, unsigned char* data, unsigned int* length) {
-  constexpr std::size_t fixedLength = 8;
-  if (*length < fixedLength + keyLength) {
+  constexpr std::size_t kFixedLength = 8;
+  if (*length < kFixedLength + kKeyLength) {
     return E2BIG;
   }
   const auth_data_t& own = session->auth_data;
@@ -173,7 +173,7 @@ int CheckRakp3(lanserv_data_t* lan, session_t* session, unsigned char* data, uns
 
 int SetRakp4(lanserv_data_t* lan, session_t* session, unsigned char* data, unsigned int* length,
              unsigned int maxLength) {
-  if (*length + integrityLength > maxLength) {
+  if (*length + kIntegrityLength > maxLength) {
     return E2BIG;
   }
   Bytes text;
@@ -181,13 +181,13 @@ int SetRakp4(lanserv_data_t* lan, session_t* session, unsigned char* data, unsig
   AppendId(text, session->sid);
   Append(text, {lan->guid, 16});
   const Key code = Hmac(KeysOf(session).sessionIntegrity, text);
-  std::memcpy(data + *length, code.data(), integrityLength);
-  *length += integrityLength;
+  std::memcpy(data + *length, code.data(), kIntegrityLength);
+  *length += kIntegrityLength;
   return 0;
 }
 
 int InitIntegrity(lanserv_data_t* /*lan*/, session_t* session) {
-  session->auth_data.integ_len = integrityLength;
+  session->auth_data.integ_len = kIntegrityLength;
   return 0;
 }
 
@@ -195,26 +195,26 @@ void CleanUpIntegrity(lanserv_data_t* /*lan*/, session_t* session) {
   KeysOf(session) = {};
 }
 
-/// The code covers everything behind the four bytes of the RMCP header.
+/// The code covers everything after the four bytes of the RMCP header.
 int AddIntegrity(lanserv_data_t* /*lan*/, session_t* session, unsigned char* packet, unsigned int* length,
                  unsigned int size) {
-  constexpr unsigned int headerLength = 4;
-  if (*length < headerLength || *length + integrityLength > size) {
+  constexpr unsigned int kHeaderLength = 4;
+  if (*length < kHeaderLength || *length + kIntegrityLength > size) {
     return E2BIG;
   }
-  const Key code = Hmac(KeysOf(session).k1, {packet + headerLength, *length - headerLength});
-  std::memcpy(packet + *length, code.data(), integrityLength);
-  *length += integrityLength;
+  const Key code = Hmac(KeysOf(session).k1, {packet + kHeaderLength, *length - kHeaderLength});
+  std::memcpy(packet + *length, code.data(), kIntegrityLength);
+  *length += kIntegrityLength;
   return 0;
 }
 
 int CheckIntegrity(lanserv_data_t* /*lan*/, session_t* session, msg_t* message) {
-  if (message->len < integrityLength) {
+  if (message->len < kIntegrityLength) {
     return E2BIG;
   }
-  const std::size_t covered = message->len - integrityLength;
+  const std::size_t covered = message->len - kIntegrityLength;
   const Key code = Hmac(KeysOf(session).k1, {message->data, covered});
-  return CRYPTO_memcmp(message->data + covered, code.data(), integrityLength) == 0 ? 0 : EINVAL;
+  return CRYPTO_memcmp(message->data + covered, code.data(), kIntegrityLength) == 0 ? 0 : EINVAL;
 }
 
 }  // extern "C"
@@ -232,24 +232,24 @@ ValidCipherSuite* Find(const ValidCipherSuite& wanted) {
   return nullptr;
 }
 
-constexpr ValidCipherSuite suite3{1, 1, aesCbc128};
-constexpr ValidCipherSuite suite17{rakpHmacSha256, hmacSha256_128, aesCbc128};
-constexpr ValidCipherSuite xrc4Suites[] = {{2, 3, 2}, {2, 3, 3}};
+constexpr ValidCipherSuite kSuite3{1, 1, kAesCbc128};
+constexpr ValidCipherSuite kSuite17{kRakpHmacSha256, kHmacSha256_128, kAesCbc128};
+constexpr ValidCipherSuite kXrc4Suites[] = {{2, 3, 2}, {2, 3, 3}};
 
 }  // namespace
 
 void AddCipherSuite17() {
-  auths[rakpHmacSha256] = &authentication;
-  integs[hmacSha256_128] = &integrity;
+  auths[kRakpHmacSha256] = &authentication;
+  integs[kHmacSha256_128] = &integrity;
   // The list has no room for one more: an xRC4 suite, which nothing speaks, makes way.
-  if (ValidCipherSuite* place = Find(xrc4Suites[0])) {
-    *place = suite17;
+  if (ValidCipherSuite* place = Find(kXrc4Suites[0])) {
+    *place = kSuite17;
   }
 }
 
 void RemoveCipherSuite3() {
-  if (ValidCipherSuite* place = Find(suite3)) {
-    *place = xrc4Suites[1];
+  if (ValidCipherSuite* place = Find(kSuite3)) {
+    *place = kXrc4Suites[1];
   }
 }
 

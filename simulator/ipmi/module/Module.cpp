@@ -5,6 +5,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include <time.h>
 #include <unistd.h>
@@ -14,7 +15,9 @@ extern "C" {
 #include <OpenIPMI/mcserv.h>  // has no linkage of its own
 }
 
+#include "simulator/ipmi/module/Bridge.h"
 #include "simulator/ipmi/module/CipherSuite17.h"
+#include "simulator/ipmi/module/DelayedLine.h"
 #include "simulator/ipmi/module/ReplyTable.h"
 
 namespace {
@@ -24,6 +27,9 @@ using namespace Kelvar::Simulator;
 std::unique_ptr<ReplyTable> table;
 int reportDescriptor = -1;
 bool allCommandsTaken = false;
+
+/// A request to a satellite that ipmi_sim works on.
+std::optional<BridgedRequest> handedOn;
 
 /// The descriptor stays open: its end tells the service that this process has ended.
 void Report(const std::string& line) {
@@ -46,41 +52,124 @@ void Answer(channel_t* channel, msg_t* message, Bytes answer) {
   channel->return_rsp(channel, message, &response);
 }
 
-constexpr int handled = 1;
-constexpr int standardHandling = 0;
+constexpr int kHandled = 1;
+constexpr int kStandardHandling = 0;
+
+constexpr Kelvar::u8 kNetFnApplication = 0x06;
+constexpr Kelvar::u8 kSendMessage = 0x34;
+
+/// Answers of the module itself pass HandleResponse too.
+bool ownAnswer = false;
+
+void AnswerOf(channel_t* channel, msg_t* message, Bytes answer) {
+  ownAnswer = true;
+  Answer(channel, message, std::move(answer));
+  ownAnswer = false;
+}
+
+/// The satellite's reply as a message of its own.
+void AnswerOfSatellite(channel_t* channel, const msg_t& outer, const BridgedRequest& request, const Bytes& reply) {
+  msg_t inner = outer;
+  inner.netfn = request.netFn;
+  inner.cmd = request.command;
+  inner.rs_addr = request.address;
+  inner.rs_lun = request.lun;
+  inner.rq_seq = request.sequence;
+  AnswerOf(channel, &inner, reply);
+}
+
+void Deliver(channel_t* channel, msg_t* message, const BridgedRequest& request, const Bytes& reply) {
+  Bytes acknowledgement{0};
+  switch (table->BridgingOf(request.address).value_or(Bridging::AckFirst)) {
+    case Bridging::AckFirst:
+      AnswerOf(channel, message, acknowledgement);
+      AnswerOfSatellite(channel, *message, request, reply);
+      break;
+    case Bridging::ReplyFirst:
+      AnswerOfSatellite(channel, *message, request, reply);
+      AnswerOf(channel, message, acknowledgement);
+      break;
+    case Bridging::Embedded: {
+      const Bytes inner = request.Message(reply);
+      acknowledgement.insert(acknowledgement.end(), inner.begin(), inner.end());
+      AnswerOf(channel, message, std::move(acknowledgement));
+      break;
+    }
+  }
+}
+
+int HandleBridged(channel_t* channel, msg_t* message, BridgedRequest request) {
+  const Rule* rule = table->Take({request.netFn, request.command, request.data, request.address, request.lun});
+  if (rule != nullptr) {
+    Wait(rule->delayMs);
+  }
+  if (rule != nullptr && rule->silent) {
+    AnswerOf(channel, message, {0});
+    return kHandled;
+  }
+  if (rule != nullptr && rule->reply) {
+    Deliver(channel, message, request, *rule->reply);
+    return kHandled;
+  }
+  handedOn = std::move(request);
+  return kStandardHandling;
+}
 
 int Handle(channel_t* channel, msg_t* message) {
   const std::span<const Kelvar::u8> data(message->data, message->len);
   Wait(table->LatencyMs());
-  if (const Rule* rule = table->Take(message->netfn, message->cmd, data)) {
+  handedOn.reset();
+  if (message->netfn == kNetFnApplication && message->cmd == kSendMessage) {
+    auto request = BridgedRequest::From(data);
+    if (request && table->BridgingOf(request->address)) {
+      return HandleBridged(channel, message, std::move(*request));
+    }
+  }
+  if (const Rule* rule = table->Take({message->netfn, message->cmd, data, message->rs_addr, message->rs_lun})) {
     Wait(rule->delayMs);
     if (rule->silent) {
-      return handled;
+      return kHandled;
     }
     if (rule->reply) {
       Answer(channel, message, *rule->reply);
-      return handled;
+      return kHandled;
     }
     message->oem_data = reinterpret_cast<long>(rule);
   }
   if (std::optional<Bytes> answer = table->Read(message->netfn, message->cmd, data)) {
     Answer(channel, message, std::move(*answer));
-    return handled;
+    return kHandled;
   }
-  return standardHandling;
+  return kStandardHandling;
 }
 
 extern "C" int HandleMessage(channel_t* channel, msg_t* message) {
   try {
     return Handle(channel, message);
   } catch (...) {
-    return standardHandling;
+    return kStandardHandling;
   }
 }
 
-extern "C" int HandleResponse(channel_t* /*channel*/, msg_t* message, rsp_msg_t* response) {
+/// What ipmi_sim let the satellite say, as satellites of this kind say it.
+bool DeliverHandedOn(channel_t* channel, msg_t* message, const Bytes& answer) {
+  const auto request = std::exchange(handedOn, std::nullopt);
+  const auto reply = request ? ReplyInside(answer) : std::nullopt;
+  if (reply) {
+    Deliver(channel, message, *request, *reply);
+  }
+  return reply.has_value();
+}
+
+extern "C" int HandleResponse(channel_t* channel, msg_t* message, rsp_msg_t* response) {
+  if (ownAnswer) {
+    return kStandardHandling;
+  }
   try {
     Bytes answer(response->data, response->data + response->data_len);
+    if (DeliverHandedOn(channel, message, answer)) {
+      return kHandled;
+    }
     table->CutToRecord(message->netfn, message->cmd, {message->data, message->len}, answer);
     table->StampEvent(message->netfn, message->cmd, answer);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is what the server keeps for its modules
@@ -91,20 +180,21 @@ extern "C" int HandleResponse(channel_t* /*channel*/, msg_t* message, rsp_msg_t*
     response->data_len = static_cast<unsigned short>(answer.size());
   } catch (...) {
   }
-  return standardHandling;
+  return kStandardHandling;
 }
 
 lanserv_data_t* LanOf(channel_t* channel) {
   return reinterpret_cast<lanserv_data_t*>(reinterpret_cast<char*>(channel) - offsetof(lanserv_data_t, channel));
 }
 
-void Attach(channel_t* channel) {
-  constexpr unsigned char mediumLan = 4;
-  if (channel == nullptr || channel->medium_type != mediumLan) {
+void Attach(sys_data_t* system, channel_t* channel) {
+  constexpr unsigned char kMediumLan = 4;
+  if (channel == nullptr || channel->medium_type != kMediumLan) {
     return;
   }
   channel->oem.oem_handle_msg = HandleMessage;
   channel->oem.oem_handle_rsp = HandleResponse;
+  DelayLine(system, LanOf(channel), table->DelayMs());
   if (const auto seconds = table->SessionTimeout()) {
     LanOf(channel)->default_session_timeout = *seconds;
   }
@@ -152,7 +242,7 @@ __attribute__((visibility("default"))) int ipmi_sim_module_post_init(sys_data_t*
     }
     channel_t** channels = system->mc_get_channelset(controller);
     for (int number = 0; number < IPMI_MAX_CHANNELS; ++number) {
-      Attach(channels[number]);
+      Attach(system, channels[number]);
     }
   }
   Report(allCommandsTaken ? "ready" : "it refused a command of machine.emu");

@@ -11,19 +11,19 @@ namespace Kelvar::Simulator {
 
 namespace {
 
-constexpr u8 netFnStorage = 0x0A;
-constexpr u8 readFruData = 0x11;
-constexpr u8 getSdr = 0x23;
-constexpr u8 getSelEntry = 0x43;
-constexpr u8 netFnOem = 0x3A;
-constexpr u8 readStore = 0x0B;
-constexpr u8 readPath = 0xC4;
+constexpr u8 kNetFnStorage = 0x0A;
+constexpr u8 kReadFruData = 0x11;
+constexpr u8 kGetSdr = 0x23;
+constexpr u8 kGetSelEntry = 0x43;
+constexpr u8 kNetFnOem = 0x3A;
+constexpr u8 kReadStore = 0x0B;
+constexpr u8 kReadPath = 0xC4;
 
-constexpr u8 completionSuccess = 0x00;
-constexpr u8 completionLengthInvalid = 0xC7;
-constexpr u8 completionOutOfRange = 0xC9;
-constexpr u8 completionNotPresent = 0xCB;
-constexpr u8 completionInvalidField = 0xCC;
+constexpr u8 kCompletionSuccess = 0x00;
+constexpr u8 kCompletionLengthInvalid = 0xC7;
+constexpr u8 kCompletionOutOfRange = 0xC9;
+constexpr u8 kCompletionNotPresent = 0xCB;
+constexpr u8 kCompletionInvalidField = 0xCC;
 
 template <typename Number>
 Number NumberOf(std::string_view text, int base = 10) {
@@ -54,7 +54,7 @@ Bytes HexOf(std::string_view text) {
   Bytes bytes;
   for (const std::optional<u8>& byte : PatternOf(text)) {
     if (!byte) {
-      throw std::runtime_error("\"..\" in bytes that are no pattern");
+      throw std::runtime_error("\"..\" is allowed in a pattern only");
     }
     bytes.push_back(*byte);
   }
@@ -62,7 +62,11 @@ Bytes HexOf(std::string_view text) {
 }
 
 void SetOption(Rule& rule, const std::string& name, const std::string& value) {
-  if (name == "skip") {
+  if (name == "at") {
+    rule.address = NumberOf<u8>(value);
+  } else if (name == "lun") {
+    rule.lun = NumberOf<u8>(value);
+  } else if (name == "skip") {
     rule.skip = NumberOf<unsigned>(value);
   } else if (name == "times") {
     rule.times = NumberOf<unsigned>(value);
@@ -80,6 +84,17 @@ void SetOption(Rule& rule, const std::string& name, const std::string& value) {
   } else {
     throw std::runtime_error("unknown option " + name);
   }
+}
+
+Bridging BridgingNamed(const std::string& name) {
+  constexpr std::pair<const char*, Bridging> kNames[] = {
+      {"ack-first", Bridging::AckFirst}, {"reply-first", Bridging::ReplyFirst}, {"embedded", Bridging::Embedded}};
+  for (const auto& [known, bridging] : kNames) {
+    if (name == known) {
+      return bridging;
+    }
+  }
+  throw std::runtime_error("unknown kind of satellite: " + name);
 }
 
 Rule RuleOf(std::istream& words) {
@@ -100,9 +115,10 @@ Rule RuleOf(std::istream& words) {
 
 }  // namespace
 
-bool Rule::Matches(u8 requestNetFn, u8 requestCommand, std::span<const u8> data) const {
-  return netFn == requestNetFn && command == requestCommand && data.size() >= prefix.size() &&
-         std::equal(prefix.begin(), prefix.end(), data.begin(),
+bool Rule::Matches(const Request& request) const {
+  return netFn == request.netFn && command == request.command && address == request.address &&
+         lun.value_or(request.lun) == request.lun && request.data.size() >= prefix.size() &&
+         std::equal(prefix.begin(), prefix.end(), request.data.begin(),
                     [](const std::optional<u8>& wanted, u8 byte) { return !wanted || *wanted == byte; });
 }
 
@@ -161,6 +177,10 @@ void ReplyTable::ReadLine(const std::string& line) {
     for (std::string suite; std::getline(list, suite, ',');) {
       suites_.push_back(NumberOf<unsigned>(suite));
     }
+  } else if (kind == "satellite") {
+    satellites_[NumberOf<u8>(first)] = BridgingNamed(second);
+  } else if (kind == "delay") {
+    delayMs_ = NumberOf<unsigned>(first);
   } else if (kind == "latency") {
     latencyMs_ = NumberOf<unsigned>(first);
   } else if (kind == "session-timeout") {
@@ -170,9 +190,9 @@ void ReplyTable::ReadLine(const std::string& line) {
   }
 }
 
-const Rule* ReplyTable::Take(u8 netFn, u8 command, std::span<const u8> data) {
+const Rule* ReplyTable::Take(const Request& request) {
   for (Rule& rule : rules_) {
-    if (!rule.Matches(netFn, command, data)) {
+    if (!rule.Matches(request)) {
       continue;
     }
     if (rule.skip > 0) {
@@ -185,14 +205,19 @@ const Rule* ReplyTable::Take(u8 netFn, u8 command, std::span<const u8> data) {
   return nullptr;
 }
 
+std::optional<Bridging> ReplyTable::BridgingOf(u8 address) const {
+  const auto satellite = satellites_.find(address);
+  return satellite != satellites_.end() ? std::optional(satellite->second) : std::nullopt;
+}
+
 std::optional<Bytes> ReplyTable::Read(u8 netFn, u8 command, std::span<const u8> data) const {
-  if (netFn == netFnOem && command == readStore && !store_.empty()) {
+  if (netFn == kNetFnOem && command == kReadStore && !store_.empty()) {
     return ReadStore(data);
   }
-  if (netFn == netFnOem && command == readPath && !paths_.empty()) {
+  if (netFn == kNetFnOem && command == kReadPath && !paths_.empty()) {
     return ReadPath(data);
   }
-  if (netFn == netFnStorage && command == readFruData) {
+  if (netFn == kNetFnStorage && command == kReadFruData) {
     return ReadLongFru(data);
   }
   return std::nullopt;
@@ -204,13 +229,13 @@ Bytes ReplyTable::ReadStore(std::span<const u8> request) const {
   reader.Skip(1);
   const std::size_t count = reader.U8();
   if (!reader.Ok() || reader.Remaining() != 0) {
-    return {completionLengthInvalid};
+    return {kCompletionLengthInvalid};
   }
-  Bytes answer{completionSuccess};
+  Bytes answer{kCompletionSuccess};
   for (std::size_t at = offset; at < offset + count; ++at) {
     const auto byte = store_.find(at);
     if (byte == store_.end()) {
-      return {completionOutOfRange};
+      return {kCompletionOutOfRange};
     }
     answer.push_back(byte->second);
   }
@@ -218,50 +243,51 @@ Bytes ReplyTable::ReadStore(std::span<const u8> request) const {
 }
 
 Bytes ReplyTable::ReadPath(std::span<const u8> request) const {
-  constexpr u8 lengthFlag = 0x80;
+  constexpr u8 kLengthFlag = 0x80;
   Text::ByteReader reader(request);
   reader.Skip(3);
   const u8 flaggedLength = reader.U8();
   if (!reader.Ok()) {
-    return {completionLengthInvalid};
+    return {kCompletionLengthInvalid};
   }
   const std::string path = reader.String(reader.Remaining());
-  if (flaggedLength != (lengthFlag | path.size())) {
-    return {completionInvalidField};
+  if (flaggedLength != (kLengthFlag | path.size())) {
+    return {kCompletionInvalidField};
   }
   const auto entry = paths_.find(path);
   if (entry == paths_.end()) {
-    return {completionNotPresent};
+    return {kCompletionNotPresent};
   }
   const Bytes& value = entry->second;
-  Bytes answer{completionSuccess, 0, 0, static_cast<u8>(value.size() + 2), static_cast<u8>(lengthFlag | value.size())};
+  Bytes answer{kCompletionSuccess, 0, 0, static_cast<u8>(value.size() + 2),
+               static_cast<u8>(kLengthFlag | value.size())};
   answer.insert(answer.end(), value.begin(), value.end());
   return answer;
 }
 
 std::optional<Bytes> ReplyTable::ReadLongFru(std::span<const u8> request) const {
-  constexpr std::size_t mostOfIpmiSim = 34;
+  constexpr std::size_t kMostOfIpmiSim = 34;
   Text::ByteReader reader(request);
   const auto device = fruDevices_.find(reader.U8());
   const std::size_t offset = reader.U16();
   const std::size_t count = reader.U8();
-  if (!reader.Ok() || device == fruDevices_.end() || count <= mostOfIpmiSim) {
+  if (!reader.Ok() || device == fruDevices_.end() || count <= kMostOfIpmiSim) {
     return std::nullopt;
   }
   const Bytes& image = device->second;
   if (offset >= image.size()) {
-    return Bytes{completionOutOfRange};
+    return Bytes{kCompletionOutOfRange};
   }
   const std::size_t given = std::min(count, image.size() - offset);
-  Bytes answer{completionSuccess, static_cast<u8>(given)};
+  Bytes answer{kCompletionSuccess, static_cast<u8>(given)};
   const auto start = image.begin() + static_cast<std::ptrdiff_t>(offset);
   answer.insert(answer.end(), start, start + static_cast<std::ptrdiff_t>(given));
   return answer;
 }
 
 void ReplyTable::CutToRecord(u8 netFn, u8 command, std::span<const u8> request, Bytes& answer) const {
-  constexpr std::size_t headLength = 3;  // completion code and the next record's ID
-  if (netFn != netFnStorage || command != getSdr || recordLengths_.empty()) {
+  constexpr std::size_t kHeadLength = 3;  // completion code and the next record's ID
+  if (netFn != kNetFnStorage || command != kGetSdr || recordLengths_.empty()) {
     return;
   }
   Text::ByteReader reader(request);
@@ -270,20 +296,20 @@ void ReplyTable::CutToRecord(u8 netFn, u8 command, std::span<const u8> request, 
   const std::size_t offset = reader.U8();
   const auto record = id == 0 ? recordLengths_.begin() : recordLengths_.find(id);
   if (record != recordLengths_.end() && offset <= record->second) {
-    answer.resize(std::min(answer.size(), headLength + record->second - offset));
+    answer.resize(std::min(answer.size(), kHeadLength + record->second - offset));
   }
 }
 
 void ReplyTable::StampEvent(u8 netFn, u8 command, Bytes& answer) const {
-  constexpr std::size_t timeAt = 6;  // after completion code, next ID, ID and type
-  if (netFn != netFnStorage || command != getSelEntry || answer.size() < timeAt + 4) {
+  constexpr std::size_t kTimeAt = 6;  // after completion code, next ID, ID and type
+  if (netFn != kNetFnStorage || command != kGetSelEntry || answer.size() < kTimeAt + 4) {
     return;
   }
   Text::ByteReader reader(answer);
   reader.Skip(3);
   const auto time = eventTimes_.find(reader.U16());
   if (time != eventTimes_.end()) {
-    std::copy(time->second.begin(), time->second.end(), answer.begin() + timeAt);
+    std::copy(time->second.begin(), time->second.end(), answer.begin() + kTimeAt);
   }
 }
 

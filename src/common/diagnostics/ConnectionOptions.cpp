@@ -9,26 +9,26 @@ namespace Kelvar {
 
 namespace {
 
-thread_local const ConnectionOptionsScope* innermostScope = nullptr;
+thread_local const ConnectionOptionsScope* innermostOptions = nullptr;
 
 }  // namespace
 
 ConnectionOptionsScope::ConnectionOptionsScope(const ConnectionOptions& options)
     : options_(options),
       guard_(options.stop_after_refused_login ? std::make_shared<LoginGuard>() : nullptr),
-      outer_(std::exchange(innermostScope, this)) {}
+      outer_(std::exchange(innermostOptions, this)) {}
 
 ConnectionOptionsScope::ConnectionOptionsScope(const KeptConnectionOptions& keptOptions)
-    : options_(keptOptions.options), guard_(keptOptions.guard), outer_(std::exchange(innermostScope, this)) {}
+    : options_(keptOptions.options), guard_(keptOptions.guard), outer_(std::exchange(innermostOptions, this)) {}
 
 ConnectionOptionsScope::~ConnectionOptionsScope() {
-  innermostScope = outer_;
+  innermostOptions = outer_;
   Text::WipeText(options_.ipmi_kg_key);
 }
 
 const ConnectionOptions& ConnectionOptionsScope::Current() noexcept {
-  static const ConnectionOptions defaults;
-  return innermostScope != nullptr ? innermostScope->options_ : defaults;
+  static const ConnectionOptions kDefaults;
+  return innermostOptions != nullptr ? innermostOptions->options_ : kDefaults;
 }
 
 KeptConnectionOptions KeptConnectionOptions::Current() {
@@ -38,7 +38,7 @@ KeptConnectionOptions KeptConnectionOptions::Current() {
 }
 
 std::shared_ptr<LoginGuard> KeptConnectionOptions::CurrentGuard() noexcept {
-  return innermostScope != nullptr ? innermostScope->guard_ : nullptr;
+  return innermostOptions != nullptr ? innermostOptions->guard_ : nullptr;
 }
 
 }  // namespace Kelvar

@@ -1,5 +1,6 @@
 #include <kelvar/Diagnostics.h>
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <new>
@@ -34,6 +35,8 @@ constexpr CauseRow kCauses[] = {
     {"deadline", "the time was over", 5},
 };
 
+constexpr const char* kTlsVerifications[] = {"none", "ca", "pin", "pin_and_ca"};
+
 constexpr const char* kGapKinds[] = {"failure", "unusable", "links_only", "truncated", "lost_records"};
 
 thread_local DiagnosticsScope* innermostScope = nullptr;
@@ -67,6 +70,11 @@ const char* NameOf(GapKind kind) noexcept {
   return index < std::size(kGapKinds) ? kGapKinds[index] : kGapKinds[0];
 }
 
+const char* NameOf(TlsVerification verification) noexcept {
+  const auto index = static_cast<std::size_t>(verification);
+  return index < std::size(kTlsVerifications) ? kTlsVerifications[index] : kTlsVerifications[0];
+}
+
 struct Diagnostics::State {
   std::vector<DiagnosticExchange> exchanges;
   std::vector<DiagnosticGap> gaps;
@@ -76,6 +84,7 @@ struct Diagnostics::State {
   /// For each cause the text of the first that was met; none: not met.
   std::array<std::optional<std::string>, std::size(kCauses)> met;
   bool serviceUnderstood = false;
+  DiagnosticTls tls;
   WaitListener onWait;
 
   void Add(DiagnosticExchange exchange) {
@@ -89,6 +98,15 @@ struct Diagnostics::State {
     Meet(gap.cause, gap.detail);
     if (gaps.size() < kMaxGaps) {
       gaps.push_back(std::move(gap));
+    }
+  }
+
+  void Note(const DiagnosticTls& one) noexcept {
+    const std::string_view version = tls.version;
+    tls.verification = version.empty() ? one.verification : std::min(tls.verification, one.verification);
+    tls.version = version.empty() || one.version < version ? one.version : tls.version;
+    if (one.certificate_end != 0 && (tls.certificate_end == 0 || one.certificate_end < tls.certificate_end)) {
+      tls.certificate_end = one.certificate_end;
     }
   }
 
@@ -149,12 +167,15 @@ FailureCause Diagnostics::Cause() const noexcept {
   return strongest;
 }
 const std::string& Diagnostics::Detail() const noexcept {
-  static const std::string none;
+  static const std::string kNone;
   const auto& text = state_->met[static_cast<std::size_t>(state_->Strongest())];
-  return text ? *text : none;
+  return text ? *text : kNone;
 }
 bool Diagnostics::ServiceUnderstood() const noexcept {
   return state_->serviceUnderstood;
+}
+DiagnosticTls Diagnostics::Tls() const noexcept {
+  return state_->tls;
 }
 void Diagnostics::SetWaitListener(WaitListener listener) {
   state_->onWait = std::move(listener);
@@ -211,6 +232,12 @@ void DiagnosticsRecorder::NoteWait(const char* reason) noexcept {
       }
     } catch (...) {  // the listener's own affair
     }
+  }
+}
+
+void DiagnosticsRecorder::NoteTls(const DiagnosticTls& tls) noexcept {
+  for (DiagnosticsScope* scope = innermostScope; scope != nullptr && *tls.version != '\0'; scope = scope->outer_) {
+    scope->diagnostics_.state_->Note(tls);
   }
 }
 

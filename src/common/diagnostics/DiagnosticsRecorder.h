@@ -16,6 +16,8 @@ class DiagnosticsRecorder {
   static void AddGap(GapKind kind, FailureCause cause, std::string_view what, std::string_view detail) noexcept;
   /// The target answered as the service that was expected.
   static void NoteServiceUnderstood() noexcept;
+  /// A response came over such a connection; without a version, over one without TLS.
+  static void NoteTls(const DiagnosticTls& tls) noexcept;
   /// A pause between two tries begins, or with an empty text is over.
   static void NoteWait(const char* reason) noexcept;
 };

@@ -4,6 +4,8 @@
 #include <openssl/x509_vfy.h>
 
 #include <cctype>
+#include <ctime>
+#include <utility>
 
 namespace Kelvar::Http {
 
@@ -15,6 +17,15 @@ int HexValue(char digit) noexcept {
     return -1;
   }
   return std::isdigit(byte) != 0 ? byte - '0' : (byte | 0x20) - 'a' + 10;
+}
+
+/// In seconds since 1970; 0 for what cannot be told.
+std::int64_t EndOf(const X509* certificate) noexcept {
+  std::tm time{};
+  if (certificate == nullptr || ASN1_TIME_to_tm(X509_get0_notAfter(certificate), &time) != 1) {
+    return 0;
+  }
+  return timegm(&time);
 }
 
 }  // namespace
@@ -33,12 +44,25 @@ struct TlsTrust::Checks {
     X509_STORE_CTX_set_error(store, X509_V_OK);
     return 1;
   }
+
+  /// Where a context keeps its TlsTrust.
+  static int Index() noexcept {
+    static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+    return index;
+  }
+
+  static void OnState(const SSL* connection, int where, int /*result*/) noexcept {
+    void* const self = SSL_CTX_get_ex_data(SSL_get_SSL_CTX(connection), Index());
+    if ((where & SSL_CB_HANDSHAKE_DONE) != 0 && self != nullptr) {
+      const bool verified = SSL_get_verify_mode(connection) != SSL_VERIFY_NONE;
+      static_cast<TlsTrust*>(self)->TakeHandshake(SSL_get_version(connection), verified,
+                                                  EndOf(SSL_get0_peer_certificate(connection)));
+    }
+  }
 };
 
-TlsTrust::TlsTrust(const ConnectionOptions& options)
-    : caFile_(options.tls_ca_file),
-      isPinned_(!options.tls_pinned_fingerprint.empty()),
-      digest_(Parse(options.tls_pinned_fingerprint)) {}
+TlsTrust::TlsTrust(std::string caFile, const std::string& fingerprint)
+    : caFile_(std::move(caFile)), isPinned_(!fingerprint.empty()), digest_(Parse(fingerprint)) {}
 
 std::optional<TlsTrust::Digest> TlsTrust::Parse(std::string_view text) noexcept {
   Digest digest{};
@@ -67,11 +91,22 @@ bool TlsTrust::IsPinned(const void* certificate) const noexcept {
 CURLcode TlsTrust::OnContext(CURL* /*handle*/, void* context, void* self) noexcept {
   auto* const tls = static_cast<SSL_CTX*>(context);
   SSL_CTX_set_keylog_callback(tls, nullptr);
+  if (SSL_CTX_set_ex_data(tls, Checks::Index(), self) == 1) {
+    SSL_CTX_set_info_callback(tls, &Checks::OnState);
+  }
   if (static_cast<TlsTrust*>(self)->isPinned_) {
     SSL_CTX_set_verify(tls, SSL_VERIFY_PEER, nullptr);
     SSL_CTX_set_cert_verify_callback(tls, &Checks::Verify, self);
   }
   return CURLE_OK;
+}
+
+void TlsTrust::TakeHandshake(const char* version, bool verified, std::int64_t certificateEnd) noexcept {
+  const bool byAuthority = isPinned_ ? !caFile_.empty() : verified;
+  last_.version = version;
+  last_.certificate_end = certificateEnd;
+  last_.verification = isPinned_ ? (byAuthority ? TlsVerification::PinAndAuthority : TlsVerification::Pin)
+                                 : (byAuthority ? TlsVerification::Authority : TlsVerification::None);
 }
 
 CURLcode TlsTrust::Apply(CURL* handle) noexcept {

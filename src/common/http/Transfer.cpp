@@ -19,12 +19,12 @@ namespace {
 /// libcurl.
 bool MayRaiseSigpipe() noexcept {
   constexpr unsigned kWritesForOpenSsl = 0x075800;  // 7.88.0
-  static const bool may = [] {
+  static const bool kMay = [] {
     const curl_version_info_data* const version = curl_version_info(CURLVERSION_NOW);
     const bool openSsl = version->ssl_version == nullptr || std::strncmp(version->ssl_version, "OpenSSL/", 8) == 0;
     return version->version_num < kWritesForOpenSsl || !openSsl;
   }();
-  return may;
+  return kMay;
 }
 
 class OptionalGuard {
@@ -58,7 +58,7 @@ CURL* MakeHandle() noexcept {
   const StandardStreamsTaken taken;
   CURL* const handle = curl_easy_init();
   if (handle != nullptr && taken.Any()) {
-    // Fails for want of a URL, but opens the pair of sockets that libcurl wakes itself up with.
+    // Fails because the URL is missing, but opens the pair of sockets that libcurl wakes itself up with.
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_perform(handle);
   }
@@ -121,9 +121,9 @@ void Transfer::Look(curl_off_t body, curl_off_t sent) noexcept {
     first_ = now;
   }
   if (now.received - first_.received - 2 * (body - first_.body) > kMaxFramingBytes) {
-    complaint_ = "the answer goes on without its body";
+    complaint_ = "the server keeps sending headers without a body";
   } else if (idleLooks_ > kMaxIdleLooks) {
-    complaint_ = "the transfer turns in circles, perhaps for want of memory";
+    complaint_ = "the transfer makes no progress, possibly out of memory";
   }
 }
 

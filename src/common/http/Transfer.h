@@ -32,7 +32,7 @@ class Transfer {
   /// `callback` is told about the progress, as CURLOPT_XFERINFOFUNCTION would.
   void ReportTo(curl_xferinfo_callback callback, void* data) noexcept;
 
-  /// curl_easy_perform. CURLE_ABORTED_BY_CALLBACK when it leads nowhere: the peer goes on without any more of the body,
+  /// curl_easy_perform. CURLE_ABORTED_BY_CALLBACK when it makes no progress: the peer sends on but nothing of the body,
   /// or libcurl does not wait, which is how it takes a lack of memory in the middle of a TLS record.
   CURLcode Perform() noexcept;
 

@@ -32,7 +32,7 @@ class JsonValue {
 
   /// The member of an object; of several with one name the first.
   JsonValue operator[](const char* name) const noexcept;
-  /// 0 when this is no object.
+  /// 0 when this is not an object.
   std::size_t MemberCount() const noexcept;
   /// Elements of an array.
   std::vector<JsonValue> Elements() const;
@@ -58,7 +58,7 @@ class JsonValue {
 /// The document reader: a text read by RapidJSON, in place.
 class JsonDocument {
  public:
-  /// Reads the text up to its first NUL. Nothing when that is no JSON or is beyond the limits, which leaves a line of
+  /// Reads the text up to its first NUL. Nothing when that is not JSON or is beyond the limits, which leaves a line of
   /// level 2.
   static std::optional<JsonDocument> Read(std::string text, const JsonLimits& limits = {});
   ~JsonDocument();

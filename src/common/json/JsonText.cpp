@@ -19,7 +19,7 @@ const char* SkipSpace(const char* at) noexcept {
   return at;
 }
 
-/// Behind the closing quote of a string whose opening quote is at `at`.
+/// The position after the closing quote of a string whose opening quote is at `at`.
 const char* BehindString(const char* at, const char* end) noexcept {
   at = JsonScan::Skip<JsonScan::Until::Mark>(at + 1, end);
   while (*at == '\\') {
@@ -63,7 +63,7 @@ void AppendUtf8(std::string& text, unsigned codepoint) {
   }
 }
 
-/// Appends what the escape at `at` (behind its backslash) stands for; returns the position behind it.
+/// Appends what the escape at `at` (after its backslash) stands for; returns the position after it.
 const char* AppendEscaped(std::string& text, const char* at) {
   static constexpr std::string_view kLetters = "bfnrt";
   static constexpr std::string_view kMeanings = "\b\f\n\r\t";

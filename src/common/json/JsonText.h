@@ -12,13 +12,13 @@
 
 namespace Kelvar {
 
-// Reading large texts where they stand. What is read here is, value for value, what JsonTree reads from the same text.
+// Reading large texts in place. What is read here is, value for value, what JsonTree reads from the same text.
 
 /// Whether the text is JSON by the strict rules that every reader accepts, within the limits, and has no escape in a
 /// member name. One pass without recursion. A text that is refused here may still be one that JsonTree reads.
 bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept;
 
-/// A value of a text, and its name when it is a member. The nodes of a text stand in document order.
+/// A value of a text, and its name when it is a member. The nodes of a text are in document order.
 struct JsonPlace {
   enum class Kind : u8 { Object, Array, Escaped, Plain };
 
@@ -29,7 +29,7 @@ struct JsonPlace {
   const char* name;
   u32 valueSize;  ///< of a scalar; of a string without its quotes
   u32 nameSize;
-  u32 next;   ///< index of the node behind this one and all that it holds
+  u32 next;   ///< index of the node after this one and all that it holds
   Kind kind;  ///< Escaped: a string with escapes, Plain: any other scalar
 };
 
@@ -44,12 +44,12 @@ class JsonSlice {
   /// The value of the whole text.
   static JsonSlice Root(const std::string& text) noexcept;
 
-  /// A string without its escapes, a number or literal as it stands, an empty text for an object or array.
+  /// A string without its escapes, a number or literal as it is, an empty text for an object or array.
   std::string Text() const;
   /// The first member of that name, when this is an object.
   std::optional<JsonSlice> Find(std::string_view name) const noexcept;
   /// Calls `visit` with each element of an array, or value of an object, and its name, in order. It may return the
-  /// position behind the value when it knows it, else null. Returns the position behind this value.
+  /// position after the value when it knows it, else null. Returns the position after this value.
   template <typename Visit>
   const char* ForEach(Visit&& visit) const;
   const char* Start() const noexcept { return start_; }
@@ -61,9 +61,9 @@ class JsonSlice {
   const char* Enter() const noexcept;
   /// Takes the name of the child at `at`, when this is an object, and moves to the child's value.
   const char* Name(const char* at, std::string_view& name) const noexcept;
-  /// From behind one child to the next, or to the closing bracket.
+  /// From the end of one child to the next, or to the closing bracket.
   static const char* Next(const char* behind) noexcept;
-  /// Behind this value.
+  /// The position after this value.
   const char* Behind() const noexcept;
 
   const char* start_;
@@ -74,7 +74,7 @@ class JsonSlice {
 /// memory, for reading many objects of one shape.
 class JsonMembers {
  public:
-  /// Returns the position behind the object. A value that is no object has no members.
+  /// Returns the position after the object. A value that is not an object has no members.
   const char* Load(JsonSlice object);
   /// The value at a path of member names with "." between them; of members with one name the first counts.
   std::optional<JsonSlice> Find(std::string_view path) const noexcept;

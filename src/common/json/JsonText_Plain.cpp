@@ -52,7 +52,7 @@ class AllPlaces {
 };
 
 /// Checks a text that is closed by a NUL, so that no look at the next byte needs to ask for the end. What takes a
-/// position gives back the one behind what it read, null when that is not plain: positions stay in registers.
+/// position gives back the one after what it read, null when that is not plain: positions stay in registers.
 template <typename Places>
 class PlainCheck {
  public:
@@ -104,7 +104,7 @@ class PlainCheck {
     }
   }
 
-  /// What stands behind a value within a container: its end, or a comma and another value.
+  /// What follows a value within a container: its end, or a comma and another value.
   const char* Next(const char* at) {
     at = Space(at);
     if (*at == (InObject() ? '}' : ']')) {

@@ -16,7 +16,7 @@ using boost::property_tree::ptree_bad_path;
 
 namespace {
 
-/// Lets a stream read the text where it stands: a string stream would copy it.
+/// Lets a stream read the text in place: a string stream would copy it.
 class TextBuffer : public std::streambuf {
  public:
   explicit TextBuffer(std::string_view text) {

@@ -41,12 +41,12 @@ class JsonNode {
   std::size_t index_ = 0;
 };
 
-/// The tree reader: a text as a property tree. Most texts are read where they stand, at a tenth of the time and memory;
+/// The tree reader: a text as a property tree. Most texts are read in place, at a tenth of the time and memory;
 /// the property tree's own parser reads those that are not plain JSON, and says what is wrong with them. Which of the
 /// two has read a text shows in nothing but that.
 class JsonTree {
  public:
-  /// The text must outlive the tree. Throws ptree_error for one that is no JSON or is beyond the limits.
+  /// The text must outlive the tree. Throws ptree_error for one that is not JSON or is beyond the limits.
   explicit JsonTree(const std::string& text, const JsonLimits& limits = {});
   explicit JsonTree(std::string&& text, const JsonLimits& limits = {}) = delete;
   ~JsonTree();

@@ -11,7 +11,7 @@ struct Discard {
 
 }  // namespace Kelvar::LogDetail
 
-// NOLINTBEGIN(bugprone-macro-parentheses): what stands behind the macro continues its expression.
+// NOLINTBEGIN(bugprone-macro-parentheses): what follows the macro continues its expression.
 /// One log record: KELVAR_LOG(1) << "text" << value. Nothing to its right is evaluated unless the level is wanted.
 #define KELVAR_LOG(level)                     \
   (::Kelvar::Log::GetMinLogLevel() < (level)) \

@@ -8,8 +8,8 @@
 
 namespace Kelvar::Text {
 
-/// Reads bytes that came off a wire. A read past the end gives zeros and sets an error that stays, so that a whole
-/// layout is read first and the reader is asked once whether all of it was there.
+/// Reads bytes that came off a wire. A read past the end gives zeros, sets an error that stays and leaves nothing
+/// remaining, so that a whole layout is read first and the reader is asked once whether all of it was there.
 class ByteReader {
  public:
   explicit ByteReader(std::span<const u8> bytes) noexcept : bytes_(bytes) {}
@@ -39,6 +39,7 @@ class ByteReader {
   std::span<const u8> Bytes(std::size_t count) noexcept {
     if (failed_ || count > Remaining()) {
       failed_ = true;
+      position_ = bytes_.size();
       return {};
     }
     const auto taken = bytes_.subspan(position_, count);
@@ -46,13 +47,13 @@ class ByteReader {
     return taken;
   }
 
-  /// The next `count` bytes as they stand; empty when fewer are left.
+  /// The next `count` bytes as they are; empty when fewer are left.
   std::string String(std::size_t count) {
     const auto taken = Bytes(count);
     return {taken.begin(), taken.end()};
   }
 
-  /// Everything behind the position.
+  /// Everything after the position.
   std::span<const u8> Rest() noexcept { return Bytes(Remaining()); }
 
   void Skip(std::size_t count) noexcept { (void)Bytes(count); }

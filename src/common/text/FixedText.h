@@ -6,7 +6,7 @@
 
 namespace Kelvar::Text {
 
-/// Copies `text` into a character array of a record: cut to width - 1, always terminated, zero behind the text.
+/// Copies `text` into a character array of a record: cut to width - 1, always terminated, zero after the text.
 template <std::size_t N>
 void CopyFixed(char (&field)[N], std::string_view text) noexcept {
   const std::size_t length = std::min(text.size(), N - 1);
@@ -15,7 +15,7 @@ void CopyFixed(char (&field)[N], std::string_view text) noexcept {
 }
 
 /// Writes `text` into a character array of a record from `index` on, cut so that the last character stays a NUL. What
-/// stands around it is left alone.
+/// surrounds it is left alone.
 template <std::size_t N>
 void PutFixed(char (&field)[N], std::size_t index, std::string_view text) noexcept {
   if (index < N - 1) {

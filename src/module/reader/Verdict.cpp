@@ -11,7 +11,7 @@ namespace Kelvar::Model {
 
 namespace {
 
-Health HealthOf(std::string_view word) {
+Health HealthOf(const Text& word) {
   return word == "critical"  ? Health::Critical
          : word == "warning" ? Health::Warning
          : word == "ok"      ? Health::Ok
@@ -52,6 +52,21 @@ constexpr std::array<Bound, 6> kBounds = {{
     {&Sensor::upper_caution, true, Health::Warning},
 }};
 
+/// The worst bound that the reading has crossed; null: none.
+const Bound* Crossed(const Sensor& sensor) {
+  const auto* const found = std::find_if(kBounds.begin(), kBounds.end(), [&](const Bound& bound) {
+    const std::optional<double>& limit = sensor.*bound.limit;
+    return limit && sensor.reading && (bound.upper ? *sensor.reading > *limit : *sensor.reading < *limit);
+  });
+  return found == kBounds.end() ? nullptr : &*found;
+}
+
+/// Nobody knows what the rest would have told; bad data, on the other hand, cost one record.
+bool EndedEarly(const FamilyResult& result) {
+  return result.status == FamilyStatus::Partial &&
+         (result.cause == FailureCause::Deadline || result.cause == FailureCause::Unreachable);
+}
+
 class Judgement {
  public:
   void Add(Health health, const char* family, const Text& id, Text text) {
@@ -68,22 +83,16 @@ class Judgement {
   }
 
   void AddSensor(const Sensor& sensor) {
-    if (sensor.state == "absent" || sensor.state == "disabled") {
+    const Health health = HealthOf(sensor);
+    const Bound* const crossed = Crossed(sensor);
+    const Text name = NameFor(sensor.name, sensor.id);
+    if (crossed == nullptr) {
+      Add(health, "sensors", sensor.id, name + ": health " + sensor.health);
       return;
     }
-    const Health told = HealthOf(sensor.health);
-    for (const Bound& bound : kBounds) {
-      const std::optional<double>& limit = sensor.*bound.limit;
-      const bool crossed =
-          limit && sensor.reading && (bound.upper ? *sensor.reading > *limit : *sensor.reading < *limit);
-      if (crossed) {
-        Add(std::max(told, bound.health), "sensors", sensor.id,
-            NameFor(sensor.name, sensor.id) + ' ' + NumberText(*sensor.reading) + UnitText(sensor.unit) +
-                (bound.upper ? ", above " : ", below ") + NumberText(*limit));
-        return;
-      }
-    }
-    AddState("sensors", sensor);
+    Add(health, "sensors", sensor.id,
+        name + ' ' + NumberText(*sensor.reading) + UnitText(sensor.unit) + (crossed->upper ? ", above " : ", below ") +
+            NumberText(*(sensor.*crossed->limit)));
   }
 
   /// The same event told twice is one reason.
@@ -107,7 +116,8 @@ class Judgement {
 
   void AddUnread(Family family, const FamilyResult& result) {
     if (result.status == FamilyStatus::Partial || result.status == FamilyStatus::Failed) {
-      const Text start = result.status == FamilyStatus::Failed ? "could not be read" : "was read in part";
+      const Text start =
+          NameOf(family) + Text(result.status == FamilyStatus::Failed ? ": could not be read" : ": read in part");
       verdict_.reasons.push_back(
           {Health::Unknown, NameOf(family), {}, result.reason.empty() ? start : start + ": " + result.reason});
     }
@@ -118,6 +128,15 @@ class Judgement {
 };
 
 }  // namespace
+
+Health HealthOf(const Sensor& sensor) {
+  if (sensor.state == "absent" || sensor.state == "disabled") {
+    return Health::Unknown;
+  }
+  const Bound* const crossed = Crossed(sensor);
+  const Health told = HealthOf(sensor.health);
+  return crossed == nullptr ? told : std::max(told, crossed->health);
+}
 
 Verdict Judge(const Inventory& inventory) {
   Judgement judgement;
@@ -141,16 +160,16 @@ Verdict Judge(const Inventory& inventory) {
     }
   }
   bool anyRead = false;
-  bool anyFailed = false;
+  bool anyMissing = false;
   for (const Family family : kAllFamilies) {
     const FamilyResult& result = inventory.ResultOf(family);
     judgement.AddUnread(family, result);
     if (family == Family::System || family == Family::Components || family == Family::Sensors) {
       anyRead = anyRead || result.status == FamilyStatus::Complete || result.status == FamilyStatus::Partial;
-      anyFailed = anyFailed || result.status == FamilyStatus::Failed;
+      anyMissing = anyMissing || result.status == FamilyStatus::Failed || EndedEarly(result);
     }
   }
-  return judgement.Finish(anyRead && !anyFailed);
+  return judgement.Finish(anyRead && !anyMissing);
 }
 
 }  // namespace Kelvar::Model

@@ -1,17 +1,18 @@
 #include "transport/ipmi/CipherSuite.h"
 
+#include <iterator>
+
 #include "common/text/ByteReader.h"
 
 namespace Kelvar::Ipmi {
 
 std::vector<const CipherSuite*> SuitesFor(std::size_t number) {
-  if (number == kSuite3.id) {
-    return {&kSuite3};
+  for (const CipherSuite* suite : kCipherSuites) {
+    if (number == suite->id) {
+      return {suite};
+    }
   }
-  if (number == kSuite17.id) {
-    return {&kSuite17};
-  }
-  return {&kSuite17, &kSuite3};
+  return {std::begin(kCipherSuites), std::end(kCipherSuites)};
 }
 
 std::vector<u8> DecodeSuiteRecords(ByteView records) {

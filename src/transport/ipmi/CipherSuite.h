@@ -24,7 +24,10 @@ inline constexpr CipherSuite kSuite3{3, 1, 1, 1, "SHA1", 20, 12};
 /// RAKP-HMAC-SHA256, HMAC-SHA256-128, AES-CBC-128.
 inline constexpr CipherSuite kSuite17{17, 3, 4, 1, "SHA256", 32, 16};
 
-/// Suites to try, best first: 3 and 17 are themselves, any other number means 17, then 3.
+/// All of them, best first.
+inline constexpr const CipherSuite* kCipherSuites[] = {&kSuite17, &kSuite3};
+
+/// Suites to try, best first: the one of that number, all for a number that none has.
 std::vector<const CipherSuite*> SuitesFor(std::size_t number);
 
 /// Numbers of the suites in the joined records of Get Channel Cipher Suites, OEM suites left out. A record cut short

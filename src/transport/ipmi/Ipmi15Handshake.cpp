@@ -3,12 +3,11 @@
 #include "common/log/LogMacros.h"
 #include "common/text/ByteReader.h"
 #include "transport/ipmi/Ipmi15Session.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Ipmi {
 namespace {
 
-constexpr u8 kGetSessionChallenge = 0x39;
-constexpr u8 kActivateSession = 0x3A;
 constexpr u8 kNoSlot = 0x81;
 constexpr u8 kNoSlotForPrivilege = 0x83;
 constexpr u8 kPrivilegeTooHigh = 0x86;
@@ -86,7 +85,7 @@ SessionResult Ipmi15Handshake::Activate(std::unique_ptr<LanSession>& session) {
   activated.authType = static_cast<AuthType>(reader.U8());
   activated.sessionId = reader.U32();
   activated.sequence = reader.U32();
-  // A session that goes on without authentication is not the one that was asked for.
+  // A session that continues without authentication is not the one that was asked for.
   if (!reader.Ok() || activated.authType != authType_ || activated.sessionId == 0 || activated.sequence == 0) {
     KELVAR_LOG(2) << "IPMI: the response to Activate Session is malformed";
     return SessionResult::Failed;

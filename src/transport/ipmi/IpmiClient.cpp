@@ -32,14 +32,25 @@ void IpmiClient::disconnect() {
   transport_->Close();
 }
 
-int IpmiClient::send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) {
+int IpmiClient::SendTo(const Ipmi::ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+                       u8& completionCode) {
   completionCode = 0xFF;
   response.clear();
   const auto start = Ipmi::Clock::now();
-  const int failure = transport_->Send(command, response, completionCode);
+  const int failure = transport_->Send(to, command, response, completionCode);
   const std::chrono::duration<double> taken = Ipmi::Clock::now() - start;
-  Ipmi::RecordCommand(command, {failure, completionCode, response.size(), transport_->Transmissions(), taken.count()});
+  Ipmi::RecordCommand(to, command,
+                      {failure, completionCode, response.size(), transport_->Transmissions(), taken.count()});
   return failure;
+}
+
+void IpmiClient::SendAhead(std::span<Ipmi::QueuedCommand> commands) {
+  transport_->SendAhead(commands);
+  for (const Ipmi::QueuedCommand& queued : commands) {
+    if (queued.answered) {
+      Ipmi::RecordCommand({}, queued.command, {0, queued.completionCode, queued.response.size(), 1, queued.seconds});
+    }
+  }
 }
 
 void IpmiClient::setBlockLength(const u16& /*length*/) {}

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 
+#include "transport/ipmi/AddressedCommands.h"
 #include "transport/ipmi/IpmiClientInterface.h"
 #include "transport/ipmi/IpmiTimings.h"
 
@@ -22,7 +23,7 @@ struct LanTarget;
 /// own, and a copy of a reserve command does not cancel the reservation that the caller was told. Silence in a session
 /// opens another one, in which the command is sent once more; `send` ends when the target has been silent for
 /// `IpmiTimings::limitMs` in each, and at the end of the operation's time (ConnectionOptions).
-class IpmiClient : public IpmiClientInterface {
+class IpmiClient : public IpmiClientInterface, public Ipmi::AddressedCommands {
  public:
   /// A session over LAN, of the kind and with the key that ConnectionOptionsScope::Current() names. `host` is a name,
   /// an IPv4 or an IPv6 address, `port` decimal text. `cipherSuite` 3 and 17 are the cipher suites of these numbers;
@@ -47,7 +48,13 @@ class IpmiClient : public IpmiClientInterface {
   CONNECTIONSTATE connect() override;
   void disconnect() override;
   /// Replaces `response`.
-  int send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override;
+  int send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override {
+    return SendTo({}, command, response, completionCode);
+  }
+  /// The same. A satellite gets the command twice at most, and has IpmiTimings::bridgedWaitMs and twice that to answer.
+  int SendTo(const Ipmi::ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+             u8& completionCode) override;
+  void SendAhead(std::span<Ipmi::QueuedCommand> commands) override;
   /// Has no effect: replies are taken at any length.
   void setBlockLength(const u16& length) override;
 

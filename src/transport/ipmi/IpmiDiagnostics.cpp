@@ -9,9 +9,15 @@
 namespace Kelvar::Ipmi {
 namespace {
 
-DiagnosticExchange ExchangeFor(const IPMICOMMAND& command, const CommandOutcome& outcome) {
+DiagnosticExchange ExchangeFor(const ControllerAddress& to, const IPMICOMMAND& command, const CommandOutcome& outcome) {
   std::ostringstream request;
   request << std::hex << std::showbase << "netfn " << int{command.netFn} << " command " << int{command.command};
+  if (to.IsBridged()) {
+    request << " controller " << int{to.address} << " channel " << int{to.channel};
+  }
+  if (to.lun != 0) {
+    request << " lun " << int{to.lun};
+  }
   DiagnosticExchange exchange;
   exchange.protocol = "ipmi";
   exchange.request = request.str();
@@ -24,9 +30,15 @@ DiagnosticExchange ExchangeFor(const IPMICOMMAND& command, const CommandOutcome&
     exchange.response = response.str();
     exchange.status = outcome.completionCode;
     exchange.cause = CauseOfCompletion(outcome.completionCode);
+  } else if (outcome.failure == kSendNotHandedOn) {
+    std::ostringstream response;
+    response << std::hex << std::showbase << "not handed on: completion code " << int{outcome.completionCode};
+    exchange.response = response.str();
+    exchange.status = outcome.completionCode;
+    exchange.cause = FailureCause::NotOffered;
   } else if (outcome.failure == kSendNoAnswer) {
     exchange.response = "no answer";
-    exchange.cause = FailureCause::Unreachable;
+    exchange.cause = to.IsPlain() ? FailureCause::Unreachable : FailureCause::NotOffered;
   } else {
     exchange.response = "not sent";
   }
@@ -69,12 +81,12 @@ void RecordSetUp(const SetUpOutcome& outcome) noexcept {
   }
 }
 
-void RecordCommand(const IPMICOMMAND& command, const CommandOutcome& outcome) noexcept {
+void RecordCommand(const ControllerAddress& to, const IPMICOMMAND& command, const CommandOutcome& outcome) noexcept {
   if (!DiagnosticsRecorder::Wanted() || outcome.failure == kSendNotConnected || outcome.failure == kSendNoTime) {
     return;
   }
   try {
-    DiagnosticsRecorder::Add(ExchangeFor(command, outcome));
+    DiagnosticsRecorder::Add(ExchangeFor(to, command, outcome));
   } catch (const std::bad_alloc&) {  // then this one is missing
   }
 }

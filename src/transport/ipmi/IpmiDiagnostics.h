@@ -5,7 +5,7 @@
 
 #include <kelvar/Diagnostics.h>
 
-#include "transport/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/AddressedCommands.h"
 
 namespace Kelvar::Ipmi {
 
@@ -34,6 +34,6 @@ struct CommandOutcome {
 };
 
 /// Hands a command to whoever listens on this thread. The bytes of the request stay out: those of some are secret.
-void RecordCommand(const IPMICOMMAND& command, const CommandOutcome& outcome) noexcept;
+void RecordCommand(const ControllerAddress& to, const IPMICOMMAND& command, const CommandOutcome& outcome) noexcept;
 
 }  // namespace Kelvar::Ipmi

@@ -2,12 +2,13 @@
 
 #include <optional>
 
+#include "transport/ipmi/AddressedCommands.h"
+#include "transport/ipmi/IpmiCommands.h"
 #include "transport/ipmi/WireBytes.h"
 
 namespace Kelvar::Ipmi {
 
-inline constexpr u8 kNetFnApplication = 0x06;
-inline constexpr u8 kCloseSession = 0x3C;
+inline constexpr u8 kRemoteConsole = 0x81;
 
 /// What a reply must repeat to belong to a request.
 struct RequestKey {
@@ -21,16 +22,21 @@ struct Reply {
   Bytes data;  ///< after the completion code
 };
 
-/// IPMI message of a request from a remote console to the service processor, LUN 0, with both checksums.
-void AppendRequest(Bytes& to, const RequestKey& key, ByteView data);
+/// IPMI message of a request with both checksums: from a remote console, or from the service processor.
+void AppendRequest(Bytes& to, const RequestKey& key, ByteView data, const ControllerAddress& receiver = {},
+                   u8 requester = kRemoteConsole);
 
 /// A reply and the request that it belongs to.
 struct ReceivedReply {
   RequestKey key;
   Reply reply;
+  ControllerAddress from{};  ///< without the channel, which replies do not name
 };
 
-/// The reply in `message`; nothing unless it goes from the service processor to us and both checksums fit.
+/// The reply in `message`; nothing unless both checksums fit, and it goes to us, or from a satellite to the service
+/// processor, which handed it on.
+std::optional<ReceivedReply> DecodeAnyReply(ByteView message);
+/// The same of LUN 0 of the service processor alone.
 std::optional<ReceivedReply> DecodeReply(ByteView message);
 
 }  // namespace Kelvar::Ipmi

@@ -17,6 +17,8 @@ struct IpmiTimings {
   u32 setUpLimitMs = 60000;  ///< bound of one session set-up with a target that does answer
   u32 busyPauseMs = 50;      ///< before a busy target is asked again; doubles each time
   u32 busyTries = 7;         ///< transmissions of one request to a busy target, the first included
+  u32 bridgedWaitMs = 1000;  ///< for a satellite or another logical unit; doubles with each transmission
+  u32 bridgedTries = 2;      ///< transmissions of one request to it, the first included
 };
 
 namespace Ipmi {

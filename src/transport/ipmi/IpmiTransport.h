@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transport/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/AddressedCommands.h"
 #include "transport/ipmi/IpmiTimings.h"
 
 namespace Kelvar::Ipmi {
@@ -11,16 +11,13 @@ class IpmiTransport {
   virtual ~IpmiTransport() = default;
   virtual CONNECTIONSTATE Open(const IpmiTimings& timings) = 0;
   virtual void Close() noexcept = 0;
-  /// As IpmiClientInterface::send; `completionCode` holds 0xFF and `response` is empty at the start.
-  virtual int Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) = 0;
+  /// As AddressedCommands::SendTo; `completionCode` holds 0xFF and `response` is empty at the start.
+  virtual int Send(const ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+                   u8& completionCode) = 0;
+  /// As AddressedCommands::SendAhead.
+  virtual void SendAhead(std::span<QueuedCommand> /*commands*/) {}
   /// How often the command of the last Send was sent.
   virtual u32 Transmissions() const = 0;
 };
-
-/// Results of `send` other than 0.
-inline constexpr int kSendNotConnected = 1;
-inline constexpr int kSendNoAnswer = 2;
-inline constexpr int kSendNotPossible = 3;  ///< the request cannot be put into a message
-inline constexpr int kSendNoTime = 4;       ///< the time for the operation is over: nothing was sent
 
 }  // namespace Kelvar::Ipmi

@@ -5,6 +5,7 @@
 #include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/LoginGuard.h"
 #include "common/log/LogMacros.h"
+#include "transport/ipmi/IpmiCommands.h"
 #include "transport/ipmi/IpmiDiagnostics.h"
 #include "transport/ipmi/SessionNegotiator.h"
 
@@ -15,6 +16,7 @@ constexpr std::size_t kLongestName = 16;
 constexpr std::size_t kLongestBmcKey = 20;
 /// The message of an IPMI 1.5 packet has at most 255 bytes, seven of them around the data.
 constexpr std::size_t kMostData = 248;
+constexpr std::size_t kAroundBridged = 8;  // the channel, and a message of its own
 constexpr u32 kLongestBusyPauseMs = 1600;
 
 FailureCause CauseOf(SessionResult result) {
@@ -51,14 +53,16 @@ Bytes CloseData(const LanSession& session) {
   return id;
 }
 
+std::string PlaceText(const ControllerAddress& to) {
+  return to.IsBridged() ? ", controller " + std::to_string(to.address)
+         : to.lun != 0  ? ", logical unit " + std::to_string(to.lun)
+                        : std::string();
+}
+
 /// Storage that is read slowly, such as the EEPROM of a FRU, may be busy for a while.
 bool IsBusy(const IPMICOMMAND& command, const Reply& reply) {
-  constexpr u8 kNetFnStorage = 0x0A;
-  constexpr u8 kReadFru = 0x11;
-  constexpr u8 kNodeBusy = 0xC0;
-  constexpr u8 kFruBusy = 0x81;
-  return command.netFn == kNetFnStorage &&
-         (reply.completionCode == kNodeBusy || (command.command == kReadFru && reply.completionCode == kFruBusy));
+  return IsBusyFru(command, reply.completionCode) ||
+         (command.netFn == kNetFnStorage && reply.completionCode == kCodeNodeBusy);
 }
 
 }  // namespace
@@ -178,12 +182,14 @@ const char* LanTransport::TextOf(SessionResult result) const {
   return "set-up failed";
 }
 
-int LanTransport::Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) {
+int LanTransport::Send(const ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+                       u8& completionCode) {
   transmissions_ = 0;
   if (!opened_) {
     return kSendNotConnected;
   }
-  if (command.data.size() > kMostData || command.netFn > 0x3F || (command.netFn & 1) != 0) {
+  if (command.data.size() > (to.IsBridged() ? kMostData - kAroundBridged : kMostData) || command.netFn > 0x3F ||
+      (command.netFn & 1) != 0) {
     KELVAR_LOG(1) << "IPMI: no request can carry network function " << int{command.netFn} << " with "
                   << command.data.size() << " bytes";
     return kSendNotPossible;
@@ -194,15 +200,54 @@ int LanTransport::Send(const IPMICOMMAND& command, std::vector<u8>& response, u8
     return kSendNoTime;
   }
   Reply reply;
-  if (AskUntilReady(command, reply, end) != ExchangeResult::Reply) {
-    KELVAR_LOG(1) << "IPMI: no answer from " << host_ << " to command " << int{command.command}
-                  << " of network function " << int{command.netFn};
+  bool handedOn = true;
+  const ExchangeResult result =
+      to.IsPlain() ? AskUntilReady(command, reply, end) : AskElsewhere(to, command, reply, handedOn, end);
+  if (result != ExchangeResult::Reply) {
+    KELVAR_LOG(to.IsPlain() ? 1 : 2) << "IPMI: no answer from " << host_ << PlaceText(to) << " to command "
+                                     << int{command.command} << " of network function " << int{command.netFn};
     return kSendNoAnswer;
   }
   lastHeard_ = channel_.Now();
   completionCode = reply.completionCode;
+  if (!handedOn) {
+    return kSendNotHandedOn;
+  }
   response = std::move(reply.data);
   return 0;
+}
+
+void LanTransport::SendAhead(std::span<QueuedCommand> commands) {
+  const std::string target = host_ + ":" + port_;
+  CommandWindow window = CommandWindow::Of(target);
+  const auto fits = [](const QueuedCommand& queued) {
+    const IPMICOMMAND& command = queued.command;
+    return command.data.size() <= kMostData && command.netFn <= 0x3F && (command.netFn & 1) == 0;
+  };
+  const bool idle = channel_.Now() - lastHeard_ >= Milliseconds(timings_.idleExpiryMs);
+  if (!session_ || idle || !window.IsOpen() || !std::all_of(commands.begin(), commands.end(), fits)) {
+    return;
+  }
+  channel_.RestartSilence();
+  exchange_.AskAhead(*session_, {timings_, OperationDeadline::End(channel_.Now())}, commands, window);
+  CommandWindow::Remember(target, window);
+  if (std::any_of(commands.begin(), commands.end(), [](const QueuedCommand& queued) { return queued.answered; })) {
+    lastHeard_ = channel_.Now();
+  }
+}
+
+ExchangeResult LanTransport::AskElsewhere(const ControllerAddress& to, const IPMICOMMAND& command, Reply& reply,
+                                          bool& handedOn, Clock::time_point end) {
+  if (!session_) {
+    return ExchangeResult::Timeout;
+  }
+  ExchangeOptions options{timings_, end};
+  options.elsewhere = true;
+  channel_.RestartSilence();
+  const u64 before = channel_.TotalTransmissions();
+  const ExchangeResult result = exchange_.Ask(*session_, options, to, command, reply, handedOn);
+  transmissions_ += static_cast<u32>(channel_.TotalTransmissions() - before);
+  return result;
 }
 
 ExchangeResult LanTransport::AskUntilReady(const IPMICOMMAND& command, Reply& reply, Clock::time_point end) {

@@ -28,7 +28,9 @@ class LanTransport : public IpmiTransport {
 
   CONNECTIONSTATE Open(const IpmiTimings& timings) override;
   void Close() noexcept override;
-  int Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override;
+  int Send(const ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+           u8& completionCode) override;
+  void SendAhead(std::span<QueuedCommand> commands) override;
   u32 Transmissions() const override { return transmissions_; }
 
  private:
@@ -43,6 +45,9 @@ class LanTransport : public IpmiTransport {
   /// One command in the session. Silence, where the target is not known for it, opens another session: the target may
   /// have forgotten this one.
   ExchangeResult Ask(const IPMICOMMAND& command, Reply& reply, Clock::time_point end);
+  /// One command to a controller or logical unit whose silence tells nothing of the session.
+  ExchangeResult AskElsewhere(const ControllerAddress& to, const IPMICOMMAND& command, Reply& reply, bool& handedOn,
+                              Clock::time_point end);
   ExchangeResult AskInSession(const IPMICOMMAND& command, Reply& reply, const ExchangeOptions& options);
 
   const std::string host_;

@@ -3,7 +3,7 @@
 #include <array>
 #include <optional>
 
-#include "transport/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/IpmiCommands.h"
 #include "transport/ipmi/IpmiMessage.h"
 
 namespace Kelvar::Ipmi {
@@ -31,7 +31,9 @@ class Reservations {
   };
 
   /// Sensor data records of the repository and of a device, system event log.
-  std::array<Row, 3> rows_{{{0x0A, 0x22, 0x23}, {0x04, 0x22, 0x21}, {0x0A, 0x42, 0x43}}};
+  std::array<Row, 3> rows_{{{kNetFnStorage, kReserveSdrRepository, kGetSdr},
+                            {kNetFnSensorEvent, kReserveDeviceSdr, kGetDeviceSdr},
+                            {kNetFnStorage, kReserveSel, kGetSelEntry}}};
 };
 
 }  // namespace Kelvar::Ipmi

@@ -28,7 +28,7 @@ class RmcpPlusHandshake {
   SessionResult ExchangeRandoms();
   SessionResult Confirm(std::unique_ptr<LanSession>& session);
   SessionResult Refusal(const char* step, u8 status) const;
-  /// Exchanges one payload, whose first byte is the tag. `decode` gives nothing for what is no such reply.
+  /// Exchanges one payload, whose first byte is the tag. `decode` gives nothing for what is not such a reply.
   template <typename T>
   ExchangeResult Ask(const ExchangeOptions& options, PayloadType type, Bytes request, PayloadType replyType,
                      std::optional<T> (*decode)(ByteView), T& reply);

@@ -5,14 +5,12 @@
 #include "common/log/LogMacros.h"
 #include "common/text/ByteReader.h"
 #include "transport/ipmi/Ipmi15Handshake.h"
+#include "transport/ipmi/IpmiCommands.h"
 #include "transport/ipmi/RmcpPlusHandshake.h"
 
 namespace Kelvar::Ipmi {
 namespace {
 
-constexpr u8 kGetAuthCapabilities = 0x38;
-constexpr u8 kSetSessionPrivilege = 0x3B;
-constexpr u8 kGetCipherSuites = 0x54;
 constexpr u8 kThisChannel = 0x0E;
 constexpr u8 kWithPlus = 0x80;
 

@@ -15,6 +15,7 @@
 #include "common/deadline/OperationDeadline.h"
 #include "common/log/LogMacros.h"
 #include "common/process/Descriptors.h"
+#include "transport/ipmi/IpmiCommands.h"
 #include "transport/ipmi/IpmiDiagnostics.h"
 
 namespace Kelvar::Ipmi {
@@ -33,6 +34,21 @@ class LinuxDeviceCalls : public DeviceCalls {
 
 /// What the driver accepts.
 constexpr std::size_t kMostData = 255;
+
+/// The driver puts what becomes of a message on the bus into the reply.
+int BridgedResult(const IPMICOMMAND& command, const std::vector<u8>& response, u8& completionCode) {
+  constexpr u8 kLostArbitration = 0x81;
+  if (!response.empty()) {
+    return 0;
+  }
+  if (completionCode == kCodeTimeout) {
+    completionCode = 0xFF;
+    return kSendNoAnswer;
+  }
+  // Storage has codes of its own from 0x80 on.
+  const bool ofTheBus = completionCode >= kLostArbitration && completionCode <= kCodeNoSuchDevice;
+  return ofTheBus && (command.netFn != kNetFnStorage || completionCode == kCodeNoSuchDevice) ? kSendNotHandedOn : 0;
+}
 
 }  // namespace
 
@@ -75,7 +91,8 @@ void SystemInterface::Close() noexcept {
   }
 }
 
-int SystemInterface::Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) {
+int SystemInterface::Send(const ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+                          u8& completionCode) {
   if (device_ < 0) {
     return kSendNotConnected;
   }
@@ -85,7 +102,8 @@ int SystemInterface::Send(const IPMICOMMAND& command, std::vector<u8>& response,
     OperationDeadline::NoteReached();
     return kSendNoTime;
   }
-  if (command.data.size() > kMostData || command.netFn > 0x3F || (command.netFn & 1) != 0 || !SendRequest(command)) {
+  if (command.data.size() > kMostData || command.netFn > 0x3F || (command.netFn & 1) != 0 ||
+      !SendRequest(to, command)) {
     KELVAR_LOG(1) << "IPMI: the device does not take command " << int{command.command} << " of network function "
                   << int{command.netFn};
     return kSendNotPossible;
@@ -97,7 +115,7 @@ int SystemInterface::Send(const IPMICOMMAND& command, std::vector<u8>& response,
     }
     const int received = ready < 0 ? -1 : Receive(command, response, completionCode);
     if (received > 0) {
-      return 0;
+      return to.IsBridged() ? BridgedResult(command, response, completionCode) : 0;
     }
     if (received < 0) {
       KELVAR_LOG(1) << "IPMI: the device fails: " << std::strerror(errno);
@@ -109,14 +127,13 @@ int SystemInterface::Send(const IPMICOMMAND& command, std::vector<u8>& response,
   return kSendNoAnswer;
 }
 
-bool SystemInterface::SendRequest(const IPMICOMMAND& command) {
+bool SystemInterface::SendRequest(const ControllerAddress& to, const IPMICOMMAND& command) {
   std::vector<u8> data = command.data;
-  ipmi_system_interface_addr address{};
-  address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
-  address.channel = IPMI_BMC_CHANNEL;
+  ipmi_system_interface_addr own{IPMI_SYSTEM_INTERFACE_ADDR_TYPE, IPMI_BMC_CHANNEL, to.lun};
+  ipmi_ipmb_addr satellite{IPMI_IPMB_ADDR_TYPE, to.channel, to.address, to.lun};
   ipmi_req request{};
-  request.addr = reinterpret_cast<unsigned char*>(&address);
-  request.addr_len = sizeof address;
+  request.addr = to.IsBridged() ? reinterpret_cast<unsigned char*>(&satellite) : reinterpret_cast<unsigned char*>(&own);
+  request.addr_len = to.IsBridged() ? sizeof satellite : sizeof own;
   request.msgid = ++messageId_;
   request.msg.netfn = command.netFn;
   request.msg.cmd = command.command;

@@ -28,12 +28,13 @@ class SystemInterface : public IpmiTransport {
 
   CONNECTIONSTATE Open(const IpmiTimings& timings) override;
   void Close() noexcept override;
-  int Send(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode) override;
+  int Send(const ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
+           u8& completionCode) override;
   u32 Transmissions() const override { return 1; }
 
  private:
   CONNECTIONSTATE OpenDevice();
-  bool SendRequest(const IPMICOMMAND& command);
+  bool SendRequest(const ControllerAddress& to, const IPMICOMMAND& command);
   /// Takes the next message of the driver: 1 when it is the reply, 0 when it is another one, -1 when the device fails.
   int Receive(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode);
   int Ioctl(unsigned long request, void* argument);

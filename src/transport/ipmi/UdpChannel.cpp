@@ -7,7 +7,7 @@
 namespace Kelvar::Ipmi {
 namespace {
 
-/// Larger datagrams are no replies to anything this library asks.
+/// Larger datagrams are not replies to anything this library asks.
 constexpr std::size_t kLargestDatagram = 4096;
 /// A buffer that grows would leave bytes behind that nobody wipes.
 constexpr std::size_t kLargestRequest = 512;
@@ -45,7 +45,8 @@ void UdpChannel::Post(ByteView packet) noexcept {
 }
 
 void UdpChannel::Pause(Clock::time_point until) {
-  Listen(until, false, [](std::span<u8>) { return std::nullopt; });
+  const IpmiTimings timings;
+  Listen(until, {timings, until}, [](std::span<u8>) { return std::nullopt; });
 }
 
 ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const MakeCopy& make, const TakeReply& take) {
@@ -53,7 +54,7 @@ ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const MakeCo
   answered_ = 0;
   const auto silent = lastReply_ + Milliseconds(options.timings.limitMs) + roundTrip_.Backlog();
   const auto end = std::min(options.deadline, silent);
-  for (u32 index = 0; index < options.timings.tries; ++index) {
+  for (u32 index = 0; index < options.Tries(); ++index) {
     const auto now = Now();
     if (now >= end) {
       break;
@@ -63,8 +64,8 @@ ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const MakeCo
     Post(outgoing_);
     sentAt_.push_back(now);
     ++totalTransmissions_;
-    const auto until = std::min(now + roundTrip_.WaitAfter(options.timings, index), end);
-    const ExchangeResult result = Listen(until, options.stopWhenPortClosed, take);
+    const auto until = std::min(now + WaitAfter(options, index), end);
+    const ExchangeResult result = Listen(until, options, take);
     if (result == ExchangeResult::Reply && options.lastReplyCounts) {
       AwaitLastReply(options, take);
     }
@@ -75,7 +76,26 @@ ExchangeResult UdpChannel::Exchange(const ExchangeOptions& options, const MakeCo
   return ExchangeResult::Timeout;
 }
 
-ExchangeResult UdpChannel::Listen(Clock::time_point until, bool stopWhenPortClosed, const TakeReply& take) {
+void UdpChannel::Transmit(const std::function<void(Bytes& packet)>& make) {
+  outgoing_.clear();
+  make(outgoing_);
+  Post(outgoing_);
+  ++totalTransmissions_;
+}
+
+bool UdpChannel::Await(Clock::time_point until, const std::function<bool(std::span<u8>)>& take) {
+  std::size_t size = 0;
+  do {
+    if (port_->Receive(until, incoming_, size) == DatagramPort::Event::Datagram &&
+        take(std::span(incoming_).first(size))) {
+      RestartSilence();
+      return true;
+    }
+  } while (Now() < until);
+  return false;
+}
+
+ExchangeResult UdpChannel::Listen(Clock::time_point until, const ExchangeOptions& options, const TakeReply& take) {
   for (;;) {
     std::size_t size = 0;
     const DatagramPort::Event event = port_->Receive(until, incoming_, size);
@@ -83,11 +103,11 @@ ExchangeResult UdpChannel::Listen(Clock::time_point until, bool stopWhenPortClos
       return ExchangeResult::Timeout;
     }
     if (event == DatagramPort::Event::PortClosed) {
-      if (stopWhenPortClosed) {
+      if (options.stopWhenPortClosed) {
         return ExchangeResult::PortUnreachable;
       }
     } else if (const auto copy = take(std::span(incoming_).first(size)); copy && *copy < sentAt_.size()) {
-      NoteReply(*copy);
+      NoteReply(*copy, options);
       return ExchangeResult::Reply;
     }
     if (Now() >= until) {
@@ -96,8 +116,16 @@ ExchangeResult UdpChannel::Listen(Clock::time_point until, bool stopWhenPortClos
   }
 }
 
-void UdpChannel::NoteReply(u32 copy) {
+Clock::duration UdpChannel::WaitAfter(const ExchangeOptions& options, u32 index) const {
+  return options.elsewhere ? Milliseconds(options.timings.bridgedWaitMs << std::min(index, 8U))
+                           : roundTrip_.WaitAfter(options.timings, index);
+}
+
+void UdpChannel::NoteReply(u32 copy, const ExchangeOptions& options) {
   lastReply_ = Now();
+  if (options.elsewhere) {
+    return;
+  }
   if (++answered_ == 1) {
     roundTrip_.Add(lastReply_ - sentAt_[copy]);
   }
@@ -110,7 +138,7 @@ void UdpChannel::AwaitLastReply(const ExchangeOptions& options, const TakeReply&
   const auto wait = std::max<Clock::duration>({kLeast, roundTrip_.Expected() + roundTrip_.Backlog(), first});
   const auto until = std::min(sentAt_.back() + wait, options.deadline);
   const auto missing = [&] { return pathDoubles_ || answered_ < sentAt_.size(); };
-  while (missing() && Now() < until && Listen(until, false, take) == ExchangeResult::Reply) {
+  while (missing() && Now() < until && Listen(until, options, take) == ExchangeResult::Reply) {
   }
 }
 

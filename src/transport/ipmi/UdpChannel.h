@@ -23,6 +23,10 @@ struct ExchangeOptions {
   bool stopWhenPortClosed = false;
   /// The target starts anew with each copy, so that only its reply to the last one holds: waits for that.
   bool lastReplyCounts = false;
+  /// The reply is that of a controller after the target: its waits are IpmiTimings::bridgedWaitMs, and measure nothing.
+  bool elsewhere = false;
+
+  u32 Tries() const { return elsewhere ? timings.bridgedTries : timings.tries; }
 };
 
 /// Requests and replies over one port. Keeps the waits in step with the target; knows nothing of what the bytes mean.
@@ -53,6 +57,15 @@ class UdpChannel {
   /// That the target got a request twice though it was sent once: from now on `lastReplyCounts` waits in any case.
   void NoteDoubledRequest() { pathDoubles_ = true; }
 
+  /// Sends one of several requests that are under way.
+  void Transmit(const std::function<void(Bytes& packet)>& make);
+  /// Waits for a datagram that `take` accepts.
+  bool Await(Clock::time_point until, const std::function<bool(std::span<u8>)>& take);
+  /// How long the reply to what is sent first may take before it counts as lost.
+  Clock::duration PatienceFor(const IpmiTimings& timings) const { return roundTrip_.WaitAfter(timings, 0); }
+  /// A round trip that nothing else delayed.
+  void NoteRoundTrip(Clock::duration sample) { roundTrip_.Add(sample); }
+
   /// Sends without waiting for an answer.
   void Post(ByteView packet) noexcept;
 
@@ -65,8 +78,9 @@ class UdpChannel {
 
  private:
   /// Receives until `until`.
-  ExchangeResult Listen(Clock::time_point until, bool stopWhenPortClosed, const TakeReply& take);
-  void NoteReply(u32 copy);
+  ExchangeResult Listen(Clock::time_point until, const ExchangeOptions& options, const TakeReply& take);
+  Clock::duration WaitAfter(const ExchangeOptions& options, u32 index) const;
+  void NoteReply(u32 copy, const ExchangeOptions& options);
   void AwaitLastReply(const ExchangeOptions& options, const TakeReply& take);
 
   const std::unique_ptr<DatagramPort> port_;

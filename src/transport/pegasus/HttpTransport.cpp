@@ -9,6 +9,7 @@
 
 #include <Pegasus/Client/CIMClientException.h>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/http/FailureOf.h"
 
 #include "transport/pegasus/HttpHead.h"
@@ -166,6 +167,9 @@ CURLcode HttpTransport::Perform(Uint32 timeoutMs) {
   Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(timeoutMs, kConnectMs)));
   errorText_.front() = '\0';
   const CURLcode code = Kelvar::Http::Transfer(handle_.get()).Perform();
+  if (code == CURLE_OK || code == CURLE_WRITE_ERROR) {
+    Kelvar::DiagnosticsRecorder::NoteTls(trust_.Last());
+  }
   // A callback that wants no more has its own reason.
   cause_ = code == CURLE_WRITE_ERROR ? Kelvar::FailureCause::None : Kelvar::Http::CauseOfTransfer(handle_.get(), code);
   return code;

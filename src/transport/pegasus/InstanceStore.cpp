@@ -123,8 +123,8 @@ const Detail::InstanceStore& StoreOf(const CIMObjectPath& path) noexcept {
 }  // namespace
 
 const CIMName& CIMConstProperty::getName() const noexcept {
-  static const CIMName none;
-  return shape_ == nullptr ? none : shape_->name;
+  static const CIMName kNone;
+  return shape_ == nullptr ? kNone : shape_->name;
 }
 
 Uint32 CIMConstProperty::getQualifierCount() const noexcept {

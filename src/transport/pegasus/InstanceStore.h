@@ -19,7 +19,7 @@ struct PropertyShape {
 };
 
 /// One instance inside the memory of its store: this head, where each value ends, the shape of each value, and then
-/// the texts, each with a NUL behind it: the path and the values in their stored form.
+/// the texts, each followed by a NUL: the path and the values in their stored form.
 struct InstanceRecord {
   /// Set in an end when the value is null. A store never holds as many bytes.
   static constexpr Uint32 kNull = 0x80000000U;
@@ -77,7 +77,7 @@ class InstanceStore {
 };
 
 /// Gives properties of one shape one number. Instances mostly repeat the shapes of the instance before them, in the
-/// same order; so the shape behind the last one is tried first.
+/// same order; so the shape after the last one is tried first.
 class ShapeNumbers {
  public:
   static constexpr std::size_t kMax = 0xFFFF;

@@ -73,7 +73,7 @@ constexpr auto kFirstRow = [] {
   first[kElements] = static_cast<unsigned char>(row);
   return first;
 }();
-static_assert(kFirstRow[kElements] == kRows.size(), "the rows stand in the order of the parents");
+static_assert(kFirstRow[kElements] == kRows.size(), "the rows are in the order of the parents");
 
 }  // namespace
 

@@ -10,7 +10,7 @@ namespace Pegasus::Detail {
 namespace {
 
 /// How much the XML parser gets at once, so that an endless token is noticed in time.
-constexpr std::size_t kPiece = 64U * 1024;
+constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
 String Message(std::string_view a, std::string_view b, std::string_view c = {}) {
   std::string text(a);

@@ -86,6 +86,7 @@ class ReplyParser {
   void OpenMessage(const char** attributes);
   void OpenError(const char** attributes);
   void OpenProperty(Element element, const char** attributes);
+  void OpenQualifier(const char** attributes);
   void OpenPathElement(Element element, const char** attributes);
   void OpenPath();
   void CloseValue();
@@ -134,7 +135,7 @@ class ReplyParser {
   bool collecting_ = false;
   bool inCdata_ = false;
 
-  // Paths inside keys of paths; those behind the count wait for their next use.
+  // Paths inside keys of paths; those beyond the count wait for their next use.
   std::vector<ObjectPathBuilder> paths_;
   std::size_t pathCount_ = 0;
   std::size_t pathBytes_ = 0;

@@ -43,9 +43,7 @@ void ReplyParser::Open(Element element, const char** attributes) {
     case Element::PropertyReference:
       return OpenProperty(element, attributes);
     case Element::Qualifier:
-      qualifier_.Start(Attribute(attributes, "NAME"), TypeNamed(Attribute(attributes, "TYPE")), false);
-      value_ = &qualifier_;
-      return;
+      return OpenQualifier(attributes);
     case Element::ValueArray:
       value_->isArray = true;
       value_->isNull = false;
@@ -134,6 +132,11 @@ void ReplyParser::OpenProperty(Element element, const char** attributes) {
   value_ = &property_;
 }
 
+void ReplyParser::OpenQualifier(const char** attributes) {
+  qualifier_.Start(Attribute(attributes, "NAME"), TypeNamed(Attribute(attributes, "TYPE")), false);
+  value_ = &qualifier_;
+}
+
 void ReplyParser::CountValue() {
   if (++valueCount_ > limits_.values) {
     FailLimit("more than " + std::to_string(limits_.values) + " values");
@@ -189,7 +192,7 @@ void ReplyParser::CheckKept() const {
 }
 
 void ReplyParser::OpenPathElement(Element element, const char** attributes) {
-  // The name of a class or instance stands inside the path that its parent opened, or is one by itself.
+  // The name of a class or instance is inside the path that its parent opened, or is one by itself.
   if (element == Element::ObjectPath ||
       ((element == Element::InstanceName || element == Element::ClassName) && Parent() != Element::ObjectPath)) {
     OpenPath();

@@ -13,7 +13,7 @@ constexpr std::string_view kControlMark = "\xF4\x8F\xBC";
 void RestoreControls(std::string& text, std::size_t from = 0);
 
 /// Makes XML again of what firmware lets slip into values: control characters pass as kControlMark says; a NUL, bytes
-/// that are no UTF-8 and references to no character become U+FFFD. Replies in another encoding pass as they are.
+/// that are not UTF-8 and references to no character become U+FFFD. Replies in another encoding pass as they are.
 class Utf8Sanitizer {
  public:
   /// The next bytes, repaired; what is left of them until more arrive comes with the next call. Valid until then.

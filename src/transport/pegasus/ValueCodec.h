@@ -15,12 +15,12 @@ namespace Pegasus::Detail {
 /// The type of a TYPE attribute; string for names that are none.
 CIMType TypeNamed(std::string_view name) noexcept;
 
-/// Types whose empty text is a value; for all others it is no value at all.
+/// Types whose empty text is a value; for all others it is not a value at all.
 constexpr bool IsTextType(CIMType type) noexcept {
   return type == CIMTYPE_STRING || type == CIMTYPE_CHAR16;
 }
 
-/// Appends the stored form of a scalar that a reply writes as `wire`. False when that is no value of the type.
+/// Appends the stored form of a scalar that a reply writes as `wire`. False when that is not a value of the type.
 bool AppendStored(CIMType type, std::string_view wire, std::string& stored);
 
 /// The stored form of an array element that is null.

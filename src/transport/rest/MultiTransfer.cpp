@@ -1,36 +1,29 @@
 #include "transport/rest/MultiTransfer.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <new>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include <curl/curl.h>
-#include <openssl/ssl.h>
 #include <sys/socket.h>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/http/FailureOf.h"
+#include "common/http/TlsTrust.h"
 #include "common/http/Transfer.h"
 #include "common/process/Descriptors.h"
 #include "common/process/SigpipeGuard.h"
+#include "transport/rest/HeaderList.h"
 
 namespace Rest {
 
 namespace {
 
 constexpr std::size_t kMaxHeaderValue = 4096;
-
-/// A line may hold a session's token.
-struct ListFree {
-  void operator()(curl_slist* list) const noexcept {
-    for (curl_slist* line = list; line != nullptr; line = line->next) {
-      explicit_bzero(line->data, std::strlen(line->data));
-    }
-    curl_slist_free_all(list);
-  }
-};
+constexpr std::size_t kMaxHeaders = std::size_t{1} << 20;  // trailers included
 
 std::string_view Trim(std::string_view text) {
   const auto first = text.find_first_not_of(" \t\r\n");
@@ -59,57 +52,6 @@ void Wipe(TransferRequest& request) noexcept {
   }
 }
 
-/// Hexadecimal digits in lower case, without colons.
-std::string PlainDigits(std::string_view text) {
-  std::string digits;
-  for (const char letter : text) {
-    if (letter != ':') {
-      digits += letter >= 'A' && letter <= 'F' ? static_cast<char>(letter + 32) : letter;
-    }
-  }
-  return digits;
-}
-
-struct CertificatePin {
-  std::string digits;
-  bool verifyChain;
-};
-
-std::string FingerprintOf(const X509* certificate) {
-  constexpr const char* kHex = "0123456789abcdef";
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned size = 0;
-  std::string digits;
-  if (X509_digest(certificate, EVP_sha256(), digest.data(), &size) == 1) {
-    for (unsigned i = 0; i < size; ++i) {
-      digits += kHex[digest[i] >> 4];
-      digits += kHex[digest[i] & 15];
-    }
-  }
-  return digits;
-}
-
-/// Takes the place of the chain's verification; with a CA file the chain must hold too.
-int VerifyPin(X509_STORE_CTX* store, void* data) noexcept {
-  const auto& pin = *static_cast<const CertificatePin*>(data);
-  try {
-    const X509* const certificate = X509_STORE_CTX_get0_cert(store);
-    if (certificate != nullptr && FingerprintOf(certificate) == pin.digits) {
-      return pin.verifyChain ? X509_verify_cert(store) : 1;
-    }
-  } catch (...) {  // no memory: not verified
-  }
-  X509_STORE_CTX_set_error(store, X509_V_ERR_CERT_REJECTED);
-  return 0;
-}
-
-CURLcode PinCertificate(CURL* /*handle*/, void* context, void* pin) noexcept {
-  auto* const ssl = static_cast<SSL_CTX*>(context);
-  SSL_CTX_set_verify(ssl, SSL_VERIFY_PEER, nullptr);  // else a refusal would not count
-  SSL_CTX_set_cert_verify_callback(ssl, &VerifyPin, pin);
-  return CURLE_OK;
-}
-
 curl_socket_t OpenSocket(void* /*data*/, curlsocktype /*purpose*/, curl_sockaddr* address) noexcept {
   return Kelvar::AboveStandardStreams(socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol));
 }
@@ -119,21 +61,38 @@ curl_socket_t OpenSocket(void* /*data*/, curlsocktype /*purpose*/, curl_sockaddr
 /// One handle and the request that it serves.
 struct MultiTransfer::Slot {
   std::unique_ptr<CURL, Kelvar::Http::HandleCleanup> handle;
-  std::unique_ptr<curl_slist, ListFree> headers;
+  HeaderList headers;
   TransferRequest request;
   TransferResult result;
   std::size_t maxBody = 0;
+  std::size_t headerBytes = 0;
+  std::chrono::steady_clock::time_point quietUntil;
   bool busy = false;
+  bool heard = false;  ///< something came
   bool exceeded = false;
   char error[CURL_ERROR_SIZE] = {};
+
+  bool MayBeSilent() const noexcept { return busy && !heard && request.quiet.count() > 0; }
+  /// Over a connection that another request has used.
+  bool IsOverKept() const noexcept;
 
   static std::size_t TakeBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t TakeHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
 };
 
+bool MultiTransfer::Slot::IsOverKept() const noexcept {
+  long connects = 1;
+  curl_off_t sent = 0;
+  curl_easy_getinfo(handle.get(), CURLINFO_NUM_CONNECTS, &connects);
+  curl_easy_getinfo(handle.get(), CURLINFO_PRETRANSFER_TIME_T, &sent);
+  return connects == 0 && sent > 0;
+}
+
 struct MultiTransfer::Shared {
+  explicit Shared(const Options& options) : trust(options.tlsCaFile, options.tlsPinnedFingerprint) {}
+
   CURLM* multi = nullptr;
-  CertificatePin pin;
+  Kelvar::Http::TlsTrust trust;  // before the handles, which ask it
   std::vector<std::unique_ptr<Slot>> slots;
 
   Slot& Free() {
@@ -178,7 +137,13 @@ std::size_t MultiTransfer::Slot::TakeBody(char* data, std::size_t size, std::siz
 
 std::size_t MultiTransfer::Slot::TakeHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept {
   auto& slot = *static_cast<Slot*>(self);
+  slot.heard = true;
   const std::string_view line(data, size * count);
+  slot.headerBytes += line.size();
+  if (slot.headerBytes > kMaxHeaders) {
+    slot.exceeded = true;
+    return 0;
+  }
   const auto colon = line.find(':');
   if (colon == std::string_view::npos) {
     return line.size();
@@ -202,8 +167,8 @@ std::size_t MultiTransfer::Slot::TakeHeader(char* data, std::size_t size, std::s
   return line.size();
 }
 
-MultiTransfer::MultiTransfer(Options options) : options_(std::move(options)), shared_(std::make_unique<Shared>()) {
-  shared_->pin = {PlainDigits(options_.tlsPinnedFingerprint), !options_.tlsCaFile.empty()};
+MultiTransfer::MultiTransfer(Options options)
+    : options_(std::move(options)), shared_(std::make_unique<Shared>(options_)) {
   const Kelvar::StandardStreamsTaken taken;
   shared_->multi = curl_multi_init();
   if (shared_->multi == nullptr) {
@@ -222,15 +187,11 @@ MultiTransfer::~MultiTransfer() {
 
 void MultiTransfer::SetTls(Slot& slot) {
   CURL* const handle = slot.handle.get();
-  const bool verify = !options_.tlsCaFile.empty();
-  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, verify ? 1L : 0L);
-  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, verify ? 2L : 0L);
-  if (verify) {
-    curl_easy_setopt(handle, CURLOPT_CAINFO, options_.tlsCaFile.c_str());
-  }
-  if (!options_.tlsPinnedFingerprint.empty()) {
-    curl_easy_setopt(handle, CURLOPT_SSL_CTX_FUNCTION, &PinCertificate);
-    curl_easy_setopt(handle, CURLOPT_SSL_CTX_DATA, &shared_->pin);
+  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 0L);
+  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 0L);
+  const CURLcode code = shared_->trust.Apply(handle);
+  if (code != CURLE_OK) {
+    throw std::runtime_error(curl_easy_strerror(code));
   }
 }
 
@@ -269,7 +230,8 @@ void MultiTransfer::SetOptions(Slot& slot) {
   curl_easy_setopt(handle, CURLOPT_NOPROXY, "*");
   curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "gzip");
-  curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, 15'000L);
+  curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, request.fresh ? 1L : 0L);
+  curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.connectTimeout.count()));
   curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, std::max(1L, static_cast<long>(request.timeout.count())));
   SetTls(slot);
 }
@@ -283,6 +245,9 @@ void MultiTransfer::Start(Kelvar::u64 id, TransferRequest request) {
   slot.result.id = id;
   slot.maxBody = options_.maxBodyBytes;
   slot.exceeded = false;
+  slot.heard = false;
+  slot.headerBytes = 0;
+  slot.quietUntil = std::chrono::steady_clock::now() + slot.request.quiet;
   slot.error[0] = '\0';
   SetOptions(slot);
   if (curl_multi_add_handle(shared_->multi, slot.handle.get()) != CURLM_OK) {
@@ -307,12 +272,19 @@ TransferResult MultiTransfer::Finish(Slot& slot, int code) {
   result.seconds = static_cast<double>(microseconds) / 1e6;
   if (code == CURLE_OK) {
     result.status = static_cast<int>(status);
+    result.connected = true;
+    Kelvar::DiagnosticsRecorder::NoteTls(shared_->trust.Last());
   } else {
     const auto curlCode = static_cast<CURLcode>(code);
+    curl_off_t sent = 0;
+    curl_easy_getinfo(handle, CURLINFO_PRETRANSFER_TIME_T, &sent);
+    result.connected = sent > 0;
     result.timedOut = curlCode == CURLE_OPERATION_TIMEDOUT;
     result.cause = slot.exceeded ? FailureCause::TooLarge : Kelvar::Http::CauseOfTransfer(handle, curlCode);
     result.cause = result.cause == FailureCause::None ? FailureCause::Unreachable : result.cause;
-    result.error = slot.exceeded           ? "the body is larger than " + std::to_string(slot.maxBody) + " bytes"
+    result.error = slot.headerBytes > kMaxHeaders
+                       ? "the headers are larger than " + std::to_string(kMaxHeaders) + " bytes"
+                   : slot.exceeded         ? "the body is larger than " + std::to_string(slot.maxBody) + " bytes"
                    : slot.error[0] != '\0' ? slot.error
                                            : curl_easy_strerror(curlCode);
     result.body.clear();
@@ -322,6 +294,21 @@ TransferResult MultiTransfer::Finish(Slot& slot, int code) {
   slot.headers.reset();
   Wipe(slot.request);
   return result;
+}
+
+std::chrono::steady_clock::time_point MultiTransfer::EndSilent(std::vector<TransferResult>& ended) {
+  const auto now = std::chrono::steady_clock::now();
+  auto next = std::chrono::steady_clock::time_point::max();
+  for (const auto& slot : shared_->slots) {
+    if (!slot->MayBeSilent() || slot->quietUntil > now) {
+      next = slot->MayBeSilent() ? std::min(next, slot->quietUntil) : next;
+    } else if (slot->IsOverKept()) {
+      ended.push_back(Finish(*slot, CURLE_OPERATION_TIMEDOUT));
+      ended.back().silent = true;
+      ended.back().error = "the kept connection is silent";
+    }
+  }
+  return next;
 }
 
 std::vector<TransferResult> MultiTransfer::Wait(std::chrono::milliseconds atMost) {
@@ -338,12 +325,12 @@ std::vector<TransferResult> MultiTransfer::Wait(std::chrono::milliseconds atMost
         ended.push_back(Finish(*slot, message->data.result));
       }
     }
-    const auto rest =
-        std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
-    if (!ended.empty() || rest <= 0) {
+    const auto next = std::min(end, EndSilent(ended));
+    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(next - std::chrono::steady_clock::now()).count();
+    if (!ended.empty() || std::chrono::steady_clock::now() >= end) {
       return ended;
     }
-    curl_multi_poll(shared_->multi, nullptr, 0, static_cast<int>(std::min<long>(rest, 1000)), nullptr);
+    curl_multi_poll(shared_->multi, nullptr, 0, static_cast<int>(std::clamp<long>(rest, 0, 1000)), nullptr);
   }
 }
 

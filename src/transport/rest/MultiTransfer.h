@@ -20,6 +20,9 @@ struct TransferRequest {
   std::string user;                  ///< basic authentication when not empty
   std::string password;
   std::chrono::milliseconds timeout{60'000};
+  std::chrono::milliseconds connectTimeout{15'000};
+  std::chrono::milliseconds quiet{0};  ///< for which a kept connection may send nothing; 0: until the timeout
+  bool fresh = false;                  ///< over a connection of its own
 };
 
 /// What came back. The cause is None when a response came completely, whatever its status.
@@ -34,6 +37,8 @@ struct TransferResult {
   std::string authToken;   ///< header X-Auth-Token
   double seconds = 0;
   bool timedOut = false;
+  bool connected = false;  ///< the request could be sent
+  bool silent = false;     ///< a kept connection sent nothing within `quiet`; it is closed
 };
 
 /// Several HTTP requests to one server at a time, on the caller's thread, over connections that are kept. Nothing is
@@ -68,6 +73,8 @@ class MultiTransfer {
   void SetOptions(Slot& slot);
   void SetTls(Slot& slot);
   TransferResult Finish(Slot& slot, int code);
+  /// Ends what has been silent for too long; returns when the next one will have been.
+  std::chrono::steady_clock::time_point EndSilent(std::vector<TransferResult>& ended);
 
   Options options_;
   std::unique_ptr<Shared> shared_;

@@ -9,12 +9,14 @@
 
 #include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/ConnectionLimits.h"
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/diagnostics/LoginGuard.h"
 #include "common/http/FailureOf.h"
 #include "common/http/TlsTrust.h"
 #include "common/http/Transfer.h"
 #include "common/log/LogMacros.h"
 #include "common/text/Secret.h"
+#include "transport/rest/HeaderList.h"
 #include "transport/rest/RestCallbacks.h"
 #include "transport/rest/TransferRecord.h"
 
@@ -35,17 +37,6 @@ class HandleReset {
 };
 
 constexpr std::int32_t kUnauthorized = 401;
-
-struct ListFree {
-  /// Lines of headers may hold secrets.
-  void operator()(curl_slist* list) const noexcept {
-    for (curl_slist* line = list; line != nullptr; line = line->next) {
-      explicit_bzero(line->data, std::strlen(line->data));
-    }
-    curl_slist_free_all(list);
-  }
-};
-using HeaderList = std::unique_ptr<curl_slist, ListFree>;
 
 struct MimeFree {
   void operator()(curl_mime* mime) const noexcept { curl_mime_free(mime); }
@@ -89,6 +80,36 @@ curl_off_t LengthOf(std::istream& stream) {
   return length;
 }
 
+/// Whether the transfer failed on a connection kept from an earlier one, before any answer. libcurl opens another
+/// connection by itself only when it learns of that before it sends a body.
+bool WasClosedIdle(CURL* handle) {
+  long opened = 0;
+  long headerBytes = 0;
+  return curl_easy_getinfo(handle, CURLINFO_NUM_CONNECTS, &opened) == CURLE_OK && opened == 0 &&
+         curl_easy_getinfo(handle, CURLINFO_HEADER_SIZE, &headerBytes) == CURLE_OK && headerBytes == 0;
+}
+
+/// Whether a body from `stream`, if there is one, can be sent once more.
+bool Rewind(std::istream* stream) {
+  return stream == nullptr || Callbacks::SeekStream(stream, 0, SEEK_SET) == CURL_SEEKFUNC_OK;
+}
+
+/// What libcurl's own text does not say of a transfer that was ended here.
+std::string Reason(const Callbacks::BodyTarget& target, const Kelvar::Http::Transfer& transfer) {
+  if (target.exceeded) {
+    return ": the body is larger than " + std::to_string(target.maxBytes) + " bytes";
+  }
+  return transfer.Complaint() == nullptr ? "" : std::string(": ") + transfer.Complaint();
+}
+
+void SetAccount(CURL* handle, const std::string& user, const std::string& password) {
+  if (!user.empty()) {
+    curl_easy_setopt(handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
+    curl_easy_setopt(handle, CURLOPT_USERNAME, user.c_str());
+    curl_easy_setopt(handle, CURLOPT_PASSWORD, password.c_str());
+  }
+}
+
 }  // namespace
 
 RestClient::RestClient()
@@ -127,17 +148,17 @@ std::optional<RestResponse> RestClient::Withheld() const {
 }
 
 RestResponse RestClient::Run(const std::string& url, const std::function<void()>& setOwnOptions,
-                             ProgressCallback* progress) {
+                             ProgressCallback* progress, std::istream* stream) {
   if (auto response = Withheld()) {
     RecordWithheld(url, *response);
     return std::move(*response);
   }
   const HandleReset reset(curlHandle);
   setOwnOptions();
-  return Perform(url, progress);
+  return Perform(url, progress, stream);
 }
 
-RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progress) {
+RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progress, std::istream* stream) {
   RestResponse response(-1, -1, {});
   Callbacks::BodyTarget bodyTarget{response, maxBodyBytes, curlHandle};
   Callbacks::HeaderTarget headerTarget{response};
@@ -145,22 +166,14 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
     curl_easy_setopt(curlHandle, CURLOPT_ACCEPT_ENCODING, "gzip");
   }
   curl_easy_setopt(curlHandle, CURLOPT_URL, url.c_str());
-  if (outputFile != nullptr) {
-    curl_easy_setopt(curlHandle, CURLOPT_WRITEFUNCTION, &Callbacks::WriteFile);
-    curl_easy_setopt(curlHandle, CURLOPT_WRITEDATA, outputFile);
-  } else {
-    curl_easy_setopt(curlHandle, CURLOPT_WRITEFUNCTION, &Callbacks::WriteBody);
-    curl_easy_setopt(curlHandle, CURLOPT_WRITEDATA, &bodyTarget);
-  }
+  curl_easy_setopt(curlHandle, CURLOPT_WRITEFUNCTION,
+                   outputFile != nullptr ? &Callbacks::WriteFile : &Callbacks::WriteBody);
+  curl_easy_setopt(curlHandle, CURLOPT_WRITEDATA, outputFile != nullptr ? static_cast<void*>(outputFile) : &bodyTarget);
   curl_easy_setopt(curlHandle, CURLOPT_HEADERFUNCTION, &Callbacks::ReadHeader);
   curl_easy_setopt(curlHandle, CURLOPT_HEADERDATA, &headerTarget);
   const HeaderList headers = MakeHeaderList(requestHeaders, disableExpect);
   curl_easy_setopt(curlHandle, CURLOPT_HTTPHEADER, headers.get());
-  if (!basicAuthUser.empty()) {
-    curl_easy_setopt(curlHandle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
-    curl_easy_setopt(curlHandle, CURLOPT_USERNAME, basicAuthUser.c_str());
-    curl_easy_setopt(curlHandle, CURLOPT_PASSWORD, basicAuthPassword.c_str());
-  }
+  SetAccount(curlHandle, basicAuthUser, basicAuthPassword);
   curl_easy_setopt(curlHandle, CURLOPT_USERAGENT, userAgent.c_str());
   SetLimits();
   SetSecurity();
@@ -174,21 +187,21 @@ RestResponse RestClient::Perform(const std::string& url, ProgressCallback* progr
   Kelvar::Http::Transfer transfer(curlHandle);
   transfer.ReportTo(&Callbacks::Progress, progress);
   response.curlCode = transfer.Perform();
+  if (response.curlCode == CURLE_SEND_ERROR && WasClosedIdle(curlHandle) && Rewind(stream)) {
+    SetLimits();
+    response.curlCode = transfer.Perform();
+  }
   if (response.curlCode == CURLE_OK) {
     Collect(response);
+    Kelvar::DiagnosticsRecorder::NoteTls(tlsTrust->Last());
     response.cause = Kelvar::Http::CauseOfStatus(response.httpCode);
     if (loginGuard && response.httpCode == kUnauthorized) {
       loginGuard->NoteRefused();
     }
   } else {
     response.httpCode = -1;
-    response.body = errorText;
+    response.body = errorText + Reason(bodyTarget, transfer);
     response.cause = CauseOf(response.curlCode, bodyTarget.exceeded);
-    if (bodyTarget.exceeded) {
-      response.body += ": the body is larger than " + std::to_string(maxBodyBytes) + " bytes";
-    } else if (transfer.Complaint() != nullptr) {
-      response.body.append(": ").append(transfer.Complaint());
-    }
   }
   RecordTransfer(curlHandle, url, response, outputFile == nullptr);
   return response;
@@ -313,10 +326,11 @@ RestResponse RestClient::PostMime(const std::string& url, MimeParts& parts, Prog
 }
 
 RestResponse RestClient::PostStream(const std::string& url, std::istream& stream) {
-  return Run(url, [&] {
+  const auto setOwnOptions = [&] {
     curl_easy_setopt(curlHandle, CURLOPT_POST, 1L);
     SetStream(stream, true);
-  });
+  };
+  return Run(url, setOwnOptions, nullptr, &stream);
 }
 
 RestResponse RestClient::Post(const std::string& url, const std::string& data) {
@@ -328,10 +342,11 @@ RestResponse RestClient::Post(const std::string& url, const std::string& data) {
 }
 
 RestResponse RestClient::PutStream(const std::string& url, std::istream& stream) {
-  return Run(url, [&] {
+  const auto setOwnOptions = [&] {
     curl_easy_setopt(curlHandle, CURLOPT_UPLOAD, 1L);  // a PUT
     SetStream(stream, false);
-  });
+  };
+  return Run(url, setOwnOptions, nullptr, &stream);
 }
 
 RestResponse RestClient::Put(const std::string& url, const std::string& data) {
@@ -340,11 +355,12 @@ RestResponse RestClient::Put(const std::string& url, const std::string& data) {
 }
 
 RestResponse RestClient::PatchStream(const std::string& url, std::istream& stream) {
-  return Run(url, [&] {
+  const auto setOwnOptions = [&] {
     curl_easy_setopt(curlHandle, CURLOPT_CUSTOMREQUEST, "PATCH");
     curl_easy_setopt(curlHandle, CURLOPT_UPLOAD, 1L);
     SetStream(stream, false);
-  });
+  };
+  return Run(url, setOwnOptions, nullptr, &stream);
 }
 
 RestResponse RestClient::Patch(const std::string& url, const std::string& data) {

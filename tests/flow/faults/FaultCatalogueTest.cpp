@@ -12,6 +12,7 @@
 #include "simulator/machine/JsonFile.h"
 #include "support/LogCapture.h"
 #include "support/SmallStack.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -50,7 +51,7 @@ Row ReadRow(MakeFaultTarget make, const rapidjson::Value& group, const rapidjson
 std::vector<Row> ReadCatalogue(MakeFaultTarget make, const char* file) {
   namespace Json = Simulator::Json;
   std::vector<Row> rows;
-  const rapidjson::Document catalogue = Json::ReadObject(std::filesystem::path(KELVAR_FAULT_CATALOGUES) / file);
+  const rapidjson::Document catalogue = Json::ReadObject(std::filesystem::path(kFaultCatalogues) / file);
   for (const auto& group : Json::List(catalogue, "groups")) {
     for (const auto& row : Json::List(group, "cases")) {
       rows.push_back(ReadRow(make, group, row));

@@ -59,7 +59,7 @@ Outcome Firmware(Inventory& target) {
 }  // namespace
 
 Operation OperationNamed(const std::string& name) {
-  static const std::map<std::string, Operation> operations{
+  static const std::map<std::string, Operation> kOperations{
       {"firmware", Firmware},
       {"generation", Generation},
       {"software", List<&Inventory::GetNFWSoftwareIdentity, KelvarOptions::SoftwareIdentity_>},
@@ -81,7 +81,7 @@ Operation OperationNamed(const std::string& name) {
       {"leds", List<&Inventory::GetZMCIndicatorLED, KelvarNfw::INDICATORLEDS>},
       {"sensors", List<&Inventory::GetZMCNumericSensors, KelvarNfw::NUMERICSENSORS>},
   };
-  return operations.at(name);
+  return kOperations.at(name);
 }
 
 }  // namespace Kelvar::Test

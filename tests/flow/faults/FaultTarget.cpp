@@ -10,6 +10,7 @@
 #include "simulator/cim/CimService.h"
 #include "simulator/redfish/RedfishServer.h"
 #include "support/Loopback.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -32,7 +33,7 @@ class ServedTarget : public FaultTarget {
   std::unique_ptr<NodeFirmwareInventory> inventory_;
 };
 
-/// The number behind "time-limit ", taken out of the faults; 0 without one.
+/// The number after "time-limit ", taken out of the faults; 0 without one.
 int TakeTimeLimit(std::vector<std::string>& faults) {
   const std::string name = "time-limit ";
   const auto found =
@@ -56,7 +57,7 @@ std::unique_ptr<NodeFirmwareInventory> MakeImpatient(const KelvarConnection::Con
 
 Simulator::Machine MachineOf(const TargetSpec& spec, const std::string& protocol,
                              const std::vector<std::string>& faults) {
-  Simulator::Machine machine = Simulator::LoadMachine(spec.machine, KELVAR_TEST_MACHINES);
+  Simulator::Machine machine = Simulator::LoadMachine(spec.machine, kMachineFolder);
   machine.cimFlavour = spec.flavour;
   for (const std::string& fault : faults) {
     machine.faults.push_back(protocol + ':' + fault);

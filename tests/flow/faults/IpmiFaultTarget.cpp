@@ -5,6 +5,7 @@
 #include "module/nfw/inventory/BackendFactory.h"
 #include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "support/MachineIpmi.h"
+#include "support/TestPlaces.h"
 #include "transport/ipmi/IpmiClient.h"
 
 namespace Kelvar::Test {
@@ -89,7 +90,7 @@ class IpmiTarget : public FaultTarget {
 }  // namespace
 
 std::unique_ptr<FaultTarget> MakeIpmiTarget(const TargetSpec& spec) {
-  Simulator::Machine machine = Simulator::LoadMachine(spec.machine, KELVAR_TEST_MACHINES);
+  Simulator::Machine machine = Simulator::LoadMachine(spec.machine, kMachineFolder);
   IpmiFaults faults = Sort(spec, machine);
   return std::make_unique<IpmiTarget>(spec, machine, std::move(faults));
 }

@@ -113,7 +113,7 @@ int ReadInChild(
   return status;
 }
 
-/// Stands before an IPMI server and counts what is no datagram of IPMI. Its thread runs in a process of its own: forked
+/// Relays to an IPMI server and counts datagrams that are not IPMI. Its thread runs in a process of its own: forked
 /// from one with threads, a child can hang under the address sanitizer.
 class StrayCounter {
  public:

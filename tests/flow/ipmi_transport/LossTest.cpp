@@ -48,7 +48,7 @@ TEST(IpmiLoss, SilenceEndsWithinTheLimit) {
     client.SetTimings({10, 20, 500, 80, 30000});
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(client.connect(), IPMICONNECTFAIL) << heard;
-    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(2000)) << heard;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(8000)) << heard;
   }
 }
 

@@ -1,6 +1,7 @@
 #include "flow/ipmi_transport/TransportCommands.h"
 #include "support/IpmiSim.h"
 #include "support/LogCapture.h"
+#include "support/TestPlaces.h"
 #include "support/UdpRelay.h"
 
 namespace Kelvar::Test {
@@ -8,7 +9,7 @@ namespace {
 
 IpmiSimConfig WithModule(std::vector<std::string> lines) {
   IpmiSimConfig config;
-  config.module = KELVAR_IPMI_MODULE;
+  config.module = kIpmiModule;
   config.moduleLines = std::move(lines);
   return config;
 }

@@ -38,6 +38,27 @@ TEST(IpmiSession, CompletionCodesComeBack) {
   EXPECT_NE(client.send({0x01, {}, 0x07}, response, completionCode), 0) << "the network function of a reply";
 }
 
+TEST(IpmiSession, CommandsReachTheControllersOfAForeignServer) {
+  IpmiSimConfig config;
+  config.emulatorLines = {"mc_add 0x2c 7 no-device-sdrs 0x10 3 0x21 0x9f 0x1291 0x22", "mc_enable 0x2c"};
+  IpmiSim server(config);
+  IpmiClient client("127.0.0.1", "admin", "kelvar-demo", server.PortText(), 3);
+  ASSERT_EQ(client.connect(), IPMICONNECTED);
+  std::vector<u8> response;
+  u8 completionCode = 0;
+  for (int round = 0; round < 70; ++round) {
+    ASSERT_EQ(client.SendTo({0x2C, 0, 0}, {0x01, {}, 0x06}, response, completionCode), 0);
+    ASSERT_EQ(completionCode, 0);
+    ASSERT_GE(response.size(), 11U);
+    EXPECT_EQ(response[0], 7);
+    ExpectDeviceId(client);
+  }
+  EXPECT_EQ(client.SendTo({0x2C, 0, 0}, {0x7F, {1, 2}, 0x3A}, response, completionCode), 0);
+  EXPECT_EQ(completionCode, 0xC1) << "the satellite's own";
+  EXPECT_EQ(client.SendTo({0x2E, 0, 0}, {0x01, {}, 0x06}, response, completionCode), Ipmi::kSendNotHandedOn);
+  EXPECT_EQ(completionCode, 0x83);
+}
+
 TEST(IpmiSession, RefusedLoginsAreTold) {
   IpmiSim server;
   const LogCapture log;
@@ -196,7 +217,7 @@ TEST(IpmiSession, KilledServerIsSilenceAndComesBack) {
   server.Stop();
   const auto start = std::chrono::steady_clock::now();
   client.disconnect();
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
 }
 
 TEST(IpmiSession, ExpiredSessionIsOpenedAgainOnce) {

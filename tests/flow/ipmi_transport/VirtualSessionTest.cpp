@@ -8,6 +8,7 @@
 #include "module/nfw/inventory/ipmi/NodeFirmwareInventoryImpIPMI.h"
 #include "support/LogCapture.h"
 #include "support/VirtualLan.h"
+#include "transport/ipmi/CommandWindow.h"
 #include "transport/ipmi/IpmiClient.h"
 #include "transport/ipmi/LanTransport.h"
 
@@ -30,6 +31,13 @@ struct Meeting {
   int Ask(const IPMICOMMAND& command) {
     u8 completionCode = 0;
     return client->send(command, response, completionCode) == 0 ? completionCode : -1;
+  }
+
+  /// Get Device ID of another place; what the transport says, negative, without an answer.
+  int AskAt(const Ipmi::ControllerAddress& to) {
+    u8 completionCode = 0;
+    const int failure = client->SendTo(to, {0x01, {}, 0x06}, response, completionCode);
+    return failure == 0 ? completionCode : -failure;
   }
 
   LogCapture log{0};
@@ -212,6 +220,141 @@ TEST(IpmiLanSession, BusyStorageIsAskedAgainAfterGrowingPauses) {
   EXPECT_EQ(meeting.Ask(read), 0xC0);
   EXPECT_LT(meeting.lan.Elapsed(), 5s);
   EXPECT_EQ(meeting.met.Exchanges().back().transmissions, 7U);
+}
+
+TEST(IpmiBridging, RepliesComeInAnyOrder) {
+  for (const Bridging bridging : {Bridging::AckFirst, Bridging::ReplyFirst, Bridging::Embedded}) {
+    for (const PathConditions& path : {PathConditions{.roundTrip = 20ms}, PathConditions{.jitter = 40ms}}) {
+      Meeting meeting({.bridging = bridging}, path);
+      meeting.machine.Elsewhere(0x2C).On(0x06, 0x01, {Reply({0x2C})});
+      meeting.machine.Elsewhere(0x20, 3).On(0x06, 0x01, {Reply({3})});
+      ASSERT_EQ(meeting.client->connect(), IPMICONNECTED);
+      for (int round = 0; round < 20; ++round) {
+        EXPECT_EQ(meeting.AskAt({0x2C, 0, 0}), 0);
+        EXPECT_EQ(meeting.response, Bytes{0x2C});
+        EXPECT_EQ(meeting.AskAt({0x20, 0, 3}), 0);
+        EXPECT_EQ(meeting.response, Bytes{3});
+        EXPECT_EQ(meeting.Ask(), 0);
+        EXPECT_EQ(meeting.response, (Bytes{1, 2, 3, 4}));
+      }
+      EXPECT_EQ(meeting.machine.Elsewhere(0x2C).commands.size(), 20U);
+      EXPECT_EQ(meeting.met.Cause(), FailureCause::None);
+    }
+  }
+}
+
+TEST(IpmiBridging, SilenceCostsItsOwnWaitsAndNoSession) {
+  for (const Bridging bridging : {Bridging::Mute, Bridging::Spoiled}) {
+    Meeting meeting({.bridging = bridging}, {.roundTrip = 20ms});
+    meeting.machine.Elsewhere(0x2C).On(0x06, 0x01, {Reply({0x2C})});
+    meeting.machine.Elsewhere(0x20, 1).On(0x06, 0x01, {NoExchange()});
+    ASSERT_EQ(meeting.client->connect(), IPMICONNECTED);
+    const auto start = meeting.lan.Elapsed();
+    EXPECT_EQ(meeting.AskAt({0x2C, 0, 0}), -Ipmi::kSendNoAnswer);
+    EXPECT_EQ(meeting.AskAt({0x20, 0, 1}), -Ipmi::kSendNoAnswer);
+    EXPECT_EQ(meeting.lan.Elapsed() - start, 2 * (1000ms + 2000ms));
+    EXPECT_EQ(meeting.AskAt({0x2E, 0, 0}), -Ipmi::kSendNotHandedOn);
+    EXPECT_EQ(meeting.Ask(), 0);
+    EXPECT_EQ(meeting.met.Exchanges().size(), 5U) << "one set-up, four commands";
+    EXPECT_EQ(meeting.met.Exchanges()[3].response, "not handed on: completion code 0x83");
+    EXPECT_EQ(meeting.met.Cause(), FailureCause::NotOffered) << "the target itself has answered";
+  }
+}
+
+/// Several Get Device ID with numbers, which the machine repeats.
+std::vector<Ipmi::QueuedCommand> Numbered(u8 count) {
+  std::vector<Ipmi::QueuedCommand> commands;
+  for (u8 number = 0; number < count; ++number) {
+    commands.push_back({{0x01, {number}, 0x06}});
+  }
+  return commands;
+}
+
+std::size_t Answered(const std::vector<Ipmi::QueuedCommand>& commands) {
+  std::size_t answered = 0;
+  for (const Ipmi::QueuedCommand& queued : commands) {
+    answered += queued.answered ? 1U : 0U;
+    if (queued.answered) {
+      EXPECT_EQ(queued.response, queued.command.data) << "of another command";
+    }
+  }
+  return answered;
+}
+
+/// A target whose window nothing is known of.
+struct Window {
+  explicit Window(PathConditions path) : meeting((Ipmi::CommandWindow::ForgetAll(), VirtualBmcConfig()), path) {
+    meeting.machine.On(0x06, 0x01, [](const Bytes& request) { return Reply(request); });
+    EXPECT_EQ(meeting.client->connect(), IPMICONNECTED);
+  }
+  std::size_t Send(u8 count) {
+    commands = Numbered(count);
+    meeting.client->SendAhead(commands);
+    return Answered(commands);
+  }
+  static u32 Size() { return Ipmi::CommandWindow::Of("127.0.0.1:623").Size(); }
+
+  Meeting meeting;
+  std::vector<Ipmi::QueuedCommand> commands;
+};
+
+TEST(IpmiWindow, GrowsOverAFarPathAndSavesRoundTrips) {
+  Window window({.roundTrip = 100ms});
+  const auto start = window.meeting.lan.Elapsed();
+  EXPECT_EQ(window.Send(94), 94U);
+  // Two with one under way, four with two, eight with four, ten times eight.
+  EXPECT_EQ(window.meeting.lan.Elapsed() - start, 100ms * (2 + 2 + 2 + 10));
+  EXPECT_EQ(Window::Size(), 8U);
+  // The process remembers it for another session.
+  window.meeting.client->disconnect();
+  EXPECT_EQ(window.meeting.client->connect(), IPMICONNECTED);
+  const auto again = window.meeting.lan.Elapsed();
+  EXPECT_EQ(window.Send(80), 80U);
+  EXPECT_EQ(window.meeting.lan.Elapsed() - again, 1000ms);
+  EXPECT_EQ(window.meeting.Ask(), 0) << "single commands go on";
+}
+
+TEST(IpmiWindow, ASlowTargetIsNotTakenForALoss) {
+  Window window({.service = 700ms});
+  EXPECT_EQ(window.Send(40), 40U);
+  EXPECT_EQ(window.meeting.machine.commands.size(), 40U) << "nothing is sent twice";
+}
+
+TEST(IpmiWindow, FallsToOneAtALossAndIsSmallerFromThenOn) {
+  Window window({.roundTrip = 20ms});
+  EXPECT_EQ(window.Send(30), 30U);
+  for (const u32 most : {4U, 2U, 1U}) {
+    int lost = 0;
+    window.meeting.lan.loses = [&](bool toServer, const std::vector<u8>&) { return toServer && lost++ == 20; };
+    EXPECT_LT(window.Send(40), 40U);
+    EXPECT_EQ(Window::Size(), 1U);
+    window.meeting.lan.loses = nullptr;
+    window.Send(60);
+    EXPECT_EQ(Window::Size(), most);
+  }
+  EXPECT_EQ(window.Send(10), 0U) << "nothing is sent ahead any more";
+  EXPECT_EQ(window.meeting.Ask(), 0);
+}
+
+TEST(IpmiWindow, DisorderAndBusyTargetsMakeItFall) {
+  {
+    Window window({.roundTrip = 20ms, .jitter = 30ms});
+    while (Window::Size() > 1 || Ipmi::CommandWindow::Of("127.0.0.1:623").IsOpen()) {
+      window.Send(60);  // each answer is checked to be that of its command
+    }
+    EXPECT_EQ(window.meeting.met.Cause(), FailureCause::None);
+  }
+  Window window({.roundTrip = 20ms});
+  window.Send(30);
+  int asked = 0;
+  window.meeting.machine.On(0x06, 0x01,
+                            [&](const Bytes& request) { return ++asked == 5 ? Refuse(0xC0) : Reply(request); });
+  std::vector<Ipmi::QueuedCommand> commands = Numbered(40);
+  window.meeting.client->SendAhead(commands);
+  EXPECT_EQ(commands[4].completionCode, 0xC0);
+  EXPECT_TRUE(commands[11].answered) << "it was under way";
+  EXPECT_FALSE(commands[13].answered);
+  EXPECT_EQ(Window::Size(), 1U);
 }
 
 TEST(IpmiLanSession, SilenceAndPortsAreBounded) {

@@ -5,7 +5,6 @@
 #include <kelvar/NodeFirmwareInventory.h>
 
 #include <algorithm>
-#include <cctype>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -14,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/HostileService.h"
 #include "support/ScriptedCimServer.h"
 
 namespace Kelvar::Test {
@@ -58,8 +58,8 @@ Growth ReadCimLog(Inventory& inventory) {
   return {0, result, list.size()};
 }
 
-constexpr auto* ReadSensors = &Read<&Inventory::GetZMCNumericSensors, KelvarNfw::NUMERICSENSORS>;
-constexpr auto* ReadLog = &Read<&Inventory::GetZMCMessageLogDataRedfish, KelvarNfw::ZMCMESSAGELOGDATAREST>;
+constexpr auto* kReadSensors = &Read<&Inventory::GetZMCNumericSensors, KelvarNfw::NUMERICSENSORS>;
+constexpr auto* kReadLog = &Read<&Inventory::GetZMCMessageLogDataRedfish, KelvarNfw::ZMCMESSAGELOGDATAREST>;
 using Operation = Growth (*)(Inventory& inventory);
 
 /// A whole reading into the model.
@@ -144,15 +144,15 @@ TEST(MemoryCeiling, HoldsForJson) {
     std::string body;
   };
   const Case cases[] = {
-      {"sensors, small", ReadSensors, Body(members, R"({"Thresholds":0},)", "0]}", kMostValues / 2)},
-      {"sensors, a long text", ReadSensors, Body(members + R"({"Thresholds":0,"Name":")", R"(\u00e9\n)", R"("}]})")},
-      {"log, many entries", ReadLog, Body(members, fields, R"({"MessageArgs":[]}]})", 499'000)},
-      {"log, long arguments", ReadLog, Body(members + R"({"MessageArgs":[")", text, R"("]}]})")},
-      {"log, a wide entry", ReadLog, Body(members + '{', R"("a":0,)", R"("MessageArgs":[]}]})", kMostLogValues)},
-      {"tree, texts", ReadLog, Body(tree + R"("Members":[)", '"' + text + text + "\",", "0]}", kMostValues)},
-      {"tree, wide", ReadLog, Body(tree, '"' + text + R"(":")" + text + "\",", R"("Members":[]})", kMostValues)},
-      {"tree, deep", ReadLog, Body(tree + R"("Members":[)", deep + ',', "0]}", kMostValues / 91)},
-      {"tree, a long number", ReadLog, Body(tree + R"("Members":[)", "0123456789", "]}")},
+      {"sensors, small", kReadSensors, Body(members, R"({"Thresholds":0},)", "0]}", kMostValues / 2)},
+      {"sensors, a long text", kReadSensors, Body(members + R"({"Thresholds":0,"Name":")", R"(\u00e9\n)", R"("}]})")},
+      {"log, many entries", kReadLog, Body(members, fields, R"({"MessageArgs":[]}]})", 499'000)},
+      {"log, long arguments", kReadLog, Body(members + R"({"MessageArgs":[")", text, R"("]}]})")},
+      {"log, a wide entry", kReadLog, Body(members + '{', R"("a":0,)", R"("MessageArgs":[]}]})", kMostLogValues)},
+      {"tree, texts", kReadLog, Body(tree + R"("Members":[)", '"' + text + text + "\",", "0]}", kMostValues)},
+      {"tree, wide", kReadLog, Body(tree, '"' + text + R"(":")" + text + "\",", R"("Members":[]})", kMostValues)},
+      {"tree, deep", kReadLog, Body(tree + R"("Members":[)", deep + ',', "0]}", kMostValues / 91)},
+      {"tree, a long number", kReadLog, Body(tree + R"("Members":[)", "0123456789", "]}")},
   };
   ScriptedHttpServer server({.tls = true});
   server.On("/redfish/v1/Systems", HttpReply(R"({"Members":[{"@odata.id":"/redfish/v1/Systems/1"}]})"));
@@ -227,19 +227,6 @@ TEST(MemoryCeiling, HoldsForCim) {
   }
 }
 
-std::string Link(const std::string& path) {
-  return R"({"@odata.id":")" + path + "\"}";
-}
-
-/// A collection of 1,000 members.
-std::string Members(const std::string& path) {
-  std::string members = R"({"Name":"c","Members":[)";
-  for (int number = 0; number < 1000; ++number) {
-    members += (number == 0 ? "" : ",") + Link(path + '/' + std::to_string(number));
-  }
-  return members + "]}";
-}
-
 TEST(MemoryCeiling, HoldsForReadingsOfWholeServices) {
   const std::string name(20 * kMiB, 'x');
   const std::string start = R"({"Id":"x","Name":"x",)";
@@ -264,34 +251,12 @@ TEST(MemoryCeiling, HoldsForReadingsOfWholeServices) {
       {"interfaces, many servers", "Managers/1/EthernetInterfaces", filled("NameServers", R"("192.0.2.1")", 490'000)},
   };
   ScriptedHttpServer server({.tls = true});
-  const std::string root = "/redfish/v1/";
-  server.On(root, HttpReply(R"({"RedfishVersion":"1.9.0","Systems":)" + Link(root + "Systems") + R"(,"Managers":)" +
-                            Link(root + "Managers") + R"(,"Chassis":)" + Link(root + "Chassis") +
-                            R"(,"UpdateService":)" + Link(root + "UpdateService") + '}'));
   ConnectionInfo info;
   info.ConnectionCase = KelvarConnection::CONNECTION_CASE_REDFISH;
   info.Host = "127.0.0.1";
   info.Port = server.Port();
   for (const Case& c : cases) {
-    const std::string collection = root + c.collection;
-    server.OnAnythingElse([&](const HttpRequest& request) {
-      const std::string& path = request.target;
-      if (path == collection) {
-        return HttpReply(Members(path));
-      }
-      if (path.rfind(collection + '/', 0) == 0) {
-        return HttpReply(c.member);
-      }
-      // a resource above the collection: it has one member, and links to what is below it
-      const std::string next = collection.substr(0, collection.find('/', path.size() + 1));
-      if (collection.rfind(path + '/', 0) != 0) {
-        return HttpReply(404, "");
-      }
-      const bool isMember = std::isdigit(static_cast<unsigned char>(next.back())) != 0;
-      const std::string property = next.substr(path.size() + 1);
-      return HttpReply(isMember ? R"({"Name":"c","Members":[)" + Link(next) + "]}"
-                                : start + '"' + property + "\":" + Link(next) + '}');
-    });
+    ServeCollection(server, c.collection, c.member);
     const Growth growth = ReadInChild([&] { return ReadModel(info); });
     std::printf("%-28s %4zu MiB, %zu records\n", c.what, growth.bytes / kMiB, growth.records);
     EXPECT_LE(growth.bytes, kCeiling) << c.what;

@@ -40,10 +40,10 @@ const auto* Find(const Records& records, const std::string& name) {
 }
 
 const Model::System& SystemOf(const Inventory& inventory) {
-  static const Model::System none;
+  static const Model::System kNone;
   const auto found = std::find_if(inventory.systems.begin(), inventory.systems.end(),
                                   [](const Model::System& system) { return system.kind == "system"; });
-  return found == inventory.systems.end() ? none : *found;
+  return found == inventory.systems.end() ? kNone : *found;
 }
 
 std::set<std::string> SerialNumbers(const Inventory& inventory, const char* kind) {

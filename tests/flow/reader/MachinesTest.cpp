@@ -14,6 +14,7 @@
 #include "simulator/machine/JsonFile.h"
 #include "simulator/redfish/RedfishServer.h"
 #include "support/Loopback.h"
+#include "support/TestPlaces.h"
 #include "tools/kelvar/inventory/Fields.h"
 
 namespace Kelvar::Test {
@@ -133,7 +134,7 @@ bool Matches(Record record, const rapidjson::Value& expected) {
 
 std::vector<std::string> MachineNames() {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(KELVAR_TEST_EXPECTATIONS)) {
+  for (const auto& entry : std::filesystem::directory_iterator(kExpectations)) {
     names.push_back(entry.path().stem().string());
   }
   return names;
@@ -147,8 +148,8 @@ class Machines : public testing::TestWithParam<std::string> {
   }
 
   const rapidjson::Document expected_ =
-      Simulator::Json::ReadObject(std::string(KELVAR_TEST_EXPECTATIONS "/") + GetParam() + ".json");
-  Simulator::RedfishServer service_{Simulator::LoadMachine(GetParam(), KELVAR_TEST_MACHINES)};
+      Simulator::Json::ReadObject(std::string(kExpectations) + "/" + GetParam() + ".json");
+  Simulator::RedfishServer service_{Simulator::LoadMachine(GetParam(), kMachineFolder)};
 };
 
 INSTANTIATE_TEST_SUITE_P(All, Machines, testing::ValuesIn(MachineNames()), [](const auto& param) {
@@ -224,7 +225,7 @@ struct Trouble {
 };
 
 std::map<std::string, std::vector<Record>> ReadWith(const Trouble& trouble) {
-  Simulator::Machine machine = Simulator::LoadMachine(trouble.machine, KELVAR_TEST_MACHINES);
+  Simulator::Machine machine = Simulator::LoadMachine(trouble.machine, kMachineFolder);
   machine.faults = trouble.faults;
   machine.sessions = trouble.sessions;
   Simulator::RedfishServer service(machine);

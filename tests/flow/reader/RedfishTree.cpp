@@ -13,6 +13,12 @@ namespace {
 constexpr const char* kSessions = "/redfish/v1/SessionService/Sessions";
 constexpr const char* kBasic = "Basic YWRtaW46a2VsdmFyLWRlbW8=";
 
+HttpReply Busy() {
+  HttpReply reply(503, "{}");
+  reply.headers = {{"Retry-After", "0"}};
+  return reply;
+}
+
 std::string WithoutSlash(std::string path) {
   while (path.size() > 1 && path.back() == '/') {
     path.pop_back();
@@ -86,10 +92,27 @@ HttpReply RedfishTree::OpenSession(const HttpRequest& request) {
   if (manners_.sessionStatus == 201) {
     const std::string path = std::string(kSessions) + '/' + std::to_string(++made_);
     tokens_[path] = "token-" + std::to_string(made_);
-    reply.headers = {{"X-Auth-Token", tokens_[path]}, {"Location", path}};
+    reply.headers = {{"X-Auth-Token", tokens_[path]}};
+    if (!manners_.namesSession) {
+      reply.body = "{}";
+    } else if (manners_.relativeLocation) {
+      reply.headers.emplace_back("Location", std::to_string(made_));
+    } else if (manners_.sessionHost != nullptr) {
+      reply.headers.emplace_back("Location", manners_.sessionHost + path);
+    } else {
+      reply.body = R"({"@odata.id":")" + path + "\"}";
+    }
     ++openSessions_;
   }
   return reply;
+}
+
+std::string RedfishTree::ListSessions() const {
+  std::string links;
+  for (const auto& [path, token] : tokens_) {
+    links += (links.empty() ? "" : ",") + (R"({"@odata.id":")" + path + "\"}");
+  }
+  return R"({"@odata.id":"x","Members":[)" + links + "]}";
 }
 
 bool RedfishTree::IsAllowed(const HttpRequest& request) {
@@ -107,12 +130,21 @@ bool RedfishTree::IsAllowed(const HttpRequest& request) {
 HttpReply RedfishTree::Answer(const HttpRequest& request) {
   const std::lock_guard lock(mutex_);
   const std::string path = WithoutSlash(request.target.substr(0, request.target.find('?')));
+  if (request.method == "POST" && busyPosts_++ < manners_.busySessions) {
+    return Busy();
+  }
   if (request.method == "POST") {
     return manners_.sessions && path == kSessions ? OpenSession(request) : HttpReply(404, "{}");
   }
   const bool root = path == "/redfish/v1" && !manners_.rootNeedsLogin;
   if (!root && !IsAllowed(request)) {
     return {401, "{}"};
+  }
+  if (request.method == "DELETE" && busyDeletes_++ < manners_.busySessions) {
+    return Busy();
+  }
+  if (path == kSessions) {
+    return {200, ListSessions()};
   }
   if (request.method == "DELETE") {
     openSessions_ -= static_cast<int>(tokens_.erase(path));

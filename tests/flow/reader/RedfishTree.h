@@ -14,8 +14,12 @@ namespace Kelvar::Test {
 /// How a service misbehaves.
 struct TreeManners {
   bool sessions = true;
-  int sessionStatus = 201;  ///< of a new session; another one gives none
-  int forgetAfter = 0;      ///< requests after which all sessions are forgotten, over and over; 0: never
+  int sessionStatus = 201;       ///< of a new session; another one gives none
+  const char* sessionHost = "";  ///< before the path in Location; null: the body alone names the session
+  bool relativeLocation = false;
+  bool namesSession = true;  ///< else neither does, and only the list of sessions has it
+  int busySessions = 0;      ///< so many requests to open and to close one are answered with 503
+  int forgetAfter = 0;       ///< requests after which all sessions are forgotten, over and over; 0: never
   bool takesBasic = true;
   int expandStatus = 0;  ///< of a request with $expand; 0: the query is ignored
   bool rootNeedsLogin = false;
@@ -47,6 +51,7 @@ class RedfishTree {
 
  private:
   HttpReply OpenSession(const HttpRequest& request);
+  std::string ListSessions() const;
   bool IsAllowed(const HttpRequest& request);
 
   const TreeManners manners_;
@@ -56,6 +61,8 @@ class RedfishTree {
   std::atomic<int> openSessions_{0};
   int served_ = 0;
   int made_ = 0;
+  int busyPosts_ = 0;
+  int busyDeletes_ = 0;
   ScriptedHttpServer server_{{.tls = true}};
 };
 

@@ -55,16 +55,33 @@ TEST_P(ReaderAuthentication, ReadsEverythingAndLeavesNoSession) {
   EXPECT_GE(tree.Logins(), GetParam().logins);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ReaderAuthentication,
-                         testing::Values(AuthenticationCase{"Sessions", {}, 1},
-                                         AuthenticationCase{"NoSessions", {.sessions = false}, 20},
-                                         AuthenticationCase{"SessionsRefused", {.sessionStatus = 503}, 20},
-                                         AuthenticationCase{"SessionsUnusable", {.sessionStatus = 200}, 20},
-                                         AuthenticationCase{"ForgottenOnce", {.forgetAfter = 15}, 2},
-                                         AuthenticationCase{"ForgottenAgainAndAgain", {.forgetAfter = 5}, 3},
-                                         AuthenticationCase{"RootNeedsLogin", {.rootNeedsLogin = true}, 1},
-                                         AuthenticationCase{"SessionsAlone", {.takesBasic = false}, 1}),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    All, ReaderAuthentication,
+    testing::Values(AuthenticationCase{"Sessions", {}, 1}, AuthenticationCase{"NoSessions", {.sessions = false}, 20},
+                    AuthenticationCase{"SessionsRefused", {.sessionStatus = 503}, 20},
+                    AuthenticationCase{"SessionsUnusable", {.sessionStatus = 200}, 20},
+                    AuthenticationCase{"NamedByAnotherHost", {.sessionHost = "https://b.example"}, 1},
+                    AuthenticationCase{"NamedByTheBodyAlone", {.sessionHost = nullptr}, 1},
+                    AuthenticationCase{"NamedNowhere", {.namesSession = false}, 1},
+                    AuthenticationCase{"NamedByARelativeLocation", {.relativeLocation = true}, 1},
+                    AuthenticationCase{"Busy", {.busySessions = 3, .takesBasic = false}, 1},
+                    AuthenticationCase{"ForgottenOnce", {.forgetAfter = 15}, 2},
+                    AuthenticationCase{"ForgottenAgainAndAgain", {.forgetAfter = 5}, 3},
+                    AuthenticationCase{"RootNeedsLogin", {.rootNeedsLogin = true}, 1},
+                    AuthenticationCase{"SessionsAlone", {.takesBasic = false}, 1}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST(ReaderService, FindsSessionsByTheirService) {
+  for (const char* const service : {"/redfish/v1/SessionService", "/redfish/v1/SessionService/"}) {
+    RedfishTree tree({.takesBasic = false});
+    PutFirmware(tree, 1);
+    tree.Put(kRoot, std::string(R"({"@odata.id":"/redfish/v1/","RedfishVersion":"1.0.0",)") +
+                        R"("UpdateService":{"@odata.id":"/redfish/v1/UpdateService"},"SessionService":{"@odata.id":")" +
+                        service + "\"}}");
+    EXPECT_EQ(ReadFirmware(tree.Target()).firmware.size(), 1U);
+    EXPECT_EQ(tree.OpenSessions(), 0);
+  }
+}
 
 TEST(ReaderService, KeepsASessionBetweenReadingsAndClosesItAtTheEnd) {
   for (const int forgetAfter : {0, 17}) {
@@ -82,7 +99,7 @@ TEST(ReaderService, KeepsASessionBetweenReadingsAndClosesItAtTheEnd) {
       }
     }
     EXPECT_EQ(tree.OpenSessions(), 0);
-    EXPECT_EQ(tree.Count("DELETE"), 1);
+    EXPECT_EQ(tree.Count("DELETE"), tree.Count("POST"));
     EXPECT_EQ(tree.Count("POST") > 1, forgetAfter != 0);
   }
 }
@@ -127,6 +144,51 @@ TEST(ReaderService, ExpandsWhereTheServiceDoesSo) {
                           R"(/1","@odata.type":"#S.v1","Id":"1","Version":"2"}]})");
   EXPECT_EQ(ReadFirmware(tree.Target()).firmware.size(), 1U);
   EXPECT_EQ(tree.Count("GET"), 3);
+}
+
+TEST(ReaderService, ReadsAloneWhatWasNotExpanded) {
+  const std::string features = R"({"ExpandQuery":{"Levels":true,"NoLinks":true}})";
+  const std::string name = R"({"@odata.id":")" + kFirmware + R"(/0","@odata.type":"#S.v1","Id":"0","Name":"N"})";
+  for (const std::string& members : {name + R"(,{"@odata.id":")" + kFirmware + "/1\"}", name + ",null"}) {
+    RedfishTree tree;
+    PutFirmware(tree, 2, features);
+    tree.Server().OnAnythingElse([&](const HttpRequest& request) {
+      HttpReply reply = tree.Answer(request);
+      if (request.target.rfind(kFirmware + "?$expand", 0) == 0) {
+        reply.body = R"({"@odata.id":"x","Members@odata.count":2,"Members":[)" + members + "]}";
+      }
+      return reply;
+    });
+    const Inventory inventory = ReadFirmware(tree.Target());
+    ASSERT_EQ(inventory.firmware.size(), 2U);
+    EXPECT_EQ(inventory.firmware[0].version, "1");
+  }
+}
+
+TEST(ReaderService, ReadsPastAByteOrderMarkASlashAndACutResponse) {
+  RedfishTree tree;
+  PutFirmware(tree, 3);
+  HttpReply cut(R"({"@odata.id":"x","Id":"x"})");
+  cut.cutAfter = 60;
+  tree.Server().On(kFirmware + "/1", {cut, HttpReply(R"({"@odata.id":"x","Id":"1","Version":"7"})")});
+  tree.Server().OnAnythingElse([&](const HttpRequest& request) {
+    HttpReply reply = tree.Answer(request);
+    if (request.target == "/redfish/v1/") {
+      reply = HttpReply(308, "");
+      reply.headers = {{"Location", kRoot}};
+    } else if (request.target == "/redfish/v1/SessionService/Sessions" && request.method == "POST") {
+      reply = HttpReply(308, "");
+      reply.headers = {{"Location", request.target + '/'}};
+    } else if (request.method == "GET") {
+      reply.body = "\xEF\xBB\xBF" + reply.body;
+    }
+    return reply;
+  });
+  const Inventory inventory = ReadFirmware(tree.Target());
+  EXPECT_EQ(inventory.firmware.size(), 3U);
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Complete);
+  EXPECT_EQ(tree.Count("POST"), 2);
+  EXPECT_EQ(tree.Count("DELETE"), 1);
 }
 
 struct MemberCase {
@@ -204,7 +266,7 @@ TEST(ReaderService, OneHangingResourceOfAHundredCostsNothingElse) {
   hanging.delay = std::chrono::hours(1);
   tree.Reply(kFirmware + "/50", hanging);
   InventoryReaderOptions options;
-  options.deadline_seconds = 2;
+  options.deadline_seconds = 5;
   const Inventory inventory = InventoryReader(tree.Target(), options).Read({Family::Firmware, Family::Network});
   EXPECT_EQ(inventory.ResultOf(Family::Network).status, FamilyStatus::Absent);  // nothing of it was outstanding
   EXPECT_EQ(inventory.firmware.size(), 99U);
@@ -333,6 +395,21 @@ TEST(ReaderService, VerifiesTheCertificateAsTold) {
   EXPECT_EQ(tree.Logins(), 0);
 }
 
+TEST(ReaderService, TellsOfTlsAlsoOverAConnectionThatWasKept) {
+  RedfishTree tree;
+  PutFirmware(tree, 1);
+  InventoryReaderOptions options;
+  options.keep_session = true;
+  InventoryReader reader(tree.Target(), options);
+  for (int reading = 0; reading < 2; ++reading) {
+    Diagnostics met;
+    const DiagnosticsScope scope(met);
+    reader.Read({Family::Firmware});
+    EXPECT_STREQ(met.Tls().version, "TLSv1.3");
+    EXPECT_EQ(met.Tls().verification, TlsVerification::None);
+  }
+}
+
 TEST(ReaderService, NobodyListens) {
   u16 port = 0;
   {
@@ -344,6 +421,13 @@ TEST(ReaderService, NobodyListens) {
   const Inventory inventory = ReadFirmware(target);
   EXPECT_EQ(inventory.ResultOf(Family::Firmware).cause, FailureCause::Refused);
   EXPECT_EQ(inventory.ResultOf(Family::Logs).status, FamilyStatus::NotAsked);
+  target.ConnectionCase = KelvarConnection::CONNECTION_CASE_CIM_BMC;
+  InventoryReader reader(target);
+  const Inventory overCim = reader.Read();
+  for (const Family family : kAllFamilies) {
+    EXPECT_EQ(overCim.ResultOf(family).cause, FailureCause::Refused) << NameOf(family);
+  }
+  EXPECT_LE(reader.LastDiagnostics().Exchanges().size(), 2U) << "each family has tried to connect";
 }
 
 const std::string kEntries = "/redfish/v1/Logs/A/Entries";
@@ -366,6 +450,15 @@ void PutLog(RedfishTree& tree) {
 }
 
 constexpr int kGetsBeforeEntries = 6;  // root, systems, system, logs, log, collection
+
+TEST(ReaderService, LogsWithoutEntriesAreWhole) {
+  RedfishTree tree;
+  PutLog(tree);
+  const auto status = [&] { return InventoryReader(tree.Target()).Read({Family::Logs}).ResultOf(Family::Logs).status; };
+  EXPECT_EQ(status(), FamilyStatus::Absent);  // the list of entries does not exist
+  tree.PutCollection(kEntries, {});
+  EXPECT_EQ(status(), FamilyStatus::Complete);
+}
 
 TEST(ReaderService, LogsOfLinksAreReadFromTheirNewestEnd) {
   for (const bool newestFirst : {false, true}) {
@@ -391,6 +484,66 @@ TEST(ReaderService, LogsOfLinksAreReadFromTheirNewestEnd) {
     EXPECT_EQ(inventory.log_entries.size(), 2U);
   }
 }
+
+struct LinkedLogCase {
+  const char* name;
+  bool newestFirst;
+  int pageSize;
+  u32 limit;  ///< 0: log_since bounds the log
+  int gets;   ///< of pages and entries, where no entry is listed in full
+};
+
+constexpr int kEntryCount = 20;
+
+/// The log in pages of links; with `mixed` every other entry is listed in full.
+void PutPagedLog(RedfishTree& tree, const LinkedLogCase& test, bool mixed) {
+  for (int first = 1; first <= kEntryCount; first += test.pageSize) {
+    std::string members;
+    for (int i = first; i < first + test.pageSize; ++i) {
+      const std::string entry = EntryOf(i, test.newestFirst ? kEntryCount + 1 - i : i);
+      const std::string path = kEntries + '/' + std::to_string(i);
+      tree.Put(path, entry);
+      members += (i == first ? "" : ",") + (mixed && i % 2 == 0 ? entry : R"({"@odata.id":")" + path + R"("})");
+    }
+    const int after = first + test.pageSize;
+    const std::string next = R"(,"Members@odata.nextLink":"/redfish/v1/Pages/)" + std::to_string(after) + '"';
+    tree.Put(first == 1 ? kEntries : "/redfish/v1/Pages/" + std::to_string(first),
+             R"({"@odata.id":"x","Members":[)" + members + ']' + (after > kEntryCount ? "" : next) + '}');
+  }
+}
+
+class ReaderLinkedLog : public testing::TestWithParam<LinkedLogCase> {};
+
+TEST_P(ReaderLinkedLog, IsReadAsFarAsNeededAndLosesNoEntry) {
+  for (const bool mixed : {false, true}) {
+    RedfishTree tree;
+    PutLog(tree);
+    PutPagedLog(tree, GetParam(), mixed);
+    InventoryReaderOptions options;
+    options.newest_first = true;
+    options.log_limit = GetParam().limit;
+    options.log_since = GetParam().limit == 0 ? "2026-01-28" : "";
+    const Inventory inventory = InventoryReader(tree.Target(), options).Read({Family::Logs});
+    std::vector<std::string> days;
+    for (const LogEntry& entry : inventory.log_entries) {
+      days.push_back(entry.created.substr(8, 2));
+    }
+    EXPECT_THAT(days, testing::ElementsAre("30", "29", "28"));
+    const int gets = tree.Count("GET") - (kGetsBeforeEntries - 1);
+    EXPECT_LE(gets, GetParam().gets + (mixed ? 4 : 0));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ReaderLinkedLog,
+                         testing::Values(LinkedLogCase{"SinceNewestFirst", true, kEntryCount, 0, 1 + 9},
+                                         LinkedLogCase{"SinceOldestFirst", false, kEntryCount, 0, 1 + 9},
+                                         LinkedLogCase{"SincePagedNewestFirst", true, 5, 0, 2 + 10},
+                                         LinkedLogCase{"SincePagedOldestFirst", false, 5, 0, 4 + 10},
+                                         LinkedLogCase{"LimitNewestFirst", true, kEntryCount, 3, 1 + 4},
+                                         LinkedLogCase{"LimitOldestFirst", false, kEntryCount, 3, 1 + 4},
+                                         LinkedLogCase{"LimitPagedNewestFirst", true, 5, 3, 1 + 4},
+                                         LinkedLogCase{"LimitPagedOldestFirst", false, 5, 3, 4 + 5}),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST(ReaderService, LaterPagesOfALogAreReadOnlyWhereTheyMayBeNewer) {
   struct Case {

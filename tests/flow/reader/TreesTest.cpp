@@ -10,6 +10,7 @@
 
 #include "flow/reader/RecordLines.h"
 #include "flow/reader/RedfishTree.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -22,7 +23,7 @@ std::string TextOf(const std::string& file) {
 }
 
 TEST_P(ReaderTrees, GiveTheirRecords) {
-  const std::string base = std::string(KELVAR_READER_DATA) + '/' + GetParam();
+  const std::string base = InTree("tests/data/reader/") + GetParam();
   RedfishTree tree;
   tree.Load(base + ".json");
   InventoryReader reader(tree.Target());
@@ -35,7 +36,8 @@ TEST_P(ReaderTrees, GiveTheirRecords) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ReaderTrees,
-                         testing::Values("identity", "parts", "sensors", "logs", "network", "shapes"));
+                         testing::Values("identity", "parts", "sensors", "logs", "network", "shapes", "doubles",
+                                         "messages", "oddities"));
 
 }  // namespace
 }  // namespace Kelvar::Test

@@ -1,142 +1,19 @@
 // What the reader finds on a simulated machine, against what ipmitool and FreeIPMI find there.
 
 #include <array>
-#include <cmath>
 #include <map>
-#include <sstream>
 
-#include <gtest/gtest.h>
-
-#include <kelvar/InventoryReader.h>
-
-#include "support/BmcSim.h"
-#include "support/Command.h"
-#include "support/TemporaryFolder.h"
+#include "flow/reader_ipmi/ForeignComparison.h"
 
 namespace Kelvar::Test {
 namespace {
 
 using Model::Family;
 using Model::FamilyStatus;
-using Words = std::vector<std::string>;
-
-KelvarConnection::ConnectionInfo InfoOf(const BmcSim& sim) {
-  KelvarConnection::ConnectionInfo info;
-  info.ConnectionCase = KelvarConnection::CONNECTION_CASE_IPMI_LAN;
-  info.Host = "127.0.0.1";
-  info.Port = sim.Port("ipmi");
-  info.UserName = "admin";
-  info.Password = "kelvar-demo";
-  info.RemoteSessionArgument = 3;
-  return info;
-}
 
 Model::Inventory Read(const BmcSim& sim, InventoryReaderOptions options = {}) {
-  return InventoryReader(InfoOf(sim), std::move(options)).Read();
+  return InventoryReader(IpmiInfo(sim.Port("ipmi")), std::move(options)).Read();
 }
-
-std::vector<Words> Table(const std::string& text, char separator) {
-  std::vector<Words> rows;
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    Words cells;
-    std::istringstream words(line);
-    for (std::string cell; std::getline(words, cell, separator);) {
-      const std::size_t first = cell.find_first_not_of(' ');
-      cells.push_back(first == std::string::npos ? "" : cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
-    }
-    rows.push_back(std::move(cells));
-  }
-  return rows;
-}
-
-std::string Squeezed(const std::string& text) {
-  std::string result;
-  for (const char letter : text) {
-    if (letter != ' ' || (!result.empty() && result.back() != ' ')) {
-      result += letter;
-    }
-  }
-  return result;
-}
-
-/// A number as a foreign tool prints it, against ours; "na" and "N/A" for none.
-void ExpectNumber(const std::string& printed, std::optional<double> value, double tolerance, const std::string& what) {
-  const bool none = printed == "na" || printed == "N/A";
-  EXPECT_EQ(!none, value.has_value()) << what << ": " << printed;
-  if (!none && value) {
-    EXPECT_NEAR(std::stod(printed), *value, tolerance) << what;
-  }
-}
-
-class Comparison : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    sim_ = std::make_unique<BmcSim>("many-sensors", Words{"--serve", "ipmi"});
-    inventory_ = Read(*sim_);
-  }
-  static void TearDownTestSuite() { sim_.reset(); }
-
-  static std::string IpmiTool(const Words& request) {
-    Words words{"ipmitool",
-                "-I",
-                "lanplus",
-                "-C",
-                "3",
-                "-N",
-                "1",
-                "-R",
-                "2",
-                "-H",
-                "127.0.0.1",
-                "-p",
-                std::to_string(sim_->Port("ipmi")),
-                "-U",
-                "admin",
-                "-P",
-                "kelvar-demo"};
-    words.insert(words.end(), request.begin(), request.end());
-    return RunCommand(words).output;
-  }
-
-  std::string FreeIpmi(const std::string& program, const Words& request) const {
-    Words words{program,
-                "-W",
-                "opensesspriv",
-                "-D",
-                "LAN_2_0",
-                "-I",
-                "17",
-                "-u",
-                "admin",
-                "-p",
-                "kelvar-demo",
-                "-l",
-                "admin",
-                "-h",
-                "127.0.0.1:" + std::to_string(sim_->Port("ipmi")),
-                "--quiet-cache",
-                "--sdr-cache-directory=" + folder_.Path().string()};
-    words.insert(words.end(), request.begin(), request.end());
-    return RunCommand(words).output;
-  }
-
-  static const Model::Sensor* SensorNamed(const std::string& name) {
-    for (const Model::Sensor& sensor : inventory_.sensors) {
-      if (sensor.name == name) {
-        return &sensor;
-      }
-    }
-    return nullptr;
-  }
-
-  TemporaryFolder folder_;
-  static std::unique_ptr<BmcSim> sim_;
-  static Model::Inventory inventory_;
-};
-
-std::unique_ptr<BmcSim> Comparison::sim_;
-Model::Inventory Comparison::inventory_;
 
 using Thresholds = std::array<std::optional<double>, 6>;
 
@@ -321,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(All, Faults, testing::ValuesIn(kFaults));
 
 TEST(LongLog, IsReadWholeAndByItsEnd) {
   const BmcSim sim("many-sensors", {"--serve", "ipmi", "--fault", "ipmi:long-log"});
-  InventoryReader reader(InfoOf(sim));
+  InventoryReader reader(IpmiInfo(sim.Port("ipmi")));
   const Model::Inventory all = reader.Read({Family::Logs});
   ASSERT_EQ(all.log_entries.size(), 3000U);
   EXPECT_EQ(all.ResultOf(Family::Logs).status, FamilyStatus::Complete);
@@ -329,7 +206,7 @@ TEST(LongLog, IsReadWholeAndByItsEnd) {
   InventoryReaderOptions options;
   options.log_limit = 5;
   options.newest_first = true;
-  InventoryReader newest(InfoOf(sim), options);
+  InventoryReader newest(IpmiInfo(sim.Port("ipmi")), options);
   const Model::Inventory last = newest.Read({Family::Logs});
   ASSERT_EQ(last.log_entries.size(), 5U);
   EXPECT_EQ(last.log_entries[0].id, "3000");

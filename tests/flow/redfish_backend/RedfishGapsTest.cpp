@@ -69,7 +69,7 @@ TEST_F(RedfishGapsTest, LogsThatAreMissingOrLinks) {
   Collection("/redfish/v1/Managers", {});
   EXPECT_THAT(gaps(), ElementsAre("failure not_offered MaintenanceLog: no such log"));
   Collection("/redfish/v1/Systems", {"//other.host"});
-  EXPECT_THAT(gaps(), ElementsAre("unusable bad_data /redfish/v1/Systems: a link that is no path on the target",
+  EXPECT_THAT(gaps(), ElementsAre("unusable bad_data /redfish/v1/Systems: a link that is not a path on the target",
                                   "failure not_offered MaintenanceLog: no such log"));
 }
 

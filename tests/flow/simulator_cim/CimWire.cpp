@@ -4,10 +4,12 @@
 
 #include <expat.h>
 
+#include "support/TestPlaces.h"
+
 namespace Kelvar::Test {
 
 Simulator::Machine ShippedMachine(const std::string& name) {
-  return Simulator::LoadMachine(name, KELVAR_MACHINES);
+  return Simulator::LoadMachine(name, kMachineFolder);
 }
 
 std::string CimCall::Body() const {

@@ -46,7 +46,7 @@ class CimHost {
   CurlFetch client_;
 };
 
-/// Reads a text with expat, which refuses what is not well-formed: how often each element stands in it. A text that is
+/// Reads a text with expat, which refuses what is not well-formed: how often each element occurs in it. A text that is
 /// not well-formed gives one entry alone, "error" and the reason.
 std::map<std::string, int> CountElements(const std::string& xml);
 

@@ -5,6 +5,7 @@
 
 #include "flow/simulator_cim/CimWire.h"
 #include "simulator/cim/RepositoryLoader.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -186,7 +187,7 @@ TEST(CimMachines, CanBeAwkward) {
 }
 
 TEST(CimMachines, GiveWellFormedRepliesForAllTheirClasses) {
-  for (const auto& entry : std::filesystem::directory_iterator(KELVAR_MACHINES)) {
+  for (const auto& entry : std::filesystem::directory_iterator(kMachineFolder)) {
     const std::filesystem::path folder = entry.path() / "cim";
     if (!std::filesystem::exists(folder)) {
       continue;

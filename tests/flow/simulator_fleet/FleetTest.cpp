@@ -15,21 +15,22 @@
 #include "simulator/fleet/FleetPlan.h"
 #include "simulator/fleet/SimulatedFleet.h"
 #include "support/Loopback.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
 
-constexpr std::size_t machines = 8;
+constexpr std::size_t kMachines = 8;
 
 class FleetOfEight : public testing::Test {
  protected:
   FleetOfEight() {
     Simulator::FleetOptions options;
-    options.machines = machines;
+    options.machines = kMachines;
     options.protocols = {"redfish", "cim"};
     options.faults = {"0.125:dead", "0.125:401"};
     options.latency = std::chrono::milliseconds(1);
-    fleet_ = std::make_unique<Simulator::SimulatedFleet>(Simulator::LoadMachine("full", KELVAR_TEST_MACHINES), options);
+    fleet_ = std::make_unique<Simulator::SimulatedFleet>(Simulator::LoadMachine("full", kMachineFolder), options);
     members_ = fleet_->Start();
   }
 
@@ -51,7 +52,7 @@ TEST_F(FleetOfEight, EachHasItsOwnIdentityOverBothProtocols) {
   std::set<std::string> serials;
   std::set<std::string> uuids;
   std::size_t well = 0;
-  for (std::size_t machine = 0; machine < machines; ++machine) {
+  for (std::size_t machine = 0; machine < kMachines; ++machine) {
     KelvarNfw::NODEFIRMWARESYSTEMVPD overRedfish{};
     KelvarNfw::NODEFIRMWARESYSTEMVPD overCim{};
     KelvarAgentless::ComputerSystem system;
@@ -67,7 +68,7 @@ TEST_F(FleetOfEight, EachHasItsOwnIdentityOverBothProtocols) {
       uuids.insert(system.UUID);
     }
   }
-  EXPECT_EQ(well, machines - 2);
+  EXPECT_EQ(well, kMachines - 2);
   EXPECT_EQ(serials.size(), well);
   EXPECT_EQ(uuids.size(), well);
 }

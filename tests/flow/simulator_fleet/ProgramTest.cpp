@@ -11,6 +11,7 @@
 #include "support/BmcSim.h"
 #include "support/Command.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -30,14 +31,14 @@ class ProgramTest : public testing::Test {
 };
 
 CommandResult RunSimulator(std::vector<std::string> arguments, const std::vector<std::string>& environment = {}) {
-  arguments.insert(arguments.begin(), KELVAR_BMCSIM);
+  arguments.insert(arguments.begin(), kSimulatorProgram);
   return RunCommand(arguments, environment);
 }
 
 TEST_F(ProgramTest, DoesNotServeWhatItCannotAnnounce) {
   for (const char* arguments : {"--serve redfish", "--fleet 2"}) {
     const std::string line = std::string("exec \"$0\" --until-eof ") + arguments + " >/dev/full";
-    const CommandResult result = RunCommand({"sh", "-c", line, KELVAR_BMCSIM});
+    const CommandResult result = RunCommand({"sh", "-c", line, kSimulatorProgram});
     EXPECT_EQ(result.exitCode, 1) << arguments;
     EXPECT_EQ(result.errors, "kelvar-bmcsim: cannot write standard output\n") << arguments;
   }

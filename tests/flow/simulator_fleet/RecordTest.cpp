@@ -16,6 +16,7 @@
 #include "support/Loopback.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -74,7 +75,7 @@ Read ReadAll(u16 port) {
 }
 
 TEST_F(RecordTest, ServesTheSameButForWhatIsMasked) {
-  const Simulator::Machine machine = Simulator::LoadMachine("full", KELVAR_TEST_MACHINES);
+  const Simulator::Machine machine = Simulator::LoadMachine("full", kMachineFolder);
   Simulator::RedfishServer original(machine);
   const unsigned short port = original.Start(0);
   options_.url = "https://127.0.0.1:" + std::to_string(port);

@@ -4,8 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/BmcSim.h"
-#include "support/Command.h"
+#include "support/ForeignIpmi.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -14,25 +13,7 @@ using Words = std::vector<std::string>;
 
 /// Both streams of ipmitool, runs of blanks as one.
 std::string IpmiTool(const BmcSim& sim, const Words& request) {
-  Words words{"ipmitool",
-              "-I",
-              "lanplus",
-              "-C",
-              "3",
-              "-N",
-              "1",
-              "-R",
-              "1",
-              "-H",
-              "127.0.0.1",
-              "-p",
-              std::to_string(sim.Port("ipmi")),
-              "-U",
-              "admin",
-              "-P",
-              "kelvar-demo"};
-  words.insert(words.end(), request.begin(), request.end());
-  const CommandResult result = RunCommand(words);
+  const CommandResult result = RunIpmiTool(sim, request);
   std::string text = result.output + result.errors;
   text.erase(std::unique(text.begin(), text.end(), [](char a, char b) { return a == ' ' && b == ' '; }), text.end());
   return text;
@@ -59,9 +40,7 @@ TEST(Inventory, IsWhatForeignClientsReadToo) {
 
 TEST(Inventory, PassesTheChecksOfFreeIpmi) {
   const BmcSim sim("full", {"--serve", "ipmi"});
-  const CommandResult result = RunCommand({"ipmi-fru", "-W", "opensesspriv", "-D", "LAN_2_0", "-I", "17", "-h",
-                                           "127.0.0.1:" + std::to_string(sim.Port("ipmi")), "-u", "admin", "-p",
-                                           "kelvar-demo", "-l", "admin", "--device-id=0", "--ignore-sdr-cache"});
+  const CommandResult result = RunFreeIpmi("ipmi-fru", sim, {"--device-id=0", "--ignore-sdr-cache"}, {.suite = "17"});
   EXPECT_EQ(result.errors, "");
   for (const char* line : {"FRU FRU File ID: 01KV700", "FRU Product Serial Number: KV4A017"}) {
     EXPECT_NE(result.output.find(line), std::string::npos) << line << '\n' << result.output;
@@ -92,10 +71,10 @@ TEST_P(Faults, AreSeenByForeignClients) {
   }
 }
 
-const Fault faults[] = {
+const Fault kFaults[] = {
     // a record's text ends with the record
     {"full", "", {"0x0a", "0x23", "0", "0", "8", "0", "0", "0x0f"}, {"09 00 08 00 51 11"}},
-    // the small device gives its last bytes and refuses what is behind them
+    // the small device gives its last bytes and refuses what is after them
     {"full", "", {"0x0a", "0x11", "9", "0xf8", "0", "0x10"}, {"08 00 00 00 00 00 00 00 00\n"}},
     {"full", "", {"0x0a", "0x11", "9", "0", "1", "0x10"}, {"Parameter out of range"}},
     {"full", "endless-repository", {"0x0a", "0x23", "0", "0", "0x14", "0", "0", "0x05"}, {"02 00 14 00 51"}},
@@ -109,7 +88,7 @@ const Fault faults[] = {
     {"awkward", "cpu-without-number", {"0x0a", "0x23", "0", "0", "2", "0", "15", "0xff"}, {"03 00 c3 43 50 55\n"}},
 };
 
-INSTANTIATE_TEST_SUITE_P(All, Faults, testing::ValuesIn(faults));
+INSTANTIATE_TEST_SUITE_P(All, Faults, testing::ValuesIn(kFaults));
 
 TEST(Faults, AReservationIsLostOnceInAWalk) {
   const BmcSim sim("full", {"--serve", "ipmi", "--fault", "ipmi:lost-reservation"});

@@ -2,61 +2,48 @@
 
 #include <gtest/gtest.h>
 
-#include "support/BmcSim.h"
-#include "support/Command.h"
+#include "support/ForeignIpmi.h"
 
 namespace Kelvar::Test {
 namespace {
 
 struct Client {
   const char* name;
-  std::vector<std::string> words;  ///< before the raw request; PORT and PASSWORD stand for theirs
-};
+  ForeignLogin login;
+  bool freeIpmi = false;
 
-std::vector<std::string> WordsFor(const Client& client, const BmcSim& sim, const std::string& password,
-                                  const std::vector<std::string>& request) {
-  std::vector<std::string> words = client.words;
-  for (std::string& word : words) {
-    for (const auto& [placeholder, value] :
-         {std::pair<std::string, std::string>{"PORT", std::to_string(sim.Port("ipmi"))}, {"PASSWORD", password}}) {
-      if (const std::size_t at = word.find(placeholder); at != std::string::npos) {
-        word.replace(at, placeholder.size(), value);
-      }
+  CommandResult Raw(const BmcSim& sim, std::vector<std::string> request) const {
+    if (freeIpmi) {
+      request.insert(request.begin(), {"--session-timeout=3000", "0"});
+      return RunFreeIpmi("ipmi-raw", sim, request, login);
     }
+    request.insert(request.begin(), "raw");
+    return RunIpmiTool(sim, request, login);
   }
-  words.insert(words.end(), request.begin(), request.end());
-  return words;
-}
-
-Client IpmiTool(const char* name, std::vector<std::string> options, const char* host = "127.0.0.1") {
-  Client client{name, {"ipmitool", "-N", "1", "-R", "2", "-H", host, "-p", "PORT", "-U", "admin", "-P", "PASSWORD"}};
-  client.words.insert(client.words.end(), options.begin(), options.end());
-  client.words.emplace_back("raw");
-  return client;
-}
-
-Client FreeIpmi(const char* name, const char* suite) {
-  return {name,
-          {"ipmi-raw", "-W", "opensesspriv", "-D", "LAN_2_0", "-I", suite, "-h", "127.0.0.1:PORT", "-u", "admin", "-p",
-           "PASSWORD", "-l", "admin", "--session-timeout=3000", "0"}};
-}
+};
 
 class ForeignClients : public testing::TestWithParam<Client> {};
 
 TEST_P(ForeignClients, ReadTheGenerationAndAreRefusedWithAWrongPassword) {
   const BmcSim sim("full", {"--serve", "ipmi"});
-  const CommandResult read = RunCommand(WordsFor(GetParam(), sim, "kelvar-demo", {"0x3a", "0xc1"}));
+  Client client = GetParam();
+  const CommandResult read = client.Raw(sim, {"0x3a", "0xc1"});
   EXPECT_EQ(read.exitCode, 0) << read.errors;
   EXPECT_NE(read.output.find("02 01 00"), std::string::npos) << read.output;
-  EXPECT_NE(RunCommand(WordsFor(GetParam(), sim, "wrong", {"0x3a", "0xc1"})).exitCode, 0);
+  client.login.password = "wrong";
+  EXPECT_NE(client.Raw(sim, {"0x3a", "0xc1"}).exitCode, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ForeignClients,
-                         testing::Values(IpmiTool("ipmitool_suite_3", {"-I", "lanplus", "-C", "3"}),
-                                         IpmiTool("ipmitool_suite_17", {"-I", "lanplus", "-C", "17"}),
-                                         IpmiTool("ipmitool_suite_17_ipv6", {"-I", "lanplus", "-C", "17"}, "::1"),
-                                         IpmiTool("ipmitool_ipmi_1_5", {"-I", "lan"}),
-                                         FreeIpmi("freeipmi_suite_3", "3"), FreeIpmi("freeipmi_suite_17", "17")),
+const Client kClients[] = {
+    {"ipmitool_suite_3", {.suite = "3"}},
+    {"ipmitool_suite_17", {.suite = "17"}},
+    {"ipmitool_suite_17_ipv6", {.suite = "17", .host = "::1"}},
+    {"ipmitool_ipmi_1_5", {.suite = ""}},
+    {"freeipmi_suite_3", {.suite = "3"}, true},
+    {"freeipmi_suite_17", {.suite = "17"}, true},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, ForeignClients, testing::ValuesIn(kClients),
                          [](const auto& parameter) { return std::string(parameter.param.name); });
 
 struct Exchange {
@@ -77,8 +64,7 @@ TEST(OemData, AnswersAsTheMachineDoes) {
       {{"0x3a", "0x99"}, "Invalid command"},
   };
   for (const Exchange& exchange : exchanges) {
-    const CommandResult result =
-        RunCommand(WordsFor(IpmiTool("", {"-I", "lanplus", "-C", "3"}), sim, "kelvar-demo", exchange.request));
+    const CommandResult result = kClients[0].Raw(sim, exchange.request);
     EXPECT_NE((result.output + result.errors).find(exchange.answer), std::string::npos)
         << testing::PrintToString(exchange.request) << result.output << result.errors;
   }

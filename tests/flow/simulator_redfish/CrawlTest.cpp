@@ -10,6 +10,7 @@
 
 #include "RedfishFixture.h"
 #include "simulator/machine/JsonFile.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Simulator {
 namespace {
@@ -37,7 +38,7 @@ bool IsOf(const std::string& type, const rapidjson::Value& value) {
 class Crawl : public testing::TestWithParam<const char*> {
  protected:
   Crawl() : redfish_(GetParam()) {
-    const auto file = Json::ReadObject(KELVAR_TEST_DATA "/property_types.json");
+    const auto file = Json::ReadObject(Kelvar::Test::InTree("tests/flow/simulator_redfish/property_types.json"));
     for (const auto& [type, names] : file["types"].GetObject()) {
       for (const auto& name : names.GetArray()) {
         types_[name.GetString()].insert(type.GetString());

@@ -7,6 +7,7 @@
 
 #include "support/BmcSim.h"
 #include "support/Command.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -35,7 +36,7 @@ TEST_F(ForeignClients, RedfishtoolReadsSystemsAndLogs) {
 }
 
 TEST_F(ForeignClients, RedfishtoolReadsTheRootOfEachMachine) {
-  for (const auto& entry : std::filesystem::directory_iterator(KELVAR_TEST_EXPECTATIONS)) {
+  for (const auto& entry : std::filesystem::directory_iterator(kExpectations)) {
     const std::string name = entry.path().stem().string();
     BmcSim sim(name, {"--serve", "redfish"});
     const auto root = Redfishtool(sim, "Session", "kelvar-demo", {"root"});

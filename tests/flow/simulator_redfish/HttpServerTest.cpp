@@ -119,7 +119,7 @@ TEST_P(Transport, StopsWhileConnectionsAreOpenAndAnswersUnderWay) {
   for (std::thread& client : clients) {
     client.join();
   }
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
 TEST(HttpServer, ServesIpv6AndACertificateThatClientsCanCheck) {
@@ -253,7 +253,7 @@ TEST(Fault, ComesFromAFile) {
 }
 
 TEST(HttpServer, AnswersSeveralConnectionsAtOnceAndAfterItsLatency) {
-  constexpr std::size_t clients = 4;
+  constexpr std::size_t kClients = 4;
   constexpr std::chrono::milliseconds latency(20);
   std::mutex mutex;
   std::condition_variable changed;
@@ -263,13 +263,13 @@ TEST(HttpServer, AnswersSeveralConnectionsAtOnceAndAfterItsLatency) {
     ++inside;
     changed.notify_all();
     HttpResponse response;
-    response.status = changed.wait_for(lock, std::chrono::seconds(4), [&] { return inside == clients; }) ? 200 : 503;
+    response.status = changed.wait_for(lock, std::chrono::seconds(20), [&] { return inside == kClients; }) ? 200 : 503;
     return response;
   });
   const std::string url = "https://127.0.0.1:" + std::to_string(server.Start(0)) + "/";
   std::vector<std::thread> threads;
   std::atomic<std::size_t> answered = 0;
-  for (std::size_t i = 0; i < clients; ++i) {
+  for (std::size_t i = 0; i < kClients; ++i) {
     threads.emplace_back([&] {
       const auto start = std::chrono::steady_clock::now();
       const bool right = CurlFetch().Get(url).status == 200 && std::chrono::steady_clock::now() - start >= latency;
@@ -279,7 +279,7 @@ TEST(HttpServer, AnswersSeveralConnectionsAtOnceAndAfterItsLatency) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-  EXPECT_EQ(answered, clients);
+  EXPECT_EQ(answered, kClients);
 }
 
 }  // namespace

@@ -11,13 +11,14 @@
 
 #include "RedfishFixture.h"
 #include "simulator/machine/JsonFile.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Simulator {
 namespace {
 
 std::vector<std::string> MachineNames() {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(KELVAR_TEST_EXPECTATIONS)) {
+  for (const auto& entry : std::filesystem::directory_iterator(Kelvar::Test::kExpectations)) {
     names.push_back(entry.path().stem().string());
   }
   return names;
@@ -79,7 +80,8 @@ class Machines : public testing::TestWithParam<std::string> {
     }
     for (const auto& [key, member] : value.GetObject()) {
       const std::string name = key.GetString();
-      const bool isLink = name == "@odata.id" || name == "DataSourceUri" || name == "Members@odata.nextLink";
+      const bool isLink =
+          name == "@odata.id" || name == "DataSourceUri" || name == "Uri" || name == "Members@odata.nextLink";
       const std::string target = isLink && member.IsString() ? PageOf(member.GetString()) : std::string();
       if (!target.empty() && seen_.insert(target).second) {
         waiting_.push_back(target);
@@ -113,7 +115,7 @@ std::vector<std::string> Texts(const rapidjson::Value& list) {
 }
 
 TEST_P(Machines, LinkTheirPagesAndLeadNowhereWhereItIsMeant) {
-  const auto expected = Json::ReadObject(std::string(KELVAR_TEST_EXPECTATIONS "/") + GetParam() + ".json");
+  const auto expected = Json::ReadObject(std::string(Kelvar::Test::kExpectations) + "/" + GetParam() + ".json");
   const auto& crawl = expected["crawl"];
   Crawl();
   EXPECT_EQ(pages_, crawl["pages"].GetUint());

@@ -9,6 +9,7 @@
 #include "CurlFetch.h"
 #include "simulator/machine/Machine.h"
 #include "simulator/redfish/RedfishServer.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 
@@ -47,7 +48,7 @@ class RedfishFixture {
  private:
   static Simulator::Machine Load(const std::string& name, const std::vector<std::string>& faults,
                                  std::optional<std::size_t> logEntries, std::optional<std::size_t> sensors) {
-    Simulator::Machine machine = Simulator::LoadMachine(name, KELVAR_TEST_MACHINES);
+    Simulator::Machine machine = Simulator::LoadMachine(name, kMachineFolder);
     for (const std::string& fault : faults) {
       machine.faults.push_back("redfish:" + fault);
     }

@@ -11,6 +11,7 @@
 #include "flow/tool/ToolRun.h"
 #include "support/BmcSim.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -52,7 +53,7 @@ class KeptRecords : public testing::Test {
 
 /// The machine "full" without the records of a name.
 void MakeMachineWithout(const std::string& name, const fs::path& folder) {
-  fs::copy(fs::path(KELVAR_MACHINES) / "full", folder, fs::copy_options::recursive);
+  fs::copy(fs::path(kMachineFolder) / "full", folder, fs::copy_options::recursive);
   rapidjson::Document data;
   data.Parse(ContentOf(folder / "ipmi.json").c_str());
   auto& records = data["sdr"];

@@ -36,7 +36,7 @@ TEST_P(OverCim, PrintsWhatTheMachineHas) {
   }
 }
 
-const Case cases[] = {
+const Case kCases[] = {
     {"cim+http", "cim", "", {"firmware", "generation"}, {"QDGpBuildID            QDG112C-4.07", "Generation  2"}},
     {"cim+http", "cim", "", {"components", "leds"}, {"PCI Riser 2 ", "Identify       Blinking         Off"}},
     {"cim+https",
@@ -54,7 +54,7 @@ const Case cases[] = {
     {"omc+http", "cim", "", {"system"}, {"SerialNumber  KV4A017"}},
 };
 
-INSTANTIATE_TEST_SUITE_P(All, OverCim, testing::ValuesIn(cases));
+INSTANTIATE_TEST_SUITE_P(All, OverCim, testing::ValuesIn(kCases));
 
 TEST(CimFailures, TellARefusedLogin) {
   const BmcSim sim("full", {"--serve", "cim"});

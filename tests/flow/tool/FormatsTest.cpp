@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
-#include <rapidjson/schema.h>
-#include <rapidjson/stringbuffer.h>
 
 #include "flow/tool/ToolRun.h"
+#include "support/JsonSchema.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -15,42 +15,20 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-rapidjson::SchemaDocument ReadSchema() {
-  rapidjson::Document document;
-  EXPECT_FALSE(document.Parse(ContentOf(KELVAR_REPORT_SCHEMA).c_str()).HasParseError());
-  return rapidjson::SchemaDocument(document);
-}
-
-/// Where a text breaks the schema; empty when it does not.
-std::string Breach(const rapidjson::SchemaDocument& schema, const std::string& text) {
-  rapidjson::Document document;
-  if (document.Parse(text.c_str()).HasParseError()) {
-    return "no JSON: " + text;
-  }
-  rapidjson::SchemaValidator validator(schema);
-  if (document.Accept(validator)) {
-    return "";
-  }
-  rapidjson::StringBuffer place;
-  validator.GetInvalidDocumentPointer().StringifyUriFragment(place);
-  return std::string(place.GetString()) + ": " + validator.GetInvalidSchemaKeyword();
-}
-
 TEST(Formats, JsonKeepsToItsSchema) {
-  const rapidjson::SchemaDocument schema = ReadSchema();
   for (const char* target :
        {"demo:redfish", "demo:cim", "demo:ipmi", "demo:ipmi?machine=amd", "demo:redfish?machine=awkward",
         "demo:cim?machine=awkward", "demo:ipmi?machine=awkward", "redfish://admin@127.0.0.1:9"}) {
     const CommandResult result = RunOperation({target, "--format", "json", "-q"});
-    EXPECT_EQ(Breach(schema, result.output), "") << target;
+    EXPECT_EQ(Breach(InTree("docs/report.schema.json"), result.output), "") << target;
   }
   const CommandResult result =
       RunOperation({"demo:", "system", "maintenance-log", "active-events", "--format", "jsonl"});
-  EXPECT_EQ(Breach(schema, result.output), "");
+  EXPECT_EQ(Breach(InTree("docs/report.schema.json"), result.output), "");
   EXPECT_EQ(result.output.find('\n'), result.output.size() - 1);
   std::string other = result.output;
   other.replace(other.find("\"ModelName\""), 11, "\"Modelname\"");
-  EXPECT_EQ(Breach(schema, other), "#/results/0: anyOf");  // the schema is no empty one
+  EXPECT_EQ(Breach(InTree("docs/report.schema.json"), other), "#/results/0: anyOf");  // the schema is not empty
 }
 
 TEST(Formats, CsvHasALineAField) {

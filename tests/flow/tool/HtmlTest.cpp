@@ -10,6 +10,7 @@
 #include "flow/tool/ToolRun.h"
 #include "support/BmcSim.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -25,9 +26,9 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
   return text;
 }
 
-/// The machine "full" with markup in the names of its maker, its product, a sensor and a log entry.
+/// The machine "full" with markup in the names of its manufacturer, its product, a sensor and a log entry.
 void MakeHostileMachine(const fs::path& folder) {
-  fs::copy(fs::path(KELVAR_MACHINES) / "full", folder, fs::copy_options::recursive);
+  fs::copy(fs::path(kMachineFolder) / "full", folder, fs::copy_options::recursive);
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
     if (entry.path().extension() == ".json") {
       std::string text = ContentOf(entry.path());
@@ -89,6 +90,31 @@ TEST(Html, ShowsManyTargetsAndNeedsNothingElse) {
   const std::string document = Browse(page, folder / "profile");
   EXPECT_THAT(document, HasSubstr("<b>3</b>machines"));
   EXPECT_THAT(document, HasSubstr("<b>1</b>unreachable"));
+}
+
+TEST(Html, ShowsWhatChangedSinceAFormerRun) {
+  const BmcSim changed("full", {"--serve", "redfish"});
+  const BmcSim same("full", {"--serve", "redfish"});
+  const TemporaryFolder folder;
+  const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(changed.Port("redfish"));
+  const std::string other = "redfish://admin@127.0.0.1:" + std::to_string(same.Port("redfish"));
+  const std::string list = folder.Write("list", target + '\n' + other + '\n');
+  std::string former = RunTool({target, "--format", "jsonl"}).output;
+  former = Replaced(former, R"("version":"TBC119H-2.31")", R"("version":"<b>TBC118</b>")");
+  former += RunTool({other, "--format", "jsonl"}).output;
+  former += R"({"target":"redfish://gone","status":"complete","families":{}})";
+  const CommandResult result =
+      RunTool({"--targets", list, "--diff", folder.Write("former", former), "--format", "html"});
+  EXPECT_EQ(result.exitCode, 22) << result.errors;
+  const fs::path page = folder.Write("page.html", result.output);
+  const std::string document = Browse(page.native() + '#' + Replaced(target, "/", "%2F"), folder / "profile");
+  EXPECT_THAT(document, HasSubstr("<b>3</b>machines"));
+  EXPECT_THAT(document, HasSubstr("<b>2</b>changed"));
+  EXPECT_THAT(document, HasSubstr("<del>&lt;b&gt;TBC118&lt;/b&gt;</del> → <ins>TBC119H-2.31</ins>"));
+  EXPECT_THAT(document, HasSubstr("<div class=\"changed\">changed: firmware"));
+  EXPECT_THAT(document, HasSubstr("no longer in the list of targets"));
+  EXPECT_THAT(document, HasSubstr("TLSv1.3, certificate not verified"));
+  EXPECT_THAT(document, HasSubstr("data-ready=\"true\""));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "flow/tool/ToolRun.h"
 #include "support/BmcSim.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -49,7 +50,7 @@ TEST_P(OverIpmi, PrintsWhatTheMachineHas) {
   }
 }
 
-const char allFirmware[] =
+const char kAllFirmware[] =
     "firmware\n"
     "  BMCBuildID           TBC128K-2.45\n"
     "  BMCBuildDate         2026-03-14\n"
@@ -62,7 +63,7 @@ const char allFirmware[] =
     "  QDGpBuildID          QDG112C-4.07\n"
     "  QDGpBuildIDDate      2026-01-30\n";
 
-const char allComponents[] =
+const char kAllComponents[] =
     "components\n"
     "  Name            Manufacturer  PartNumber  FruPartNumber  SerialNumber\n"
     "  System Board    Tavrik        KP57-02551  01KV700        KVB93A01A\n"
@@ -76,11 +77,11 @@ const char allComponents[] =
     "  Mezzanine Card\n"
     "  QVL8 Adapter    Tavrik        KP57-44006  01KV206        KVB93EQV0001\n";
 
-const Case cases[] = {
-    {"full", "", "", {"firmware", "generation"}, 0, {allFirmware, "\ngeneration\n  Generation  2\n"}, {}},
+const Case kCases[] = {
+    {"full", "", "", {"firmware", "generation"}, 0, {kAllFirmware, "\ngeneration\n  Generation  2\n"}, {}},
     {"full", "", "?suite=17", {"identity"}, 0, {"SystemGUID    6f1c4c5e-52a7-4d0b-9a3e-0c8f5b7d2e41"}, {}},
     {"full", "", "", {"system"}, 0, {"MachineType   7K40\n", "SerialNumber  KV4A017\n"}, {}},
-    {"full", "", "", {"components"}, 0, {allComponents}, {}},
+    {"full", "", "", {"components"}, 0, {kAllComponents}, {}},
 
     // what goes wrong on the way and is survived
     {"full", "silent-once", "", {"generation"}, 0, {"Generation  2"}, {}},
@@ -88,7 +89,7 @@ const Case cases[] = {
     {"full", "", "?session=1.5-md5", {"generation"}, 0, {"Generation  2"}, {}},
     {"full", "suite-3-only", "?suite=0", {"generation"}, 0, {"Generation  2"}, {}},
     {"full", "suite-17-only", "?suite=0", {"generation"}, 0, {"Generation  2"}, {}},
-    {"full", "lost-reservation", "", {"components"}, 0, {allComponents}, {}},
+    {"full", "lost-reservation", "", {"components"}, 0, {kAllComponents}, {}},
     {"full", "no-vpd", "", {"system"}, 0, {"MachineType   7K40\n", "SerialNumber  KV4A017\n"}, {}},
     {"full",
      "first-generation",
@@ -145,7 +146,7 @@ const Case cases[] = {
     {"awkward", "cpu-without-number", "", {"components"}, 13, {"components: failed"}, {"System Board"}},
 };
 
-INSTANTIATE_TEST_SUITE_P(All, OverIpmi, testing::ValuesIn(cases));
+INSTANTIATE_TEST_SUITE_P(All, OverIpmi, testing::ValuesIn(kCases));
 
 TEST(Everything, LeavesOutWhatOnlyOtherMachinesHave) {
   const CommandResult result = Read({"full", "", "", {}, 0, {}, {}});
@@ -186,7 +187,7 @@ TEST(Output, ThatCannotBeWrittenIsNoSuccess) {
   const std::string target = "ipmi://admin@127.0.0.1:" + std::to_string(sim.Port("ipmi"));
   for (const char* arguments : {"operation \"$1\" generation", "\"$1\" system", "--help"}) {
     const std::string line = std::string("exec \"$0\" ") + arguments + " >/dev/full";
-    const CommandResult result = RunCommand({"sh", "-c", line, KELVAR_TOOL, target}, {"KELVAR_PASSWORD=kelvar-demo"});
+    const CommandResult result = RunCommand({"sh", "-c", line, kToolProgram, target}, {"KELVAR_PASSWORD=kelvar-demo"});
     EXPECT_EQ(result.exitCode, 1) << arguments;
     EXPECT_THAT(result.errors, HasSubstr("kelvar: cannot write to standard output")) << arguments;
   }

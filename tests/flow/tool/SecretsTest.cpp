@@ -79,8 +79,8 @@ TEST(Secrets, AreNotShownByAnAddressThatIsRefused) {
 }
 
 /// "admin:kelvar-demo" and the two other ways in which three bytes can be cut.
-const char* const encodings[] = {"kelvar-demo", "YWRtaW46a2VsdmFyLWRlbW8", "a2VsdmFyLWRlbW8", "tlbHZhci1kZW1v",
-                                 "rZWx2YXItZGVtb"};
+const char* const kEncodings[] = {"kelvar-demo", "YWRtaW46a2VsdmFyLWRlbW8", "a2VsdmFyLWRlbW8", "tlbHZhci1kZW1v",
+                                  "rZWx2YXItZGVtb"};
 
 TEST(Secrets, AreInNoOutputAtAnyLevel) {
   const BmcSim sim("full");
@@ -92,7 +92,7 @@ TEST(Secrets, AreInNoOutputAtAnyLevel) {
     const CommandResult operations = RunOperation({target, "-vvv", "--explain", "--format", "json"});
     EXPECT_EQ(operations.exitCode, 0) << scheme;
     EXPECT_THAT(operations.errors, HasSubstr("Entering")) << scheme;
-    for (const char* const text : encodings) {
+    for (const char* const text : kEncodings) {
       EXPECT_THAT(result.output + result.errors, Not(HasSubstr(text))) << scheme;
       EXPECT_THAT(operations.output + operations.errors, Not(HasSubstr(text))) << scheme;
     }

@@ -1,6 +1,8 @@
 // Whether what people see fits their terminal.
 
 #include <algorithm>
+#include <cstdlib>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -13,10 +15,16 @@
 
 #include <kelvar/Types.h>
 
+#include "flow/tool/ToolRun.h"
+#include "support/BmcSim.h"
+#include "support/TemporaryFolder.h"
+#include "support/TestPlaces.h"
+
 namespace Kelvar::Test {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 /// What the tool shows on a terminal of this width.
 std::string ScreenOf(const std::vector<const char*>& words, unsigned short columns) {
@@ -24,12 +32,12 @@ std::string ScreenOf(const std::vector<const char*>& words, unsigned short colum
   int terminal = -1;
   const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
   if (child == 0) {
-    std::vector<char*> arguments{const_cast<char*>(KELVAR_TOOL)};
+    std::vector<char*> arguments{const_cast<char*>(kToolProgram)};
     for (const char* word : words) {
       arguments.push_back(const_cast<char*>(word));
     }
     arguments.push_back(nullptr);
-    execv(KELVAR_TOOL, arguments.data());
+    execv(kToolProgram, arguments.data());
     _exit(127);
   }
   std::string screen;
@@ -39,8 +47,8 @@ std::string ScreenOf(const std::vector<const char*>& words, unsigned short colum
   }
   close(terminal);
   waitpid(child, nullptr, 0);
-  std::erase(screen, '\r');
-  return screen;
+  // A progress line is a line of its own: what comes next begins where it did.
+  return std::regex_replace(std::regex_replace(screen, std::regex("\r+\n"), "\n"), std::regex("\r|\x1b\\[K"), "\n");
 }
 
 std::size_t WidestLine(const std::string& screen) {
@@ -55,16 +63,43 @@ std::size_t WidestLine(const std::string& screen) {
 }
 
 TEST(Terminal, HoldsTheVerdictAndTheTables) {
-  for (const unsigned short columns : {u16{60}, u16{80}}) {
+  const BmcSim full("full", {"--serve", "redfish"});
+  const BmcSim sensors("amd", {"--serve", "redfish"});
+  const TemporaryFolder folder;
+  const std::string list =
+      folder.Write("list", "redfish://admin@127.0.0.1:" + std::to_string(full.Port("redfish")) +
+                               "\nredfish://admin@127.0.0.1:" + std::to_string(sensors.Port("redfish")) + "\n");
+  setenv("KELVAR_PASSWORD", "kelvar-demo", 1);
+  for (const unsigned short columns : {u16{60}, u16{80}, u16{200}}) {
+    SCOPED_TRACE(columns);
     const std::string health = ScreenOf({"health", "demo:", "-q", "--color", "never"}, columns);
     EXPECT_THAT(health, HasSubstr("\n  critical: Fan 3 Tach 0 rpm, below 900\n"));
     EXPECT_LE(WidestLine(health), columns);
     const std::string all = ScreenOf({"demo:", "-q", "--color", "never"}, columns);
     EXPECT_THAT(all, HasSubstr("\nnetwork\n"));
     EXPECT_LE(WidestLine(all), columns);
+    EXPECT_EQ(WidestLine(all) > 80, columns > 80) << "more columns are used where there are some";
+    const std::string fleet = ScreenOf({"--targets", list.c_str(), "--color", "never"}, columns);
+    EXPECT_THAT(fleet, HasSubstr("\nsensors\n"));
+    EXPECT_THAT(fleet, HasSubstr("2 targets in"));
+    EXPECT_LE(WidestLine(fleet), columns);
   }
+  unsetenv("KELVAR_PASSWORD");
   EXPECT_THAT(ScreenOf({"health", "demo:", "-q", "--color", "never"}, 60),
               HasSubstr("  critical: Numeric sensor Fan 3 Tach going low (lower\n    critical) has asserted.\n"));
+}
+
+TEST(Terminal, IsNotNeeded) {
+  const CommandResult health = RunTool({"health", "demo:", "demo:cim", "-q"});
+  EXPECT_THAT(health.output, HasSubstr("demo:cim: critical\n"));
+  EXPECT_EQ(health.exitCode, 31);
+  EXPECT_THAT(health.output,
+              HasSubstr("\n  critical: Numeric sensor Fan 3 Tach going low (lower critical) has asserted.\n"));
+  const CommandResult all = RunTool({"demo:"});
+  EXPECT_THAT(all.output, HasSubstr("\nnetwork\n"));
+  EXPECT_GT(WidestLine(all.output), 80U) << "nothing is left out";
+  EXPECT_EQ(all.errors, "");
+  EXPECT_THAT(health.output + all.output, Not(HasSubstr("\x1b")));
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "support/BmcSim.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -108,7 +109,7 @@ TEST_F(Fleet, TellsWhatCannotBeWritten) {
   EXPECT_EQ(saving.exitCode, 1);
   EXPECT_THAT(saving.errors, HasSubstr("kelvar: --save: No space left"));
   const CommandResult printing =
-      RunCommand({"sh", "-c", "exec \"$0\" --targets \"$1\" system >/dev/full", KELVAR_TOOL, list},
+      RunCommand({"sh", "-c", "exec \"$0\" --targets \"$1\" system >/dev/full", kToolProgram, list},
                  {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_EQ(printing.exitCode, 1);
   EXPECT_THAT(printing.errors, HasSubstr("kelvar: cannot write to standard output: No space left"));
@@ -129,6 +130,24 @@ TEST_F(Fleet, NeverTriesARefusedLoginAgain) {
   EXPECT_EQ(server.Requests().size(), 2 * requests);
   EXPECT_THAT(result.errors, HasSubstr("1 complete, 3 login_refused"));
   EXPECT_THAT(result.output, HasSubstr("not tried: this account was refused before"));
+}
+
+TEST_F(Fleet, KnowsARefusedAccountUnderEverySpelling) {
+  ScriptedHttpServer server({true, false});
+  server.OnAnythingElse([](const HttpRequest&) { return HttpReply(401, ""); });
+  const std::string end = ":" + std::to_string(server.Port()) + "\n";
+  const std::string once = File("once", "redfish://admin@127.0.0.1" + end);
+  EXPECT_EQ(RunTool({"--targets", once, "system"}).exitCode, 21);
+  const std::size_t requests = server.Requests().size();
+  EXPECT_GE(requests, 1U);
+  std::string lines;
+  for (const char* host : {"localhost", "127.0.0.1", "LocalHost", "127.1", "[::ffff:127.0.0.1]"}) {
+    lines += std::string("redfish://admin@") + host + end;
+  }
+  lines += "redfish://%61dmin@127.0.0.1" + end;
+  const CommandResult result = RunTool({"--targets", File("list", lines), "system"});
+  EXPECT_EQ(server.Requests().size(), 2 * requests);
+  EXPECT_THAT(result.errors, HasSubstr("6 login_refused"));
 }
 
 TEST_F(Fleet, TakesTheAccountOfALineBeforeAllOthers) {
@@ -153,7 +172,7 @@ TEST_F(Fleet, KeepsAtTheDeadlineWhatATargetGave) {
   const BmcSim sim("full", {"--serve", "redfish", "--fault", "redfish:/redfish/v1/Chassis/1/Sensors* delay=60000"});
   const std::string target = Address("redfish", sim.Port("redfish"));
   const std::string list = File("list", target + "\n");
-  const CommandResult result = RunTool({"--targets", list, "system", "sensors", "--deadline", "2"});
+  const CommandResult result = RunTool({"--targets", list, "system", "sensors", "--deadline", "6"});
   EXPECT_EQ(result.exitCode, 21);
   EXPECT_THAT(Statuses(result.output), ElementsAre(target + " partial"));
   EXPECT_THAT(result.output, HasSubstr("KV4A017"));
@@ -167,11 +186,28 @@ TEST_F(Fleet, LeavesTargetsThatHangAtTheDeadline) {
   const std::string dead = Address("redfish", silent.Port());
   const std::string alive = Address("redfish", sim.Port("redfish"));
   const std::string list = File("list", dead + "\n" + Address("ipmi", silent.Port()) + "\n" + alive + "\n");
-  const CommandResult result = RunTool({"--targets", list, "system", "--jobs", "1", "--ordered", "--deadline", "0.5"});
+  const CommandResult result = RunTool({"--targets", list, "system", "--jobs", "1", "--ordered", "--deadline", "3"});
   EXPECT_EQ(result.exitCode, 21);
   EXPECT_THAT(Statuses(result.output),
               ElementsAre(dead + " unreachable", Address("ipmi", silent.Port()) + " unreachable", alive + " complete"));
   EXPECT_THAT(result.output, HasSubstr("\"cause\":\"deadline\""));
+}
+
+TEST_F(Fleet, ClosesASessionThatOpensLongAfterTheDeadline) {
+  constexpr const char* kSessions = "/redfish/v1/SessionService/Sessions";
+  ScriptedHttpServer server({true, false});
+  server.OnAnythingElse([&](const HttpRequest&) {
+    return HttpReply(R"({"RedfishVersion": "1.6.0", "Links": {"Sessions": {"@odata.id": ")" + std::string(kSessions) +
+                     "\"}}}");
+  });
+  HttpReply opened(201, "{}");
+  opened.headers = {{"X-Auth-Token", "t"}, {"Location", std::string(kSessions) + "/1"}};
+  opened.delay = std::chrono::milliseconds(4000);
+  server.On(kSessions, opened);
+  const std::string list = File("list", Address("redfish", server.Port()) + "\n");
+  EXPECT_EQ(RunTool({"--targets", list, "system", "--deadline", "0.5"}).exitCode, 21);
+  EXPECT_EQ(server.Requests().back().method, "DELETE");
+  EXPECT_EQ(server.Requests().back().target, std::string(kSessions) + "/1");
 }
 
 TEST_F(Fleet, SplitsIntoShardsThatCoverTheListOnce) {
@@ -223,7 +259,7 @@ TEST_F(Fleet, GoesOnWithARunThatWasCut) {
 }
 
 TEST_F(Fleet, KeepsWholeLinesOfARunWhoseDiskIsFull) {
-  constexpr std::size_t room = 2048;  // which the shell counts in blocks of 512
+  constexpr std::size_t kRoom = 2048;  // which the shell counts in blocks of 512
   std::string targets;
   for (int host = 1; host <= 40; ++host) {
     targets += "redfish://admin@127.0.0." + std::to_string(host) + ":9\n";
@@ -232,12 +268,12 @@ TEST_F(Fleet, KeepsWholeLinesOfARunWhoseDiskIsFull) {
   const std::string run = Path("run");
   const CommandResult full = RunCommand(
       {"sh", "-c", "umask 022; trap '' XFSZ; ulimit -f 4; exec \"$0\" --targets \"$1\" --save \"$2\" --jobs 1 system",
-       KELVAR_TOOL, list, run},
+       kToolProgram, list, run},
       {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_EQ(full.exitCode, 1);
   const std::vector<std::string> kept = Statuses(ContentOf(run));
   EXPECT_EQ(std::count(kept.begin(), kept.end(), "not JSON"), 1);
-  EXPECT_EQ(ContentOf(run).size(), room);
+  EXPECT_EQ(ContentOf(run).size(), kRoom);
   EXPECT_THAT(full.errors,
               HasSubstr("--save: File too large; " + std::to_string(kept.size() - 1) + " reports are written"));
   EXPECT_EQ(std::filesystem::status(run).permissions(),
@@ -352,10 +388,10 @@ TEST_F(Fleet, TellsHowToGoOnWhenItIsInterrupted) {
                                            "\"$0\" --targets \"$1\" --save \"$2\" system & "
                                            "until grep -q complete \"$2\" 2>/dev/null; do sleep 0.1; done; "
                                            "kill -TERM $!; wait $!; echo $? >&2",
-                                           KELVAR_TOOL, list, Path("run")},
+                                           kToolProgram, list, Path("run")},
                                           {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_THAT(result.errors, HasSubstr("kelvar: 1 target in "));
-  EXPECT_THAT(result.errors, HasSubstr("kelvar: interrupted; to go on: kelvar --targets '" + list + "' --save " +
+  EXPECT_THAT(result.errors, HasSubstr("kelvar: interrupted; to resume: kelvar --targets '" + list + "' --save " +
                                        Path("run") + " system --resume " + Path("run") + "\n"));
   EXPECT_THAT(result.errors, testing::EndsWith("143\n"));
   EXPECT_THAT(Statuses(result.output), ElementsAre(alive + " complete"));
@@ -420,7 +456,7 @@ TEST_F(Fleet, DiffTellsWhatItCouldNotCompare) {
   EXPECT_EQ(RunTool({"diff", all, "redfish://admin@127.0.0.1:9"}).exitCode, 10);
   const CommandResult wrong = RunTool({"diff", all, File("wrong", "[{\"a\": 1}]")});
   EXPECT_EQ(wrong.exitCode, 2);
-  EXPECT_THAT(wrong.errors, HasSubstr("not of reports"));
+  EXPECT_THAT(wrong.errors, HasSubstr("no saved reports"));
   EXPECT_EQ(RunTool({"diff", all, File("empty.json", "[]")}).exitCode, 22);
 }
 

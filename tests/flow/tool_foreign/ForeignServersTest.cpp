@@ -1,5 +1,5 @@
-// Servers that are no service processors, or refuse: what the tool, a fleet, a probe and the exporter make of them, and
-// how often each of them logs in.
+// Servers that are not service processors, or refuse: what the tool, a fleet, a probe and the exporter make of them,
+// and how often each of them logs in.
 
 #include <algorithm>
 #include <functional>
@@ -12,6 +12,7 @@
 #include "support/ScriptedCimServer.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/TemporaryFolder.h"
+#include "support/TestPlaces.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -166,7 +167,7 @@ TEST(Deadline, EndsTheReadingOfOneTargetAndSaysWhatItWaitsFor) {
   server.On("/redfish/v1/Chassis/1", HttpReply(R"({"Manufacturer": "Tavrik", "SerialNumber": "KV4A017"})"));
   const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(server.Port());
   const CommandResult result =
-      RunCommand({"script", "-qec", std::string(KELVAR_TOOL) + " operation " + target + " dns identity --deadline 2.5",
+      RunCommand({"script", "-qec", std::string(kToolProgram) + " operation " + target + " dns identity --deadline 2.5",
                   "/dev/null"},
                  {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_EQ(result.exitCode, 10) << result.output;
@@ -174,7 +175,7 @@ TEST(Deadline, EndsTheReadingOfOneTargetAndSaysWhatItWaitsFor) {
               HasSubstr("kelvar: waiting for dns (1 of 2): HTTP 503, the service is starting, 0 s left"));
   EXPECT_THAT(result.output, HasSubstr("kelvar: the deadline of 2.5 s passed while reading dns (1 of 2)"));
   const CommandResult inventory =
-      RunCommand({"script", "-qec", std::string(KELVAR_TOOL) + " " + target + " --deadline 6", "/dev/null"},
+      RunCommand({"script", "-qec", std::string(kToolProgram) + " " + target + " --deadline 6", "/dev/null"},
                  {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_EQ(inventory.exitCode, 10) << inventory.output;
   EXPECT_THAT(inventory.output, HasSubstr("kelvar: waiting for the inventory: HTTP 503, the service is starting, "));

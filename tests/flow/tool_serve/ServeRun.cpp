@@ -12,6 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/TestPlaces.h"
+
 namespace Kelvar::Test {
 
 ServeRun::ServeRun(const std::string& config) {
@@ -23,7 +25,7 @@ ServeRun::ServeRun(const std::string& config) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-  std::array<std::string, 8> words{"timeout", "--foreground",         "60",       KELVAR_TOOL,
+  std::array<std::string, 8> words{"timeout", "--foreground",         "60",       kToolProgram,
                                    "serve",   "--listen=127.0.0.1:0", "--config", file};
   std::array<char*, words.size() + 1> pointers{};
   for (std::size_t i = 0; i < words.size(); ++i) {
@@ -76,6 +78,10 @@ std::size_t ServeRun::PeakMiB() const {
     }
   }
   throw std::runtime_error("no memory of kelvar serve");
+}
+
+void ServeRun::Signal(int number) const {
+  kill(process_, number);
 }
 
 int ServeRun::Stop() {

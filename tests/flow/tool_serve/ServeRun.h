@@ -27,6 +27,12 @@ class ServeRun {
   std::string OwnMetric(const std::string& series) const;
   /// The most memory that it ever had.
   std::size_t PeakMiB() const;
+  /// Replaces its configuration file, which it does not read before it is told to.
+  void Reconfigure(const std::string& config) const { folder_.Write("config.toml", config); }
+  /// Sends a signal to it.
+  void Signal(int number) const;
+  /// Writes a file next to its configuration; returns its path.
+  std::string Write(const std::string& name, const std::string& content) const { return folder_.Write(name, content); }
   /// Ends it by SIGTERM and gives its exit code; 128 and the signal when it was one that ended it.
   int Stop();
 

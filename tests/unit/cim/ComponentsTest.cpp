@@ -13,7 +13,7 @@ std::string Element(const std::string& name, const std::string& tag) {
                                      {"SKU", "string", tag + "-sku"},
                                      {"Model", "string", tag + "-model"},
                                      {"SerialNumber", "string", tag + "-sn"},
-                                     {"Manufacturer", "string", tag + "-maker"}});
+                                     {"Manufacturer", "string", tag + "-vendor"}});
 }
 
 std::vector<std::string> Shown(const std::vector<OtherSystemVPD>& list) {
@@ -34,9 +34,9 @@ TEST_F(Components, KnownNamesAreListedOnceEach) {
   std::vector<OtherSystemVPD> list;
   EXPECT_EQ(facade->GetNodeOtherSystemVPD(list), 0);
   EXPECT_THAT(Shown(list),
-              ElementsAre("system board 1/a-pn/a-sku/a-sn/a-maker", "power supply 1/b-pn/b-model/b-sn/b-maker",
-                          "Riser power supply/c-pn/c-sku/c-sn/c-maker", "front drive backplane/d-pn/d-sku/d-sn/d-maker",
-                          "system internal expansion board 1////"));
+              ElementsAre("system board 1/a-pn/a-sku/a-sn/a-vendor", "power supply 1/b-pn/b-model/b-sn/b-vendor",
+                          "Riser power supply/c-pn/c-sku/c-sn/c-vendor",
+                          "front drive backplane/d-pn/d-sku/d-sn/d-vendor", "system internal expansion board 1////"));
   EXPECT_EQ(facade->GetNodeOtherSystemVPD(list), 0);
   EXPECT_EQ(list.size(), 10U) << "appended to what the caller passes";
 }

@@ -54,7 +54,7 @@ TEST(BuildIDReport, WritesOneRecordAnEntry) {
       numbered += std::to_string(++field);
     }
   }
-  EXPECT_THAT(ReportOf({Numbered(), {}}, 4, 15), ElementsAre(numbered, kEmptyReport)) << "also behind a failure";
+  EXPECT_THAT(ReportOf({Numbered(), {}}, 4, 15), ElementsAre(numbered, kEmptyReport)) << "also after a failure";
 }
 
 TEST(BuildIDReport, RunsOverTheCallersVectorWithoutABackend) {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "transport/ipmi/BridgedMessage.h"
 #include "transport/ipmi/Ipmi15Session.h"
-#include "transport/ipmi/IpmiMessage.h"
 #include "transport/ipmi/RmcpPlusSession.h"
 #include "transport/ipmi/SessionNegotiator.h"
 
@@ -48,6 +48,69 @@ TEST(IpmiMessage, ReplyNamesItsRequest) {
   const auto decode = [](const Bytes& bytes) { return DecodeReply(bytes).has_value(); };
   ForEachPrefix(kReply, decode);
   ForEachFlippedBit(kReply, decode);
+}
+
+/// A message with both checksums.
+Bytes Framed(Bytes message) {
+  message.insert(message.begin() + 2, 0);
+  message.push_back(0);
+  for (std::size_t index = 0; index + 1 < message.size(); ++index) {
+    u8& sum = index < 2 ? message[2] : message.back();
+    sum = static_cast<u8>(sum - (index == 2 ? 0 : message[index]));
+  }
+  return message;
+}
+
+const ControllerAddress kSatellite{0x2C, 6, 1};
+
+TEST(BridgedMessage, RequestIsFramedInsideOfAnother) {
+  const Bytes data = SendMessageData(kSatellite, {0x04, 0x2D, 5}, Bytes{0x07});
+  EXPECT_EQ(data, (Bytes{0x46, 0x2C, 0x11, 0xC3, 0x20, 0x14, 0x2D, 0x07, 0x98}));
+}
+
+TEST(BridgedMessage, ReplyComesInOneOrTwoMessages) {
+  using Kind = BridgedReply::Kind;
+  const RequestKey key{0x04, 0x2D, 5};
+  const Bytes reply = Framed({0x81, 0x14, 0x2C, 0x15, 0x2D, 0x00, 0xAB});
+  const Bytes toProcessor = Framed({0x20, 0x14, 0x2C, 0x15, 0x2D, 0x00, 0xAB});
+  const auto ack = [](u8 sequence, u8 code, const Bytes& inner) {
+    Bytes message{0x81, 0x1C, 0x20, static_cast<u8>(sequence << 2), 0x34, code};
+    Append(message, inner);
+    return Framed(message);
+  };
+  const struct {
+    Bytes message;
+    Kind kind;
+    const char* what;
+  } rows[] = {
+      {reply, Kind::Answered, "a message of its own"},
+      {toProcessor, Kind::Answered, "to the service processor, which handed it on"},
+      {ack(5, 0, reply), Kind::Answered, "inside of the other"},
+      {ack(5, 0, toProcessor), Kind::Answered, "inside, to the service processor"},
+      {ack(5, 0, {}), Kind::HandedOn, "bare"},
+      {ack(5, 0x83, {}), Kind::NotHandedOn, "refused"},
+      {ack(6, 0, reply), Kind::Other, "the inner number is another one"},
+      {ack(5, 0, Bytes(reply.begin(), reply.end() - 1)), Kind::Other, "inside, cut"},
+      {Framed({0x81, 0x14, 0x2E, 0x15, 0x2D, 0x00, 0xAB}), Kind::Other, "another satellite"},
+      {Framed({0x81, 0x14, 0x2C, 0x14, 0x2D, 0x00, 0xAB}), Kind::Other, "another logical unit"},
+      {Framed({0x81, 0x14, 0x2C, 0x15, 0x2E, 0x00, 0xAB}), Kind::Other, "another command"},
+      {Framed({0x81, 0x1C, 0x2C, 0x15, 0x2D, 0x00, 0xAB}), Kind::Other, "another network function"},
+      {Framed({0x20, 0x14, 0x20, 0x15, 0x2D, 0x00, 0xAB}), Kind::Other, "from the service processor to itself"},
+  };
+  for (const auto& row : rows) {
+    const BridgedReply received = DecodeBridgedReply(row.message, kSatellite, key);
+    EXPECT_EQ(received.kind, row.kind) << row.what;
+    EXPECT_EQ(received.reply.data, row.kind == Kind::Answered ? Bytes{0xAB} : Bytes()) << row.what;
+  }
+  EXPECT_EQ(DecodeBridgedReply(ack(5, 0x83, {}), kSatellite, key).reply.completionCode, 0x83);
+  const auto answered = [&key](const Bytes& bytes) {
+    const Kind kind = DecodeBridgedReply(bytes, kSatellite, key).kind;
+    return kind == Kind::Answered || kind == Kind::NotHandedOn;
+  };
+  for (const Bytes& message : {reply, ack(5, 0, reply)}) {
+    ForEachPrefix(message, answered);
+    ForEachFlippedBit(message, answered);
+  }
 }
 
 TEST(Ipmi15Packet, PrefixesAndForeignTypesAreNothing) {
@@ -123,7 +186,7 @@ class SessionPlus : public testing::TestWithParam<const CipherSuite*> {
   bool Takes(Bytes packet) { return ours_.Unwrap(packet).has_value(); }
 };
 
-INSTANTIATE_TEST_SUITE_P(Suites, SessionPlus, testing::Values(&kSuite3, &kSuite17));
+INSTANTIATE_TEST_SUITE_P(Suites, SessionPlus, testing::ValuesIn(kCipherSuites));
 
 TEST_P(SessionPlus, MessagesOfAllSizesComeThroughOnce) {
   for (std::size_t size = 0; size < 70; ++size) {
@@ -210,7 +273,7 @@ TEST(SequenceWindow, TakesEachNumberOnce) {
     EXPECT_EQ(window.Take(test.number), test.taken) << test.number;
   }
   SequenceWindow wrapping(0xFFFFFFFE);
-  EXPECT_TRUE(wrapping.Take(1)) << "numbers go on behind their end";
+  EXPECT_TRUE(wrapping.Take(1)) << "numbers go on after their end";
   EXPECT_TRUE(wrapping.Take(0xFFFFFFFF));
 }
 

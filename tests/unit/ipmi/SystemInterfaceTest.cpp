@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <optional>
 
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>
@@ -34,6 +35,7 @@ struct Device {
   ipmi_msg request{};
   std::vector<u8> requestData;
   short channel = 0;
+  std::optional<ipmi_ipmb_addr> satellite;
   long id = 0;
 };
 
@@ -76,6 +78,10 @@ class FakeCalls : public Ipmi::DeviceCalls {
     device_.id = request.msgid;
     ipmi_system_interface_addr address{};
     std::memcpy(&address, request.addr, sizeof address);
+    if (address.addr_type == IPMI_IPMB_ADDR_TYPE && request.addr_len == sizeof(ipmi_ipmb_addr)) {
+      std::memcpy(&device_.satellite.emplace(), request.addr, sizeof(ipmi_ipmb_addr));
+      return 0;
+    }
     EXPECT_EQ(address.addr_type, IPMI_SYSTEM_INTERFACE_ADDR_TYPE);
     device_.channel = address.channel;
     return 0;
@@ -150,6 +156,31 @@ TEST_F(SystemInterface, ReplyOfTheRequestIsTakenAndOthersAreNot) {
   EXPECT_EQ(device_.request.netfn, 0x06);
   EXPECT_EQ(device_.requestData, (std::vector<u8>{0xAA, 0xBB}));
   EXPECT_EQ(device_.channel, IPMI_BMC_CHANNEL);
+}
+
+TEST_F(SystemInterface, TheDriverHandsCommandsOnToSatellites) {
+  const struct {
+    std::vector<u8> reply;
+    IPMICOMMAND command;
+    int failure;
+    u8 completionCode;
+  } rows[] = {
+      {{0x00, 5}, {0x01, {}, 0x06}, 0, 0x00},
+      {{0x83}, {0x01, {}, 0x06}, Ipmi::kSendNotHandedOn, 0x83},
+      {{0x81}, {0x01, {}, 0x06}, Ipmi::kSendNotHandedOn, 0x81},
+      {{0x81}, {0x11, {}, 0x0A}, 0, 0x81},  // a busy FRU device
+      {{0xC3}, {0x01, {}, 0x06}, Ipmi::kSendNoAnswer, 0xFF},
+  };
+  ASSERT_EQ(client_.connect(), IPMICONNECTED);
+  for (const auto& row : rows) {
+    device_.messages = {{row.reply, IPMI_RESPONSE_RECV_TYPE, 0, 0, row.command.netFn | 1}};
+    EXPECT_EQ(client_.SendTo({0x2C, 7, 1}, row.command, response_, completionCode_), row.failure);
+    EXPECT_EQ(completionCode_, row.completionCode);
+  }
+  ASSERT_TRUE(device_.satellite);
+  EXPECT_EQ(device_.satellite->slave_addr, 0x2C);
+  EXPECT_EQ(device_.satellite->channel, 7);
+  EXPECT_EQ(device_.satellite->lun, 1);
 }
 
 TEST_F(SystemInterface, SilenceAndFailuresOfTheDeviceAreNoExchange) {

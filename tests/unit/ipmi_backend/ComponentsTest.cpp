@@ -174,7 +174,7 @@ TEST(Components, ShortFRURepliesLeaveZeros) {
   EXPECT_EQ(locator.FRUData, Bytes{1} + Bytes(15) + Bytes(16, 'x') + Bytes(496));
 }
 
-/// The locators' names behind a walk, and how it ended.
+/// The locators' names after a walk, and how it ended.
 std::pair<int, std::vector<std::string>> WalkOver(ScriptedIpmi& bmc) {
   const auto transport = bmc.Transport();
   std::vector<IPMIFRULocator> locators;

@@ -90,7 +90,7 @@ TEST(FRULocator, DataIsAvailableWhenOneOfItsFirst101BytesIsSet) {
   EXPECT_TRUE(locator.IsfruDataAvailable());
 }
 
-/// A device whose board area stands at 8 times `unit`, with the five texts at their places.
+/// A device whose board area is at 8 times `unit`, with the five texts at their places.
 Bytes BoardFRU(u8 unit, const std::vector<std::string>& texts) {
   Bytes fru(528);
   fru[0] = 1;

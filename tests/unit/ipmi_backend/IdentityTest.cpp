@@ -81,7 +81,7 @@ TEST(HardwareInfo, ReadsFourPlacesOfTheVPDStore) {
 /// FRU device 0: machine type and serial number in a Product Info Area at offset 8, before the end of the device.
 Bytes ProductFRU() {
   Bytes fru = {0x01, 0, 0, 0, 0x01, 0, 0, 0xFE, 0x01, 0x00, 0x19};
-  for (const char* text : {"Maker", "Product", "7K40FRU", "v1", "FRU0017"}) {
+  for (const char* text : {"Brand", "Product", "7K40FRU", "v1", "FRU0017"}) {
     fru.push_back(static_cast<u8>(0xC0 + std::string_view(text).size()));
     fru = fru + BytesOf(text);
   }
@@ -148,7 +148,7 @@ TEST(SystemVPD, WaysLeaveExceptionsToTheirCaller) {
   EXPECT_THROW(backend.GetNodeFirmwareSystemVPDViaFRU(out), IpmiException);
 }
 
-/// Offset and count of each Read FRU Data behind the one for the Common Header.
+/// Offset and count of each Read FRU Data after the one for the Common Header.
 std::vector<std::pair<int, int>> Chunks(const ScriptedIpmi& bmc) {
   std::vector<std::pair<int, int>> chunks;
   for (const Bytes& request : bmc.Sent(kStorage, 0x11)) {
@@ -170,10 +170,10 @@ TEST(SystemVPDViaFRU, ReadsToTheMultiRecordAreaOrTheEndOfTheDevice) {
       {"to the end", 8, 0, 256, 0, {{64, 35}, {99, 35}, {134, 35}, {169, 35}, {204, 35}, {239, 17}}},
       {"to the MultiRecord Area", 1, 6, 256, 0, {{8, 35}, {43, 5}}},
       {"MultiRecord Area before it", 8, 2, 101, 0, {{64, 35}, {99, 2}}},
-      {"MultiRecord Area behind the device", 8, 255, 99, 0, {{64, 35}}},
+      {"MultiRecord Area beyond the device", 8, 255, 99, 0, {{64, 35}}},
       {"a byte more than a chunk", 8, 0, 100, 0, {{64, 35}, {99, 1}}},
       {"starts at the end", 8, 0, 64, 15, {}},
-      {"starts behind the end", 255, 0, 64, 15, {}},
+      {"starts after the end", 255, 0, 64, 15, {}},
       {"no Product Info Area", 0, 6, 64, 15, {}},
   };
   for (const auto& c : cases) {
@@ -207,7 +207,7 @@ TEST(SystemVPDViaFRU, SurvivesDevicesThatLie) {
       {"no header", {header({8, 1, 0, 0, 0, 1})}, 15, "", "", {}},
       {"unknown version", {header({8, 2, 0, 0, 0, 1, 0})}, 15, "", "", {"Unknown FRU header version"}},
       {"refused in the middle", {{{0, 43, 0, 35}, Refuse(0xC9)}}, 15, "", "", {}},
-      // 20 bytes end within the machine type, 27 behind it.
+      // 20 bytes end within the machine type, 27 after it.
       {"a short chunk ends the read",
        {{{0, 8, 0, 35}, Reply(Bytes{20} + Bytes(fru.begin() + 8, fru.begin() + 28))}},
        0,

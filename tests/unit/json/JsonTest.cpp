@@ -184,7 +184,7 @@ TEST(JsonTextTest, ReadsTheSameAsTheTree) {
   }
 }
 
-/// Strings are scanned in words: what ends or breaks one must be seen at every place of a word, behind any byte.
+/// Strings are scanned in words: what ends or breaks one must be seen at every place of a word, after any byte.
 TEST(JsonTextTest, SeesEveryByteOfALongString) {
   for (std::size_t before = 0; before < 18; ++before) {
     for (const std::string odd :

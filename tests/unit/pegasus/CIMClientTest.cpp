@@ -245,7 +245,7 @@ TEST_F(CIMClientTest, ReopensAnIdleConnectionButNeverRepeatsARequest) {
   server.OnAnyClassReply(thenClosed);
   Connect();
   Enumerate();
-  std::this_thread::sleep_for(milliseconds(50));
+  server.Http().AwaitAllClosed();
   EXPECT_NO_THROW(Enumerate()) << "closed while idle";
   EXPECT_EQ(server.Http().ConnectionCount(), 2);
 
@@ -254,7 +254,7 @@ TEST_F(CIMClientTest, ReopensAnIdleConnectionButNeverRepeatsARequest) {
   dropped.cutAfter = 0;
   server.OnClassReply("CIM_X", CimHttpReply(CimReplyXml("<IRETURNVALUE/>")));
   server.OnClassReply("CIM_Dropped", dropped);
-  std::this_thread::sleep_for(milliseconds(50));
+  server.Http().AwaitAllClosed();
   Enumerate();
   const std::size_t before = server.Requests().size();
   EXPECT_EQ(Thrown([this] { Enumerate("CIM_Dropped"); }), "Malformed: Connection closed by CIM Server.");

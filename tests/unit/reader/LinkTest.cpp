@@ -28,6 +28,15 @@ TEST(Links, HaveOneSpelling) {
   EXPECT_EQ(KeyOf("/redfish/v1/Systems/1//"), KeyOf("/redfish/v1/systems/1"));
 }
 
+TEST(Links, MayLackTheDefaultPortAndTheFirstSlash) {
+  const auto link = ParseLink("https://bmc.example/redfish/v1/Systems", "https://bmc.example:443");
+  ASSERT_TRUE(link);
+  EXPECT_EQ(link->path, "/redfish/v1/Systems");
+  EXPECT_FALSE(ParseLink("https://bmc.example/redfish/v1/Systems", "https://bmc.example:8443"));
+  ASSERT_TRUE(ParseLink("redfish/v1/Systems", kOrigin));
+  EXPECT_EQ(ParseLink("redfish/v1/Systems", kOrigin)->path, "/redfish/v1/Systems");
+}
+
 TEST(Links, StayOnTheTarget) {
   for (const char* const text :
        {"", "a", "//evil.example/a", "@evil.example/a", "https://evil.example/a", "https://192.0.2.1:4430/a",

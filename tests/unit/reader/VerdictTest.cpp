@@ -57,8 +57,21 @@ TEST(Verdict, TheWorstReasonStandsFirst) {
   ASSERT_EQ(verdict.reasons.size(), 3U);
   EXPECT_EQ(verdict.reasons[0].family, "logs");
   EXPECT_EQ(verdict.reasons[1].id, "fan");
-  EXPECT_EQ(verdict.reasons[2].text, "was read in part: late");
+  EXPECT_EQ(verdict.reasons[2].text, "logs: read in part: late");
   EXPECT_EQ(verdict.reasons[2].health, Health::Unknown);
+}
+
+TEST(Verdict, AReadingThatEndedEarlyDoesNotMakeAMachineOk) {
+  Inventory inventory = ReadInventory();
+  FamilyResult& components = inventory.ResultOf(Family::Components);
+  for (const FailureCause cause : {FailureCause::Deadline, FailureCause::Unreachable}) {
+    components = {FamilyStatus::Partial, cause, "late"};
+    EXPECT_EQ(Judge(inventory).health, Health::Unknown);
+  }
+  components.cause = FailureCause::BadData;  // a record of many
+  EXPECT_EQ(Judge(inventory).health, Health::Ok);
+  inventory.ResultOf(Family::Logs) = {FamilyStatus::Partial, FailureCause::Deadline, "late"};
+  EXPECT_EQ(Judge(inventory).health, Health::Ok);
 }
 
 TEST(Verdict, AChassisAmongBothListsCountsOnce) {

@@ -117,5 +117,35 @@ TEST(Cache, WithoutTimesACopyHoldsForADay) {
   EXPECT_FALSE(cache.Find("timeless", {3, 0, 0xFFFFFFFF})) << "another number of records";
 }
 
+TEST(Cache, FilesOfNoUseAreRemovedAfterALongTime) {
+  using std::chrono::hours;
+  const TemporaryFolder folder;
+  const std::string place = folder.Path().string();
+  auto now = std::chrono::system_clock::now();
+  const SdrCache cache(place, [&] { return now; });
+  const auto files = [&] { return std::distance(std::filesystem::directory_iterator(place), {}); };
+  for (const char* name : {"notes", "sdr-of-mine", "sdr-0123456789abcdefg"}) {
+    std::ofstream(folder.Path() / name) << "not of the cache";
+  }
+  for (unsigned unfinished = 100; unfinished < 170; ++unfinished) {
+    std::ofstream(folder.Path() / ("sdr-0123456789abcdef." + std::to_string(unfinished))) << "cut";
+  }
+  cache.Store("used", kCopy);
+  cache.Store("forgotten", kCopy);
+  now += hours(24 * 60);
+  SdrCache::ClearProcess();
+  EXPECT_TRUE(cache.Find("used", kCopy.stamp));
+  cache.Store("new", kCopy);
+  EXPECT_EQ(files(), 3 + 70 + 3);
+  now += hours(24 * 31);
+  cache.Store("new", kCopy);
+  EXPECT_EQ(files(), 3 + 70 + 3 - 64) << "some at a time";
+  cache.Store("new", kCopy);
+  EXPECT_EQ(files(), 3 + 2);
+  SdrCache::ClearProcess();
+  EXPECT_TRUE(cache.Find("used", kCopy.stamp));
+  EXPECT_FALSE(cache.Find("forgotten", kCopy.stamp));
+}
+
 }  // namespace
 }  // namespace Kelvar::Reader::Ipmi

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "module/reader/ipmi/CipherSuites.h"
 #include "module/reader/ipmi/ControllerData.h"
 #include "module/reader/ipmi/LanParameters.h"
 
@@ -38,6 +39,8 @@ TEST(Guid, IsFoundInAllThreeOrders) {
   EXPECT_EQ(
       GuidText(Bytes{0x5E, 0x4C, 0x1C, 0x6F, 0xA7, 0x52, 0x0B, 0x4D, 0x9A, 0x3E, 0x0C, 0x8F, 0x5B, 0x7D, 0x2E, 0x71}),
       uuid);
+  const Bytes odd = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+  EXPECT_EQ(GuidText(odd), "100f0e0d-0c0b-0a09-0807-060504030201") << "none is valid: as the standard has it";
   EXPECT_EQ(GuidText(Bytes(16, 0)), "");
   EXPECT_EQ(GuidText(Bytes(16, 0xFF)), "");
   EXPECT_EQ(GuidText(Bytes(15, 1)), "");
@@ -54,6 +57,31 @@ TEST(Chassis, TellsPowerFaultsAndIdentifyLight) {
   EXPECT_TRUE(status->powerFault && status->fanFault && status->driveFault && status->intrusion);
   EXPECT_EQ(status->identify, std::nullopt);
   EXPECT_FALSE(ParseChassisStatus(Bytes{1, 0}));
+}
+
+TEST(Controller, SelfTestIsItsHealth) {
+  using Model::Health;
+  const struct {
+    Bytes data;
+    Health health;
+    const char* text;
+  } rows[] = {
+      {{0x55, 0}, Health::Ok, ""},
+      {{0x56, 0}, Health::Unknown, ""},
+      {{0x57, 0x89},
+       Health::Warning,
+       "self test: controller firmware corrupted, sensor data repository empty, event log not accessible"},
+      {{0x57}, Health::Warning, "self test: corrupted or inaccessible data or devices"},
+      {{0x58, 0x10}, Health::Critical, "self test: fatal hardware error"},
+      {{0x33, 0x10}, Health::Warning, "self test: device-specific failure"},
+      {{0xFF, 0xFF}, Health::Unknown, ""},
+      {{}, Health::Unknown, ""},
+  };
+  for (const auto& row : rows) {
+    const SelfTest test = ParseSelfTest(row.data);
+    EXPECT_EQ(test.health, row.health) << row.text;
+    EXPECT_EQ(test.text, row.text);
+  }
 }
 
 TEST(SystemInfo, IsPutTogetherFromBlocks) {
@@ -74,8 +102,22 @@ TEST(SystemInfo, IsPutTogetherFromBlocks) {
   SystemInfoText empty;
   EXPECT_TRUE(empty.AddBlock(Bytes{0, 0}));
   EXPECT_TRUE(empty.IsComplete());
+  SystemInfoText padded;
+  EXPECT_TRUE(padded.AddBlock(Bytes{1, 64, 'h', 'i', 0, 0}));
+  EXPECT_TRUE(padded.IsComplete());
+  EXPECT_EQ(padded.Decode(), "hi");
   SystemInfoText cut;
   EXPECT_FALSE(cut.AddBlock(Bytes{0}));
+}
+
+TEST(Lan, CipherSuitesOfBothForms) {
+  using Texts = std::vector<std::string>;
+  EXPECT_EQ(ParseCipherSuites(Bytes{0xC0, 0, 0x00, 0x40, 0x80, 0xC0, 3, 0x01, 0x41, 0x81, 0xC0, 17, 0x03, 0x44, 0x81}),
+            (Texts{"0", "3", "17"}));
+  EXPECT_EQ(ParseCipherSuites(Bytes{0xC1, 0x80, 0x4C, 0xFE, 0, 0x01, 0x41, 0x81, 0xC0, 3, 0x01, 0x41, 0x42, 0x81}),
+            (Texts{"128 of manufacturer 65100", "3"}));
+  EXPECT_EQ(ParseCipherSuites(Bytes{0xC0, 3, 0xC0, 3, 0x01, 0xC1, 0x80, 0x4C}), (Texts{"3"})) << "twice, and cut";
+  EXPECT_EQ(ParseCipherSuites(Bytes{}), Texts());
 }
 
 TEST(Lan, Ipv4AndHardware) {
@@ -94,6 +136,7 @@ TEST(Lan, Ipv4AndHardware) {
   EXPECT_EQ(VlanOf(Bytes{0x0A, 0x80}), 10U);
   EXPECT_EQ(VlanOf(Bytes{0x0A, 0x00}), std::nullopt);
   EXPECT_EQ(VlanOf(Bytes{0x0A}), std::nullopt);
+  EXPECT_EQ(VlanOf(Bytes{0x00, 0x80}), std::nullopt);
 }
 
 TEST(Lan, Ipv6AddressesThatAreInUse) {

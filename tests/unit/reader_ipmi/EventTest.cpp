@@ -51,6 +51,12 @@ TEST(Records, AreToldInWords) {
       {Event(0x23, 0x6F, 0xC1, 0x04), nullptr, "watchdog 2 sensor 0x30: hard reset (timer use SMS/OS)",
        Health::Critical},
       {Event(8, 0x0B, 0x01), nullptr, "power supply sensor 0x30: redundancy lost", Health::Critical},
+      {Event(0x22, 0x6F, 0x45, 0xF0), nullptr,
+       "system ACPI power state sensor 0x30: S5/G2 soft-off (before: S0/G0 working)", Health::Ok},
+      {Event(0x15, 0x03, 0x41, 0x2F), nullptr, "module/board sensor 0x30: state asserted", Health::Critical},
+      {Event(0x15, 0x83, 0x41, 0x2F), nullptr, "module/board sensor 0x30: state asserted, deasserted", Health::Ok},
+      {Event(0x28, 0x6F, 0xC5, 7), nullptr, "management subsystem health sensor 0x30: FRU failure (FRU device 7)",
+       Health::Warning},
       {Event(0xC4, 0x71, 0x03, 1, 2), nullptr,
        "sensor type 0xc4 sensor 0x30: event type 0x71 state 3 (data 0x03 0x01 0x02)", Health::Unknown},
       {{1, 0, 0xC1, 0x80, 0x4C, 0xB8, 0x65, 0x4C, 0xFE, 0, 1, 2, 3, 4, 5, 6},
@@ -69,9 +75,15 @@ TEST(Records, AreToldInWords) {
     EXPECT_EQ(text.message, row.message);
     EXPECT_EQ(text.severity, row.severity) << row.message;
   }
+  Bytes other = Event(8, 0x6F, 0x01);
+  other[2] = 0x05;
+  EXPECT_EQ(DescribeRecord(*ParseSelRecord(other), nullptr).message,
+            "power supply sensor 0x30: power supply failure detected");
+  other[9] = 0x77;
+  EXPECT_EQ(DescribeRecord(*ParseSelRecord(other), nullptr).message.substr(0, 27), "record of unknown type 0x05");
   EXPECT_FALSE(ParseSelRecord(Bytes(15, 2)));
-  EXPECT_EQ(ParseSelRecord(rows[11].bytes)->Timestamp(), 0x65B84C80U);
-  EXPECT_EQ(ParseSelRecord(rows[12].bytes)->Timestamp(), std::nullopt);
+  EXPECT_EQ(ParseSelRecord(rows[15].bytes)->Timestamp(), 0x65B84C80U);
+  EXPECT_EQ(ParseSelRecord(rows[16].bytes)->Timestamp(), std::nullopt);
 }
 
 TEST(Times, AreIso8601WhenTheyAreTimes) {

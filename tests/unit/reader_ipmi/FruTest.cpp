@@ -41,6 +41,9 @@ TEST(Texts, AreReadInEveryEncoding) {
     EXPECT_EQ(DecodeFruText(row.type, row.bytes, row.english), row.text);
   }
   EXPECT_EQ(DecodeRecordName(TextType::BinaryOrUnicode, Bytes{'F', 0, 'a', 0, 'n', 0}), "Fan");
+  EXPECT_EQ(DecodeRecordName(TextType::BinaryOrUnicode, Bytes{'F', 'a', 'n', ' ', '1', 'A'}), "Fan 1A");
+  EXPECT_EQ(DecodeFruText(TextType::EightBit, Bytes{'S', 'N', '-', '4', '7', '1'}, false), "SN-471");
+  EXPECT_EQ(DecodeFruText(TextType::EightBit, Bytes{0xFF, 0xFE, 0x2D, 0x4E, 0xFD, 0x56}, false), "\u4E2D\u56FD");
 }
 
 TEST(Texts, PlaceholdersAreNone) {
@@ -169,6 +172,15 @@ TEST(Areas, FaultsAreToldAndNeverFalseValues) {
       EXPECT_TRUE(fru.product->productName == "RT140" || fru.product->productName.empty()) << row.what;
     }
   }
+}
+
+TEST(Areas, ALanguageThatTheTextsOfAnAreaDoNotKeepToIsNotBelieved) {
+  Device device;
+  device.board = Area(Joined({{7, 0, 0, 0}, Field(3, "Orle"), Field(3, "X9"), Field(3, "SN-1"), Field(3, "P7")}));
+  EXPECT_EQ(ParseFru(device.Image()).board->manufacturer, "Orle");
+  EXPECT_EQ(ParseFru(device.Image()).board->productName, "X9");
+  device.board = Area(Joined({{7, 0, 0, 0}, {0xC4, 0x2D, 0x4E, 0xFD, 0x56}, Field(3, "SN-1")}));
+  EXPECT_EQ(ParseFru(device.Image()).board->manufacturer, "\u4E2D\u56FD");
 }
 
 TEST(Areas, AFieldPastItsAreaEndsTheFields) {

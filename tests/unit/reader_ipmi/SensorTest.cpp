@@ -7,6 +7,7 @@
 #include "module/reader/ipmi/IpmiSensorUnits.h"
 #include "module/reader/ipmi/SdrRecord.h"
 #include "module/reader/ipmi/SensorStates.h"
+#include "module/reader/ipmi/SensorThresholds.h"
 
 namespace Kelvar::Reader::Ipmi {
 namespace {
@@ -39,6 +40,7 @@ TEST(Conversion, FollowsTheFormula) {
       {"ones' complement, negative zero", 0xFF, Format::OnesComplement, {0, 1, 0, 0, 0}, 0},
       {"two's complement", 0x80, Format::TwosComplement, {0, 1, 0, 0, 0}, -128},
       {"no number", 1, Format::None, {0, 1, 0, 0, 0}, std::nullopt},
+      {"factors that are all zero", 35, Format::Unsigned, {0, 0, 0, 0, 0}, std::nullopt},
       {"decimals", 35, Format::Unsigned, {0, 1, 0, 0, -2}, 0.35},
       {"offset", 10, Format::Unsigned, {0, 2, 5, 1, -1}, 7},           // (20 + 50) / 10
       {"small offset", 3, Format::Unsigned, {0, 1, 25, -2, 0}, 3.25},  // 3 + 0.25
@@ -130,6 +132,39 @@ TEST(Records, AFullOneHasItsFieldsWhereTheStandardPutsThem) {
   EXPECT_EQ(sensor.thresholds, (std::array<u8, 6>{0x14, 0x0F, 0x0A, 0x5A, 0x5F, 0x64}));
   EXPECT_EQ(sensor.rangeMax, 0x7F);
   EXPECT_EQ(sensor.rangeMin, 0x80);
+}
+
+TEST(Thresholds, OfZeroThatWereNeverSetAreLeftOut) {
+  SensorRecord sensor;
+  sensor.units = {0, 1, 0};
+  sensor.factors = ConversionFactors{0, 1, 0, 0, 0};
+  const auto left = [&sensor](std::optional<CrossedThresholds> reading) {
+    RawThresholds thresholds{0x3F, {}};
+    DropUnset(sensor, reading, thresholds);
+    return thresholds.readable;
+  };
+  EXPECT_EQ(left(std::nullopt), 0x07) << "every reading is beyond an upper one";
+  EXPECT_EQ(left(CrossedThresholds{20, 0x00}), 0x07);
+  EXPECT_EQ(left(CrossedThresholds{20, 0x38}), 0x3F);
+  sensor.units.flags = 0x80;  // two's complement: 00 is as good as any
+  EXPECT_EQ(left(std::nullopt), 0x3F);
+  EXPECT_EQ(left(CrossedThresholds{20, 0x00}), 0x07);
+  EXPECT_EQ(left(CrossedThresholds{0xF0, 0x00}), 0x38);
+}
+
+TEST(Thresholds, AnEndOfTheRangeInPlaceOfATemperatureIsNone) {
+  SensorRecord sensor;
+  sensor.units = {0, 1, 0};
+  sensor.factors = ConversionFactors{0, 1, 0, 0, 0};
+  EXPECT_TRUE(StandsForNone(sensor, {0xFF, 0xC0}));
+  EXPECT_TRUE(StandsForNone(sensor, {0x7F, 0xC0}));
+  EXPECT_FALSE(StandsForNone(sensor, {0x80, 0xC0}));
+  EXPECT_FALSE(StandsForNone(sensor, {0x7F, 0xD0})) << "a threshold is crossed";
+  sensor.units.flags = 0x80;
+  EXPECT_TRUE(StandsForNone(sensor, {0x80, 0xC0}));
+  EXPECT_FALSE(StandsForNone(sensor, {0xFF, 0xC0})) << "-1";
+  sensor.units.base = 4;
+  EXPECT_FALSE(StandsForNone(sensor, {0x80, 0xC0})) << "volts";
 }
 
 TEST(Records, ThresholdsThatAreNotReadableAreLeftOut) {

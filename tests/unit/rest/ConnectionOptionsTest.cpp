@@ -3,6 +3,8 @@
 #include <kelvar/RestClient.h>
 
 #include <gmock/gmock.h>
+#include <ctime>
+
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
@@ -101,12 +103,21 @@ TEST(ConnectionOptionsTest, TrustsTheCertificateThatTheOptionsName) {
   struct Case {
     std::string caFile;
     std::string pinned;
-    bool trusted;
+    const char* verifiedBy;  ///< null: not trusted
   };
   const Case cases[] = {
-      {"", pin, true},          {"", bare, true},         {"ca.pem", "", true},      {"ca.pem", pin, true},
-      {"", other, false},       {"", "12:34", false},     {"", pin + "00", false},   {"", "x" + pin, false},
-      {"ca.pem", other, false}, {"empty.pem", "", false}, {"empty.pem", pin, false},
+      {"", "", "none"},
+      {"", pin, "pin"},
+      {"", bare, "pin"},
+      {"ca.pem", "", "ca"},
+      {"ca.pem", pin, "pin_and_ca"},
+      {"", other, nullptr},
+      {"", "12:34", nullptr},
+      {"", pin + "00", nullptr},
+      {"", "x" + pin, nullptr},
+      {"ca.pem", other, nullptr},
+      {"empty.pem", "", nullptr},
+      {"empty.pem", pin, nullptr},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(one.caFile + " " + one.pinned);
@@ -115,9 +126,17 @@ TEST(ConnectionOptionsTest, TrustsTheCertificateThatTheOptionsName) {
     options.tls_pinned_fingerprint = one.pinned;
     const auto client = MakeClient(options);
     client->SetSkipTlsVerification(true);
+    Kelvar::Diagnostics met;
+    const Kelvar::DiagnosticsScope scope(met);
     const RestResponse response = client->Get(url);
-    EXPECT_EQ(response.body == "ok", one.trusted) << response.body;
-    EXPECT_EQ(response.cause, one.trusted ? FailureCause::None : FailureCause::Tls);
+    const bool trusted = one.verifiedBy != nullptr;
+    EXPECT_EQ(response.body == "ok", trusted) << response.body;
+    EXPECT_EQ(response.cause, trusted ? FailureCause::None : FailureCause::Tls);
+    EXPECT_EQ(std::string(met.Tls().version).substr(0, 4), trusted ? "TLSv" : "");
+    EXPECT_STREQ(NameOf(met.Tls().verification), trusted ? one.verifiedBy : "none");
+    constexpr std::int64_t kDay = 86400;  // that the certificate holds from the start of the program
+    const std::int64_t inOneDay = std::time(nullptr) + kDay;
+    EXPECT_NEAR(static_cast<double>(met.Tls().certificate_end), trusted ? static_cast<double>(inOneDay) : 0, 120);
   }
 }
 

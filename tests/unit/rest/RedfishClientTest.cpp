@@ -56,7 +56,7 @@ TEST_F(RedfishClientTest, GivesUpBehindTheConfiguredTime) {
   const RestResponse response = client.Get(server.Url("/x"));
   EXPECT_EQ(response.httpCode, 503);
   EXPECT_EQ(response.body, "later");
-  EXPECT_EQ(sleeps.size(), 36u) << "the last attempt starts behind 180 seconds";
+  EXPECT_EQ(sleeps.size(), 36u) << "the last attempt starts after 180 seconds";
 }
 
 TEST_F(RedfishClientTest, ReadsTheSettingOnceUnlessItIsZero) {

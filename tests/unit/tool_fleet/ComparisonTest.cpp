@@ -42,20 +42,20 @@ TEST(Comparison, MatchesRecordsByContentThenByNameInTheirOrder) {
 }
 
 TEST(Comparison, TakesTimeInProportionToTheRecords) {
-  constexpr std::size_t count = 40'000;
+  constexpr std::size_t kCount = 40'000;
   Records before;
   Records now;
-  for (std::size_t number = 0; number < count; ++number) {
+  for (std::size_t number = 0; number < kCount; ++number) {
     const std::string name = "component " + std::to_string(number);
     before.push_back({{"Name", name}, {"Manufacturer", "Ohmsten"}, {"Version", "1." + std::to_string(number)}});
     now.push_back({{"Name", name}, {"Manufacturer", "Ohmsten"}, {"Version", "2." + std::to_string(number)}});
   }
   std::reverse(now.begin(), now.end());
   const std::clock_t start = std::clock();
-  EXPECT_EQ(Compare(before, now).size(), count);
+  EXPECT_EQ(Compare(before, now).size(), kCount);
   EXPECT_EQ(Compare(before, before).size(), 0U);
-  constexpr std::clock_t allowed = 10;  // seconds, unoptimised and with sanitizers; each pair with each took minutes
-  EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, allowed);
+  constexpr std::clock_t kAllowed = 10;  // seconds, unoptimised and with sanitizers; each pair with each took minutes
+  EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, kAllowed);
 }
 
 }  // namespace

@@ -58,17 +58,17 @@ class Counting : public WorkerPool::Task {
   Gate* gate_;
 };
 
-constexpr std::chrono::milliseconds shortDeadline{20};
+constexpr std::chrono::milliseconds kShortDeadline{20};
 
 TEST(WorkerPool, AnswersEveryTaskOnNoMoreThreadsThanGiven) {
-  constexpr unsigned tasks = 2000;
+  constexpr unsigned kTasks = 2000;
   Counts counts;
   WorkerPool pool({7, std::chrono::minutes(1)});
-  for (unsigned task = 0; task < tasks; ++task) {
+  for (unsigned task = 0; task < kTasks; ++task) {
     pool.Submit(std::make_shared<Counting>(counts));
   }
   EXPECT_TRUE(pool.Finish());
-  EXPECT_EQ(counts.done, tasks);
+  EXPECT_EQ(counts.done, kTasks);
   EXPECT_EQ(counts.late, 0U);
   EXPECT_LE(counts.most, 7U);
 }
@@ -76,7 +76,7 @@ TEST(WorkerPool, AnswersEveryTaskOnNoMoreThreadsThanGiven) {
 TEST(WorkerPool, ReplacesThreadsThatHangAndTakesThemBack) {
   Counts counts;
   Gate gate;
-  WorkerPool pool({2, shortDeadline});
+  WorkerPool pool({2, kShortDeadline});
   for (unsigned task = 0; task < 6; ++task) {
     pool.Submit(std::make_shared<Counting>(counts, &gate));
   }
@@ -100,7 +100,7 @@ TEST(WorkerPool, ReplacesThreadsThatHangAndTakesThemBack) {
 TEST(WorkerPool, AnswersTasksThatNoThreadIsLeftFor) {
   Counts counts;
   Gate gate;
-  WorkerPool pool({1, shortDeadline, 2});
+  WorkerPool pool({1, kShortDeadline, 2});
   for (unsigned task = 0; task < 5; ++task) {
     pool.Submit(std::make_shared<Counting>(counts, &gate));
   }

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tools/kelvar/serve/InventoryMetrics.h"
+#include "tools/kelvar/metrics/InventoryMetrics.h"
 #include "unit/tool_inventory/SampleReport.h"
 
-namespace Kelvar::Tool::Serve {
+namespace Kelvar::Tool {
 namespace {
 
 using testing::HasSubstr;
@@ -39,6 +39,18 @@ TEST(InventoryMetrics, AreBoundedAndNeverTwice) {
   EXPECT_THAT(MetricsText(report, {}), HasSubstr("kelvar_probe_dropped_items 100\n"));
 }
 
+TEST(InventoryMetrics, TellRecordsOfOneNameApartHoweverLongItIs) {
+  InventoryReport report = Kelvar::Test::SampleReport();
+  report.inventory.sensors.assign(3, report.inventory.sensors.front());
+  for (Model::Sensor& sensor : report.inventory.sensors) {
+    sensor.name = std::string(1000, 'x');
+  }
+  const std::string text = MetricsText(report, {});
+  EXPECT_THAT(text, HasSubstr("{name=\"" + std::string(128, 'x') + "\","));
+  EXPECT_THAT(text, HasSubstr("{name=\"" + std::string(112, 'x') + " #2\","));
+  EXPECT_THAT(text, HasSubstr("{name=\"" + std::string(112, 'x') + " #3\","));
+}
+
 TEST(InventoryMetrics, AreUpOnlyWhenSomethingWasRead) {
   InventoryReport report;
   report.families = {Model::Family::System};
@@ -54,4 +66,4 @@ TEST(InventoryMetrics, AreUpOnlyWhenSomethingWasRead) {
 }
 
 }  // namespace
-}  // namespace Kelvar::Tool::Serve
+}  // namespace Kelvar::Tool

@@ -1,11 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
-#include <rapidjson/pointer.h>
-#include <rapidjson/schema.h>
-#include <rapidjson/stringbuffer.h>
 
-#include "support/TemporaryFolder.h"
+#include "support/JsonSchema.h"
+#include "support/TestPlaces.h"
 #include "tools/kelvar/inventory/InventoryPrinter.h"
 #include "tools/kelvar/inventory/TableLayout.h"
 #include "unit/tool_inventory/SampleReport.h"
@@ -17,20 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 std::string Breach(const std::string& text) {
-  rapidjson::Document schemaText;
-  schemaText.Parse(Kelvar::Test::ContentOf(KELVAR_INVENTORY_SCHEMA).c_str());
-  const rapidjson::SchemaDocument schema(schemaText);
-  rapidjson::Document document;
-  if (document.Parse(text.c_str()).HasParseError()) {
-    return "no JSON: " + text;
-  }
-  rapidjson::SchemaValidator validator(schema);
-  if (document.Accept(validator)) {
-    return "";
-  }
-  rapidjson::StringBuffer place;
-  validator.GetInvalidDocumentPointer().StringifyUriFragment(place);
-  return std::string(place.GetString()) + ": " + validator.GetInvalidSchemaKeyword();
+  return Kelvar::Test::Breach(Test::InTree("docs/inventory.schema.json"), text);
 }
 
 TEST(InventoryJson, KeepsToItsSchema) {

@@ -26,6 +26,12 @@ TEST(DisplayText, NumbersLoseNothingThatMatters) {
   EXPECT_EQ(NumberText(std::nullopt), "");
 }
 
+TEST(DisplayText, ADateHasNoTimeUnlessItTellsOne) {
+  EXPECT_EQ(DateText("2026-03-14T00:00:00Z"), "2026-03-14");
+  EXPECT_EQ(DateText("2026-03-14T10:00:00Z"), "2026-03-14 10:00:00");
+  EXPECT_EQ(DateText("spring"), "spring");
+}
+
 TEST(IsoTime, NeedsAZoneAndARealDate) {
   EXPECT_EQ(SecondsOfIsoTime("1970-01-01T01:00:01+01:00"), 1);
   EXPECT_EQ(SecondsOfIsoTime("2026-03-20T08:15:00.123456Z"), 1773994500);

@@ -1,5 +1,6 @@
 // Who may log in where, and who waits. Also which targets a pattern allows.
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -66,14 +67,26 @@ TEST(LoginGate, LetsOneTryTheAccountWhileOthersWait) {
   }
 }
 
+TEST(LoginGate, KnowsAnAccountUnderEverySpelling) {
+  const LoginGate::Places place = LoginGate::PlacesOf(ParseTarget("redfish://admin@127.0.0.1"));
+  for (const char* const same :
+       {"redfish://admin@127.0.0.1:443", "redfish://admin@127.1", "redfish://admin@LOCALHOST",
+        "redfish://admin@localhost:443", "redfish://admin@[::ffff:127.0.0.1]:443", "redfish://admin@2130706433"}) {
+    const LoginGate::Places places = LoginGate::PlacesOf(ParseTarget(same));
+    EXPECT_NE(std::find(places.begin(), places.end(), place.front()), places.end()) << same;
+  }
+  for (const char* const other :
+       {"redfish://admin@127.0.0.1:8443", "redfish://root@127.0.0.1", "redfish://admin@127.0.0.2"}) {
+    EXPECT_NE(LoginGate::PlacesOf(ParseTarget(other)), place) << other;
+  }
+}
+
 TEST(HostAddress, HasOneSpelling) {
   for (const char* host : {"127.0.0.1", "127.1", "0x7f.1", "2130706433", "::ffff:127.0.0.1"}) {
-    EXPECT_EQ(UsualSpelling(host), "127.0.0.1") << host;
     EXPECT_EQ(AddressesOf(host), std::vector<std::string>{"127.0.0.1"}) << host;
   }
-  EXPECT_EQ(UsualSpelling("BMC.Example."), "bmc.example");
-  EXPECT_EQ(UsualSpelling("0:0::1"), "::1");
-  EXPECT_EQ(AddressesOf("No-Such-Host.invalid"), std::vector<std::string>{"no-such-host.invalid"});
+  EXPECT_EQ(AddressesOf("0:0::1"), std::vector<std::string>{"::1"});
+  EXPECT_EQ(AddressesOf("No-Such-Host.invalid."), std::vector<std::string>{"no-such-host.invalid"});
 }
 
 TEST(TargetFilter, LetsNoAddressThroughThatAPatternDoesNotLookLike) {

@@ -10,6 +10,8 @@
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 
+#include "support/Command.h"
+#include "support/TestCertificates.h"
 #include "tools/kelvar/serve/MetricsServer.h"
 
 namespace Kelvar::Test {
@@ -19,18 +21,19 @@ using namespace Tool::Serve;
 using boost::asio::ip::tcp;
 using Error = boost::system::error_code;
 
-constexpr const char* request = "GET /metrics HTTP/1.1\r\nHost: h\r\n\r\n";
+constexpr const char* kRequest = "GET /metrics HTTP/1.1\r\nHost: h\r\n\r\n";
 
 /// A server that answers "/metrics", never "/hang", and to "/hanging" how many of those wait.
 class Server {
  public:
-  explicit Server(HttpLimits limits = {})
-      : server_(
+  explicit Server(HttpLimits limits = {}, std::shared_ptr<const WebConfig> web = std::make_shared<WebConfig>())
+      : checks_(context_),
+        server_(
             context_, {boost::asio::ip::address_v4::any(), 0},
             [this](const HttpRequest& asked, MetricsServer::Respond respond) {
               return Handle(asked, std::move(respond));
             },
-            limits),
+            checks_, std::move(web), limits),
         thread_([this] { context_.run(); }) {}
   ~Server() {
     context_.stop();
@@ -39,6 +42,8 @@ class Server {
   }
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
+
+  std::string Url() const { return "https://127.0.0.1:" + std::to_string(server_.Endpoint().port()) + "/metrics"; }
 
   /// A connection from a loopback address, on which `text` is sent.
   tcp::socket Connect(const std::string& text, const char* from = "127.0.0.1") {
@@ -71,6 +76,7 @@ class Server {
   boost::asio::io_context clients_;
   std::map<int, MetricsServer::Respond> hanging_;
   int last_ = 0;
+  PasswordChecks checks_;
   MetricsServer server_;
   std::thread thread_;
 };
@@ -91,7 +97,7 @@ TEST(MetricsServer, LetsAScrapeInWhileHostileConnectionsStay) {
     std::size_t connections;
   } kinds[] = {{"", 2000},
                {"GET /met", 2000},
-               {request, 2000},
+               {kRequest, 2000},
                {"GET /hang HTTP/1.1\r\nHost: h\r\n\r\n", 2000},
                {"GET /large HTTP/1.1\r\nHost: h\r\n\r\n", 100}};
   HttpLimits limits;
@@ -104,11 +110,46 @@ TEST(MetricsServer, LetsAScrapeInWhileHostileConnectionsStay) {
       open.push_back(server.Connect(kind.sends, number % 2 == 0 ? "127.0.0.1" : "127.0.0.2"));
     }
     for (const char* const from : {"127.0.0.1", "127.0.0.3"}) {
-      tcp::socket scrape = server.Connect(request, from);
+      tcp::socket scrape = server.Connect(kRequest, from);
       EXPECT_THAT(Answer(scrape), testing::HasSubstr("fine")) << "'" << kind.sends << "' from " << from;
     }
     tcp::socket count = server.Connect("GET /hanging HTTP/1.1\r\nHost: h\r\n\r\n");
     EXPECT_THAT(Answer(count), testing::ContainsRegex("\n([0-9]|[1-3][0-9]) fine"));
+  }
+}
+
+std::shared_ptr<const WebConfig> WithTls(const TemporaryFolder& folder) {
+  MakeCertificate(folder, "server");
+  return LoadWebConfig(folder.Write("web.yml", "tls_server_config: {cert_file: server.crt, key_file: server.key}\n"));
+}
+
+TEST(MetricsServer, LetsAScrapeInOverTlsWhileHostileConnectionsStay) {
+  const TemporaryFolder folder;
+  const std::string record("\x16\x03\x01\x02\x00\x01", 6);  // the begin of a greeting
+  HttpLimits limits;
+  limits.connections = 40;
+  limits.connectionsOfAddress = 20;
+  const auto web = WithTls(folder);
+  for (const std::string& sent : {std::string(), record, std::string(kRequest)}) {
+    Server server(limits, web);
+    std::vector<tcp::socket> open;
+    for (std::size_t number = 0; number < 2000; ++number) {
+      open.push_back(server.Connect(sent, number % 2 == 0 ? "127.0.0.1" : "127.0.0.2"));
+    }
+    const CommandResult scrape =
+        RunCommand({"curl", "-sS", "--cacert", folder / "server.crt", server.Url(), server.Url()});
+    EXPECT_EQ(scrape.output, "finefine") << scrape.errors;
+  }
+}
+
+TEST(MetricsServer, WaitsForAHandshakeNoLongerThanItsLimit) {
+  const TemporaryFolder folder;
+  HttpLimits limits;
+  limits.header = std::chrono::milliseconds(100);
+  Server server(limits, WithTls(folder));
+  for (const std::string& sent : {std::string(), std::string("\x16\x03\x01\x02", 4), std::string(kRequest)}) {
+    tcp::socket slow = server.Connect(sent);
+    EXPECT_EQ(Answer(slow).find("HTTP"), std::string::npos);  // ends because the server closes
   }
 }
 
@@ -118,14 +159,14 @@ TEST(MetricsServer, KeepsTheConnectionsOfOthersBesideThoseOfOneAddress) {
   limits.connectionsOfAddress = 12;
   Server server(limits);
   tcp::socket waiting = server.Connect("GET /hang HTTP/1.1\r\nHost: h\r\n\r\n", "127.0.0.2");
-  tcp::socket kept = server.Connect(request, "127.0.0.3");
+  tcp::socket kept = server.Connect(kRequest, "127.0.0.3");
   EXPECT_THAT(Answer(kept), testing::HasSubstr("fine"));
   std::vector<tcp::socket> flood;
   for (int number = 0; number < 200; ++number) {
-    flood.push_back(server.Connect(request));
+    flood.push_back(server.Connect(kRequest));
     EXPECT_THAT(Answer(flood.back()), testing::HasSubstr("fine"));
   }
-  boost::asio::write(kept, boost::asio::buffer(std::string(request)));
+  boost::asio::write(kept, boost::asio::buffer(std::string(kRequest)));
   EXPECT_THAT(Answer(kept), testing::HasSubstr("fine"));
   EXPECT_EQ(Answer(flood.front()), "") << "the oldest of the flood is closed";
   waiting.non_blocking(true);
@@ -164,7 +205,13 @@ TEST(MetricsServer, WaitsForAHeaderNoLongerThanItsLimit) {
     tcp::socket slow = server.Connect(kind);
     EXPECT_EQ(Answer(slow), "") << kind;  // ends because the server closes
   }
-  tcp::socket pipelined = server.Connect(request + std::string(request) + "GET /hal");
+}
+
+TEST(MetricsServer, AnswersPipelinedRequestsBeforeOneThatDoesNotEnd) {
+  HttpLimits limits;
+  limits.header = std::chrono::seconds(1);
+  Server server(limits);
+  tcp::socket pipelined = server.Connect(kRequest + std::string(kRequest) + "GET /hal");
   EXPECT_THAT(Answer(pipelined, "never"), testing::HasSubstr("fineHTTP/1.1 200"));
 }
 

@@ -13,7 +13,7 @@ namespace {
 using namespace Tool;
 using namespace Tool::Serve;
 
-constexpr auto patience = std::chrono::seconds(20);
+constexpr auto kPatience = std::chrono::seconds(20);
 
 /// Holds every reading up until it is let go, and counts.
 class Bench {
@@ -48,7 +48,7 @@ class Bench {
   }
   bool WaitFor(int Bench::*counter, int count) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, patience, [&] { return this->*counter >= count; });
+    return changed_.wait_for(lock, kPatience, [&] { return this->*counter >= count; });
   }
 
   int begun_ = 0;
@@ -65,16 +65,16 @@ Probe ProbeOf(const std::string& address) {
   return {ParseTarget(address), {"module", {}}, {}};
 }
 
-const Probe one = ProbeOf("redfish://one");
-const Probe two = ProbeOf("redfish://two");
+const Probe kOne = ProbeOf("redfish://one");
+const Probe kTwo = ProbeOf("redfish://two");
 
 TEST(ProbePool, SharesReadingsByTargetAndModule) {
   Bench bench;
   ProbePool pool(4, bench.Reader());
-  Probe other = one;
+  Probe other = kOne;
   other.module.name = "other";
   for (int i = 0; i < 5; ++i) {
-    pool.Subscribe(one, bench.Done());
+    pool.Subscribe(kOne, bench.Done());
     pool.Subscribe(other, bench.Done());
     pool.Subscribe(ProbeOf("redfish://one:443"), bench.Done());  // the same, written otherwise
   }
@@ -82,7 +82,7 @@ TEST(ProbePool, SharesReadingsByTargetAndModule) {
   bench.LetGo(2);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 15));
   EXPECT_NE(bench.last_->report, nullptr);
-  EXPECT_TRUE(pool.Stop(patience));
+  EXPECT_TRUE(pool.Stop(kPatience));
   EXPECT_EQ(pool.Counted().begun, 2U);
   EXPECT_EQ(pool.Counted().shared, 13U);
 }
@@ -90,47 +90,47 @@ TEST(ProbePool, SharesReadingsByTargetAndModule) {
 TEST(ProbePool, LetsProbesWaitForAThread) {
   Bench bench;
   ProbePool pool(1, bench.Reader());
-  pool.Subscribe(one, bench.Done());
-  const auto late = pool.Subscribe(two, bench.Done());
+  pool.Subscribe(kOne, bench.Done());
+  const auto late = pool.Subscribe(kTwo, bench.Done());
   pool.Subscribe(ProbeOf("ipmi://three"), bench.Done());
   EXPECT_EQ(pool.Counted().waiting, 2U);
-  const auto result = pool.Cancel(two, late);
+  const auto result = pool.Cancel(kTwo, late);
   ASSERT_NE(result, nullptr);
   EXPECT_FALSE(result->started);
   bench.LetGo(2);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 2));
-  EXPECT_TRUE(pool.Stop(patience));
+  EXPECT_TRUE(pool.Stop(kPatience));
   EXPECT_EQ(pool.Counted().begun, 2U);  // nobody wanted the one that was left
 }
 
 TEST(ProbePool, SharesNoReadingThatNobodyWaitsFor) {
   Bench bench;
   ProbePool pool(1, bench.Reader());
-  const auto first = pool.Subscribe(one, bench.Done());
+  const auto first = pool.Subscribe(kOne, bench.Done());
   ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 1));
-  const auto left = pool.Cancel(one, first);
+  const auto left = pool.Cancel(kOne, first);
   EXPECT_TRUE(left->started);
   EXPECT_EQ(left->report, nullptr);
-  EXPECT_EQ(pool.Cancel(one, first), nullptr);
+  EXPECT_EQ(pool.Cancel(kOne, first), nullptr);
   EXPECT_EQ(pool.Counted().leftBehind, 1U);
-  pool.Subscribe(one, bench.Done());
+  pool.Subscribe(kOne, bench.Done());
   EXPECT_EQ(pool.Counted().begun, 1U);
   bench.LetGo(1);
   ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 2));  // a new one, for who came later
   bench.LetGo(1);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 1));
   EXPECT_NE(bench.last_->report, nullptr);
-  EXPECT_TRUE(pool.Stop(patience));
+  EXPECT_TRUE(pool.Stop(kPatience));
 }
 
 TEST(ProbePool, TellsWhetherAnyIsStuckAtTheEnd) {
   Bench bench;
   ProbePool pool(1, bench.Reader());
-  pool.Subscribe(one, bench.Done());
+  pool.Subscribe(kOne, bench.Done());
   ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 1));
   EXPECT_FALSE(pool.Stop(std::chrono::milliseconds(1)));
   bench.LetGo(1);
-  EXPECT_TRUE(pool.Stop(patience));
+  EXPECT_TRUE(pool.Stop(kPatience));
 }
 
 }  // namespace

@@ -1,29 +1,31 @@
 #include "tools/kelvar/fleet/Accounts.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "tools/kelvar/HostAddress.h"
 
 namespace Kelvar::Tool {
 
-std::string Accounts::KeyOf(const Target& target) {
+Accounts::Places Accounts::PlacesOf(const Target& target) {
   const KelvarConnection::ConnectionInfo& info = target.info;
-  const std::string host = UsualSpelling(info.Host);
-  std::string key = info.UserName + '\0' + host;
+  const std::string user = info.UserName + '\0';
   if (!target.NeedsPassword()) {
-    key += '\0' + std::to_string(info.ZMCIndex);
-  } else if (IsLoopback(host)) {
-    key += '\0' + std::to_string(info.Port);
+    return {user + '\0' + std::to_string(info.ZMCIndex)};
   }
-  return key;
+  Places places;
+  for (const std::string& address : AddressesOf(info.Host)) {
+    places.push_back(user + address + (IsLoopback(address) ? '\0' + std::to_string(info.Port) : ""));
+  }
+  return places;
 }
 
-void Accounts::Enter(const std::string& key, std::function<void()> start) {
-  {
+void Accounts::EnterFrom(std::size_t first, const Places& places, const std::function<void()>& start) {
+  for (std::size_t at = first; at < places.size(); ++at) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    Account& account = accounts_[key];
+    Account& account = accounts_[places[at]];
     if (account.busy) {
-      account.waiting.push_back(std::move(start));
+      account.waiting.emplace_back([this, at, places, start] { EnterFrom(at + 1, places, start); });
       return;
     }
     account.busy = true;
@@ -31,11 +33,17 @@ void Accounts::Enter(const std::string& key, std::function<void()> start) {
   start();
 }
 
-void Accounts::Leave(const std::string& key) {
+void Accounts::Leave(const Places& places) {
+  for (const std::string& place : places) {
+    LeaveOne(place);
+  }
+}
+
+void Accounts::LeaveOne(const std::string& place) {
   std::function<void()> next;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    Account& account = accounts_[key];
+    Account& account = accounts_[place];
     if (account.waiting.empty()) {
       account.busy = false;
       return;
@@ -46,14 +54,16 @@ void Accounts::Leave(const std::string& key) {
   next();
 }
 
-void Accounts::Refuse(const std::string& key) {
+void Accounts::Refuse(const Places& places) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  accounts_[key].refused = true;
+  for (const std::string& place : places) {
+    accounts_[place].refused = true;
+  }
 }
 
-bool Accounts::IsRefused(const std::string& key) {
+bool Accounts::IsRefused(const Places& places) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return accounts_[key].refused;
+  return std::any_of(places.begin(), places.end(), [&](const std::string& place) { return accounts_[place].refused; });
 }
 
 }  // namespace Kelvar::Tool

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "tools/kelvar/Target.h"
 
@@ -14,16 +15,20 @@ namespace Kelvar::Tool {
 /// next line would try it again: many service processors lock an account after a few. Any thread.
 class Accounts {
  public:
-  /// An account of a host. On loopback, where forwarded ports end, each port is a host of its own.
-  static std::string KeyOf(const Target& target);
+  /// One account at each address of its host, sorted.
+  using Places = std::vector<std::string>;
 
-  /// Calls `start` at once, or when the reading before it has left.
-  void Enter(const std::string& key, std::function<void()> start);
+  /// The same for every spelling of a target. On loopback, where forwarded ports end, each port is a host of its own.
+  /// Asks the resolver, which can block.
+  static Places PlacesOf(const Target& target);
+
+  /// Calls `start` at once, or when the readings before it have left.
+  void Enter(const Places& places, const std::function<void()>& start) { EnterFrom(0, places, start); }
   /// Ends what Enter() began, and starts the next.
-  void Leave(const std::string& key);
+  void Leave(const Places& places);
 
-  void Refuse(const std::string& key);
-  bool IsRefused(const std::string& key);
+  void Refuse(const Places& places);
+  bool IsRefused(const Places& places);
 
  private:
   struct Account {
@@ -31,6 +36,10 @@ class Accounts {
     bool refused = false;
     std::deque<std::function<void()>> waiting;
   };
+
+  /// One place after the other; since all come in one order, no two readings wait for each other.
+  void EnterFrom(std::size_t first, const Places& places, const std::function<void()>& start);
+  void LeaveOne(const std::string& place);
 
   std::mutex mutex_;
   std::map<std::string, Account> accounts_;

@@ -151,7 +151,7 @@ std::vector<Difference> Comparison::Compare(const StoredReport& now) const {
     if (part.status != complete) {
       differences.push_back({Difference::Kind::Unread, now.target, what, "", "", "", part.status});
     } else if (before == former->second.parts.end() || before->second.status != complete) {
-      differences.push_back({Difference::Kind::Unread, now.target, what, "", "", "", "not in the former run"});
+      differences.push_back({Difference::Kind::Unread, now.target, what, "", "", "", "not in the earlier run"});
     } else if (before->second.managerNames && part.managerNames) {
       PartComparison(now.target, what, differences).Compare(before->second.records, part.records);
     } else {
@@ -173,7 +173,7 @@ std::vector<Difference> Comparison::Removed(const std::vector<ListedTarget>& lis
       if (names.count(target) == 0 && shard.Holds(ParseTarget(target).info.Host)) {
         differences.push_back({Difference::Kind::Removed, target, "", "", "", "", ""});
       }
-    } catch (const ToolError&) {  // a line that was no target then either
+    } catch (const ToolError&) {  // a line that was not a target then either
     }
   }
   return differences;

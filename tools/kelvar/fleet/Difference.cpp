@@ -1,5 +1,6 @@
 #include "tools/kelvar/fleet/Difference.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -54,11 +55,7 @@ std::string Line(const Difference& difference) {
   return Text::EscapeControl(difference.target + ':' + place + rest) + '\n';
 }
 
-std::string JsonLine(const Difference& difference) {
-  JsonBuffer buffer;
-  CompactJson writer(buffer);
-  writer.StartObject();
-  WriteMember(writer, "target", difference.target);
+void WriteMembers(CompactJson& writer, const Difference& difference) {
   WriteMember(writer, "change", WordOf(difference.kind));
   const bool deviates = difference.kind == Difference::Kind::Deviates;
   const std::pair<const char*, const std::string*> members[] = {{"what", &difference.what},
@@ -73,11 +70,32 @@ std::string JsonLine(const Difference& difference) {
       WriteMember(writer, key, *text);
     }
   }
+}
+
+std::string JsonLine(const Difference& difference) {
+  JsonBuffer buffer;
+  CompactJson writer(buffer);
+  writer.StartObject();
+  WriteMember(writer, "target", difference.target);
+  WriteMembers(writer, difference);
   writer.EndObject();
   return std::string(buffer.GetString(), buffer.GetSize()) + '\n';
 }
 
 }  // namespace
+
+std::string JsonArrayOf(const std::vector<Difference>& differences, std::size_t most) {
+  JsonBuffer buffer;
+  CompactJson writer(buffer);
+  writer.StartArray();
+  for (std::size_t position = 0; position < std::min(most, differences.size()); ++position) {
+    writer.StartObject();
+    WriteMembers(writer, differences[position]);
+    writer.EndObject();
+  }
+  writer.EndArray();
+  return {buffer.GetString(), buffer.GetSize()};
+}
 
 std::string TextOf(const std::vector<Difference>& differences, bool json, const std::string& separator) {
   std::string text;

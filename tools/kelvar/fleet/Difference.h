@@ -27,6 +27,9 @@ struct Difference {
   bool IsDifference() const { return kind != Kind::Unread && kind != Kind::NoRule; }
 };
 
+/// The first `most` as an array of JSON in ASCII, without their target.
+std::string JsonArrayOf(const std::vector<Difference>& differences, std::size_t most);
+
 /// One after the other, with `separator` between them, as lines for people or as JSON objects of one line.
 std::string TextOf(const std::vector<Difference>& differences, bool json, const std::string& separator);
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <functional>
 #include <utility>
 
 #include <fmt/format.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,6 +21,7 @@
 #include "tools/kelvar/fleet/Shard.h"
 #include "tools/kelvar/fleet/StoredReport.h"
 #include "tools/kelvar/inventory/InventoryReading.h"
+#include "tools/kelvar/pool/DescriptorLimit.h"
 
 namespace Kelvar::Tool {
 
@@ -43,18 +44,18 @@ void CheckOptions(const Options& options) {
   }
 }
 
-/// A former run is not lost by a mistake.
+/// An earlier run is not lost by a mistake.
 void CheckSave(const FleetOptions& options) {
   struct stat saved {};
   const bool held = !options.save.empty() && options.resume.empty() && !options.force &&
                     stat(options.save.c_str(), &saved) == 0 && S_ISREG(saved.st_mode) && saved.st_size > 0;
   if (held) {
     throw ToolError(ExitCode::Usage, options.save + " exists: use --resume " + options.save +
-                                         " to go on with it, or --force to overwrite it");
+                                         " to continue it, or --force to overwrite it");
   }
 }
 
-/// Leaves the targets of the shard that no former run, which need not exist yet, has read.
+/// Leaves the targets of the shard that no earlier run, which need not exist yet, has read.
 void Choose(std::vector<ListedTarget>& list, const Shard& shard, const std::string& resume) {
   const bool begun = !resume.empty() && (access(resume.c_str(), F_OK) == 0 || errno != ENOENT);
   const std::map<std::string, StoredReport> stored =
@@ -81,21 +82,16 @@ std::string FormatOf(const Options& options, const FleetOptions& fleetOptions) {
 }
 
 unsigned MostStuck(unsigned jobs) {
-  constexpr unsigned least = 256;
-  constexpr unsigned perJob = 4;
-  return std::max(least, perJob * jobs);
+  constexpr unsigned kLeast = 256;
+  constexpr unsigned kPerJob = 4;
+  return std::max(kLeast, kPerJob * jobs);
 }
 
 /// A target takes a few descriptors, and so does one that hangs.
-void RaiseDescriptorLimit(unsigned jobs) {
-  constexpr rlim_t perTarget = 3;
-  constexpr rlim_t own = 64;
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-    const rlim_t wanted = own + perTarget * (jobs + MostStuck(jobs));
-    limit.rlim_cur = std::max(limit.rlim_cur, std::min(wanted, limit.rlim_max));
-    setrlimit(RLIMIT_NOFILE, &limit);
-  }
+std::uint64_t DescriptorsFor(unsigned jobs) {
+  constexpr std::uint64_t kPerTarget = 3;
+  constexpr std::uint64_t kOfProcess = 64;
+  return kOfProcess + kPerTarget * (jobs + MostStuck(jobs));
 }
 
 class FleetRun {
@@ -145,9 +141,7 @@ class FleetRun {
       writer_.Write(position, NotTried(listed, error.Code(), error.what()));
       return;
     }
-    const std::string account = Accounts::KeyOf(*listed.target);
-    auto reading = std::make_shared<FleetReading>(parts_, position, std::move(listed));
-    accounts_.Enter(account, [this, reading] { pool_.Submit(reading); });
+    pool_.Submit(std::make_shared<FleetEntry>(parts_, pool_, position, std::move(listed)));
   }
 
   const Options& options_;
@@ -175,11 +169,33 @@ void ShowSummary(const Counts& counts, const Checks& checks, std::size_t skipped
   Complain(text);
 }
 
+Formatter FormatterFor(const Options& options, const FleetOptions& fleetOptions, Checks& checks) {
+  const std::string format = FormatOf(options, fleetOptions);
+  const DocumentStyle style = StyleOf(options);
+  Formatter formatter = checks.Wanted() ? checks.FormatterOf(format, style) : FormatNamed(format).many(style);
+  formatter.head.insert(0, AppendsToCutLine(fleetOptions.resume) ? "\n" : "");
+  formatter.eraser =
+      isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1 && !options.quiet ? ProgressLine::kEraser : "";
+  return formatter;
+}
+
+/// What the run came to, or that its reports could not be written.
+ExitCode Finish(ReportWriter& writer, const Checks& checks, const std::string& last) {
+  const ExitCode code = CodeOf(writer.Counted(), checks);
+  try {
+    writer.Finish(last);
+  } catch (const ToolError& error) {
+    Complain(error.what());
+    return error.Code();
+  }
+  return code;
+}
+
 void TellHowToGoOn(const FleetOptions& options) {
   if (options.save.empty()) {
     Complain("interrupted; with --save FILE a run can be continued by --resume FILE");
   } else {
-    Complain("interrupted; to go on: " + CommandToGoOn(options.words, options.save));
+    Complain("interrupted; to resume: " + CommandToGoOn(options.words, options.save));
   }
 }
 
@@ -187,7 +203,7 @@ void TellHowToGoOn(const FleetOptions& options) {
 
 bool ReadTargets(const Options& options, const FleetOptions& fleetOptions, ReportWriter& writer,
                  std::vector<ListedTarget> list, std::function<void()> end) {
-  RaiseDescriptorLimit(fleetOptions.jobs);
+  RaiseDescriptorLimit(DescriptorsFor(fleetOptions.jobs));
   const std::size_t total = list.size();
   return FleetRun(options, fleetOptions, writer, total, std::move(end)).Read(std::move(list));
 }
@@ -202,11 +218,7 @@ int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
   if (list.empty()) {
     throw ToolError(ExitCode::Usage, "the list of targets " + fleetOptions.targets + " is empty");
   }
-  const std::string format = FormatOf(options, fleetOptions);
-  Formatter formatter = checks.Wanted() ? checks.FormatterOf(format) : FormatNamed(format).many(StyleOf(options));
-  formatter.head.insert(0, AppendsToCutLine(fleetOptions.resume) ? "\n" : "");
-  formatter.eraser =
-      isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1 && !options.quiet ? ProgressLine::eraser : "";
+  Formatter formatter = FormatterFor(options, fleetOptions, checks);
   const std::string removed = checks.TextOfRemoved(list, shard);
   const std::size_t listed = list.size();
   for (ListedTarget& target : list) {
@@ -217,13 +229,7 @@ int ReadFleet(const Options& options, const FleetOptions& fleetOptions) {
   ReportWriter writer(output, std::move(formatter), fleetOptions);
   const std::size_t skipped = fleetOptions.shard.empty() ? listed - list.size() : 0;
   const auto finish = [&](const std::string& last) {
-    ExitCode code = CodeOf(writer.Counted(), checks);
-    try {
-      writer.Finish(last);
-    } catch (const ToolError& error) {
-      Complain(error.what());
-      code = error.Code();
-    }
+    const ExitCode code = Finish(writer, checks, last);
     if (!options.quiet) {
       const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
       ShowSummary(writer.Counted(), checks, skipped, seconds);

@@ -6,7 +6,7 @@ namespace Kelvar::Tool {
 
 namespace {
 
-constexpr unsigned mostJobs = 4096;
+constexpr unsigned kMostJobs = 4096;
 
 }  // namespace
 
@@ -14,11 +14,11 @@ void DeclareFleet(CLI::App& app, FleetOptions& options) {
   auto* const targets =
       app.add_option(
              "--targets", options.targets,
-             "File with a target or JSON object in each line, - for standard input; all words then say what is read")
+             "File with a target or JSON object on each line, - for standard input; all words then say what to read")
           ->type_name("FILE");
   const auto add = [&](auto* option) { option->needs(targets); };
-  add(app.add_option("--jobs", options.jobs, "Targets read at one time")
-          ->check(CLI::Range(1U, mostJobs))
+  add(app.add_option("--jobs", options.jobs, "Targets read at the same time")
+          ->check(CLI::Range(1U, kMostJobs))
           ->type_name("N")
           ->capture_default_str());
   add(app.add_flag("--ordered", options.ordered, "Print in the order of the list, not of completion"));
@@ -27,11 +27,12 @@ void DeclareFleet(CLI::App& app, FleetOptions& options) {
   add(app.add_option("--save", options.save, "Also write the reports to a file, as jsonl")->type_name("FILE"));
   add(app.add_flag("--force", options.force, "Let --save overwrite a file"));
   add(app.add_option("--resume", options.resume,
-                     "Leave out what is complete in the jsonl of a former run, if there is one; --save appends")
+                     "Leave out what is complete in the jsonl of an earlier run, if it exists; --save appends")
           ->type_name("FILE"));
-  add(app.add_option("--diff", options.diff, "Print what changed since the jsonl of a former run")->type_name("FILE"));
+  add(app.add_option("--diff", options.diff, "Print what changed since the jsonl of an earlier run")
+          ->type_name("FILE"));
   add(app.add_option("--baseline", options.baseline,
-                     "Print firmware that the rules of a TOML or JSON file do not allow")
+                     "Print firmware that deviates from the rules of a TOML or JSON file")
           ->type_name("FILE"));
 }
 

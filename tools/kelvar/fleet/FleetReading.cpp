@@ -1,38 +1,54 @@
 #include "tools/kelvar/fleet/FleetReading.h"
 
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "tools/kelvar/LogView.h"
+#include "tools/kelvar/Output.h"
 
 namespace Kelvar::Tool {
 
-FleetReading::FleetReading(FleetParts& parts, std::size_t position, ListedTarget target)
+FleetReading::FleetReading(FleetParts& parts, std::size_t position, ListedTarget target, Accounts::Places places)
     : TimedReading(*target.target, std::nullopt, ReadOptionsOf(parts.options, target.what),
                    parts.options.deadlineSeconds),
       parts_(parts),
       position_(position),
       target_(std::move(target)),
-      account_(Accounts::KeyOf(*target_.target)) {}
+      places_(std::move(places)) {}
 
 void FleetReading::Run() {
   if (parts_.writer.Failed()) {
     Decline(NotTried(target_, ExitCode::Internal, "not tried: the reports cannot be written"));
     return;
   }
-  if (parts_.accounts.IsRefused(account_)) {
+  if (parts_.accounts.IsRefused(places_)) {
     Decline(NotTried(target_, ExitCode::LoginRefused, "not tried: this account was refused before"));
     return;
   }
   LogView::NameThread(target_.name);
   TimedReading::Run();
   if (Whole().loginRefused) {
-    parts_.accounts.Refuse(account_);
+    parts_.accounts.Refuse(places_);
   }
 }
 
 void FleetReading::End(const Report& report) {
+  if (const std::string tls = TextOf(report.tls); !tls.empty() && ShownLogLevel(parts_.options) > 0) {
+    Complain(target_.name + ": " + tls);
+  }
   parts_.writer.Write(position_, report);
-  parts_.accounts.Leave(account_);
+  parts_.accounts.Leave(places_);
+}
+
+void FleetEntry::Done() {
+  auto reading = std::make_shared<FleetReading>(parts_, position_, target_, places_);
+  parts_.accounts.Enter(places_, [&pool = pool_, reading] { pool.Submit(reading); });
+}
+
+void FleetEntry::OnDeadline() {
+  parts_.writer.Write(position_,
+                      NotTried(target_, ExitCode::Unreachable, "not tried: its name is not resolved in time"));
 }
 
 Report NotTried(const ListedTarget& target, ExitCode code, const std::string& why) {

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "tools/kelvar/Options.h"
 #include "tools/kelvar/fleet/Accounts.h"
 #include "tools/kelvar/fleet/ReportWriter.h"
 #include "tools/kelvar/fleet/TargetList.h"
 #include "tools/kelvar/fleet/TimedReading.h"
+#include "tools/kelvar/pool/WorkerPool.h"
 
 namespace Kelvar::Tool {
 
@@ -21,7 +23,7 @@ struct FleetParts {
 class FleetReading : public TimedReading {
  public:
   /// `parts` outlive the object, and `target` is one that can be read.
-  FleetReading(FleetParts& parts, std::size_t position, ListedTarget target);
+  FleetReading(FleetParts& parts, std::size_t position, ListedTarget target, Accounts::Places places);
 
   void Run() override;
 
@@ -31,7 +33,27 @@ class FleetReading : public TimedReading {
   FleetParts& parts_;
   const std::size_t position_;
   const ListedTarget target_;
-  const std::string account_;
+  const Accounts::Places places_;
+};
+
+/// Finds the addresses of a target, of which the resolver may take its time to tell, and lets its reading begin when
+/// nobody else uses its account.
+class FleetEntry : public WorkerPool::Task {
+ public:
+  /// `parts` and `pool` outlive the object, and `target` is one that can be read.
+  FleetEntry(FleetParts& parts, WorkerPool& pool, std::size_t position, ListedTarget target)
+      : parts_(parts), pool_(pool), position_(position), target_(std::move(target)) {}
+
+  void Run() override { places_ = Accounts::PlacesOf(*target_.target); }
+  void Done() override;
+  void OnDeadline() override;
+
+ private:
+  FleetParts& parts_;
+  WorkerPool& pool_;
+  const std::size_t position_;
+  const ListedTarget target_;
+  Accounts::Places places_;
 };
 
 /// The report of a target that was not tried.

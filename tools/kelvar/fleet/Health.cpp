@@ -1,9 +1,14 @@
 #include "tools/kelvar/fleet/Health.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstdio>
+#include <deque>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -28,9 +33,9 @@ struct HealthOptions {
 };
 
 constexpr const char* kFooter =
-    "One verdict a machine, the worst reason first. It comes from the health of\n"
-    "systems, components and sensors, from readings beyond their limits and from\n"
-    "unresolved events.\n"
+    "One verdict for each machine, the worst reason first: the health of systems,\n"
+    "components and sensors, readings beyond their limits and unresolved critical\n"
+    "events.\n"
     "\nExit codes: 0 ok, 30 warning, 31 critical, 32 unknown, 2 usage, 1 anything\n"
     "else. With --nagios: 0 ok, 1 warning, 2 critical, 3 unknown.\n"
     "\nExamples\n"
@@ -39,15 +44,15 @@ constexpr const char* kFooter =
     "  kelvar health --nagios redfish://monitor@192.0.2.10";
 
 void DeclareHealth(CLI::App& app, HealthOptions& options) {
-  constexpr u32 kLogEntries = 200;  // of each log: what happened long ago is no news
+  constexpr u32 kLogEntries = 200;  // of each log: older ones are not news
   constexpr unsigned kMostJobs = 4096;
   options.reading.what = {"system", "components", "sensors", "logs"};
   options.reading.reader.log_limit = kLogEntries;
-  app.add_option("TARGET", options.targets, "Machines");
-  app.add_option("--targets", options.fleet.targets, "File with one target in each line, - for standard input")
+  app.add_option("TARGET", options.targets, "Servers to check");
+  app.add_option("--targets", options.fleet.targets, "File with one target on each line, - for standard input")
       ->type_name("FILE");
   app.add_flag("--nagios", options.plugin, "One line in the format of monitoring plug-ins; for one target");
-  app.add_option("--jobs", options.fleet.jobs, "Targets read at one time")
+  app.add_option("--jobs", options.fleet.jobs, "Targets read at the same time")
       ->check(CLI::Range(1U, kMostJobs))
       ->type_name("N")
       ->capture_default_str();
@@ -55,7 +60,7 @@ void DeclareHealth(CLI::App& app, HealthOptions& options) {
   app.footer(kFooter);
 }
 
-std::vector<ListedTarget> ListOf(const HealthOptions& options, std::optional<DemoMachine>& demo) {
+std::vector<ListedTarget> ListOf(const HealthOptions& options, std::deque<DemoMachine>& demos) {
   if (options.plugin && (options.targets.size() != 1 || !options.fleet.targets.empty())) {
     throw ToolError(ExitCode::Usage, "--nagios takes one target");
   }
@@ -67,11 +72,8 @@ std::vector<ListedTarget> ListOf(const HealthOptions& options, std::optional<Dem
     ListedTarget listed;
     listed.name = address;
     listed.what = options.reading.what;
-    listed.hasAccount = DemoMachine::Names(address) && !demo;
-    if (listed.hasAccount) {
-      demo.emplace(address);
-    }
-    listed.target = listed.hasAccount ? demo->Address() : ParseTarget(address);
+    listed.hasAccount = DemoMachine::Names(address);
+    listed.target = listed.hasAccount ? demos.emplace_back(address).Address() : ParseTarget(address);
     list.push_back(std::move(listed));
   }
   if (list.empty()) {
@@ -102,8 +104,8 @@ Formatter FormatterOf(bool plugin, const DocumentStyle& style, WorstCode& worst)
 }
 
 int Show(const HealthOptions& options) {
-  std::optional<DemoMachine> demo;
-  std::vector<ListedTarget> list = ListOf(options, demo);
+  std::deque<DemoMachine> demos;
+  std::vector<ListedTarget> list = ListOf(options, demos);
   WorstCode worst;
   const DocumentStyle style = StyleOf(options.reading);  // before the output is taken
   Output output;
@@ -112,22 +114,39 @@ int Show(const HealthOptions& options) {
   writer.Finish("");
   const int code = options.plugin ? PluginCodeOf(worst.Worst()) : static_cast<int>(worst.Worst());
   if (!all) {
-    demo.reset();
+    demos.clear();
     _exit(code);
   }
   return code;
 }
 
-}  // namespace
+constexpr int kPluginUnknown = 3;
 
-int HealthMain(int argc, const char* const* argv) {
-  CLI::App app("Says whether machines are healthy, and what is wrong with them.", "kelvar health");
+int Check(int argc, const char* const* argv, bool plugin) {
+  CLI::App app("Shows whether machines are healthy, and what is wrong with them.", "kelvar health");
   HealthOptions options;
   DeclareHealth(app, options);
   if (const std::optional<int> over = Parse(app, argc, argv)) {
-    return *over;
+    return plugin && *over != 0 ? kPluginUnknown : *over;
   }
   return Show(options);
+}
+
+}  // namespace
+
+int HealthMain(int argc, const char* const* argv) {
+  const bool plugin = std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--nagios"; });
+  try {
+    return Check(argc, argv, plugin);
+  } catch (const std::exception& error) {
+    if (!plugin) {
+      throw;
+    }
+    // The usual codes would be a warning or a critical machine to a monitoring system, which reads standard output.
+    Complain(error.what());
+    std::printf("%s", PluginErrorText(error.what()).c_str());
+    return kPluginUnknown;
+  }
 }
 
 }  // namespace Kelvar::Tool

@@ -29,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 void Check(const Options& options) {
   const auto isLogs = [](const std::string& word) { return word == "logs"; };
   if (!std::all_of(options.what.begin(), options.what.end(), isLogs)) {
-    throw ToolError(ExitCode::Usage, "--follow shows logs alone");
+    throw ToolError(ExitCode::Usage, "--follow shows logs only");
   }
   if (options.format != "table" && options.format != "jsonl") {
     throw ToolError(ExitCode::Usage, "--follow prints table or jsonl");
@@ -42,7 +42,7 @@ class Follower {
       : options_(options), target_(target), output_(output) {}
 
   ExitCode Run() {
-    const Report first = Read(0);
+    const Report first = Read(OptionsFor(0));
     Mention(first);
     if (hangs_ || !first.inventory || !first.inventory->Delivered()) {
       return first.code;
@@ -59,6 +59,13 @@ class Follower {
     return ExitCode::Complete;
   }
 
+  /// Closes the session that is kept.
+  void Close() {
+    if (!hangs_) {
+      polls_.reset();
+    }
+  }
+
   /// Whether a thread is left that does not come back.
   bool Hangs() const { return hangs_; }
 
@@ -71,16 +78,26 @@ class Follower {
  private:
   Report ReadNew() {
     constexpr u32 kEnough = 200;  // of each log: new entries are few
-    Report report = Read(kEnough);
+    ReadOptions read = OptionsFor(kEnough);
+    read.reader.keep_session = true;
+    if (!polls_) {
+      polls_.emplace(target_.info, ReaderOptionsFor(target_, read));
+    }
+    read.kept = &*polls_;
+    Report report = Read(read);
     const bool missing = report.inventory && news_.MayMissSome(report.inventory->inventory.log_entries, kEnough);
-    return missing ? Read(0) : report;
+    return missing ? Read(OptionsFor(0)) : report;
   }
 
-  Report Read(u32 limit) {
+  ReadOptions OptionsFor(u32 limit) const {
     ReadOptions read = ReadOptionsOf(options_, {"logs"});
     read.severity.clear();
     read.reader.log_limit = limit;
     read.reader.newest_first = true;
+    return read;
+  }
+
+  Report Read(const ReadOptions& read) {
     const auto reading = std::make_shared<KeptReading>(target_, std::nullopt, read, options_.deadlineSeconds);
     WorkerPool pool({1, PatienceOf(options_), 1});
     pool.Submit(reading);
@@ -146,6 +163,7 @@ class Follower {
   const Colour colour_ = ColourOf(options_);
   const Interruption interruption_;
   NewEntries news_;
+  std::optional<InventoryReader> polls_;  ///< one session for all readings after the first
   std::string mentioned_;
   std::optional<Clock::time_point> interrupted_;
   bool hangs_ = false;
@@ -170,6 +188,7 @@ int FollowLogs(const Options& options) {
   const LogView log(ShownLogLevel(options));
   Follower follower(shown, target, output);
   const ExitCode code = follower.Run();
+  follower.Close();
   demo.reset();
   follower.EndIfInterrupted();
   if (follower.Hangs()) {

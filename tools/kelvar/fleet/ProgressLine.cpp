@@ -65,9 +65,9 @@ ProgressLine::ProgressLine(std::size_t total, bool wanted)
     : total_(total), shown_(wanted && isatty(STDERR_FILENO) == 1) {}
 
 void ProgressLine::Show(const Counts& counts) {
-  constexpr std::chrono::milliseconds pause{100};
+  constexpr std::chrono::milliseconds kPause{100};
   const auto now = std::chrono::steady_clock::now();
-  if (!shown_ || now - last_ < pause) {
+  if (!shown_ || now - last_ < kPause) {
     return;
   }
   last_ = now;
@@ -77,7 +77,7 @@ void ProgressLine::Show(const Counts& counts) {
 
 void ProgressLine::Clear() {
   if (shown_) {
-    WriteToStandardError(eraser);
+    WriteToStandardError(kEraser);
   }
 }
 

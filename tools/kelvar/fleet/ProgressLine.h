@@ -18,7 +18,7 @@ std::size_t ColumnsOfStandardError();
 /// One line on standard error that tells how far a fleet is; only on a terminal.
 class ProgressLine {
  public:
-  static constexpr const char* eraser = "\r\x1b[K";
+  static constexpr const char* kEraser = "\r\x1b[K";
 
   ProgressLine(std::size_t total, bool wanted);
 

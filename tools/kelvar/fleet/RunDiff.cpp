@@ -40,12 +40,12 @@ struct Side {
   bool hangs = false;                  ///< a thread is left that does not come back
 };
 
-constexpr const char* kFooter =
+constexpr const char* kEndOfReport =
     "A and B are files of saved reports (--save, or --format json or jsonl), or\n"
-    "targets, which are read now. Compared are systems, firmware and components.\n"
-    "Two sides of one machine each are compared whatever their addresses are.\n"
-    "\nExit codes: 0 no difference, 22 differences, 20 no difference in what could be\n"
-    "compared, 2 usage; of a target that could not be read those of kelvar.\n"
+    "targets, which are read now. Systems, firmware and components are compared.\n"
+    "If each side has one machine, its address does not matter.\n"
+    "\nExit codes: 0 no difference, 22 differences, 20 no difference, but something\n"
+    "could not be compared, 2 usage; if a target could not be read, as for kelvar.\n"
     "\nExamples\n"
     "  kelvar diff monday.jsonl tuesday.jsonl\n"
     "  kelvar diff before.json redfish://admin@192.0.2.10\n"
@@ -87,15 +87,15 @@ Side ReadSide(const std::string& address, const Options& options, Output& output
 }
 
 Side SideOf(const std::string& name, const Options& options, Output& output) {
+  if (!IsFile(name) && name.find(':') == std::string::npos) {
+    throw ToolError(ExitCode::Usage, name + ": no such file, and not a target such as redfish://admin@192.0.2.10");
+  }
   return IsFile(name) ? Side{.reports = ReadAnyReports(name)} : ReadSide(name, options, output);
 }
 
-/// Leaves out the families whose records are not compared.
 void Reduce(Reports& reports) {
   for (auto& [target, report] : reports) {
-    for (const char* const family : {"sensors", "leds", "logs", "network"}) {
-      report.parts.erase(family);
-    }
+    KeepWhatLasts(report);
   }
 }
 
@@ -181,13 +181,13 @@ int DiffMain(int argc, const char* const* argv) {
   CLI::App app("Shows what differs between two runs or two machines.", "kelvar diff");
   DiffOptions options;
   options.reading.what = {"system", "firmware", "components", "network"};  // a manager's host name is in the last
-  app.add_option("A", options.before, "File of saved reports, or target")->required();
-  app.add_option("B", options.after, "What is compared with it")->required();
-  app.add_option("--format", options.reading.format, "How to print")
+  app.add_option("A", options.before, "File of saved reports, or a target")->required();
+  app.add_option("B", options.after, "The same, to compare with A")->required();
+  app.add_option("--format", options.reading.format, "Output format")
       ->check(CLI::IsMember({"table", "json", "jsonl"}))
       ->capture_default_str();
   DeclareReading(app, options.reading);
-  app.footer(kFooter);
+  app.footer(kEndOfReport);
   if (const std::optional<int> over = Parse(app, argc, argv)) {
     return *over;
   }

@@ -61,6 +61,14 @@ void Explain(const char* part, const std::vector<DiagnosticExchange>& exchanges)
   WriteToStandardError(text);
 }
 
+/// What --explain and -v tell of a connection.
+void ShowTls(const Report& report, const Options& options) {
+  const std::string text = TextOf(report.tls);
+  if (!text.empty() && (options.explain || ShownLogLevel(options) > 0)) {
+    Complain(text);
+  }
+}
+
 void Explain(const Report& report) {
   Explain("connect", report.connecting);
   if (report.inventory) {
@@ -109,7 +117,7 @@ class WaitLine {
   }
   void Clear() const {
     if (any_) {
-      WriteToStandardError(ProgressLine::eraser);
+      WriteToStandardError(ProgressLine::kEraser);
     }
   }
 
@@ -143,6 +151,7 @@ int ReadSingleTarget(const Options& options) {
   const Report& report = reading->Result();
   output.Write(DocumentOf(formatter, report));
   output.Finish();
+  ShowTls(report, options);
   if (options.explain) {
     Explain(report);
   }

@@ -159,7 +159,7 @@ std::map<std::string, StoredReport> ReportsOf(const rapidjson::Document& documen
   const auto take = [&](const rapidjson::Value& value) {
     auto report = StoredReportOf(value);
     if (!report) {
-      throw ToolError(ExitCode::Usage, file + " is JSON, but not of reports");
+      throw ToolError(ExitCode::Usage, file + " is JSON, but holds no saved reports");
     }
     Add(std::move(*report), stored);
   };
@@ -178,6 +178,12 @@ std::map<std::string, StoredReport> ReportsOf(const rapidjson::Document& documen
 std::string ValueOf(const StoredReport::Record& record, const std::string& field) {
   const auto found = std::find_if(record.begin(), record.end(), [&](const auto& pair) { return pair.first == field; });
   return found == record.end() ? std::string() : found->second;
+}
+
+void KeepWhatLasts(StoredReport& report) {
+  for (const char* const family : {"sensors", "leds", "logs", "network"}) {
+    report.parts.erase(family);
+  }
 }
 
 std::optional<StoredReport> ParseStoredReport(const std::string& line) {

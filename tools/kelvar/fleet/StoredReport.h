@@ -28,7 +28,10 @@ struct StoredReport {
 /// The value of a field, empty when there is none.
 std::string ValueOf(const StoredReport::Record& record, const std::string& field);
 
-/// Nothing when the line is no report.
+/// Leaves out the families whose records are not compared.
+void KeepWhatLasts(StoredReport& report);
+
+/// Nothing when the line is not a report.
 std::optional<StoredReport> ParseStoredReport(const std::string& line);
 
 /// The reports of a former run, JSON lines, by target: of several lines of one target the last that has a part counts.

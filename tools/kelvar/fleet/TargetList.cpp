@@ -14,27 +14,23 @@ namespace Kelvar::Tool {
 
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
-
-[[noreturn]] void Refuse(const std::string& why) {
-  throw ToolError(ExitCode::Usage, why);
-}
+constexpr std::string_view kBlanks = " \t\r\n";
 
 std::string Trimmed(const std::string& line) {
-  const std::size_t start = line.find_first_not_of(blanks);
-  return start == std::string::npos ? "" : line.substr(start, line.find_last_not_of(blanks) - start + 1);
+  const std::size_t start = line.find_first_not_of(kBlanks);
+  return start == std::string::npos ? "" : line.substr(start, line.find_last_not_of(kBlanks) - start + 1);
 }
 
 std::string TextOf(const rapidjson::Value& value, const std::string& key) {
   if (!value.IsString()) {
-    Refuse("\"" + key + "\" must be a string");
+    throw ToolError(ExitCode::Usage, "\"" + key + "\" must be a string");
   }
   return {value.GetString(), value.GetStringLength()};
 }
 
 std::vector<std::string> TextsOf(const rapidjson::Value& value, const std::string& key) {
   if (!value.IsArray()) {
-    Refuse("\"" + key + "\" must be a list of strings");
+    throw ToolError(ExitCode::Usage, "\"" + key + "\" must be a list of strings");
   }
   std::vector<std::string> texts;
   for (const rapidjson::Value& element : value.GetArray()) {
@@ -48,7 +44,7 @@ void ReadObject(const std::string& line, ListedTarget& listed) {
   rapidjson::Document document;
   document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
   if (document.HasParseError() || !document.IsObject()) {
-    Refuse("invalid JSON object");
+    throw ToolError(ExitCode::Usage, "invalid JSON object");
   }
   std::string user;
   for (const auto& [name, value] : document.GetObject()) {
@@ -64,14 +60,14 @@ void ReadObject(const std::string& line, ListedTarget& listed) {
     } else if (key == "what") {
       listed.what = TextsOf(value, key);
     } else {
-      Refuse("unknown key; use target, what, user, password-file, password-command");
+      throw ToolError(ExitCode::Usage, "unknown key; use target, what, user, password-file, password-command");
     }
   }
   if (listed.name.empty()) {
-    Refuse("\"target\" is missing");
+    throw ToolError(ExitCode::Usage, "\"target\" is missing");
   }
   if (!listed.password.file.empty() && !listed.password.command.empty()) {
-    Refuse("use either password-file or password-command");
+    throw ToolError(ExitCode::Usage, "use either password-file or password-command");
   }
   listed.target = ParseTarget(listed.name);
   if (!user.empty()) {
@@ -82,8 +78,8 @@ void ReadObject(const std::string& line, ListedTarget& listed) {
 void ReadLine(const std::string& line, ListedTarget& listed) {
   if (line.front() == '{') {
     ReadObject(line, listed);
-  } else if (line.find_first_of(blanks) != std::string::npos) {
-    Refuse("expected one target or one JSON object");
+  } else if (line.find_first_of(kBlanks) != std::string::npos) {
+    throw ToolError(ExitCode::Usage, "expected one target or one JSON object");
   } else {
     listed.target = ParseTarget(line);
     listed.name = line;

@@ -23,7 +23,7 @@ struct ListedTarget {
   std::string error;                ///< why the line is refused, else empty; repeats no address with a password
 };
 
-/// Reads a list of targets: a line is an address, or a JSON object with "target" and, as wanted, "what" (a list of
+/// Reads a list of targets: a line is an address, or a JSON object with "target" and optionally "what" (a list of
 /// words), "user", "password-file" or "password-command". Blank lines and those that begin with # are skipped. A line
 /// that is neither is one entry with an error. `what` stands for lines that have none of their own; with
 /// `operations` the words are operations and not families.

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <iterator>
+#include <string_view>
 #include <vector>
 
 #include <fmt/chrono.h>
@@ -32,27 +33,6 @@ std::string LevelText(const std::optional<double>& lower, const std::optional<do
     return NumberText(lower) + "..";
   }
   return upper ? NumberText(upper) : "";
-}
-
-bool IsBelow(const std::optional<double>& limit, double reading) {
-  return limit && reading < *limit;
-}
-
-bool IsAbove(const std::optional<double>& limit, double reading) {
-  return limit && reading > *limit;
-}
-
-Model::Health HealthByLimits(const Model::Sensor& sensor) {
-  if (!sensor.reading) {
-    return Model::Health::Unknown;
-  }
-  const double reading = *sensor.reading;
-  if (IsBelow(sensor.lower_fatal, reading) || IsBelow(sensor.lower_critical, reading) ||
-      IsAbove(sensor.upper_fatal, reading) || IsAbove(sensor.upper_critical, reading)) {
-    return Model::Health::Critical;
-  }
-  const bool caution = IsBelow(sensor.lower_caution, reading) || IsAbove(sensor.upper_caution, reading);
-  return caution ? Model::Health::Warning : Model::Health::Unknown;
 }
 
 std::string Scaled(double value, double step, const std::vector<const char*>& units) {
@@ -121,6 +101,13 @@ std::string TimeText(const std::string& iso) {
   return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::gmtime(time));
 }
 
+std::string DateText(const std::string& iso) {
+  constexpr std::string_view kMidnight = " 00:00:00";
+  std::string text = TimeText(iso);
+  const bool bare = text.ends_with(kMidnight);
+  return bare ? text.substr(0, text.size() - kMidnight.size()) : text;
+}
+
 std::string CapacityText(const Model::Component& component) {
   if (!component.capacity_bytes) {
     return "";
@@ -143,13 +130,6 @@ Model::Health HealthOf(const std::string& word) {
     }
   }
   return Model::Health::Unknown;
-}
-
-Model::Health HealthOf(const Model::Sensor& sensor) {
-  if (sensor.state == "absent" || sensor.state == "disabled") {
-    return Model::Health::Unknown;
-  }
-  return std::max(HealthOf(sensor.health), HealthByLimits(sensor));
 }
 
 }  // namespace Kelvar::Tool

@@ -18,12 +18,15 @@ std::string NumberText(const std::optional<double>& number);
 /// "34.5 °C"; without a reading what is asserted, such as "power supply failure"; empty when there is neither.
 std::string ReadingText(const Model::Sensor& sensor);
 
-/// Lower and upper limits from caution to fatal: "5..43 | 46 | 50"; a level that is absent stands as "-" between
+/// Lower and upper limits from caution to fatal: "5..43 | 46 | 50"; a level that is absent is shown as "-" between
 /// others.
 std::string LimitsText(const Model::Sensor& sensor);
 
 /// "2026-03-20 08:15:00" in UTC for an ISO 8601 time; any other text as it is.
 std::string TimeText(const std::string& iso);
+
+/// The same, without the time where that is midnight: a release has none.
+std::string DateText(const std::string& iso);
 
 /// "16 GiB", "3.84 TB": memory in binary units, drives in decimal ones.
 std::string CapacityText(const Model::Component& component);
@@ -33,8 +36,5 @@ std::string AddressText(const Model::NetworkAddress& address);
 
 /// The mood of a health or severity word, and of a state: "absent" has none.
 Model::Health HealthOf(const std::string& word);
-
-/// Worst of what a sensor's health, its limits and its reading say. Absent and disabled ones are Unknown.
-Model::Health HealthOf(const Model::Sensor& sensor);
 
 }  // namespace Kelvar::Tool

@@ -158,10 +158,11 @@ void VisitFields(const Model::NetworkInterface& record, Visit&& visit) {
 
 template <typename Visit>
 void VisitFields(const Model::NetworkService& record, Visit&& visit) {
-  const auto& [name, enabled, port] = record;
+  const auto& [name, enabled, port, cipher_suites] = record;
   visit("name", name);
   visit("enabled", enabled);
   visit("port", port);
+  visit("cipher_suites", cipher_suites);
 }
 
 /// Calls `visit(records)` for the list, or for network the two lists, of a family.

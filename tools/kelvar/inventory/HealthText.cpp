@@ -128,6 +128,10 @@ std::string PluginText(const InventoryReport& report) {
                      PerformanceData(report.inventory));
 }
 
+std::string PluginErrorText(const std::string& error) {
+  return fmt::format("KELVAR {} - {}\n", WordOf(HealthCode::Unknown), Plain(error));
+}
+
 int PluginCodeOf(HealthCode code) {
   switch (code) {
     case HealthCode::Ok:

@@ -21,6 +21,9 @@ std::string HealthText(const InventoryReport& report, Colour colour, std::size_t
 /// One line in the format of monitoring plug-ins, with performance data of the sensors that have a reading.
 std::string PluginText(const InventoryReport& report);
 
+/// The same when nothing could be asked.
+std::string PluginErrorText(const std::string& error);
+
 /// The exit code of monitoring plug-ins: 0 ok, 1 warning, 2 critical, 3 unknown.
 int PluginCodeOf(HealthCode code);
 

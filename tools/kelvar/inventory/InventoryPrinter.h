@@ -11,7 +11,7 @@
 namespace Kelvar::Tool {
 
 /// For programs: one JSON object in ASCII on one line, "format_version" 2; docs/inventory.schema.json describes it.
-/// What the target does not tell has no key. Bytes that are no UTF-8 stand as \xNN in the texts.
+/// What the target does not report has no key. Bytes that are not UTF-8 are written as \xNN.
 std::string JsonText(const InventoryReport& report);
 
 /// The same over several lines, indented.

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "common/text/Escape.h"
+#include "tools/kelvar/CsvText.h"
 #include "tools/kelvar/ExitCode.h"
 #include "tools/kelvar/inventory/Flatten.h"
 #include "tools/kelvar/inventory/InventoryPrinter.h"
@@ -9,35 +9,13 @@ namespace Kelvar::Tool {
 
 namespace {
 
-/// A text that no spreadsheet takes for a formula. A number stays one.
-std::string Harmless(const std::string& text) {
-  const std::string escaped = Text::EscapeControl(text);
-  if (escaped.empty() || std::string_view("=+-@").find(escaped.front()) == std::string_view::npos) {
-    return escaped;
-  }
-  const bool number = escaped.front() == '-' && escaped.size() > 1 &&
-                      escaped.find_first_not_of("0123456789.e+-", 1) == std::string::npos;
-  return number ? escaped : "'" + escaped;
-}
-
-std::string Quoted(const std::string& cell) {
-  if (cell.find_first_of(",\"") == std::string::npos) {
-    return cell;
-  }
-  std::string quoted = "\"";
-  for (const char character : cell) {
-    quoted += character == '"' ? "\"\"" : std::string(1, character);
-  }
-  return quoted + '"';
-}
-
 std::string Line(const FlatRecord& fields, const std::vector<std::string>& columns) {
   std::string line;
   for (const std::string& column : columns) {
     const auto found =
         std::find_if(fields.begin(), fields.end(), [&](const auto& field) { return column == field.first; });
     line += (line.empty() && &column == &columns.front() ? "" : ",");
-    line += found == fields.end() ? std::string() : Quoted(Harmless(found->second));
+    line += found == fields.end() ? std::string() : CsvCell(found->second);
   }
   return line + "\r\n";
 }

@@ -133,6 +133,17 @@ void WriteGaps(Writer& writer, const Diagnostics& diagnostics) {
 }
 
 template <typename Writer>
+void WriteTls(Writer& writer, const DiagnosticTls& tls) {
+  if (*tls.version != '\0') {
+    writer.Key("tls");
+    writer.StartObject();
+    WriteMember(writer, "version", std::string(tls.version));
+    WriteMember(writer, "verified_by", std::string(Kelvar::NameOf(tls.verification)));
+    writer.EndObject();
+  }
+}
+
+template <typename Writer>
 void WriteRecords(Writer& writer, const InventoryReport& report) {
   const MemberWriter<Writer> write(writer);
   for (const Model::Family family : report.families) {
@@ -169,6 +180,7 @@ void WriteReport(Writer& writer, const InventoryReport& report) {
   WriteVerdict(writer, report.verdict);
   write("requests", std::optional<u64>(report.diagnostics.ExchangeCount()));
   write("bytes", std::optional<u64>(report.diagnostics.BytesReceived()));
+  WriteTls(writer, report.tls);
   WriteFamilies(writer, report);
   WriteGaps(writer, report.diagnostics);
   WriteRecords(writer, report);

@@ -31,7 +31,7 @@ constexpr ColumnRow<Model::Firmware> kFirmware[] = {
     {"Name", 9, true, false, KELVAR_CELL(Model::Firmware, name)},
     {"Kind", 5, false, false, KELVAR_CELL(Model::Firmware, kind)},
     {"Version", 8, true, false, KELVAR_CELL(Model::Firmware, version)},
-    {"Date", 4, false, false, [](const Model::Firmware& record) { return TimeText(record.date); }},
+    {"Date", 4, false, false, [](const Model::Firmware& record) { return DateText(record.date); }},
     {"Bank", 3, false, false, KELVAR_CELL(Model::Firmware, bank)},
     {"State", 2, false, false, KELVAR_CELL(Model::Firmware, state)}};
 
@@ -86,12 +86,16 @@ std::string AddressesText(const Model::NetworkInterface& record) {
   return text;
 }
 
-std::string NameServersText(const Model::NetworkInterface& record) {
-  std::string text;
-  for (const std::string& server : record.name_servers) {
-    text += (text.empty() ? "" : ", ") + EscapeControl(server);
+std::string ListText(const std::vector<std::string>& texts) {
+  std::string all;
+  for (const std::string& text : texts) {
+    all += (all.empty() ? "" : ", ") + EscapeControl(text);
   }
-  return text;
+  return all;
+}
+
+std::string NameServersText(const Model::NetworkInterface& record) {
+  return ListText(record.name_servers);
 }
 
 constexpr ColumnRow<Model::NetworkInterface> kInterfaces[] = {
@@ -113,7 +117,9 @@ std::string EnabledText(const Model::NetworkService& record) {
 constexpr ColumnRow<Model::NetworkService> kServices[] = {
     {"Service", 9, false, false, KELVAR_CELL(Model::NetworkService, name)},
     {"State", 8, false, false, EnabledText},
-    {"Port", 5, false, true, KELVAR_CELL(Model::NetworkService, port)}};
+    {"Port", 5, false, true, KELVAR_CELL(Model::NetworkService, port)},
+    {"Cipher suites", 4, true, false,
+     [](const Model::NetworkService& record) { return ListText(record.cipher_suites); }}};
 
 Model::Health MoodOf(const Model::Sensor& record) {
   return HealthOf(record);
@@ -182,11 +188,19 @@ std::string ChosenTable(const std::vector<Record>& records, const TableStyle& st
   });
 }
 
-/// Keys of a record as people read them: "Serial number".
-std::string TitleOf(const char* key) {
-  std::string title = key;
+std::string UpperCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char letter) { return static_cast<char>(std::toupper(static_cast<unsigned char>(letter))); });
+  return text;
+}
+
+/// Keys of a record as people read them: "Serial number", "BIOS version".
+std::string TitleOf(const std::string& key) {
+  const std::string first = key.substr(0, key.find('_'));
+  const bool initials = first == "id" || first == "sku" || first == "uuid" || first == "bios";
+  std::string title =
+      (initials ? UpperCase(first) : UpperCase(key.substr(0, 1)) + first.substr(1)) + key.substr(first.size());
   std::replace(title.begin(), title.end(), '_', ' ');
-  title.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(title.front())));
   return title;
 }
 
@@ -294,6 +308,11 @@ std::string VerdictText(const Model::Verdict& verdict, Colour colour, std::size_
 }
 
 std::string TableText(const InventoryReport& report, const TableStyle& style) {
+  if (report.all_families && !report.error.empty()) {  // of the target as a whole, so that one line says it
+    return Bold("health", style.colour) + ": " +
+           Coloured(Model::NameOf(report.verdict.health), report.verdict.health, style.colour) + " (" +
+           EscapeControl(report.error) + ")\n";
+  }
   std::string text = report.all_families ? VerdictText(report.verdict, style.colour, style.width) : "";
   for (const Model::Family family : report.families) {
     if (report.all_families && report.inventory.ResultOf(family).status == Model::FamilyStatus::Absent) {

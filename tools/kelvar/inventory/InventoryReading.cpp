@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
 
 #include "tools/kelvar/Operations.h"
 #include "tools/kelvar/Suggestion.h"
@@ -70,7 +71,8 @@ std::vector<Model::Family> FamiliesOf(const std::vector<std::string>& words) {
 }
 
 InventoryReport ReadInventory(const Target& target, const std::vector<std::string>& words,
-                              const InventoryReaderOptions& options, const Diagnostics::WaitListener& waiting) {
+                              const InventoryReaderOptions& options, const Diagnostics::WaitListener& waiting,
+                              InventoryReader* kept) {
   InventoryReport report;
   report.target = target.address;
   report.protocol = WordOf(target.protocol);
@@ -80,11 +82,14 @@ InventoryReport ReadInventory(const Target& target, const std::vector<std::strin
   const Clock::time_point start = Clock::now();
   try {
     const ConnectionOptionsScope connection(target.Complete(ConnectionOptionsScope::Current()));
-    InventoryReader reader(target.info, options);
+    std::optional<InventoryReader> own;
+    InventoryReader& reader = kept == nullptr ? own.emplace(target.info, options) : *kept;
+    reader.SetDeadline(options.deadline_seconds);
     report.diagnostics.SetWaitListener(waiting);
     const DiagnosticsScope scope(report.diagnostics);
     report.inventory = reader.Read(report.families);
     report.diagnostics.SetWaitListener({});
+    report.tls = report.diagnostics.Tls();
     Conclude(report);
     TakeError(report);
   } catch (const std::exception& error) {

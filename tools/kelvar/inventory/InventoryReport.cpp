@@ -79,6 +79,7 @@ InventoryReport Excerpt(const InventoryReport& report) {
   excerpt.all_families = report.all_families;
   excerpt.inventory = report.inventory;
   excerpt.verdict = report.verdict;
+  excerpt.tls = report.tls;
   return excerpt;
 }
 

@@ -24,6 +24,7 @@ struct InventoryReport {
   bool all_families = false;            ///< nothing was asked for by name: what is absent is not missing
   Model::Inventory inventory;
   Model::Verdict verdict;
+  DiagnosticTls tls;  ///< of its connections; no version: none was over TLS
   Diagnostics diagnostics;
 
   /// Whether any family was read, if only in part.

@@ -39,7 +39,7 @@ std::optional<std::int64_t> SecondsOfIsoTime(const std::string& iso) {
   const std::size_t zone = iso.find_first_of("+-Z", static_cast<std::size_t>(used));
   const std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
   const auto east = zone == std::string::npos ? std::nullopt : MinutesEast(iso.substr(zone));
-  if (!date.ok() || !east) {
+  if (!date.ok() || !east || hour > 23 || minute > 59 || second > 60) {
     return std::nullopt;
   }
   const auto time = std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +

@@ -4,6 +4,7 @@
 #include <array>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -65,7 +66,16 @@ std::string Base64(const std::vector<Bytef>& bytes) {
   return text;
 }
 
-/// The newest entries alone: a page is no archive.
+/// The health of each sensor, in their order: limits are judged in one place.
+std::string HealthJson(const std::vector<Model::Sensor>& sensors) {
+  std::string json;
+  for (const Model::Sensor& sensor : sensors) {
+    json += fmt::format("{}\"{}\"", json.empty() ? "" : ",", Model::NameOf(HealthOf(sensor)));
+  }
+  return json;
+}
+
+/// Only the newest entries: a page is not an archive.
 std::string DataOf(const InventoryReport& report) {
   InventoryReport shown = Excerpt(report);
   std::vector<Model::LogEntry>& entries = shown.inventory.log_entries;
@@ -77,7 +87,7 @@ std::string DataOf(const InventoryReport& report) {
   }
   std::string json = JsonText(shown);
   json.erase(json.rfind('}'));
-  return json + fmt::format(",\"log_total\":{}}}", total);
+  return json + fmt::format(",\"log_total\":{},\"sensor_health\":[{}]}}", total, HealthJson(shown.inventory.sensors));
 }
 
 }  // namespace
@@ -93,8 +103,12 @@ std::string PageHead() {
       HashSource(kPageStyle), HashSource(kPageScript), kPageStyle);
 }
 
-std::string PagePiece(const InventoryReport& report) {
-  return "<script type=\"application/json\" class=\"summary\">" + Harmless(SummaryJson(report)) +
+std::string PagePiece(const InventoryReport& report, const std::string& changes) {
+  std::string summary = SummaryJson(report);
+  if (!changes.empty()) {
+    summary.insert(summary.rfind('}'), ",\"changes\":" + changes);
+  }
+  return "<script type=\"application/json\" class=\"summary\">" + Harmless(std::move(summary)) +
          "</script><script type=\"text/plain\">" + Base64(Gzipped(DataOf(report))) + "</script>\n";
 }
 

@@ -11,8 +11,9 @@ namespace Kelvar::Tool {
 
 std::string PageHead();
 
-/// Log entries beyond the newest few hundred are left out; the page says how many.
-std::string PagePiece(const InventoryReport& report);
+/// Log entries beyond the newest few hundred are left out; the page says how many. `changes`: what differs from a
+/// former run or a baseline, an array of JSON; empty: it was held against none.
+std::string PagePiece(const InventoryReport& report, const std::string& changes = "");
 
 std::string PageFoot();
 

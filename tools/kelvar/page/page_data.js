@@ -8,11 +8,27 @@ function parseSummaries() {
   for (const element of document.querySelectorAll("script.summary")) {
     const machine = JSON.parse(element.textContent);
     machine.data = element.nextElementSibling;
-    machine.search = [machine.target, machine.name, machine.model, machine.serial, machine.worst, machine.error]
-      .join(" ").toLowerCase();
+    machine.differences = (machine.changes ?? []).filter(({ change }) => change !== "unread" && change !== "no_rule");
+    machine.search = [machine.target, machine.name, machine.model, machine.serial, machine.worst, machine.error,
+      ...machine.differences.map(changeText)].join(" ").toLowerCase();
     machines.push(machine);
   }
   return machines;
+}
+
+function changePlace({ what, record, field }) {
+  return [what, record, field].filter((word) => word).join(" ") || "machine";
+}
+
+/** What differs from a former run or a baseline, in a line. */
+function changeText(change) {
+  if (change.change === "changed") {
+    return `${changePlace(change)}: ${change.before || "(none)"} → ${change.after || "(none)"}`;
+  }
+  if (change.change === "deviates") {
+    return `${changePlace(change)}: ${change.found || "(none)"}, expected ${change.expected}`;
+  }
+  return `${changePlace(change)}: ${change.change}`;
 }
 
 /** The whole data of a machine, as the tool's JSON output has them. */
@@ -101,18 +117,4 @@ function readingText(sensor) {
 function timeText(iso) {
   const time = new Date(iso ?? "");
   return Number.isNaN(time.getTime()) ? iso ?? "" : time.toISOString().slice(0, 19).replace("T", " ");
-}
-
-function sensorHealth(sensor) {
-  if (sensor.state === "absent" || sensor.state === "disabled") {
-    return "unknown";
-  }
-  const reading = sensor.reading;
-  const below = (limit) => reading !== undefined && limit !== undefined && reading < limit;
-  const above = (limit) => reading !== undefined && limit !== undefined && reading > limit;
-  const critical = below(sensor.lower_fatal) || below(sensor.lower_critical) || above(sensor.upper_critical) ||
-    above(sensor.upper_fatal);
-  const byLimits = critical ? "critical" : below(sensor.lower_caution) || above(sensor.upper_caution) ? "warning" : "ok";
-  const told = sensor.health ?? (reading === undefined ? "unknown" : "ok");
-  return healthRank[byLimits] > healthRank[told] ? byLimits : told;
 }

@@ -1,6 +1,6 @@
 // The list of machines: tiles that filter, a table that sorts, rows built as they are needed.
 
-const rowsAtOnce = 100;
+const rowsAtOnce = 50;
 
 const tiles = [
   { key: "all", text: "machines", holds: () => true },
@@ -9,13 +9,13 @@ const tiles = [
   { key: "unreachable", text: "unreachable", holds: (machine) => machine.status === "unreachable" },
   { key: "login", text: "login refused", holds: (machine) => machine.status === "login_refused" },
   { key: "drift", text: "firmware differs", holds: (machine) => machine.drift.length > 0 },
-  { key: "changed", text: "changed", holds: (machine) => (machine.changes ?? []).length > 0 },
+  { key: "changed", text: "changed", holds: (machine) => machine.differences.length > 0 },
 ];
 
 const listColumns = [
   { key: "health", text: "Health", value: (machine) => -healthRank[machine.health] },
   { key: "name", text: "Machine", value: (machine) => machine.name ?? machine.target },
-  { key: "model", text: "Model", value: (machine) => machine.model ?? "" },
+  { key: "model", text: "Model", class: "secondary", value: (machine) => machine.model ?? "" },
   { key: "serial", text: "Serial number", class: "secondary", value: (machine) => machine.serial ?? "" },
   { key: "bios", text: "BIOS", class: "secondary", value: (machine) => machine.bios ?? "" },
   { key: "bmc", text: "BMC", class: "secondary", value: (machine) => machine.bmc ?? "" },
@@ -29,16 +29,22 @@ function versionCell(machine, version, kind) {
     drift ? `≠ ${version}` : version ?? "");
 }
 
+function worstCell(machine) {
+  const [first, ...others] = machine.differences;
+  return make("td", {}, machine.error ?? machine.worst ?? "", first === undefined ? ""
+    : make("div", { class: "changed" }, `changed: ${changeText({ ...first, record: (first.record ?? "").split("/").pop() })}${others.length > 0 ? `; ${others.length} more` : ""}`));
+}
+
 function listRow(machine) {
   return make("tr", {},
     make("td", {}, badge(machine.health)),
     make("th", { scope: "row" }, make("a", { href: `#${encodeURIComponent(machine.target)}` },
       machine.name ?? machine.target), machine.name ? make("div", { class: "soft" }, machine.target) : ""),
-    make("td", {}, machine.model ?? ""),
+    make("td", { class: "secondary" }, machine.model ?? ""),
     make("td", { class: "secondary" }, machine.serial ?? ""),
     versionCell(machine, machine.bios, "BIOS"),
     versionCell(machine, machine.bmc, "BMC"),
-    make("td", {}, machine.error ?? machine.worst ?? ""),
+    worstCell(machine),
     make("td", { class: "secondary number" }, machine.events ? String(machine.events) : ""));
 }
 
@@ -88,6 +94,12 @@ class MachineList {
       make("button", { type: "button", onclick: sort }, column.text));
     this.heads.set(column.key, head);
     return head;
+  }
+
+  /** The link to a machine takes the focus, or the search where none is shown. */
+  focus(target) {
+    const link = [...this.body.querySelectorAll("a")].find((one) => one.hash === `#${encodeURIComponent(target)}`);
+    (link ?? this.element.querySelector("#search")).focus();
   }
 
   update() {

@@ -16,7 +16,7 @@ function factList(pairs) {
 
 function titled(key) {
   const text = key.replaceAll("_", " ");
-  return text.charAt(0).toUpperCase() + text.slice(1);
+  return text.replace(/^(id|sku|uuid|bios|gpu)\b|^./, (start) => start.toUpperCase());
 }
 
 function systemsView(data) {
@@ -88,11 +88,14 @@ function limitsText(sensor) {
   return levels.map((text) => text || "-").join(" | ");
 }
 
-function sensorsView(sensors) {
-  const kinds = [...new Set(sensors.map((sensor) => sensor.kind))];
+function sensorsView(sensors, healths) {
+  const judged = sensors.map((sensor, index) => ({ sensor, health: healths[index] }));
+  const worst = (kind) => judged.reduce((rank, { sensor, health }) =>
+    sensor.kind === kind ? Math.max(rank, healthRank[health]) : rank, 0);
+  const kinds = [...new Set(sensors.map((sensor) => sensor.kind))]
+    .map((kind) => ({ kind, rank: worst(kind) })).sort((left, right) => right.rank - left.rank).map(({ kind }) => kind);
   const views = kinds.map((kind) => {
-    const rows = sensors.filter((sensor) => sensor.kind === kind)
-      .map((sensor) => ({ sensor, health: sensorHealth(sensor) }))
+    const rows = judged.filter(({ sensor }) => sensor.kind === kind)
       .sort((left, right) => healthRank[right.health] - healthRank[left.health])
       .map(({ sensor, health }) => make("tr", {},
         make("th", { scope: "row" }, sensor.name ?? sensor.id),
@@ -106,22 +109,22 @@ function sensorsView(sensors) {
   return views.length === 0 ? [] : [make("h3", {}, "Sensors"), ...views];
 }
 
-function componentItem(component, children, seen) {
+function componentItem(component, machine, children, seen) {
   const own = children.get(component.id) ?? [];
   const facts = [component.manufacturer, component.model, component.serial_number, component.firmware_version]
     .filter((text) => text).join(", ");
   const line = [make("span", { class: "soft" }, `${titled(component.kind)} `), component.name ?? component.id, " ",
     component.state === "absent" ? make("span", { class: "soft" }, "absent")
-      : component.health ? badge(component.health) : "",
+      : component.health ? badge(component.health) : "", " ", changeMark(machine, "components", component),
     facts ? make("span", { class: "soft" }, ` ${facts}`) : ""];
   if (own.length === 0 || seen.has(component.id)) {
     return make("li", {}, ...line);
   }
   seen.add(component.id);
-  return make("li", {}, ...line, make("ul", {}, ...own.map((child) => componentItem(child, children, seen))));
+  return make("li", {}, ...line, make("ul", {}, ...own.map((child) => componentItem(child, machine, children, seen))));
 }
 
-function componentsView(components) {
+function componentsView(components, machine) {
   if (components.length === 0) {
     return [];
   }
@@ -137,14 +140,15 @@ function componentsView(components) {
   }
   const seen = new Set();
   return [make("details", {}, make("summary", {}, `Components (${components.length})`),
-    make("ul", { class: "tree" }, ...roots.map((root) => componentItem(root, children, seen))))];
+    make("ul", { class: "tree" }, ...roots.map((root) => componentItem(root, machine, children, seen))))];
 }
 
 function firmwareView(data, machine) {
   const rows = (data.firmware ?? []).map((entry) => {
     const drift = machine.drift.find((one) => one.name === entry.name && one.version === entry.version);
     return make("tr", {}, make("th", { scope: "row" }, entry.name ?? entry.id), make("td", {}, entry.kind ?? ""),
-      make("td", { class: drift ? "differs" : null }, (drift ? "≠ " : "") + (entry.version ?? "")),
+      make("td", { class: drift ? "differs" : null }, (drift ? "≠ " : "") + (entry.version ?? ""), " ",
+        changeMark(machine, "firmware", entry)),
       make("td", { class: "secondary nowrap" }, (entry.date ?? "").slice(0, 10)));
   });
   return rows.length === 0 ? [] : [make("details", {}, make("summary", {}, `Firmware (${rows.length})`),
@@ -159,14 +163,16 @@ function networkView(network) {
     make("td", { class: "secondary" }, entry.host_name ?? "")));
   const services = (network?.services ?? []).map((entry) => make("tr", {}, make("th", { scope: "row" }, entry.name),
     make("td", {}, entry.enabled === undefined ? "" : entry.enabled ? "enabled" : "disabled"),
-    make("td", { class: "number" }, String(entry.port ?? ""))));
+    make("td", { class: "number" }, String(entry.port ?? "")),
+    make("td", { class: "secondary" }, (entry.cipher_suites ?? []).join(", "))));
   const views = [];
   if (interfaces.length > 0) {
     views.push(table("Interfaces", ["Name", "Owner", "Addresses", { text: "MAC address", class: "secondary" },
       { text: "Host name", class: "secondary" }], interfaces));
   }
   if (services.length > 0) {
-    views.push(table("Services", ["Name", "State", { text: "Port", class: "number" }], services));
+    views.push(table("Services", ["Name", "State", { text: "Port", class: "number" },
+      { text: "Cipher suites", class: "secondary" }], services));
   }
   return views.length === 0 ? [] : [make("details", {}, make("summary", {}, "Network"), ...views)];
 }
@@ -226,11 +232,30 @@ class LogView {
   }
 }
 
-function changesView(changes) {
-  return (changes ?? []).length === 0 ? [] : [make("h3", {}, "Changed since the former run"),
-    make("ul", { class: "changes" }, ...changes.map((change) => make("li", {}, `${change.place}: `,
-      change.before === undefined ? "" : make("del", {}, change.before), " ",
-      change.after === undefined ? "" : make("ins", {}, change.after))))];
+function changeItem(change) {
+  if (change.change !== "changed") {
+    return make("li", {}, changeText(change));
+  }
+  return make("li", {}, `${changePlace(change)}: `, make("del", {}, change.before || "(none)"), " → ",
+    make("ins", {}, change.after || "(none)"));
+}
+
+function changesView(machine) {
+  if (machine.changes === undefined) {
+    return [];
+  }
+  const unread = machine.changes.filter(({ change }) => change === "unread")
+    .map((change) => `${changePlace(change)} (${change.after})`);
+  return [make("h3", {}, "Changes"), machine.differences.length === 0 ? make("p", {}, "none found")
+    : make("ul", { class: "changes" }, ...machine.differences.map(changeItem)),
+  unread.length === 0 ? "" : make("p", { class: "soft" }, `Not compared: ${unread.join(", ")}`)];
+}
+
+/** Whether a record is another one than before, as a mark beside it. */
+function changeMark(machine, what, record) {
+  const found = machine.differences.filter((change) => change.what === what && change.record === record.id);
+  return found.length === 0 ? "" : make("span", { class: "badge changed", title: found.map(changeText).join("; ") },
+    found.some(({ change }) => change === "added") ? "new" : "changed");
 }
 
 function csvOf(data) {
@@ -267,7 +292,12 @@ function verdictView(machine) {
       make("li", { class: reason.health }, `${reason.health}: ${reason.text}`))));
 }
 
-function machineView(machine, data) {
+function tlsText(tls) {
+  const checks = { ca: "verified by CA", pin: "pinned", pin_and_ca: "pinned and verified by CA" };
+  return tls === undefined ? "" : `, ${tls.version}, certificate ${checks[tls.verified_by] ?? "not verified"}`;
+}
+
+function machineView(machine, data, close) {
   const copyJson = make("button", { type: "button", onclick: () => copy(JSON.stringify(data, null, 2), copyJson) }, "Copy as JSON");
   const copyCsv = make("button", { type: "button", onclick: () => copy(csvOf(data), copyCsv) }, "Copy as CSV");
   const incomplete = Object.entries(data.families ?? {})
@@ -275,13 +305,13 @@ function machineView(machine, data) {
     .map(([family, result]) => make("li", {}, `${family}: ${result.status}${result.reason ? `, ${result.reason}` : ""}`));
   const logs = data.logs ?? [];
   return make("section", { class: "sheet", id: "machine", tabindex: "-1" },
-    make("h2", {}, machine.name ?? machine.target), machine.name ? make("p", { class: "soft" }, machine.target) : "",
-    verdictView(machine), ...changesView(machine.changes),
-    incomplete.length === 0 ? "" : make("div", {}, make("h3", {}, "Not read as a whole"), make("ul", {}, ...incomplete)),
-    make("p", { class: "soft" }, `read ${timeText(data.start)} UTC in ${data.seconds} s`),
+    close ?? "", make("h2", {}, machine.name ?? machine.target), machine.name ? make("p", { class: "soft" }, machine.target) : "",
+    verdictView(machine), ...changesView(machine),
+    incomplete.length === 0 ? "" : make("div", {}, make("h3", {}, "Not read completely"), make("ul", {}, ...incomplete)),
+    make("p", { class: "soft" }, `read ${timeText(data.start)} UTC in ${data.seconds} s${tlsText(data.tls)}`),
     make("div", { class: "tools" }, copyJson, copyCsv),
-    ...drawingView(data.components ?? []), ...sensorsView(data.sensors ?? []), ...systemsView(data),
-    ...firmwareView(data, machine), ...componentsView(data.components ?? []), ...networkView(data.network),
+    ...drawingView(data.components ?? []), ...sensorsView(data.sensors ?? [], data.sensor_health), ...systemsView(data),
+    ...firmwareView(data, machine), ...componentsView(data.components ?? [], machine), ...networkView(data.network),
     ...(logs.length === 0 ? [] : [new LogView(logs, data.log_total ?? logs.length).element]),
     (data.log_total ?? 0) > logs.length ? make("p", { class: "soft" },
       `The page holds the newest ${logs.length} of ${data.log_total} log entries.`) : "");

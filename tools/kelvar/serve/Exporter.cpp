@@ -9,8 +9,8 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include "common/text/Escape.h"
-#include "tools/kelvar/serve/InventoryMetrics.h"
-#include "tools/kelvar/serve/OwnMetrics.h"
+#include "tools/kelvar/metrics/InventoryMetrics.h"
+#include "tools/kelvar/serve/LandingPage.h"
 
 namespace Kelvar::Tool::Serve {
 
@@ -18,15 +18,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr const char* metricsType = "text/plain; version=0.0.4; charset=utf-8";
-
-constexpr const char* page =
-    "<!doctype html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>kelvar serve</title></head>\n"
-    "<body><h1>kelvar serve</h1>\n"
-    "<p>Metrics of servers, read through their service processors.</p>\n"
-    "<ul><li><a href=\"metrics\">metrics of this exporter</a></li>\n"
-    "<li><code>probe?target=SCHEME://HOST[:PORT]&amp;module=NAME</code>: metrics of a target</li></ul>\n"
-    "</body></html>\n";
+constexpr const char* kMetricsType = "text/plain; version=0.0.4; charset=utf-8";
 
 HttpResponse Plain(unsigned status, const std::string& text) {
   HttpResponse response;
@@ -35,25 +27,29 @@ HttpResponse Plain(unsigned status, const std::string& text) {
   return response;
 }
 
-std::string Decoded(std::string text) {
-  std::replace(text.begin(), text.end(), '+', ' ');
+std::string Decoded(std::string text, bool plusIsBlank) {
+  if (plusIsBlank) {
+    std::replace(text.begin(), text.end(), '+', ' ');
+  }
   int length = 0;
   char* const decoded = curl_easy_unescape(nullptr, text.data(), static_cast<int>(text.size()), &length);
   const std::unique_ptr<char, decltype(&curl_free)> owner(decoded, curl_free);
   return decoded == nullptr ? std::string() : std::string(decoded, static_cast<std::size_t>(length));
 }
 
-/// The parameters target and module; Throws Refusal when one of them is there twice. Others mean nothing here.
+/// The parameters target and module; throws Refusal when one of them is given twice. Others are ignored.
 std::map<std::string, std::string> ParametersOf(const std::string& query) {
   std::map<std::string, std::string> parameters;
   for (std::size_t start = 0; start <= query.size();) {
     const std::size_t end = std::min(query.find('&', start), query.size());
     const std::string part = query.substr(start, end - start);
     const std::size_t equals = std::min(part.find('='), part.size());
-    const std::string name = Decoded(part.substr(0, equals));
-    const std::string value = equals == part.size() ? std::string() : Decoded(part.substr(equals + 1));
+    const std::string name = Decoded(part.substr(0, equals), true);
+    // No target holds a blank, and the plus of cim+https is easily left as it is.
+    const std::string value =
+        equals == part.size() ? std::string() : Decoded(part.substr(equals + 1), name != "target");
     if ((name == "target" || name == "module") && !parameters.emplace(name, value).second) {
-      throw Refusal(400, name + " is there twice");
+      throw Refusal(400, name + " is given twice");
     }
     start = end + 1;
   }
@@ -71,6 +67,14 @@ std::string TextOf(const Probe& probe, const ProbePool::Result& result) {
   unfinished.code = ExitCode::Unreachable;
   unfinished.seconds = result.seconds;
   return MetricsText(unfinished, {.finished = false});
+}
+
+constexpr double kLongestServed = 3600;  ///< seconds; older data say nothing about the present
+constexpr std::size_t kMostKnown = 5000;
+constexpr std::size_t kMostInBackground = 256;
+
+double AgeOf(std::chrono::steady_clock::time_point end) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - end).count();
 }
 
 }  // namespace
@@ -91,26 +95,25 @@ milliseconds TimeFor(const std::string& seconds, milliseconds longest) {
   double wanted = 0;
   const char* const end = seconds.data() + seconds.size();
   const auto [rest, error] = std::from_chars(seconds.data(), end, wanted);
-  constexpr double most = 1e6;
-  if (error != std::errc{} || rest != end || !(wanted > 0 && wanted < most)) {
+  constexpr double kMost = 1e6;
+  if (error != std::errc{} || rest != end || !(wanted > 0 && wanted < kMost)) {
     return longest;
   }
-  constexpr double margin = 0.5;
-  constexpr double share = 0.25;
-  const double left = wanted - std::min(margin, wanted * share);
-  constexpr double thousand = 1000;
-  return std::min(longest, milliseconds(static_cast<long>(left * thousand)));
+  constexpr double kMargin = 0.5;
+  constexpr double kShare = 0.25;
+  const double left = wanted - std::min(kMargin, wanted * kShare);
+  constexpr double kThousand = 1000;
+  return std::min(longest, milliseconds(static_cast<long>(left * kThousand)));
 }
 
-Exporter::Exporter(boost::asio::io_context& context, const Prober& prober, ProbePool& pool,
-                   std::chrono::seconds longest)
-    : context_(context), prober_(prober), pool_(pool), longest_(longest) {}
+Exporter::Exporter(boost::asio::io_context& context, const Prober& prober, ProbePool& pool, Load load)
+    : context_(context), prober_(prober), pool_(pool), load_(std::move(load)) {}
 
 MetricsServer::Cancel Exporter::Handle(const HttpRequest& request, MetricsServer::Respond respond) {
   const std::size_t mark = std::min(request.target.find('?'), request.target.size());
   const std::string path = request.target.substr(0, mark);
   const std::string query = mark == request.target.size() ? std::string() : request.target.substr(mark + 1);
-  if (path == "/probe") {
+  if (path == "/probe" && request.method == HttpMethod::Get) {
     try {
       return StartProbe(request, query, respond);
     } catch (const Refusal& refusal) {
@@ -119,30 +122,103 @@ MetricsServer::Cancel Exporter::Handle(const HttpRequest& request, MetricsServer
       return {};
     }
   }
-  HttpResponse response = Answer(path);
+  HttpResponse response = Answer(request, path);
   ++answered_[{response.status == 404 ? "other" : path, response.status}];
   respond(std::move(response));
   return {};
 }
 
-HttpResponse Exporter::Answer(const std::string& path) const {
+HttpResponse Exporter::Answer(const HttpRequest& request, const std::string& path) {
+  if (path == "/-/reload") {
+    return AnswerPost(request, path);
+  }
+  HttpResponse response = path == "/probe" ? Plain(200, "") : Get(path);
+  if (request.method == HttpMethod::Get || response.status == 404) {
+    return response;
+  }
+  HttpResponse refused = Plain(405, "use GET");
+  refused.allowed = "GET, HEAD";
+  return refused;
+}
+
+HttpResponse Exporter::AnswerPost(const HttpRequest& request, const std::string& path) {
+  if (request.method != HttpMethod::Post) {
+    HttpResponse refused = Plain(405, path + ": use POST");
+    refused.allowed = "POST";
+    return refused;
+  }
+  if (request.fromOtherSite) {
+    return Plain(403, "a page of another site must not ask for this");
+  }
+  const std::string error = Reload();
+  return error.empty() ? Plain(200, "the configuration was read")
+                       : Plain(500, "the old configuration was kept: " + error);
+}
+
+HttpResponse Exporter::Get(const std::string& path) const {
   if (path == "/metrics") {
-    return {200, metricsType, OwnMetricsText(answered_, pool_.Counted())};
+    return {200, kMetricsType, OwnMetricsText(answered_, pool_.Counted(), answeredWithKnown_, loaded_)};
   }
   if (path == "/-/healthy") {
     return Plain(200, "healthy");
   }
-  return path == "/" ? HttpResponse{200, "text/html; charset=utf-8", page} : Plain(404, "nothing is here");
+  if (path == "/-/ready") {
+    return stopping_ ? Plain(503, "the exporter ends") : Plain(200, "ready");
+  }
+  if (path == "/sd") {
+    return {200, "application/json", DiscoveryText(prober_.Listed())};
+  }
+  if (path == "/style.css") {
+    return {200, "text/css; charset=utf-8", kLandingStyle};
+  }
+  if (path == "/") {
+    HttpResponse page{200, "text/html; charset=utf-8",
+                      LandingPage(prober_.ModuleNames(), prober_.Listed(), prober_.States())};
+    page.policy = kLandingPolicy;
+    return page;
+  }
+  return Plain(404, "nothing is here");
 }
 
+std::string Exporter::Reload() {
+  try {
+    load_();
+    known_.clear();
+    loaded_ = {};
+    return "";
+  } catch (const std::exception& error) {
+    loaded_.good = false;
+    return error.what();
+  }
+}
+
+/// What is known is the answer while it is as fresh as the module wants, and where a reading took longer than this
+/// scrape has; else the scrape waits for a reading.
 MetricsServer::Cancel Exporter::StartProbe(const HttpRequest& request, const std::string& query,
                                            MetricsServer::Respond respond) {
   auto parameters = ParametersOf(query);
-  auto waiting = std::make_shared<Waiting>(context_, prober_.ProbeOf(parameters["target"], parameters["module"]),
-                                           std::move(respond));
+  Probe probe = prober_.ProbeOf(parameters["target"], parameters["module"]);
+  probe.time = TimeFor(request.scrapeTimeout, prober_.LongestReading());
+  if (probe.module.maxAgeSeconds > 0) {
+    const Known* const known = KnownOf(probe);
+    const bool fresh = known != nullptr && AgeOf(known->end) <= probe.module.maxAgeSeconds;
+    if (!fresh) {
+      ReadInBackground(probe);
+    }
+    if (fresh || (known != nullptr && known->seconds >= std::chrono::duration<double>(probe.time).count())) {
+      ++answered_[{"/probe", 200}];
+      respond(ResponseOf(*known));
+      return {};
+    }
+  }
+  const auto waiting = std::make_shared<Waiting>(context_, std::move(probe), std::move(respond));
   waiting->number = ++lastWaiting_;
   waiting_[waiting->number] = waiting;
-  waiting->probe.time = TimeFor(request.scrapeTimeout, longest_);
+  Wait(waiting);
+  return [this, waiting] { Forget(waiting); };
+}
+
+void Exporter::Wait(const std::shared_ptr<Waiting>& waiting) {
   waiting->timer.expires_after(waiting->probe.time);
   waiting->ticket = pool_.Subscribe(waiting->probe, [this, waiting](std::shared_ptr<const ProbePool::Result> result) {
     boost::asio::post(context_, [this, waiting, result = std::move(result)] { Complete(waiting, *result); });
@@ -152,7 +228,41 @@ MetricsServer::Cancel Exporter::StartProbe(const HttpRequest& request, const std
       GiveUp(waiting);
     }
   });
-  return [this, waiting] { Forget(waiting); };
+}
+
+const Exporter::Known* Exporter::KnownOf(const Probe& probe) const {
+  const auto known = probe.module.maxAgeSeconds == 0 ? known_.end() : known_.find(probe.Key());
+  return known == known_.end() || AgeOf(known->second.end) > kLongestServed ? nullptr : &known->second;
+}
+
+/// It has the longest time that there is, and goes on when no scrape waits for it any more.
+void Exporter::ReadInBackground(Probe probe) {
+  if (background_.size() >= kMostInBackground || !background_.insert(probe.Key()).second) {
+    return;
+  }
+  probe.time = prober_.LongestReading();
+  pool_.Subscribe(probe, [this, probe](std::shared_ptr<const ProbePool::Result> result) {
+    boost::asio::post(context_, [this, probe, result = std::move(result)] { Remember(probe, *result); });
+  });
+}
+
+void Exporter::Remember(const Probe& probe, const ProbePool::Result& result) {
+  const std::string key = probe.Key();
+  background_.erase(key);
+  if (!result.report) {
+    return;
+  }
+  if (known_.size() >= kMostKnown && known_.count(key) == 0) {
+    known_.erase(std::min_element(known_.begin(), known_.end(), [](const auto& one, const auto& other) {
+      return one.second.end < other.second.end;
+    }));
+  }
+  known_[key] = {TextOf(probe, result), std::chrono::steady_clock::now(), result.seconds};
+}
+
+HttpResponse Exporter::ResponseOf(const Known& known) {
+  ++answeredWithKnown_;
+  return {200, kMetricsType, WithAge(known.text, AgeOf(known.end))};
 }
 
 void Exporter::Forget(const std::shared_ptr<Waiting>& waiting) {
@@ -169,10 +279,14 @@ void Exporter::GiveUp(const std::shared_ptr<Waiting>& waiting) {
 }
 
 void Exporter::Complete(const std::shared_ptr<Waiting>& waiting, const ProbePool::Result& result) {
+  const Known* const known = result.report ? nullptr : KnownOf(waiting->probe);
+  if (known != nullptr) {
+    return Reply(waiting, ResponseOf(*known));
+  }
   if (!result.started) {
     return Reply(waiting, Plain(503, "too many readings are in flight (serve.max-in-flight)"));
   }
-  Reply(waiting, {200, metricsType, TextOf(waiting->probe, result)});
+  Reply(waiting, {200, kMetricsType, TextOf(waiting->probe, result)});
 }
 
 void Exporter::Reply(const std::shared_ptr<Waiting>& waiting, HttpResponse response) {
@@ -184,6 +298,7 @@ void Exporter::Reply(const std::shared_ptr<Waiting>& waiting, HttpResponse respo
 }
 
 void Exporter::Stop() {
+  stopping_ = true;
   const auto waiting = waiting_;
   for (const auto& [number, one] : waiting) {
     Reply(one, Plain(503, "the exporter ends"));

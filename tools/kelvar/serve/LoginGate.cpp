@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "tools/kelvar/HostAddress.h"
+
 namespace Kelvar::Tool::Serve {
 
 namespace {
@@ -12,6 +14,14 @@ namespace {
 constexpr std::chrono::seconds kRest = std::chrono::minutes(5);
 
 }  // namespace
+
+LoginGate::Places LoginGate::PlacesOf(const Target& target) {
+  Places places;
+  for (const std::string& address : AddressesOf(target.info.Host)) {
+    places.push_back(fmt::format("{}\n{}\n{}", target.info.UserName, address, target.info.Port));
+  }
+  return places;
+}
 
 LoginGate::Visit::Visit(LoginGate& gate, Places places) : gate_(gate), places_(std::move(places)) {
   std::unique_lock lock(gate_.mutex_);

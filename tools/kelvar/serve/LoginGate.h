@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/kelvar/Target.h"
+
 namespace Kelvar::Tool::Serve {
 
 /// Keeps wrong passwords from locking accounts, and one target from taking all readers. A place is an account at an
@@ -16,6 +18,9 @@ class LoginGate {
  public:
   using Clock = std::chrono::steady_clock;
   using Places = std::vector<std::string>;
+
+  /// The account of a target at each of its addresses. Asks the resolver, which can block.
+  static Places PlacesOf(const Target& target);
 
   /// At most `mostAtOnce` readings of one place. `now` is for tests.
   explicit LoginGate(std::size_t mostAtOnce, std::function<Clock::time_point()> now = Clock::now)

@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
@@ -44,11 +45,14 @@ unsigned StatusOf(const Error& error) {
 }  // namespace
 
 struct MetricsServer::State : std::enable_shared_from_this<State> {
-  State(asio::io_context& io, Handler handle, HttpLimits bounds)
+  State(asio::io_context& io, Handler handle, PasswordChecks& passwords, std::shared_ptr<const WebConfig> protection,
+        HttpLimits bounds)
       : context(io),
         acceptor(io),
         pause(io),
         handler(std::move(handle)),
+        checks(passwords),
+        web(std::move(protection)),
         limits(bounds),
         connections(limits.connections, limits.connectionsOfAddress) {}
 
@@ -66,6 +70,8 @@ struct MetricsServer::State : std::enable_shared_from_this<State> {
   tcp::acceptor acceptor;
   asio::steady_timer pause;
   Handler handler;
+  PasswordChecks& checks;
+  std::shared_ptr<const WebConfig> web;
   const HttpLimits limits;
   Connections connections;
   std::size_t pendingBytes = 0;  ///< of answers that are being written
@@ -83,6 +89,22 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
+  /// Shakes hands where there is TLS, then waits for the first request.
+  void Start() {
+    if (state_->web->tls == nullptr) {
+      return Begin(state_->limits.header);
+    }
+    tls_.emplace(stream_, *state_->web->tls);
+    state_->connections.Wait(*this, Connections::Phase::Client);
+    idle_ = true;
+    stream_.expires_after(state_->limits.header);
+    tls_->async_handshake(asio::ssl::stream_base::server, [self = shared_from_this()](Error error) {
+      if (!error) {
+        self->Begin(self->state_->limits.header);
+      }
+    });
+  }
+
   /// Waits for a request: the first one not for long.
   void Begin(std::chrono::milliseconds patience) {
     state_->connections.Wait(*this, Connections::Phase::Client);
@@ -92,12 +114,14 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
     }
     idle_ = true;
     stream_.expires_after(patience);
-    stream_.async_read_some(buffer_.prepare(kPieceBytes), [self = shared_from_this()](Error error, std::size_t count) {
-      self->idle_ = false;
-      if (!error) {
-        self->buffer_.commit(count);
-        self->Read();
-      }
+    OnStream([this](auto& stream) {
+      stream.async_read_some(buffer_.prepare(kPieceBytes), [self = shared_from_this()](Error error, std::size_t count) {
+        self->idle_ = false;
+        if (!error) {
+          self->buffer_.commit(count);
+          self->Read();
+        }
+      });
     });
   }
 
@@ -112,18 +136,31 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
   bool IsIdle() const { return idle_; }
 
  private:
+  /// Calls `use` with what requests come over.
+  template <class Use>
+  void OnStream(Use use) {
+    if (tls_) {
+      use(*tls_);
+    } else {
+      use(stream_);
+    }
+  }
+
   void Read() {
     parser_.emplace();
     parser_->header_limit(kHeaderBytes);
     parser_->body_limit(std::uint64_t{0});
     stream_.expires_after(state_->limits.header);
-    http::async_read(stream_, buffer_, *parser_,
-                     [self = shared_from_this()](Error error, std::size_t) { self->Answer(error); });
+    OnStream([this](auto& stream) {
+      http::async_read(stream, buffer_, *parser_,
+                       [self = shared_from_this()](Error error, std::size_t) { self->Answer(error); });
+    });
   }
 
   void Answer(const Error& error) {
     stream_.expires_never();
     state_->connections.Wait(*this, Connections::Phase::Handler);
+    isHead_ = false;
     if (IsProtocolError(error)) {
       keepAlive_ = false;
       return Write({StatusOf(error), "text/plain; charset=utf-8", "not a request that is served here\n"});
@@ -131,16 +168,38 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
     if (error) {
       return;
     }
-    const auto& request = parser_->get();
-    keepAlive_ = request.keep_alive();
-    if (request.method() != http::verb::get) {
-      return Write({405, "text/plain; charset=utf-8", "GET alone is served here\n"});
+    keepAlive_ = parser_->get().keep_alive();
+    isHead_ = parser_->get().method() == http::verb::head;
+    const auto authorization = parser_->get()[http::field::authorization];
+    state_->checks.Check(state_->web->users, {authorization.data(), authorization.size()},
+                         [self = shared_from_this()](PasswordChecks::Outcome outcome) { self->Admit(outcome); });
+  }
+
+  void Admit(PasswordChecks::Outcome outcome) {
+    if (!stream_.socket().is_open()) {  // closed meanwhile
+      return;
     }
-    const auto timeout = request["X-Prometheus-Scrape-Timeout-Seconds"];
+    if (outcome == PasswordChecks::Outcome::Good) {
+      return Handle();
+    }
+    if (outcome == PasswordChecks::Outcome::Busy) {
+      return Write({503, "text/plain; charset=utf-8", "too many logins are being checked\n"});
+    }
+    Write({401, "text/plain; charset=utf-8", "a user and a password are needed\n"});
+  }
+
+  void Handle() {
+    const auto& request = parser_->get();
+    const bool isPost = request.method() == http::verb::post;
+    if (!isHead_ && !isPost && request.method() != http::verb::get) {
+      return Write({405, "text/plain; charset=utf-8", "this method is not served here\n", "GET, HEAD"});
+    }
+    const auto site = request["Sec-Fetch-Site"];
     isAnswered_ = false;
-    Cancel cancel =
-        state_->handler({std::string(request.target()), std::string(timeout)},
-                        [self = shared_from_this()](HttpResponse response) { self->Write(std::move(response)); });
+    Cancel cancel = state_->handler(
+        {std::string(request.target()), std::string(request["X-Prometheus-Scrape-Timeout-Seconds"]),
+         isPost ? HttpMethod::Post : HttpMethod::Get, !site.empty() && site != "same-origin" && site != "none"},
+        [self = shared_from_this()](HttpResponse response) { self->Write(std::move(response)); });
     cancel_ = isAnswered_ ? Cancel() : std::move(cancel);
   }
 
@@ -153,16 +212,25 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
     response_.result(response.status);
     response_.set(http::field::content_type, response.contentType);
     response_.set("X-Content-Type-Options", "nosniff");
-    if (response.status == 405) {
-      response_.set(http::field::allow, "GET");
+    response_.set("Content-Security-Policy", response.policy);
+    if (response.status == 401) {
+      response_.set(http::field::www_authenticate, "Basic realm=\"kelvar serve\", charset=\"UTF-8\"");
+    }
+    for (const auto& [name, value] : state_->web->headers) {
+      response_.set(name, value);
+    }
+    if (!response.allowed.empty()) {
+      response_.set(http::field::allow, response.allowed);
     }
     response_.keep_alive(keepAlive_ && !state_->stopping);
-    response_.body() = std::move(response.body);
-    response_.prepare_payload();
+    response_.content_length(response.body.size());
+    response_.body() = isHead_ ? std::string() : std::move(response.body);
     Account(response_.body().size());
     stream_.expires_after(state_->limits.response);
-    http::async_write(stream_, response_,
-                      [self = shared_from_this()](Error error, std::size_t) { self->Continue(error); });
+    OnStream([this](auto& stream) {
+      http::async_write(stream, response_,
+                        [self = shared_from_this()](Error error, std::size_t) { self->Continue(error); });
+    });
   }
 
   void Continue(const Error& error) {
@@ -173,6 +241,8 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
       response_ = {};
       Account(0);
       Begin(state_->limits.idle);
+    } else if (tls_) {
+      tls_->async_shutdown([self = shared_from_this()](Error) {});
     } else {
       Error ignored;
       stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
@@ -189,6 +259,7 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
   }
 
   beast::tcp_stream stream_;
+  std::optional<asio::ssl::stream<beast::tcp_stream&>> tls_;
   std::shared_ptr<State> state_;
   beast::flat_buffer buffer_{kHeaderBytes + kPieceBytes};
   std::optional<http::request_parser<http::empty_body>> parser_;
@@ -197,6 +268,7 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
   std::size_t pendingBytes_ = 0;
   bool isAnswered_ = false;
   bool keepAlive_ = false;
+  bool isHead_ = false;  ///< its answer has no body
   bool idle_ = false;
 };
 
@@ -223,12 +295,12 @@ void MetricsServer::State::Begin(tcp::socket socket) {
   }
   const auto session = std::make_shared<Session>(std::move(socket), shared_from_this());
   connections.Enter(*session, peer.address());
-  session->Begin(limits.header);
+  session->Start();
 }
 
 MetricsServer::MetricsServer(asio::io_context& context, const tcp::endpoint& endpoint, Handler handler,
-                             HttpLimits limits)
-    : state_(std::make_shared<State>(context, std::move(handler), limits)) {
+                             PasswordChecks& checks, std::shared_ptr<const WebConfig> web, HttpLimits limits)
+    : state_(std::make_shared<State>(context, std::move(handler), checks, std::move(web), limits)) {
   state_->Listen(endpoint);
 }
 
@@ -236,6 +308,10 @@ MetricsServer::~MetricsServer() = default;
 
 tcp::endpoint MetricsServer::Endpoint() const {
   return state_->acceptor.local_endpoint();
+}
+
+void MetricsServer::Use(std::shared_ptr<const WebConfig> web) {
+  state_->web = std::move(web);
 }
 
 void MetricsServer::Stop() {

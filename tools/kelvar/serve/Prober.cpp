@@ -7,9 +7,9 @@
 #include <fmt/format.h>
 
 #include "tools/kelvar/ExitCode.h"
-#include "tools/kelvar/HostAddress.h"
 #include "tools/kelvar/Output.h"
 #include "tools/kelvar/inventory/InventoryReading.h"
+#include "tools/kelvar/serve/TargetFilter.h"
 
 namespace Kelvar::Tool::Serve {
 
@@ -17,8 +17,9 @@ namespace {
 
 // With these a hostile target makes a reading grow by less than 64 MiB.
 constexpr u64 kResponseBytes = u64{8} << 20;
+constexpr u64 kRedfishResponseBytes = u64{2} << 20;  // several at a time, and eight times that in all
 constexpr u32 kRecords = 10'000;
-constexpr std::size_t longestAddress = 512;
+constexpr std::size_t kLongestAddress = 512;
 constexpr const char* kDefaultModule = "default";
 
 std::map<std::string, Config::Module> ModulesOf(const Config& config) {
@@ -38,20 +39,18 @@ std::map<std::string, Config::Module> ModulesOf(const Config& config) {
   return modules;
 }
 
-Target TargetOf(const std::string& address) {
-  const bool odd =
-      std::any_of(address.begin(), address.end(), [](char character) { return character <= ' ' || character > '~'; });
-  if (address.empty() || address.size() > longestAddress || odd) {
-    throw Refusal(400, "expected /probe?target=SCHEME://HOST[:PORT][&module=NAME]");
+/// Addresses without a pattern in the configuration's list of allowed ones.
+std::vector<std::string> PlainAddresses(const std::vector<std::string>& patterns, const TargetFilter& filter) {
+  std::vector<std::string> plain;
+  for (const std::string& pattern : patterns) {
+    try {
+      if (pattern.find_first_of("*?") == std::string::npos && filter.Allows(ProbedTarget(pattern))) {
+        plain.push_back(pattern);
+      }
+    } catch (const Refusal&) {  // a pattern that is not an address
+    }
   }
-  if (address.find('@') != std::string::npos) {
-    throw Refusal(400, "accounts come from the configuration alone, not from the target's address");
-  }
-  try {
-    return ParseTarget(address);
-  } catch (const ToolError& error) {
-    throw Refusal(400, error.what());
-  }
+  return plain;
 }
 
 Report Failed(const Probe& probe, ExitCode code, const std::string& why) {
@@ -64,15 +63,6 @@ Report Failed(const Probe& probe, ExitCode code, const std::string& why) {
   return report;
 }
 
-/// The target's account at each of its addresses.
-LoginGate::Places PlacesOf(const Target& target) {
-  LoginGate::Places places;
-  for (const std::string& address : AddressesOf(target.info.Host)) {
-    places.push_back(fmt::format("{}\n{}\n{}", target.info.UserName, address, target.info.Port));
-  }
-  return places;
-}
-
 /// A target that answers nothing must leave readers for others.
 std::size_t MostOfOneTarget(std::size_t maxInFlight) {
   constexpr std::size_t kLeast = 2;
@@ -82,21 +72,102 @@ std::size_t MostOfOneTarget(std::size_t maxInFlight) {
 
 }  // namespace
 
-Prober::Prober(const Config& config, bool verbose)
-    : modules_(ModulesOf(config)),
-      filter_(config.serve.targets),
-      verbose_(verbose),
-      timeoutSeconds_(config.serve.timeoutSeconds),
+Target ProbedTarget(const std::string& address) {
+  const bool odd =
+      std::any_of(address.begin(), address.end(), [](char character) { return character <= ' ' || character > '~'; });
+  if (address.empty() || address.size() > kLongestAddress || odd) {
+    throw Refusal(400, "expected /probe?target=SCHEME://HOST[:PORT][&module=NAME]");
+  }
+  if (address.find('@') != std::string::npos) {
+    throw Refusal(400, "accounts come from the configuration only, not from the target's address");
+  }
+  try {
+    return ParseTarget(address);
+  } catch (const ToolError& error) {
+    throw Refusal(400, error.what());
+  }
+}
+
+/// What one state of the configuration says.
+struct Prober::Rules {
+  Rules(const Config& config, std::vector<TargetGroup> groups)
+      : modules(ModulesOf(config)),
+        filter(config.serve.targets),
+        listed(std::move(groups)),
+        timeoutSeconds(config.serve.timeoutSeconds),
+        credentials(config) {
+    std::vector<std::string> plain = PlainAddresses(config.serve.targets, filter);
+    for (const TargetGroup& group : listed) {
+      for (const std::string& address : group.targets) {
+        const Target target = ProbedTarget(address);
+        filter.Add(target);
+        if (!filter.Allows(target)) {
+          throw ToolError(ExitCode::Usage,
+                          "list of targets: " + address + " has parameters that a probe may not choose");
+        }
+      }
+    }
+    if (!plain.empty()) {
+      listed.push_back({std::move(plain), {}});
+    }
+  }
+
+  void Fill(Target& target) {
+    const std::lock_guard lock(mutex);
+    credentials.Fill(target);
+  }
+
+  const std::map<std::string, Config::Module> modules;
+  TargetFilter filter;
+  std::vector<TargetGroup> listed;
+  const u32 timeoutSeconds;  ///< nobody waits longer for an operation
+  std::mutex mutex;          ///< guards what follows
+  Credentials credentials;
+};
+
+Prober::Prober(const Config& config, std::vector<TargetGroup> listed, bool verbose)
+    : verbose_(verbose),
       gate_(MostOfOneTarget(config.serve.maxInFlight)),
-      credentials_(config) {}
+      rules_(std::make_shared<Rules>(config, std::move(listed))) {}
+
+Prober::~Prober() = default;
+
+void Prober::Use(const Config& config, std::vector<TargetGroup> listed) {
+  auto rules = std::make_shared<Rules>(config, std::move(listed));
+  const std::lock_guard lock(mutex_);
+  rules_ = std::move(rules);
+  readers_.Retire();  // whose accounts may be others now
+}
+
+std::shared_ptr<Prober::Rules> Prober::Current() const {
+  const std::lock_guard lock(mutex_);
+  return rules_;
+}
+
+std::chrono::seconds Prober::LongestReading() const {
+  return std::chrono::seconds(Current()->timeoutSeconds);
+}
+
+std::vector<std::string> Prober::ModuleNames() const {
+  std::vector<std::string> names;
+  for (const auto& [name, module] : Current()->modules) {
+    names.push_back(name);
+  }
+  return names;
+}
+
+std::vector<TargetGroup> Prober::Listed() const {
+  return Current()->listed;
+}
 
 Probe Prober::ProbeOf(const std::string& address, const std::string& module) const {
-  Target target = TargetOf(address);
-  if (!filter_.Allows(target)) {
+  Target target = ProbedTarget(address);
+  const auto rules = Current();
+  if (!rules->filter.Allows(target)) {
     throw Refusal(403, "the configuration does not allow this target (serve.targets)");
   }
-  const auto known = modules_.find(module.empty() ? kDefaultModule : module);
-  if (known == modules_.end()) {
+  const auto known = rules->modules.find(module.empty() ? kDefaultModule : module);
+  if (known == rules->modules.end()) {
     throw Refusal(400, "the configuration has no such module");
   }
   return {std::move(target), known->second};
@@ -111,6 +182,7 @@ Report Prober::Read(const Probe& probe) {
   } catch (const std::exception& error) {
     report = Failed(probe, ExitCode::Internal, error.what());
   }
+  states_.Put(probe.Key(), StateAfter(report, probe.module.name));
   if (verbose_ && report.code != ExitCode::Complete) {
     Complain(report.target + ": " + NameOf(report.code) + ": " + ReasonOf(report));
   }
@@ -122,26 +194,42 @@ Report Prober::ReadWithAccount(const Probe& probe) {
   constexpr double kShare = 0.9;  // what is left is for printing, and for a session's end
   ReadOptions options{.what = probe.module.what};
   options.reader.deadline_seconds = kShare * static_cast<double>(probe.time.count()) / kThousand;
-  options.reader.connection.response_limit_bytes = kResponseBytes;
+  options.reader.connection.response_limit_bytes =
+      probe.target.protocol == Protocol::Redfish ? kRedfishResponseBytes : kResponseBytes;
   options.reader.connection.record_limit = kRecords;
-  options.reader.connection.operation_limit_seconds = timeoutSeconds_;
+  const auto rules = Current();
+  options.reader.connection.operation_limit_seconds = rules->timeoutSeconds;
   Target target = probe.target;
-  {
-    const std::lock_guard lock(mutex_);
-    credentials_.Fill(target);
-  }
+  rules->Fill(target);
   if (!target.NeedsPassword()) {
     return ReadTarget(target, {}, options);
   }
-  LoginGate::Visit visit(gate_, PlacesOf(target));
+  LoginGate::Visit visit(gate_, LoginGate::PlacesOf(target));
   if (!visit.Refusal().empty()) {
     return Failed(probe, visit.WasRefused() ? ExitCode::LoginRefused : ExitCode::Unreachable, visit.Refusal());
   }
-  Report report = ReadTarget(target, {}, options);
+  Report report = ReadLoggedIn(target, options);
   if (report.loginRefused) {
     visit.Refuse();
   } else if (report.Delivered()) {
     visit.LetIn();
+  }
+  return report;
+}
+
+/// Over Redfish a session is kept for the next scrape.
+Report Prober::ReadLoggedIn(const Target& target, ReadOptions options) {
+  if (target.protocol != Protocol::Redfish) {
+    return ReadTarget(target, {}, options);
+  }
+  options.reader.keep_session = true;
+  const std::string key = fmt::format("{}\n{}\n{}", target.info.UserName, target.info.Host, target.info.Port);
+  KeptReaders::Loan loan(
+      readers_, key, [&] { return std::make_unique<InventoryReader>(target.info, ReaderOptionsFor(target, options)); });
+  options.kept = &*loan;
+  Report report = ReadTarget(target, {}, options);
+  if (report.loginRefused) {
+    loan.Drop();
   }
   return report;
 }

@@ -62,6 +62,10 @@ TargetFilter::Pattern TargetFilter::PatternOf(const std::string& text) {
   return pattern;
 }
 
+void TargetFilter::Add(const Target& target) {
+  patterns_.push_back({target, Folded(target.info.Host), std::to_string(target.info.Port)});
+}
+
 bool TargetFilter::Allows(const Target& target) const {
   // Whoever asks chooses neither a file of this machine nor a weaker session: those come from the configuration.
   if (target.ipmiSession || !target.bmcKeyFile.empty()) {

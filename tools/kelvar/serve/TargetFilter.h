@@ -13,8 +13,11 @@ namespace Kelvar::Tool::Serve {
 /// Without a port it is the scheme's usual one.
 class TargetFilter {
  public:
-  /// Throws ToolError (usage) for what is no pattern.
+  /// Throws ToolError (usage) for what is not a pattern.
   explicit TargetFilter(const std::vector<std::string>& patterns);
+
+  /// Allows one target more, and none that is spelled otherwise but for the port.
+  void Add(const Target& target);
 
   bool Allows(const Target& target) const;
 

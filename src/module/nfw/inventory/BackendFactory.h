@@ -29,7 +29,7 @@ struct BackendFactory {
   /// Hands the objects to a facade.
   void MoveInto(NodeFirmwareInventory& facade) &&;
 
-  /// A facade around the given objects, for tests that script a backend.
+  /// A facade around the given objects.
   static std::unique_ptr<NodeFirmwareInventory> MakeFacade(BackendFactory parts);
 };
 

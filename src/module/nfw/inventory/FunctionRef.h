@@ -10,7 +10,7 @@ template <typename Signature>
 class FunctionRef;
 
 /// Something that can be called, for as long as the call lasts that it is an argument of. Unlike std::function it needs
-/// no memory, so that making one cannot fail where no exception clause stands yet.
+/// no memory, so that making one cannot fail where no exception clause is in force yet.
 template <typename Result, typename... Arguments>
 class FunctionRef<Result(Arguments...)> {
  public:

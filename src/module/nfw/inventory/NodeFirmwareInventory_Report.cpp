@@ -12,7 +12,7 @@ using KelvarNfw::NODEFIRMWAREBUILDID;
 
 namespace {
 
-/// One line of the report: what stands before a field, and the field.
+/// One line of the report: what comes before a field, and the field.
 struct ReportPiece {
   const char* label;
   std::string_view (*value)(const NODEFIRMWAREBUILDID& record);
@@ -48,7 +48,7 @@ constexpr ReportPiece kReport[] = {
     {"; SorelBuildID = ", ValueOf<&NODEFIRMWAREBUILDID::SorelBuildID>},
     {"; SorelBuildIDDate = ", ValueOf<&NODEFIRMWAREBUILDID::SorelBuildIDDate>},
 };
-static_assert(std::size(kReport) == 22, "every array of the record stands in the report");
+static_assert(std::size(kReport) == 22, "every array of the record is in the report");
 
 struct Report {
   const NODEFIRMWAREBUILDID& record;

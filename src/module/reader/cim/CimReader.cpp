@@ -4,13 +4,19 @@
 #include <array>
 #include <charconv>
 #include <iterator>
-#include <set>
+#include <map>
+#include <memory>
+#include <optional>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include <kelvar/NodeFirmwareInventory.h>
 
+#include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/DiagnosticsRecorder.h"
+#include "module/nfw/inventory/BackendFactory.h"
+#include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 #include "module/reader/cim/CimText.h"
 #include "module/reader/text/ModelText.h"
 
@@ -33,7 +39,7 @@ struct BuildRow {
 
 using Builds = KelvarNfw::NODEFIRMWAREBUILDID;
 
-// The newer service processor's pair stands before the older one's: a target that fills both gives both the same.
+// The newer service processor's pair comes before the older one's: a target that fills both gives both the same.
 const std::array<BuildRow, 11> kBuilds = {{
     {"Service processor, primary bank", "bmc", "primary", &Builds::BMCPVQBuildID, &Builds::BMCPVQBuildDate},
     {"Service processor, backup bank", "bmc", "backup", &Builds::BMCPVQBackUpBuildID, &Builds::BMCPVQBackUpBuildDate},
@@ -48,14 +54,25 @@ const std::array<BuildRow, 11> kBuilds = {{
     {"Update manager component", "other", "", &Builds::SorelBuildID, &Builds::SorelBuildIDDate},
 }};
 
-/// An id that no other record has: the name, with a number where it is taken.
-std::string UniqueId(std::set<std::string>& taken, const std::string& name) {
-  std::string id = name.empty() ? "1" : name;
-  for (int number = 2; !taken.insert(id).second; ++number) {
-    id = name + ' ' + std::to_string(number);
+/// Ids that no two records of a list share.
+class UniqueIds {
+ public:
+  /// The name, with a number where it is taken.
+  std::string IdFor(const std::string& name) {
+    const std::string wanted = name.empty() ? "1" : name;
+    const auto [taken, isNew] = numbers_.try_emplace(wanted, 1);
+    std::string id = wanted;
+    for (bool unique = isNew; !unique;) {
+      id = wanted + ' ' + std::to_string(++taken->second);
+      unique = numbers_.try_emplace(id, 1).second;
+    }
+    return id;
   }
-  return id;
-}
+
+ private:
+  /// Of each id the last number that was tried, so that equal names cost no search.
+  std::map<std::string, int> numbers_;
+};
 
 /// Empty for the addresses that mean none.
 std::string AddressOf(std::string_view text) {
@@ -72,10 +89,23 @@ double Decimal(float value) {
   return decimal;
 }
 
+/// Between the tries to connect. A reading waits less than an operation does, and never beyond its end.
+void PauseWithinReading(u32 milliseconds) {
+  constexpr u32 kLongestMs = 250;
+  std::this_thread::sleep_for(OperationDeadline::Within(std::chrono::milliseconds(std::min(milliseconds, kLongestMs))));
+}
+
+std::unique_ptr<NodeFirmwareInventory> MakeFacade(const KelvarConnection::ConnectionInfo& info) {
+  BackendFactory parts;
+  parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpCIM>(info, PauseWithinReading);
+  parts.zmcApp = std::make_unique<zmcapp>(info, false, PauseWithinReading);
+  return BackendFactory::MakeFacade(std::move(parts));
+}
+
 class CimReading {
  public:
   CimReading(const ReadRequest& request, Model::Inventory& inventory)
-      : request_(request), inventory_(inventory), operations_(request.info) {}
+      : request_(request), inventory_(inventory), facade_(MakeFacade(request.info)), operations_(*facade_) {}
 
   void Run() {
     using Step = Model::FamilyResult (CimReading::*)();
@@ -118,13 +148,22 @@ class CimReading {
   /// Runs an operation with diagnostics of its own, which say why it failed.
   template <typename Operation>
   Code Try(Operation&& operation) {
+    if (unreachable_) {
+      failed_ = true;
+      reason_ = *unreachable_;
+      return NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
+    }
     Diagnostics met;
     const DiagnosticsScope scope(met);
     const Code code = operation();
+    answered_ = answered_ || code != NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
     if (code != NodeFirmwareInventory::INVENTORY_SUCCESS && code != NodeFirmwareInventory::INVENTORY_NO_INSTANCE) {
       failed_ = true;
       cause_ = met.Cause();
       reason_ = met.Detail();
+    }
+    if (!answered_) {
+      unreachable_ = reason_;
     }
     return code;
   }
@@ -132,8 +171,12 @@ class CimReading {
 
   const ReadRequest& request_;
   Model::Inventory& inventory_;
-  NodeFirmwareInventory operations_;
+  const std::unique_ptr<NodeFirmwareInventory> facade_;
+  NodeFirmwareInventory& operations_;
+  bool answered_ = false;                   ///< some operation had a connection
+  std::optional<std::string> unreachable_;  ///< why none had one; nothing more is tried then
   bool failed_ = false;
+  std::size_t logEntries_ = 0;  ///< of all logs, with those that are left out
   FailureCause cause_ = FailureCause::None;
   std::string reason_;
 };
@@ -174,7 +217,7 @@ Model::FamilyResult CimReading::ReadSystem() {
 Model::FamilyResult CimReading::ReadFirmware() {
   std::vector<KelvarNfw::NODEFIRMWAREBUILDID> list;
   Try([&] { return operations_.GetNodeFirmwareBuildID(list); });
-  std::set<std::string> ids;
+  UniqueIds ids;
   for (const auto& record : list) {
     for (const BuildRow& row : kBuilds) {
       Model::Firmware firmware;
@@ -185,7 +228,7 @@ Model::FamilyResult CimReading::ReadFirmware() {
       if (firmware.version.empty() || known) {
         continue;
       }
-      firmware.id = UniqueId(ids, row.name);
+      firmware.id = ids.IdFor(row.name);
       firmware.name = row.name;
       firmware.kind = row.kind;
       firmware.bank = row.bank;
@@ -199,7 +242,7 @@ Model::FamilyResult CimReading::ReadFirmware() {
 Model::FamilyResult CimReading::ReadComponents() {
   std::vector<OtherSystemVPD> list;
   Try([&] { return operations_.GetNodeOtherSystemVPD(list); });
-  std::set<std::string> ids;
+  UniqueIds ids;
   for (const OtherSystemVPD& told : list) {
     Model::Component component;
     component.name = CleanText(told.Name);
@@ -212,7 +255,7 @@ Model::FamilyResult CimReading::ReadComponents() {
     if (name.empty() && component.part_number.empty()) {
       continue;
     }
-    component.id = UniqueId(ids, name);
+    component.id = ids.IdFor(name);
     inventory_.components.push_back(std::move(component));
   }
   return Result(inventory_.components.size());
@@ -221,11 +264,11 @@ Model::FamilyResult CimReading::ReadComponents() {
 Model::FamilyResult CimReading::ReadSensors() {
   std::vector<KelvarNfw::NUMERICSENSORS> list;
   Try([&] { return operations_.GetZMCNumericSensors(list); });
-  std::set<std::string> ids;
+  UniqueIds ids;
   for (const KelvarNfw::NUMERICSENSORS& told : list) {
     Model::Sensor sensor;
     sensor.name = CleanText(told.ElementName);
-    sensor.id = UniqueId(ids, CleanText(told.DeviceID).empty() ? sensor.name : CleanText(told.DeviceID));
+    sensor.id = ids.IdFor(CleanText(told.DeviceID).empty() ? sensor.name : CleanText(told.DeviceID));
     CimUnit unit = UnitOfCim(told.BaseUnits);
     sensor.kind = std::move(unit.kind);
     sensor.unit = std::move(unit.unit);
@@ -241,11 +284,11 @@ Model::FamilyResult CimReading::ReadSensors() {
 Model::FamilyResult CimReading::ReadLeds() {
   std::vector<KelvarNfw::INDICATORLEDS> list;
   Try([&] { return operations_.GetZMCIndicatorLED(list); });
-  std::set<std::string> ids;
+  UniqueIds ids;
   for (const KelvarNfw::INDICATORLEDS& told : list) {
     Model::Led led;
     led.name = CleanText(told.ElementName);
-    led.id = UniqueId(ids, CleanText(told.DeviceID).empty() ? led.name : CleanText(told.DeviceID));
+    led.id = ids.IdFor(CleanText(told.DeviceID).empty() ? led.name : CleanText(told.DeviceID));
     const std::string name = Lower(led.name);
     const bool locates = name.find("ident") != std::string::npos || name.find("locat") != std::string::npos;
     const bool faults = name.find("fault") != std::string::npos || name.find("health") != std::string::npos;
@@ -259,12 +302,13 @@ Model::FamilyResult CimReading::ReadLeds() {
 
 void CimReading::TakeLog(const char* log, const std::vector<KelvarNfw::ZMCMESSAGELOGDATA>& entries) {
   std::vector<Model::LogEntry> taken;
-  std::set<std::string> ids;
+  UniqueIds ids;
   const auto since = Instant(request_.options.log_since);
+  logEntries_ += entries.size();
   for (const KelvarNfw::ZMCMESSAGELOGDATA& told : entries) {
     Model::LogEntry entry;
     entry.log = log;
-    entry.id = UniqueId(ids, std::string(log) + '/' + CleanText(told.EventSequenceNumber));
+    entry.id = ids.IdFor(std::string(log) + '/' + CleanText(told.EventSequenceNumber));
     entry.created = DateTimeOfCim(told.CreationTimeStamp);
     entry.severity = SeverityOfCim(told.PerceivedSeverity);
     entry.message = Trim(told.Message);
@@ -281,7 +325,7 @@ void CimReading::TakeLog(const char* log, const std::vector<KelvarNfw::ZMCMESSAG
     }
   }
   const u32 limit = request_.options.log_limit;
-  if (limit != 0 && taken.size() > limit) {  // the oldest stand first
+  if (limit != 0 && taken.size() > limit) {  // the oldest come first
     taken.erase(taken.begin(), taken.end() - static_cast<std::ptrdiff_t>(limit));
   }
   if (request_.options.newest_first) {
@@ -305,7 +349,7 @@ Model::FamilyResult CimReading::ReadLogs() {
     Try([&, operation = operation] { return (operations_.*operation)(entries); });
     TakeLog(name, entries);
   }
-  return Result(inventory_.log_entries.size());
+  return Result(logEntries_);
 }
 
 void CimReading::TakeAddresses(Model::NetworkInterface& into,
@@ -366,6 +410,7 @@ Model::FamilyResult CimReading::ReadNetwork() {
 }  // namespace
 
 void ReadCim(const ReadRequest& request, Model::Inventory& inventory) {
+  const OperationDeadline deadline(request.SecondsLeft());
   CimReading(request, inventory).Run();
 }
 

@@ -7,9 +7,9 @@ namespace Kelvar::Reader {
 
 // Words and dates of the fixed operations' records over CIM, as the model has them.
 
-/// "20260314" and "2026-03-14" -> "2026-03-14"; empty for what is no date.
+/// "20260314" and "2026-03-14" -> "2026-03-14"; empty for what is not a date.
 std::string DateOfBuild(std::string_view text);
-/// "20260314080112.000000+060" -> "2026-03-14T08:01:12.000000+01:00"; empty for what is no time.
+/// "20260314080112.000000+060" -> "2026-03-14T08:01:12.000000+01:00"; empty for what is not a time.
 std::string DateTimeOfCim(std::string_view text);
 
 /// "Degraded/Warning" -> "warning"; "unknown" for words that grade nothing.

@@ -5,37 +5,18 @@
 #include <thread>
 
 #include "common/log/LogMacros.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
 
 namespace {
 
-constexpr u8 kInvalidCommand = 0xC1;
 constexpr u8 kDenied = 0xD4;
 constexpr u8 kFirmwareFirewall = 0xD6;
 
-bool IsBusy(u8 code) noexcept {
-  switch (code) {
-    case 0xC0:
-    case 0xC3:
-    case 0xCE:
-    case 0xCF:
-    case 0xD0:
-    case 0xD1:
-    case 0xD2:
-    case 0xD3:
-      return true;
-    default:
-      return false;
-  }
-}
-
 /// Storage that is busy, such as the EEPROM of a FRU: the transport has asked again already.
 bool IsBusyStorage(u8 code, u8 netFn) noexcept {
-  constexpr u8 kStorage = 0x0A;
-  constexpr u8 kNodeBusy = 0xC0;
-  constexpr u8 kDeviceBusy = 0x81;
-  return netFn == kStorage && (code == kNodeBusy || code == kDeviceBusy);
+  return netFn == kNetFnStorage && (code == kCodeNodeBusy || code == kCodeFruBusy);
 }
 
 Outcome OutcomeOf(u8 code) noexcept {
@@ -43,7 +24,7 @@ Outcome OutcomeOf(u8 code) noexcept {
     case 0x00:
       return Outcome::Done;
     case 0x80:  // parameter not supported
-    case kInvalidCommand:
+    case kCodeInvalidCommand:
     case 0xC2:
     case 0xD5:
     case kFirmwareFirewall:
@@ -66,11 +47,43 @@ Outcome OutcomeOf(u8 code) noexcept {
   }
 }
 
-u16 KeyOf(const IPMICOMMAND& command) noexcept {
-  return static_cast<u16>(command.netFn << 8 | command.command);
+std::string CodeText(u8 code) {
+  std::array<char, 32> text{};
+  (void)std::snprintf(text.data(), text.size(), "completion code 0x%02x", unsigned{code});
+  return text.data();
+}
+
+/// The bus was busy, or disturbed.
+bool IsPassing(u8 code) noexcept {
+  return code == 0x81 || code == 0x82 || IsBusyCode(code);
+}
+
+/// Send Message itself is what the target refuses: the next one would fare no better.
+bool IsNoBridge(u8 code) noexcept {
+  return code == kCodeInvalidCommand || code == kDenied || code == kFirmwareFirewall || code == 0xCC || code == 0xC9;
+}
+
+/// A command about one sensor, record or FRU device: what is refused may be that one alone.
+bool NamesItem(const IPMICOMMAND& command) noexcept {
+  return !command.data.empty() && (command.netFn == kNetFnSensorEvent || command.netFn == kNetFnStorage);
+}
+
+/// Logical units of a satellite are reached, or not, together.
+ControllerAddress PlaceOf(const ControllerAddress& to) noexcept {
+  return {to.address, to.channel, to.IsBridged() ? u8{0} : to.lun};
 }
 
 }  // namespace
+
+std::string NameOf(const ControllerAddress& place) {
+  std::array<char, 32> text{};
+  if (place.IsBridged()) {
+    (void)std::snprintf(text.data(), text.size(), "controller 0x%02x", unsigned{place.address});
+  } else if (!place.IsPlain()) {
+    (void)std::snprintf(text.data(), text.size(), "logical unit %u", unsigned{place.lun});
+  }
+  return text.data();
+}
 
 Clock::TimePoint SystemClock::Now() {
   return std::chrono::steady_clock::now();
@@ -93,9 +106,11 @@ std::string CommandReply::Text() const {
   if (outcome == Outcome::Denied) {
     return "the privilege does not suffice";
   }
-  std::array<char, 32> text{};
-  (void)std::snprintf(text.data(), text.size(), "completion code 0x%02x", unsigned{completionCode});
-  return outcome == Outcome::Done ? "unusable response" : text.data();
+  if (outcome == Outcome::Unreached || outcome == Outcome::GivenUp) {
+    const std::string why = completionCode == 0xFF ? "no response" : "not handed on: " + CodeText(completionCode);
+    return why + (outcome == Outcome::GivenUp ? "; given up" : "");
+  }
+  return completionCode == 0 ? "unusable response" : CodeText(completionCode);
 }
 
 FailureCause CommandReply::Cause() const noexcept {
@@ -106,6 +121,8 @@ FailureCause CommandReply::Cause() const noexcept {
     case Outcome::NotOffered:
     case Outcome::NotPresent:
     case Outcome::Denied:
+    case Outcome::Unreached:
+    case Outcome::GivenUp:
       return FailureCause::NotOffered;
     case Outcome::Late:
       return FailureCause::Deadline;
@@ -114,52 +131,153 @@ FailureCause CommandReply::Cause() const noexcept {
   }
 }
 
-CommandReply CommandRunner::Run(u8 netFn, u8 command, std::vector<u8> data) {
+CommandReply CommandRunner::Run(const ControllerAddress& to, u8 netFn, u8 command, std::vector<u8> data) {
   const IPMICOMMAND request{command, std::move(data), netFn};
-  if (const auto refusal = refused_.find(KeyOf(request)); refusal != refused_.end()) {
+  if (const auto refusal = refused_.find({to, netFn, command}); refusal != refused_.end()) {
     return {OutcomeOf(refusal->second), refusal->second, {}};
   }
-  CommandReply reply = Once(request);
-  for (unsigned attempt = 0; MayRetry(reply, netFn, attempt) && !IsOver(); ++attempt) {
-    reply = Once(request);
+  if (mute_.count({to, netFn, command}) != 0) {
+    return {Outcome::Silent, 0xFF, {}};
   }
-  constexpr u8 kTransport = 0x0C;  // whose parameters ask for different privileges
-  const u8 code = reply.completionCode;
-  if (code == kInvalidCommand || code == kFirmwareFirewall || (code == kDenied && netFn != kTransport)) {
-    refused_[KeyOf(request)] = code;
+  CommandReply reply = Answer(to, request);
+  if (!to.IsPlain()) {
+    NoteReach(to, reply);
+  }
+  if (reply.outcome == Outcome::Silent) {
+    TellSilence(request);
+  } else if (reply.outcome != Outcome::Unreached && reply.outcome != Outcome::GivenUp) {
+    Remember(to, request, reply);
   }
   return reply;
 }
 
-CommandReply CommandRunner::Once(const IPMICOMMAND& command) {
+CommandReply CommandRunner::Answer(const ControllerAddress& to, const IPMICOMMAND& command) {
+  const auto known = to.IsPlain() ? ahead_.find({command.netFn, command.command, command.data}) : ahead_.end();
+  if (known != ahead_.end()) {
+    return std::move(ahead_.extract(known).mapped());
+  }
+  CommandReply reply = Once(to, command);
+  for (unsigned attempt = 0; MayRetry(reply, command.netFn, attempt) && !IsOver(); ++attempt) {
+    reply = Once(to, command);
+  }
+  return reply;
+}
+
+std::vector<const CommandReply*> CommandRunner::PrefetchMore(u8 netFn, u8 command,
+                                                             const std::vector<std::vector<u8>>& requests) {
+  std::vector<const CommandReply*> replies(requests.size());
+  const Command kind{ControllerAddress(), netFn, command};
+  if (requests.size() < 2 || requests.size() > kMostAhead || refused_.count(kind) != 0 || mute_.count(kind) != 0 ||
+      IsOver()) {
+    return replies;
+  }
+  std::vector<Kelvar::Ipmi::QueuedCommand> queue;
+  for (const std::vector<u8>& data : requests) {
+    queue.push_back({{command, data, netFn}});
+  }
+  client_.SendAhead(queue);
+  for (std::size_t at = 0; at < queue.size(); ++at) {
+    Kelvar::Ipmi::QueuedCommand& queued = queue[at];
+    const Outcome outcome = OutcomeOf(queued.completionCode);
+    // What may be answered otherwise when it is asked again, is asked again.
+    if (queued.answered && (outcome == Outcome::Done || outcome == Outcome::NotPresent)) {
+      silences_ = 0;
+      replies[at] = &(
+          ahead_[{netFn, command, queued.command.data}] = {outcome, queued.completionCode, std::move(queued.response)});
+    }
+  }
+  return replies;
+}
+
+void CommandRunner::Remember(const ControllerAddress& to, const IPMICOMMAND& command, const CommandReply& reply) {
+  const u8 code = reply.completionCode;
+  const Command kind{to, command.netFn, command.command};
+  const bool refused =
+      code == kCodeInvalidCommand || code == kFirmwareFirewall || (code == kDenied && command.netFn != kNetFnTransport);
+  unsigned& refusals = refusals_[kind];
+  refusals = refused ? refusals + 1 : 0;
+  if (reply.Ok()) {
+    performed_.insert(kind);
+  }
+  const bool missing = !NamesItem(command) || (refusals >= kMostRefusals && performed_.count(kind) == 0);
+  if (refused && missing) {
+    refused_[kind] = code;
+  }
+  if (to.IsPlain()) {
+    busyCommands_ = reply.outcome == Outcome::Failed && IsBusyCode(code) ? busyCommands_ + 1 : 0;
+  }
+}
+
+/// Some targets drop what they do not know: only one that does not answer to its name either is gone.
+void CommandRunner::TellSilence(const IPMICOMMAND& command) {
+  if (++silences_ != kMostSilences || IsLate()) {
+    return;
+  }
+  silences_ = 0;
+  if (Once({}, {kGetDeviceId, {}, kNetFnApplication}).outcome != Outcome::Silent) {
+    mute_.insert({ControllerAddress(), command.netFn, command.command});
+    return;
+  }
+  silences_ = kMostSilences;
+}
+
+CommandReply CommandRunner::Once(const ControllerAddress& to, const IPMICOMMAND& command) {
   CommandReply reply;
   if (IsOver()) {
     reply.outcome = IsLate() ? Outcome::Late : Outcome::Stopped;
     return reply;
   }
+  if (const auto place = unreached_.find(PlaceOf(to)); place != unreached_.end() && place->second >= kMostUnreached) {
+    reply.outcome = Outcome::GivenUp;
+    return reply;
+  }
+  int failure = Kelvar::Ipmi::kSendNoAnswer;
   try {
-    if (client_.send(command, reply.data, reply.completionCode) == 0) {
-      silences_ = 0;
-      reply.outcome = OutcomeOf(reply.completionCode);
-      return reply;
-    }
+    failure = client_.SendTo(to, command, reply.data, reply.completionCode);
   } catch (const IpmiException& exception) {
     KELVAR_LOG(1) << "IPMI reading: the transport failed: " << exception.getErrorMsg();
   }
-  ++silences_;
-  reply.data.clear();
-  reply.outcome = Outcome::Silent;
+  if (failure != 0) {
+    return Unanswered(to, failure, reply.completionCode);
+  }
+  silences_ = to.IsPlain() ? 0 : silences_;
+  reply.outcome = OutcomeOf(reply.completionCode);
   return reply;
+}
+
+CommandReply CommandRunner::Unanswered(const ControllerAddress& to, int failure, u8 completionCode) {
+  if (to.IsPlain()) {
+    return {Outcome::Silent, completionCode, {}};
+  }
+  return {Outcome::Unreached, failure == Kelvar::Ipmi::kSendNotHandedOn ? completionCode : u8{0xFF}, {}};
+}
+
+void CommandRunner::NoteReach(const ControllerAddress& to, const CommandReply& reply) {
+  if (reply.outcome == Outcome::Late || reply.outcome == Outcome::Stopped) {
+    return;
+  }
+  unsigned& failures = unreached_[PlaceOf(to)];
+  if (reply.outcome == Outcome::Unreached) {
+    failures = IsNoBridge(reply.completionCode) ? kMostUnreached : failures + 1;
+    if (failures >= kMostUnreached) {
+      KELVAR_LOG(2) << "IPMI reading: " << NameOf(to) << " is given up: " << reply.Text();
+    }
+  } else if (reply.outcome != Outcome::GivenUp) {
+    failures = 0;
+  }
 }
 
 bool CommandRunner::MayRetry(const CommandReply& reply, u8 netFn, unsigned attempt) {
   static constexpr std::array<std::chrono::milliseconds, 4> kPauses = {
       std::chrono::milliseconds(50), std::chrono::milliseconds(100), std::chrono::milliseconds(200),
       std::chrono::milliseconds(500)};
-  if (reply.outcome != Outcome::Failed || IsBusyStorage(reply.completionCode, netFn)) {
-    return false;
+  constexpr unsigned kPatience = 3;
+  std::size_t tries = 0;
+  if (reply.outcome == Outcome::Unreached) {
+    tries = IsPassing(reply.completionCode) ? 2 : 0;
+  } else if (reply.outcome == Outcome::Failed && !IsBusyStorage(reply.completionCode, netFn)) {
+    tries = IsBusyCode(reply.completionCode) && busyCommands_ < kPatience ? kPauses.size() : 1;
   }
-  const std::size_t tries = IsBusy(reply.completionCode) ? kPauses.size() : 1;
   if (attempt >= tries) {
     return false;
   }

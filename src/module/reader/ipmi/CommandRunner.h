@@ -3,14 +3,21 @@
 #include <chrono>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <kelvar/Diagnostics.h>
 
-#include "transport/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/AddressedCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
+
+using Kelvar::Ipmi::ControllerAddress;
+
+/// "controller 0x2c", "logical unit 3"; for the service processor's own commands "".
+std::string NameOf(const ControllerAddress& place);
 
 /// Time, as a reading needs it.
 class Clock {
@@ -35,10 +42,12 @@ enum class Outcome : u8 {
   Denied,         ///< the session's privilege does not suffice
   LengthRefused,  ///< asked for too many bytes
   ReservationLost,
-  Failed,   ///< busy for too long, an unspecified error, or another code
-  Silent,   ///< no response
-  Late,     ///< not sent: the deadline has passed
-  Stopped,  ///< not sent: the target has stopped responding
+  Failed,     ///< busy for too long, an unspecified error, or another code
+  Silent,     ///< no response
+  Late,       ///< not sent: the deadline has passed
+  Stopped,    ///< not sent: the target has stopped responding
+  Unreached,  ///< a satellite or another logical unit did not respond, or the target could not hand the command on
+  GivenUp,    ///< not sent: it was unreached too often
 };
 
 struct CommandReply {
@@ -57,15 +66,31 @@ struct CommandReply {
 
 /// Performs commands in an open session and sorts their results.
 ///
-/// A busy target is asked again after growing pauses, a few times. A command that the target does not have is
-/// remembered and not sent again; so is one that asks for a higher privilege. After three commands in a row without a
-/// response nothing is sent any more.
+/// A busy target is asked again after growing pauses, a few times; once alone after three commands in a row that it was
+/// too busy for. A command that the target does not have is remembered and not sent again; so is one that asks for a
+/// higher privilege. One about a sensor, record or FRU device counts so when the target refused it for three in a row
+/// and performed it for none. After three commands in a row without a response the target is asked for its device ID:
+/// when it answers, the last one of the three is not sent again, else nothing is sent any more.
+///
+/// A satellite or logical unit that is unreached twice in a row is given up; that never counts against the target.
 class CommandRunner {
  public:
-  CommandRunner(IpmiClientInterface& client, Clock& clock, std::optional<Clock::TimePoint> deadline)
+  CommandRunner(Kelvar::Ipmi::AddressedCommands& client, Clock& clock, std::optional<Clock::TimePoint> deadline)
       : client_(client), clock_(clock), deadline_(deadline) {}
 
-  CommandReply Run(u8 netFn, u8 command, std::vector<u8> data = {});
+  CommandReply Run(u8 netFn, u8 command, std::vector<u8> data = {}) { return Run({}, netFn, command, std::move(data)); }
+  CommandReply Run(const ControllerAddress& to, u8 netFn, u8 command, std::vector<u8> data = {});
+
+  /// Asks for what Run will be asked for next, several under way at a time where the target bears it; what the target
+  /// answers so is what Run gives then, once. What was asked for ahead before, and not run, is forgotten. Gives the
+  /// replies that came, in the order of `requests`; null for the others.
+  std::vector<const CommandReply*> Prefetch(u8 netFn, u8 command, const std::vector<std::vector<u8>>& requests) {
+    ahead_.clear();
+    return PrefetchMore(netFn, command, requests);
+  }
+  /// The same without forgetting anything.
+  std::vector<const CommandReply*> PrefetchMore(u8 netFn, u8 command, const std::vector<std::vector<u8>>& requests);
+  static constexpr std::size_t kMostAhead = 64;
 
   /// The deadline has passed.
   bool IsLate() { return deadline_ && clock_.Now() >= *deadline_; }
@@ -75,14 +100,30 @@ class CommandRunner {
  private:
   static constexpr unsigned kMostSilences = 3;
 
-  CommandReply Once(const IPMICOMMAND& command);
-  bool MayRetry(const CommandReply& reply, u8 netFn, unsigned attempt);
+  static constexpr unsigned kMostUnreached = 2;
+  static constexpr unsigned kMostRefusals = 3;
+  using Command = std::tuple<ControllerAddress, u8, u8>;
 
-  IpmiClientInterface& client_;
+  CommandReply Answer(const ControllerAddress& to, const IPMICOMMAND& command);
+  CommandReply Once(const ControllerAddress& to, const IPMICOMMAND& command);
+  CommandReply Unanswered(const ControllerAddress& to, int failure, u8 completionCode);
+  void TellSilence(const IPMICOMMAND& command);
+  void Remember(const ControllerAddress& to, const IPMICOMMAND& command, const CommandReply& reply);
+  bool MayRetry(const CommandReply& reply, u8 netFn, unsigned attempt);
+  /// What a reply says of the place that it should have come from.
+  void NoteReach(const ControllerAddress& to, const CommandReply& reply);
+
+  Kelvar::Ipmi::AddressedCommands& client_;
   Clock& clock_;
   std::optional<Clock::TimePoint> deadline_;
-  std::map<u16, u8> refused_;  ///< completion codes of commands that are not sent again, by network function, command
-  unsigned silences_ = 0;
+  std::map<std::tuple<u8, u8, std::vector<u8>>, CommandReply> ahead_;  ///< replies that nobody asked for yet
+  std::map<Command, u8> refused_;         ///< completion codes of commands that are not sent again
+  std::map<Command, unsigned> refusals_;  ///< in a row
+  std::set<Command> performed_;
+  std::set<Command> mute_;  ///< commands that are not sent again, since they get no response
+  std::map<ControllerAddress, unsigned> unreached_;
+  unsigned silences_ = 0;      ///< in a row
+  unsigned busyCommands_ = 0;  ///< in a row, given up
 };
 
 }  // namespace Kelvar::Reader::Ipmi

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <set>
+#include <vector>
 
 #include "module/reader/ipmi/EntityNames.h"
 #include "module/reader/ipmi/FruReader.h"
@@ -21,6 +23,7 @@ std::string FirstOf(const std::string& first, const std::string& second) {
   return first.empty() ? second : first;
 }
 
+/// What a device is: the product, else the board, else the chassis that it is part of.
 void AddAreas(const FruInventory& fru, Component& component) {
   const FruProduct product = fru.product.value_or(FruProduct());
   const FruBoard board = fru.board.value_or(FruBoard());
@@ -29,9 +32,44 @@ void AddAreas(const FruInventory& fru, Component& component) {
   component.part_number = FirstOf(product.partNumber, board.partNumber);
   component.serial_number = FirstOf(product.serialNumber, board.serialNumber);
   component.asset_tag = product.assetTag;
+  if (fru.chassis && !fru.product && !fru.board) {
+    component.part_number = fru.chassis->partNumber;
+    component.serial_number = fru.chassis->serialNumber;
+  }
   component.power_capacity_watts = fru.records.capacityWatts;
   if (component.name.empty()) {
     component.name = component.model;
+  }
+}
+
+/// Whether numbers of an area are not those of its device.
+bool Differs(const Component& device, const std::string& partNumber, const std::string& serialNumber) {
+  return (!partNumber.empty() && partNumber != device.part_number) ||
+         (!serialNumber.empty() && serialNumber != device.serial_number);
+}
+
+Component PartOf(const Component& device, const char* kind, const std::string& partNumber,
+                 const std::string& serialNumber) {
+  Component part;
+  part.id = device.id + "-" + kind;
+  part.parent = device.id;
+  part.kind = kind;
+  part.name = device.name + " " + kind;
+  part.part_number = partNumber;
+  part.serial_number = serialNumber;
+  return part;
+}
+
+/// The board and the chassis of a device that has numbers of its own.
+void AddParts(const FruInventory& fru, const Component& device, std::vector<Component>& parts) {
+  if (fru.board && Differs(device, fru.board->partNumber, fru.board->serialNumber)) {
+    Component board = PartOf(device, "board", fru.board->partNumber, fru.board->serialNumber);
+    board.manufacturer = fru.board->manufacturer;
+    board.model = fru.board->productName;
+    parts.push_back(std::move(board));
+  }
+  if (fru.chassis && Differs(device, fru.chassis->partNumber, fru.chassis->serialNumber)) {
+    parts.push_back(PartOf(device, "chassis", fru.chassis->partNumber, fru.chassis->serialNumber));
   }
 }
 
@@ -66,15 +104,10 @@ void AddOwnFru(const FruInventory& fru, ReadingContext& context) {
   }
 }
 
-/// Why a device is not read; empty for one that is.
-const char* Unreadable(const FruLocator& locator) {
-  if (locator.accessAddress != kOwnAddress) {
-    return "its controller is reached over another bus only";
-  }
-  if (!locator.logical) {
-    return "an EEPROM without a controller of its own";
-  }
-  return locator.lun != 0 ? "on another logical unit" : "";
+std::string Description(const FruLocator& locator) {
+  const ControllerAddress place = PlaceOf(locator).at;
+  return "FRU device " + std::to_string(locator.fruId) + (place.IsPlain() ? "" : " of " + NameOf(place)) +
+         (locator.name.empty() ? "" : " (" + locator.name + ")");
 }
 
 void AddLocated(const FruLocator& locator, FruReader& reader, ReadingContext& context, FamilyProgress& progress) {
@@ -82,22 +115,20 @@ void AddLocated(const FruLocator& locator, FruReader& reader, ReadingContext& co
   component.id = ComponentIdOf(locator);
   component.kind = EntityKindOf(locator.entity.id).kind;
   component.name = locator.name;
-  const std::string what =
-      "FRU device " + std::to_string(locator.fruId) + (locator.name.empty() ? "" : " (" + locator.name + ")");
-  if (const char* why = Unreadable(locator); *why != '\0') {
-    progress.Miss(GapKind::Failure, FailureCause::NotOffered, what, why);
-  } else {
-    const FruInventory fru = ReadFru(reader, locator.fruId, what, progress, component.state);
-    AddAreas(fru, component);
-    if (component.kind == std::string("other") && fru.records.capacityWatts) {
-      component.kind = "power_supply";
-    }
+  const FruInventory fru = ReadFru(reader, PlaceOf(locator), Description(locator), progress, component.state);
+  AddAreas(fru, component);
+  if (component.kind == std::string("other") && fru.records.capacityWatts) {
+    component.kind = "power_supply";
   }
   if (component.name.empty()) {
     component.name = "FRU device " + std::to_string(locator.fruId);
   }
   component.parent = context.ContainerOf(locator.entity);
-  context.inventory.components.push_back(std::move(component));
+  std::vector<Component> parts;
+  AddParts(fru, component, parts);
+  auto& components = context.inventory.components;
+  components.push_back(std::move(component));
+  components.insert(components.end(), std::make_move_iterator(parts.begin()), std::make_move_iterator(parts.end()));
 }
 
 }  // namespace

@@ -13,6 +13,8 @@ namespace {
 using Text::ByteReader;
 using Guid = std::array<u8, 16>;
 
+constexpr u8 kUcs2 = 2;
+
 /// "2.45": the minor revision is BCD, but not every target keeps to that.
 std::string RevisionText(u8 major, u8 minor) {
   const bool bcd = (minor >> 4) <= 9 && (minor & 0x0F) <= 9;
@@ -50,6 +52,21 @@ std::string RfcText(const Guid& guid) {
     text.insert(at, 1, '-');
   }
   return text;
+}
+
+/// The bits of a self test that found corrupted or inaccessible data or devices.
+std::string CorruptedParts(u8 bits) {
+  static constexpr std::array<const char*, 8> kParts = {
+      "controller firmware corrupted",         "update firmware corrupted", "internal use area of the FRU corrupted",
+      "sensor data repository empty",          "IPMB does not respond",     "FRU device not accessible",
+      "sensor data repository not accessible", "event log not accessible"};
+  std::string text;
+  for (std::size_t bit = 0; bit < kParts.size(); ++bit) {
+    if ((bits & (1U << bit)) != 0) {
+      text += (text.empty() ? "" : ", ") + std::string(kParts[bit]);
+    }
+  }
+  return text.empty() ? "corrupted or inaccessible data or devices" : text;
 }
 
 }  // namespace
@@ -98,7 +115,9 @@ std::string GuidText(std::span<const u8> data) {
       return RfcText(*std::find_if(orders.begin(), orders.end(), fits));
     }
   }
-  return RfcText(orders.front());
+  // More than one order fits: that of SMBIOS is the most usual. None does: that of the standard.
+  const auto fitting = std::find_if(orders.begin(), orders.end(), HasValidFields);
+  return RfcText(fitting != orders.end() ? *fitting : Reversed(sent));
 }
 
 std::optional<ChassisStatus> ParseChassisStatus(std::span<const u8> data) {
@@ -121,6 +140,28 @@ std::optional<ChassisStatus> ParseChassisStatus(std::span<const u8> data) {
   return status;
 }
 
+SelfTest ParseSelfTest(std::span<const u8> data) {
+  constexpr u8 kGood = 0x55;
+  constexpr u8 kNotImplemented = 0x56;
+  constexpr u8 kCorrupted = 0x57;
+  constexpr u8 kFatal = 0x58;
+  constexpr u8 kReserved = 0xFF;
+  using Model::Health;
+  ByteReader reader(data);
+  const u8 result = reader.U8();
+  if (!reader.Ok() || result == kNotImplemented || result == kReserved) {
+    return {};
+  }
+  if (result == kGood) {
+    return {Health::Ok, {}};
+  }
+  if (result == kFatal) {
+    return {Health::Critical, "self test: fatal hardware error"};
+  }
+  return {Health::Warning,
+          "self test: " + (result == kCorrupted ? CorruptedParts(reader.U8()) : "device-specific failure")};
+}
+
 bool SystemInfoText::AddBlock(std::span<const u8> block) {
   if (first_) {
     if (block.size() < 2) {
@@ -133,11 +174,11 @@ bool SystemInfoText::AddBlock(std::span<const u8> block) {
   }
   const std::size_t taken = std::min(block.size(), length_ - std::min(length_, bytes_.size()));
   bytes_.insert(bytes_.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(taken));
+  ended_ = encoding_ != kUcs2 && std::find(bytes_.begin(), bytes_.end(), u8{0}) != bytes_.end();
   return taken > 0 || IsComplete();
 }
 
 std::string SystemInfoText::Decode() const {
-  constexpr u8 kUcs2 = 2;
   return WithoutPlaceholder(encoding_ == kUcs2 ? DecodeUtf16(bytes_) : DecodeLatin1(bytes_));
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <kelvar/Types.h>
+#include <kelvar/Inventory.h>
 
 namespace Kelvar::Reader::Ipmi {
 
@@ -31,7 +31,8 @@ std::optional<DeviceId> ParseDeviceId(std::span<const u8> data);
 
 /// A GUID in RFC 4122 form. Targets send it reversed as the IPMI standard has it, in SMBIOS order (first three fields
 /// with the low byte first), or in RFC order; the order is found by the version and variant fields, where only one
-/// order gives valid ones. SMBIOS order, the most usual one, otherwise. Empty for all zeros and all ones.
+/// order gives valid ones. Where more do, SMBIOS order, the most usual one, is taken first; where none does, that of
+/// the standard. Empty for all zeros and all ones.
 std::string GuidText(std::span<const u8> data);
 
 /// Get Chassis Status.
@@ -45,17 +46,25 @@ struct ChassisStatus {
 };
 std::optional<ChassisStatus> ParseChassisStatus(std::span<const u8> data);
 
+/// Get Self Test Results, as the health of the controller and, where something is wrong, words for it.
+struct SelfTest {
+  Model::Health health = Model::Health::Unknown;
+  std::string text;
+};
+SelfTest ParseSelfTest(std::span<const u8> data);
+
 /// Get System Info Parameters: the blocks of one text, each without the parameter's revision and set selector.
-/// The first block begins with encoding and length.
+/// The first block begins with encoding and length. A NUL ends a text of single bytes before its length.
 class SystemInfoText {
  public:
-  /// False for a block that cannot be used.
+  /// False for an invalid block.
   bool AddBlock(std::span<const u8> block);
-  bool IsComplete() const noexcept { return bytes_.size() >= length_; }
+  bool IsComplete() const noexcept { return !first_ && (ended_ || bytes_.size() >= length_); }
   std::string Decode() const;
 
  private:
   bool first_ = true;
+  bool ended_ = false;
   u8 encoding_ = 0;
   std::size_t length_ = 0;
   std::vector<u8> bytes_;

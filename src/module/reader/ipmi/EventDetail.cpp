@@ -4,6 +4,7 @@
 #include <span>
 
 #include "module/reader/ipmi/SelRecord.h"
+#include "module/reader/ipmi/SensorStates.h"
 
 namespace Kelvar::Reader::Ipmi {
 
@@ -81,7 +82,7 @@ std::string Numbered(const char* word, unsigned number) {
 /// The meaning of event data 2; empty without one.
 std::string SecondByte(const SelEvent& event) {
   const unsigned value = event.data[1];
-  switch (event.sensorType << 8 | event.Offset()) {
+  switch (static_cast<unsigned>(event.sensorType) << 8 | event.Offset()) {
     case 0x0F00:
       return Word(kPostErrors, value);
     case 0x0F01:
@@ -89,6 +90,14 @@ std::string SecondByte(const SelEvent& event) {
       return Word(kProgress, value);
     case 0x1D07:
       return Word(kRestartCauses, value & 0x0F);
+    case 0x1000:
+      return Numbered("memory module", value);
+    case 0x2804:
+      return Numbered("sensor", value);
+    case 0x2805:
+      return Numbered("FRU device", value);
+    case 0x0504:
+      return Numbered("network controller", value);
     default:
       break;
   }
@@ -118,10 +127,24 @@ std::string ThirdByte(const SelEvent& event) {
   }
 }
 
+bool HasPreviousState(const SelEvent& event) noexcept {
+  constexpr u8 kPreviousState = 1;
+  return event.eventType != kThresholdEvents && (event.data[0] >> 6) == kPreviousState;
+}
+
 }  // namespace
+
+Model::Health SeverityOf(const SelEvent& event) noexcept {
+  constexpr u8 kSeverities = 0x07;  // the event type whose offsets they are
+  return HasPreviousState(event) ? StateOf(kSeverities, 0, event.data[1] >> 4U).severity : Model::Health::Unknown;
+}
 
 std::string DiscreteDetail(const SelEvent& event) {
   constexpr u8 kSensorSpecific = 3;
+  if (HasPreviousState(event)) {
+    const SensorState before = StateOf(event.eventType, event.sensorType, event.data[1] & 0x0F);
+    return before.text != nullptr ? std::string("before: ") + before.text : std::string();
+  }
   if (event.eventType != kSensorSpecificEvents) {
     return {};
   }

@@ -31,7 +31,7 @@ std::string ZoneText(int minutes) {
   return text.data();
 }
 
-/// Seconds east of UTC; nothing for what is no zone.
+/// Seconds east of UTC; nothing for what is not a zone.
 std::optional<int> ZoneOf(const std::string& text) {
   if (text.empty() || text == "Z" || text == "z") {
     return 0;

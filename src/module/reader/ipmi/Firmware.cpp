@@ -16,6 +16,19 @@ Model::Firmware Entry(const char* id, const char* name, const char* kind, std::s
   return firmware;
 }
 
+/// What runs now, else what is installed, as an agent of the operating system left it.
+void AddOperatingSystem(ReadingContext& context, FamilyProgress& progress) {
+  std::string name = ReadSystemInfo(context, kOsName, progress);
+  if (name.empty()) {
+    name = ReadSystemInfo(context, kPrimaryOsName, progress);
+  }
+  std::string version = ReadSystemInfo(context, kOsVersion, progress);
+  if (!name.empty() || !version.empty()) {
+    context.inventory.firmware.push_back(
+        Entry("os", name.empty() ? "Operating system" : name.c_str(), "other", std::move(version)));
+  }
+}
+
 }  // namespace
 
 void ReadFirmware(ReadingContext& context) {
@@ -28,11 +41,12 @@ void ReadFirmware(ReadingContext& context) {
       list.push_back(Entry("bmc-auxiliary", "BMC auxiliary revision", "bmc", HexText(*context.device->auxiliary)));
     }
   } else {
-    progress.Miss(GapKind::Unusable, FailureCause::BadData, "device ID", "the response is too short");
+    progress.Miss(context.deviceReply, "device ID");
   }
-  if (std::string version = ReadSystemInfo(context.commands, kSystemFirmwareVersion); !version.empty()) {
+  if (std::string version = ReadSystemInfo(context, kSystemFirmwareVersion, progress); !version.empty()) {
     list.push_back(Entry("system", "System firmware", "bios", std::move(version)));
   }
+  AddOperatingSystem(context, progress);
   context.inventory.ResultOf(Model::Family::Firmware) = progress.Result(!list.empty());
 }
 

@@ -27,11 +27,27 @@ bool IsEnglish(u8 language) noexcept {
   return language == 0 || language == 25;
 }
 
+/// All 8-bit texts of an area, joined; those of a few letters prove together what none proves alone.
+std::vector<u8> EightBitTexts(ByteReader fields) {
+  std::vector<u8> joined;
+  while (fields.Remaining() > 0) {
+    const u8 typeLength = fields.U8();
+    const Bytes bytes = typeLength == kEndOfFields ? Bytes() : fields.Bytes(typeLength & 0x3F);
+    if (typeLength == kEndOfFields || !fields.Ok()) {
+      break;
+    }
+    if (TextTypeOf(typeLength) == TextType::EightBit) {
+      joined.insert(joined.end(), bytes.begin(), bytes.end());
+    }
+  }
+  return joined;
+}
+
 /// The fields of an area, one after the other.
 class FieldReader {
  public:
   FieldReader(ByteReader& reader, bool english, const char* area, Faults& faults)
-      : reader_(reader), english_(english), area_(area), faults_(faults) {}
+      : reader_(reader), english_(english || IsPlainAscii(EightBitTexts(reader))), area_(area), faults_(faults) {}
 
   /// Empty from the end of the fields on.
   std::string Next() {
@@ -51,7 +67,7 @@ class FieldReader {
       return {};
     }
     const Bytes bytes = reader_.Bytes(length);
-    // An odd number of bytes is no UTF-16, whatever the language says.
+    // An odd number of bytes is not UTF-16, whatever the language says.
     const bool english = english_ || length % 2 != 0;
     return WithoutPlaceholder(DecodeFruText(TextTypeOf(typeLength), bytes, english));
   }
@@ -77,7 +93,7 @@ class FieldReader {
   bool ended_ = false;
 };
 
-/// The bytes of an area between its length and its checksum; nothing for an area that cannot be used.
+/// The bytes of an area between its length and its checksum; nothing for an invalid area.
 std::optional<Bytes> AreaBody(Bytes image, std::size_t offset, bool strict, const char* name, Faults& faults) {
   const auto fault = [&](const char* what, bool losesValues = true) {
     faults.push_back({std::string("the ") + name + " area " + what, losesValues});
@@ -218,6 +234,7 @@ FruInventory ParseFru(Bytes bytes) {
     fru.faults.push_back({"the common header is cut or has an unknown format"});
     return fru;
   }
+  fru.headerHolds = header->checksumHolds;
   if (!header->checksumHolds) {
     fru.faults.push_back({"the common header has a wrong checksum", false});
   }

@@ -56,6 +56,7 @@ struct FruInventory {
   std::optional<FruProduct> product;
   FruMultiRecords records;
   std::vector<FruFault> faults;
+  bool headerHolds = false;  ///< these are FRU data, whatever is wrong with them
 
   bool IsEmpty() const noexcept { return !chassis && !board && !product; }
 };

@@ -4,15 +4,15 @@
 #include <array>
 
 #include "common/text/ByteReader.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
 
 namespace {
 
-constexpr u8 kStorage = 0x0A;
-constexpr u8 kGetFruArea = 0x10;
-constexpr u8 kReadFru = 0x11;
 constexpr std::size_t kBlock = 8;
+constexpr std::size_t kEepromSize = 256;
+constexpr std::size_t kSafePiece = 16;  ///< what every target gives in one piece
 
 bool IsBlank(const std::vector<u8>& bytes) {
   const auto all = [&bytes](u8 value) {
@@ -23,12 +23,28 @@ bool IsBlank(const std::vector<u8>& bytes) {
 
 }  // namespace
 
-std::vector<u8> FruReader::Read(u8 device) {
-  if (!Open(device) || !LoadUpTo(kFruHeaderSize)) {
+FruPlace PlaceOf(const FruLocator& locator) {
+  constexpr u8 kPrivate = 0x01;
+  const bool direct = locator.accessAddress == 0;  // on the bus itself, without a controller
+  FruPlace place;
+  place.device = locator.fruId;
+  place.at.lun = locator.lun;
+  if (!direct && locator.accessAddress != Kelvar::Ipmi::kServiceProcessor) {
+    place.at = {locator.accessAddress, locator.channel, locator.lun};
+  }
+  if (!locator.logical) {
+    place.device &= 0xFE;
+    place.bus = static_cast<u8>(direct ? locator.channel << 4 : locator.bus << 1 | kPrivate);
+  }
+  return place;
+}
+
+std::vector<u8> FruReader::Read(const FruPlace& place) {
+  if (!Open(place) || !LoadUpTo(kFruHeaderSize)) {
     return std::move(bytes_);
   }
   const auto header = ParseFruHeader(bytes_);
-  if (!header) {
+  if (!header || (place.bus && !header->checksumHolds)) {
     return std::move(bytes_);
   }
   std::array<std::size_t, 3> areas = {header->chassis, header->board, header->product};
@@ -44,10 +60,15 @@ std::vector<u8> FruReader::Read(u8 device) {
   return std::move(bytes_);
 }
 
-bool FruReader::Open(u8 device) {
+bool FruReader::Open(const FruPlace& place) {
   bytes_.clear();
-  device_ = device;
-  reply_ = commands_.Run(kStorage, kGetFruArea, {device});
+  place_ = place;
+  if (place.bus) {
+    size_ = kEepromSize;
+    words_ = false;
+    return true;
+  }
+  reply_ = commands_.Run(place.at, kNetFnStorage, kGetFruAreaInfo, {place.device});
   if (!reply_.Ok()) {
     return false;
   }
@@ -90,11 +111,11 @@ bool FruReader::LoadPiece() {
   const std::size_t unit = words_ ? 2 : 1;
   const std::size_t offset = bytes_.size() / unit;
   const std::size_t left = (size_ - bytes_.size() + unit - 1) / unit;
-  const std::size_t count = std::min(left, std::max<std::size_t>(1, block_ / unit));
-  reply_ = commands_.Run(kStorage, kReadFru,
-                         {device_, static_cast<u8>(offset), static_cast<u8>(offset >> 8), static_cast<u8>(count)});
-  const bool tooLarge = reply_.outcome == Outcome::LengthRefused || reply_.outcome == Outcome::Silent;
-  if (tooLarge && Shrink()) {
+  const std::size_t count = std::min(left, std::max<std::size_t>(1, Block() / unit));
+  reply_ = place_.bus ? AskEeprom(offset, count) : Ask(offset, count);
+  const bool dropped = reply_.outcome == Outcome::Silent && block_ > kSafePiece;
+  if (dropped || (reply_.outcome == Outcome::LengthRefused && Shrink())) {
+    block_ = dropped ? kSafePiece : block_;
     return true;  // with nothing loaded yet
   }
   if (reply_.outcome == Outcome::NotPresent && !bytes_.empty()) {
@@ -105,9 +126,7 @@ bool FruReader::LoadPiece() {
   if (!reply_.Ok()) {
     return false;
   }
-  Text::ByteReader reader(reply_.data);
-  reader.Skip(1);  // count, which the data tell too
-  auto piece = reader.Rest();
+  std::span<const u8> piece = reply_.data;
   piece = piece.first(std::min(piece.size(), count * unit) / unit * unit);
   if (piece.empty()) {
     reply_.outcome = Outcome::Failed;
@@ -115,6 +134,32 @@ bool FruReader::LoadPiece() {
   }
   bytes_.insert(bytes_.end(), piece.begin(), piece.end());
   return true;
+}
+
+std::size_t FruReader::Block() const {
+  constexpr std::size_t kOfMasterRead = 32;  // every controller gives 34 bytes
+  const std::size_t block = place_.bus ? std::min(block_, kOfMasterRead) : block_;
+  const bool isHeader = place_.bus && bytes_.size() < kFruHeaderSize;
+  return isHeader ? kFruHeaderSize : place_.at.IsBridged() ? std::min(block, kSafePiece) : block;
+}
+
+CommandReply FruReader::Ask(std::size_t offset, std::size_t count) {
+  CommandReply reply =
+      commands_.Run(place_.at, kNetFnStorage, kReadFruData,
+                    {place_.device, static_cast<u8>(offset), static_cast<u8>(offset >> 8), static_cast<u8>(count)});
+  if (!reply.data.empty()) {
+    reply.data.erase(reply.data.begin());  // count, which the data tell too
+  }
+  return reply;
+}
+
+CommandReply FruReader::AskEeprom(std::size_t offset, std::size_t count) {
+  CommandReply reply = commands_.Run(place_.at, kNetFnApplication, kMasterWriteRead,
+                                     {*place_.bus, place_.device, static_cast<u8>(count), static_cast<u8>(offset)});
+  if (reply.outcome == Outcome::Failed && reply.completionCode == kCodeNoSuchDevice) {
+    reply.outcome = Outcome::NotPresent;
+  }
+  return reply;
 }
 
 bool FruReader::Shrink() {
@@ -127,11 +172,12 @@ bool FruReader::Shrink() {
   return true;
 }
 
-FruInventory ReadFru(FruReader& reader, u8 device, std::string_view what, FamilyProgress& progress,
+FruInventory ReadFru(FruReader& reader, const FruPlace& place, std::string_view what, FamilyProgress& progress,
                      std::string& state) {
-  const std::vector<u8> bytes = reader.Read(device);
+  const std::vector<u8> bytes = reader.Read(place);
   const CommandReply& reply = reader.LastReply();
-  if (!reply.Ok() && !reply.IsAbsent()) {
+  const bool unreadable = place.bus && reply.outcome == Outcome::NotOffered;
+  if (unreadable || (!reply.Ok() && !reply.IsAbsent())) {
     progress.Miss(reply, what);
   }
   if (bytes.empty() && reply.outcome == Outcome::NotPresent) {
@@ -142,7 +188,7 @@ FruInventory ReadFru(FruReader& reader, u8 device, std::string_view what, Family
   }
   FruInventory fru = ParseFru(bytes);
   for (const FruFault& fault : fru.faults) {
-    if (fault.losesValues && !fru.IsEmpty()) {
+    if (fault.losesValues && (fru.headerHolds || !fru.IsEmpty())) {
       progress.Miss(GapKind::Unusable, FailureCause::BadData, what, fault.text);
     } else {
       FamilyProgress::Note(what, fault.text);
@@ -155,7 +201,7 @@ const FruInventory& OwnFru(ReadingContext& context, FamilyProgress& progress) {
   if (!context.ownFru) {
     FruReader reader(context.commands);
     std::string state;
-    context.ownFru = ReadFru(reader, 0, "FRU device 0", progress, state);
+    context.ownFru = ReadFru(reader, {}, "FRU device 0", progress, state);
   }
   return *context.ownFru;
 }

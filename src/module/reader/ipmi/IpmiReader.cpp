@@ -22,7 +22,7 @@ bool IsLan(const ConnectionInfo& info) {
   return info.ConnectionCase == KelvarConnection::CONNECTION_CASE_IPMI_LAN;
 }
 
-std::unique_ptr<IpmiClientInterface> MakeClient(const ConnectionInfo& info) {
+std::unique_ptr<IpmiClient> MakeClient(const ConnectionInfo& info) {
   if (IsLan(info)) {
     return std::make_unique<IpmiClient>(info.Host, info.UserName, info.Password, std::to_string(info.Port),
                                         info.RemoteSessionArgument);
@@ -62,6 +62,19 @@ Ipmi::ReadingOptions OptionsOf(const ReadRequest& request) {
   return options;
 }
 
+constexpr std::size_t kUsualSuite = 3;
+constexpr std::size_t kStrongerSuite = 17;
+
+CONNECTIONSTATE Connect(IpmiClient& client, Diagnostics& setUp) {
+  const DiagnosticsScope scope(setUp);
+  return client.connect();
+}
+
+/// A target that refuses the usual suite may have the stronger one alone. Never the other way round.
+bool MayHaveStrongerSuite(const ConnectionInfo& info, const Diagnostics& setUp) {
+  return IsLan(info) && info.RemoteSessionArgument == kUsualSuite && setUp.Cause() == FailureCause::NotOffered;
+}
+
 /// `setUp` is what the transport met.
 void Fail(const ReadRequest& request, Model::Inventory& inventory, CONNECTIONSTATE state, const Diagnostics& setUp) {
   const FailureCause usual = state == IPMIAUTHFAIL ? FailureCause::LoginRefused : FailureCause::Unreachable;
@@ -72,25 +85,21 @@ void Fail(const ReadRequest& request, Model::Inventory& inventory, CONNECTIONSTA
   }
 }
 
-/// Whole seconds until the reading has to end, at least 1; 0 for no bound.
-u32 SecondsLeft(const ReadRequest& request) {
-  if (!request.deadline) {
-    return 0;
-  }
-  const auto left = std::chrono::ceil<std::chrono::seconds>(*request.deadline - std::chrono::steady_clock::now());
-  return static_cast<u32>(std::clamp<std::int64_t>(left.count(), 1, 0xFFFFFFFF));
-}
-
 }  // namespace
 
 void ReadIpmi(const ReadRequest& request, Model::Inventory& inventory) {
-  const std::unique_ptr<IpmiClientInterface> client = MakeClient(request.info);
-  const OperationDeadline deadline(SecondsLeft(request));
+  std::unique_ptr<IpmiClient> client = MakeClient(request.info);
+  const OperationDeadline deadline(request.SecondsLeft());
   Diagnostics setUp;
-  const CONNECTIONSTATE state = [&] {
-    const DiagnosticsScope scope(setUp);
-    return client->connect();
-  }();
+  CONNECTIONSTATE state = Connect(*client, setUp);
+  if (state != IPMICONNECTED && MayHaveStrongerSuite(request.info, setUp)) {
+    KELVAR_LOG(2) << "IPMI reading: cipher suite 3 is not offered, trying 17";
+    ConnectionInfo stronger = request.info;
+    stronger.RemoteSessionArgument = kStrongerSuite;
+    client = MakeClient(stronger);
+    setUp = Diagnostics();
+    state = Connect(*client, setUp);
+  }
   if (state != IPMICONNECTED) {
     Fail(request, inventory, state, setUp);
     return;

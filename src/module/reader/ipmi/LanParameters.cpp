@@ -84,7 +84,8 @@ std::string MacText(std::span<const u8> data) {
 std::optional<u32> VlanOf(std::span<const u8> data) noexcept {
   Text::ByteReader reader(data);
   const u16 bits = reader.U16();
-  return (bits & 0x8000) != 0 ? std::optional<u32>(bits & 0x0FFF) : std::nullopt;
+  const u32 id = bits & 0x0FFF;
+  return (bits & 0x8000) != 0 && id != 0 && id != 0x0FFF ? std::optional<u32>(id) : std::nullopt;
 }
 
 std::string Ipv6Text(std::span<const u8> data) {

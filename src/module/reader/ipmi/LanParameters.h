@@ -17,6 +17,7 @@ enum class LanParameter : u8 {
   PrimaryRmcpPort = 8,
   DefaultGateway = 12,
   Vlan = 20,
+  Ipv6Enables = 51,
   Ipv6Status = 55,
   Ipv6StaticAddress = 56,
   Ipv6DynamicAddress = 59,
@@ -34,7 +35,7 @@ std::optional<u32> PrefixLengthOf(std::span<const u8> mask) noexcept;
 const char* Ipv4Origin(u8 source) noexcept;
 /// In lower case with colons; empty for another length than 6, for all zeros and all ones.
 std::string MacText(std::span<const u8> data);
-/// The identifier, when it is on.
+/// The identifier, when it is on and is one (1 to 4094).
 std::optional<u32> VlanOf(std::span<const u8> data) noexcept;
 
 /// "2001:db8::7"; empty for another length than 16 and for "::".

@@ -4,21 +4,20 @@
 #include <tuple>
 
 #include "common/text/ByteReader.h"
+#include "module/reader/ipmi/ChainGuess.h"
 #include "module/reader/ipmi/EventTime.h"
 #include "module/reader/ipmi/ReadingContext.h"
 #include "module/reader/ipmi/SelRecord.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
 
 namespace {
 
-constexpr u8 kStorage = 0x0A;
-constexpr u8 kGetSelInfo = 0x40;
-constexpr u8 kReserveSel = 0x42;
-constexpr u8 kGetSelEntry = 0x43;
-constexpr u8 kGetUtcOffset = 0x5C;
 constexpr u16 kFirstEntry = 0x0000;
 constexpr u16 kLastEntry = 0xFFFF;
+constexpr u8 kWholeEntry = 0xFF;
+constexpr u8 kInvalidField = 0xCC;
 constexpr std::size_t kMostEntries = 65'535;
 
 struct Entry {
@@ -66,26 +65,54 @@ class SelWalk {
   }
 
   void Follow(u16 id, std::size_t limit) {
+    unsigned skipped = 0;  // in a row
     while (limit == 0 || records_.size() < limit) {
+      LookAhead(id, limit);
       const auto entry = Get(id);
       if (!entry) {
-        const bool none = records_.empty() && reply_.outcome == Outcome::NotPresent;
-        if (!none) {
-          progress_.Miss(reply_, "event log entry " + std::to_string(id));
+        if (!MaySkip(id, skipped) || ++id == kLastEntry) {
+          return;
         }
-        return;
+        continue;
       }
+      skipped = 0;
       if (!seen_.insert(entry->record.id).second || records_.size() >= kMostEntries) {
         progress_.Miss(GapKind::Unusable, FailureCause::BadData, "event log",
                        "the chain does not end: entry " + std::to_string(entry->record.id) + " follows again");
         return;
       }
       records_.push_back(entry->record);
-      id = entry->next;
+      guess_.Note(entry->record.id, entry->next);
+      id = Following(*entry);
       if (id == kLastEntry || id == kFirstEntry) {
         return;
       }
     }
+  }
+
+  /// An entry that names itself as the next one hides those after it.
+  u16 Following(const Entry& entry) {
+    const u16 own = entry.record.id;
+    if (entry.next != own || records_.size() >= count_) {
+      return entry.next;
+    }
+    progress_.Miss(GapKind::Unusable, FailureCause::BadData, "event log",
+                   "entry " + std::to_string(own) + " follows itself; the next number is tried");
+    return static_cast<u16>(own + 1);
+  }
+
+  /// After an entry that the target cannot give, the next numbers are worth a try; not all of them have an entry.
+  bool MaySkip(u16 id, unsigned& skipped) {
+    constexpr unsigned kMostSkipped = 4;
+    if (reply_.IsAbsent() && records_.empty() && skipped == 0) {
+      return false;  // no entries
+    }
+    if (skipped == 0 || !reply_.IsAbsent()) {
+      progress_.Miss(reply_, "event log entry " + std::to_string(id));
+    }
+    const bool ofEntry = reply_.Ok() || reply_.outcome == Outcome::Failed || reply_.outcome == Outcome::NotPresent ||
+                         reply_.outcome == Outcome::Silent;
+    return ofEntry && skipped++ < kMostSkipped;
   }
 
   std::optional<Entry> Get(u16 id) {
@@ -93,6 +120,13 @@ class SelWalk {
     reply_ = Ask(id);
     while (reply_.outcome == Outcome::ReservationLost && lost_++ < kMostLost) {
       Reserve();
+      reply_ = Ask(id);
+    }
+    lost_ = reply_.Ok() ? 0 : lost_;
+    const bool dropped = reply_.outcome == Outcome::Silent && records_.empty();
+    if (size_ == kWholeEntry &&
+        (dropped || reply_.outcome == Outcome::LengthRefused || reply_.completionCode == kInvalidField)) {
+      size_ = kSelRecordSize;
       reply_ = Ask(id);
     }
     Text::ByteReader reader(reply_.data);
@@ -106,16 +140,33 @@ class SelWalk {
     return entry;
   }
 
-  /// A whole entry: most targets ask for no reservation then.
-  CommandReply Ask(u16 id) {
-    constexpr u8 kWholeEntry = 0xFF;
-    return commands_.Run(kStorage, kGetSelEntry,
-                         {static_cast<u8>(reservation_), static_cast<u8>(reservation_ >> 8), static_cast<u8>(id),
-                          static_cast<u8>(id >> 8), 0, kWholeEntry});
+  /// Asks for the entries that are likely to follow.
+  void LookAhead(u16 id, std::size_t limit) {
+    const std::size_t read = records_.size();
+    const std::size_t end = limit == 0 ? count_ : std::min(limit, count_);
+    std::vector<std::vector<u8>> requests;
+    for (const u16 next : guess_.From(id, std::min(CommandRunner::kMostAhead, end - std::min(read, end)))) {
+      requests.push_back(RequestFor(next));
+    }
+    if (!requests.empty()) {
+      commands_.Prefetch(kNetFnStorage, kGetSelEntry, requests);
+    }
   }
 
+  /// A whole entry: most targets ask for no reservation then.
+  std::vector<u8> RequestFor(u16 id) const {
+    return {static_cast<u8>(reservation_),
+            static_cast<u8>(reservation_ >> 8),
+            static_cast<u8>(id),
+            static_cast<u8>(id >> 8),
+            0,
+            size_};
+  }
+
+  CommandReply Ask(u16 id) { return commands_.Run(kNetFnStorage, kGetSelEntry, RequestFor(id)); }
+
   void Reserve() {
-    const CommandReply reply = commands_.Run(kStorage, kReserveSel);
+    const CommandReply reply = commands_.Run(kNetFnStorage, kReserveSel);
     Text::ByteReader reader(reply.data);
     const u16 reservation = reader.U16();
     reservation_ = reply.Ok() && reader.Ok() ? reservation : 0;
@@ -126,13 +177,15 @@ class SelWalk {
   std::size_t count_;
   CommandReply reply_;
   u16 reservation_ = 0;
-  unsigned lost_ = 0;
+  u8 size_ = kWholeEntry;
+  unsigned lost_ = 0;  ///< reservations, in a row
+  ChainGuess guess_;
   std::vector<SelRecord> records_;
   std::set<u16> seen_;
 };
 
 std::optional<int> ReadUtcOffset(CommandRunner& commands) {
-  const CommandReply reply = commands.Run(kStorage, kGetUtcOffset);
+  const CommandReply reply = commands.Run(kNetFnStorage, kGetSelTimeOffset);
   Text::ByteReader reader(reply.data);
   const u16 bytes = reader.U16();
   return reply.Ok() && reader.Ok() ? UtcOffsetOf(bytes) : std::nullopt;
@@ -213,7 +266,7 @@ void AddEntries(ReadingContext& context, const std::vector<SelRecord>& records, 
 void ReadLogs(ReadingContext& context) {
   FamilyProgress progress("logs");
   Model::FamilyResult& result = context.inventory.ResultOf(Model::Family::Logs);
-  const CommandReply reply = context.commands.Run(kStorage, kGetSelInfo);
+  const CommandReply reply = context.commands.Run(kNetFnStorage, kGetSelInfo);
   Text::ByteReader reader(reply.data);
   reader.Skip(1);  // version
   const std::size_t count = reader.U16();

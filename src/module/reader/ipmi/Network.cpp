@@ -1,19 +1,20 @@
 #include <span>
 
 #include "common/text/ByteReader.h"
+#include "module/reader/ipmi/CipherSuites.h"
+#include "module/reader/ipmi/Dcmi.h"
 #include "module/reader/ipmi/LanParameters.h"
 #include "module/reader/ipmi/ReadingContext.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
 
 namespace {
 
-constexpr u8 kApplication = 0x06;
-constexpr u8 kGetChannelInfo = 0x42;
-constexpr u8 kTransport = 0x0C;
-constexpr u8 kGetLanParameters = 0x02;
 constexpr u8 kLastChannel = 0x0B;
+constexpr u8 kUsualLanChannel = 1;
 constexpr u8 kMediumLan = 0x04;
+constexpr u8 kMediumOtherLan = 0x06;
 constexpr u8 kMostSets = 16;
 
 /// Reads the parameters of one LAN channel.
@@ -29,7 +30,9 @@ class LanChannel {
     interface_.mac_address = MacText(Get(LanParameter::MacAddress));
     interface_.vlan = VlanOf(Get(LanParameter::Vlan));
     ReadIpv4();
-    ReadIpv6();
+    if (!IsIpv6Off()) {
+      ReadIpv6();
+    }
     return std::move(interface_);
   }
 
@@ -45,7 +48,7 @@ class LanChannel {
   /// Data without the parameter's revision; empty when the target does not have it.
   std::vector<u8> Get(LanParameter parameter, u8 set = 0) {
     CommandReply reply =
-        context_.commands.Run(kTransport, kGetLanParameters, {channel_, static_cast<u8>(parameter), set, 0});
+        context_.commands.Run(kNetFnTransport, kGetLanParameters, {channel_, static_cast<u8>(parameter), set, 0});
     if (!reply.Ok()) {
       if (!reply.IsAbsent()) {
         progress_.Miss(reply, "LAN parameter " + std::to_string(static_cast<unsigned>(parameter)) + " of channel " +
@@ -75,6 +78,12 @@ class LanChannel {
     address.prefix_length = PrefixLengthOf(Get(LanParameter::SubnetMask));
     address.gateway = Ipv4Text(Get(LanParameter::DefaultGateway));
     interface_.addresses.push_back(std::move(address));
+  }
+
+  bool IsIpv6Off() {
+    constexpr u8 kIpv4Only = 0;
+    const std::vector<u8> enables = Get(LanParameter::Ipv6Enables);
+    return !enables.empty() && enables[0] == kIpv4Only;
   }
 
   void ReadIpv6() {
@@ -122,39 +131,54 @@ class LanChannel {
   Model::NetworkInterface interface_;
 };
 
-bool IsLan(ReadingContext& context, FamilyProgress& progress, u8 channel) {
-  const CommandReply reply = context.commands.Run(kApplication, kGetChannelInfo, {channel});
-  if (!reply.Ok()) {
-    if (!reply.IsAbsent()) {
+/// The channels whose medium is a LAN; the usual one when the target does not tell media.
+std::vector<u8> LanChannels(ReadingContext& context, FamilyProgress& progress) {
+  std::vector<u8> channels;
+  for (u8 channel = 1; channel <= kLastChannel && !context.commands.IsOver(); ++channel) {
+    const CommandReply reply = context.commands.Run(kNetFnApplication, kGetChannelInfo, {channel});
+    if (!reply.Ok() && !reply.IsAbsent()) {
       progress.Miss(reply, "channel " + std::to_string(channel));
     }
-    return false;
+    if (reply.outcome == Outcome::NotOffered || reply.outcome == Outcome::Denied) {
+      return {kUsualLanChannel};
+    }
+    Text::ByteReader reader(reply.data);
+    reader.Skip(1);  // channel number
+    const u8 medium = reader.U8() & 0x7F;
+    if (reply.Ok() && (medium == kMediumLan || medium == kMediumOtherLan)) {
+      channels.push_back(channel);
+    }
   }
-  Text::ByteReader reader(reply.data);
-  reader.Skip(1);  // channel number
-  return (reader.U8() & 0x7F) == kMediumLan;
+  return channels;
+}
+
+void ReadChannel(ReadingContext& context, FamilyProgress& progress, u8 channel) {
+  LanChannel lan(context, progress, channel);
+  Model::NetworkInterface interface = lan.Read();
+  // A channel without parameters is none that a cable could be in.
+  if (!interface.mac_address.empty() || !interface.addresses.empty()) {
+    interface.host_name = ControllerName(context, progress);
+    context.inventory.network_interfaces.push_back(std::move(interface));
+  }
+  auto& services = context.inventory.network_services;
+  if (services.empty()) {
+    const auto port = lan.Port();
+    auto suites = ReadCipherSuites(context, channel, progress);
+    if (port || !suites.empty()) {
+      services.push_back({"ipmi", true, port, std::move(suites)});
+    }
+  }
 }
 
 }  // namespace
 
 void ReadNetwork(ReadingContext& context) {
   FamilyProgress progress("network");
-  auto& interfaces = context.inventory.network_interfaces;
-  for (u8 channel = 1; channel <= kLastChannel && !context.commands.IsOver(); ++channel) {
-    if (!IsLan(context, progress, channel)) {
-      continue;
-    }
-    LanChannel lan(context, progress, channel);
-    Model::NetworkInterface interface = lan.Read();
-    if (interface.mac_address.empty() && interface.addresses.empty()) {
-      continue;  // a channel without parameters is none that a cable could be in
-    }
-    interfaces.push_back(std::move(interface));
-    if (const auto port = context.inventory.network_services.empty() ? lan.Port() : std::nullopt) {
-      context.inventory.network_services.push_back({"ipmi", true, port});
-    }
+  for (const u8 channel : LanChannels(context, progress)) {
+    ReadChannel(context, progress, channel);
   }
-  context.inventory.ResultOf(Model::Family::Network) = progress.Result(!interfaces.empty());
+  context.inventory.ResultOf(Model::Family::Network) =
+      progress.Result(!context.inventory.network_interfaces.empty() || !context.inventory.network_services.empty());
 }
 
 }  // namespace Kelvar::Reader::Ipmi

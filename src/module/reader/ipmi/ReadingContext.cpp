@@ -4,6 +4,7 @@
 
 #include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
 
@@ -11,9 +12,6 @@ namespace {
 
 using Model::Family;
 using Model::FamilyStatus;
-
-constexpr u8 kApplication = 0x06;
-constexpr u8 kGetDeviceId = 0x01;
 
 void FailAll(const ReadingOptions& options, Model::Inventory& inventory, FailureCause cause, const std::string& why) {
   for (const Family family : options.families) {
@@ -118,16 +116,16 @@ const EntityKey* ReadingContext::ContainerEntity(const EntityKey& entity) const 
   return nullptr;
 }
 
-void ReadInventory(IpmiClientInterface& client, Clock& clock, const ReadingOptions& options,
+void ReadInventory(Kelvar::Ipmi::AddressedCommands& client, Clock& clock, const ReadingOptions& options,
                    Model::Inventory& inventory) {
   CommandRunner commands(client, clock, options.deadline);
   ReadingContext context(commands, options, inventory);
-  const CommandReply reply = commands.Run(kApplication, kGetDeviceId);
-  if (!reply.Ok()) {
+  const CommandReply& reply = context.deviceReply = commands.Run(kNetFnApplication, kGetDeviceId);
+  if (reply.outcome == Outcome::Silent || reply.outcome == Outcome::Late) {
     FailAll(options, inventory, reply.Cause(), "device ID: " + reply.Text());
     return;
   }
-  context.device = ParseDeviceId(reply.data);
+  context.device = reply.Ok() ? ParseDeviceId(reply.data) : std::nullopt;
   for (const auto& step : kOrder) {
     if (context.Wants(step.family)) {
       step.read(context);

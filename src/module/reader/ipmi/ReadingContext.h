@@ -73,12 +73,16 @@ struct ReadingContext {
   CommandRunner& commands;
   const ReadingOptions& options;
   Model::Inventory& inventory;
-  std::optional<DeviceId> device;
+  CommandReply deviceReply;
+  std::optional<DeviceId> device;  ///< nothing when the response is not one
   std::optional<ChassisStatus> chassis;
   std::optional<Repository> repository;
   /// Why the repository is not whole: what it would name is missing.
   std::optional<Model::FamilyResult> repositoryFailure;
   std::optional<FruInventory> ownFru;
+  std::map<u8, std::string> systemInfo;                ///< texts that were asked for, by parameter
+  std::optional<bool> hasDcmi;                         ///< nothing before the target was asked
+  std::optional<std::string> controllerName;           ///< nothing before the target was asked
   std::map<EntityKey, std::string> componentOfEntity;  ///< id of the component that stands for an entity
 
   bool Wants(Model::Family family) const;
@@ -111,14 +115,17 @@ const Repository& RepositoryOf(ReadingContext& context);
 const ChassisStatus* ChassisStatusOf(ReadingContext& context, FamilyProgress& progress);
 
 /// A text of Get System Info Parameters; empty when the target has none.
-std::string ReadSystemInfo(CommandRunner& commands, u8 parameter);
+std::string ReadSystemInfo(ReadingContext& context, u8 parameter, FamilyProgress& progress);
 /// Id of the component of a FRU device.
 std::string ComponentIdOf(const FruLocator& locator);
 constexpr u8 kSystemFirmwareVersion = 1;
 constexpr u8 kSystemName = 2;
+constexpr u8 kPrimaryOsName = 3;
+constexpr u8 kOsName = 4;
+constexpr u8 kOsVersion = 5;
 
-/// All wanted families of an open session. Device ID must have been answered.
-void ReadInventory(IpmiClientInterface& client, Clock& clock, const ReadingOptions& options,
+/// All wanted families of an open session.
+void ReadInventory(Kelvar::Ipmi::AddressedCommands& client, Clock& clock, const ReadingOptions& options,
                    Model::Inventory& inventory);
 
 }  // namespace Kelvar::Reader::Ipmi

@@ -1,95 +1,13 @@
-#include <set>
+#include <algorithm>
 
 #include "common/log/LogMacros.h"
-#include "common/text/ByteReader.h"
 #include "module/reader/ipmi/ReadingContext.h"
-#include "module/reader/ipmi/RecordReader.h"
+#include "module/reader/ipmi/RecordChain.h"
 #include "module/reader/ipmi/SdrCache.h"
 
 namespace Kelvar::Reader::Ipmi {
 
 namespace {
-
-using Records = std::vector<std::vector<u8>>;
-
-constexpr u16 kFirstRecord = 0x0000;
-constexpr u16 kLastRecord = 0xFFFF;
-constexpr std::size_t kMostRecords = 8192;
-
-struct Info {
-  RepositoryStamp stamp;
-  bool known = false;
-};
-
-Info ParseInfo(const RepositoryCommands& repository, const CommandReply& reply) {
-  Info info;
-  Text::ByteReader reader(reply.data);
-  if (repository.netFn == kMainRepository.netFn) {
-    reader.Skip(1);
-    info.stamp.count = reader.U16();
-    reader.Skip(2);
-    info.stamp.added = reader.U32();
-    info.stamp.erased = reader.U32();
-  } else {
-    info.stamp.count = reader.U8();
-    reader.Skip(1);
-    info.stamp.added = reader.U32();  // change indicator
-  }
-  info.known = reply.Ok() && reader.Ok();
-  return info;
-}
-
-/// Follows the chain of records. What is missing goes to `progress`.
-class ChainWalk {
- public:
-  ChainWalk(CommandRunner& commands, const RepositoryCommands& repository, FamilyProgress& progress)
-      : reader_(commands, repository), progress_(progress) {}
-
-  Records Run() {
-    u16 id = kFirstRecord;
-    do {
-      auto record = reader_.Read(id);
-      if (!record) {
-        if (reader_.LastReply().IsAbsent() && records_.empty()) {
-          break;  // no records
-        }
-        progress_.Miss(reader_.LastReply(), "sensor data record " + std::to_string(id));
-        if (skipped_ || !MaySkip(id)) {
-          break;
-        }
-        skipped_ = true;
-        ++id;
-        continue;
-      }
-      skipped_ = false;
-      records_.push_back(std::move(record->bytes));
-      id = record->next;
-    } while (id != kLastRecord && IsNew(id));
-    return std::move(records_);
-  }
-
- private:
-  /// After a record that the target cannot give, the next number is worth one try.
-  bool MaySkip(u16 id) const {
-    const Outcome outcome = reader_.LastReply().outcome;
-    return id != kFirstRecord && (outcome == Outcome::Failed || outcome == Outcome::NotPresent);
-  }
-
-  bool IsNew(u16 id) {
-    if (id != kFirstRecord && seen_.insert(id).second && records_.size() < kMostRecords) {
-      return true;
-    }
-    progress_.Miss(GapKind::Unusable, FailureCause::BadData, "sensor data records",
-                   "the chain does not end: record " + std::to_string(id) + " follows again");
-    return false;
-  }
-
-  RecordReader reader_;
-  FamilyProgress& progress_;
-  Records records_;
-  std::set<u16> seen_;
-  bool skipped_ = false;
-};
 
 void Add(SdrRecord&& record, Repository& repository) {
   if (auto* sensors = std::get_if<std::vector<SensorRecord>>(&record.body)) {
@@ -103,15 +21,31 @@ void Add(SdrRecord&& record, Repository& repository) {
   }
 }
 
-Repository Decode(const Records& records) {
+/// FRU device 0 of a satellite, which its own locator stands for where no other names it.
+void AddSatelliteFrus(Repository& repository) {
+  for (const ControllerLocator& controller : repository.controllers) {
+    auto& frus = repository.frus;
+    const bool named = std::any_of(frus.begin(), frus.end(), [&controller](const FruLocator& locator) {
+      return locator.logical && locator.accessAddress == controller.address && locator.fruId == 0;
+    });
+    if (controller.HasFru() && controller.address != Kelvar::Ipmi::kServiceProcessor && !named) {
+      frus.push_back({controller.address, 0, true, 0, 0, controller.channel, controller.entity, controller.name});
+    }
+  }
+}
+
+Repository Decode(const Records& records, FamilyProgress& progress) {
   Repository repository;
   for (const std::vector<u8>& bytes : records) {
     if (auto record = ParseSdrRecord(bytes)) {
       Add(std::move(*record), repository);
     } else {
-      FamilyProgress::Note("sensor data record", "shorter than its type requires");
+      const unsigned id = bytes.size() < 2 ? 0 : bytes[0] | static_cast<unsigned>(bytes[1] << 8);
+      progress.Miss(GapKind::Unusable, FailureCause::BadData, "sensor data record " + std::to_string(id),
+                    "shorter than its type requires");
     }
   }
+  AddSatelliteFrus(repository);
   return repository;
 }
 
@@ -131,25 +65,69 @@ const RepositoryCommands& CommandsFor(const std::optional<DeviceId>& device) {
   return device && device->hasDeviceSdrs && !device->HasSdrRepository() ? kDeviceRepository : kMainRepository;
 }
 
-void Fill(ReadingContext& context) {
-  FamilyProgress progress("sensor data records");
+/// A satellite's own records of its sensors, where the repository has none of them.
+void AddSatellite(ReadingContext& context, const ControllerLocator& satellite, FamilyProgress& progress) {
+  constexpr unsigned kMostRecordsOfSatellite = 64;  // each is several commands, and these are slow
+  const ControllerAddress place{satellite.address, satellite.channel, 0};
+  const RepositoryCommands commands = kDeviceRepository.At(place);
+  const RepositoryInfo info = ReadInfo(context.commands, commands);
+  if (info.reply.outcome == Outcome::Unreached || info.reply.outcome == Outcome::GivenUp) {
+    progress.Miss(info.reply, "sensor data records of " + NameOf(place));
+  }
+  if (!info.known || info.stamp.count > kMostRecordsOfSatellite) {
+    return;
+  }
+  Repository& repository = *context.repository;
+  Repository own = Decode(ReadChain(context.commands, commands, progress), progress);
+  for (SensorRecord& sensor : own.sensors) {
+    sensor.key.channel = satellite.channel;
+    repository.sensors.push_back(std::move(sensor));
+  }
+}
+
+void AddSatellites(ReadingContext& context, FamilyProgress& progress) {
+  constexpr std::size_t kMostSatellites = 32;
+  const std::vector<ControllerLocator> controllers = context.repository->controllers;
+  std::size_t count = 0;
+  for (const ControllerLocator& controller : controllers) {
+    const auto& sensors = context.repository->sensors;
+    const bool known = std::any_of(sensors.begin(), sensors.end(), [&controller](const SensorRecord& sensor) {
+      return sensor.key.owner == controller.address;
+    });
+    if (controller.address != Kelvar::Ipmi::kServiceProcessor && controller.HasSensors() && !known &&
+        count++ < kMostSatellites) {
+      AddSatellite(context, controller, progress);
+    }
+  }
+}
+
+/// The target's own records, from a cache where that holds.
+void FillOwn(ReadingContext& context, FamilyProgress& progress) {
   const RepositoryCommands& repository = CommandsFor(context.device);
-  const Info info = ParseInfo(repository, context.commands.Run(repository.netFn, repository.info));
+  const RepositoryInfo info = ReadInfo(context.commands, repository);
   const bool cached = info.known && context.device && !context.options.cacheName.empty();
   const SdrCache cache(context.options.cacheFolder);
   const std::string key = cached ? CacheKey(context.options.cacheName, *context.device) : std::string();
   if (const auto copy = cached ? cache.Find(key, info.stamp) : std::nullopt) {
     KELVAR_LOG(3) << "IPMI reading: " << copy->records.size() << " sensor data records from the cache";
-    context.repository = Decode(copy->records);
+    context.repository = Decode(copy->records, progress);
     return;
   }
-  const Records records = ChainWalk(context.commands, repository, progress).Run();
-  context.repository = Decode(records);
-  const Model::FamilyResult result = progress.Result(!records.empty());
+  const Records records = ReadChains(context.commands, repository, info, progress);
+  const bool whole = progress.Result(true).cause == FailureCause::None;
+  context.repository = Decode(records, progress);
+  if (whole && cached && !records.empty()) {
+    cache.Store(key, {info.stamp, records});
+  }
+}
+
+void Fill(ReadingContext& context) {
+  FamilyProgress progress("sensor data records");
+  FillOwn(context, progress);
+  AddSatellites(context, progress);
+  const Model::FamilyResult result = progress.Result(!context.repository->sensors.empty());
   if (result.cause != FailureCause::None) {
     context.repositoryFailure = result;
-  } else if (cached && !records.empty()) {
-    cache.Store(key, {info.stamp, records});
   }
 }
 

@@ -4,8 +4,11 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <mutex>
+#include <string_view>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -20,6 +23,8 @@ namespace {
 
 constexpr std::size_t kMostTargets = 1024;
 constexpr std::size_t kMostFileBytes = std::size_t{4} << 20;
+constexpr std::chrono::hours kForgotten(24 * 90);
+constexpr std::string_view kFilePrefix = "sdr-";
 constexpr char kMagic[] = "kelvar sensor data records 2\n";
 
 std::mutex heldMutex;
@@ -119,6 +124,52 @@ std::optional<std::string> ReadOwnFile(const std::string& path) {
   return count == status.st_size ? std::optional<std::string>(std::move(bytes)) : std::nullopt;
 }
 
+bool IsOlder(const struct stat& status, std::chrono::system_clock::time_point now, std::chrono::hours age) {
+  return std::chrono::system_clock::from_time_t(status.st_mtime) + age < now;
+}
+
+/// That a file was of use, to the day.
+void NoteUse(const std::string& path, std::chrono::system_clock::time_point now) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && IsOlder(status, now, std::chrono::hours(24))) {
+    const timespec time{std::chrono::system_clock::to_time_t(now), 0};
+    const timespec times[] = {time, time};
+    (void)utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW);
+  }
+}
+
+/// The name of a file of this cache, or of one that was not finished.
+bool IsOurs(const std::string& name) {
+  constexpr std::size_t kDigits = 16;
+  const std::size_t end = kFilePrefix.size() + kDigits;
+  return name.compare(0, kFilePrefix.size(), kFilePrefix) == 0 && name.size() >= end &&
+         name.find_first_not_of("0123456789abcdef", kFilePrefix.size()) >= end &&
+         (name.size() == end || name[end] == '.');
+}
+
+/// Files of this cache that were of no use for long, some at a time.
+void RemoveForgotten(const std::string& folder, std::chrono::system_clock::time_point now) {
+  constexpr unsigned kMostLookedAt = 4096;
+  constexpr unsigned kMostRemoved = 64;
+  unsigned lookedAt = 0;
+  unsigned removed = 0;
+  std::error_code error;
+  for (std::filesystem::directory_iterator file(folder, error), end; !error && file != end; file.increment(error)) {
+    const std::string path = file->path().string();
+    struct stat status {};
+    if (IsOurs(file->path().filename().string()) && lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+        status.st_uid == geteuid() && IsOlder(status, now, kForgotten) && unlink(path.c_str()) == 0) {
+      ++removed;
+    }
+    if (++lookedAt >= kMostLookedAt || removed >= kMostRemoved) {
+      break;
+    }
+  }
+  if (removed > 0) {
+    KELVAR_LOG(3) << "IPMI reading: " << removed << " old files removed from " << folder;
+  }
+}
+
 /// A new file takes the place of the old one as a whole.
 bool WriteOwnFile(const std::string& path, const std::string& bytes) {
   std::string temporary = path + ".XXXXXX";
@@ -165,6 +216,7 @@ std::optional<RecordCopy> SdrCache::Find(const std::string& key, const Repositor
   if (!copy || !Holds(*copy, stamp)) {
     return std::nullopt;
   }
+  NoteUse(FileOf(key), now_());
   Hold(key, *copy);
   return copy;
 }
@@ -186,6 +238,8 @@ void SdrCache::Store(const std::string& key, RecordCopy copy) const {
   if (!WriteOwnFile(FileOf(key), EncodeCopy(key, copy))) {
     KELVAR_LOG(2) << "IPMI reading: no copy of sensor data records in " << folder_ << ": " << std::strerror(errno);
   }
+  NoteUse(FileOf(key), now_());  // the file system may have another clock
+  RemoveForgotten(folder_, now_());
 }
 
 void SdrCache::ClearProcess() {
@@ -194,7 +248,7 @@ void SdrCache::ClearProcess() {
 }
 
 std::string SdrCache::FileOf(const std::string& key) const {
-  return folder_ + "/sdr-" + HexOf(Hash(key));
+  return folder_ + "/" + std::string(kFilePrefix) + HexOf(Hash(key));
 }
 
 std::string SealCopy(const std::string& key, const std::string& body) {

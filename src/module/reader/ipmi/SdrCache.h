@@ -31,7 +31,8 @@ struct RecordCopy {
 ///
 /// `key` names target, manufacturer, product and firmware. A copy holds while the target's stamp is the same; where
 /// the stamp has no times, for a day at most. A file has mode 0600 and a checksum; one that is not wholly valid, or
-/// that others may have written, is ignored; so is a folder of others or a link. Failures to write are logged.
+/// that others may have written, is ignored; so is a folder of others or a link. Failures to write are logged. Files
+/// that were of no use for 90 days are removed, at most 64 with each file that is written.
 class SdrCache {
  public:
   using Now = std::function<std::chrono::system_clock::time_point()>;

@@ -62,7 +62,8 @@ SensorRecord ReadSensorStart(ByteReader& reader, u8 recordType) {
   sensor.recordType = recordType;
   sensor.key = ReadSensorKey(reader);
   sensor.entity = ReadEntity(reader);
-  reader.Skip(1);  // initialization
+  constexpr u8 kInitThresholds = 0x10;
+  sensor.thresholdsAreInitial = (reader.U8() & kInitThresholds) != 0;
   const u8 thresholdAccess = (reader.U8() >> 2) & 0x03;
   sensor.sensorType = reader.U8();
   sensor.eventType = reader.U8() & 0x7F;
@@ -79,7 +80,9 @@ SensorRecord ReadSensorStart(ByteReader& reader, u8 recordType) {
 SensorRecord ReadFull(ByteReader& reader) {
   SensorRecord sensor = ReadSensorStart(reader, 1);
   ReadConversion(reader, sensor);
-  reader.Skip(5);  // hysteresis, reserved, manufacturer's byte
+  sensor.positiveHysteresis = reader.U8();
+  sensor.negativeHysteresis = reader.U8();
+  reader.Skip(3);  // reserved, manufacturer's byte
   sensor.name = ReadName(reader);
   return sensor;
 }
@@ -161,6 +164,7 @@ FruLocator ReadFruLocator(ByteReader& reader) {
   const u8 place = reader.U8();
   locator.logical = (place & 0x80) != 0;
   locator.lun = (place >> 3) & 0x03;
+  locator.bus = place & 0x07;
   locator.channel = reader.U8() >> 4;
   reader.Skip(3);  // reserved, device type and its modifier
   locator.entity = ReadEntity(reader);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "module/reader/ipmi/SensorConversion.h"
+#include "transport/ipmi/AddressedCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
 
@@ -34,6 +35,11 @@ struct SensorKey {
   }
   /// System software owns it, not a controller: it has events and no reading.
   bool IsSoftware() const noexcept { return (owner & 1) != 0; }
+  /// Where it is read.
+  Kelvar::Ipmi::ControllerAddress Place() const noexcept {
+    return owner == Kelvar::Ipmi::kServiceProcessor ? Kelvar::Ipmi::ControllerAddress{owner, 0, lun}
+                                                    : Kelvar::Ipmi::ControllerAddress{owner, channel, lun};
+  }
 };
 
 /// Order of bits in masks of thresholds and in readings, and of values in Get Sensor Thresholds.
@@ -60,8 +66,11 @@ struct SensorRecord {
   UnitFields units;
   std::string name;
   std::optional<ConversionFactors> factors;  ///< full records alone
-  u8 readableThresholds = 0;                 ///< a bit for each Threshold whose value below has a meaning
+  u8 readableThresholds = 0;                 ///< a bit for each Threshold that the sensor can be asked for
+  bool thresholdsAreInitial = true;          ///< the sensor is set to the values below when it starts
   std::array<u8, kThresholdCount> thresholds{};
+  u8 positiveHysteresis = 0;  ///< raw, of upper thresholds
+  u8 negativeHysteresis = 0;
   std::optional<u8> rangeMin;  ///< raw
   std::optional<u8> rangeMax;
 
@@ -77,6 +86,7 @@ struct FruLocator {
   u8 fruId = 0;  ///< of a logical device; the slave address of an EEPROM else
   bool logical = false;
   u8 lun = 0;
+  u8 bus = 0;  ///< of an EEPROM: a private one of its controller
   u8 channel = 0;
   EntityKey entity;
   std::string name;
@@ -89,6 +99,7 @@ struct ControllerLocator {
   EntityKey entity;
   std::string name;
   bool HasFru() const noexcept { return (capabilities & 0x08) != 0; }
+  bool HasSensors() const noexcept { return (capabilities & 0x01) != 0; }
 };
 
 /// Entities within an entity; ranges are expanded.

@@ -48,6 +48,13 @@ SelOemTimed ReadOemTimed(ByteReader& reader) {
   return oem;
 }
 
+/// Some targets put another type before an event: its format of event messages tells.
+bool IsEventOfAnotherType(std::span<const u8> bytes) noexcept {
+  constexpr u8 kFirstOem = 0xC0;
+  constexpr u8 kFormat = 0x04;
+  return bytes[2] < kFirstOem && bytes[9] == kFormat;
+}
+
 std::string Hex(unsigned value, int digits) {
   std::array<char, 16> text{};
   (void)std::snprintf(text.data(), text.size(), "0x%0*x", digits, value);
@@ -120,7 +127,10 @@ SelText DescribeEvent(const SelEvent& event, const SensorRecord* sensor) {
       threshold ? ThresholdEventOf(event.Offset()) : StateOf(event.eventType, event.sensorType, event.Offset());
   SelText text;
   text.source = SourceOf(event, sensor);
-  text.severity = state.text != nullptr && event.deasserted ? Model::Health::Ok : state.severity;
+  text.severity = state.severity == Model::Health::Unknown ? SeverityOf(event) : state.severity;
+  if (event.deasserted && (state.text != nullptr || text.severity != Model::Health::Unknown)) {
+    text.severity = Model::Health::Ok;
+  }
   std::string detail;
   if (state.text != nullptr) {
     text.message = text.source + ": " + state.text;
@@ -153,7 +163,7 @@ std::optional<SelRecord> ParseSelRecord(std::span<const u8> bytes) {
   SelRecord record;
   record.id = reader.U16();
   record.type = reader.U8();
-  if (record.type == 0x02) {
+  if (record.type == 0x02 || IsEventOfAnotherType(bytes)) {
     record.body = ReadEvent(reader);
   } else if (record.type >= 0xC0 && record.type <= 0xDF) {
     record.body = ReadOemTimed(reader);
@@ -168,7 +178,8 @@ SelText DescribeRecord(const SelRecord& record, const SensorRecord* sensor) {
     return DescribeEvent(*event, sensor);
   }
   SelText text;
-  text.message = "OEM record " + Hex(record.type, 2);
+  constexpr u8 kFirstOem = 0xC0;
+  text.message = (record.type < kFirstOem ? "record of unknown type " : "OEM record ") + Hex(record.type, 2);
   if (const auto* timed = std::get_if<SelOemTimed>(&record.body)) {
     text.message += " of manufacturer " + std::to_string(timed->manufacturer) + ": " + Dump(timed->data);
   } else {

@@ -90,7 +90,7 @@ ConversionFactors ParseFactors(u8 linearisation, std::span<const u8, 6> bytes) n
 
 std::optional<double> ConvertReading(u8 raw, UnitFields::Format format, const ConversionFactors& factors) noexcept {
   const std::optional<int> x = SignedRaw(raw, format);
-  if (!x) {
+  if (!x || (factors.m == 0 && factors.b == 0)) {
     return std::nullopt;
   }
   const double y = Linearised(factors.linearisation, Linear(*x, factors));

@@ -35,7 +35,8 @@ struct ConversionFactors {
 /// The six bytes from "M" to the exponents, as a full record and Get Sensor Reading Factors have them.
 ConversionFactors ParseFactors(u8 linearisation, std::span<const u8, 6> bytes) noexcept;
 
-/// Nothing for a sensor without numbers, an unknown linearisation, and a result that is no finite number.
+/// Nothing for a sensor without numbers, factors that are all zero, an unknown linearisation, and a result that is no
+/// finite number.
 std::optional<double> ConvertReading(u8 raw, UnitFields::Format format, const ConversionFactors& factors) noexcept;
 
 }  // namespace Kelvar::Reader::Ipmi

@@ -1,13 +1,19 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <map>
 #include <set>
+#include <utility>
 
 #include "common/text/ByteReader.h"
+#include "module/reader/ipmi/Dcmi.h"
 #include "module/reader/ipmi/EntityNames.h"
 #include "module/reader/ipmi/IpmiSensorUnits.h"
+#include "module/reader/ipmi/LiveThresholds.h"
 #include "module/reader/ipmi/ReadingContext.h"
 #include "module/reader/ipmi/SensorStates.h"
+#include "module/reader/ipmi/SensorThresholds.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
 
@@ -16,17 +22,15 @@ namespace {
 using Model::Health;
 using Model::Sensor;
 
-constexpr u8 kSensorEvent = 0x04;
-constexpr u8 kGetReading = 0x2D;
-constexpr u8 kGetFactors = 0x23;
-constexpr u8 kOwnAddress = 0x20;
-
 /// Get Sensor Reading.
 struct Reading {
   u8 raw = 0;
   bool valid = false;
   bool scanning = false;
+  bool hasBits = false;
   u16 bits = 0;  ///< crossed thresholds, or states
+
+  CrossedThresholds Crossed() const { return {raw, static_cast<u8>(bits)}; }
 };
 
 std::optional<Reading> ParseReading(const std::vector<u8>& data) {
@@ -40,29 +44,54 @@ std::optional<Reading> ParseReading(const std::vector<u8>& data) {
   reading.scanning = (flags & 0x40) != 0;
   reading.valid = reading.scanning && (flags & 0x20) == 0;
   reading.bits = reader.U8();
+  reading.hasBits = reader.Ok();
   reading.bits |= static_cast<u16>((reader.U8() & 0x7F) << 8);  // 0 for bytes that are not there
   return reading;
 }
 
+/// Sensors whose controllers did not respond: told once for each controller.
+class Unreached {
+ public:
+  void Add(const ControllerAddress& place, const CommandReply& reply) {
+    auto& [count, last] = places_[NameOf(place)];
+    ++count;
+    last = reply.outcome == Outcome::Unreached || last.empty() ? reply.Text() : last;
+  }
+
+  void Tell(FamilyProgress& progress) const {
+    for (const auto& [place, sensors] : places_) {
+      progress.Miss(GapKind::Failure, FailureCause::NotOffered, "sensors of " + place,
+                    std::to_string(sensors.first) + " not read: " + sensors.second);
+    }
+  }
+
+ private:
+  std::map<std::string, std::pair<unsigned, std::string>> places_;
+};
+
 /// Reads and fills the record of one sensor.
 class SensorReader {
  public:
-  SensorReader(ReadingContext& context, FamilyProgress& progress, const SensorRecord& record)
-      : context_(context), progress_(progress), record_(record) {}
+  SensorReader(ReadingContext& context, FamilyProgress& progress, const LiveThresholds& live,
+               const SensorRecord& record)
+      : context_(context), progress_(progress), live_(live), record_(record) {}
 
-  Sensor Read() {
+  Sensor Read(Unreached& unreached) {
     Describe();
-    if (record_.key.owner != kOwnAddress || record_.key.lun != 0) {
-      return std::move(sensor_);
-    }
-    const CommandReply reply = context_.commands.Run(kSensorEvent, kGetReading, {record_.key.number});
+    const CommandReply reply = Ask(kGetReading, {record_.key.number});
+    answers_ = reply.Ok() || reply.IsAbsent();
     const auto reading = reply.Ok() ? ParseReading(reply.data) : std::nullopt;
     if (reading) {
       AddReading(*reading);
     } else if (reply.IsAbsent()) {
       sensor_.state = reply.outcome == Outcome::NotPresent ? "absent" : "unavailable_offline";
+    } else if (reply.outcome == Outcome::Unreached || reply.outcome == Outcome::GivenUp) {
+      unreached.Add(record_.key.Place(), reply);
     } else {
       progress_.Miss(reply, "sensor " + sensor_.name);
+    }
+    if (record_.IsNumeric() && (IsLinear() || answers_)) {
+      AddThresholds(reading && reading->valid && reading->hasBits ? std::optional(reading->Crossed()) : std::nullopt);
     }
     return std::move(sensor_);
   }
@@ -85,26 +114,50 @@ class SensorReader {
     sensor_.unit = numeric ? UnitText(record_.units) : std::string();
     sensor_.context = EntityKindOf(record_.entity.id).context;
     sensor_.parent = context_.ComponentOf(record_.entity);
-    if (numeric && !record_.factors->IsNonLinear()) {
-      AddThresholds();
-    }
   }
 
-  void AddThresholds() {
+  /// The record has the thresholds that the sensor starts with, unless it says that it does not. Software may have set
+  /// others since.
+  RawThresholds Thresholds(const std::optional<CrossedThresholds>& crossed) {
+    if (const auto known = live_.Find(record_.key)) {
+      return *known;
+    }
+    const RawThresholds told = ThresholdsOf(record_);
+    const bool differ = live_.Differ() || (crossed && IsLinear() && Contradicts(record_, told, *crossed));
+    const bool hold = record_.thresholdsAreInitial && !differ;
+    if (told.readable == 0 || hold || !answers_ || context_.commands.IsOver()) {
+      return told;
+    }
+    const CommandReply reply = Ask(kGetThresholds, {record_.key.number});
+    if (!reply.Ok() && !reply.IsAbsent()) {
+      progress_.Miss(reply, "thresholds of sensor " + sensor_.name);
+    }
+    auto live = reply.Ok() ? ParseThresholds(reply.data) : std::nullopt;
+    if (live) {
+      live->readable &= told.readable;
+    }
+    return live.value_or(told);
+  }
+
+  void AddThresholds(const std::optional<CrossedThresholds>& crossed) {
     const std::array<std::optional<double>*, kThresholdCount> members = {
         &sensor_.lower_caution, &sensor_.lower_critical, &sensor_.lower_fatal,
         &sensor_.upper_caution, &sensor_.upper_critical, &sensor_.upper_fatal};
+    RawThresholds thresholds = Thresholds(crossed);
+    if (IsLinear()) {
+      DropUnset(record_, crossed, thresholds);
+    }
     for (std::size_t threshold = 0; threshold < members.size(); ++threshold) {
-      if ((record_.readableThresholds & (1U << threshold)) != 0) {
-        *members[threshold] = Value(record_.thresholds[threshold], *record_.factors);
+      if ((thresholds.readable & (1U << threshold)) != 0) {
+        *members[threshold] = Value(thresholds.values[threshold]);
       }
     }
     if (record_.rangeMin && record_.rangeMax) {
-      const auto low = Value(*record_.rangeMin, *record_.factors);
-      const auto high = Value(*record_.rangeMax, *record_.factors);
-      if (low && high && *low < *high) {
-        sensor_.range_min = low;
-        sensor_.range_max = high;
+      const auto low = Value(*record_.rangeMin);
+      const auto high = Value(*record_.rangeMax);
+      if (low && high && *low != *high) {
+        sensor_.range_min = std::min(*low, *high);  // a negative factor turns them round
+        sensor_.range_max = std::max(*low, *high);
       }
     }
   }
@@ -114,9 +167,13 @@ class SensorReader {
       sensor_.state = reading.scanning ? "unavailable_offline" : "disabled";
       return;
     }
+    if (record_.IsNumeric() && StandsForNone(record_, reading.Crossed())) {
+      sensor_.state = "unavailable_offline";
+      return;
+    }
     sensor_.state = "enabled";
     if (record_.IsNumeric()) {
-      sensor_.reading = record_.factors->IsNonLinear() ? NonLinear(reading.raw) : Value(reading.raw, *record_.factors);
+      sensor_.reading = Value(reading.raw);
     }
     if (record_.HasThresholds()) {
       SetHealth(HealthOfCrossed(static_cast<u8>(reading.bits)));
@@ -133,34 +190,64 @@ class SensorReader {
     }
   }
 
-  std::optional<double> Value(u8 raw, const ConversionFactors& factors) const {
-    return ConvertReading(raw, record_.units.AnalogFormat(), factors);
+  bool IsLinear() const { return !record_.factors->IsNonLinear(); }
+
+  CommandReply Ask(u8 command, std::vector<u8> data) {
+    return context_.commands.Run(record_.key.Place(), kNetFnSensorEvent, command, std::move(data));
+  }
+
+  std::optional<double> Value(u8 raw) {
+    if (IsLinear()) {
+      return ConvertReading(raw, record_.units.AnalogFormat(), *record_.factors);
+    }
+    const auto known = nonLinear_.find(raw);
+    return known != nonLinear_.end() ? known->second : nonLinear_[raw] = NonLinear(raw);
   }
 
   /// With the factors of this raw value.
   std::optional<double> NonLinear(u8 raw) {
-    const CommandReply reply = context_.commands.Run(kSensorEvent, kGetFactors, {record_.key.number, raw});
     constexpr std::size_t kFactors = 6;
+    const CommandReply reply = Ask(kGetReadingFactors, {record_.key.number, raw});
     if (!reply.Ok() || reply.data.size() < 1 + kFactors) {
       progress_.Miss(reply, "factors of sensor " + sensor_.name);
       return std::nullopt;
     }
     const std::span<const u8> data(reply.data);
-    return Value(raw, ParseFactors(record_.factors->linearisation, data.subspan(1).first<kFactors>()));
+    return ConvertReading(raw, record_.units.AnalogFormat(),
+                          ParseFactors(record_.factors->linearisation, data.subspan(1).first<kFactors>()));
   }
 
   ReadingContext& context_;
   FamilyProgress& progress_;
+  const LiveThresholds& live_;
   const SensorRecord& record_;
   Sensor sensor_;
+  bool answers_ = false;                           ///< its controller does
+  std::map<u8, std::optional<double>> nonLinear_;  ///< values by raw value
 };
 
-/// Sensors of other controllers and logical units have records and no readings here: told once for each owner.
-void TellUnreachable(const std::set<std::string>& owners, FamilyProgress& progress) {
-  for (const std::string& owner : owners) {
-    progress.Miss(GapKind::Failure, FailureCause::NotOffered, "sensors of controller " + owner,
-                  "reached over another bus or logical unit only");
+bool HasReading(const SensorRecord& record) {
+  return !record.IsEventOnly() && !record.key.IsSoftware();
+}
+
+/// Asks for the readings from `first` on, several at a time, and for thresholds where all are read; gives the first
+/// one that it left out.
+std::size_t ReadAhead(CommandRunner& commands, const std::vector<SensorRecord>& sensors, const LiveThresholds& live,
+                      std::size_t first) {
+  std::vector<std::vector<u8>> requests;
+  std::vector<std::vector<u8>> thresholds;
+  std::size_t at = first;
+  for (; at < sensors.size() && requests.size() < CommandRunner::kMostAhead; ++at) {
+    if (HasReading(sensors[at]) && sensors[at].key.Place().IsPlain()) {
+      requests.push_back({sensors[at].key.number});
+      if (live.Differ() && !live.Find(sensors[at].key) && HasLiveThresholds(sensors[at])) {
+        thresholds.push_back({sensors[at].key.number});
+      }
+    }
   }
+  commands.Prefetch(kNetFnSensorEvent, kGetReading, requests);
+  commands.PrefetchMore(kNetFnSensorEvent, kGetThresholds, thresholds);
+  return at;
 }
 
 }  // namespace
@@ -171,22 +258,26 @@ void ReadSensors(ReadingContext& context) {
   progress.Inherit(context.repositoryFailure);
   auto& sensors = context.inventory.sensors;
   std::set<SensorKey> seen;
-  std::set<std::string> unreachable;
+  Unreached unreached;
+  const LiveThresholds live(context.commands, repository.sensors);
   std::size_t left = 0;
-  for (const SensorRecord& record : repository.sensors) {
-    if (record.IsEventOnly() || record.key.IsSoftware() || !seen.insert(record.key).second) {
+  std::size_t ahead = 0;
+  for (std::size_t at = 0; at < repository.sensors.size(); ++at) {
+    const SensorRecord& record = repository.sensors[at];
+    ahead = at >= ahead ? ReadAhead(context.commands, repository.sensors, live, at) : ahead;
+    if (!HasReading(record) || !seen.insert(record.key).second) {
       continue;
     }
     if (context.commands.IsOver()) {
       ++left;
       continue;
     }
-    sensors.push_back(SensorReader(context, progress, record).Read());
-    if (record.key.owner != kOwnAddress || record.key.lun != 0) {
-      unreachable.insert(sensors.back().id.substr(0, sensors.back().id.rfind('.')));
-    }
+    sensors.push_back(SensorReader(context, progress, live, record).Read(unreached));
   }
-  TellUnreachable(unreachable, progress);
+  unreached.Tell(progress);
+  if (auto power = DcmiPower(context, progress)) {
+    sensors.push_back(std::move(*power));
+  }
   if (left > 0) {
     const bool late = context.commands.IsLate();
     progress.Miss(

@@ -1,22 +1,16 @@
 #include "module/reader/ipmi/ReadingContext.h"
 
+#include "module/reader/ipmi/Dcmi.h"
 #include "module/reader/ipmi/FruReader.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
 
 namespace {
 
-constexpr u8 kChassis = 0x00;
-constexpr u8 kApplication = 0x06;
-constexpr u8 kSelfTest = 0x04;
-constexpr u8 kGetChassisStatus = 0x01;
-constexpr u8 kGetDeviceGuid = 0x08;
-constexpr u8 kGetSystemGuid = 0x37;
-constexpr u8 kGetSystemInfo = 0x59;
-
 /// A GUID; empty when the target has none.
 std::string ReadGuid(ReadingContext& context, u8 command, const char* what, FamilyProgress& progress) {
-  const CommandReply reply = context.commands.Run(kApplication, command);
+  const CommandReply reply = context.commands.Run(kNetFnApplication, command);
   if (!reply.Ok() && !reply.IsAbsent()) {
     progress.Miss(reply, what);
   }
@@ -45,9 +39,12 @@ Model::System ReadHost(ReadingContext& context, FamilyProgress& progress) {
   if (const auto* status = ChassisStatusOf(context, progress)) {
     AddChassisStatus(*status, system);
   }
-  system.host_name = ReadSystemInfo(context.commands, kSystemName);
-  system.bios_version = ReadSystemInfo(context.commands, kSystemFirmwareVersion);
+  system.host_name = ReadSystemInfo(context, kSystemName, progress);
+  system.bios_version = ReadSystemInfo(context, kSystemFirmwareVersion, progress);
   const FruInventory& fru = OwnFru(context, progress);
+  if (system.uuid.empty() && fru.records.systemGuid) {
+    system.uuid = GuidText(*fru.records.systemGuid);
+  }
   if (fru.product) {
     system.manufacturer = fru.product->manufacturer;
     system.model = fru.product->productName;
@@ -56,24 +53,26 @@ Model::System ReadHost(ReadingContext& context, FamilyProgress& progress) {
     system.serial_number = fru.product->serialNumber;
     system.asset_tag = fru.product->assetTag;
   }
+  if (system.asset_tag.empty()) {
+    system.asset_tag = DcmiAssetTag(context, progress);
+  }
   return system;
 }
 
 /// Get Self Test Results.
-void AddSelfTest(const CommandReply& reply, Model::System& manager) {
-  constexpr u8 kGood = 0x55;
-  constexpr u8 kCorrupted = 0x57;
-  constexpr u8 kFatal = 0x58;
-  const u8 result = reply.Ok() && !reply.data.empty() ? reply.data[0] : 0;
-  if (result == kGood) {
-    manager.health = NameOf(Model::Health::Ok);
-  } else if (result == kCorrupted) {
-    manager.health = NameOf(Model::Health::Warning);
-    manager.health_text = "self test: corrupted or inaccessible data or devices";
-  } else if (result == kFatal) {
-    manager.health = NameOf(Model::Health::Critical);
-    manager.health_text = "self test: fatal hardware error";
+void AddSelfTest(ReadingContext& context, FamilyProgress& progress, Model::System& manager) {
+  const CommandReply reply = context.commands.Run(kNetFnApplication, kGetSelfTest);
+  if (!reply.Ok()) {
+    if (!reply.IsAbsent()) {
+      progress.Miss(reply, "self test");
+    }
+    return;
   }
+  const SelfTest test = ParseSelfTest(reply.data);
+  if (test.health != Model::Health::Unknown) {
+    manager.health = NameOf(test.health);
+  }
+  manager.health_text = test.text;
 }
 
 Model::System ReadManager(ReadingContext& context, FamilyProgress& progress) {
@@ -84,10 +83,11 @@ Model::System ReadManager(ReadingContext& context, FamilyProgress& progress) {
     manager.firmware_version = context.device->firmware;
     manager.state = context.device->updating ? "updating" : "enabled";
   } else {
-    progress.Miss(GapKind::Unusable, FailureCause::BadData, "device ID", "the response is too short");
+    progress.Miss(context.deviceReply, "device ID");
   }
   manager.uuid = ReadGuid(context, kGetDeviceGuid, "device GUID", progress);
-  AddSelfTest(context.commands.Run(kApplication, kSelfTest), manager);
+  manager.host_name = ControllerName(context, progress);
+  AddSelfTest(context, progress, manager);
   return manager;
 }
 
@@ -95,7 +95,7 @@ Model::System ReadManager(ReadingContext& context, FamilyProgress& progress) {
 
 const ChassisStatus* ChassisStatusOf(ReadingContext& context, FamilyProgress& progress) {
   if (!context.chassis) {
-    const CommandReply reply = context.commands.Run(kChassis, kGetChassisStatus);
+    const CommandReply reply = context.commands.Run(kNetFnChassis, kGetChassisStatus);
     context.chassis = reply.Ok() ? ParseChassisStatus(reply.data) : std::nullopt;
     if (!context.chassis && !reply.IsAbsent()) {
       progress.Miss(reply, "chassis status");
@@ -104,21 +104,25 @@ const ChassisStatus* ChassisStatusOf(ReadingContext& context, FamilyProgress& pr
   return context.chassis ? &*context.chassis : nullptr;
 }
 
-std::string ReadSystemInfo(CommandRunner& commands, u8 parameter) {
+std::string ReadSystemInfo(ReadingContext& context, u8 parameter, FamilyProgress& progress) {
   constexpr u8 kMostBlocks = 17;  // 255 bytes
+  constexpr std::size_t kRevisionAndSet = 2;
+  if (const auto known = context.systemInfo.find(parameter); known != context.systemInfo.end()) {
+    return known->second;
+  }
   SystemInfoText text;
-  for (u8 block = 0; block < kMostBlocks; ++block) {
-    const CommandReply reply = commands.Run(kApplication, kGetSystemInfo, {0, parameter, block, 0});
-    constexpr std::size_t kRevisionAndSet = 2;
-    if (!reply.Ok() || reply.data.size() < kRevisionAndSet ||
-        !text.AddBlock(std::span(reply.data).subspan(kRevisionAndSet))) {
+  for (u8 block = 0; block < kMostBlocks && !text.IsComplete(); ++block) {
+    const CommandReply reply = context.commands.Run(kNetFnApplication, kGetSystemInfo, {0, parameter, block, 0});
+    if (!reply.Ok() && !reply.IsAbsent() && reply.outcome != Outcome::LengthRefused) {
+      progress.Miss(reply, "system info parameter " + std::to_string(parameter));
       return {};
     }
-    if (text.IsComplete()) {
-      return text.Decode();
+    if (!reply.Ok() || reply.data.size() < kRevisionAndSet ||
+        !text.AddBlock(std::span(reply.data).subspan(kRevisionAndSet))) {
+      break;  // no text, or one that ends before the length that it told
     }
   }
-  return {};
+  return context.systemInfo[parameter] = text.Decode();
 }
 
 void ReadSystem(ReadingContext& context) {

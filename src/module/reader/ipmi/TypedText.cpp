@@ -50,10 +50,21 @@ std::string Decode(TextType type, std::span<const u8> bytes) {
 
 }  // namespace
 
+bool IsPlainAscii(std::span<const u8> bytes) {
+  constexpr std::size_t kFewest = 6;  // two bytes of chance prove nothing
+  const auto plain = [](u8 byte) {
+    const bool letter = (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9');
+    return letter || std::string_view(" -._/,:()+#").find(static_cast<char>(byte)) != std::string_view::npos;
+  };
+  return bytes.size() >= kFewest && std::all_of(bytes.begin(), bytes.end(), plain);
+}
+
 std::string DecodeUtf16(std::span<const u8> bytes) {
   const auto unit = [bytes](std::size_t at) { return static_cast<u32>(bytes[at] | (bytes[at + 1] << 8)); };
+  constexpr u32 kByteOrderMark = 0xFEFF;
   std::string text;
-  for (std::size_t at = 0; at + 1 < bytes.size() && unit(at) != 0 && unit(at) != 0xFFFF; at += 2) {
+  const std::size_t start = bytes.size() > 1 && unit(0) == kByteOrderMark ? 2 : 0;
+  for (std::size_t at = start; at + 1 < bytes.size() && unit(at) != 0 && unit(at) != 0xFFFF; at += 2) {
     u32 point = unit(at);
     if (point >= 0xD800 && point < 0xE000) {
       const u32 low = at + 3 < bytes.size() ? unit(at + 2) : 0;
@@ -124,7 +135,7 @@ std::string DecodeFruText(TextType type, std::span<const u8> bytes, bool english
     case TextType::BinaryOrUnicode:
       return HexText(std::all_of(bytes.begin(), bytes.end(), IsPadding) ? std::span<const u8>() : bytes);
     case TextType::EightBit:
-      return english ? DecodeLatin1(bytes) : DecodeUtf16(bytes);
+      return english || IsPlainAscii(bytes) ? DecodeLatin1(bytes) : DecodeUtf16(bytes);
     default:
       return Decode(type, bytes);
   }
@@ -133,7 +144,7 @@ std::string DecodeFruText(TextType type, std::span<const u8> bytes, bool english
 std::string DecodeRecordName(TextType type, std::span<const u8> bytes) {
   switch (type) {
     case TextType::BinaryOrUnicode:
-      return DecodeUtf16(bytes);
+      return IsPlainAscii(bytes) ? DecodeLatin1(bytes) : DecodeUtf16(bytes);
     case TextType::EightBit:
       return DecodeLatin1(bytes);
     default:

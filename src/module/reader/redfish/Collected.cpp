@@ -26,8 +26,12 @@ std::size_t Collected::Count() const {
 std::string Collected::PlaceAbove(std::string_view id) const {
   for (std::string_view above = Above(id); !above.empty(); above = Above(above)) {
     const auto found = places.find(Lower(above));
-    if (found != places.end()) {
+    const auto other = found == places.end() ? joined.end() : joined.find(found->second);
+    if (found != places.end() && other == joined.end()) {
       return found->second;
+    }
+    if (other != joined.end() && !other->second.empty()) {
+      return other->second;
     }
   }
   return {};
@@ -35,7 +39,9 @@ std::string Collected::PlaceAbove(std::string_view id) const {
 
 std::string Collected::SpellingOf(const std::string& id) const {
   const auto found = places.find(Lower(id));
-  return found == places.end() ? id : found->second;
+  const std::string& own = found == places.end() ? id : found->second;
+  const auto other = joined.find(own);
+  return other == joined.end() || other->second.empty() ? own : other->second;
 }
 
 }  // namespace Kelvar::Reader

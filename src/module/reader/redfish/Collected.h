@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,9 +18,14 @@ namespace Kelvar::Reader {
 /// What the resources of a service have given so far, in the order in which they came. Once the walk is over, the
 /// functions at the end of this header make the inventory of it: without doubles, with parents, in a fixed order.
 struct Collected {
+  enum class Shape : u8 {
+    Resource,
+    Row,  ///< of Thermal, Power, StorageControllers or SimpleStorage, which a resource may show, too
+    Assembly,
+  };
   struct Part {
     Model::Component record;
-    bool legacy = false;  ///< a row of Thermal, Power, StorageControllers or SimpleStorage
+    Shape shape = Shape::Resource;
   };
   enum class Source : u8 { Own, Excerpt, Legacy };
   struct Reading {
@@ -44,25 +50,27 @@ struct Collected {
 
   FamilyMask wanted = 0;
   bool cut = false;                       ///< a list was, for it had more than any machine has
-  Model::Inventory* inventory = nullptr;  ///< systems, firmware, LEDs and network stand there at once
+  Model::Inventory* inventory = nullptr;  ///< systems, firmware, LEDs and network go there at once
   std::vector<Part> parts;
   std::vector<Reading> readings;
   std::vector<Entry> entries;
   std::map<std::string, Ports> ports;              ///< by the adapter's id in lower case
   std::map<std::string, std::string> places;       ///< what may hold something: id in lower case -> id
   std::map<std::string, std::string> containedBy;  ///< chassis: id in lower case -> id of the one around it
-  std::map<std::string, std::string> joined;       ///< parts told twice: id of the one left out -> id of the other
-  std::map<std::string, std::string> slotLabels;   ///< by the id of the device in the slot, in lower case
-  std::map<std::string, std::string> hostNames;    ///< of managers, by their id in lower case
+  std::map<std::string, std::string> joined;  ///< parts told twice: id of the one left out -> id of the other, if any
+  std::set<std::string> storages;             ///< ids in lower case
+  std::map<std::string, std::string> slotLabels;  ///< by the id of the device in the slot, in lower case
+  std::map<std::string, std::string> hostNames;   ///< of managers, by their id in lower case
 
   /// The rows of a list within a resource.
   std::vector<JsonValue> RowsOf(JsonValue list);
   /// Of all kinds together.
   std::size_t Count() const;
   bool Wants(Model::Family family) const { return (wanted & MaskOf(family)) != 0; }
-  /// The id of the nearest place that holds this id; empty without one.
+  /// The id of the nearest place that holds this id; empty without one. Of a part that is left out it is the other one.
   std::string PlaceAbove(std::string_view id) const;
-  /// An id as the resource spells it itself, of a link as another one spells it.
+  /// An id as the resource spells it itself, of a link as another one spells it. Of a part that is left out it is the
+  /// other one.
   std::string SpellingOf(const std::string& id) const;
 };
 
@@ -76,8 +84,10 @@ void TakeFirmware(Collected& to, const Node& node, JsonValue json);
 void TakePart(Collected& to, const Node& node, JsonValue json);
 void TakeStorage(Collected& to, const Node& node, JsonValue json);
 void TakeSimpleStorage(Collected& to, const Node& node, JsonValue json);
+/// What a chassis is made of, as far as it is identified.
+void TakeAssembly(Collected& to, const Node& node, JsonValue json);
 /// Where the devices are, which seldom tell it themselves.
-void TakePcieSlots(Collected& to, JsonValue json);
+void TakePcieSlots(Collected& to, const Node& node, JsonValue json);
 void TakePort(Collected& to, const Node& node, JsonValue json);
 void TakePowerSupplyRows(Collected& to, const Node& node, JsonValue json);
 void TakeFanRows(Collected& to, const Node& node, JsonValue json);
@@ -85,12 +95,26 @@ void TakeSensor(Collected& to, const Node& node, JsonValue json);
 void TakeLeakDetector(Collected& to, const Node& node, JsonValue json);
 void TakeThermalReadings(Collected& to, const Node& node, JsonValue json);
 void TakePowerReadings(Collected& to, const Node& node, JsonValue json);
-/// Excerpts of sensors. Returns where those are that stand in full elsewhere.
+/// Excerpts of sensors. Returns where those are that are shown in full elsewhere.
 std::vector<std::string> TakeExcerpts(Collected& to, const Node& node, JsonValue json);
-void TakeLed(Collected& to, const std::string& id, JsonValue json);
+/// What a LED is on. Without a parent it belongs to the nearest place above its id.
+struct LedPlace {
+  std::string id;
+  std::string name;
+  std::string parent;
+};
+void TakeLed(Collected& to, const LedPlace& place, JsonValue json);
 void TakeLogEntry(Collected& to, const Node& node, JsonValue json);
 void TakeEthernet(Collected& to, const Node& node, JsonValue json);
 void TakeNetworkProtocol(Collected& to, const Node& node, JsonValue json);
+
+/// A value of a record that lacks it, from another record of the same thing.
+template <typename Value>
+void FillOne(Value& into, const Value& from) {
+  if (into == Value()) {
+    into = from;
+  }
+}
 
 void FinishSystems(Collected& from);
 void FinishFirmware(Collected& from);

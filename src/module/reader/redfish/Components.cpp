@@ -18,11 +18,12 @@ struct TextRow {
 };
 
 // Rows for one member: the first that has a text counts.
-constexpr std::array<TextRow, 20> kTexts = {{
+constexpr std::array<TextRow, 21> kTexts = {{
     {"Name", &Component::name},
     {"FanName", &Component::name},
     {"Location/PartLocation/ServiceLabel", &Component::location},
     {"PhysicalLocation/PartLocation/ServiceLabel", &Component::location},
+    {"Slot/Location/PartLocation/ServiceLabel", &Component::location},
     {"DeviceLocator", &Component::location},
     {"Socket", &Component::location},
     {"PhysicalLocation/Info", &Component::location},
@@ -53,9 +54,11 @@ Component Describe(const std::string& id, const char* kind, JsonValue json) {
   }
   component.media = Lower(component.media);
   component.protocol = Lower(component.protocol);
-  if (component.location.empty() && json["Location"].IsArray()) {
-    const auto places = json["Location"].Elements();
-    component.location = places.empty() ? "" : TextAt(places.front(), "Info");
+  for (const char* const path : {"PartLocation/ServiceLabel", "Info"}) {
+    const auto places = json["Location"].Elements();  // a list in former versions
+    if (component.location.empty() && !places.empty()) {
+      component.location = TextAt(places.front(), path);
+    }
   }
   TakeStatus(component, json);
   return component;
@@ -138,13 +141,13 @@ void DescribeChassis(Collected& to, const Component& component, JsonValue json) 
 
 using Describer = void (*)(Component&, JsonValue);
 
-struct KindRow {
+struct RoleRow {
   Role role;
   const char* kind;
   Describer describe;
 };
 
-constexpr std::array<KindRow, 11> kKinds = {{
+constexpr std::array<RoleRow, 11> kKinds = {{
     {Role::Chassis, "chassis", nullptr},
     {Role::Processor, "processor", &DescribeProcessor},
     {Role::Memory, "memory", &DescribeMemory},
@@ -158,11 +161,11 @@ constexpr std::array<KindRow, 11> kKinds = {{
     {Role::OtherPart, "other", nullptr},
 }};
 
-void Add(Collected& to, Component component, JsonValue json, bool legacy) {
+void Add(Collected& to, Component component, JsonValue json, Collected::Shape shape) {
   to.places.emplace(Lower(component.id), component.id);
-  TakeLed(to, component.id, json);
+  TakeLed(to, {component.id, component.name, component.id}, json);
   if (to.Wants(Model::Family::Components) || to.Wants(Model::Family::Leds)) {
-    to.parts.push_back({std::move(component), legacy});
+    to.parts.push_back({std::move(component), shape});
   }
 }
 
@@ -170,7 +173,7 @@ std::string RowId(const Node& node, const char* list, std::size_t index) {
   return node.id + "#/" + list + '/' + std::to_string(index);
 }
 
-void TakeRows(Collected& to, const Node& node, JsonValue json, const char* list, const KindRow& row) {
+void TakeRows(Collected& to, const Node& node, JsonValue json, const char* list, const RoleRow& row) {
   std::size_t index = 0;
   for (const JsonValue element : to.RowsOf(json[list])) {
     const std::string id = RowId(node, list, index++);
@@ -181,19 +184,29 @@ void TakeRows(Collected& to, const Node& node, JsonValue json, const char* list,
     if (row.describe != nullptr) {
       row.describe(component, element);
     }
-    Add(to, std::move(component), element, true);
+    Add(to, std::move(component), element, Collected::Shape::Row);
   }
 }
 
-const KindRow& RowOf(Role role) {
-  const auto found = std::find_if(kKinds.begin(), kKinds.end(), [&](const KindRow& row) { return row.role == role; });
+/// Of a row of an assembly, which says in words what it is.
+const char* AssemblyKind(const Component& row, JsonValue json) {
+  const std::string words = Lower(row.name) + ' ' + WordAt(json, "PhysicalContext");
+  const auto has = [&](const char* word) { return words.find(word) != std::string::npos; };
+  if (has("backplane")) {
+    return "backplane";
+  }
+  return has("board") || has("planar") || has("riser") ? "board" : "other";
+}
+
+const RoleRow& RowOf(Role role) {
+  const auto found = std::find_if(kKinds.begin(), kKinds.end(), [&](const RoleRow& row) { return row.role == role; });
   return found == kKinds.end() ? kKinds.back() : *found;
 }
 
 }  // namespace
 
 void TakePart(Collected& to, const Node& node, JsonValue json) {
-  const KindRow& row = RowOf(node.role);
+  const RoleRow& row = RowOf(node.role);
   Component component = Describe(node.id, row.kind, json);
   if (row.describe != nullptr) {
     row.describe(component, json);
@@ -201,16 +214,17 @@ void TakePart(Collected& to, const Node& node, JsonValue json) {
   if (node.role == Role::Chassis) {
     DescribeChassis(to, component, json);
   }
-  Add(to, std::move(component), json, false);
+  Add(to, std::move(component), json, Collected::Shape::Resource);
 }
 
 void TakeStorage(Collected& to, const Node& node, JsonValue json) {
+  to.storages.insert(Lower(node.id));
   TakeRows(to, node, json, "StorageControllers", RowOf(Role::StorageController));
 }
 
 void TakeSimpleStorage(Collected& to, const Node& node, JsonValue json) {
   Component controller = Describe(node.id, "storage_controller", json);
-  Add(to, std::move(controller), json, true);
+  Add(to, std::move(controller), json, Collected::Shape::Row);
   TakeRows(to, node, json, "Devices", RowOf(Role::Drive));
 }
 
@@ -222,9 +236,25 @@ void TakeFanRows(Collected& to, const Node& node, JsonValue json) {
   TakeRows(to, node, json, "Fans", RowOf(Role::Fan));
 }
 
-void TakePcieSlots(Collected& to, JsonValue json) {
+void TakeAssembly(Collected& to, const Node& node, JsonValue json) {
+  std::size_t index = 0;
+  for (const JsonValue row : to.RowsOf(json["Assemblies"])) {
+    Component part = Describe(RowId(node, "Assemblies", index++), "other", row);
+    part.kind = AssemblyKind(part, row);
+    for (const char* const property : {"Producer", "Vendor"}) {
+      FillOne(part.manufacturer, TextAt(row, property));
+    }
+    if (!(part.model + part.part_number + part.serial_number).empty()) {  // else it is no more than a name
+      Add(to, std::move(part), row, Collected::Shape::Assembly);
+    }
+  }
+}
+
+void TakePcieSlots(Collected& to, const Node& node, JsonValue json) {
+  std::size_t index = 0;
   for (const JsonValue slot : to.RowsOf(json["Slots"])) {
     const std::string label = TextAt(slot, "Location/PartLocation/ServiceLabel");
+    TakeLed(to, {RowId(node, "Slots", index++), label, ""}, slot);
     for (const JsonValue device : Reader::FirstOf(At(slot, "Links/PCIeDevice"), kMostDetails)) {
       to.slotLabels.emplace(Lower(LinkedId(device, "")), label);
     }
@@ -232,6 +262,7 @@ void TakePcieSlots(Collected& to, JsonValue json) {
 }
 
 void TakePort(Collected& to, const Node& node, JsonValue json) {
+  TakeLed(to, {node.id, TextAt(json, "Name"), ""}, json);
   const std::string adapter(Above(Above(node.id)));
   Collected::Ports& ports = to.ports[Lower(adapter)];
   std::string address = MacAddress(TextAt(json, "Ethernet/PermanentMACAddress"));

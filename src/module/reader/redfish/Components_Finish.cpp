@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <optional>
 #include <set>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -13,14 +15,6 @@ namespace Kelvar::Reader {
 namespace {
 
 using Model::Component;
-using Parts = std::vector<Collected::Part>;
-
-template <typename Value>
-void FillOne(Value& into, const Value& from) {
-  if (into == Value()) {
-    into = from;
-  }
-}
 
 /// What the first record lacks and the second one, of the same thing, has.
 void Fill(Component& into, const Component& from) {
@@ -53,10 +47,15 @@ bool IsIn(const Component& component, std::string_view folder) {
   return ('/' + Lower(component.id)).find(folder) != std::string::npos;
 }
 
-void Remove(Parts& parts, const std::set<const Component*>& doubles) {
-  parts.erase(std::remove_if(parts.begin(), parts.end(),
-                             [&](const Collected::Part& part) { return doubles.count(&part.record) != 0; }),
-              parts.end());
+using Doubles = std::map<const Component*, std::string>;  ///< what is left out, and the id that stands for it
+
+void Remove(Collected& from, const Doubles& doubles) {
+  for (const auto& [part, id] : doubles) {
+    from.joined[part->id] = id;
+  }
+  from.parts.erase(std::remove_if(from.parts.begin(), from.parts.end(),
+                                  [&](const Collected::Part& part) { return doubles.count(&part.record) != 0; }),
+                   from.parts.end());
 }
 
 /// What one chassis shows of a kind: as resources, and as rows of Power or Thermal.
@@ -80,7 +79,7 @@ bool IsSameRow(const Shown& shown, const Component& row, const Component& resour
 
 /// Rows are doubles of resources by serial number or name. Where not a single row fits, the two name things in
 /// different ways, and where there are as many of both, they show the same: then the resources hold alone.
-void JoinRows(const Shown& shown, std::set<const Component*>& doubles) {
+void JoinRows(const Shown& shown, Doubles& doubles) {
   std::set<const Component*> taken;
   for (Component* const row : shown.rows) {
     const auto same = std::find_if(shown.resources.begin(), shown.resources.end(), [&](const Component* resource) {
@@ -89,55 +88,112 @@ void JoinRows(const Shown& shown, std::set<const Component*>& doubles) {
     if (same != shown.resources.end()) {
       Fill(**same, *row);
       taken.insert(*same);
-      doubles.insert(row);
+      doubles[row] = (*same)->id;
     }
   }
   if (taken.empty() || shown.rows.size() == shown.resources.size()) {
-    doubles.insert(shown.rows.begin(), shown.rows.end());
+    for (const Component* const row : shown.rows) {
+      doubles.emplace(row, "");
+    }
   }
 }
 
-void JoinRows(Parts& parts, std::string_view kind) {
+void JoinRows(Collected& from, std::string_view kind) {
   std::map<std::string, Shown> byChassis;
-  for (Collected::Part& part : parts) {
+  for (Collected::Part& part : from.parts) {
     if (part.record.kind == kind) {
       Shown& shown = byChassis[TopOf(part.record.id)];
-      (part.legacy ? shown.rows : shown.resources).push_back(&part.record);
+      (part.shape == Collected::Shape::Row ? shown.rows : shown.resources).push_back(&part.record);
     }
   }
-  std::set<const Component*> doubles;
+  Doubles doubles;
   for (const auto& [chassis, shown] : byChassis) {
     if (!shown.resources.empty()) {
       JoinRows(shown, doubles);
     }
   }
-  Remove(parts, doubles);
+  Remove(from, doubles);
 }
 
-/// StorageControllers[] where the same Storage has Controllers, SimpleStorage where the same system has a Storage.
-void DropFormerStorage(Parts& parts) {
+std::string SimpleStorageOf(const Component& component) {
+  const std::string id = Lower(component.id);
+  return IsIn(component, "/simplestorage/") ? id.substr(0, id.find('#')) : std::string();
+}
+
+/// The drives that are told elsewhere than in a SimpleStorage, by model and by name.
+class KnownDrives {
+ public:
+  explicit KnownDrives(const Collected& from) {
+    for (const Collected::Part& part : from.parts) {
+      if (part.record.kind == "drive" && !IsIn(part.record, "/simplestorage/")) {
+        byModel_[part.record.model].insert(part.record.capacity_bytes);
+        byName_[part.record.name].insert(part.record.capacity_bytes);
+      }
+    }
+  }
+
+  /// Whether one of them may be the device.
+  bool Have(const Component& device) const {
+    return Has(byModel_, device.model, device.capacity_bytes) || Has(byName_, device.name, device.capacity_bytes);
+  }
+
+ private:
+  using Capacities = std::set<std::optional<u64>>;
+
+  static bool Has(const std::map<std::string, Capacities>& drives, const std::string& text,
+                  const std::optional<u64>& capacity) {
+    const auto found = text.empty() ? drives.end() : drives.find(text);
+    return found != drives.end() &&
+           (!capacity || found->second.count(capacity) != 0 || found->second.count(std::nullopt) != 0);
+  }
+
+  std::map<std::string, Capacities> byModel_;
+  std::map<std::string, Capacities> byName_;
+};
+
+/// Each SimpleStorage with a device that no other place tells.
+std::set<std::string> SimpleStoragesThatShowMore(const Collected& from) {
+  const KnownDrives known(from);
+  std::set<std::string> result;
+  for (const Collected::Part& part : from.parts) {
+    const Component& device = part.record;
+    const bool isDevice = device.kind == "drive" && device.id.find('#') != std::string::npos;
+    if (isDevice && device.state != "absent" && !(device.model.empty() && device.name.empty()) && !known.Have(device)) {
+      result.insert(SimpleStorageOf(device));
+    }
+  }
+  return result;
+}
+
+/// StorageControllers[] where the same Storage has Controllers, SimpleStorage where a Storage of the same system shows
+/// the same.
+void DropFormerStorage(Collected& from) {
   std::set<std::string> storages;
   std::set<std::string> systems;
-  for (const Collected::Part& part : parts) {
+  for (const Collected::Part& part : from.parts) {
     const bool ofStorage = IsIn(part.record, "/storage/");
-    if (ofStorage && !part.legacy && part.record.kind == "storage_controller") {
+    if (ofStorage && part.shape == Collected::Shape::Resource && part.record.kind == "storage_controller") {
       storages.insert(Lower(Above(Above(part.record.id))));
     }
     if (ofStorage && (part.record.kind == "drive" || part.record.kind == "storage_controller")) {
       systems.insert(TopOf(part.record.id));
     }
   }
-  std::set<const Component*> doubles;
-  for (const Collected::Part& part : parts) {
+  const std::set<std::string> needed = SimpleStoragesThatShowMore(from);
+  const auto isFormer = [&](const std::string& simple) {
+    const std::string storage = TopOf(simple) + "/storage/" + std::string(LastSegment(simple));
+    return !simple.empty() && systems.count(TopOf(simple)) != 0 &&
+           (from.storages.count(storage) != 0 || needed.count(simple) == 0);
+  };
+  Doubles doubles;
+  for (const Collected::Part& part : from.parts) {
     const std::string id = Lower(part.record.id);
-    const bool controllerRow = part.record.kind == "storage_controller" && part.legacy;
-    const auto hash = id.find('#');
-    if ((controllerRow && storages.count(id.substr(0, hash)) != 0) ||
-        (IsIn(part.record, "/simplestorage/") && systems.count(TopOf(id)) != 0)) {
-      doubles.insert(&part.record);
+    const bool controllerRow = part.record.kind == "storage_controller" && part.shape == Collected::Shape::Row;
+    if ((controllerRow && storages.count(id.substr(0, id.find('#'))) != 0) || isFormer(SimpleStorageOf(part.record))) {
+      doubles.emplace(&part.record, "");
     }
   }
-  Remove(parts, doubles);
+  Remove(from, doubles);
 }
 
 bool IsSameDrive(const Component& storage, const Component& chassis) {
@@ -151,7 +207,7 @@ bool IsSameDrive(const Component& storage, const Component& chassis) {
 }
 
 /// A drive that several chassis list.
-void JoinChassisDrives(Collected& from, const std::vector<Component*>& drives, std::set<const Component*>& doubles) {
+void JoinChassisDrives(const std::vector<Component*>& drives, Doubles& doubles) {
   std::map<std::pair<std::string, std::string>, Component*> first;
   for (Component* const drive : drives) {
     if (doubles.count(drive) != 0 || drive->serial_number.empty() || drive->model.empty()) {
@@ -160,18 +216,16 @@ void JoinChassisDrives(Collected& from, const std::vector<Component*>& drives, s
     const auto [known, isNew] = first.emplace(std::pair(drive->serial_number, drive->model), drive);
     if (!isNew && TopOf(known->second->id) != TopOf(drive->id)) {
       Fill(*known->second, *drive);
-      from.joined[drive->id] = known->second->id;
-      doubles.insert(drive);
+      doubles[drive] = known->second->id;
     }
   }
 }
 
-/// Drives that stand both in a storage and in a chassis.
+/// Drives that both a storage and a chassis list.
 void JoinDrives(Collected& from) {
-  Parts& parts = from.parts;
   std::multimap<std::string, Component*> inStorage;  // by serial number, or the last segment where there is none
   std::vector<Component*> inChassis;
-  for (Collected::Part& part : parts) {
+  for (Collected::Part& part : from.parts) {
     Component& drive = part.record;
     if (drive.kind != "drive") {
       continue;
@@ -184,7 +238,7 @@ void JoinDrives(Collected& from) {
   }
   std::sort(inChassis.begin(), inChassis.end(),
             [](const Component* left, const Component* right) { return NaturalLess(left->id, right->id); });
-  std::set<const Component*> doubles;
+  Doubles doubles;
   for (Component* const drive : inChassis) {
     for (const std::string& key : {drive->serial_number, std::string(LastSegment(drive->id))}) {
       const auto [first, last] = inStorage.equal_range(key);
@@ -198,14 +252,77 @@ void JoinDrives(Collected& from) {
         same->second->state.clear();
       }
       Fill(*same->second, *drive);
-      from.joined[drive->id] = same->second->id;
+      doubles[drive] = same->second->id;
       inStorage.erase(same);
-      doubles.insert(drive);
       break;
     }
   }
-  JoinChassisDrives(from, inChassis, doubles);
-  Remove(parts, doubles);
+  JoinChassisDrives(inChassis, doubles);
+  Remove(from, doubles);
+}
+
+/// "pcie_device pciedevices/3" of "Systems/1/PCIeDevices/3".
+std::string TwinKey(const Component& component) {
+  const std::string_view folder = LastSegment(Above(component.id));
+  return component.kind + ' ' + Lower(folder) + '/' + Lower(LastSegment(component.id));
+}
+
+/// Devices that a service has below its system and below its chassis, each with a path of its own.
+void JoinTwins(Collected& from) {
+  constexpr std::array<std::string_view, 5> kOfBoth = {"processor", "gpu", "memory", "network_adapter", "pcie_device"};
+  std::map<std::string, std::vector<Component*>> twins;
+  for (Collected::Part& part : from.parts) {
+    if (std::find(kOfBoth.begin(), kOfBoth.end(), part.record.kind) != kOfBoth.end()) {
+      twins[TwinKey(part.record)].push_back(&part.record);
+    }
+  }
+  Doubles doubles;
+  for (auto& [key, both] : twins) {
+    const auto inChassis = [](const Component* one) { return TopOf(one->id).rfind("chassis/", 0) == 0; };
+    if (both.size() != 2 || inChassis(both[0]) == inChassis(both[1])) {
+      continue;
+    }
+    Component& first = inChassis(both[0]) ? *both[0] : *both[1];
+    Component& second = inChassis(both[0]) ? *both[1] : *both[0];
+    if (first.name == second.name && first.model == second.model && first.serial_number == second.serial_number) {
+      Fill(first, second);
+      doubles[&second] = first.id;
+    }
+  }
+  Remove(from, doubles);
+}
+
+/// Rows of assemblies that say nothing new of something else with the same serial number, or of their own chassis.
+void DropKnownAssemblies(Collected& from) {
+  using Said = std::array<std::string, 3>;  // what it is of, the model and the part number, which may be left out
+  std::map<Said, const Component*> known;
+  const auto note = [&](const std::string& of, const Component& record) {
+    for (const std::string& model : {record.model, std::string()}) {
+      known.emplace(Said{of, model, record.part_number}, &record);
+      known.emplace(Said{of, model, ""}, &record);
+    }
+  };
+  for (const Collected::Part& part : from.parts) {
+    if (part.shape != Collected::Shape::Assembly && !part.record.serial_number.empty()) {
+      note(part.record.serial_number, part.record);
+    }
+    if (part.record.kind == "chassis") {
+      note("chassis " + part.record.id, part.record);
+    }
+  }
+  Doubles doubles;
+  for (const Collected::Part& part : from.parts) {
+    const Component& row = part.record;
+    if (part.shape != Collected::Shape::Assembly) {
+      continue;
+    }
+    const std::string of = row.serial_number.empty() ? "chassis " + from.PlaceAbove(row.id) : row.serial_number;
+    const auto same = known.find({of, row.model, row.part_number});
+    if (same != known.end()) {
+      doubles.emplace(&row, same->second->id);
+    }
+  }
+  Remove(from, doubles);
 }
 
 /// Whether a chassis is around itself, by one link or by several.
@@ -241,10 +358,12 @@ int RankOf(std::string_view kind) {
 }  // namespace
 
 void FinishComponents(Collected& from) {
-  JoinRows(from.parts, "power_supply");
-  JoinRows(from.parts, "fan");
-  DropFormerStorage(from.parts);
+  JoinRows(from, "power_supply");
+  JoinRows(from, "fan");
+  DropFormerStorage(from);
   JoinDrives(from);
+  JoinTwins(from);
+  DropKnownAssemblies(from);
   if (!from.Wants(Model::Family::Components)) {
     return;
   }

@@ -20,15 +20,13 @@ using std::chrono::seconds;
 namespace {
 
 constexpr int kMaxRedirects = 5;
-constexpr int kMaxWaits = 10;                // pauses that one request is given by the service
-constexpr int kMaxUnaskedWaits = 2;          // the same, where the service names no time
-constexpr int kMaxSilences = 8;              // requests in a row without an answer, before the service counts as gone
-constexpr milliseconds kSessionGrace{5000};  // beyond the deadline, so that no session is left open
+constexpr int kMaxWaits = 10;        // pauses that one request is given by the service
+constexpr int kMaxUnaskedWaits = 2;  // the same, where the service names no time
+constexpr int kMaxSilences = 8;      // requests in a row without an answer, before the service counts as gone
 constexpr std::size_t kBytesAtOnce = std::size_t{128} << 20;  // of all responses that are under way
 constexpr std::size_t kLeastBody = std::size_t{16} << 20;
 constexpr std::size_t kMostBody = std::size_t{32} << 20;
 constexpr std::size_t kMostBytes = std::size_t{128} << 20;  // of all responses of a reading
-constexpr u64 kPerformed = 0;                               // id of the request that Perform() waits for
 
 std::string OriginOf(const KelvarConnection::ConnectionInfo& info) {
   const bool bracketed = info.AddressFamily == 1;
@@ -45,6 +43,12 @@ Rest::MultiTransfer::Options TransferOptions(const InventoryReaderOptions& optio
     transfer.maxBodyBytes = std::min<u64>(transfer.maxBodyBytes, options.connection.response_limit_bytes);
   }
   return transfer;
+}
+
+std::size_t MostBytesOf(const ConnectionOptions& options) {
+  constexpr u64 kResponses = 8;
+  const u64 limit = options.response_limit_bytes;
+  return limit == 0 || limit > kMostBytes / kResponses ? kMostBytes : static_cast<std::size_t>(limit * kResponses);
 }
 
 }  // namespace
@@ -64,7 +68,9 @@ Fetcher::Fetcher(const ReadRequest& request)
     : request_(request),
       origin_(OriginOf(request.info)),
       transfer_(TransferOptions(request.options)),
-      session_(request.info, origin_) {}
+      session_(request.info, origin_),
+      mostBytes_(MostBytesOf(request.options.connection)),
+      connections_(request.options.requests_at_once) {}
 
 Fetcher::~Fetcher() {
   try {
@@ -136,10 +142,20 @@ milliseconds Fetcher::Timeout() const {
   return milliseconds(static_cast<long>(limit * 1000));
 }
 
+milliseconds Fetcher::Quiet() const {
+  return std::max(request_.leastQuiet, milliseconds(static_cast<long>(30 * slowest_ * 1000)));
+}
+
+milliseconds Fetcher::ConnectTimeout() const {
+  // One connection has been opened: whether there may be another one shows soon.
+  const double limit = answered_ ? std::clamp(30 * slowest_, 3.0, 15.0) : 15.0;
+  return milliseconds(static_cast<long>(limit * 1000));
+}
+
 std::size_t Fetcher::Limit() const noexcept {
   // A wrong password is sent once, not by all requests at once.
   const bool untried = !accepted_ && !session_.IsAnonymous() && !session_.IsOpen();
-  return untried ? 1 : request_.options.requests_at_once;
+  return untried ? 1 : connections_;
 }
 
 void Fetcher::StartJobs() {
@@ -153,6 +169,9 @@ void Fetcher::StartJobs() {
     request.url = origin_ + job->path;
     request.headers = {"Accept: application/json", "OData-Version: 4.0"};
     request.timeout = answered_ ? Timeout() : milliseconds(60'000);
+    request.connectTimeout = ConnectTimeout();
+    request.quiet = job->fresh ? milliseconds(0) : Quiet();
+    request.fresh = job->fresh;
     session_.Authorize(request);
     job->anonymous = session_.IsAnonymous();
     job->sessionNumber = sessionNumber_;
@@ -184,7 +203,10 @@ void Fetcher::Handle(Rest::TransferResult& result) {
   }
   Job job = std::move(found->second);
   active_.erase(found);
-  Record("GET", job.path, result, job.transmissions);
+  const bool lost = stopped_ == FailureCause::None && IsLost(job, result);
+  if (!lost) {
+    Record("GET", job.path, result, job.transmissions);
+  }
   slowest_ = result.timedOut ? slowest_ : std::max(slowest_, result.seconds);
   if (result.cause != FailureCause::None) {
     NoteSilence(result);
@@ -195,7 +217,7 @@ void Fetcher::Handle(Rest::TransferResult& result) {
     accepted_ = accepted_ || accepted;
     acceptedInSession_ = acceptedInSession_ || (accepted && job.sessionNumber == sessionNumber_);
   }
-  if (stopped_ == FailureCause::None && TryAgain(job, result)) {
+  if (stopped_ == FailureCause::None && (lost ? TryElsewhere(job, result) : TryAgain(job, result))) {
     queue_.push_front(std::move(job));
     return;
   }
@@ -203,6 +225,13 @@ void Fetcher::Handle(Rest::TransferResult& result) {
 }
 
 void Fetcher::NoteSilence(const Rest::TransferResult& result) {
+  if (result.silent) {
+    return;  // of the connection, not yet of the service
+  }
+  if (LacksConnection(result) && connections_ > 1) {
+    --connections_;
+    return;
+  }
   ++silences_;
   if (result.cause == FailureCause::TooLarge) {
     silences_ = 0;
@@ -212,11 +241,26 @@ void Fetcher::NoteSilence(const Rest::TransferResult& result) {
   }
 }
 
+/// Some services take few connections at a time.
+bool Fetcher::LacksConnection(const Rest::TransferResult& result) const noexcept {
+  return answered_ && !result.connected && result.cause != FailureCause::None;
+}
+
+/// Whether it was the connection that failed, which is worth another one.
+bool Fetcher::IsLost(const Job& job, const Rest::TransferResult& result) const noexcept {
+  const bool cutShort = result.cause == FailureCause::Unreachable || result.cause == FailureCause::BadData;
+  const bool broken = cutShort && !result.timedOut && answered_;
+  const bool lacks = LacksConnection(result);
+  return result.silent || (lacks && connections_ > 1) || ((broken || lacks) && job.transmissions < 2);
+}
+
+bool Fetcher::TryElsewhere(Job& job, const Rest::TransferResult& result) const {
+  job.fresh = result.connected;  // else one of those that are open
+  KELVAR_LOG(3) << "GET " << job.path << " is sent again: " << result.error;
+  return true;
+}
+
 bool Fetcher::TryAgain(Job& job, const Rest::TransferResult& result) {
-  if (result.cause != FailureCause::None) {
-    const bool broken = result.cause == FailureCause::Unreachable && !result.timedOut && answered_;
-    return broken && job.transmissions < 2;
-  }
   switch (result.status) {
     case 401:
       return TryAfterRefusal(job);
@@ -250,7 +294,7 @@ bool Fetcher::TryAfterRefusal(Job& job) {
   }
   if (std::exchange(adopted_, false) && !acceptedInSession_) {
     KELVAR_LOG(3) << "The Redfish session of the last reading is over; a new one is opened";
-    session_.Forget();
+    CloseSession();
     Login(sessionsPath_);
     return stopped_ == FailureCause::None;
   }
@@ -266,7 +310,7 @@ bool Fetcher::TryAfterRefusal(Job& job) {
     return true;
   }
   KELVAR_LOG(2) << "The Redfish service has forgotten the session; a new one is opened";
-  session_.Forget();
+  CloseSession();  // it may be the resource alone that is refused
   Login(sessionsPath_);
   return stopped_ == FailureCause::None;
 }
@@ -310,8 +354,11 @@ void Fetcher::Deliver(Job& job, Rest::TransferResult& result) {
   reply.error = std::move(result.error);
   reply.body = std::move(result.body);
   received_ += reply.body.size();
-  if (received_ > kMostBytes) {
-    Stop(FailureCause::TooLarge, "the service sends more than " + std::to_string(kMostBytes >> 20) + " MiB");
+  if (reply.body.rfind("\xEF\xBB\xBF", 0) == 0) {
+    reply.body.erase(0, 3);  // a byte order mark
+  }
+  if (received_ > mostBytes_) {
+    Stop(FailureCause::TooLarge, "the service sends more than " + std::to_string(mostBytes_ >> 20) + " MiB");
   }
   if (reply.cause == FailureCause::None && (reply.status < 200 || reply.status > 299)) {
     reply.cause = Http::CauseOfStatus(reply.status);
@@ -319,92 +366,6 @@ void Fetcher::Deliver(Job& job, Rest::TransferResult& result) {
     reply.error = "HTTP " + std::to_string(reply.status);
   }
   job.handler(reply);
-}
-
-Rest::TransferResult Fetcher::Perform(Rest::TransferRequest request, milliseconds grace) {
-  auto end = Clock::now() + milliseconds(30'000);
-  if (request_.deadline) {
-    end = std::min(end, std::max(*request_.deadline, Clock::now()) + grace);
-  }
-  request.timeout = std::chrono::ceil<milliseconds>(end - Clock::now());
-  transfer_.Start(kPerformed, std::move(request));
-  for (;;) {
-    std::optional<Rest::TransferResult> performed;
-    for (Rest::TransferResult& result : transfer_.Wait(milliseconds(1000))) {
-      if (result.id == kPerformed) {
-        performed = std::move(result);
-      } else {
-        early_.push_back(std::move(result));
-      }
-    }
-    if (performed) {
-      return std::move(*performed);
-    }
-  }
-}
-
-void Fetcher::Login(const std::string& sessionsPath) {
-  using Authentication = InventoryReaderOptions::Authentication;
-  sessionsPath_ = sessionsPath;
-  if (request_.info.UserName.empty()) {
-    return;  // no account: the service may show what it shows everybody
-  }
-  if (request_.options.authentication == Authentication::Basic || sessionsPath.empty()) {
-    UseBasic();
-    return;
-  }
-  if (AdoptKept()) {
-    return;
-  }
-  ++sessionNumber_;
-  acceptedInSession_ = false;
-  const Rest::TransferResult result = Perform(session_.OpenRequest(sessionsPath), kSessionGrace);
-  Record("POST", sessionsPath, result, 1);
-  switch (session_.TakeOpened(result)) {
-    case Session::Opened::Yes:
-      return;
-    case Session::Opened::LoginRefused:
-      Stop(FailureCause::LoginRefused, "the login was refused");
-      return;
-    case Session::Opened::NoSession:
-      CloseSession();
-      if (request_.options.authentication == Authentication::Session) {
-        Stop(FailureCause::Refused, "the service gives no session");
-      }
-      UseBasic();
-  }
-}
-
-bool Fetcher::AdoptKept() {
-  if (request_.kept == nullptr || request_.kept->token.empty()) {
-    return false;
-  }
-  session_.Adopt(*request_.kept);
-  adopted_ = true;
-  return true;
-}
-
-void Fetcher::CloseKept() {
-  if (AdoptKept()) {
-    CloseSession();
-  }
-}
-
-void Fetcher::CloseSession() {
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    auto request = session_.CloseRequest();
-    if (!request) {
-      return;
-    }
-    const std::string path = request->url.substr(origin_.size());
-    request->timeout = kSessionGrace;
-    const Rest::TransferResult result = Perform(std::move(*request), kSessionGrace);
-    Record("DELETE", path, result, 1);
-    if (result.status >= 200 && result.status < 500) {
-      break;
-    }
-  }
-  session_.Forget();
 }
 
 void Fetcher::Record(const std::string& method, const std::string& path, const Rest::TransferResult& result,

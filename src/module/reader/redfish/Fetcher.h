@@ -30,8 +30,9 @@ struct Reply {
 };
 
 /// Fetches many resources of one service at once, on the caller's thread: a session or basic authentication,
-/// redirects within the origin, waits that the service asks for, one more try after a broken connection, an end at the
-/// deadline, after a refused login, and when the service answers no more. Records every exchange in the diagnostics.
+/// redirects within the origin, waits that the service asks for, one more try after a broken connection, or a kept one
+/// that is silent, an end at the deadline, after a refused login, and when the service answers no more. Records every
+/// exchange in the diagnostics.
 class Fetcher {
  public:
   using Handler = std::function<void(Reply&)>;
@@ -75,12 +76,16 @@ class Fetcher {
     u32 transmissions = 0;
     bool anonymous = false;
     bool refused = false;  ///< once already, with another session
+    bool fresh = false;    ///< a kept connection was silent
   };
 
   void StartJobs();
   std::size_t Limit() const noexcept;
   std::chrono::milliseconds NextWait() const;
   void Handle(Rest::TransferResult& result);
+  bool LacksConnection(const Rest::TransferResult& result) const noexcept;
+  bool IsLost(const Job& job, const Rest::TransferResult& result) const noexcept;
+  bool TryElsewhere(Job& job, const Rest::TransferResult& result) const;
   bool TryAgain(Job& job, const Rest::TransferResult& result);
   bool TryAfterRefusal(Job& job);
   bool AdoptKept();
@@ -90,11 +95,17 @@ class Fetcher {
   void Deliver(Job& job, Rest::TransferResult& result);
   void DropAll();
   Rest::TransferResult Perform(Rest::TransferRequest request, std::chrono::milliseconds grace);
+  bool Pause(const Rest::TransferResult& result, Clock::time_point limit);
+  Rest::TransferResult PostSession();
+  Rest::TransferResult OpenSession();
+  void FindSession();
   void Record(const std::string& method, const std::string& path, const Rest::TransferResult& result,
               u32 transmissions);
   void UseBasic();
   void CloseSession();
   std::chrono::milliseconds Timeout() const;
+  std::chrono::milliseconds Quiet() const;
+  std::chrono::milliseconds ConnectTimeout() const;
 
   const ReadRequest& request_;
   const std::string origin_;
@@ -113,12 +124,14 @@ class Fetcher {
   double slowest_ = 0;
   int silences_ = 0;
   std::size_t received_ = 0;
+  const std::size_t mostBytes_;  ///< of all responses
+  std::size_t connections_;      ///< that the service takes
   bool answered_ = false;
   FailureCause stopped_ = FailureCause::None;
   std::string stopReason_;
 };
 
-/// How long a Retry-After header asks to wait, in seconds or until a date; nothing for one that makes no sense.
+/// How long a Retry-After header asks to wait, in seconds or until a date; nothing for a malformed one.
 std::optional<std::chrono::seconds> RetryAfter(const std::string& header, std::time_t now);
 
 }  // namespace Kelvar::Reader

@@ -62,7 +62,7 @@ bool IsLetter(char letter) {
   return letter >= 'a' && letter <= 'z';
 }
 
-/// Whether the words stand in the text with no letter next to them.
+/// Whether the words are in the text with no letter next to them.
 bool HasWord(std::string_view text, std::string_view word) {
   for (auto at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
     const auto end = at + word.size();

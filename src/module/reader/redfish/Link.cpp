@@ -20,6 +20,12 @@ bool IsPrintable(std::string_view text) {
   });
 }
 
+std::string_view WithoutDefaultPort(std::string_view origin) {
+  constexpr std::string_view kPort = ":443";
+  const bool hasIt = origin.size() > kPort.size() && origin.substr(origin.size() - kPort.size()) == kPort;
+  return hasIt ? origin.substr(0, origin.size() - kPort.size()) : std::string_view();
+}
+
 void DropSlashes(std::string_view& text) {
   while (text.size() > 1 && text.back() == '/') {
     text.remove_suffix(1);
@@ -42,11 +48,14 @@ std::string EncodeBlanks(std::string_view text) {
 }  // namespace
 
 std::optional<Link> ParseLink(std::string_view text, std::string_view origin) {
-  if (!origin.empty() && StartsWithIgnoringCase(text, origin) && text.size() > origin.size() &&
-      text[origin.size()] == '/') {
-    text.remove_prefix(origin.size());
+  for (const std::string_view own : {origin, WithoutDefaultPort(origin)}) {
+    if (!own.empty() && StartsWithIgnoringCase(text, own) && text.size() > own.size() && text[own.size()] == '/') {
+      text.remove_prefix(own.size());
+      break;
+    }
   }
-  const std::string encoded = EncodeBlanks(text);
+  const bool lacksSlash = StartsWithIgnoringCase(text, kRoot.substr(1));
+  const std::string encoded = (lacksSlash ? "/" : "") + EncodeBlanks(text);
   text = encoded;
   const bool local = !text.empty() && text[0] == '/' && (text.size() == 1 || text[1] != '/');
   if (!local || text.size() > kMaxLink || !IsPrintable(text) || text.find("/../") != std::string_view::npos) {

@@ -17,7 +17,7 @@ struct Link {
   std::string fragment;  ///< "/Fans/0", or empty
 };
 
-/// Nothing for a text that is no link on the target itself. `origin` is the target's own scheme, host and port.
+/// Nothing for a text that is not a link on the target itself. `origin` is the target's own scheme, host and port.
 std::optional<Link> ParseLink(std::string_view text, std::string_view origin);
 
 /// What is equal for all spellings of one link.

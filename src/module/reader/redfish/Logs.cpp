@@ -21,11 +21,6 @@ std::string SeverityOf(JsonValue json) {
   return "unknown";
 }
 
-std::string CreatedOf(JsonValue json) {
-  std::string created = DateTime(TextAt(json, "Created"));
-  return created.empty() ? DateTime(TextAt(json, "EventTimestamp")) : created;
-}
-
 std::string SourceOf(JsonValue json) {
   for (const char* const path : {"Links/OriginOfCondition", "OriginOfCondition"}) {
     std::string source = LinkedId(json, path);
@@ -81,7 +76,7 @@ void TakeLogEntry(Collected& to, const Node& node, JsonValue json) {
   const bool inEntries = Lower(LastSegment(record.log)) == "entries";
   record.log = inEntries ? std::string(Above(record.log)) : record.log;
   record.id = node.id;
-  record.created = CreatedOf(json);
+  record.created = CreatedAt(json);
   record.severity = SeverityOf(json);
   record.message = MessageAt(json, "Message");
   record.message_id = MessageAt(json, "MessageId");

@@ -32,7 +32,7 @@ constexpr std::array<WordRow, 7> kOrigins = {{
 
 constexpr u32 kBitsOfIpv6 = 128;
 
-constexpr std::array<WordRow, 3> kLinks = {{{"LinkUp", "up"}, {"LinkDown", "down"}, {"NoLink", "no_link"}}};
+constexpr std::array<WordRow, 3> kLinkWords = {{{"LinkUp", "up"}, {"LinkDown", "down"}, {"NoLink", "no_link"}}};
 
 template <std::size_t Count>
 std::string WordFor(const std::array<WordRow, Count>& rows, std::string_view told, const char* other) {
@@ -103,15 +103,17 @@ void TakeAddresses(NetworkInterface& into, JsonValue json) {
 }
 
 /// Whether an address server gives addresses: as told, else by where the addresses come from.
-std::optional<bool> UsesDhcp(const NetworkInterface& interface, JsonValue json) {
+std::optional<bool> UsesDhcp(JsonValue json) {
   const auto told = BoolAt(json, "DHCPv4/DHCPEnabled");
   if (told) {
     return told;
   }
   std::optional<bool> uses;
-  for (const NetworkAddress& address : interface.addresses) {
-    if (address.family == "ipv4" && !address.origin.empty()) {
-      uses = uses.value_or(false) || address.origin == "dhcp";
+  for (const JsonValue address : FirstOf(json["IPv4Addresses"], kMostDetails)) {
+    const std::string origin = TextAt(address, "AddressOrigin");
+    // An address that is still to come has an origin, too; that of one that is not used says nothing.
+    if (origin == "DHCP" || (!origin.empty() && !AddressAt(address, "Address").empty())) {
+      uses = uses.value_or(false) || origin == "DHCP";
     }
   }
   return uses;
@@ -131,7 +133,7 @@ std::vector<std::string> NameServersOf(JsonValue json) {
       }
     }
     if (!servers.empty()) {
-      break;  // those in use; the configured ones stand in where a service does not tell these
+      break;  // those in use; the configured ones are used where a service does not report these
     }
   }
   return servers;
@@ -159,13 +161,13 @@ void TakeEthernet(Collected& to, const Node& node, JsonValue json) {
   if (interface.mac_address.empty()) {
     interface.mac_address = MacAddress(TextAt(json, "PermanentMACAddress"));
   }
-  interface.link = WordFor(kLinks, TextAt(json, "LinkStatus"), "");
+  interface.link = WordFor(kLinkWords, TextAt(json, "LinkStatus"), "");
   interface.speed_mbps = SpeedOf(json);
   interface.vlan = VlanOf(json);
   interface.host_name = TextAt(json, "HostName");
   interface.fqdn = TextAt(json, "FQDN");
   TakeAddresses(interface, json);
-  interface.dhcp = UsesDhcp(interface, json);
+  interface.dhcp = UsesDhcp(json);
   interface.name_servers = NameServersOf(json);
   to.inventory->network_interfaces.push_back(std::move(interface));
 }

@@ -10,6 +10,7 @@
 #include "module/reader/redfish/Collected.h"
 #include "module/reader/redfish/Fetcher.h"
 #include "module/reader/redfish/Link.h"
+#include "module/reader/redfish/MessageTexts.h"
 #include "module/reader/redfish/Walk.h"
 
 namespace Kelvar::Reader {
@@ -62,6 +63,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::NetworkInterface, "Links/NetworkAdapter", Role::NetworkAdapter, Later, kPartsAndSensors},
     {Role::System, "Links/Chassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::System, "Links/ManagedBy", Role::Manager, Later, kSystem | kFirmware | kLeds | kLogs | kNetwork},
+    {Role::Processor, "Links/PCIeDevice", Role::PcieDevice, Later, kPartsAndSensors},
     {Role::Processor, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::Processor, "Metrics", Role::Metrics, ToOne, kSensors},
     {Role::Memory, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
@@ -82,7 +84,8 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Chassis, "Memory", Role::Memory, ToCollection, kPartsAndSensors},
     {Role::Chassis, "NetworkAdapters", Role::NetworkAdapter, ToCollection, kPartsAndSensors},
     {Role::Chassis, "PCIeDevices", Role::PcieDevice, ToCollection, kPartsAndSensors},
-    {Role::Chassis, "PCIeSlots", Role::PcieSlots, ToOne, kComponents},
+    {Role::Chassis, "Assembly", Role::Assembly, ToOne, kParts},
+    {Role::Chassis, "PCIeSlots", Role::PcieSlots, ToOne, kParts},
     {Role::Chassis, "PowerSubsystem", Role::PowerSubsystem, ToOne, kPartsAndSensors},
     {Role::Chassis, "ThermalSubsystem", Role::ThermalSubsystem, ToOne, kPartsAndSensors},
     {Role::Chassis, "Power", Role::Power, ToOne, kPartsAndSensors},
@@ -90,12 +93,17 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Chassis, "Sensors", Role::Sensor, ToCollection, kSensors},
     {Role::Chassis, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::Chassis, "LogServices", Role::LogService, ToCollection, kLogs},
+    {Role::Chassis, "Links/ComputerSystems", Role::System, Later, ~FamilyMask{0}},
+    {Role::Chassis, "Links/ContainedBy", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::Chassis, "Links/Contains", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::Chassis, "Links/Drives", Role::Drive, Later, kPartsAndSensors},
     {Role::Chassis, "Links/Storage", Role::Storage, Later, kPartsAndSensors},
+    {Role::Chassis, "Links/Processors", Role::Processor, Later, kPartsAndSensors},
+    {Role::Chassis, "Links/PowerSupplies", Role::PowerSupply, Later, kPartsAndSensors},
+    {Role::Chassis, "Links/Fans", Role::Fan, Later, kPartsAndSensors},
     {Role::Chassis, "Links/PCIeDevices", Role::PcieDevice, Later, kPartsAndSensors},
-    {Role::NetworkAdapter, "Ports", Role::NetworkPort, ToCollection, kComponents},
-    {Role::NetworkAdapter, "NetworkPorts", Role::NetworkPort, ToCollection, kComponents},
+    {Role::NetworkAdapter, "Ports", Role::NetworkPort, ToCollection, kParts},
+    {Role::NetworkAdapter, "NetworkPorts", Role::NetworkPort, ToCollection, kParts},
     {Role::NetworkAdapter, "NetworkDeviceFunctions", Role::NetworkPort, ToCollection, kComponents},
     {Role::NetworkAdapter, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::PcieDevice, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
@@ -110,6 +118,8 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::ThermalSubsystem, "LeakDetection", Role::LeakDetection, ToOne, kSensors},
     {Role::LeakDetection, "LeakDetectors", Role::LeakDetector, ToCollection, kSensors},
 
+    {Role::Manager, "Links/ManagerForServers", Role::System, Later, ~FamilyMask{0}},
+    {Role::Manager, "Links/ManagerForChassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::Manager, "EthernetInterfaces", Role::EthernetInterface, ToCollection, kNetwork},
     {Role::Manager, "NetworkProtocol", Role::NetworkProtocol, ToOne, kNetwork},
     {Role::Manager, "LogServices", Role::LogService, ToCollection, kLogs},
@@ -149,6 +159,7 @@ class Reading {
   void TakeChassisSide(const Node& node, JsonValue json);
   void FollowLinks(const Node& node, JsonValue json);
   void FollowRows(const Node& node, JsonValue list, Role role, FamilyMask families);
+  void FollowSlots(const Node& node, JsonValue json);
   void FollowExcerpts(const Node& node, JsonValue json);
   void Finish();
   void SetResults(bool understood);
@@ -160,6 +171,8 @@ class Reading {
   Collected collected_;
   Fetcher fetcher_;
   Walk walk_;
+  std::string registries_;    ///< path of the list of message registries
+  bool anyLogEntry_ = false;  ///< also one that is left out by the options
   bool understood_ = false;
   FailureCause cause_ = FailureCause::None;
   std::string reason_;
@@ -187,7 +200,7 @@ void Reading::TakeRoot(Reply& reply) {
   const auto document = reply.IsOk() ? JsonDocument::Read(std::move(reply.body)) : std::nullopt;
   if (reply.IsOk() && (!document || TextAt(document->Root(), "RedfishVersion").empty())) {
     cause_ = FailureCause::NotSuchService;
-    reason_ = "what answers is no Redfish service root";
+    reason_ = "the response is not a Redfish service root";
   }
   if (cause_ != FailureCause::None) {
     DiagnosticsRecorder::AddGap(GapKind::Failure, cause_, kRootPath, reason_);
@@ -199,8 +212,11 @@ void Reading::TakeRoot(Reply& reply) {
   walk_.UseFeatures(root);
   std::string sessions = LinkAt(root, "Links/Sessions");
   if (sessions.empty() && root["SessionService"]) {
-    sessions = LinkAt(root, "SessionService") + "/Sessions";
+    const std::string service = LinkAt(root, "SessionService");
+    sessions = service + (!service.empty() && service.back() == '/' ? "Sessions" : "/Sessions");
   }
+  const auto registries = ParseLink(LinkAt(root, "Registries"), fetcher_.Origin());
+  registries_ = registries ? registries->path : "";
   const auto link = ParseLink(sessions, fetcher_.Origin());
   fetcher_.Login(link ? link->path : "");
   Node node;
@@ -232,11 +248,23 @@ void Reading::FollowLinks(const Node& node, JsonValue json) {
   }
 }
 
-/// Lists that hold what they list, where some services hold links alone.
+/// Lists that hold what they list, where some services hold links alone, or a link to a collection.
 void Reading::FollowRows(const Node& node, JsonValue list, Role role, FamilyMask families) {
+  if (list.IsObject()) {
+    walk_.Follow(node, list, role, true, families);
+  }
   for (const JsonValue row : collected_.RowsOf(list)) {
     if (IsBare(row)) {
       walk_.FollowLater(node, LinkAt(row, "@odata.id"), role, families);
+    }
+  }
+}
+
+/// Some devices are only found by the slot that holds them.
+void Reading::FollowSlots(const Node& node, JsonValue json) {
+  for (const JsonValue slot : collected_.RowsOf(json["Slots"])) {
+    for (const JsonValue device : FirstOf(At(slot, "Links/PCIeDevice"), kMostDetails)) {
+      walk_.FollowLater(node, LinkAt(device, ""), Role::PcieDevice, kPartsAndSensors & collected_.wanted);
     }
   }
 }
@@ -245,13 +273,15 @@ void Reading::FollowExcerpts(const Node& node, JsonValue json) {
   if (!collected_.Wants(Family::Sensors)) {
     return;
   }
-  for (std::string& source : TakeExcerpts(collected_, node, json)) {
-    walk_.FollowLater(node, std::move(source), Role::Sensor, kSensors);
+  for (const std::string& source : TakeExcerpts(collected_, node, json)) {
+    walk_.FollowLater(node, source, Role::Sensor, kSensors);
   }
 }
 
 void Reading::Visit(const Node& node, JsonValue json) {
-  const bool full = collected_.Count() >= Collected::kMostRecords;
+  const std::size_t limit = request_.options.connection.record_limit;
+  const bool full =
+      collected_.Count() >= (limit == 0 ? Collected::kMostRecords : std::min(limit, Collected::kMostRecords));
   if (!full) {
     FollowLinks(node, json);
     Take(node, json);
@@ -267,7 +297,7 @@ void Reading::Take(const Node& node, JsonValue json) {
     case Role::Manager:
       collected_.places.emplace(Lower(node.id), node.id);
       TakeSystem(collected_, node, json);
-      TakeLed(collected_, node.id, json);
+      TakeLed(collected_, {node.id, TextAt(json, "Name"), node.id}, json);
       return;
     case Role::Firmware:
     case Role::Software:
@@ -317,8 +347,12 @@ void Reading::TakeChassisSide(const Node& node, JsonValue json) {
       TakePart(collected_, node, json);
       FollowExcerpts(node, json);
       return;
+    case Role::Assembly:
+      TakeAssembly(collected_, node, json);
+      return;
     case Role::PcieSlots:
-      TakePcieSlots(collected_, json);
+      TakePcieSlots(collected_, node, json);
+      FollowSlots(node, json);
       return;
     case Role::Power:
       TakePowerSupplyRows(collected_, node, json);
@@ -343,12 +377,14 @@ void Reading::TakeChassisSide(const Node& node, JsonValue json) {
 }
 
 void Reading::Finish() {
-  FinishFirmware(collected_);
   FinishComponents(collected_);
+  FinishFirmware(collected_);
   if (collected_.Wants(Family::Sensors)) {
     FinishSensors(collected_);
   }
+  anyLogEntry_ = !collected_.entries.empty();
   FinishLogs(collected_, request_.options);
+  MessageTexts(fetcher_, registries_).Fill(inventory_.log_entries);
   FinishNetwork(collected_);
   FinishLeds(collected_);
   FinishSystems(collected_);
@@ -376,9 +412,10 @@ std::size_t Reading::CountOf(Family family) const {
 
 Model::FamilyResult Reading::ResultOf(Family family) const {
   const Walk::Outcome& outcome = walk_.OutcomeOf(family);
-  const bool any = CountOf(family) != 0;
+  const bool any = CountOf(family) != 0 || (family == Family::Logs && anyLogEntry_);
   if (outcome.failures == 0) {
-    return {any ? FamilyStatus::Complete : FamilyStatus::Absent, FailureCause::None, any ? "" : "the service has none"};
+    const bool has = any || (family == Family::Logs && walk_.HasReadLog());
+    return {has ? FamilyStatus::Complete : FamilyStatus::Absent, FailureCause::None, has ? "" : "the service has none"};
   }
   std::string reason = outcome.first;
   if (outcome.failures > 1) {

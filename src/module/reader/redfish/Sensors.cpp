@@ -66,7 +66,7 @@ bool HasUnsetBounds(const Sensor& sensor) {
 }
 
 void DropUnsetBounds(Sensor& sensor) {
-  if (HasUnsetBounds(sensor)) {
+  if (sensor.state == "absent" || HasUnsetBounds(sensor)) {
     for (const Bound bound : {&Sensor::lower_fatal, &Sensor::lower_critical, &Sensor::lower_caution,
                               &Sensor::upper_caution, &Sensor::upper_critical, &Sensor::upper_fatal}) {
       if (IsZero(sensor.*bound)) {
@@ -100,16 +100,40 @@ void TakeReading(Sensor& sensor, std::optional<double> reading, double factor) {
 
 struct RowShape {
   const char* list;
-  const char* reading;
-  const char* formerReading;
+  std::array<const char*, 3> readings;  ///< the first that is there counts
   const char* type;
   bool always;  ///< a row is a sensor even without a reading
 };
 
-constexpr RowShape kTemperatures{"Temperatures", "ReadingCelsius", "CurrentReading", "Temperature", true};
-constexpr RowShape kFans{"Fans", "Reading", "CurrentReading", "", false};
-constexpr RowShape kVoltages{"Voltages", "ReadingVolts", "Reading", "Voltage", true};
-constexpr RowShape kPowerControl{"PowerControl", "PowerConsumedWatts", "Reading", "Power", false};
+constexpr const char* kReadingRpm = "ReadingRPM";
+
+constexpr RowShape kTemperatures{"Temperatures", {"ReadingCelsius", "CurrentReading", "Reading"}, "Temperature", true};
+constexpr RowShape kFans{"Fans", {"Reading", "CurrentReading", kReadingRpm}, "", false};
+constexpr RowShape kVoltages{"Voltages", {"ReadingVolts", "Reading", "CurrentReading"}, "Voltage", true};
+constexpr RowShape kPowerControl{"PowerControl", {"PowerConsumedWatts", "Reading", "CurrentReading"}, "Power", false};
+
+bool HasReading(JsonValue json, const RowShape& row) {
+  return std::any_of(row.readings.begin(), row.readings.end(), [&](const char* name) { return bool(json[name]); });
+}
+
+std::optional<double> ReadingOf(JsonValue json, const RowShape& row) {
+  for (const char* const name : row.readings) {
+    if (const auto reading = NumberAt(json, name)) {
+      return reading;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string UnitsOfFan(JsonValue json) {
+  for (const char* const property : {"ReadingUnits", "Units"}) {
+    std::string units = TextAt(json, property);
+    if (!units.empty()) {
+      return units;
+    }
+  }
+  return json[kReadingRpm] ? "RPM" : "";
+}
 
 Sensor FromRow(JsonValue json, const RowShape& row) {
   Sensor sensor;
@@ -118,17 +142,12 @@ Sensor FromRow(JsonValue json, const RowShape& row) {
     sensor.name = TextAt(json, "FanName");
   }
   sensor.context = WordAt(json, "PhysicalContext");
-  std::string units;
-  if (std::string_view(row.list) == "Fans") {
-    units = TextAt(json, "ReadingUnits");
-    units = units.empty() ? TextAt(json, "Units") : units;
-  }
-  const ReadingShape shape = ShapeOf(row.type, units, sensor.name);
-  sensor.kind = std::string_view(row.list) == "Fans" ? "fan" : shape.kind;
+  const bool ofFan = std::string_view(row.list) == kFans.list;
+  const ReadingShape shape = ShapeOf(row.type, ofFan ? UnitsOfFan(json) : "", sensor.name);
+  sensor.kind = ofFan ? "fan" : shape.kind;
   sensor.unit = shape.unit;
   TakeStatus(sensor, json);
-  const auto reading = NumberAt(json, row.reading);
-  TakeReading(sensor, reading ? reading : NumberAt(json, row.formerReading), shape.factor);
+  TakeReading(sensor, ReadingOf(json, row), shape.factor);
   TakeBounds(sensor, json, kRowBounds, shape.factor);
   return sensor;
 }
@@ -139,13 +158,21 @@ void TakeRows(Collected& to, const Node& node, JsonValue json, const RowShape& r
     const std::string id = node.id + "#/" + row.list + '/' + std::to_string(index++);
     // A temperature or voltage without a reading is a sensor that is off; other rows without one are none of a sensor:
     // power supplies of fans, limits of power.
-    if (IsBare(element) || (!row.always && !element[row.reading] && !element[row.formerReading])) {
+    if (IsBare(element) || (!row.always && !HasReading(element, row))) {
       continue;
     }
     Sensor sensor = FromRow(element, row);
     sensor.id = id;
     to.readings.push_back({std::move(sensor), Collected::Source::Legacy, true});
   }
+}
+
+/// Of a reading that has none: "PowerWatts", or "RailVoltage 1" where it is one of several.
+std::string NameIn(std::string_view path) {
+  const std::string_view last = LastSegment(path);
+  const std::string_view list = LastSegment(path.substr(0, path.size() - last.size()));
+  const bool isIndex = last.find_first_not_of("0123456789") == std::string_view::npos;
+  return isIndex && !list.empty() ? std::string(list) + ' ' + std::string(last) : std::string(last);
 }
 
 class Excerpts {
@@ -202,7 +229,7 @@ class Excerpts {
     const bool ofFan = node_.role == Role::Fan || property.find("Fan") != std::string_view::npos;
     sensor.kind = ofFan ? "fan" : shape.kind;
     sensor.unit = shape.unit;
-    sensor.name = named ? sensor.name : std::string(LastSegment(link ? sensor.id : path));
+    sensor.name = named ? sensor.name : NameIn(link ? sensor.id : path);
     TakeReading(sensor, reading, shape.factor);
     to_.readings.push_back({std::move(sensor), Collected::Source::Excerpt, named});
   }

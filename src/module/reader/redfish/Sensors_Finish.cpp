@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <set>
 #include <unordered_map>
 #include <utility>
 
@@ -11,13 +10,6 @@ namespace Kelvar::Reader {
 namespace {
 
 using Model::Sensor;
-
-template <typename Value>
-void FillOne(Value& into, const Value& from) {
-  if (into == Value()) {
-    into = from;
-  }
-}
 
 /// What the first record lacks and the second one, of the same sensor, has.
 void Fill(Sensor& into, const Sensor& from) {
@@ -41,32 +33,40 @@ void Fill(Sensor& into, const Sensor& from) {
   }
 }
 
+using Source = Collected::Source;
+
 /// The sensors that are kept, found by id and by name within their chassis.
 class Kept {
  public:
   explicit Kept(const Collected& from) : from_(from) {}
 
-  bool HasId(const Sensor& sensor) const { return byId_.count(Lower(sensor.id)) != 0; }
+  Sensor* SameId(const Sensor& sensor) {
+    const auto found = byId_.find(Lower(sensor.id));
+    return found == byId_.end() ? nullptr : &sensors[found->second];
+  }
 
-  Sensor* SameName(const Sensor& sensor) {
-    if (sensor.name.empty()) {
+  Sensor* SameName(const Sensor& sensor, Source source) {
+    const auto found = sensor.name.empty() ? byName_.end() : byName_.find(NameKey(sensor));
+    if (found == byName_.end()) {
       return nullptr;
     }
-    const auto [first, last] = byName_.equal_range(NameKey(sensor));
-    for (auto it = first; it != last; ++it) {
-      Sensor& known = sensors[it->second];
-      if (known.unit.empty() || sensor.unit.empty() || known.unit == sensor.unit) {
+    for (Named& named : found->second) {
+      Sensor& known = sensors[named.index];
+      const bool sameUnit = known.unit.empty() || sensor.unit.empty() || known.unit == sensor.unit;
+      // Rows of one list may share a name: each of them is a sensor.
+      if (sameUnit && !(source == Source::Legacy && (named.source == Source::Legacy || named.hasRow))) {
+        named.hasRow = source == Source::Legacy;
         return &known;
       }
     }
     return nullptr;
   }
 
-  void Add(Sensor sensor, bool named) {
+  void Add(Sensor sensor, Source source, bool named) {
     sensor.parent = from_.PlaceAbove(sensor.id);
-    byId_.insert(Lower(sensor.id));
+    byId_.emplace(Lower(sensor.id), sensors.size());
     if (named) {
-      byName_.emplace(NameKey(sensor), sensors.size());
+      byName_[NameKey(sensor)].push_back({sensors.size(), source});
     }
     sensors.push_back(std::move(sensor));
   }
@@ -79,9 +79,15 @@ class Kept {
     return Lower(std::string_view(sensor.id).substr(0, second)) + '\n' + sensor.name;
   }
 
+  struct Named {
+    std::size_t index;
+    Source source;
+    bool hasRow = false;  ///< a row of Thermal or Power has been joined with it
+  };
+
   const Collected& from_;
-  std::set<std::string> byId_;
-  std::unordered_multimap<std::string, std::size_t> byName_;
+  std::unordered_map<std::string, std::size_t> byId_;
+  std::unordered_map<std::string, std::vector<Named>> byName_;
 };
 
 }  // namespace
@@ -95,16 +101,14 @@ void FinishSensors(Collected& from) {
   Kept kept(from);
   for (Collected::Reading& reading : from.readings) {
     Sensor& sensor = reading.record;
-    if (kept.HasId(sensor)) {
-      continue;
-    }
-    const bool byName = reading.source == Collected::Source::Legacy ||
-                        (reading.source == Collected::Source::Excerpt && reading.isNamed);
-    if (Sensor* const known = byName ? kept.SameName(sensor) : nullptr) {
+    const bool byName = reading.source == Source::Legacy || (reading.source == Source::Excerpt && reading.isNamed);
+    Sensor* known = kept.SameId(sensor);
+    known = known == nullptr && byName ? kept.SameName(sensor, reading.source) : known;
+    if (known == nullptr) {
+      kept.Add(std::move(sensor), reading.source, reading.isNamed);
+    } else if (reading.source != Source::Own) {
       Fill(*known, sensor);
-      continue;
     }
-    kept.Add(std::move(sensor), reading.isNamed);
   }
   from.inventory->sensors = std::move(kept.sensors);
   std::stable_sort(from.inventory->sensors.begin(), from.inventory->sensors.end(),

@@ -29,6 +29,27 @@ void AppendQuoted(std::string& json, std::string_view text) {
   json += '"';
 }
 
+/// A service may name itself by a host that it is not asked as. The session is closed where it was opened all the same.
+std::string_view WithoutHost(std::string_view location) {
+  const auto host = location.find("://");
+  const auto path = host == std::string_view::npos ? 0 : location.find('/', host + 3);
+  return path == std::string_view::npos ? std::string_view() : location.substr(path);
+}
+
+/// Of a location that is relative, as some services give it.
+std::string Absolute(std::string_view location, std::string_view folder) {
+  if (location.empty() || location.front() == '/') {
+    return std::string(location);
+  }
+  if (Lower(location).rfind("redfish/", 0) == 0) {
+    return '/' + std::string(location);
+  }
+  while (!folder.empty() && folder.back() == '/') {
+    folder.remove_suffix(1);
+  }
+  return std::string(folder) + '/' + std::string(location);
+}
+
 /// Some services answer a wrong password with another status than 401; the message's key tells.
 bool SaysLoginRefused(const std::string& body) {
   const std::string lower = Lower(std::string_view(body).substr(0, 4096));
@@ -69,7 +90,7 @@ Rest::TransferRequest Session::OpenRequest(const std::string& sessionsPath) cons
   return request;
 }
 
-Session::Opened Session::TakeOpened(const Rest::TransferResult& result) {
+Session::Opened Session::TakeOpened(const Rest::TransferResult& result, std::string_view sessionsPath) {
   if (result.cause != FailureCause::None) {
     return Opened::NoSession;
   }
@@ -79,12 +100,13 @@ Session::Opened Session::TakeOpened(const Rest::TransferResult& result) {
   if (result.status < 200 || result.status > 299) {
     return Opened::NoSession;
   }
-  std::string location = result.location;
-  if (location.empty()) {
+  auto link = ParseLink(Absolute(WithoutHost(result.location), sessionsPath), {});
+  if (!link) {
     const auto document = JsonDocument::Read(result.body);
-    location = document ? document->Root()["@odata.id"].String().value_or("") : "";
+    const JsonValue body = document ? document->Root() : JsonValue();
+    link = ParseLink(body["@odata.id"].String().value_or(""), origin_);
+    link = link ? link : ParseLink(Absolute(body["Id"].String().value_or(""), sessionsPath), {});
   }
-  const auto link = ParseLink(location, origin_);
   path_ = link ? link->path : "";
   token_ = result.authToken;
   return token_.empty() ? Opened::NoSession : Opened::Yes;

@@ -2,6 +2,8 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <kelvar/ConnectionInfo.h>
@@ -32,7 +34,12 @@ class Session {
     LoginRefused,
     NoSession,  ///< the service gives none; the account may be right all the same
   };
-  Opened TakeOpened(const Rest::TransferResult& result);
+  /// `sessionsPath`: where it was opened.
+  Opened TakeOpened(const Rest::TransferResult& result, std::string_view sessionsPath);
+
+  /// Whether it is known where the session is.
+  bool HasPath() const noexcept { return !path_.empty(); }
+  void SetPath(std::string path) { path_ = std::move(path); }
 
   /// The request that closes the session; nothing when none is open, or the service has not said where it is.
   std::optional<Rest::TransferRequest> CloseRequest() const;

@@ -79,6 +79,11 @@ std::string LinkAt(JsonValue object, std::string_view path) {
   return value["@odata.id"].String().value_or(value.String().value_or(""));
 }
 
+std::string CreatedAt(JsonValue entry) {
+  std::string created = DateTime(TextAt(entry, "Created"));
+  return created.empty() ? DateTime(TextAt(entry, "EventTimestamp")) : created;
+}
+
 std::string WordAt(JsonValue object, std::string_view path) {
   return Word(CleanText(At(object, path).String().value_or("")));
 }

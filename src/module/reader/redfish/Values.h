@@ -30,6 +30,9 @@ std::optional<u32> CountAt(JsonValue object, std::string_view path);
 /// The "@odata.id" of the object at the path, or the text itself; empty without.
 std::string LinkAt(JsonValue object, std::string_view path);
 
+/// When the log entry was made, as DateTime() gives it.
+std::string CreatedAt(JsonValue entry);
+
 /// Of an enumeration: no number.
 std::string WordAt(JsonValue object, std::string_view path);
 

@@ -35,22 +35,26 @@ JsonValue Resolve(JsonValue root, std::string_view fragment) {
   return root;
 }
 
-std::string KeyFor(const std::string& path, const std::string& fragment) {
-  return fragment.empty() ? KeyOf(path) : KeyOf(path) + '#' + Lower(fragment);
-}
-
 bool IsResource(JsonValue value) {
   return value.IsObject() && (value["@odata.id"] || value["@odata.type"] || value["Id"] || value["Members"]);
+}
+
+/// Of a resource without a list of members: whether it is a collection all the same.
+bool IsCollection(JsonValue value) {
+  return TextAt(value, "@odata.type").ends_with("Collection") || value["Members"] || value["Members@odata.count"];
+}
+
+/// Some services leave an empty list of members out, or write null or an empty object.
+bool IsEmpty(JsonValue collection) {
+  const JsonValue members = collection["Members"];
+  const bool none = !members || members.IsNull() || (members.IsObject() && members.MemberCount() == 0);
+  return none && !PositiveAt(collection, "Members@odata.count");
 }
 
 /// Of a log that is not expanded: some services list its entries as they are, some list part of what they hold.
 bool IsWholeEntry(JsonValue value) {
   const auto properties = {"Created", "EventTimestamp", "Message", "MessageId", "Severity"};
   return std::count_if(properties.begin(), properties.end(), [&](const char* name) { return bool(value[name]); }) >= 2;
-}
-
-std::optional<double> CreatedAt(JsonValue entry) {
-  return Instant(DateTime(TextAt(entry, "Created")));
 }
 
 /// Whether the resource itself is given, not just a link. Members of a collection that is not expanded
@@ -60,6 +64,19 @@ bool IsInline(const Node& from, JsonValue target, Role role) {
     return IsWholeEntry(target);
   }
   return (!from.collection || from.expanded || from.ofExpanded) && IsWholeResource(target);
+}
+
+/// Of a property: whether it is more than what names a resource.
+bool IsContent(std::string_view property) {
+  constexpr std::array<std::string_view, 7> kNames = {"Id",      "Name", "Description", "MemberId",
+                                                      "Actions", "Oem",  "Links"};
+  return property.find('@') == std::string_view::npos &&
+         std::find(kNames.begin(), kNames.end(), property) == kNames.end();
+}
+
+/// What some services list for a member that they could not expand.
+bool IsEmptyMember(JsonValue member) {
+  return LinkAt(member, "").empty() && !IsWholeResource(member);
 }
 
 std::string WithoutQuery(const std::string& path) {
@@ -72,13 +89,22 @@ bool IsWholeResource(JsonValue value) {
   if (value["error"] || value["@Message.ExtendedInfo"]) {
     return false;
   }
-  if (value["@odata.type"] && value["Id"]) {
-    return true;
-  }
   const auto members = value.Members();
+  if (value["@odata.type"] && value["Id"]) {
+    return std::any_of(members.begin(), members.end(), [](const auto& member) { return IsContent(member.first); });
+  }
   const auto own = std::count_if(members.begin(), members.end(),
                                  [](const auto& member) { return member.first.find('@') == std::string_view::npos; });
   return own >= 3 && (value["Id"] || value["Name"] || value["MemberId"]);
+}
+
+std::string NextPageOf(JsonValue collection) {
+  std::string next = LinkAt(collection, "Members@odata.nextLink");
+  return next.empty() ? LinkAt(collection, "@odata.nextLink") : next;
+}
+
+std::string KeyFor(const std::string& path, const std::string& fragment) {
+  return fragment.empty() ? KeyOf(path) : KeyOf(path) + '#' + Lower(fragment);
 }
 
 bool IsBare(JsonValue value) {
@@ -104,11 +130,6 @@ void Walk::UseFeatures(JsonValue root) {
 
 bool Walk::HasVisited(std::string_view path) const {
   return visited_.count(KeyOf(path)) != 0;
-}
-
-bool Walk::IsMissing(std::string_view path) const {
-  const auto found = visited_.find(KeyOf(path));
-  return found != visited_.end() && found->second->missing;
 }
 
 Node* Walk::Enter(Node node) {
@@ -173,22 +194,16 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
     KELVAR_LOG(2) << "Skipped a link that is none on the target: " << Text::EscapeControl(text);
     return;
   }
-  Node node;
-  node.role = role;
-  node.path = std::move(link->path);
-  node.fragment = std::move(link->fragment);
-  const bool isInline = IsInline(from, target, role) || (target["Members"].IsArray() && collection);
-  if (!node.fragment.empty() && HasVisited(node.path)) {
+  Node node = NodeAt(std::move(*link), from, role, families, position);
+  const bool ownPart = !node.fragment.empty() && !IsBare(target) && KeyOf(node.path) == KeyOf(WithoutQuery(from.path));
+  const bool isInline = ownPart || IsInline(from, target, role) || (target["Members"].IsArray() && collection);
+  if (!node.fragment.empty() && !ownPart && HasVisited(node.path)) {
     return;  // it is part of a resource that is read as a whole
   }
   if (!node.fragment.empty() && !isInline) {
     FollowLater(from, text, role, families, position);
     return;
   }
-  node.id = IdOf(WithoutQuery(node.path)) + (node.fragment.empty() ? "" : "#" + node.fragment);
-  node.above = from.id;
-  node.families = families;
-  node.position = position;
   node.collection = collection;
   node.member = !collection && from.collection;
   Node* const entered = Enter(std::move(node));
@@ -202,28 +217,33 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
   Fetch(*entered);
 }
 
-void Walk::FollowLater(const Node& from, std::string link, Role role, FamilyMask families, std::size_t position) {
+Node Walk::NodeAt(Link link, const Node& from, Role role, FamilyMask families, std::size_t position) {
+  Node node;
+  node.role = role;
+  node.path = std::move(link.path);
+  node.fragment = std::move(link.fragment);
+  node.id = IdOf(WithoutQuery(node.path)) + (node.fragment.empty() ? "" : "#" + node.fragment);
+  node.above = from.id;
+  node.families = families;
+  node.position = position;
+  return node;
+}
+
+void Walk::FollowLater(const Node& from, const std::string& link, Role role, FamilyMask families,
+                       std::size_t position) {
+  auto parsed = ParseLink(link, Origin());
   if (later_.size() >= request_.options.resource_limit) {
     NoteLimit(families, "more than " + std::to_string(later_.size()) + " links");
-  } else if (!link.empty()) {
-    later_.push_back({from, std::move(link), role, families, position});
+  } else if (parsed) {
+    later_.push_back(NodeAt(std::move(*parsed), from, role, families, position));
+    later_.back().member = true;
   }
 }
 
-void Walk::FollowNow(const Later& later) {
-  const auto link = ParseLink(later.link, Origin());
-  if (!link || HasVisited(link->path)) {
+void Walk::FollowNow(Node node) {
+  if (HasVisited(node.path)) {
     return;
   }
-  Node node;
-  node.role = later.role;
-  node.path = link->path;
-  node.fragment = link->fragment;
-  node.id = IdOf(WithoutQuery(node.path)) + (node.fragment.empty() ? "" : "#" + node.fragment);
-  node.above = later.from.id;
-  node.families = later.families;
-  node.position = later.position;
-  node.member = true;
   if (Node* const entered = Enter(std::move(node))) {
     entered->fragment.empty() ? Fetch(*entered) : FetchPart(*entered);
   }
@@ -231,16 +251,16 @@ void Walk::FollowNow(const Later& later) {
 
 void Walk::Run() {
   fetcher_.Run();
-  for (ResumeLogs(); !later_.empty(); ResumeLogs()) {
-    std::vector<Later> now = std::exchange(later_, {});
-    const auto parts = std::stable_partition(now.begin(), now.end(),
-                                             [](const Later& one) { return one.link.find('#') == std::string::npos; });
+  for (bool more = ResumeLogs(); more || !later_.empty(); more = ResumeLogs()) {
+    std::vector<Node> now = std::exchange(later_, {});
+    const auto parts =
+        std::stable_partition(now.begin(), now.end(), [](const Node& one) { return one.fragment.empty(); });
     if (parts != now.begin()) {  // a part of what is read as a whole needs no request
       later_.assign(std::make_move_iterator(parts), std::make_move_iterator(now.end()));
       now.erase(parts, now.end());
     }
-    for (const Later& one : now) {
-      FollowNow(one);
+    for (Node& one : now) {
+      FollowNow(std::move(one));
     }
     fetcher_.Run();
   }
@@ -303,9 +323,6 @@ void Walk::Take(Node& node, Reply& reply) {
     Fail(node, reply.cause, reply.error);
     return;
   }
-  if (reply.body.rfind("\xEF\xBB\xBF", 0) == 0) {
-    reply.body.erase(0, 3);  // a byte order mark
-  }
   const auto document = JsonDocument::Read(std::move(reply.body));
   if (!document || !IsResource(Resolve(document->Root(), node.fragment))) {
     Reply unusable;
@@ -313,13 +330,14 @@ void Walk::Take(Node& node, Reply& reply) {
     if (node.expanded && Refetch(node, unusable)) {
       return;
     }
-    Fail(node, FailureCause::BadData, document ? "the response is no Redfish resource" : "the response is no JSON");
+    Fail(node, FailureCause::BadData, document ? "the response is not a Redfish resource" : "the response is not JSON");
     return;
   }
   TakeDocument(node, Resolve(document->Root(), node.fragment));
 }
 
 void Walk::Fail(Node& node, FailureCause cause, const std::string& why) {
+  cause = cause == FailureCause::NotSuchService ? FailureCause::BadData : cause;  // the root has shown that it is
   const bool missing = node.missing || cause == FailureCause::NotOffered;
   const auto kind = cause == FailureCause::BadData    ? GapKind::Unusable
                     : cause == FailureCause::Deadline ? GapKind::Truncated
@@ -341,11 +359,16 @@ void Walk::Fail(Node& node, FailureCause cause, const std::string& why) {
 }
 
 void Walk::TakeDocument(Node& node, JsonValue root) {
-  if (root["Members"].IsArray()) {
-    TakeMembers(node, root);
+  const bool isCollection = IsCollection(root);
+  const bool isList = root["Members"].IsArray();
+  if (isList || (isCollection && IsEmpty(root))) {
+    anyLog_ = anyLog_ || node.role == Role::LogEntry;
+    if (isList) {
+      TakeMembers(node, root);
+    }
     return;
   }
-  if (node.collection && !root["Id"] && !root["Name"]) {
+  if (isCollection || (node.collection && !root["Id"] && !root["Name"])) {
     Fail(node, FailureCause::BadData, "the collection has no members");
     return;
   }
@@ -359,7 +382,7 @@ void Walk::TakeResource(Node& node, JsonValue resource) {
     node.id = IdOf(own->path);
   }
   if (node.role == Role::LogEntry) {
-    node.created = CreatedAt(resource);
+    node.created = Instant(CreatedAt(resource));
   }
   visit_(node, resource);
 }
@@ -382,77 +405,28 @@ void Walk::TakeMembers(Node& node, JsonValue collection) {
   NoteExpansion(node, collection["Members"]);
   std::size_t position = node.position;
   const std::size_t known = nodes_.size();
-  const bool paged = collection["Members@odata.nextLink"] || collection["@odata.nextLink"];
+  const std::string next = NextPageOf(collection);
+  const bool paged = !next.empty();
   const std::vector<JsonValue> members = collection["Members"].Elements();
-  if (!paged && DeferLog(node, members)) {
+  const auto told = NumberAt(collection, "Members@odata.count");
+  const auto given =
+      std::count_if(members.begin(), members.end(), [](JsonValue member) { return !IsEmptyMember(member); });
+  const bool lacksSome = node.expanded && !paged && told && *told > static_cast<double>(given);
+  if (!lacksSome && DeferLog(node, members, collection)) {
     return;
   }
   for (const JsonValue member : members) {
     TakeMember(node, member, position++);
   }
-  const auto told = NumberAt(collection, "Members@odata.count");
-  if (node.expanded && !paged && told && *told > static_cast<double>(position - node.position)) {
-    // Some services leave out what they could not expand.
+  if (lacksSome) {  // some services leave out what they could not expand
     node.expanded = false;
     fetcher_.Get(node.path, [this, &node](Reply& again) { Take(node, again); });
     return;
   }
   node.barrenPages = nodes_.size() == known ? node.barrenPages + 1 : 0;
   if (!HasEnough(node, members, position)) {
-    TakeNextPage(node, collection, position);
+    TakeNextPage(node, next, position);
   }
-}
-
-/// Its ends tell which of them is the newest.
-bool Walk::DeferLog(const Node& log, const std::vector<JsonValue>& members) {
-  const std::size_t limit = request_.options.log_limit;
-  if (log.role != Role::LogEntry || limit == 0 || log.position != 0 || members.size() < limit + 2 ||
-      !std::all_of(members.begin(), members.end(), IsBare)) {
-    return false;
-  }
-  LinkedLog linked{log, {}};
-  for (const JsonValue member : members) {
-    linked.links.push_back(LinkAt(member, ""));
-  }
-  FollowOne(log, members.front(), log.role, false, log.families, 0);
-  FollowOne(log, members.back(), log.role, false, log.families, members.size() - 1);
-  linkedLogs_.push_back(std::move(linked));
-  return true;
-}
-
-std::optional<double> Walk::CreatedOf(const std::string& link) const {
-  const auto parsed = ParseLink(link, Origin());
-  const auto found = parsed ? visited_.find(KeyFor(parsed->path, parsed->fragment)) : visited_.end();
-  return found == visited_.end() ? std::nullopt : found->second->created;
-}
-
-void Walk::ResumeLogs() {
-  for (const LinkedLog& linked : std::exchange(linkedLogs_, {})) {
-    const auto first = CreatedOf(linked.links.front());
-    const auto last = CreatedOf(linked.links.back());
-    const std::size_t limit = request_.options.log_limit;
-    const bool newestFirst = first && last && *first > *last;
-    const bool oldestFirst = first && last && *first < *last;
-    const std::size_t end = newestFirst ? limit : linked.links.size();
-    for (std::size_t i = oldestFirst ? end - limit : 0; i < end; ++i) {
-      FollowLater(linked.log, linked.links[i], linked.log.role, linked.log.families, i);
-    }
-  }
-}
-
-/// Whether later pages of a log hold only what is older than requested.
-bool Walk::HasEnough(const Node& log, const std::vector<JsonValue>& members, std::size_t position) const {
-  if (log.role != Role::LogEntry || members.empty()) {
-    return false;
-  }
-  const auto first = CreatedAt(members.front());
-  const auto last = CreatedAt(members.back());
-  if (!first || !last || *first <= *last) {
-    return false;
-  }
-  const auto since = Instant(request_.options.log_since);
-  const std::size_t limit = request_.options.log_limit;
-  return (limit != 0 && position >= limit) || (since && *last < *since);
 }
 
 void Walk::TakeMember(const Node& collection, JsonValue member, std::size_t position) {
@@ -474,11 +448,7 @@ void Walk::TakeMember(const Node& collection, JsonValue member, std::size_t posi
   FollowOne(collection, member, collection.role, false, collection.families, position);
 }
 
-void Walk::TakeNextPage(const Node& collection, JsonValue json, std::size_t position) {
-  std::string next = LinkAt(json, "Members@odata.nextLink");
-  if (next.empty()) {
-    next = LinkAt(json, "@odata.nextLink");
-  }
+void Walk::TakeNextPage(const Node& collection, const std::string& next, std::size_t position) {
   const auto link = next.empty() ? std::nullopt : ParseLink(next, Origin());
   if (!link) {
     return;

@@ -3,11 +3,13 @@
 #include <array>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "common/json/JsonDocument.h"
@@ -39,6 +41,7 @@ enum class Role : u8 {
   ThermalSubsystem,
   Fan,
   OtherPart,
+  Assembly,
   LeakDetection,
   LeakDetector,
   Power,
@@ -79,7 +82,7 @@ struct Node {
   std::vector<std::string> otherPaths;  ///< other spellings, tried where the first leads nowhere
 };
 
-/// Follows the links of a service: every resource once, collections and their pages, members that stand in their
+/// Follows the links of a service: every resource once, collections and their pages, members that are inside their
 /// collection, nothing outside the service. Knows what resources are for only by the two calls that it gets.
 class Walk {
  public:
@@ -96,40 +99,51 @@ class Walk {
 
   /// Reads the ways in which the service expands collections out of its root.
   void UseFeatures(JsonValue root);
-  /// Follows what stands at a property: a link, an array of links, or whole resources.
+  /// Follows the value of a property: a link, an array of links, or whole resources.
   void Follow(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families);
   /// The same for one link, once everything else has been read.
-  void FollowLater(const Node& from, std::string link, Role role, FamilyMask families, std::size_t position = 0);
+  void FollowLater(const Node& from, const std::string& link, Role role, FamilyMask families, std::size_t position = 0);
   /// Works until nothing is left.
   void Run();
   /// There is more than is read: says so of the families, once of the service.
   void NoteLimit(FamilyMask families, const std::string& why);
 
   const Outcome& OutcomeOf(Model::Family family) const { return outcomes_[static_cast<std::size_t>(family)]; }
-  /// Whether the resource has been read, or is known to be missing.
+  /// Whether the entries of a log were listed, even if it has none.
+  bool HasReadLog() const noexcept { return anyLog_; }
+  /// Whether the resource has been read, or is under way.
   bool HasVisited(std::string_view path) const;
-  bool IsMissing(std::string_view path) const;
   const std::string& Origin() const noexcept { return fetcher_.Origin(); }
 
  private:
-  struct Later {
-    Node from;
-    std::string link;
-    Role role;
-    FamilyMask families;
-    std::size_t position;
-  };
-
-  /// A log that lists links alone, of which only the newest entries are requested.
+  /// A log that lists links, of which only the newest entries are requested. Its ends tell which these are.
   struct LinkedLog {
-    Node log;
-    std::vector<std::string> links;
+    struct End {
+      std::string link;
+      std::optional<double> created;  ///< of one that is listed in full
+    };
+    enum class Order : u8 { NotYetKnown, NewestFirst, OldestFirst, Unknown };
+    struct Entry {
+      std::string link;
+      std::size_t position;
+    };
+
+    Node page;         ///< the last one
+    std::string next;  ///< link to the page after it
+    End first;         ///< of the first page
+    End last;
+    Order order = Order::NotYetKnown;
+    std::deque<Entry> links;  ///< not requested yet
+    std::unordered_set<std::string> seen;
+    std::size_t end = 0;             ///< position after the last entry
+    std::vector<std::string> batch;  ///< requested last
   };
 
+  static Node NodeAt(Link link, const Node& from, Role role, FamilyMask families, std::size_t position);
   Node* Enter(Node node);
   void FollowOne(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families,
                  std::size_t position);
-  void FollowNow(const Later& later);
+  void FollowNow(Node node);
   void Fetch(Node& node);
   void FetchPart(Node& node);
   void TakeParts(const std::string& key, Reply& reply);
@@ -138,11 +152,17 @@ class Walk {
   void TakeResource(Node& node, JsonValue resource);
   void TakeMembers(Node& node, JsonValue collection);
   void TakeMember(const Node& collection, JsonValue member, std::size_t position);
-  bool DeferLog(const Node& log, const std::vector<JsonValue>& members);
-  void ResumeLogs();
+  bool DeferLog(const Node& page, const std::vector<JsonValue>& members, JsonValue collection);
+  bool TakeLinks(LinkedLog& log, const Node& page, const std::vector<JsonValue>& members);
+  LinkedLog::End EndOf(JsonValue member) const;
+  bool ResumeLogs();
+  bool Resume(LinkedLog& log);
+  LinkedLog::Order OrderOf(const LinkedLog& log) const;
+  std::vector<LinkedLog::Entry> NextEntries(LinkedLog& log) const;
+  bool IsPast(const LinkedLog& log) const;
   std::optional<double> CreatedOf(const std::string& link) const;
   bool HasEnough(const Node& log, const std::vector<JsonValue>& members, std::size_t position) const;
-  void TakeNextPage(const Node& collection, JsonValue json, std::size_t position);
+  void TakeNextPage(const Node& collection, const std::string& next, std::size_t position);
   bool Refetch(Node& node, const Reply& reply);
   void NoteExpansion(const Node& node, JsonValue members);
   void Fail(Node& node, FailureCause cause, const std::string& why);
@@ -150,10 +170,11 @@ class Walk {
   const ReadRequest& request_;
   Fetcher& fetcher_;
   Visit visit_;
+  bool anyLog_ = false;
   std::deque<Node> nodes_;
   std::unordered_map<std::string, Node*> visited_;
-  std::vector<Later> later_;
-  std::vector<LinkedLog> linkedLogs_;
+  std::vector<Node> later_;
+  std::map<std::string, LinkedLog> linkedLogs_;                ///< by id
   std::unordered_map<std::string, std::vector<Node*>> parts_;  ///< that wait for the document that holds them
   std::array<Outcome, Model::kFamilyCount> outcomes_;
   std::string expandQuery_;  ///< empty: the service does not expand
@@ -165,7 +186,11 @@ class Walk {
 
 /// Whether a value is a resource of its own, not just a link to one.
 bool IsWholeResource(JsonValue value);
-/// Whether a value tells nothing but, at most, where something stands.
+/// Link to the page after this one; empty for the last.
+std::string NextPageOf(JsonValue collection);
+/// Under which a resource is known.
+std::string KeyFor(const std::string& path, const std::string& fragment);
+/// Whether a value says nothing but, at most, where something is.
 bool IsBare(JsonValue value);
 
 }  // namespace Kelvar::Reader

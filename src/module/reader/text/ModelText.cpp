@@ -191,7 +191,14 @@ std::string Word(std::string_view camelCase) {
 std::string DateTime(std::string_view text) {
   text = Trim(text);
   const std::size_t length = DateTimeLength(text);
-  return length != 0 && IsZone(text.substr(length)) ? std::string(text) : std::string();
+  if (length == 0) {
+    return {};
+  }
+  std::string whole(text);
+  if (Fits(text.substr(length), "+9999") || Fits(text.substr(length), "-9999")) {
+    whole.insert(length + 3, 1, ':');
+  }
+  return IsZone(std::string_view(whole).substr(length)) ? whole : std::string();
 }
 
 std::string Date(std::string_view text) {

@@ -16,14 +16,14 @@ struct CIMFailure {
   };
 
   Kind kind;
-  std::string message;  ///< empty for Other, and when there is no memory for it
+  std::string message;  ///< empty for Other, and when memory for it is lacking
   FailureCause cause = FailureCause::None;
 
   /// Adds the gap that the failure leaves.
   void AddGap(const char* operation) const noexcept;
 };
 
-/// " Catch ..." with the message, as operations log it behind their name.
+/// " Catch ..." with the message, as operations log it after their name.
 std::ostream& operator<<(std::ostream& stream, const CIMFailure& failure);
 
 /// Sorts the exception in flight. To be called inside a catch clause.

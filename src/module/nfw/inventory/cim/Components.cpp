@@ -27,10 +27,10 @@ const char* FruPartNumberProperty(const std::string& name) {
 
 OtherSystemVPD ReadComponent(const CIMInstance& instance, const std::string& name, const char* fruPartNumber) {
   const CIMField<OtherSystemVPD> fields[] = {
-      {"PartNumber", ReadText<&OtherSystemVPD::PartNumber>, kSilent},
-      {fruPartNumber, ReadText<&OtherSystemVPD::FruPartNumber>, kSilent},
-      {"SerialNumber", ReadText<&OtherSystemVPD::SerialNumber>, kSilent},
-      {"Manufacturer", ReadText<&OtherSystemVPD::Manufacturer>, kSilent},
+      {"PartNumber", kText<&OtherSystemVPD::PartNumber>, kSilent},
+      {fruPartNumber, kText<&OtherSystemVPD::FruPartNumber>, kSilent},
+      {"SerialNumber", kText<&OtherSystemVPD::SerialNumber>, kSilent},
+      {"Manufacturer", kText<&OtherSystemVPD::Manufacturer>, kSilent},
   };
   OtherSystemVPD component;
   component.Name = name;

@@ -28,8 +28,8 @@ void ReadManufacturer(const CIMValue& value, ComputerSystem& system) {
 }
 
 constexpr CIMField<ComputerSystem> kChassisFields[] = {
-    {"Manufacturer", ReadManufacturer, kSilent},
-    {"Version", ReadText<&ComputerSystem::Version>, kSilent},
+    {"Manufacturer", {ReadManufacturer, &ComputerSystem::Manufacturer}, kSilent},
+    {"Version", kText<&ComputerSystem::Version>, kSilent},
 };
 
 void StoreIdentity(std::string_view description, const std::string& value, ComputerSystem& system) {

@@ -2,6 +2,7 @@
 #include "common/log/LogMacros.h"
 #include "module/nfw/inventory/cim/MessageLogEntry.h"
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
+#include "module/nfw/inventory/cim/RecordAppender.h"
 
 namespace Kelvar {
 
@@ -20,14 +21,14 @@ Code NodeFirmwareInventoryImpCIM::GetZMCMessageLogData(std::vector<ZMCMESSAGELOG
   const auto body = [&](Code& code) {
     Instances instances;
     KELVAR_LOG(4) << "Start to enumerate instance of the QEL_StandardMessageLogEntry";
-    GetCIMArrayFromEnumerateInstances("QEL_StandardMessageLogEntry", *connection, instances, kTimeoutMs);
+    GetCIMArrayFromEnumerateInstances("QEL_StandardMessageLogEntry", *connection_, instances, kTimeoutMs);
     KELVAR_LOG(4) << "End to enumerate instance of the QEL_StandardMessageLogEntry";
     if (instances.size() == 0) {
       code = NodeFirmwareInventory::INVENTORY_NO_INSTANCE;
       return;
     }
     ZMCMESSAGELOGDATA entry;
-    RecordAppender<ZMCMESSAGELOGDATA> append(list, kMessageLogTexts);
+    RecordAppender<ZMCMESSAGELOGDATA> append(list, MessageLogTexts());
     list.reserve(instances.size());
     for (Pegasus::Uint32 i = 0; i < instances.size(); ++i) {
       entry.ZMCIndex = info.ZMCIndex;
@@ -37,7 +38,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCMessageLogData(std::vector<ZMCMESSAGELOG
     }
     code = NodeFirmwareInventory::INVENTORY_SUCCESS;
   };
-  const OperationDeadline deadline(connection->KeptOptions().options.operation_limit_seconds);
+  const OperationDeadline deadline(connection_->KeptOptions().options.operation_limit_seconds);
   return RunOperation("NodeFirmwareInventoryImpCIM", "GetZMCMessageLogData", CIMClauses<2>, body);
 }
 

@@ -47,30 +47,36 @@ void ReadSeverity(const CIMValue& value, Entry& entry) {
 }
 
 constexpr CIMField<Entry> kHead[] = {
-    {"EventSequenceNumber", ReadText<&Entry::EventSequenceNumber>},
-    {"CreationTimeStamp", ReadText<&Entry::CreationTimeStamp>},
-    {"ElementName", ReadText<&Entry::ElementName>},
+    {"EventSequenceNumber", kText<&Entry::EventSequenceNumber>},
+    {"CreationTimeStamp", kText<&Entry::CreationTimeStamp>},
+    {"ElementName", kText<&Entry::ElementName>},
 };
 
-constexpr CIMField<Entry> kEvent = {"EventID", ReadText<&Entry::EventID>};
-constexpr CIMField<Entry> kCommonEvent = {"CommonEventID", ReadText<&Entry::EventID>};
+constexpr CIMField<Entry> kEvent[] = {{"EventID", kText<&Entry::EventID>}};
+constexpr CIMField<Entry> kCommonEvent[] = {{"CommonEventID", kText<&Entry::EventID>}};
 
 constexpr CIMField<Entry> kTail[] = {
-    {"Hidden", ReadHidden, "No \"Hidden\" property. "},
-    {"LogInstanceID", ReadText<&Entry::LogInstanceID>},
-    {"LogName", ReadText<&Entry::LogName>},
-    {"Message", ReadText<&Entry::Message>},
-    {"MessageID", ReadText<&Entry::MessageID>},
-    {"MessageArguments", ReadArguments},
-    {"PerceivedSeverity", ReadSeverity},
-    {"AuxiliaryData", ReadText<&Entry::AuxiliaryData>, "No auxiliary_data property"},
+    {"Hidden", {ReadHidden, nullptr}, "No \"Hidden\" property. "},
+    {"LogInstanceID", kText<&Entry::LogInstanceID>},
+    {"LogName", kText<&Entry::LogName>},
+    {"Message", kText<&Entry::Message>},
+    {"MessageID", kText<&Entry::MessageID>},
+    {"MessageArguments", {ReadArguments, &Entry::MessageArguments}},
+    {"PerceivedSeverity", {ReadSeverity, &Entry::PerceivedSeverity}},
+    {"AuxiliaryData", kText<&Entry::AuxiliaryData>, "No auxiliary_data property"},
 };
+
+constexpr auto kTexts = TextsOf(kHead, kEvent, kCommonEvent, kTail);
 
 }  // namespace
 
+std::span<const MessageLogText> MessageLogTexts() noexcept {
+  return kTexts.View();
+}
+
 void ReadMessageLogEntry(const Pegasus::CIMInstance& instance, int selector, Entry& entry) {
   ReadCIMFields(instance, kHead, entry);
-  ReadCIMField(instance, selector == kCommonEventID ? kCommonEvent : kEvent, entry);
+  ReadCIMFields(instance, selector == kCommonEventID ? kCommonEvent : kEvent, entry);
   ReadCIMFields(instance, kTail, entry);
 }
 

@@ -1,27 +1,18 @@
 #pragma once
 
+#include <span>
+#include <string>
+
 #include <kelvar/InventoryRecords.h>
 
 #include <Pegasus/Common/CIMInstance.h>
 
-#include "module/nfw/inventory/cim/RecordAppender.h"
-
 namespace Kelvar {
 
+using MessageLogText = std::string KelvarNfw::ZMCMESSAGELOGDATA::*;
+
 /// The texts that ReadMessageLogEntry fills.
-inline constexpr std::string KelvarNfw::ZMCMESSAGELOGDATA::*kMessageLogTexts[] = {
-    &KelvarNfw::ZMCMESSAGELOGDATA::EventSequenceNumber,
-    &KelvarNfw::ZMCMESSAGELOGDATA::CreationTimeStamp,
-    &KelvarNfw::ZMCMESSAGELOGDATA::ElementName,
-    &KelvarNfw::ZMCMESSAGELOGDATA::EventID,
-    &KelvarNfw::ZMCMESSAGELOGDATA::LogInstanceID,
-    &KelvarNfw::ZMCMESSAGELOGDATA::LogName,
-    &KelvarNfw::ZMCMESSAGELOGDATA::Message,
-    &KelvarNfw::ZMCMESSAGELOGDATA::MessageID,
-    &KelvarNfw::ZMCMESSAGELOGDATA::MessageArguments,
-    &KelvarNfw::ZMCMESSAGELOGDATA::PerceivedSeverity,
-    &KelvarNfw::ZMCMESSAGELOGDATA::AuxiliaryData,
-};
+std::span<const MessageLogText> MessageLogTexts() noexcept;
 
 /// Fills the fields whose properties the instance has; with `selector` 3 the event ID is the common event ID. Throws
 /// what the client library throws for a property of another type, and boost::bad_lexical_cast for a severity that is

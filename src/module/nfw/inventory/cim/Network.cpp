@@ -29,55 +29,49 @@ void ReadDnsServers(const CIMValue& value, Dns& record) {
 }
 
 constexpr CIMField<Dns> kDnsFields[] = {
-    {"ElementName", ReadText<&Dns::ElementName>},
-    {"DNSServerAddresses", ReadDnsServers, "No DNSServerAddress property"},
-    {"RequestedHostname", ReadText<&Dns::RequestedHostname>, "No RequestHostName property"},
+    {"ElementName", kText<&Dns::ElementName>},
+    {"DNSServerAddresses", {ReadDnsServers, &Dns::DNSServerAddresses}, "No DNSServerAddress property"},
+    {"RequestedHostname", kText<&Dns::RequestedHostname>, "No RequestHostName property"},
 };
 
 constexpr CIMField<EndPoint> kEndPointFields[] = {
-    {"ElementName", ReadText<&EndPoint::ElementName>},
-    {"AddressOrigin", ReadText<&EndPoint::AddressOrigin>},
+    {"ElementName", kText<&EndPoint::ElementName>},
+    {"AddressOrigin", kText<&EndPoint::AddressOrigin>},
 };
 
-constexpr CIMField<EndPoint> kIPv4Field = {"IPv4Address", ReadText<&EndPoint::IPAddress>};
-constexpr CIMField<EndPoint> kIPv6Field = {"IPv6Address", ReadText<&EndPoint::IPAddress>};
+constexpr CIMField<EndPoint> kIPv4Fields[] = {{"IPv4Address", kText<&EndPoint::IPAddress>}};
+constexpr CIMField<EndPoint> kIPv6Fields[] = {{"IPv6Address", kText<&EndPoint::IPAddress>}};
 
 constexpr CIMField<StaticIP> kStaticFields[] = {
-    {"ElementName", ReadText<&StaticIP::ElementName>},
-    {"GatewayIPv4Address", ReadText<&StaticIP::GatewayIPv4Address>},
-    {"IPv4Address", ReadText<&StaticIP::IPv4Address>},
-    {"SubnetMask", ReadText<&StaticIP::SubnetMask>},
-    {"AddressOrigin", ReadText<&StaticIP::AddressOrigin>},
+    {"ElementName", kText<&StaticIP::ElementName>},     {"GatewayIPv4Address", kText<&StaticIP::GatewayIPv4Address>},
+    {"IPv4Address", kText<&StaticIP::IPv4Address>},     {"SubnetMask", kText<&StaticIP::SubnetMask>},
+    {"AddressOrigin", kText<&StaticIP::AddressOrigin>},
 };
 
 constexpr CIMField<StaticIP> kExtendedStaticFields[] = {
-    {"ElementName", ReadText<&StaticIP::ElementName>},
-    {"GatewayAddresses", ReadText<&StaticIP::GatewayIPv6Address>, "No GatewayIPv6Address property"},
-    {"IPAddresses", ReadText<&StaticIP::IPv6Address>, "No IPv6Address property"},
-    {"SubnetMasks", ReadText<&StaticIP::SubnetMask>, "No SubnetMask property"},
-    {"AddressOrigin", ReadText<&StaticIP::AddressOrigin>},
+    {"ElementName", kText<&StaticIP::ElementName>},
+    {"GatewayAddresses", kText<&StaticIP::GatewayIPv6Address>, "No GatewayIPv6Address property"},
+    {"IPAddresses", kText<&StaticIP::IPv6Address>, "No IPv6Address property"},
+    {"SubnetMasks", kText<&StaticIP::SubnetMask>, "No SubnetMask property"},
+    {"AddressOrigin", kText<&StaticIP::AddressOrigin>},
 };
 
 constexpr CIMField<Community> kCommunityFields[] = {
-    {"ElementName", ReadText<&Community::ElementName>},
+    {"ElementName", kText<&Community::ElementName>},
 };
 
-constexpr std::string EndPoint::*kEndPointTexts[] = {&EndPoint::IPAddress, &EndPoint::AddressOrigin,
-                                                     &EndPoint::ElementName};
-constexpr std::string StaticIP::*kStaticTexts[] = {
-    &StaticIP::AddressOrigin, &StaticIP::ElementName, &StaticIP::GatewayIPv4Address, &StaticIP::GatewayIPv6Address,
-    &StaticIP::IPv4Address,   &StaticIP::IPv6Address, &StaticIP::SubnetMask,
-};
-constexpr std::string Community::*kCommunityTexts[] = {&Community::ElementName};
+constexpr auto kEndPointTexts = TextsOf(kEndPointFields, kIPv4Fields, kIPv6Fields);
+constexpr auto kStaticTexts = TextsOf(kStaticFields, kExtendedStaticFields);
+constexpr auto kCommunityTexts = TextsOf(kCommunityFields);
 
 void ReadEndPoint(const CIMInstance& instance, EndPoint& record) {
   ReadCIMFields(instance, kEndPointFields, record);
   const auto type = FindCIMText(instance, "ProtocolIFType");
   const int number = type ? Text::ParseClampedInt(*type) : 0;
   if (number == kIPv4) {
-    ReadCIMField(instance, kIPv4Field, record);
+    ReadCIMFields(instance, kIPv4Fields, record);
   } else if (number == kIPv6) {
-    ReadCIMField(instance, kIPv6Field, record);
+    ReadCIMFields(instance, kIPv6Fields, record);
   }
 }
 
@@ -98,7 +92,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCIPProtocolEndPoint(std::vector<EndPoint>
   list.clear();
   EndPoint record;
   record.ZMCIndex = info.ZMCIndex;
-  RecordAppender<EndPoint> append(list, kEndPointTexts);
+  RecordAppender<EndPoint> append(list, kEndPointTexts.View());
   const auto take = [&](const CIMInstance& instance) {
     ReadEndPoint(instance, record);
     append(record);
@@ -118,7 +112,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCStaticIPAddress(std::vector<StaticIP>& l
     }
     StaticIP record;
     record.ZMCIndex = info.ZMCIndex;
-    RecordAppender<StaticIP> append(list, kStaticTexts);
+    RecordAppender<StaticIP> append(list, kStaticTexts.View());
     for (Pegasus::Uint32 i = 0; i < plain.size(); ++i) {
       ReadCIMFields(plain[i], kStaticFields, record);
       append(record);
@@ -143,7 +137,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCCommunityString(std::vector<Community>& 
   list.clear();
   Community record;
   record.ZMCIndex = info.ZMCIndex;
-  RecordAppender<Community> append(list, kCommunityTexts);
+  RecordAppender<Community> append(list, kCommunityTexts.View());
   const auto take = [&](const CIMInstance& instance) {
     ReadCIMFields(instance, kCommunityFields, record);
     append(record);

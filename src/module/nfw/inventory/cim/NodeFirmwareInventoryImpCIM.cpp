@@ -33,18 +33,18 @@ NodeFirmwareInventoryImpCIM::NodeFirmwareInventoryImpCIM(const KelvarConnection:
     : NodeFirmwareInventoryImp(connectionInfo) {
   KELVAR_LOG(4) << "Entering constructor of NodeFirmwareInventoryImpCIM::NodeFirmwareInventoryImpCIM...";
   const Pegasus::CIMNamespaceName nameSpace(GetStrNamespace().c_str());
-  connection = std::make_unique<CIMConnection>(nameSpace, info, std::move(pause));
+  connection_ = std::make_unique<CIMConnection>(nameSpace, info, std::move(pause));
   KELVAR_LOG(4) << "Exiting constructor of NodeFirmwareInventoryImpCIM::NodeFirmwareInventoryImpCIM...";
 }
 
 NodeFirmwareInventoryImpCIM::~NodeFirmwareInventoryImpCIM() {
   KELVAR_LOG(4) << "Entering destructor of NodeFirmwareInventoryImpCIM::NodeFirmwareInventoryImpCIM...";
-  connection.reset();
+  connection_.reset();
   KELVAR_LOG(4) << "Exiting destructor of NodeFirmwareInventoryImpCIM::NodeFirmwareInventoryImpCIM...";
 }
 
 int NodeFirmwareInventoryImpCIM::GetConnectStatus() {
-  return connection ? 0 : -1;
+  return connection_ ? 0 : -1;
 }
 
 std::string NodeFirmwareInventoryImpCIM::GetStrNamespace() const {
@@ -56,14 +56,14 @@ std::string NodeFirmwareInventoryImpCIM::GetStrNamespace() const {
 Code NodeFirmwareInventoryImpCIM::Run(const char* operation, OperationBody body, ExceptionClauses clauses,
                                       Code initial) {
   const auto withClient = [&](Code& code) {
-    if (connection->GetCIMClient() == nullptr && connection->ReconnectCIMClient() == 1) {
+    if (connection_->GetCIMClient() == nullptr && connection_->ReconnectCIMClient() == 1) {
       code = NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
       DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::None, operation, "no connection");
       return;
     }
     body(code);
   };
-  const OperationDeadline deadline(connection->KeptOptions().options.operation_limit_seconds);
+  const OperationDeadline deadline(connection_->KeptOptions().options.operation_limit_seconds);
   return RunOperation("NodeFirmwareInventoryImpCIM", operation, clauses, withClient, initial);
 }
 
@@ -86,7 +86,7 @@ Code NodeFirmwareInventoryImpCIM::Walk(const char* operation, const char* classN
 
 NodeFirmwareInventoryImpCIM::Instances NodeFirmwareInventoryImpCIM::Enumerate(const char* className,
                                                                               const std::string& nameSpace) {
-  return EnumerateAll(*connection, nameSpace.c_str(), className);
+  return EnumerateAll(*connection_, nameSpace.c_str(), className);
 }
 
 void NodeFirmwareInventoryImpCIM::LogNoInstance(const char* className) const {

@@ -20,7 +20,7 @@ void CIMClauses(const char* operation, NodeFirmwareInventory::INVENTORYRETURNCOD
 class NodeFirmwareInventoryImpCIM : public NodeFirmwareInventoryImp {
  public:
   /// Connects, with the tries and pauses of CIMConnection. A failed connect does not fail construction: each operation
-  /// tries again. What is no exception of the client library passes.
+  /// tries again. Exceptions of other libraries pass through.
   explicit NodeFirmwareInventoryImpCIM(const KelvarConnection::ConnectionInfo& connectionInfo, CIMPause pause = {});
   ~NodeFirmwareInventoryImpCIM() override;
 
@@ -52,7 +52,7 @@ class NodeFirmwareInventoryImpCIM : public NodeFirmwareInventoryImp {
   Code Run(const char* operation, OperationBody body, ExceptionClauses clauses = CIMClauses<2>,
            Code initial = NodeFirmwareInventory::INVENTORY_FAILED);
 
-  /// The usual body: gives every instance of the class to `take`; 7 when there is none, 0 behind the last one.
+  /// The usual body: gives every instance of the class to `take`; 7 when there is none, 0 after the last one.
   Code Walk(const char* operation, const char* className, FunctionRef<void(const Pegasus::CIMInstance& instance)> take,
             Code initial = NodeFirmwareInventory::INVENTORY_FAILED);
 
@@ -62,7 +62,7 @@ class NodeFirmwareInventoryImpCIM : public NodeFirmwareInventoryImp {
 
   bool EnumerateChassis(Instances& chassis, Code& code);
 
-  std::unique_ptr<CIMConnection> connection;
+  std::unique_ptr<CIMConnection> connection_;
 };
 
 }  // namespace Kelvar

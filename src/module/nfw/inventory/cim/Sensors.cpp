@@ -100,37 +100,30 @@ const char* UnitWord(std::optional<u16> unit) {
 }
 
 constexpr CIMField<Led> kLedFields[] = {
-    {"DeviceID", ReadText<&Led::DeviceID>},
-    {"ElementName", ReadText<&Led::ElementName>},
-    {"ActivationState", ReadWord<&Led::ActivationState, ActivationWord>},
-    {"DefaultActivationState", ReadWord<&Led::DefaultActivationState, ActivationWord>},
-    {"ControlMode", ReadWord<&Led::ControlMode, ControlModeWord>},
-    {"OtherIdentifyinginfo", ReadText<&Led::OtherIdentifyingInfo>},
+    {"DeviceID", kText<&Led::DeviceID>},
+    {"ElementName", kText<&Led::ElementName>},
+    {"ActivationState", kWord<&Led::ActivationState, ActivationWord>},
+    {"DefaultActivationState", kWord<&Led::DefaultActivationState, ActivationWord>},
+    {"ControlMode", kWord<&Led::ControlMode, ControlModeWord>},
+    {"OtherIdentifyinginfo", kText<&Led::OtherIdentifyingInfo>},
 };
 
-constexpr CIMField<Sensor> kUnitField = {"BaseUnits", ReadWord<&Sensor::BaseUnits, UnitWord>};
+constexpr CIMField<Sensor> kUnitFields[] = {{"BaseUnits", kWord<&Sensor::BaseUnits, UnitWord>}};
 
 constexpr CIMField<Sensor> kSensorFields[] = {
-    {"LowerThresholdCritical", ReadFloat<&Sensor::LowerThresholdCritical>},
-    {"LowerThresholdFatal", ReadFloat<&Sensor::LowerThresholdFatal>},
-    {"LowerThresholdNonCritical", ReadFloat<&Sensor::LowerThresholdNonCritical>},
-    {"CurrentState", ReadText<&Sensor::CurrentState>},
-    {"DeviceID", ReadText<&Sensor::DeviceID>},
-    {"Caption", ReadText<&Sensor::Caption>},
-    {"Description", ReadText<&Sensor::Description>},
-    {"ElementName", ReadText<&Sensor::ElementName>},
-    {"HealthState", ReadWord<&Sensor::HealthState, HealthWord>},
+    {"LowerThresholdCritical", kFloat<&Sensor::LowerThresholdCritical>},
+    {"LowerThresholdFatal", kFloat<&Sensor::LowerThresholdFatal>},
+    {"LowerThresholdNonCritical", kFloat<&Sensor::LowerThresholdNonCritical>},
+    {"CurrentState", kText<&Sensor::CurrentState>},
+    {"DeviceID", kText<&Sensor::DeviceID>},
+    {"Caption", kText<&Sensor::Caption>},
+    {"Description", kText<&Sensor::Description>},
+    {"ElementName", kText<&Sensor::ElementName>},
+    {"HealthState", kWord<&Sensor::HealthState, HealthWord>},
 };
 
-constexpr std::string Led::*kLedTexts[] = {
-    &Led::DeviceID,    &Led::ElementName,          &Led::ActivationState, &Led::DefaultActivationState,
-    &Led::ControlMode, &Led::OtherIdentifyingInfo,
-};
-
-constexpr std::string Sensor::*kSensorTexts[] = {
-    &Sensor::BaseUnits,   &Sensor::CurrentState, &Sensor::DeviceID,    &Sensor::Caption,
-    &Sensor::Description, &Sensor::ElementName,  &Sensor::HealthState,
-};
+constexpr auto kLedTexts = TextsOf(kLedFields);
+constexpr auto kSensorTexts = TextsOf(kUnitFields, kSensorFields);
 
 /// The reading, scaled by a power of ten. The sign of the modifier does not count: it always divides.
 void ReadReading(const CIMInstance& instance, Sensor& sensor) {
@@ -151,7 +144,7 @@ Code NodeFirmwareInventoryImpCIM::GetZMCIndicatorLED(std::vector<Led>& list) {
   list.clear();
   Led record;
   record.ZMCIndex = info.ZMCIndex;
-  RecordAppender<Led> append(list, kLedTexts);
+  RecordAppender<Led> append(list, kLedTexts.View());
   const auto take = [&](const CIMInstance& instance) {
     ReadCIMFields(instance, kLedFields, record);
     append(record);
@@ -164,13 +157,13 @@ Code NodeFirmwareInventoryImpCIM::GetZMCNumericSensors(std::vector<Sensor>& list
   list.clear();
   Sensor record;
   record.ZMCIndex = info.ZMCIndex;
-  RecordAppender<Sensor> append(list, kSensorTexts);
-  const bool repeats = !connection->KeptOptions().options.no_thresholds_of_other_sensors;
+  RecordAppender<Sensor> append(list, kSensorTexts.View());
+  const bool repeats = !connection_->KeptOptions().options.no_thresholds_of_other_sensors;
   const auto take = [&](const CIMInstance& instance) {
     if (!repeats) {
       record.LowerThresholdCritical = record.LowerThresholdFatal = record.LowerThresholdNonCritical = 0;
     }
-    ReadCIMField(instance, kUnitField, record);
+    ReadCIMFields(instance, kUnitFields, record);
     ReadReading(instance, record);
     ReadCIMFields(instance, kSensorFields, record);
     append(record);

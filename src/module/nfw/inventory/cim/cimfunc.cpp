@@ -86,66 +86,66 @@ void LogConnectFailure(const Pegasus::Exception& exception) {
 }  // namespace
 
 CIMConnection::CIMConnection(const Pegasus::CIMNamespaceName& nameSpace, const ConnectionInfo& info, CIMPause sleep)
-    : Namespace(nameSpace), Info(info), pause(sleep ? std::move(sleep) : CIMPause(SleepFor)) {
+    : namespace_(nameSpace), info_(info), pause_(sleep ? std::move(sleep) : CIMPause(SleepFor)) {
   InitCIMClient();
 }
 
 CIMConnection::~CIMConnection() {
-  Text::WipeText(Info.Password);
+  Text::WipeText(info_.Password);
 }
 
 int CIMConnection::InitCIMClient() {
-  Client = std::make_unique<CIMClient>();
+  client_ = std::make_unique<CIMClient>();
   int result = 1;
   try {
     result = ConnectCIMServer();
   } catch (const Pegasus::Exception& exception) {
     LogConnectFailure(exception);
   } catch (...) {
-    Client.reset();
+    client_.reset();
     throw;
   }
   if (result != 0) {
-    Client.reset();
+    client_.reset();
   }
   return result;
 }
 
 int CIMConnection::ReconnectCIMClient() {
-  Client.reset();
+  client_.reset();
   return InitCIMClient();
 }
 
 int CIMConnection::ConnectCIMServer() {
-  if (Info.Host.empty()) {
+  if (info_.Host.empty()) {
     KELVAR_LOG(1) << "Failed to connect remote cimserver due to invalid connection information. ";
     return 1;
   }
-  return ConnectCIMClient(*Client);
+  return ConnectCIMClient(*client_);
 }
 
 int CIMConnection::ConnectCIMClient(CIMClient& client) {
-  KELVAR_LOG(3) << "Connecting to " << Info.UserName << ":**********@" << Info.Host << ":" << Info.Port;
-  KELVAR_LOG(4) << "connection case is " << Info.ConnectionCase;
-  if (!IsCIMCase(Info.ConnectionCase)) {
+  KELVAR_LOG(3) << "Connecting to " << info_.UserName << ":**********@" << info_.Host << ":" << info_.Port;
+  KELVAR_LOG(4) << "connection case is " << info_.ConnectionCase;
+  if (!IsCIMCase(info_.ConnectionCase)) {
     KELVAR_LOG(4) << "Connection case is not CIM, do not try to connect CIM server.";
     return 1;
   }
-  if (Info.ConnectionType > 1) {
-    KELVAR_LOG(1) << "Invalid connection type: " << Info.ConnectionType;
+  if (info_.ConnectionType > 1) {
+    KELVAR_LOG(1) << "Invalid connection type: " << info_.ConnectionType;
     return 0;
   }
-  if (!HonoursTlsOptions<CIMClient>(keptOptions.options)) {
+  if (!HonoursTlsOptions<CIMClient>(keptOptions_.options)) {
     KELVAR_LOG(1) << "This CIM client cannot verify certificates as the options ask";
     return 1;
   }
   const Pegasus::SSLContext context(Pegasus::String::EMPTY, nullptr, Pegasus::String::EMPTY);
-  const ConnectionOptionsScope scope = keptOptions.Enter();
+  const ConnectionOptionsScope scope = keptOptions_.Enter();
   CIMRecord record(client, "connect");
   for (int triesLeft = kConnectTries; triesLeft > 0; --triesLeft) {
     record.CountTry();
     try {
-      Connect(client, Info, context);
+      Connect(client, info_, context);
       record.Connected();
       KELVAR_LOG(3) << "Cimserver connection succeeded ";
       return 0;
@@ -157,7 +157,7 @@ int CIMConnection::ConnectCIMClient(CIMClient& client) {
       }
     }
     const DiagnosticsWait noted("the connection failed, next try soon");
-    pause(kPauseMs);
+    pause_(kPauseMs);
   }
   return 1;
 }

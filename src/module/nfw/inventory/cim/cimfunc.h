@@ -20,11 +20,11 @@ using CIMPause = std::function<void(u32 milliseconds)>;
 /// The connection to one CIM server: owns the client, connects it, and replaces it when it is dead. Used by one
 /// thread at a time.
 ///
-/// Results are 0 for success and 1 for failure. A connect makes up to three tries, with a pause of 10 seconds behind
+/// Results are 0 for success and 1 for failure. A connect makes up to three tries, with a pause of 10 seconds after
 /// each failed one.
 class CIMConnection {
  public:
-  /// Connects. A failed connect leaves no client; what is no exception of the client library passes.
+  /// Connects. A failed connect leaves no client; exceptions of other libraries pass through.
   CIMConnection(const Pegasus::CIMNamespaceName& nameSpace, const KelvarConnection::ConnectionInfo& info,
                 CIMPause pause = {});
   ~CIMConnection();
@@ -32,11 +32,11 @@ class CIMConnection {
   CIMConnection& operator=(const CIMConnection&) = delete;
 
   /// Null when there is no client. A reconnect replaces it, so no caller keeps it.
-  Pegasus::CIMClient* GetCIMClient() const noexcept { return Client.get(); }
-  const Pegasus::CIMNamespaceName& GetNamespace() const noexcept { return Namespace; }
+  Pegasus::CIMClient* GetCIMClient() const noexcept { return client_.get(); }
+  const Pegasus::CIMNamespaceName& GetNamespace() const noexcept { return namespace_; }
 
   /// What was in force where the connection was made.
-  const KeptConnectionOptions& KeptOptions() const noexcept { return keptOptions; }
+  const KeptConnectionOptions& KeptOptions() const noexcept { return keptOptions_; }
 
   int InitCIMClient();
   /// Throws the client away and connects a new one.
@@ -46,15 +46,15 @@ class CIMConnection {
   int ConnectCIMServer();
   int ConnectCIMClient(Pegasus::CIMClient& client);
 
-  Pegasus::CIMNamespaceName Namespace;
-  std::unique_ptr<Pegasus::CIMClient> Client;
-  KelvarConnection::ConnectionInfo Info;
-  CIMPause pause;
-  const KeptConnectionOptions keptOptions = KeptConnectionOptions::Current();
+  Pegasus::CIMNamespaceName namespace_;
+  std::unique_ptr<Pegasus::CIMClient> client_;
+  KelvarConnection::ConnectionInfo info_;
+  CIMPause pause_;
+  const KeptConnectionOptions keptOptions_ = KeptConnectionOptions::Current();
 };
 
 /// Enumerates with a time-out that stays in force on the client, reconnecting before when there is no client, and
-/// behind a CIM error to have one for the next operation. 0, or 1 with `instances` as they were, or 6 when the server
+/// after a CIM error to have one for the next operation. 0, or 1 with `instances` as they were, or 6 when the server
 /// does not know the namespace.
 int GetCIMArrayFromEnumerateInstances(Pegasus::CIMName className, CIMConnection& connection,
                                       Pegasus::Array<Pegasus::CIMInstance>& instances, u32 timeoutMs);
@@ -65,7 +65,7 @@ Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(const CIMConnection& connectio
                                                   const Pegasus::CIMNamespaceName& nameSpace,
                                                   const Pegasus::CIMName& className);
 
-/// Property names, each with the text that stands when the instance lacks it.
+/// Property names, each with the text used when the instance lacks it.
 using CIMPropertyMap = std::map<std::string, std::string>;
 
 /// Fills the map with the property texts, translated through Values and ValueMap. No exception of the client library

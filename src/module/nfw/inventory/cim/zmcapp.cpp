@@ -9,6 +9,7 @@
 #include "module/nfw/inventory/cim/CIMFields.h"
 #include "module/nfw/inventory/cim/CIMNamespace.h"
 #include "module/nfw/inventory/cim/MessageLogEntry.h"
+#include "module/nfw/inventory/cim/RecordAppender.h"
 
 namespace Kelvar {
 
@@ -48,10 +49,10 @@ ZMCAPPRETURNCODE CodeOf(CIMFailure::Kind kind) {
 }  // namespace
 
 zmcapp::zmcapp(const KelvarConnection::ConnectionInfo& connectionInfo, bool /*flag*/, CIMPause connectPause)
-    : info(connectionInfo), pause(std::move(connectPause)) {}
+    : info_(connectionInfo), pause_(std::move(connectPause)) {}
 
 zmcapp::~zmcapp() {
-  Text::WipeText(info.Password);
+  Text::WipeText(info_.Password);
 }
 
 ZMCAPPRETURNCODE zmcapp::GetZMCAuditEventLog(std::vector<ZMCMESSAGELOGDATA>& list) {
@@ -67,7 +68,7 @@ ZMCAPPRETURNCODE zmcapp::GetLog(const char* operation, const std::string& log, s
   list.clear();
   ZMCAPPRETURNCODE code = ZMCAPP_FAILED;
   try {
-    const OperationDeadline deadline(keptOptions.options.operation_limit_seconds);
+    const OperationDeadline deadline(keptOptions_.options.operation_limit_seconds);
     code = Connect() ? ReadLog(log, list) : ZMCAPP_CONNECT_FAILED;
   } catch (...) {
     const CIMFailure failure = CurrentCIMFailure();
@@ -80,21 +81,21 @@ ZMCAPPRETURNCODE zmcapp::GetLog(const char* operation, const std::string& log, s
 }
 
 bool zmcapp::Connect() {
-  if (!connection) {
-    const ConnectionOptionsScope scope = keptOptions.Enter();
-    connection = std::make_unique<CIMConnection>(CIMNamespaceFor(info).c_str(), info, pause);
-    return connection->GetCIMClient() != nullptr;
+  if (!connection_) {
+    const ConnectionOptionsScope scope = keptOptions_.Enter();
+    connection_ = std::make_unique<CIMConnection>(CIMNamespaceFor(info_).c_str(), info_, pause_);
+    return connection_->GetCIMClient() != nullptr;
   }
-  return connection->GetCIMClient() != nullptr || connection->ReconnectCIMClient() == 0;
+  return connection_->GetCIMClient() != nullptr || connection_->ReconnectCIMClient() == 0;
 }
 
 ZMCAPPRETURNCODE zmcapp::ReadLog(const std::string& log, std::vector<ZMCMESSAGELOGDATA>& list) {
-  const Pegasus::Array<CIMInstance> instances = EnumerateAll(*connection, connection->GetNamespace(), "CIM_LogEntry");
+  const Pegasus::Array<CIMInstance> instances = EnumerateAll(*connection_, connection_->GetNamespace(), "CIM_LogEntry");
   ZMCMESSAGELOGDATA entry;
-  RecordAppender<ZMCMESSAGELOGDATA> append(list, kMessageLogTexts);
+  RecordAppender<ZMCMESSAGELOGDATA> append(list, MessageLogTexts());
   for (Pegasus::Uint32 i = 0; i < instances.size(); ++i) {
     if (BelongsTo(instances[i], log)) {
-      entry.ZMCIndex = info.ZMCIndex;
+      entry.ZMCIndex = info_.ZMCIndex;
       ReadMessageLogEntry(instances[i], kSelector, entry);
       append(entry);
     }

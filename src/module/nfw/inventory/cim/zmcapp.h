@@ -40,10 +40,10 @@ class zmcapp {
   ZMCAPPRETURNCODE ReadLog(const std::string& log, std::vector<KelvarNfw::ZMCMESSAGELOGDATA>& list);
   bool Connect();
 
-  KelvarConnection::ConnectionInfo info;
-  const CIMPause pause;
-  const KeptConnectionOptions keptOptions = KeptConnectionOptions::Current();
-  std::unique_ptr<CIMConnection> connection;
+  KelvarConnection::ConnectionInfo info_;
+  const CIMPause pause_;
+  const KeptConnectionOptions keptOptions_ = KeptConnectionOptions::Current();
+  std::unique_ptr<CIMConnection> connection_;
 };
 
 }  // namespace Kelvar

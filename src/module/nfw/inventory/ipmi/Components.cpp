@@ -23,18 +23,18 @@ class OtherVPDCollector {
   /// The first value of a key stays; an empty value is kept as one blank.
   void AddProperty(const std::string& key, const std::string& value) {
     if (value.empty()) {
-      current.try_emplace(key, " ");
+      current_.try_emplace(key, " ");
     } else if (!key.empty()) {
-      current.try_emplace(key, value);
+      current_.try_emplace(key, value);
     }
   }
 
-  void CommitEntry() { entries.push_back(std::exchange(current, {})); }
-  const std::vector<Entry>& GetEntries() const { return entries; }
+  void CommitEntry() { entries_.push_back(std::exchange(current_, {})); }
+  const std::vector<Entry>& GetEntries() const { return entries_; }
 
  private:
-  std::vector<Entry> entries;
-  Entry current;
+  std::vector<Entry> entries_;
+  Entry current_;
 };
 
 constexpr const char* kBoardKeys[] = {"Name", "Vendor", "FRUNumber", "PartNumber", "SerialNumber"};
@@ -62,7 +62,7 @@ bool IsNumberedCPU(const std::string& name) {
   return character >= '0' && character <= '9';
 }
 
-/// Names of devices that are listed elsewhere, or are no components.
+/// Names of devices that are listed elsewhere, or are not components.
 bool IsExcluded(const std::string& name) {
   static constexpr std::string_view kNames[] = {"QVL8", "GWMA", "KJ6"};
   static constexpr std::string_view kParts[] = {"Processor", "DIMM", "YTD4", "WHEA", "CMOS", "ServerView", "Chassis"};
@@ -138,12 +138,12 @@ OtherSystemVPD ToRecord(const OtherVPDCollector::Entry& entry) {
 Code NodeFirmwareInventoryImpIPMI::GetNodeOtherSystemVPD(std::vector<OtherSystemVPD>& list) {
   return Run("GetNodeOtherSystemVPD", [&](Code& code) {
     OtherVPDCollector collector;
-    AddSystemBoard(collector, *client);
-    std::vector<IPMIFRULocator> FRULocatorVector;
-    IPMIRequestFRULocator().IPMIGetSDREntry(FRULocatorVector, *client);
-    KELVAR_LOG(4) << "===============FRULocatorVector.size: ================" << FRULocatorVector.size();
-    for (IPMIFRULocator& locator : FRULocatorVector) {
-      AddComponent(collector, *client, std::move(locator));
+    AddSystemBoard(collector, *client_);
+    std::vector<IPMIFRULocator> locators;
+    IPMIRequestFRULocator().IPMIGetSDREntry(locators, *client_);
+    KELVAR_LOG(4) << "===============FRULocatorVector.size: ================" << locators.size();
+    for (IPMIFRULocator& locator : locators) {
+      AddComponent(collector, *client_, std::move(locator));
     }
     std::vector<OtherSystemVPD> found;
     for (const OtherVPDCollector::Entry& entry : collector.GetEntries()) {

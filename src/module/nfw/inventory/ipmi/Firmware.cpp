@@ -28,8 +28,8 @@ struct PathField {
   u8 constant;  ///< request byte 2: fixed for each path, following no rule
   std::size_t index;
   std::size_t length;
-  std::string_view behind;    ///< stands behind the value
-  std::string_view tooShort;  ///< stands for a value that the reply does not hold
+  std::string_view behind;    ///< follows the value
+  std::string_view tooShort;  ///< in place of a value that the reply does not hold
 };
 
 constexpr PathField kBackUpID{"/qelc/dm/fw/zmc2/backup_build_id", 0x22, 0, 7, "-", "NULL----"};
@@ -113,7 +113,7 @@ bool ReadBuildInfo(IpmiClientInterface& client, NODEFIRMWAREBUILDID& record) {
   return true;
 }
 
-/// One bank of the UEFI firmware: where its data stands in the VPD store, and its fields.
+/// One bank of the UEFI firmware: where its data is in the VPD store, and its fields.
 struct UEFIBank {
   std::string_view what;
   u8 location;
@@ -206,8 +206,8 @@ Code NodeFirmwareInventoryImpIPMI::GetNodeFirmwareBuildID(std::vector<NODEFIRMWA
 Code NodeFirmwareInventoryImpIPMI::buildZMCInfo(NODEFIRMWAREBUILDID& record) {
   return RunStep("buildZMCInfo", record.BMCBuildID, [&] {
     constexpr std::size_t kSize = 4;
-    const std::size_t index = ReadBuildInfo(*client, record) ? kVersionIndex : 0;
-    const IpmiReply reply = SendCommand(*client, kNetFnApplication, kGetDeviceID);
+    const std::size_t index = ReadBuildInfo(*client_, record) ? kVersionIndex : 0;
+    const IpmiReply reply = SendCommand(*client_, kNetFnApplication, kGetDeviceId);
     if (!reply.Ok()) {
       RecordMissing("version of the service processor", reply);
       // 0xD5 has no code of its own here.
@@ -241,24 +241,24 @@ Code NodeFirmwareInventoryImpIPMI::buildZMCBackUpInfo(NODEFIRMWAREBUILDID& recor
       KELVAR_LOG(4) << "Exit buildZMCBackUpInfo, due to target is a ZMC1 system which does not have backup version";
       return known;
     }
-    ReadPath(*client, kBackUpID, record.BMCBackUpBuildID);
-    ReadPath(*client, kBackUpDate, record.BMCBackUpBuildDate);
-    return CodeOf(ReadPath(*client, kBackUpVersion, record.BMCBackUpBuildID));
+    ReadPath(*client_, kBackUpID, record.BMCBackUpBuildID);
+    ReadPath(*client_, kBackUpDate, record.BMCBackUpBuildDate);
+    return CodeOf(ReadPath(*client_, kBackUpVersion, record.BMCBackUpBuildID));
   });
 }
 
 Code NodeFirmwareInventoryImpIPMI::builduEFIInfo(NODEFIRMWAREBUILDID& record) {
-  return RunStep("builduEFIInfo", record.uEFIBuildID, [&] { return ReadUEFI(*client, kUEFIPrimary, record); });
+  return RunStep("builduEFIInfo", record.uEFIBuildID, [&] { return ReadUEFI(*client_, kUEFIPrimary, record); });
 }
 
 Code NodeFirmwareInventoryImpIPMI::builduEFIBackUpInfo(NODEFIRMWAREBUILDID& record) {
   return RunStep("builduEFIBackUpInfo", record.uEFIBackUpBuildID,
-                 [&] { return ReadUEFI(*client, kUEFIBackUp, record); });
+                 [&] { return ReadUEFI(*client_, kUEFIBackUp, record); });
 }
 
 Code NodeFirmwareInventoryImpIPMI::buildQDGInfo(NODEFIRMWAREBUILDID& record) {
   return RunStep("buildQDGInfo", record.QDGpBuildID, [&] {
-    const Code buildID = CodeOf(ReadPath(*client, kQDGID, record.QDGpBuildID));
+    const Code buildID = CodeOf(ReadPath(*client_, kQDGID, record.QDGpBuildID));
     KELVAR_LOG(4) << "In NodeFirmwareInventoryImpIPMI::buildQDGInfo(), the build ID query gave " << buildID;
     buildQDGVerInfo(record);
     return buildQDGDateInfo(record);
@@ -267,12 +267,12 @@ Code NodeFirmwareInventoryImpIPMI::buildQDGInfo(NODEFIRMWAREBUILDID& record) {
 
 Code NodeFirmwareInventoryImpIPMI::buildQDGVerInfo(NODEFIRMWAREBUILDID& record) {
   return RunStep("buildQDGVerInfo", record.QDGpBuildID,
-                 [&] { return ReadQDGPath(*client, kQDGVersion, record.QDGpBuildID); });
+                 [&] { return ReadQDGPath(*client_, kQDGVersion, record.QDGpBuildID); });
 }
 
 Code NodeFirmwareInventoryImpIPMI::buildQDGDateInfo(NODEFIRMWAREBUILDID& record) {
   return RunStep("buildQDGDateInfo", record.QDGpBuildIDDate,
-                 [&] { return ReadQDGPath(*client, kQDGDate, record.QDGpBuildIDDate); });
+                 [&] { return ReadQDGPath(*client_, kQDGDate, record.QDGpBuildIDDate); });
 }
 
 }  // namespace Kelvar

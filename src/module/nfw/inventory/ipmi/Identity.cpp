@@ -28,7 +28,7 @@ constexpr VPDField kMachineType{"machine type", {0x0E, 0x00}, 7};
 constexpr VPDField kSerialNumber{"serial number", {0x15, 0x00}, 7};
 constexpr VPDField kManufacturer{"manufacturer", {0x60, 0x00}, 4};
 constexpr VPDField kSystemUUID{"system UUID", {0x9F, 0x00}, 16};
-/// Machine type, serial number and what stands behind them.
+/// Machine type, serial number and what follows them.
 constexpr VPDField kMachineTypeOn{"machine type and serial number", {0x0E, 0x00}, 30};
 
 IpmiReply ReadVPDField(IpmiClientInterface& client, const VPDField& field) {
@@ -99,7 +99,7 @@ bool ReadIdentity(IpmiClientInterface& client, ComputerSystem& read) {
 Code NodeFirmwareInventoryImpIPMI::GetHardwareInfoComputerSystem(ComputerSystem& system) {
   return Run("GetHardwareInfoComputerSystem", [&](Code& code) {
     ComputerSystem read;
-    if (!ReadIdentity(*client, read)) {
+    if (!ReadIdentity(*client_, read)) {
       return;
     }
     system.ProductName = std::move(read.ProductName);
@@ -132,10 +132,10 @@ Code NodeFirmwareInventoryImpIPMI::GetNodeFirmwareSystemVPD(NODEFIRMWARESYSTEMVP
 
 Code NodeFirmwareInventoryImpIPMI::IPMIReadVPD(NODEFIRMWARESYSTEMVPD& vpd) {
   return RunUncaught("IPMIReadVPD", [&](Code& code) {
-    if (!client) {
+    if (!client_) {
       return;
     }
-    const IpmiReply reply = ReadVPDField(*client, kMachineTypeOn);
+    const IpmiReply reply = ReadVPDField(*client_, kMachineTypeOn);
     if (!reply.Ok()) {
       LogFailedCommand(reply);
       code = CodeOfCompletion(reply.completionCode);
@@ -156,11 +156,11 @@ Code NodeFirmwareInventoryImpIPMI::IPMIReadVPD(NODEFIRMWARESYSTEMVPD& vpd) {
 
 Code NodeFirmwareInventoryImpIPMI::GetNodeFirmwareSystemVPDViaFRU(NODEFIRMWARESYSTEMVPD& vpd) {
   return RunUncaught("GetNodeFirmwareSystemVPDViaFRU", [&](Code& code) {
-    if (!connected) {
+    if (!connected_) {
       code = NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
       return;
     }
-    if (NodeFirmwareSysVPDViaFRU().GetSystemVPD(*client, vpd) != 0) {
+    if (NodeFirmwareSysVPDViaFRU().GetSystemVPD(*client_, vpd) != 0) {
       return;
     }
     KELVAR_LOG(3) << " Get Current Machine Type : " << Text::FixedView(vpd.MachineType);

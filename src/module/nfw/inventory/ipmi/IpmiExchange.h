@@ -8,26 +8,20 @@
 #include <kelvar/NodeFirmwareInventory.h>
 
 #include "transport/ipmi/IpmiClientInterface.h"
+#include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar {
 
 /// Network functions in use.
-inline constexpr u8 kNetFnApplication = 0x06;
-inline constexpr u8 kNetFnStorage = 0x0A;
 inline constexpr u8 kNetFnOem = 0x3A;
 inline constexpr u8 kNetFnOemAMD = 0x3C;
 
 /// Commands in use.
-inline constexpr u8 kGetDeviceID = 0x01;           ///< application
-inline constexpr u8 kGetFRUAreaInfo = 0x10;        ///< storage
-inline constexpr u8 kReadFRUData = 0x11;           ///< storage
-inline constexpr u8 kReserveSDRRepository = 0x22;  ///< storage
-inline constexpr u8 kGetSDR = 0x23;                ///< storage
-inline constexpr u8 kReadVPD = 0x0B;               ///< OEM: two location bytes, 0x10, count
-inline constexpr u8 kQueryBuildInfo = 0x50;        ///< OEM
-inline constexpr u8 kQueryGeneration = 0xC1;       ///< OEM
-inline constexpr u8 kQueryPath = 0xC4;             ///< OEM
-inline constexpr u8 kQueryFirmwareAMD = 0x40;      ///< OEM, AMD platforms
+inline constexpr u8 kReadVPD = 0x0B;           ///< OEM: two location bytes, 0x10, count
+inline constexpr u8 kQueryBuildInfo = 0x50;    ///< OEM
+inline constexpr u8 kQueryGeneration = 0xC1;   ///< OEM
+inline constexpr u8 kQueryPath = 0xC4;         ///< OEM
+inline constexpr u8 kQueryFirmwareAMD = 0x40;  ///< OEM, AMD platforms
 
 /// Characters of BCD plus, by nibble.
 inline constexpr std::string_view kBCDPlus = "0123456789 -.:,_";
@@ -51,9 +45,9 @@ NodeFirmwareInventory::INVENTORYRETURNCODE CodeOfCompletion(u8 completionCode) n
 void LogFailedCommand(const IpmiReply& reply);
 void LogShortReply(std::size_t expected, std::size_t actual);
 
-/// For the diagnostics: what a failed command would have told is missing from the result.
+/// For the diagnostics: what a failed command would have returned is missing from the result.
 void RecordMissing(std::string_view what, const IpmiReply& reply, GapKind kind = GapKind::Failure);
-/// The same for a reply that is too short or makes no sense.
+/// The same for a reply that is too short or malformed.
 void RecordUnusable(std::string_view what, std::string_view why = "the response is too short");
 
 }  // namespace Kelvar

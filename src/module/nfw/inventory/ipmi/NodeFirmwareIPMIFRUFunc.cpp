@@ -80,21 +80,21 @@ int IPMIFRULocator::BuildBoardInfo(const std::string& idString, bool bFRUZero) {
     KELVAR_LOG(4) << "===============CommonHead: " << std::hex << int{ByteAt(i)};
   }
   const bool isCPU = idString == "CPU";
-  vecBoardInfo.assign(isCPU ? 5 : 0, " ");
-  vecFRUInfo.assign(isCPU ? 4 : 0, " ");
+  boardInfo_.assign(isCPU ? 5 : 0, " ");
+  fruInfo_.assign(isCPU ? 4 : 0, " ");
   if (const std::size_t board = std::size_t{ByteAt(kBoardOffsetIndex)} * 8; board != 0) {
     KELVAR_LOG(4) << "===============there is borad info!================= ";
     for (const std::size_t offset : kBoardTexts) {
-      vecBoardInfo.push_back(BoardText(board + offset));
+      boardInfo_.push_back(BoardText(board + offset));
     }
   } else {
     KELVAR_LOG(4) << "===============there is no borad info!================= ";
   }
   if (bFRUZero) {
     KELVAR_LOG(4) << "===============bFRUZero!================= ";
-  } else if (!vecBoardInfo.empty()) {
+  } else if (!boardInfo_.empty()) {
     KELVAR_LOG(4) << "===============BoardInfo is not empty================= ";
-    vecFRUInfo.insert(vecFRUInfo.end(), vecBoardInfo.begin() + 1, vecBoardInfo.begin() + 5);
+    fruInfo_.insert(fruInfo_.end(), boardInfo_.begin() + 1, boardInfo_.begin() + 5);
   }
   KELVAR_LOG(4) << "Existing IPMIFRULocator::BuildBoardInfo......";
   return 0;
@@ -138,7 +138,7 @@ bool DecodeSDRString(std::span<const u8> reply, std::string& text) {
 
 IPMIRequestFRULocator::Status IPMIRequestFRULocator::IPMIReserveSDR() {
   KELVAR_LOG(4) << "Entering IPMIRequestFRULocator::IPMIReserveSDR......";
-  const IpmiReply reply = SendCommand(*client, kNetFnStorage, kReserveSDRRepository);
+  const IpmiReply reply = SendCommand(*client_, kNetFnStorage, kReserveSdrRepository);
   Text::ByteReader reader(reply.data);
   const u16 given = reader.U16();
   if (reply.completionCode != 0 || !reader.Ok()) {
@@ -146,15 +146,15 @@ IPMIRequestFRULocator::Status IPMIRequestFRULocator::IPMIReserveSDR() {
     KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIReserveSDR......fRspBuf[4] != 0x00";
     return StatusFail;
   }
-  reservation = given;
+  reservation_ = given;
   KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIReserveSDR......StatusOK";
   return StatusOK;
 }
 
 bool IPMIRequestFRULocator::ReadRecord(u8 offset, u8 count, std::vector<u8>& data) {
   IpmiReply reply =
-      SendCommand(*client, kNetFnStorage, kGetSDR,
-                  {Low(reservation), High(reservation), Low(currentRecord), High(currentRecord), offset, count});
+      SendCommand(*client_, kNetFnStorage, kGetSdr,
+                  {Low(reservation_), High(reservation_), Low(currentRecord_), High(currentRecord_), offset, count});
   NoteFailure(reply);
   data = std::move(reply.data);
   return reply.completionCode == 0;
@@ -162,17 +162,17 @@ bool IPMIRequestFRULocator::ReadRecord(u8 offset, u8 count, std::vector<u8>& dat
 
 /// Keeps how the last command ended, in case the walk ends with it.
 void IPMIRequestFRULocator::NoteFailure(const IpmiReply& reply) {
-  lastSent = reply.sent;
-  lastCompletionCode = reply.completionCode;
+  lastSent_ = reply.sent;
+  lastCompletionCode_ = reply.completionCode;
 }
 
 IPMIRequestFRULocator::Status IPMIRequestFRULocator::EndWalk() const {
   std::ostringstream what;
-  what << "sensor data records from 0x" << std::hex << currentRecord << " on";
-  if (lastCompletionCode == 0) {
+  what << "sensor data records from 0x" << std::hex << currentRecord_ << " on";
+  if (lastCompletionCode_ == 0) {
     RecordUnusable(what.str(), "a response is too short, or leads back to an earlier record");
   } else {
-    RecordMissing(what.str(), {lastSent, lastCompletionCode, {}}, GapKind::LostRecords);
+    RecordMissing(what.str(), {lastSent_, lastCompletionCode_, {}}, GapKind::LostRecords);
   }
   return StatusFail;
 }
@@ -186,7 +186,7 @@ IPMIRequestFRULocator::Status IPMIRequestFRULocator::IPMIGetSDRHeader(IPMIFRULoc
                      "header";
     return StatusFail;
   }
-  nextRecord = header.nextRecord;
+  nextRecord_ = header.nextRecord;
   if (!header.isLocator) {
     KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIGetSDRHeader - StatusNoMatchingData";
     return StatusNoMatchingData;
@@ -225,18 +225,17 @@ IPMIRequestFRULocator::Status IPMIRequestFRULocator::GetLocator(IPMIFRULocator& 
   return header == StatusFail ? header : text;
 }
 
-int IPMIRequestFRULocator::IPMIGetSDREntry(std::vector<IPMIFRULocator>& FRULocatorVector,
-                                           IpmiClientInterface& transport) {
+int IPMIRequestFRULocator::IPMIGetSDREntry(std::vector<IPMIFRULocator>& locators, IpmiClientInterface& transport) {
   KELVAR_LOG(4) << "Entering IPMIRequestFRULocator::IPMIGetSDREntry......";
-  client = &transport;
-  currentRecord = 0;
+  client_ = &transport;
+  currentRecord_ = 0;
   if (IPMIReserveSDR() == StatusFail) {
     KELVAR_LOG(4) << "===============IPMIReserveSDR() == StatusFail.================= ";
     return EndWalk();
   }
   bool retried = false;
   std::vector<bool> seen(std::size_t{kLastRecord} + 1);
-  while (currentRecord != kLastRecord) {
+  while (currentRecord_ != kLastRecord) {
     IPMIFRULocator locator;
     const Status status = GetLocator(locator);
     if (status == StatusFail) {
@@ -252,14 +251,14 @@ int IPMIRequestFRULocator::IPMIGetSDREntry(std::vector<IPMIFRULocator>& FRULocat
       continue;
     }
     if (status == StatusOK) {
-      FRULocatorVector.push_back(std::move(locator));
+      locators.push_back(std::move(locator));
     }
-    seen[currentRecord] = true;
-    if (seen[nextRecord]) {
+    seen[currentRecord_] = true;
+    if (seen[nextRecord_]) {
       KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIGetSDREntry......StatusFail";
       return EndWalk();
     }
-    currentRecord = nextRecord;
+    currentRecord_ = nextRecord_;
   }
   KELVAR_LOG(4) << "Existing IPMIRequestFRULocator::IPMIGetSDREntry......StatusOK";
   return StatusOK;
@@ -272,7 +271,7 @@ int IPMIRequestFRULocator::IPMIGetFRUData(IPMIFRULocator& locator, IpmiClientInt
   locator.FRUData.assign(kFRUBytes, 0);
   for (std::size_t offset = 0; offset < kFRUBytes; offset += kFRUChunk) {
     const IpmiReply reply =
-        SendCommand(transport, kNetFnStorage, kReadFRUData, {device, Low(offset), High(offset), u8{kFRUChunk}});
+        SendCommand(transport, kNetFnStorage, kReadFruData, {device, Low(offset), High(offset), u8{kFRUChunk}});
     if (reply.completionCode != 0) {
       if (!IsEndOfDevice(reply.completionCode)) {
         RecordMissing("FRU device " + std::to_string(device) + " from byte " + std::to_string(offset) + " on", reply);

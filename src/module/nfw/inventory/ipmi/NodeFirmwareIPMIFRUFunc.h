@@ -16,13 +16,13 @@ namespace Kelvar {
 /// One FRU Device Locator record, and what was read from its device.
 class IPMIFRULocator {
  public:
-  /// Nothing is ever read or looked up behind this size.
+  /// Nothing is ever read or looked up beyond this size.
   static constexpr std::size_t kDeviceSize = 5280;
 
   /// The fixed part of the record, its Record ID high byte first, without the reserved byte.
   std::array<u8, 14> SDRHead{};
   std::string IDString;
-  /// Device contents from offset 0, as far as reads filled them; bytes behind count as zero.
+  /// Device contents from offset 0, as far as reads filled them; bytes after that count as zero.
   std::vector<u8> FRUData;
 
   u8 DeviceID() const noexcept { return SDRHead[6]; }
@@ -36,16 +36,16 @@ class IPMIFRULocator {
   int BuildBoardInfo(const std::string& idString, bool bFRUZero);
 
   /// Component name, vendor, FRU number, part number, serial number.
-  std::vector<std::string> GetBoardInfo() const { return vecBoardInfo; }
+  std::vector<std::string> GetBoardInfo() const { return boardInfo_; }
   /// Vendor, FRU number, part number, serial number.
-  std::vector<std::string> GetFRUInfo() const { return vecFRUInfo; }
+  std::vector<std::string> GetFRUInfo() const { return fruInfo_; }
 
  private:
   u8 ByteAt(std::size_t index) const noexcept { return index < FRUData.size() ? FRUData[index] : u8{0}; }
   std::string BoardText(std::size_t offset) const;
 
-  std::vector<std::string> vecBoardInfo;
-  std::vector<std::string> vecFRUInfo;
+  std::vector<std::string> boardInfo_;
+  std::vector<std::string> fruInfo_;
 };
 
 /// What a Get SDR reply says of a record, when it holds at least its type.
@@ -72,7 +72,7 @@ class IPMIRequestFRULocator {
   /// Appends every FRU Device Locator record; what was found before a failure stays. The walk survives one failed
   /// command, a lost reservation for instance, and ends with StatusFail at the second, or when the repository leads
   /// to a record for a second time.
-  int IPMIGetSDREntry(std::vector<IPMIFRULocator>& FRULocatorVector, IpmiClientInterface& transport);
+  int IPMIGetSDREntry(std::vector<IPMIFRULocator>& locators, IpmiClientInterface& transport);
 
   /// Reads the first 528 bytes of the locator's device, or of device 0. 0, or 15 on a failed command: what was read
   /// stays.
@@ -88,12 +88,12 @@ class IPMIRequestFRULocator {
   /// StatusFail, and a record of what is missing.
   Status EndWalk() const;
 
-  IpmiClientInterface* client = nullptr;
-  u16 reservation = 0;
-  u16 currentRecord = 0;
-  u16 nextRecord = 0;
-  int lastSent = 0;
-  u8 lastCompletionCode = 0;
+  IpmiClientInterface* client_ = nullptr;
+  u16 reservation_ = 0;
+  u16 currentRecord_ = 0;
+  u16 nextRecord_ = 0;
+  int lastSent_ = 0;
+  u8 lastCompletionCode_ = 0;
 };
 
 }  // namespace Kelvar

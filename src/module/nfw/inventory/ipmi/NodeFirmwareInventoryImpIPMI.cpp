@@ -35,7 +35,7 @@ void SortException(const char* operation, Code& code) {
   }
 }
 
-/// The transport that the connection asks for; null when there is no memory for one.
+/// The transport that the connection asks for; null when memory for one is lacking.
 std::unique_ptr<IpmiClientInterface> MakeClient(const ConnectionInfo& connection) {
   constexpr char kTrace[] = "In NodeFirmwareInventoryImpIPMI(), new ipmiclient(";
   try {
@@ -60,14 +60,14 @@ NodeFirmwareInventoryImpIPMI::NodeFirmwareInventoryImpIPMI(const ConnectionInfo&
 
 NodeFirmwareInventoryImpIPMI::NodeFirmwareInventoryImpIPMI(const ConnectionInfo& connection,
                                                            std::unique_ptr<IpmiClientInterface> transport)
-    : NodeFirmwareInventoryImp(connection), client(std::move(transport)) {
-  if (!client) {
+    : NodeFirmwareInventoryImp(connection), client_(std::move(transport)) {
+  if (!client_) {
     KELVAR_LOG(1) << "In NodeFirmwareInventoryImpIPMI(),  NULL return from new IpmiClient().";
     return;
   }
-  switch (client->connect()) {
+  switch (client_->connect()) {
     case IPMICONNECTED:
-      connected = true;
+      connected_ = true;
       KELVAR_LOG(4) << "In NodeFirmwareInventoryImpIPMI(),  connect() success.";
       break;
     case IPMIAUTHFAIL:
@@ -79,11 +79,11 @@ NodeFirmwareInventoryImpIPMI::NodeFirmwareInventoryImpIPMI(const ConnectionInfo&
 }
 
 NodeFirmwareInventoryImpIPMI::~NodeFirmwareInventoryImpIPMI() {
-  if (!client) {
+  if (!client_) {
     return;
   }
   try {
-    client->disconnect();
+    client_->disconnect();
   } catch (...) {
     KELVAR_LOG(2) << "In ~NodeFirmwareInventoryImpIPMI(), disconnect() raised an exception.";
   }
@@ -92,7 +92,7 @@ NodeFirmwareInventoryImpIPMI::~NodeFirmwareInventoryImpIPMI() {
 Code NodeFirmwareInventoryImpIPMI::Run(const char* operation, OperationBody body, ExitLine exitLine) {
   const OperationDeadline deadline(limitSeconds_);
   const auto whenConnected = [&](Code& code) {
-    if (connected) {
+    if (connected_) {
       body(code);
     } else {
       code = NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
@@ -108,12 +108,12 @@ Code NodeFirmwareInventoryImpIPMI::RunUncaught(const char* operation, OperationB
 }
 
 int NodeFirmwareInventoryImpIPMI::GetConnectStatus() {
-  return client ? 0 : -1;
+  return client_ ? 0 : -1;
 }
 
 Code NodeFirmwareInventoryImpIPMI::GetZMCGenerationType(ZMCGENERATIONTYPE& generation) {
   const auto query = [&](Code& code) {
-    const IpmiReply reply = SendCommand(*client, kNetFnOem, kQueryGeneration);
+    const IpmiReply reply = SendCommand(*client_, kNetFnOem, kQueryGeneration);
     if (reply.completionCode != 0) {
       LogFailedCommand(reply);
       code = CodeOfCompletion(reply.completionCode);
@@ -138,16 +138,16 @@ Code NodeFirmwareInventoryImpIPMI::GetZMCGenerationType(ZMCGENERATIONTYPE& gener
 // Does not test the connection: without one the transport itself refuses.
 Code NodeFirmwareInventoryImpIPMI::GetNFWSoftwareIdentity(std::vector<KelvarOptions::SoftwareIdentity_>& list) {
   return RunUncaught("GetNFWSoftwareIdentity", [&](Code& code) {
-    if (!client) {
+    if (!client_) {
       return;
     }
     nodefirmwareinventoryOnAMD platform;
     KelvarOptions::SoftwareIdentity_ bmc;
-    if (platform.GetBMCSoftwareIdentity(*client, bmc) == NodeFirmwareInventory::INVENTORY_SUCCESS) {
+    if (platform.GetBMCSoftwareIdentity(*client_, bmc) == NodeFirmwareInventory::INVENTORY_SUCCESS) {
       list.push_back(std::move(bmc));
     }
     KelvarOptions::SoftwareIdentity_ uefi;
-    code = platform.GetUEFISoftwareIdentity(*client, uefi);
+    code = platform.GetUEFISoftwareIdentity(*client_, uefi);
     if (code == NodeFirmwareInventory::INVENTORY_SUCCESS) {
       list.push_back(std::move(uefi));
     }

@@ -50,8 +50,8 @@ class NodeFirmwareInventoryImpIPMI : public NodeFirmwareInventoryImp {
   INVENTORYRETURNCODE buildQDGDateInfo(KelvarNfw::NODEFIRMWAREBUILDID& record);
 
   const u32 limitSeconds_ = ConnectionOptionsScope::Current().operation_limit_seconds;
-  std::unique_ptr<IpmiClientInterface> client;
-  bool connected = false;
+  std::unique_ptr<IpmiClientInterface> client_;
+  bool connected_ = false;
 };
 
 }  // namespace Kelvar

@@ -21,7 +21,7 @@ constexpr std::string_view kWhat = "FRU device 0";
 constexpr std::size_t kUnit = 8;
 constexpr std::size_t kChunk = 35;
 
-/// Behind the area's format version, length and language code.
+/// After the area's format version, length and language code.
 constexpr std::size_t kFirstField = 3;
 constexpr int kMachineTypeField = 2;
 constexpr int kSerialNumberField = 4;
@@ -88,14 +88,14 @@ FRUFieldText DecodeFRUField(std::span<const u8> area, std::size_t& position) noe
 }
 
 int NodeFirmwareSysVPDViaFRU::ReadFRUSize(IpmiClientInterface& client) {
-  const IpmiReply reply = SendCommand(client, kNetFnStorage, kGetFRUAreaInfo, {kDevice});
+  const IpmiReply reply = SendCommand(client, kNetFnStorage, kGetFruAreaInfo, {kDevice});
   Text::ByteReader reader(reply.data);
-  fruSize = reader.U16();
+  fruSize_ = reader.U16();
   if (!reply.Ok() || !reader.Ok()) {
     return RecordFailure(reply);
   }
-  KELVAR_LOG(4) << "FRU Size is " << fruSize;
-  if (fruSize == 0) {
+  KELVAR_LOG(4) << "FRU Size is " << fruSize_;
+  if (fruSize_ == 0) {
     KELVAR_LOG(1) << "Invalid FRU size.";
     RecordUnusable(kWhat, "its size is 0");
     return kFailure;
@@ -105,19 +105,19 @@ int NodeFirmwareSysVPDViaFRU::ReadFRUSize(IpmiClientInterface& client) {
 
 int NodeFirmwareSysVPDViaFRU::ReadCommonHeader(IpmiClientInterface& client) {
   const IpmiReply reply =
-      SendCommand(client, kNetFnStorage, kReadFRUData, {kDevice, 0x00, 0x00, static_cast<u8>(kUnit)});
+      SendCommand(client, kNetFnStorage, kReadFruData, {kDevice, 0x00, 0x00, static_cast<u8>(kUnit)});
   Text::ByteReader reader(reply.data);
   reader.Skip(1);
-  formatVersion = reader.U8();
-  internalUseOffset = reader.U8();
-  chassisOffset = reader.U8();
-  boardOffset = reader.U8();
-  productOffset = reader.U8();
-  multiRecordOffset = reader.U8();
+  formatVersion_ = reader.U8();
+  internalUseOffset_ = reader.U8();
+  chassisOffset_ = reader.U8();
+  boardOffset_ = reader.U8();
+  productOffset_ = reader.U8();
+  multiRecordOffset_ = reader.U8();
   if (!reply.Ok() || !reader.Ok()) {
     return RecordFailure(reply);
   }
-  if (formatVersion != 1) {
+  if (formatVersion_ != 1) {
     KELVAR_LOG(1) << "Unknown FRU header version";
     RecordUnusable(kWhat, "its header has an unknown version");
     return kFailure;
@@ -127,18 +127,18 @@ int NodeFirmwareSysVPDViaFRU::ReadCommonHeader(IpmiClientInterface& client) {
 
 /// The area is taken to reach to the MultiRecord Area, or to the end of the device; its own length is not read.
 std::size_t NodeFirmwareSysVPDViaFRU::AreaEnd() const noexcept {
-  const std::size_t end = multiRecordOffset > productOffset ? multiRecordOffset * kUnit : std::size_t{fruSize};
-  return std::min<std::size_t>(end, fruSize);
+  const std::size_t end = multiRecordOffset_ > productOffset_ ? multiRecordOffset_ * kUnit : std::size_t{fruSize_};
+  return std::min<std::size_t>(end, fruSize_);
 }
 
 int NodeFirmwareSysVPDViaFRU::ReadFRUData(IpmiClientInterface& client, std::size_t offset, std::size_t size) {
-  areaData.clear();
-  areaData.reserve(size);
+  areaData_.clear();
+  areaData_.reserve(size);
   for (std::size_t asked = 0; asked < size;) {
     const std::size_t count = std::min(size - asked, kChunk);
     const std::size_t at = offset + asked;
     const IpmiReply reply =
-        SendCommand(client, kNetFnStorage, kReadFRUData,
+        SendCommand(client, kNetFnStorage, kReadFruData,
                     {kDevice, static_cast<u8>(at & 0xFF), static_cast<u8>(at >> 8), static_cast<u8>(count)});
     if (!reply.Ok()) {
       return RecordFailure(reply);
@@ -147,7 +147,7 @@ int NodeFirmwareSysVPDViaFRU::ReadFRUData(IpmiClientInterface& client, std::size
     reader.Skip(1);
     const auto data = reader.Rest();
     const std::size_t given = std::min(data.size(), count);
-    areaData.insert(areaData.end(), data.begin(), data.begin() + static_cast<std::ptrdiff_t>(given));
+    areaData_.insert(areaData_.end(), data.begin(), data.begin() + static_cast<std::ptrdiff_t>(given));
     if (given < count) {
       RecordUnusable(kWhat);
       break;  // what would follow has no known place any more
@@ -160,7 +160,7 @@ int NodeFirmwareSysVPDViaFRU::ReadFRUData(IpmiClientInterface& client, std::size
 void NodeFirmwareSysVPDViaFRU::DecodeProductArea(NODEFIRMWARESYSTEMVPD& out) const {
   std::size_t position = kFirstField;
   for (int index = 0; index <= kSerialNumberField; ++index) {
-    const FRUFieldText field = DecodeFRUField(areaData, position);
+    const FRUFieldText field = DecodeFRUField(areaData_, position);
     const std::string_view text = field.View().substr(0, field.View().find('\0'));
     if (text.empty()) {
       continue;
@@ -179,9 +179,9 @@ int NodeFirmwareSysVPDViaFRU::GetSystemVPD(IpmiClientInterface& client, NODEFIRM
   if (ReadFRUSize(client) != kSuccess || ReadCommonHeader(client) != kSuccess) {
     return kFailure;
   }
-  const std::size_t start = productOffset * kUnit;
+  const std::size_t start = productOffset_ * kUnit;
   const std::size_t end = AreaEnd();
-  if (productOffset == 0 || start >= end) {
+  if (productOffset_ == 0 || start >= end) {
     RecordUnusable(kWhat, "it has no product area");
     return kFailure;
   }

@@ -30,7 +30,7 @@ class FRUFieldText {
   std::size_t length_ = 0;
 };
 
-/// Decodes the type/length field at `position`, which moves behind it. A field of length 0, and one that does not lie
+/// Decodes the type/length field at `position`, which moves past it. A field of length 0, and one that does not lie
 /// wholly inside the area, has no text.
 FRUFieldText DecodeFRUField(std::span<const u8> area, std::size_t& position) noexcept;
 
@@ -49,14 +49,14 @@ class NodeFirmwareSysVPDViaFRU {
   void DecodeProductArea(KelvarNfw::NODEFIRMWARESYSTEMVPD& out) const;
 
   // Offsets are in units of 8 bytes.
-  u8 formatVersion = 0;
-  u8 internalUseOffset = 0;
-  u8 chassisOffset = 0;
-  u8 boardOffset = 0;
-  u8 productOffset = 0;
-  u8 multiRecordOffset = 0;
-  u16 fruSize = 0;
-  std::vector<u8> areaData;
+  u8 formatVersion_ = 0;
+  u8 internalUseOffset_ = 0;
+  u8 chassisOffset_ = 0;
+  u8 boardOffset_ = 0;
+  u8 productOffset_ = 0;
+  u8 multiRecordOffset_ = 0;
+  u16 fruSize_ = 0;
+  std::vector<u8> areaData_;
 };
 
 }  // namespace Kelvar

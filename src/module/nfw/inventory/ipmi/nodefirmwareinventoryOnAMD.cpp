@@ -39,7 +39,7 @@ Code Check(std::string_view what, const IpmiReply& reply, std::size_t size) {
 }  // namespace
 
 Code nodefirmwareinventoryOnAMD::GetBMCVersion(IpmiClientInterface& client, std::string& version) {
-  const IpmiReply reply = SendCommand(client, kNetFnApplication, kGetDeviceID);
+  const IpmiReply reply = SendCommand(client, kNetFnApplication, kGetDeviceId);
   const Code code = Check("BMC version", reply, 4);
   if (code == NodeFirmwareInventory::INVENTORY_SUCCESS) {
     Text::ByteReader reader(reply.data);

@@ -133,7 +133,7 @@ Code NodeFirmwareInventoryImpRedfish::GetPowerSupplyVPD(std::vector<PowerSupplyV
     }
     const JsonValue supplies = document->Root()["PowerSupplies"];
     if (supplies && !supplies.IsArray()) {
-      DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, kPower, "PowerSupplies is no array");
+      DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, kPower, "PowerSupplies is not an array");
       code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
       return;
     }
@@ -141,7 +141,7 @@ Code NodeFirmwareInventoryImpRedfish::GetPowerSupplyVPD(std::vector<PowerSupplyV
       if (!element.IsObject()) {
         KELVAR_LOG(2) << "Skipped a power supply that is no object";
         DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, kPower,
-                                    "a power supply that is no object");
+                                    "a power supply that is not an object");
         continue;
       }
       PowerSupplyVPD supply;
@@ -167,7 +167,7 @@ Code NodeFirmwareInventoryImpRedfish::GetBackPlaneVPD(std::vector<BackPlaneVPD>&
     } catch (...) {
       KELVAR_LOG(1) << "Failed to read drive backplane information.";
       DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, "/redfish/v1/Chassis",
-                                  "a chassis with a value that is no string");
+                                  "a chassis with a value that is not a string");
       code = NodeFirmwareInventory::INVENTORY_REST_FAILED;
     }
   });

@@ -14,7 +14,7 @@ namespace Kelvar {
 ///
 /// Each operation walks from the systems to the entries of its log; when no system has the log, from the managers. It
 /// clears the list first and returns an INVENTORYRETURNCODE as a number: 0, 10, 11 or 13 with the meanings that they
-/// have in the Redfish backend. Nothing is asked for at construction; one object serves one thread at a time.
+/// have in the Redfish backend. Construction makes no request; one object serves one thread at a time.
 class LogmgrRedfish {
  public:
   /// Throws std::runtime_error "Couldn't initialize curl handle".

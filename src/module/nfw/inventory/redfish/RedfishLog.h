@@ -28,7 +28,7 @@ RedfishService::Code ReadRedfishLog(const RedfishService& service, const Redfish
 constexpr std::size_t kMaxLogEntries = 500'000;
 
 /// Appends the entries of a log's body. Throws ptree_error for a text that cannot be read, before any entry is
-/// appended, and for an entry that lacks what is required or is one too many, behind the entries before it. A large
+/// appended, and for an entry that lacks what is required or is one too many, after the entries before it. A large
 /// body costs little more than its records: it is read in place and not as one tree.
 template <typename Record>
 void AppendLogEntries(const std::string& body, bool argumentsRequired, std::vector<Record>& list,

@@ -100,7 +100,7 @@ void AppendEntry(const auto& entry, const EntryRules& rules, std::size_t index, 
   KELVAR_LOG(4) << "Push back BMCMsg instance to vector";
 }
 
-/// Returns the position behind the members.
+/// Returns the position after the members.
 template <typename Record>
 const char* AppendMembers(const JsonSlice& members, std::size_t bodySize, const EntryRules& rules,
                           std::vector<Record>& list) {

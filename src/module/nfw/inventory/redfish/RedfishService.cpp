@@ -122,7 +122,7 @@ bool IsFetchablePath(const std::string& path) {
   });
   if (!local || !printable) {
     KELVAR_LOG(2) << "Skipped an @odata.id that is no path on the target: " << path;
-    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, "a link that is no path on the target");
+    ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, "a link that is not a path on the target");
   }
   return local && printable;
 }

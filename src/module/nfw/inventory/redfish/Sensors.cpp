@@ -107,7 +107,8 @@ std::vector<JsonValue> Members(const std::optional<JsonDocument>& document) {
     ResourceInReading::AddGap(GapKind::Unusable, FailureCause::BadData, "no Members");
   }
   std::vector<JsonValue> elements = members.Elements();
-  NoteLinks(static_cast<std::size_t>(std::count_if(elements.begin(), elements.end(), &IsLink)));
+  NoteLinks(static_cast<std::size_t>(
+      std::count_if(elements.begin(), elements.end(), [](const JsonValue& element) { return IsLink(element); })));
   return elements;
 }
 

@@ -27,7 +27,7 @@ using Digest = std::array<unsigned char, kDigestBytes>;
 
 /// Tells passwords apart without keeping them: SHA-256 with a key that is random for each process.
 Digest DigestOf(const std::string& password) {
-  static const Digest key = [] {
+  static const Digest kKey = [] {
     Digest random{};
     if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
       throw std::runtime_error("no random bytes");
@@ -36,8 +36,8 @@ Digest DigestOf(const std::string& password) {
   }();
   Digest digest{};
   unsigned int size = 0;
-  HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(password.data()),
-       password.size(), digest.data(), &size);
+  HMAC(EVP_sha256(), kKey.data(), static_cast<int>(kKey.size()),
+       reinterpret_cast<const unsigned char*>(password.data()), password.size(), digest.data(), &size);
   return digest;
 }
 

@@ -27,7 +27,7 @@ class CIMClient {
   void setTimeout(Uint32 milliseconds) noexcept;
   Uint32 getTimeout() const noexcept;
 
-  /// Opens the connection. An IPv6 literal stands without brackets. No request is made, so a wrong password shows in
+  /// Opens the connection. An IPv6 literal has no brackets. No request is made, so a wrong password shows in
   /// the first operation.
   void connect(const String& host, const Uint32 port, const String& user, const String& password);
   /// The same with TLS, handshake included.

@@ -4,7 +4,7 @@
 
 namespace Pegasus {
 
-/// The reply is no HTTP reply to a CIM request, or broke off.
+/// The reply is not an HTTP reply to a CIM request, or broke off.
 class CIMClientMalformedHTTPException : public Exception {
  public:
   using Exception::Exception;
@@ -22,7 +22,7 @@ class CIMClientHTTPErrorException : public Exception {
   Uint32 code_;
 };
 
-/// The body is no XML, or none that fits.
+/// The body is not XML, or not the XML that is expected.
 class CIMClientXmlException : public Exception {
  public:
   using Exception::Exception;

@@ -45,7 +45,7 @@ class CIMValue {
   template <typename T, std::enable_if_t<Detail::IsScalar<T>, int> = 0>
   void get(Array<T>& values) const;
 
-  /// TRUE or FALSE, decimal integers, reals as %.16e, texts as they are; each element of an array with a blank behind
+  /// TRUE or FALSE, decimal integers, reals as %.16e, texts as they are; each element of an array with a blank after
   /// it. Empty for null.
   String toString() const;
 

@@ -11,7 +11,7 @@ namespace Pegasus {
 
 namespace Detail {
 
-/// A text inside memory that `owner` keeps alive, with a NUL behind it.
+/// A text inside memory that `owner` keeps alive, followed by a NUL.
 struct SharedText {
   std::shared_ptr<const void> owner;
   std::string_view text = "";

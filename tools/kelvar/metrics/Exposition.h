@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace Kelvar::Tool::Serve {
+namespace Kelvar::Tool {
 
 using Labels = std::vector<std::pair<const char*, std::string>>;
 
@@ -26,6 +26,8 @@ class Exposition {
   void Add(const Metric& metric, double value) { Add(metric, {}, value); }
 
   std::string Text() const;
+  /// The same in the format of OpenMetrics 1.0, with its end.
+  std::string OpenMetricsText() const;
 
  private:
   struct Family {
@@ -36,7 +38,9 @@ class Exposition {
   std::deque<Family> families_;
 };
 
-/// A text from a target as a label value: valid UTF-8 without control characters, cut to at most 128 bytes.
-std::string CleanLabel(std::string_view text);
+constexpr std::size_t kLabelBytes = 128;  ///< of a label value at most
 
-}  // namespace Kelvar::Tool::Serve
+/// A text from a target as a label value: valid UTF-8 without control characters, cut to at most `limit` bytes.
+std::string CleanLabel(std::string_view text, std::size_t limit = kLabelBytes);
+
+}  // namespace Kelvar::Tool

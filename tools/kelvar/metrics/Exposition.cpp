@@ -1,4 +1,4 @@
-#include "tools/kelvar/serve/Exposition.h"
+#include "tools/kelvar/metrics/Exposition.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,7 +7,7 @@
 
 #include "common/text/Escape.h"
 
-namespace Kelvar::Tool::Serve {
+namespace Kelvar::Tool {
 
 namespace {
 
@@ -57,10 +57,25 @@ std::string Exposition::Text() const {
   return text;
 }
 
-std::string CleanLabel(std::string_view text) {
-  constexpr std::size_t limit = 128;
-  constexpr std::size_t cutAt = 1024;  // no need to escape megabytes first
-  std::string clean = Text::EscapeControl(text.substr(0, cutAt));
+/// A counter's family has its name without the suffix of the sample.
+std::string Exposition::OpenMetricsText() const {
+  constexpr std::string_view kTotal = "_total";
+  std::string text;
+  for (const Family& family : families_) {
+    std::string_view name = family.metric->name;
+    if (family.metric->type == std::string_view("counter") && name.size() > kTotal.size() &&
+        name.substr(name.size() - kTotal.size()) == kTotal) {
+      name.remove_suffix(kTotal.size());
+    }
+    text += fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n", name, family.metric->help, family.metric->type);
+    text += family.lines;
+  }
+  return text + "# EOF\n";
+}
+
+std::string CleanLabel(std::string_view text, std::size_t limit) {
+  constexpr std::size_t kCutAt = 1024;  // no need to escape megabytes first
+  std::string clean = Text::EscapeControl(text.substr(0, kCutAt));
   if (clean.size() > limit) {
     std::size_t end = limit;
     while (end > 0 && (static_cast<unsigned char>(clean[end]) & 0xC0U) == 0x80U) {
@@ -71,4 +86,4 @@ std::string CleanLabel(std::string_view text) {
   return clean;
 }
 
-}  // namespace Kelvar::Tool::Serve
+}  // namespace Kelvar::Tool

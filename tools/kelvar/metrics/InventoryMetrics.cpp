@@ -1,4 +1,4 @@
-#include "tools/kelvar/serve/InventoryMetrics.h"
+#include "tools/kelvar/metrics/InventoryMetrics.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +13,7 @@
 #include "tools/kelvar/inventory/DisplayText.h"
 #include "tools/kelvar/inventory/IsoTime.h"
 
-namespace Kelvar::Tool::Serve {
+namespace Kelvar::Tool {
 
 namespace {
 
@@ -32,10 +32,12 @@ constexpr Metric kRequests = {"kelvar_probe_requests", "gauge", "Requests that t
 constexpr Metric kBytes = {"kelvar_probe_received_bytes", "gauge", "Bytes of all responses of the reading"};
 constexpr Metric kAge = {"kelvar_probe_data_age_seconds", "gauge", "Time since the reading ended"};
 constexpr Metric kDropped = {"kelvar_probe_dropped_items", "gauge",
-                             "Records left out, being more than the exporter shows of one target"};
+                             "Records left out because of the limits for one target"};
 constexpr Metric kFamily = {"kelvar_probe_family_complete", "gauge",
-                            "1 when a family was read as a whole, 0 when it is partial or failed; missing when the "
+                            "1 when a family was read completely, 0 when it is partial or failed; missing when the "
                             "target has none"};
+constexpr Metric kCertificate = {"kelvar_tls_certificate_not_after_timestamp_seconds", "gauge",
+                                 "When the certificate of the target's service expires"};
 constexpr Metric kHealth = {"kelvar_health", "gauge", "Verdict on the machine: 0 ok, 1 warning, 2 critical"};
 constexpr Metric kSystemInfo = {"kelvar_system_info", "gauge", "Identity of a system, manager or chassis"};
 constexpr Metric kSystemHealth = {"kelvar_system_health", "gauge", "Health: 0 ok, 1 warning, 2 critical"};
@@ -47,7 +49,7 @@ constexpr Metric kSensorHealth = {"kelvar_sensor_health", "gauge", "Health: 0 ok
 constexpr Metric kLedLit = {"kelvar_led_lit", "gauge", "1 when an LED is lit or blinks, 0 when it is off"};
 constexpr Metric kLogEntries = {"kelvar_log_entries", "gauge", "Entries of a log by severity"};
 constexpr Metric kLogNewest = {"kelvar_log_newest_entry_timestamp_seconds", "gauge",
-                               "When the newest entry of a severity was made"};
+                               "When the newest entry of a severity was created"};
 
 /// A kind of sensor whose readings are one metric: `factor` turns the model's unit into the metric's.
 struct SensorMetric {
@@ -180,9 +182,13 @@ class Unique {
     }
     --left_;
     const std::string base = labels.front().second.empty() ? "unnamed" : CleanLabel(labels.front().second);
+    const std::string stem = CleanLabel(base, kLabelBytes - kNumberBytes);
+    labels.front().second = stem;
+    unsigned& copy = copies_[KeyOf(labels)];  // of this name, those that are taken
     labels.front().second = base;
-    for (unsigned copy = 2; !taken_.insert(KeyOf(labels)).second; ++copy) {
-      labels.front().second = fmt::format("{} #{}", base, copy);
+    while (!taken_.insert(KeyOf(labels)).second) {
+      copy = std::max(copy, 1U) + 1;
+      labels.front().second = fmt::format("{} #{}", stem, copy);
     }
     return true;
   }
@@ -190,6 +196,8 @@ class Unique {
   std::size_t Dropped() const { return dropped_; }
 
  private:
+  static constexpr std::size_t kNumberBytes = 16;  ///< that are left for " #N" where a label is cut
+
   static std::string KeyOf(const Labels& labels) {
     std::string key;
     for (const auto& [name, text] : labels) {
@@ -201,6 +209,7 @@ class Unique {
   std::size_t left_;
   std::size_t dropped_ = 0;
   std::set<std::string> taken_;
+  std::map<std::string, unsigned> copies_;
 };
 
 std::size_t AddSystems(Writer& writer, const std::vector<Model::System>& systems) {
@@ -345,7 +354,12 @@ void AddProbe(Writer& writer, const InventoryReport& report, const ReadingState&
   writer.Add(kFinished, {}, state.finished ? 1 : 0);
   writer.Add(kRequests, {}, static_cast<double>(report.diagnostics.ExchangeCount()));
   writer.Add(kBytes, {}, static_cast<double>(report.diagnostics.BytesReceived()));
-  writer.Add(kAge, {}, state.age_seconds);
+  if (state.ageSeconds) {
+    writer.Add(kAge, {}, *state.ageSeconds);
+  }
+  if (report.tls.certificate_end != 0) {
+    writer.Add(kCertificate, {}, static_cast<double>(report.tls.certificate_end));
+  }
   for (const Model::Family family : report.families) {
     const Model::FamilyResult& result = report.inventory.ResultOf(family);
     if (result.status != Model::FamilyStatus::Absent && result.status != Model::FamilyStatus::NotAsked) {
@@ -371,10 +385,20 @@ void AddMetrics(Exposition& exposition, const Labels& common, const InventoryRep
   writer.Add(kDropped, {}, static_cast<double>(dropped));
 }
 
+std::string WithAge(std::string text, double ageSeconds) {
+  const std::string name = std::string("\n") + kAge.name + ' ';
+  const std::size_t at = text.find(name);
+  if (at != std::string::npos) {
+    const std::size_t value = at + name.size();
+    text.replace(value, text.find('\n', value) - value, fmt::format("{:.3f}", ageSeconds));
+  }
+  return text;
+}
+
 std::string MetricsText(const InventoryReport& report, const ReadingState& state) {
   Exposition exposition;
   AddMetrics(exposition, {}, report, state);
   return exposition.Text();
 }
 
-}  // namespace Kelvar::Tool::Serve
+}  // namespace Kelvar::Tool
