@@ -355,6 +355,7 @@ TEST(Scrapes, OfAHostileServiceTakeABoundedAmountOfMemory) {
   const std::pair<const char*, std::string> services[] = {
       {"UpdateService/FirmwareInventory", R"({"Id":"x","Name":"x","Version":")" + text + "\"}"},
       {"Chassis", R"({"Id":"x","Model":")" + text + "\"}"},
+      {"Systems/1/Storage/1/Drives", R"({"Id":"x","SerialNumber":")" + text + "\"}"},
       {"Chassis/1/Sensors", sensor + text + "\"}"},
       {"Chassis/1/Thermal", rows + "0]}"},
   };

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <malloc.h>
 #include <CLI/CLI.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -144,6 +145,13 @@ void RaiseDescriptors(std::size_t maxInFlight) {
   }
 }
 
+/// Bodies and long texts go back to the system as soon as they are freed. By itself the C library raises the size from
+/// which blocks do so, and the process keeps the holes.
+void ReturnLargeBlocks() {
+  constexpr int kBytes = 256 << 10;
+  mallopt(M_MMAP_THRESHOLD, kBytes);
+}
+
 void Announce(Output& output, const tcp::endpoint& endpoint, bool tls) {
   const std::string address = endpoint.address().to_string();
   const std::string host = endpoint.address().is_v6() ? '[' + address + ']' : address;
@@ -210,6 +218,7 @@ int Main(int argc, const char* const* argv) {
   }
   const std::string file = FileOf(options.config);
   std::signal(SIGPIPE, SIG_IGN);
+  ReturnLargeBlocks();
   Output output;
   Run(Load(file, options), file, options, output);
   return 0;

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "module/reader/redfish/Collected.h"
@@ -140,15 +141,15 @@ class KnownDrives {
  private:
   using Capacities = std::set<std::optional<u64>>;
 
-  static bool Has(const std::map<std::string, Capacities>& drives, const std::string& text,
+  static bool Has(const std::map<std::string_view, Capacities>& drives, std::string_view text,
                   const std::optional<u64>& capacity) {
     const auto found = text.empty() ? drives.end() : drives.find(text);
     return found != drives.end() &&
            (!capacity || found->second.count(capacity) != 0 || found->second.count(std::nullopt) != 0);
   }
 
-  std::map<std::string, Capacities> byModel_;
-  std::map<std::string, Capacities> byName_;
+  std::map<std::string_view, Capacities> byModel_;
+  std::map<std::string_view, Capacities> byName_;
 };
 
 /// Each SimpleStorage with a device that no other place tells.
@@ -208,12 +209,13 @@ bool IsSameDrive(const Component& storage, const Component& chassis) {
 
 /// A drive that several chassis list.
 void JoinChassisDrives(const std::vector<Component*>& drives, Doubles& doubles) {
-  std::map<std::pair<std::string, std::string>, Component*> first;
+  std::map<std::pair<std::string_view, std::string_view>, Component*> first;
   for (Component* const drive : drives) {
     if (doubles.count(drive) != 0 || drive->serial_number.empty() || drive->model.empty()) {
       continue;
     }
-    const auto [known, isNew] = first.emplace(std::pair(drive->serial_number, drive->model), drive);
+    const auto [known, isNew] =
+        first.emplace(std::pair<std::string_view, std::string_view>(drive->serial_number, drive->model), drive);
     if (!isNew && TopOf(known->second->id) != TopOf(drive->id)) {
       Fill(*known->second, *drive);
       doubles[drive] = known->second->id;
@@ -223,7 +225,7 @@ void JoinChassisDrives(const std::vector<Component*>& drives, Doubles& doubles) 
 
 /// Drives that both a storage and a chassis list.
 void JoinDrives(Collected& from) {
-  std::multimap<std::string, Component*> inStorage;  // by serial number, or the last segment where there is none
+  std::multimap<std::string_view, Component*> inStorage;  // by serial number, or the last segment where there is none
   std::vector<Component*> inChassis;
   for (Collected::Part& part : from.parts) {
     Component& drive = part.record;
@@ -233,14 +235,15 @@ void JoinDrives(Collected& from) {
     if (TopOf(drive.id).rfind("chassis/", 0) == 0) {
       inChassis.push_back(&drive);
     } else {
-      inStorage.emplace(drive.serial_number.empty() ? LastSegment(drive.id) : drive.serial_number, &drive);
+      inStorage.emplace(drive.serial_number.empty() ? LastSegment(drive.id) : std::string_view(drive.serial_number),
+                        &drive);
     }
   }
   std::sort(inChassis.begin(), inChassis.end(),
             [](const Component* left, const Component* right) { return NaturalLess(left->id, right->id); });
   Doubles doubles;
   for (Component* const drive : inChassis) {
-    for (const std::string& key : {drive->serial_number, std::string(LastSegment(drive->id))}) {
+    for (const std::string_view key : {std::string_view(drive->serial_number), LastSegment(drive->id)}) {
       const auto [first, last] = inStorage.equal_range(key);
       const auto same = key.empty() ? last : std::find_if(first, last, [&](const auto& entry) {
         return IsSameDrive(*entry.second, *drive);
@@ -294,20 +297,23 @@ void JoinTwins(Collected& from) {
 
 /// Rows of assemblies that say nothing new of something else with the same serial number, or of their own chassis.
 void DropKnownAssemblies(Collected& from) {
-  using Said = std::array<std::string, 3>;  // what it is of, the model and the part number, which may be left out
+  // The chassis or the serial number that it is of, the model and the part number. Either may be left out. The texts
+  // are as long as a service likes: they stay where they are.
+  using Said = std::tuple<bool, std::string_view, std::string_view, std::string_view>;
+  constexpr bool kOfChassis = true;
   std::map<Said, const Component*> known;
-  const auto note = [&](const std::string& of, const Component& record) {
-    for (const std::string& model : {record.model, std::string()}) {
-      known.emplace(Said{of, model, record.part_number}, &record);
-      known.emplace(Said{of, model, ""}, &record);
+  const auto note = [&known](bool ofChassis, const std::string& of, const Component& record) {
+    for (const std::string_view model : {std::string_view(record.model), std::string_view()}) {
+      known.emplace(Said(ofChassis, of, model, record.part_number), &record);
+      known.emplace(Said(ofChassis, of, model, {}), &record);
     }
   };
   for (const Collected::Part& part : from.parts) {
     if (part.shape != Collected::Shape::Assembly && !part.record.serial_number.empty()) {
-      note(part.record.serial_number, part.record);
+      note(!kOfChassis, part.record.serial_number, part.record);
     }
     if (part.record.kind == "chassis") {
-      note("chassis " + part.record.id, part.record);
+      note(kOfChassis, part.record.id, part.record);
     }
   }
   Doubles doubles;
@@ -316,8 +322,9 @@ void DropKnownAssemblies(Collected& from) {
     if (part.shape != Collected::Shape::Assembly) {
       continue;
     }
-    const std::string of = row.serial_number.empty() ? "chassis " + from.PlaceAbove(row.id) : row.serial_number;
-    const auto same = known.find({of, row.model, row.part_number});
+    const bool ofChassis = row.serial_number.empty();
+    const std::string of = ofChassis ? from.PlaceAbove(row.id) : row.serial_number;
+    const auto same = known.find({ofChassis, of, row.model, row.part_number});
     if (same != known.end()) {
       doubles.emplace(&row, same->second->id);
     }
