@@ -63,7 +63,9 @@ std::optional<double> PositiveAt(JsonValue object, std::string_view path) {
 }
 
 std::optional<bool> BoolAt(JsonValue object, std::string_view path) {
-  return At(object, path).Bool();
+  const JsonValue value = At(object, path);
+  const std::string word = Lower(value.String().value_or(""));
+  return word == "true" || word == "false" ? std::optional<bool>(word == "true") : value.Bool();
 }
 
 std::optional<u32> CountAt(JsonValue object, std::string_view path) {
@@ -100,7 +102,10 @@ Status StatusOf(JsonValue resource) {
   const JsonValue told = resource["Status"];
   Status status;
   status.state = WordAt(told, "State");
-  const std::string word = CleanText(told["Health"].String().value_or(""));
+  std::string word;
+  for (const char* const property : {"Health", "HealthRollup", "HealthRollUp"}) {  // the last one is a former spelling
+    word = word.empty() ? CleanText(told[property].String().value_or("")) : word;
+  }
   if (word.empty() || status.state == "absent") {
     return status;
   }
