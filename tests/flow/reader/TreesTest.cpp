@@ -37,7 +37,7 @@ TEST_P(ReaderTrees, GiveTheirRecords) {
 
 INSTANTIATE_TEST_SUITE_P(All, ReaderTrees,
                          testing::Values("identity", "parts", "sensors", "logs", "network", "shapes", "doubles",
-                                         "messages", "oddities"));
+                                         "messages", "oddities", "equipment"));
 
 }  // namespace
 }  // namespace Kelvar::Test

@@ -129,6 +129,10 @@ void DescribePowerSupply(Component& component, JsonValue json) {
   component.protocol.clear();
 }
 
+void DescribeOther(Component& component, JsonValue json) {
+  component.capacity_bytes = Bytes(PositiveAt(json, "CapacityBytes"));  // of a volume
+}
+
 void DescribeChassis(Collected& to, const Component& component, JsonValue json) {
   const std::string around = LinkedId(json, "Links/ContainedBy");
   if (!around.empty()) {
@@ -158,7 +162,7 @@ constexpr std::array<RoleRow, 11> kKinds = {{
     {Role::PowerSupply, "power_supply", &DescribePowerSupply},
     {Role::Battery, "battery", nullptr},
     {Role::Fan, "fan", nullptr},
-    {Role::OtherPart, "other", nullptr},
+    {Role::OtherPart, "other", &DescribeOther},
 }};
 
 void Add(Collected& to, Component component, JsonValue json, Collected::Shape shape) {
@@ -213,6 +217,10 @@ void TakePart(Collected& to, const Node& node, JsonValue json) {
   }
   if (node.role == Role::Chassis) {
     DescribeChassis(to, component, json);
+  }
+  const std::string chassis = node.role == Role::OtherPart ? LinkedId(json, "Links/Chassis") : "";
+  if (!chassis.empty()) {  // switches are below none
+    to.containedBy.emplace(Lower(component.id), chassis);
   }
   Add(to, std::move(component), json, Collected::Shape::Resource);
 }

@@ -47,16 +47,22 @@ using enum Leads;
 
 constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Root, "Systems", Role::System, ToCollection, ~FamilyMask{0}},
+    {Role::Root, "StorageSystems", Role::System, ToCollection, ~FamilyMask{0}},
     {Role::Root, "Managers", Role::Manager, ToCollection, kSystem | kFirmware | kLeds | kLogs | kNetwork},
     {Role::Root, "Chassis", Role::Chassis, ToCollection, kSystem | kPartsAndSensors | kLogs},
     {Role::Root, "UpdateService", Role::UpdateService, ToOne, kFirmware},
     {Role::Root, "Storage", Role::Storage, ToCollection, kPartsAndSensors},
+    {Role::Root, "Fabrics", Role::Fabric, ToCollection, kPartsAndSensors},
+    {Role::Root, "Cables", Role::OtherPart, ToCollection, kParts},
+    {Role::Root, "PowerEquipment", Role::Equipment, ToOne, kPartsAndSensors},
+    {Role::Root, "ThermalEquipment", Role::Equipment, ToOne, kPartsAndSensors},
 
     {Role::System, "Processors", Role::Processor, ToCollection, kPartsAndSensors},
     {Role::System, "Memory", Role::Memory, ToCollection, kPartsAndSensors},
     {Role::System, "Storage", Role::Storage, ToCollection, kPartsAndSensors},
     {Role::System, "SimpleStorage", Role::SimpleStorage, ToCollection, kParts},
     {Role::System, "PCIeDevices", Role::PcieDevice, ToCollection, kPartsAndSensors},
+    {Role::System, "FabricAdapters", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::System, "LogServices", Role::LogService, ToCollection, kLogs},
     {Role::System, "EthernetInterfaces", Role::EthernetInterface, ToCollection, kNetwork},
     {Role::System, "NetworkInterfaces", Role::NetworkInterface, ToCollection, kPartsAndSensors},
@@ -70,6 +76,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Storage, "Drives", Role::Drive, ToCollection, kPartsAndSensors},
     {Role::Storage, "Controllers", Role::StorageController, ToCollection, kPartsAndSensors},
     {Role::Storage, "StorageControllers", Role::StorageController, FromRows, kPartsAndSensors},
+    {Role::Storage, "Volumes", Role::OtherPart, ToCollection, kParts},
     {Role::SimpleStorage, "Devices", Role::Drive, FromRows, kParts},
     {Role::Power, "PowerSupplies", Role::PowerSupply, FromRows, kPartsAndSensors},
     {Role::Power, "Voltages", Role::Sensor, FromRows, kSensors},
@@ -84,6 +91,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Chassis, "Memory", Role::Memory, ToCollection, kPartsAndSensors},
     {Role::Chassis, "NetworkAdapters", Role::NetworkAdapter, ToCollection, kPartsAndSensors},
     {Role::Chassis, "PCIeDevices", Role::PcieDevice, ToCollection, kPartsAndSensors},
+    {Role::Chassis, "TrustedComponents", Role::OtherPart, ToCollection, kParts},
     {Role::Chassis, "Assembly", Role::Assembly, ToOne, kParts},
     {Role::Chassis, "PCIeSlots", Role::PcieSlots, ToOne, kParts},
     {Role::Chassis, "PowerSubsystem", Role::PowerSubsystem, ToOne, kPartsAndSensors},
@@ -112,11 +120,40 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::PowerSupply, "Metrics", Role::Metrics, ToOne, kSensors},
     {Role::Battery, "Metrics", Role::Metrics, ToOne, kSensors},
     {Role::ThermalSubsystem, "Fans", Role::Fan, ToCollection, kPartsAndSensors},
-    {Role::ThermalSubsystem, "Pumps", Role::OtherPart, ToCollection, kParts},
-    {Role::ThermalSubsystem, "Heaters", Role::OtherPart, ToCollection, kParts},
+    {Role::ThermalSubsystem, "Pumps", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::ThermalSubsystem, "Heaters", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::ThermalSubsystem, "ThermalMetrics", Role::Metrics, ToOne, kSensors},
     {Role::ThermalSubsystem, "LeakDetection", Role::LeakDetection, ToOne, kSensors},
     {Role::LeakDetection, "LeakDetectors", Role::LeakDetector, ToCollection, kSensors},
+    {Role::Fabric, "Switches", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::OtherPart, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+
+    {Role::Equipment, "RackPDUs", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "FloorPDUs", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "TransferSwitches", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "Switchgear", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "PowerShelves", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "ElectricalBuses", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "CDUs", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "ImmersionUnits", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "HeatExchangers", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "CoolingLoops", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Mains", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Feeders", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Branches", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Subfeeds", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Outlets", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "OutletGroups", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Pumps", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Filters", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Reservoirs", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "PrimaryCoolantConnectors", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "SecondaryCoolantConnectors", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "PowerSupplies", Role::PowerSupply, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Sensors", Role::Sensor, ToCollection, kSensors},
+    {Role::EquipmentUnit, "Metrics", Role::Metrics, ToOne, kSensors},
+    {Role::EquipmentUnit, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::EquipmentUnit, "LeakDetection", Role::LeakDetection, ToOne, kSensors},
 
     {Role::Manager, "Links/ManagerForServers", Role::System, Later, ~FamilyMask{0}},
     {Role::Manager, "Links/ManagerForChassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
@@ -339,11 +376,12 @@ void Reading::TakeChassisSide(const Node& node, JsonValue json) {
     case Role::NetworkAdapter:
     case Role::PcieDevice:
     case Role::PowerSupply:
-    case Role::Battery:
-    case Role::OtherPart:
+    case Role::EquipmentUnit:
       TakePart(collected_, node, json);
       return;
+    case Role::Battery:
     case Role::Fan:
+    case Role::OtherPart:
       TakePart(collected_, node, json);
       FollowExcerpts(node, json);
       return;

@@ -114,7 +114,7 @@ struct PropertyRow {
   std::string_view type;
 };
 
-constexpr std::array<PropertyRow, 16> kProperties = {{
+constexpr std::array<PropertyRow, 19> kProperties = {{
     {"Celsius", "Temperature"},
     {"HumidityPercent", "Humidity"},
     {"AbsoluteHumidity", "AbsoluteHumidity"},
@@ -130,6 +130,9 @@ constexpr std::array<PropertyRow, 16> kProperties = {{
     {"Hz", "Frequency"},
     {"ChargeAh", "ChargeAh"},
     {"RPM", "Rotational"},
+    {"LitersPerMinute", "LiquidFlowLPM"},
+    {"PressurekPa", "PressurekPa"},
+    {"HeatRemovedkW", "Heat"},
     {"PowerFactor", ""},
 }};
 
