@@ -288,6 +288,21 @@ TEST_F(ReadingTest, ARecordShorterThanItsHeaderTellsIsReadAsFarAsItGoes) {
   }
 }
 
+TEST_F(ReadingTest, AChainThatEndsBeforeItsRepositoryDoesIsReadAgainWhenThatHasChangedAndNeverKept) {
+  const auto info = [](u8 count) { return Reply({0x51, count, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}); };
+  options_.cacheName = "short:623";
+  bmc_.On(0x0A, 0x20, {info(5), info(4)});
+  EXPECT_EQ(Read({Family::Sensors}).ResultOf(Family::Sensors).status, FamilyStatus::Complete);
+  bmc_.On(0x0A, 0x20, {info(5)});
+  for (int reading = 0; reading < 2; ++reading) {
+    bmc_.commands.clear();
+    const auto inventory = Read({Family::Sensors});
+    EXPECT_EQ(Readings(inventory), "40 41 42 43 ");
+    EXPECT_EQ(inventory.ResultOf(Family::Sensors).reason, "sensor data records: the chain has 4 of 5");
+    EXPECT_FALSE(bmc_.Sent(0x0A, 0x23).empty());
+  }
+}
+
 TEST_F(ReadingTest, AChainThatTurnsBackEndsWithWhatWasRead) {
   Bytes record = SensorBytes(0, "Temp 0");
   bmc_.On(0x0A, 0x23,

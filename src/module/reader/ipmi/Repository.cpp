@@ -74,6 +74,10 @@ void AddSatellite(ReadingContext& context, const ControllerLocator& satellite, F
   if (info.reply.outcome == Outcome::Unreached || info.reply.outcome == Outcome::GivenUp) {
     progress.Miss(info.reply, "sensor data records of " + NameOf(place));
   }
+  if (info.known && info.stamp.count > kMostRecordsOfSatellite) {
+    progress.Miss(GapKind::Truncated, FailureCause::TooLarge, "sensor data records of " + NameOf(place),
+                  std::to_string(info.stamp.count) + " are more than are read from a satellite");
+  }
   if (!info.known || info.stamp.count > kMostRecordsOfSatellite) {
     return;
   }
@@ -101,10 +105,37 @@ void AddSatellites(ReadingContext& context, FamilyProgress& progress) {
   }
 }
 
+/// The chain ended before the number that the repository tells, as in one that is being updated. That of a device is
+/// the number of its sensors.
+bool IsShort(const RepositoryCommands& repository, const RepositoryInfo& info, const Records& records) {
+  constexpr u16 kUnknown = 0xFFFF;
+  return repository.netFn == kMainRepository.netFn && info.known && info.stamp.count != kUnknown &&
+         records.size() < info.stamp.count;
+}
+
+/// All records; `info` is that of the repository when they were read.
+Records ReadOwn(ReadingContext& context, const RepositoryCommands& repository, RepositoryInfo& info,
+                FamilyProgress& progress) {
+  const auto whole = [&progress] { return progress.Result(true).cause == FailureCause::None; };
+  Records records = ReadChains(context.commands, repository, info, progress);
+  if (IsShort(repository, info, records) && whole()) {
+    RepositoryInfo later = ReadInfo(context.commands, repository);
+    if (later.known && later.stamp != info.stamp) {
+      info = std::move(later);
+      records = ReadChains(context.commands, repository, info, progress);
+    }
+  }
+  if (IsShort(repository, info, records) && whole()) {
+    progress.Miss(GapKind::Unusable, FailureCause::BadData, "sensor data records",
+                  "the chain has " + std::to_string(records.size()) + " of " + std::to_string(info.stamp.count));
+  }
+  return records;
+}
+
 /// The target's own records, from a cache where that holds.
 void FillOwn(ReadingContext& context, FamilyProgress& progress) {
   const RepositoryCommands& repository = CommandsFor(context.device);
-  const RepositoryInfo info = ReadInfo(context.commands, repository);
+  RepositoryInfo info = ReadInfo(context.commands, repository);
   const bool cached = info.known && context.device && !context.options.cacheName.empty();
   const SdrCache cache(context.options.cacheFolder);
   const std::string key = cached ? CacheKey(context.options.cacheName, *context.device) : std::string();
@@ -113,7 +144,7 @@ void FillOwn(ReadingContext& context, FamilyProgress& progress) {
     context.repository = Decode(copy->records, progress);
     return;
   }
-  const Records records = ReadChains(context.commands, repository, info, progress);
+  const Records records = ReadOwn(context, repository, info, progress);
   const bool whole = progress.Result(true).cause == FailureCause::None;
   context.repository = Decode(records, progress);
   if (whole && cached && !records.empty()) {
