@@ -61,6 +61,11 @@ class SatelliteTest : public ReadingTest {
     return models;
   }
 
+  static Bytes OnChannel(u8 channel, Bytes record) {
+    record[6] = static_cast<u8>(channel << 4);
+    return record;
+  }
+
   static Bytes OnLun(u8 lun, Bytes record) {
     record[6] = static_cast<u8>((record[6] & 0xF0) | lun);
     return record;
@@ -71,12 +76,15 @@ TEST_F(SatelliteTest, SensorsAreReadWhereTheyAre) {
   bmc_.AddSDR(SensorBytes(1, "Far", 0x2C));
   bmc_.AddSDR(OnLun(3, SensorBytes(1, "Unit 3")));
   bmc_.AddSDR(SensorBytes(9, "Soft", 0x41));
+  bmc_.AddSDR(OnChannel(6, SensorBytes(1, "Other channel", 0x2C)));
+  bmc_.AddSDR(OnChannel(6, SensorBytes(1, "The same")));
   bmc_.Elsewhere(0x2C).On(0x04, 0x2D, {1}, {Reply({17, 0xC0, 0xC0})});
   bmc_.Elsewhere(0x20, 3).On(0x04, 0x2D, {1}, {Reply({18, 0xC0, 0xC0})});
   const auto inventory = Read({Family::Sensors});
-  EXPECT_EQ(Readings(inventory), "40 41 42 43 17 18 ");
+  EXPECT_EQ(Readings(inventory), "40 41 42 43 17 18 17 ");
   EXPECT_EQ(inventory.sensors.at(4).id, "2c.0.01");
   EXPECT_EQ(inventory.sensors.at(5).id, "20.3.01");
+  EXPECT_EQ(inventory.sensors.at(6).id, "2c.0.01.6");
   EXPECT_EQ(inventory.ResultOf(Family::Sensors).status, FamilyStatus::Complete);
 }
 

@@ -33,9 +33,13 @@ constexpr struct {
 }  // namespace
 
 const SensorRecord* Repository::Find(const SensorKey& key) const {
-  const auto sensor = std::find_if(sensors.begin(), sensors.end(), [&key](const SensorRecord& record) {
-    return record.key.owner == key.owner && record.key.lun == key.lun && record.key.number == key.number;
-  });
+  auto sensor =
+      std::find_if(sensors.begin(), sensors.end(), [&key](const SensorRecord& record) { return record.key == key; });
+  if (sensor == sensors.end()) {
+    sensor = std::find_if(sensors.begin(), sensors.end(), [&key](const SensorRecord& record) {
+      return record.key.owner == key.owner && record.key.lun == key.lun && record.key.number == key.number;
+    });
+  }
   return sensor != sensors.end() ? &*sensor : nullptr;
 }
 

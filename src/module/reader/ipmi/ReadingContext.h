@@ -37,7 +37,7 @@ struct Repository {
   std::vector<ControllerLocator> controllers;
   std::vector<EntityAssociation> associations;
 
-  /// The sensor that an event or a reading names; null for none. Channels are left out of the comparison: events and
+  /// The sensor that an event names; null for none. One on another channel where none is on the event's: events and
   /// records of one controller often disagree on it.
   const SensorRecord* Find(const SensorKey& key) const;
 };

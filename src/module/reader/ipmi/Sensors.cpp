@@ -250,6 +250,15 @@ std::size_t ReadAhead(CommandRunner& commands, const std::vector<SensorRecord>& 
   return at;
 }
 
+/// Controllers on different channels may have the same address: then the channel is part of an id too.
+void MakeUnique(std::string& id, const SensorKey& key, std::set<std::string>& ids) {
+  if (!ids.insert(id).second) {
+    std::array<char, 4> channel{};
+    (void)std::snprintf(channel.data(), channel.size(), ".%x", unsigned{key.channel});
+    ids.insert(id += channel.data());
+  }
+}
+
 }  // namespace
 
 void ReadSensors(ReadingContext& context) {
@@ -257,7 +266,8 @@ void ReadSensors(ReadingContext& context) {
   const Repository& repository = RepositoryOf(context);
   progress.Inherit(context.repositoryFailure);
   auto& sensors = context.inventory.sensors;
-  std::set<SensorKey> seen;
+  std::set<std::pair<ControllerAddress, u8>> seen;
+  std::set<std::string> ids;
   Unreached unreached;
   const LiveThresholds live(context.commands, repository.sensors);
   std::size_t left = 0;
@@ -265,7 +275,7 @@ void ReadSensors(ReadingContext& context) {
   for (std::size_t at = 0; at < repository.sensors.size(); ++at) {
     const SensorRecord& record = repository.sensors[at];
     ahead = at >= ahead ? ReadAhead(context.commands, repository.sensors, live, at) : ahead;
-    if (!HasReading(record) || !seen.insert(record.key).second) {
+    if (!HasReading(record) || !seen.insert({record.key.Place(), record.key.number}).second) {
       continue;
     }
     if (context.commands.IsOver()) {
@@ -273,6 +283,7 @@ void ReadSensors(ReadingContext& context) {
       continue;
     }
     sensors.push_back(SensorReader(context, progress, live, record).Read(unreached));
+    MakeUnique(sensors.back().id, record.key, ids);
   }
   unreached.Tell(progress);
   if (auto power = DcmiPower(context, progress)) {
