@@ -106,35 +106,39 @@ TEST_F(ReadingTest, FactorsOfANonLinearSensorAreAskedForWithEachRawValue) {
 
 TEST_F(ReadingTest, RecordsOfATargetAreNotBelievedWhenASampleOfSensorsHasOtherThresholds) {
   for (u8 number = 4; number < 64; ++number) {
-    bmc_.AddSDR(SensorBytes(number, "Temp"));
+    bmc_.AddSDR(FixedSensorBytes(number, "Temp"));
   }
   bmc_.On(0x04, 0x2D, {Reply({42, 0xC0, 0xC0})});
   bmc_.On(0x04, 0x27, {Reply({0x18, 0, 0, 0, 80, 90, 0})});
-  EXPECT_EQ(Read({Family::Sensors}).sensors.at(50).upper_critical, 90);
-  EXPECT_EQ(bmc_.Sent(0x04, 0x27).size(), 32U);
+  bmc_.On(0x04, 0x27, {1}, {Reply({0x18, 0, 0, 0, 62, 72, 0})});
+  auto some = Read({Family::Sensors}).sensors;
+  EXPECT_EQ(some.at(1).upper_critical, 72) << "software may set it";
+  EXPECT_EQ(some.at(50).upper_critical, 90);
+  EXPECT_EQ(bmc_.Sent(0x04, 0x27).size(), 4U + 8U);
 
-  bmc_.On(0x04, 0x27, {0}, {Reply({0x18, 0, 0, 0, 60, 70, 0})});
+  bmc_.On(0x04, 0x27, {4}, {Reply({0x18, 0, 0, 0, 60, 70, 0})});
   bmc_.On(0x04, 0x27, {51}, {Reply({0x08, 0, 0, 0, 61, 0, 0})});
   const auto sensors = Read({Family::Sensors}).sensors;
-  EXPECT_EQ(sensors.at(0).upper_critical, 70);
+  EXPECT_EQ(sensors.at(4).upper_critical, 70);
   EXPECT_EQ(sensors.at(51).upper_caution, 61);
   EXPECT_FALSE(sensors.at(51).upper_critical);
   EXPECT_EQ(sensors.at(52).upper_critical, 90);
-  EXPECT_EQ(bmc_.Sent(0x04, 0x27).size(), 32U + 64U);
+  EXPECT_EQ(bmc_.Sent(0x04, 0x27).size(), 12U + 64U);
 }
 
 TEST_F(ReadingTest, ThresholdsAreAskedForWhereTheRecordMayNotHaveThem) {
   bmc_.On(0x04, 0x2D, {Reply({42, 0xC0, 0xC0})});
   bmc_.On(0x04, 0x27, {Reply({0x18, 0, 0, 0, 80, 90, 0})});
   bmc_.On(0x04, 0x27, {9}, {Reply({0x3F, 1, 2, 3, 60, 70, 75})});  // the record: 80 and 90
-  const auto read = [this](u8 raw, u8 crossed, u8 initialization) {
+  const auto read = [this](u8 raw, u8 crossed, u8 initialization, u8 access = 0x64) {
     ScriptedIpmi plain;
     Bytes record = SensorBytes(9, "Changed");
     record[10] = initialization;
-    plain.AddSDR(SensorBytes(10, "Same"));
+    record[11] = access;
+    plain.AddSDR(FixedSensorBytes(10, "Same"));
     plain.AddSDR(record);  // not of the sample
     for (u8 number = 11; number < 74; ++number) {
-      plain.AddSDR(SensorBytes(number, "Same"));
+      plain.AddSDR(FixedSensorBytes(number, "Same"));
     }
     bmc_.On(0x0A, 0x23, [&plain](const Bytes& request) { return plain.Execute({0x23, request, 0x0A}); });
     bmc_.On(0x0A, 0x22, [&plain](const Bytes& request) { return plain.Execute({0x22, request, 0x0A}); });
@@ -148,6 +152,7 @@ TEST_F(ReadingTest, ThresholdsAreAskedForWhereTheRecordMayNotHaveThem) {
   EXPECT_EQ(read(79, 0x08, 0x7F), "80 90") << "within the hysteresis";
   EXPECT_THAT(bmc_.Sent(0x04, 0x27), testing::Not(testing::Contains(Bytes{9})));
   EXPECT_EQ(read(40, 0x00, 0x6F), "60 70") << "the record does not set them";
+  EXPECT_EQ(read(40, 0x00, 0x7F, 0x68), "60 70") << "software may set them";
   EXPECT_EQ(read(72, 0x18, 0x7F), "60 70") << "crossed below";
   EXPECT_EQ(read(85, 0x00, 0x7F), "60 70") << "not crossed above";
   bmc_.On(0x04, 0x27, {9}, {Refuse(0xCD)});

@@ -38,7 +38,7 @@ class FakeClock : public Clock {
   TimePoint now_{};
 };
 
-/// A full record of a temperature sensor.
+/// A full record of a temperature sensor whose thresholds software may set.
 inline Bytes SensorBytes(u8 number, const std::string& name, u8 owner = 0x20, u8 linearisation = 0) {
   Bytes record = {
       0,    0,    0x51, 0x01, 0, owner, 0,    number, 7,    1,    0x7F, 0x68,
@@ -47,6 +47,13 @@ inline Bytes SensorBytes(u8 number, const std::string& name, u8 owner = 0x20, u8
       0,    90,   80,   0,    0, 0,     1,    1,      0,    0,    0,    static_cast<u8>(0xC0 | name.size())};
   record.insert(record.end(), name.begin(), name.end());
   record[4] = static_cast<u8>(record.size() - 5);
+  return record;
+}
+
+/// One whose thresholds software may read alone.
+inline Bytes FixedSensorBytes(u8 number, const std::string& name) {
+  Bytes record = SensorBytes(number, name);
+  record[11] = 0x64;
   return record;
 }
 

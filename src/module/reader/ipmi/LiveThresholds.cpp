@@ -6,13 +6,13 @@ namespace Kelvar::Reader::Ipmi {
 
 namespace {
 
-constexpr std::size_t kMostOfSample = 32;
+constexpr std::size_t kMostOfSample = 8;
 
-/// Sensors from the whole repository: those of one kind are next to each other there.
+/// Sensors with fixed thresholds from the whole repository: those of one kind are next to each other there.
 std::vector<const SensorRecord*> Spread(const std::vector<SensorRecord>& sensors) {
   std::vector<const SensorRecord*> all;
   for (const SensorRecord& record : sensors) {
-    if (record.thresholdsAreInitial && HasLiveThresholds(record)) {
+    if (record.thresholdsAreInitial && !record.thresholdsAreSettable && HasLiveThresholds(record)) {
       all.push_back(&record);
     }
   }

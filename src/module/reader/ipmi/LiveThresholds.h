@@ -10,18 +10,21 @@
 
 namespace Kelvar::Reader::Ipmi {
 
-/// Whether a target's sensors keep to the thresholds of their records, which cost no command.
+/// Which sensors keep to the thresholds of their records, which cost no command.
 ///
-/// 32 sensors are asked for theirs, which are all of them on a small machine. When one of them has others than its
-/// record, no record of the target is believed.
+/// One whose thresholds software may set is asked for them, and so is one that its record does not set. Of the others
+/// eight are asked, since firmware may know better than its records. When one of these has others than its record, no
+/// record of the target is believed.
 class LiveThresholds {
  public:
   LiveThresholds(CommandRunner& commands, const std::vector<SensorRecord>& sensors);
 
   /// Those of a sensor of the sample.
   std::optional<RawThresholds> Find(const SensorKey& key) const;
-  /// Each sensor has to be asked.
-  bool Differ() const noexcept { return differ_; }
+  /// The sensor has to be asked, for all that its record says.
+  bool MayDiffer(const SensorRecord& record) const noexcept {
+    return differ_ || record.thresholdsAreSettable || !record.thresholdsAreInitial;
+  }
 
  private:
   std::map<SensorKey, RawThresholds> sample_;

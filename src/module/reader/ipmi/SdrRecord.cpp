@@ -64,6 +64,8 @@ SensorRecord ReadSensorStart(ByteReader& reader, u8 recordType) {
   sensor.entity = ReadEntity(reader);
   constexpr u8 kInitThresholds = 0x10;
   sensor.thresholdsAreInitial = (reader.U8() & kInitThresholds) != 0;
+  constexpr u8 kReadable = 1;
+  constexpr u8 kReadableAndSettable = 2;
   const u8 thresholdAccess = (reader.U8() >> 2) & 0x03;
   sensor.sensorType = reader.U8();
   sensor.eventType = reader.U8() & 0x7F;
@@ -71,7 +73,8 @@ SensorRecord ReadSensorStart(ByteReader& reader, u8 recordType) {
   const u8 readable = reader.U8();
   reader.Skip(1);
   // Access 0: no thresholds; 3: fixed, the values of the record have no meaning.
-  const bool readableAccess = thresholdAccess == 1 || thresholdAccess == 2;
+  sensor.thresholdsAreSettable = thresholdAccess == kReadableAndSettable;
+  const bool readableAccess = thresholdAccess == kReadable || sensor.thresholdsAreSettable;
   sensor.readableThresholds = sensor.HasThresholds() && readableAccess ? readable & 0x3F : 0;
   sensor.units = {reader.U8(), reader.U8(), reader.U8()};
   return sensor;

@@ -68,6 +68,7 @@ struct SensorRecord {
   std::optional<ConversionFactors> factors;  ///< full records alone
   u8 readableThresholds = 0;                 ///< a bit for each Threshold that the sensor can be asked for
   bool thresholdsAreInitial = true;          ///< the sensor is set to the values below when it starts
+  bool thresholdsAreSettable = false;        ///< software may set others
   std::array<u8, kThresholdCount> thresholds{};
   u8 positiveHysteresis = 0;  ///< raw, of upper thresholds
   u8 negativeHysteresis = 0;

@@ -80,6 +80,7 @@ class SensorReader {
     Describe();
     const CommandReply reply = Ask(kGetReading, {record_.key.number});
     answers_ = reply.Ok() || reply.IsAbsent();
+    present_ = reply.outcome != Outcome::NotPresent;
     const auto reading = reply.Ok() ? ParseReading(reply.data) : std::nullopt;
     if (reading) {
       AddReading(*reading);
@@ -116,16 +117,14 @@ class SensorReader {
     sensor_.parent = context_.ComponentOf(record_.entity);
   }
 
-  /// The record has the thresholds that the sensor starts with, unless it says that it does not. Software may have set
-  /// others since.
+  /// Those of the record where the sensor is not likely to have others.
   RawThresholds Thresholds(const std::optional<CrossedThresholds>& crossed) {
     if (const auto known = live_.Find(record_.key)) {
       return *known;
     }
     const RawThresholds told = ThresholdsOf(record_);
-    const bool differ = live_.Differ() || (crossed && IsLinear() && Contradicts(record_, told, *crossed));
-    const bool hold = record_.thresholdsAreInitial && !differ;
-    if (told.readable == 0 || hold || !answers_ || context_.commands.IsOver()) {
+    const bool differ = live_.MayDiffer(record_) || (crossed && IsLinear() && Contradicts(record_, told, *crossed));
+    if (told.readable == 0 || !differ || !answers_ || !present_ || context_.commands.IsOver()) {
       return told;
     }
     const CommandReply reply = Ask(kGetThresholds, {record_.key.number});
@@ -223,6 +222,7 @@ class SensorReader {
   const SensorRecord& record_;
   Sensor sensor_;
   bool answers_ = false;                           ///< its controller does
+  bool present_ = true;                            ///< the controller did not say that it has no such sensor
   std::map<u8, std::optional<double>> nonLinear_;  ///< values by raw value
 };
 
@@ -230,22 +230,28 @@ bool HasReading(const SensorRecord& record) {
   return !record.IsEventOnly() && !record.key.IsSoftware();
 }
 
-/// Asks for the readings from `first` on, several at a time, and for thresholds where all are read; gives the first
-/// one that it left out.
+/// Asks for the readings from `first` on, several at a time, and for thresholds that records may not have; gives the
+/// first one that it left out.
 std::size_t ReadAhead(CommandRunner& commands, const std::vector<SensorRecord>& sensors, const LiveThresholds& live,
                       std::size_t first) {
   std::vector<std::vector<u8>> requests;
-  std::vector<std::vector<u8>> thresholds;
+  std::vector<const SensorRecord*> asked;
   std::size_t at = first;
   for (; at < sensors.size() && requests.size() < CommandRunner::kMostAhead; ++at) {
     if (HasReading(sensors[at]) && sensors[at].key.Place().IsPlain()) {
       requests.push_back({sensors[at].key.number});
-      if (live.Differ() && !live.Find(sensors[at].key) && HasLiveThresholds(sensors[at])) {
-        thresholds.push_back({sensors[at].key.number});
-      }
+      asked.push_back(&sensors[at]);
     }
   }
-  commands.Prefetch(kNetFnSensorEvent, kGetReading, requests);
+  const auto replies = commands.Prefetch(kNetFnSensorEvent, kGetReading, requests);
+  std::vector<std::vector<u8>> thresholds;
+  for (std::size_t index = 0; index < asked.size(); ++index) {
+    const SensorRecord& record = *asked[index];
+    const bool missing = replies[index] != nullptr && replies[index]->outcome == Outcome::NotPresent;
+    if (!missing && HasLiveThresholds(record) && live.MayDiffer(record) && !live.Find(record.key)) {
+      thresholds.push_back({record.key.number});
+    }
+  }
   commands.PrefetchMore(kNetFnSensorEvent, kGetThresholds, thresholds);
   return at;
 }
