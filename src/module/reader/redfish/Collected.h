@@ -36,6 +36,7 @@ struct Collected {
   struct Entry {
     Model::LogEntry record;
     std::size_t position = 0;
+    std::string localTime;  ///< when it was made, as told, where that lacks a zone
   };
   /// What the ports and functions of a network adapter tell about it.
   struct Ports {
@@ -61,6 +62,7 @@ struct Collected {
   std::set<std::string> storages;             ///< ids in lower case
   std::map<std::string, std::string> slotLabels;  ///< by the id of the device in the slot, in lower case
   std::map<std::string, std::string> hostNames;   ///< of managers, by their id in lower case
+  std::map<std::string, std::string> zones;       ///< of the times of logs and managers, by id in lower case
 
   /// The rows of a list within a resource.
   std::vector<JsonValue> RowsOf(JsonValue list);
@@ -104,6 +106,8 @@ struct LedPlace {
   std::string parent;
 };
 void TakeLed(Collected& to, const LedPlace& place, JsonValue json);
+/// The zone of a log or manager.
+void TakeZone(Collected& to, const Node& node, JsonValue json);
 void TakeLogEntry(Collected& to, const Node& node, JsonValue json);
 void TakeEthernet(Collected& to, const Node& node, JsonValue json);
 void TakeNetworkProtocol(Collected& to, const Node& node, JsonValue json);

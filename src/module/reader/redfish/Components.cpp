@@ -103,6 +103,11 @@ void DescribeDrive(Component& component, JsonValue json) {
   if (lifeLeft && *lifeLeft >= 0 && *lifeLeft <= 100) {  // 255 is what some say of hard disks
     component.predicted_life_left_percent = lifeLeft;
   }
+  if (BoolAt(json, "FailurePredicted").value_or(false) && component.state != "absent" &&
+      (component.health.empty() || component.health == "ok")) {
+    component.health = "warning";
+    FillOne(component.health_text, std::string("failure predicted"));
+  }
   component.speed_mbps =
       Scaled(FirstOf(PositiveAt(json, "NegotiatedSpeedGbs"), PositiveAt(json, "CapableSpeedGbs")), kMegabitsPerGigabit);
 }
@@ -210,6 +215,9 @@ const RoleRow& RowOf(Role role) {
 }  // namespace
 
 void TakePart(Collected& to, const Node& node, JsonValue json) {
+  if (node.role == Role::OtherPart && TextAt(json, "VolumeType") == "RawDevice") {
+    return;  // a drive once more
+  }
   const RoleRow& row = RowOf(node.role);
   Component component = Describe(node.id, row.kind, json);
   if (row.describe != nullptr) {

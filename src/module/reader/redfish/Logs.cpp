@@ -11,6 +11,9 @@ namespace {
 
 using Entry = Collected::Entry;
 
+constexpr std::size_t kLongestZone = 6;
+constexpr std::size_t kLongestLocalTime = 32;
+
 std::string SeverityOf(JsonValue json) {
   for (const char* const property : {"Severity", "MessageSeverity"}) {
     const std::string word = Lower(TextAt(json, property));
@@ -67,7 +70,25 @@ void Order(std::vector<Entry>& log, const InventoryReaderOptions& options) {
   }
 }
 
+/// Local time becomes one with the zone of the log, or of the manager that has the log.
+void CompleteTime(const Collected& from, Entry& entry) {
+  for (std::string_view above = entry.record.log; !entry.localTime.empty() && !above.empty(); above = Above(above)) {
+    const auto zone = from.zones.find(Lower(above));
+    if (zone != from.zones.end()) {
+      entry.record.created = DateTime(entry.localTime + zone->second);
+      return;
+    }
+  }
+}
+
 }  // namespace
+
+void TakeZone(Collected& to, const Node& node, JsonValue json) {
+  const std::string zone = TextAt(json, "DateTimeLocalOffset");
+  if (!zone.empty() && zone.size() <= kLongestZone) {
+    to.zones[Lower(node.id)] = zone;
+  }
+}
 
 void TakeLogEntry(Collected& to, const Node& node, JsonValue json) {
   Entry entry;
@@ -77,6 +98,9 @@ void TakeLogEntry(Collected& to, const Node& node, JsonValue json) {
   record.log = inEntries ? std::string(Above(record.log)) : record.log;
   record.id = node.id;
   record.created = CreatedAt(json);
+  if (record.created.empty()) {
+    entry.localTime = TextAt(json, "Created").substr(0, kLongestLocalTime);
+  }
   record.severity = SeverityOf(json);
   record.message = MessageAt(json, "Message");
   record.message_id = MessageAt(json, "MessageId");
@@ -93,6 +117,7 @@ void FinishLogs(Collected& from, const InventoryReaderOptions& options) {
   const auto less = [](const std::string& left, const std::string& right) { return NaturalLess(left, right); };
   std::map<std::string, std::vector<Entry>, decltype(less)> logs(less);
   for (Entry& entry : from.entries) {
+    CompleteTime(from, entry);
     logs[entry.record.log].push_back(std::move(entry));
   }
   for (auto& [name, log] : logs) {

@@ -330,8 +330,12 @@ void Reading::Visit(const Node& node, JsonValue json) {
 
 void Reading::Take(const Node& node, JsonValue json) {
   switch (node.role) {
+    case Role::LogService:
+      TakeZone(collected_, node, json);
+      return;
     case Role::System:
     case Role::Manager:
+      TakeZone(collected_, node, json);
       collected_.places.emplace(Lower(node.id), node.id);
       TakeSystem(collected_, node, json);
       TakeLed(collected_, {node.id, TextAt(json, "Name"), node.id}, json);

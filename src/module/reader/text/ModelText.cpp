@@ -94,8 +94,8 @@ bool IsZone(std::string_view text) {
 
 /// Length of a date and time at the front, fraction included; 0 for none.
 std::size_t DateTimeLength(std::string_view text) {
-  if (text.size() < 19 || (text[10] != 'T' && text[10] != 't') || !IsDate(text.substr(0, 10)) ||
-      !IsTime(text.substr(11, 8))) {
+  if (text.size() < 19 || std::string_view("Tt ").find(text[10]) == std::string_view::npos ||
+      !IsDate(text.substr(0, 10)) || !IsTime(text.substr(11, 8))) {
     return 0;
   }
   std::size_t end = 19;
@@ -195,6 +195,7 @@ std::string DateTime(std::string_view text) {
     return {};
   }
   std::string whole(text);
+  whole[10] = whole[10] == ' ' ? 'T' : whole[10];
   if (Fits(text.substr(length), "+9999") || Fits(text.substr(length), "-9999")) {
     whole.insert(length + 3, 1, ':');
   }
@@ -205,7 +206,11 @@ std::string Date(std::string_view text) {
   text = Trim(text);
   const std::size_t length = DateTimeLength(text);
   const bool valid = IsDate(text) || (length != 0 && (length == text.size() || IsZone(text.substr(length))));
-  return valid ? std::string(text) : std::string();
+  std::string whole(valid ? text : std::string_view());
+  if (whole.size() > 10 && whole[10] == ' ') {
+    whole[10] = 'T';
+  }
+  return whole;
 }
 
 std::optional<double> Instant(std::string_view dateTime) {
