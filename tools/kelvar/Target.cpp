@@ -242,6 +242,9 @@ Target ParseTarget(const std::string& address) {
   ReadHost(address, url, info);
   const auto port = url.Part(CURLUPART_PORT);
   info.Port = port ? NumberOf(address, *port) : scheme.port;
+  if (info.Port == 0) {
+    Refuse(address, "a port must be from 1 to 65535");
+  }
   ReadUser(address, url, info);
   if (url.Part(CURLUPART_PATH).value_or("/") != "/" || url.Part(CURLUPART_FRAGMENT)) {
     Refuse(address, "a target URL takes no path");

@@ -43,6 +43,7 @@ const Line kLines[] = {
     {{"ipmi://admin@host:99999", "firmware"}, 2, "target"},
     {{"ipmi://admin@host/path", "firmware"}, 2, "a target URL takes no path"},
     {{"redfish://admin@host#1", "firmware"}, 2, "a target URL takes no path"},
+    {{"redfish://admin@host:0", "firmware"}, 2, "a port must be from 1 to 65535"},
     {{"redfish://10.0.0.1%252Eexample", "firmware"}, 2, "a host name must not contain '%'"},
     {{"redfish://ad%01min@host", "firmware"}, 2, "a user name must not contain control characters"},
     {{"redfish://ad%7Fmin@host", "firmware"}, 2, "a user name must not contain control characters"},
