@@ -28,11 +28,12 @@ constexpr std::array<KindRow, 6> kByPath = {{
 constexpr KindRow kByManager{"managers/", "bmc"};
 
 // Whole words of the name or the last segment of the path. The first row that fits counts.
-constexpr std::array<KindRow, 27> kByWord = {{
+constexpr std::array<KindRow, 28> kByWord = {{
     {"driver", "driver"},
     {"cpld", "cpld"},
     {"fpga", "cpld"},
     {"pld", "cpld"},
+    {"programmable logic", "cpld"},
     {"backplane", "other"},
     {"power management", "other"},
     {"erot", "other"},
@@ -125,7 +126,8 @@ std::string KindOf(const Model::Firmware& firmware, JsonValue related) {
 
 std::string BankOf(const Model::Firmware& firmware) {
   const std::string words = WordsOf(firmware);
-  return HasWord(words, "backup") ? "backup" : HasWord(words, "primary") ? "primary" : "";
+  const bool isBackup = HasWord(words, "backup") || HasWord(words, "redundant system rom");
+  return isBackup ? "backup" : HasWord(words, "primary") ? "primary" : "";
 }
 
 /// Whether two texts name one version: the one may say more than the other ("2.10" and "System 2.10 (03/2026)").

@@ -122,6 +122,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::ThermalSubsystem, "Fans", Role::Fan, ToCollection, kPartsAndSensors},
     {Role::ThermalSubsystem, "Pumps", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::ThermalSubsystem, "Heaters", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::ThermalSubsystem, "CoolantConnectors", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::ThermalSubsystem, "ThermalMetrics", Role::Metrics, ToOne, kSensors},
     {Role::ThermalSubsystem, "LeakDetection", Role::LeakDetection, ToOne, kSensors},
     {Role::LeakDetection, "LeakDetectors", Role::LeakDetector, ToCollection, kSensors},

@@ -178,7 +178,10 @@ std::string NameIn(std::string_view path) {
 class Excerpts {
  public:
   Excerpts(Collected& to, const Node& node, JsonValue resource)
-      : to_(to), node_(node), fan_(node.role == Role::Fan ? TextAt(resource, "Name") : "") {}
+      : to_(to),
+        node_(node),
+        fan_(node.role == Role::Fan ? TextAt(resource, "Name") : ""),
+        absent_(StatusOf(resource).state == "absent") {}
 
   void Visit(JsonValue value, const std::string& path, std::string_view property, int depth) {
     if (value.IsArray()) {
@@ -230,6 +233,7 @@ class Excerpts {
     sensor.kind = ofFan ? "fan" : shape.kind;
     sensor.unit = shape.unit;
     sensor.name = named ? sensor.name : NameIn(link ? sensor.id : path);
+    sensor.state = absent_ ? "absent" : "";
     TakeReading(sensor, reading, shape.factor);
     to_.readings.push_back({std::move(sensor), Collected::Source::Excerpt, named});
   }
@@ -237,6 +241,7 @@ class Excerpts {
   Collected& to_;
   const Node& node_;
   const std::string fan_;  ///< name of the fan whose speed this is
+  const bool absent_;      ///< the resource that has the excerpts
 };
 
 }  // namespace
