@@ -351,7 +351,8 @@ bool IsInItself(const Collected& from, const std::string& id) {
 void SetParent(const Collected& from, Component& component) {
   const std::string id = Lower(component.id);
   const auto around = from.containedBy.find(id);
-  const bool isContained = around != from.containedBy.end() && !IsInItself(from, id);
+  const bool isContained =
+      around != from.containedBy.end() && from.places.count(Lower(around->second)) != 0 && !IsInItself(from, id);
   component.parent = isContained ? from.SpellingOf(around->second) : from.PlaceAbove(component.id);
 }
 
