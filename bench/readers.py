@@ -99,7 +99,9 @@ def peer_commands(port, cache):
                 processes.PASSWORD, "-L", "user"]
     freeipmi = ["-D", "LAN_2_0", "-I", "3", "-l", "user", "-h", f"127.0.0.1:{port}", "-u", processes.USER, "-p",
                 processes.PASSWORD, "-W", "opensesspriv", f"--sdr-cache-directory={cache}"]
-    return {"sensors": [("ipmitool sdr elist", ipmitool + ["sdr", "elist"]), ("ipmi-sensors", ["ipmi-sensors", *freeipmi])],
+    return {"sensors": [("ipmitool sdr elist", ipmitool + ["sdr", "elist"]), ("ipmitool sensor", ipmitool + ["sensor"]),
+                        ("ipmi-sensors", ["ipmi-sensors", *freeipmi]),
+                        ("ipmi-sensors with thresholds", ["ipmi-sensors", *freeipmi, "--output-sensor-thresholds"])],
             "logs": [("ipmitool sel elist", ipmitool + ["sel", "elist"]), ("ipmi-sel", ["ipmi-sel", *freeipmi])],
             "components": [("ipmi-fru", ["ipmi-fru", *freeipmi])]}
 
