@@ -75,7 +75,7 @@ class KELVAR_EXPORT InventoryReader {
   void SetDeadline(double seconds) noexcept;
 
   /// The Read() that is under way ends as at its deadline, and every later one at once. Over Redfish that takes at
-  /// most a second, over CIM until the operation under way ends; over IPMI it affects later calls only. Any thread.
+  /// most a second, over CIM until the operation under way ends, over IPMI until the commands under way do. Any thread.
   void Cancel() noexcept;
 
   /// Requests, gaps and causes of the last Read().

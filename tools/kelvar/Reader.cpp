@@ -226,23 +226,20 @@ class Reading {
   Report report_;
 };
 
-/// A limit holds for the entries that are severe enough, so all are read.
-InventoryReport ReadSevere(const Target& target, const ReadOptions& options, InventoryReaderOptions reader) {
-  reader.log_limit = 0;
-  reader.newest_first = true;
-  InventoryReport report = ReadInventory(target, options.what, reader, options.waiting);
-  KeepSevere(report.inventory.log_entries, options.severity, options.reader.log_limit);
-  if (!options.reader.newest_first) {
-    TurnAround(report.inventory.log_entries);
+void SelectEntries(const ReadOptions& options, std::vector<Model::LogEntry>& entries) {
+  if (!options.severity.empty()) {
+    KeepSevere(entries, options.severity, options.reader.log_limit);
+    if (!options.reader.newest_first) {
+      TurnAround(entries);
+    }
   }
-  return report;
 }
 
 Report ReadModel(const Target& target, const ReadOptions& options) {
   const InventoryReaderOptions reader = ReaderOptionsFor(target, options);
-  auto inventory = std::make_shared<InventoryReport>(
-      options.severity.empty() ? ReadInventory(target, options.what, reader, options.waiting, options.kept)
-                               : ReadSevere(target, options, reader));
+  auto inventory =
+      std::make_shared<InventoryReport>(ReadInventory(target, options.what, reader, options.waiting, options.kept));
+  SelectEntries(options, inventory->inventory.log_entries);
   Report report;
   report.target = target.address;
   report.protocol = target.protocol;
@@ -262,6 +259,10 @@ Report ReadModel(const Target& target, const ReadOptions& options) {
 InventoryReaderOptions ReaderOptionsFor(const Target& target, const ReadOptions& options) {
   InventoryReaderOptions reader = options.reader;
   reader.connection = ForReading(target.Complete(reader.connection));
+  if (!options.severity.empty()) {  // a limit holds for the entries that are severe enough, so all are read
+    reader.log_limit = 0;
+    reader.newest_first = true;
+  }
   if (target.thisRunOnly) {
     reader.sdr_cache_folder.clear();
   }

@@ -1,4 +1,4 @@
-// Log entries that are shown as they come.
+// Log entries that are shown as they come, and readings that end by a signal.
 
 #include <algorithm>
 #include <csignal>
@@ -84,6 +84,34 @@ TEST(Follow, ShowsNewEntriesUntilInterruptedAndClosesItsSessions) {
   EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 128 + SIGINT) << status;
   EXPECT_EQ(CountOf(server, "POST"), 2);  // of the first reading, and of all later ones
   EXPECT_EQ(CountOf(server, "POST"), CountOf(server, "DELETE"));
+}
+
+TEST(OneTarget, ClosesItsSessionWhenInterrupted) {
+  ScriptedHttpServer server({.tls = true});
+  HttpReply slow = Entries(EntryText("1", "OK"));
+  slow.delay = std::chrono::minutes(2);
+  Script(server, {slow});
+  const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(server.Port());
+  const pid_t child = fork();
+  if (child == 0) {
+    setenv("KELVAR_PASSWORD", "kelvar-demo", 1);
+    execl(kToolProgram, kToolProgram, target.c_str(), "logs", "--auth", "session", "-q", nullptr);
+    _exit(127);
+  }
+  const auto isAsked = [&server] {
+    const auto targets = server.Targets();
+    return std::any_of(targets.begin(), targets.end(),
+                       [](const std::string& one) { return one.find("/SEL/Entries") != std::string::npos; });
+  };
+  for (int tries = 0; tries < 6000 && !isAsked(); ++tries) {
+    usleep(10'000);
+  }
+  kill(child, SIGINT);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+  EXPECT_EQ(CountOf(server, "POST"), 1);
+  EXPECT_EQ(CountOf(server, "DELETE"), 1);
 }
 
 TEST(Follow, EndsWhenNobodyReadsAnyMore) {

@@ -477,6 +477,19 @@ TEST_F(ReadingTest, TheDeadlineDeliversWhatWasRead) {
   EXPECT_LT(inventory.sensors.size(), 4U);
 }
 
+TEST_F(ReadingTest, ACancelledOneEndsAsAtItsDeadline) {
+  std::atomic<bool> cancelled{false};
+  options_.cancelled = &cancelled;
+  bmc_.On(0x04, 0x2D, [&cancelled](const Bytes&) {
+    cancelled = true;
+    return Reply({100, 0xC0, 0xC0});
+  });
+  const auto inventory = Read({Family::Firmware, Family::Sensors, Family::Logs});
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Complete);
+  EXPECT_EQ(inventory.ResultOf(Family::Sensors).status, FamilyStatus::Partial);
+  EXPECT_EQ(inventory.ResultOf(Family::Logs).cause, FailureCause::Deadline);
+}
+
 TEST_F(ReadingTest, FruDevicesAreReadInWordsAndShortPieces) {
   const Bytes image = FruBytes("A product with a name of some length");
   for (const bool words : {false, true}) {

@@ -15,6 +15,7 @@
 #include "tools/kelvar/Formats.h"
 #include "tools/kelvar/LogView.h"
 #include "tools/kelvar/Output.h"
+#include "tools/kelvar/fleet/Interruption.h"
 #include "tools/kelvar/fleet/ProgressLine.h"
 #include "tools/kelvar/fleet/TimedReading.h"
 
@@ -127,6 +128,56 @@ class WaitLine {
   bool any_ = false;
 };
 
+/// On a signal the reading ends early, and has a little time left to close its session.
+class EarlyEnd {
+ public:
+  explicit EarlyEnd(InventoryReader& reader) : reader_(reader) {}
+
+  void Watch() {
+    constexpr std::chrono::seconds kGrace{5};
+    if (interruption_.Pending() && !since_) {
+      since_ = Clock::now();
+      reader_.Cancel();
+    }
+    if (since_ && Clock::now() - *since_ > kGrace) {
+      Leave();
+    }
+  }
+  /// Ends the program if a signal has come.
+  void Leave() const {
+    if (interruption_.Pending()) {
+      interruption_.EndBySignal();
+    }
+  }
+
+ private:
+  InventoryReader& reader_;
+  const Interruption interruption_;
+  std::optional<Clock::time_point> since_;
+};
+
+/// Carries the reading out. False when it hangs beyond its deadline.
+bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options, InventoryReader* reader) {
+  WorkerPool pool({1, PatienceOf(options), 1});
+  std::optional<EarlyEnd> early;
+  if (reader != nullptr) {
+    early.emplace(*reader);
+  }
+  pool.Submit(reading);
+  WaitLine line(!options.quiet);
+  const bool ended = pool.Finish([&] {
+    line.Show(*reading);
+    if (early) {
+      early->Watch();
+    }
+  });
+  line.Clear();
+  if (early) {
+    early->Leave();
+  }
+  return ended;
+}
+
 }  // namespace
 
 int ReadSingleTarget(const Options& options) {
@@ -141,13 +192,14 @@ int ReadSingleTarget(const Options& options) {
   Output output;
   FillAccounts(options, demo.has_value(), target, partner);
   const LogView log(ShownLogLevel(options));
-  const auto reading = std::make_shared<KeptReading>(std::move(target), std::move(partner),
-                                                     ReadOptionsOf(options, options.what), options.deadlineSeconds);
-  WorkerPool pool({1, PatienceOf(options), 1});
-  pool.Submit(reading);
-  WaitLine line(!options.quiet);
-  const bool ended = pool.Finish([&] { line.Show(*reading); });
-  line.Clear();
+  ReadOptions read = ReadOptionsOf(options, options.what);
+  std::optional<InventoryReader> reader;
+  if (!options.operations) {
+    read.kept = &reader.emplace(target.info, ReaderOptionsFor(target, read));
+  }
+  const auto reading =
+      std::make_shared<KeptReading>(std::move(target), std::move(partner), std::move(read), options.deadlineSeconds);
+  const bool ended = Finish(reading, options, reader ? &*reader : nullptr);
   const Report& report = reading->Result();
   output.Write(DocumentOf(formatter, report));
   output.Finish();

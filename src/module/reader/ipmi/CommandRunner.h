@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <map>
 #include <optional>
@@ -75,8 +76,10 @@ struct CommandReply {
 /// A satellite or logical unit that is unreached twice in a row is given up; that never counts against the target.
 class CommandRunner {
  public:
-  CommandRunner(Kelvar::Ipmi::AddressedCommands& client, Clock& clock, std::optional<Clock::TimePoint> deadline)
-      : client_(client), clock_(clock), deadline_(deadline) {}
+  /// `cancelled`, where there is one, counts as a deadline that has passed.
+  CommandRunner(Kelvar::Ipmi::AddressedCommands& client, Clock& clock, std::optional<Clock::TimePoint> deadline,
+                const std::atomic<bool>* cancelled = nullptr)
+      : client_(client), clock_(clock), deadline_(deadline), cancelled_(cancelled) {}
 
   CommandReply Run(u8 netFn, u8 command, std::vector<u8> data = {}) { return Run({}, netFn, command, std::move(data)); }
   CommandReply Run(const ControllerAddress& to, u8 netFn, u8 command, std::vector<u8> data = {});
@@ -93,7 +96,7 @@ class CommandRunner {
   static constexpr std::size_t kMostAhead = 64;
 
   /// The deadline has passed.
-  bool IsLate() { return deadline_ && clock_.Now() >= *deadline_; }
+  bool IsLate() { return (cancelled_ != nullptr && *cancelled_) || (deadline_ && clock_.Now() >= *deadline_); }
   /// Nothing is sent any more.
   bool IsOver() { return silences_ >= kMostSilences || IsLate(); }
 
@@ -116,6 +119,7 @@ class CommandRunner {
   Kelvar::Ipmi::AddressedCommands& client_;
   Clock& clock_;
   std::optional<Clock::TimePoint> deadline_;
+  const std::atomic<bool>* cancelled_;
   std::map<std::tuple<u8, u8, std::vector<u8>>, CommandReply> ahead_;  ///< replies that nobody asked for yet
   std::map<Command, u8> refused_;         ///< completion codes of commands that are not sent again
   std::map<Command, unsigned> refusals_;  ///< in a row

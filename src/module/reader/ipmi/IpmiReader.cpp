@@ -52,6 +52,7 @@ Ipmi::ReadingOptions OptionsOf(const ReadRequest& request) {
   Ipmi::ReadingOptions options;
   options.families = request.families;
   options.deadline = request.deadline;
+  options.cancelled = request.cancelled;
   options.logLimit = request.options.log_limit;
   options.logSince = request.options.log_since;
   options.newestFirst = request.options.newest_first;

@@ -122,7 +122,7 @@ const EntityKey* ReadingContext::ContainerEntity(const EntityKey& entity) const 
 
 void ReadInventory(Kelvar::Ipmi::AddressedCommands& client, Clock& clock, const ReadingOptions& options,
                    Model::Inventory& inventory) {
-  CommandRunner commands(client, clock, options.deadline);
+  CommandRunner commands(client, clock, options.deadline, options.cancelled);
   ReadingContext context(commands, options, inventory);
   const CommandReply& reply = context.deviceReply = commands.Run(kNetFnApplication, kGetDeviceId);
   if (reply.outcome == Outcome::Silent || reply.outcome == Outcome::Late) {

@@ -21,6 +21,7 @@ namespace Kelvar::Reader::Ipmi {
 struct ReadingOptions {
   std::vector<Model::Family> families;
   std::optional<Clock::TimePoint> deadline;
+  const std::atomic<bool>* cancelled = nullptr;
   u32 logLimit = 0;
   std::string logSince;
   bool newestFirst = false;
