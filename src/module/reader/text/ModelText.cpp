@@ -134,6 +134,17 @@ std::string_view WithoutZeros(std::string_view digits) {
   return first == std::string_view::npos ? std::string_view() : digits.substr(first);
 }
 
+/// Some services part date and time with a blank.
+std::string IsoDateTime(std::string_view text) {
+  constexpr std::size_t kDateLength = 10;
+  std::string whole(text.substr(0, kDateLength));
+  if (text.size() > kDateLength) {
+    whole += text[kDateLength] == ' ' ? 'T' : text[kDateLength];
+    whole += text.substr(kDateLength + 1);
+  }
+  return whole;
+}
+
 }  // namespace
 
 std::string_view Trim(std::string_view text) {
@@ -194,8 +205,7 @@ std::string DateTime(std::string_view text) {
   if (length == 0) {
     return {};
   }
-  std::string whole(text);
-  whole[10] = whole[10] == ' ' ? 'T' : whole[10];
+  std::string whole = IsoDateTime(text);
   if (Fits(text.substr(length), "+9999") || Fits(text.substr(length), "-9999")) {
     whole.insert(length + 3, 1, ':');
   }
@@ -206,11 +216,7 @@ std::string Date(std::string_view text) {
   text = Trim(text);
   const std::size_t length = DateTimeLength(text);
   const bool valid = IsDate(text) || (length != 0 && (length == text.size() || IsZone(text.substr(length))));
-  std::string whole(valid ? text : std::string_view());
-  if (whole.size() > 10 && whole[10] == ' ') {
-    whole[10] = 'T';
-  }
-  return whole;
+  return valid ? IsoDateTime(text) : std::string();
 }
 
 std::optional<double> Instant(std::string_view dateTime) {
