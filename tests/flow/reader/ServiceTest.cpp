@@ -179,6 +179,9 @@ TEST(ReaderService, ReadsPastAByteOrderMarkASlashAndACutResponse) {
     } else if (request.target == "/redfish/v1/SessionService/Sessions" && request.method == "POST") {
       reply = HttpReply(308, "");
       reply.headers = {{"Location", request.target + '/'}};
+    } else if (request.method == "POST") {
+      reply.body.resize(2000, ' ');
+      reply.cutAfter = 1000;  // in the body
     } else if (request.method == "GET") {
       reply.body = "\xEF\xBB\xBF" + reply.body;
     }

@@ -91,13 +91,13 @@ Rest::TransferRequest Session::OpenRequest(const std::string& sessionsPath) cons
 }
 
 Session::Opened Session::TakeOpened(const Rest::TransferResult& result, std::string_view sessionsPath) {
-  if (result.cause != FailureCause::None) {
-    return Opened::NoSession;
-  }
-  if (result.status == 401 || (result.status >= 400 && result.status < 500 && SaysLoginRefused(result.body))) {
+  const bool whole = result.cause == FailureCause::None;
+  if (whole &&
+      (result.status == 401 || (result.status >= 400 && result.status < 500 && SaysLoginRefused(result.body)))) {
     return Opened::LoginRefused;
   }
-  if (result.status < 200 || result.status > 299) {
+  // Of a response that was cut in its body the headers hold: the session is there, and has to be closed.
+  if (whole ? result.status < 200 || result.status > 299 : result.authToken.empty()) {
     return Opened::NoSession;
   }
   auto link = ParseLink(Absolute(WithoutHost(result.location), sessionsPath), {});
