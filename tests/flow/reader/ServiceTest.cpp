@@ -113,6 +113,21 @@ TEST(ReaderService, EndsAReadingThatIsCancelled) {
   EXPECT_EQ(tree.Count("GET"), 0);
 }
 
+TEST(ReaderService, OpensNoSessionThatItHasNoTimeFor) {
+  RedfishTree tree;
+  PutFirmware(tree, 1);
+  tree.Server().OnAnythingElse([&](const HttpRequest& request) {
+    HttpReply reply = tree.Answer(request);
+    reply.delay = std::chrono::milliseconds(600);
+    return reply;
+  });
+  InventoryReaderOptions options;
+  options.deadline_seconds = 1;
+  InventoryReader reader(tree.Target(), options);
+  EXPECT_EQ(reader.Read({Family::Firmware}).ResultOf(Family::Firmware).cause, FailureCause::Deadline);
+  EXPECT_EQ(tree.Count("POST"), 0);
+}
+
 TEST(ReaderService, AsksNothingMoreAfterARefusedLogin) {
   for (const bool sessions : {true, false}) {
     RedfishTree tree({.sessions = sessions});

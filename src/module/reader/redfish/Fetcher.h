@@ -89,6 +89,7 @@ class Fetcher {
   bool TryAgain(Job& job, const Rest::TransferResult& result);
   bool TryAfterRefusal(Job& job);
   bool AdoptKept();
+  bool HasTimeForSession() const;
   bool TryAfterPause(Job& job, const Rest::TransferResult& result);
   bool TryRedirect(Job& job, const Rest::TransferResult& result);
   void NoteSilence(const Rest::TransferResult& result);

@@ -119,6 +119,10 @@ void Fetcher::Login(const std::string& sessionsPath) {
   if (AdoptKept()) {
     return;
   }
+  if (!HasTimeForSession()) {
+    Stop(FailureCause::Deadline, "the time for the reading was over before a session was open");
+    return;
+  }
   ++sessionNumber_;
   acceptedInSession_ = false;
   const Rest::TransferResult result = OpenSession();
@@ -138,6 +142,11 @@ void Fetcher::Login(const std::string& sessionsPath) {
       }
       UseBasic();
   }
+}
+
+/// One that opens after the deadline is of no use, and perhaps there is no time left to close it.
+bool Fetcher::HasTimeForSession() const {
+  return !request_.deadline || Clock::now() + std::chrono::duration<double>(slowest_) < *request_.deadline;
 }
 
 bool Fetcher::AdoptKept() {
