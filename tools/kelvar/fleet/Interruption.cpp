@@ -56,6 +56,18 @@ void Interruption::EndBySignal() const {
   _exit(kSignalBase + signal);
 }
 
+void Interruption::EndWhenOverdue() {
+  constexpr std::chrono::seconds kGrace{5};
+  if (!Pending()) {
+    return;
+  }
+  const auto now = std::chrono::steady_clock::now();
+  since_ = since_.value_or(now);
+  if (now - *since_ > kGrace) {
+    EndBySignal();
+  }
+}
+
 std::string CommandToGoOn(const std::vector<std::string>& words, const std::string& saved) {
   std::string command = "kelvar";
   bool resumes = false;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,13 @@ class Interruption {
 
   /// Ends the program by the signal that has come, as if it had never been held up.
   [[noreturn]] void EndBySignal() const;
+
+  /// The same, once five seconds have passed since the first call that found a signal: a reading that was interrupted
+  /// has a little time left to close its session. Called again and again meanwhile.
+  void EndWhenOverdue();
+
+ private:
+  std::optional<std::chrono::steady_clock::time_point> since_;
 };
 
 /// The command that goes on with a run that `words` began, which saves to `saved`; for a shell.

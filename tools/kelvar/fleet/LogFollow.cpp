@@ -101,20 +101,8 @@ class Follower {
     const auto reading = std::make_shared<KeptReading>(target_, std::nullopt, read, options_.deadlineSeconds);
     WorkerPool pool({1, PatienceOf(options_), 1});
     pool.Submit(reading);
-    hangs_ = !pool.Finish([this] { EndWhenOverdue(); });
+    hangs_ = !pool.Finish([this] { interruption_.EndWhenOverdue(); });
     return reading->Result();
-  }
-
-  /// A reading that was interrupted has a little time left to close its session.
-  void EndWhenOverdue() {
-    constexpr std::chrono::seconds kGrace{5};
-    if (!interruption_.Pending()) {
-      return;
-    }
-    interrupted_ = interrupted_.value_or(Clock::now());
-    if (Clock::now() - *interrupted_ > kGrace) {
-      EndIfInterrupted();
-    }
   }
 
   /// The reason for an incomplete reading, once until it changes.
@@ -161,11 +149,10 @@ class Follower {
   const Target& target_;
   Output& output_;
   const Colour colour_ = ColourOf(options_);
-  const Interruption interruption_;
+  Interruption interruption_;
   NewEntries news_;
   std::optional<InventoryReader> polls_;  ///< one session for all readings after the first
   std::string mentioned_;
-  std::optional<Clock::time_point> interrupted_;
   bool hangs_ = false;
 };
 

@@ -128,52 +128,26 @@ class WaitLine {
   bool any_ = false;
 };
 
-/// On a signal the reading ends early, and has a little time left to close its session.
-class EarlyEnd {
- public:
-  explicit EarlyEnd(InventoryReader& reader) : reader_(reader) {}
-
-  void Watch() {
-    constexpr std::chrono::seconds kGrace{5};
-    if (interruption_.Pending() && !since_) {
-      since_ = Clock::now();
-      reader_.Cancel();
-    }
-    if (since_ && Clock::now() - *since_ > kGrace) {
-      Leave();
-    }
-  }
-  /// Ends the program if a signal has come.
-  void Leave() const {
-    if (interruption_.Pending()) {
-      interruption_.EndBySignal();
-    }
-  }
-
- private:
-  InventoryReader& reader_;
-  const Interruption interruption_;
-  std::optional<Clock::time_point> since_;
-};
-
-/// Carries the reading out. False when it hangs beyond its deadline.
+/// Carries the reading out; on a signal it ends early, and the program with it. False when it hangs beyond its
+/// deadline.
 bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options, InventoryReader* reader) {
   WorkerPool pool({1, PatienceOf(options), 1});
-  std::optional<EarlyEnd> early;
-  if (reader != nullptr) {
-    early.emplace(*reader);
+  std::optional<Interruption> interruption;
+  if (reader != nullptr) {  // fixed operations cannot be cancelled
+    interruption.emplace();
   }
   pool.Submit(reading);
   WaitLine line(!options.quiet);
   const bool ended = pool.Finish([&] {
     line.Show(*reading);
-    if (early) {
-      early->Watch();
+    if (interruption && interruption->Pending()) {
+      reader->Cancel();
+      interruption->EndWhenOverdue();
     }
   });
   line.Clear();
-  if (early) {
-    early->Leave();
+  if (interruption && interruption->Pending()) {
+    interruption->EndBySignal();
   }
   return ended;
 }

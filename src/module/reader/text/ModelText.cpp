@@ -134,7 +134,7 @@ std::string_view WithoutZeros(std::string_view digits) {
   return first == std::string_view::npos ? std::string_view() : digits.substr(first);
 }
 
-/// Some services part date and time with a blank.
+/// Some services have a blank between date and time.
 std::string IsoDateTime(std::string_view text) {
   constexpr std::size_t kDateLength = 10;
   std::string whole(text.substr(0, kDateLength));
