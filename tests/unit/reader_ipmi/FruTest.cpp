@@ -22,7 +22,7 @@ TEST(Texts, AreReadInEveryEncoding) {
   } rows[] = {
       {TextType::BinaryOrUnicode, true, {0x0A, 0x1B}, "0a1b"},
       {TextType::BinaryOrUnicode, true, {0, 0, 0}, ""},
-      {TextType::BcdPlus, true, {0x12, 0x3A, 0xBC}, "123 -."},
+      {TextType::BcdPlus, true, {0x12, 0x3A, 0xBC, 0xDE, 0xF4}, "123 -.:,_4"},
       {TextType::SixBit, true, {0x29, 0xDC, 0xA6}, "IPMI"},  // the standard's own example
       {TextType::SixBit, true, {0x29, 0xDC}, "IP"},
       {TextType::EightBit, true, {' ', 'A', 'b', ' ', 0x00, 0xFF}, "Ab"},

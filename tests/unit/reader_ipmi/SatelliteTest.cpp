@@ -126,13 +126,17 @@ TEST_F(SatelliteTest, OwnRecordsAreReadWhereTheRepositoryHasNone) {
   bmc_.AddSDR(Controller(0x30, 0x01, "None"));
   bmc_.AddSDR(Controller(0x32, 0x08, "No sensors"));
   auto& node = bmc_.Elsewhere(0x2C);
-  ServeDeviceRecords(node, 1, 1);
+  ServeDeviceRecords(node, 1, 3);
   node.AddSDR(SensorBytes(7, "A sensor with a long name", 0x2C));
   node.On(0x04, 0x2D, {7}, {Reply({77, 0xC0, 0xC0})});
+  auto& unit = bmc_.Elsewhere(0x2C, 1);
+  ServeDeviceRecords(unit, 1, 3);
+  unit.AddSDR(OnLun(1, SensorBytes(7, "Of the next unit", 0x2C)));
+  unit.On(0x04, 0x2D, {7}, {Reply({78, 0xC0, 0xC0})});
   ServeDeviceRecords(bmc_.Elsewhere(0x2E), 65, 1);
   bmc_.Elsewhere(0x30);
   const auto inventory = Read({Family::Sensors});
-  EXPECT_EQ(Readings(inventory), "40 41 42 43 77 ");
+  EXPECT_EQ(Readings(inventory), "40 41 42 43 77 78 ");
   EXPECT_EQ(inventory.ResultOf(Family::Sensors).reason,
             "sensor data records of controller 0x2e: 65 are more than are read from a satellite");
   EXPECT_TRUE(bmc_.Elsewhere(0x2E).Sent(0x04, 0x21).empty()) << "too many to ask for over a slow bus";
@@ -175,6 +179,22 @@ TEST_F(SatelliteTest, FruDevicesAreReadWhereTheyAre) {
   for (const Bytes& request : bmc_.Elsewhere(0x2C).Sent(0x0A, 0x11)) {
     EXPECT_LE(request.at(3), 16) << "messages on the bus are short";
   }
+}
+
+TEST_F(SatelliteTest, EntitiesThatCountWithinTheirControllersAreNotMixedUp) {
+  for (const u8 address : std::initializer_list<u8>{0x2C, 0x2E}) {
+    Bytes locator = Locator(address, 1, 0x80, 0, "Supply");
+    locator[13] = 0x60;
+    bmc_.AddSDR(locator);
+    Bytes sensor = SensorBytes(1, "Temp", address);
+    sensor[8] = locator[12];
+    sensor[9] = 0x60;
+    bmc_.AddSDR(sensor);
+    bmc_.Elsewhere(address).On(0x04, 0x2D, {1}, {Reply({17, 0xC0, 0xC0})});
+  }
+  const auto inventory = Read({Family::Components, Family::Sensors});
+  EXPECT_EQ(inventory.sensors.at(4).parent, "fru-2c-0-01");
+  EXPECT_EQ(inventory.sensors.at(5).parent, "fru-2e-0-01");
 }
 
 TEST_F(SatelliteTest, EepromsAreReadAsFarAsTheyHoldFruData) {

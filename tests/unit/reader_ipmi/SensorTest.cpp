@@ -239,9 +239,10 @@ TEST(Records, LocatorsAndAssociations) {
   EXPECT_EQ(BodyOf<EntityAssociation>(list).contained, (Entities{{3, 1}, {8, 2}}));
   const Bytes ranges = {1, 0, 0x51, 8, 11, 7, 1, 0x80, 3, 1, 3, 3, 8, 2, 8, 2};
   EXPECT_EQ(BodyOf<EntityAssociation>(ranges).contained, (Entities{{3, 1}, {3, 2}, {3, 3}, {8, 2}}));
-  const Bytes relative = {1, 0, 0x51, 9, 27, 7, 0x60, 0x20, 0, 0x00, 0x20, 0, 3, 0x61, 0, 0,
-                          0, 0, 0,    0, 0,  0, 0,    0,    0, 0,    0,    0, 0, 0,    0, 0};
-  EXPECT_EQ(BodyOf<EntityAssociation>(relative).contained, (Entities{{3, 0x61}}));
+  const Bytes relative = {1, 0, 0x51, 9, 27, 7, 0x60, 0x2C, 0, 0x00, 0x2E, 0, 3, 0x61, 0x2E, 0,
+                          8, 2, 0,    0, 0,  0, 0,    0,    0, 0,    0,    0, 0, 0,    0,    0};
+  EXPECT_EQ(BodyOf<EntityAssociation>(relative).container, (EntityKey{7, 0x60, 0x2C}));
+  EXPECT_EQ(BodyOf<EntityAssociation>(relative).contained, (Entities{{3, 0x61, 0x2E}, {8, 2}}));
   EXPECT_EQ(BodyOf<OtherRecord>(Bytes{1, 0, 0x51, 0xC0, 3, 1, 2, 3}).type, 0xC0);
 }
 

@@ -82,7 +82,7 @@ void AddSatellite(ReadingContext& context, const ControllerLocator& satellite, F
     return;
   }
   Repository& repository = *context.repository;
-  Repository own = Decode(ReadChain(context.commands, commands, progress), progress);
+  Repository own = Decode(ReadChains(context.commands, commands, info, progress), progress);
   for (SensorRecord& sensor : own.sensors) {
     sensor.key.channel = satellite.channel;
     repository.sensors.push_back(std::move(sensor));

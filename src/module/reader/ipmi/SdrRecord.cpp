@@ -12,6 +12,7 @@ namespace {
 using Text::ByteReader;
 
 constexpr std::size_t kHeaderSize = 5;
+constexpr u8 kFirstRelative = 0x60;  ///< instance of an entity
 
 /// The type/length byte and the text that follows; what a record is too short for is left out.
 std::string ReadName(ByteReader& reader) {
@@ -20,10 +21,12 @@ std::string ReadName(ByteReader& reader) {
   return DecodeRecordName(TextTypeOf(typeLength), reader.Bytes(length));
 }
 
-EntityKey ReadEntity(ByteReader& reader) {
+/// `controller`: the address of the one that tells of the entity.
+EntityKey ReadEntity(ByteReader& reader, u8 controller) {
   EntityKey entity;
   entity.id = reader.U8();
   entity.instance = reader.U8() & 0x7F;
+  entity.controller = entity.instance < kFirstRelative ? u8{0} : controller;
   return entity;
 }
 
@@ -61,7 +64,7 @@ SensorRecord ReadSensorStart(ByteReader& reader, u8 recordType) {
   SensorRecord sensor;
   sensor.recordType = recordType;
   sensor.key = ReadSensorKey(reader);
-  sensor.entity = ReadEntity(reader);
+  sensor.entity = ReadEntity(reader, sensor.key.owner);
   constexpr u8 kInitThresholds = 0x10;
   sensor.thresholdsAreInitial = (reader.U8() & kInitThresholds) != 0;
   constexpr u8 kReadable = 1;
@@ -151,7 +154,7 @@ std::vector<SensorRecord> ReadEventOnly(ByteReader& reader) {
   SensorRecord sensor;
   sensor.recordType = 3;
   sensor.key = ReadSensorKey(reader);
-  sensor.entity = ReadEntity(reader);
+  sensor.entity = ReadEntity(reader, sensor.key.owner);
   sensor.sensorType = reader.U8();
   sensor.eventType = reader.U8() & 0x7F;
   const Sharing sharing = ReadSharing(reader);
@@ -170,7 +173,7 @@ FruLocator ReadFruLocator(ByteReader& reader) {
   locator.bus = place & 0x07;
   locator.channel = reader.U8() >> 4;
   reader.Skip(3);  // reserved, device type and its modifier
-  locator.entity = ReadEntity(reader);
+  locator.entity = ReadEntity(reader, locator.accessAddress);
   reader.Skip(1);
   locator.name = ReadName(reader);
   return locator;
@@ -183,18 +186,27 @@ ControllerLocator ReadControllerLocator(ByteReader& reader) {
   reader.Skip(1);  // power state notification
   locator.capabilities = reader.U8();
   reader.Skip(3);
-  locator.entity = ReadEntity(reader);
+  locator.entity = ReadEntity(reader, locator.address);
   reader.Skip(1);
   locator.name = ReadName(reader);
   return locator;
 }
 
+/// An entity of an association: one of another controller is named with its address.
+EntityKey ReadMember(ByteReader& reader, bool deviceRelative) {
+  u8 address = Kelvar::Ipmi::kServiceProcessor;
+  if (deviceRelative) {
+    address = reader.U8() & 0xFE;
+    reader.Skip(1);  // channel
+  }
+  return ReadEntity(reader, address);
+}
+
 /// Four entities, or two ranges of instances of one entity each.
-void ReadContained(ByteReader& reader, bool ranges, std::size_t skipped, EntityAssociation& association) {
+void ReadContained(ByteReader& reader, bool ranges, bool deviceRelative, EntityAssociation& association) {
   std::array<EntityKey, 4> entries;
   for (EntityKey& entry : entries) {
-    reader.Skip(skipped);
-    entry = ReadEntity(reader);
+    entry = ReadMember(reader, deviceRelative);
   }
   for (std::size_t at = 0; at < entries.size(); at += ranges ? 2 : 1) {
     EntityKey entity = entries[at];
@@ -206,13 +218,15 @@ void ReadContained(ByteReader& reader, bool ranges, std::size_t skipped, EntityA
 }
 
 EntityAssociation ReadAssociation(ByteReader& reader, bool deviceRelative) {
-  constexpr std::size_t kAddressAndChannel = 2;
   EntityAssociation association;
-  association.container = ReadEntity(reader);
-  const std::size_t skipped = deviceRelative ? kAddressAndChannel : 0;
-  reader.Skip(skipped);
+  association.container = ReadEntity(reader, Kelvar::Ipmi::kServiceProcessor);
+  if (deviceRelative) {
+    const u8 address = reader.U8() & 0xFE;
+    association.container.controller = association.container.instance < kFirstRelative ? u8{0} : address;
+    reader.Skip(1);  // channel
+  }
   const bool ranges = (reader.U8() & 0x80) != 0;
-  ReadContained(reader, ranges, skipped, association);
+  ReadContained(reader, ranges, deviceRelative, association);
   return association;
 }
 

@@ -17,9 +17,10 @@ namespace Kelvar::Reader::Ipmi {
 struct EntityKey {
   u8 id = 0;
   u8 instance = 0;
+  u8 controller = 0;  ///< address of the one that the instance counts within; 0 where it counts within the system
   bool operator==(const EntityKey&) const = default;
   bool operator<(const EntityKey& other) const noexcept {
-    return std::tie(id, instance) < std::tie(other.id, other.instance);
+    return std::tie(id, instance, controller) < std::tie(other.id, other.instance, other.controller);
   }
 };
 

@@ -97,8 +97,8 @@ std::string DecodeLatin1(std::span<const u8> bytes) {
 }
 
 std::string DecodeBcdPlus(std::span<const u8> bytes) {
-  // The codes D to F are reserved.
-  static constexpr std::string_view kAlphabet = "0123456789 -.???";
+  // FRU devices reserve the codes D to F, which names of sensors have.
+  static constexpr std::string_view kAlphabet = "0123456789 -.:,_";
   std::string text;
   for (const u8 byte : bytes) {
     text += kAlphabet[byte >> 4];
