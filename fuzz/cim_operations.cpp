@@ -1,14 +1,19 @@
 // Every operation of the CIM backend and of the logs beside it, against a server that answers with the pieces of the
-// input, which are separated by bytes of 0xFF, in turn. The first byte chooses the operation and the kind of server.
+// input, which are separated by bytes of 0xFF, in turn. The first byte chooses the operation, by its place in the table
+// of fixed operations, and the kind of server.
 
+#include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include <kelvar/Log.h>
 
 #include "fuzz/Check.h"
+#include "module/nfw/inventory/BackendFactory.h"
 #include "module/nfw/inventory/cim/NodeFirmwareInventoryImpCIM.h"
 #include "module/nfw/inventory/cim/zmcapp.h"
+#include "tests/support/FixedOperations.h"
 #include "transport/pegasus/HttpTransport.h"
 
 using namespace Kelvar;
@@ -47,47 +52,6 @@ void HttpTransport::Post(const std::vector<std::string>& /*headers*/, std::strin
 
 namespace {
 
-using Backend = NodeFirmwareInventoryImpCIM;
-
-template <auto operation, class Record>
-int List(Backend& backend) {
-  std::vector<Record> list;
-  return (backend.*operation)(list);
-}
-
-int Log(Backend& backend) {
-  std::vector<KelvarNfw::ZMCMESSAGELOGDATA> list;
-  return backend.GetZMCMessageLogData(list, 3);
-}
-
-int Generation(Backend& backend) {
-  NodeFirmwareInventory::ZMCGENERATIONTYPE generation{};
-  return backend.GetZMCGenerationType(generation);
-}
-
-int Identity(Backend& backend) {
-  KelvarNfw::NODEFIRMWARESYSTEMVPD vpd{};
-  return backend.GetNodeFirmwareSystemVPD(vpd);
-}
-
-int System(Backend& backend) {
-  KelvarAgentless::ComputerSystem system;
-  return backend.GetHardwareInfoComputerSystem(system);
-}
-
-constexpr int (*kOperations[])(Backend&) = {List<&Backend::GetNodeFirmwareBuildID, KelvarNfw::NODEFIRMWAREBUILDID>,
-                                            List<&Backend::GetNodeOtherSystemVPD, OtherSystemVPD>,
-                                            List<&Backend::GetZMCDNSSettingData, KelvarNfw::ZMCDNSSETTINGDATA>,
-                                            List<&Backend::GetZMCIPProtocolEndPoint, KelvarNfw::ZMCIPPROTOCOLENDPOINT>,
-                                            List<&Backend::GetZMCStaticIPAddress, KelvarNfw::ZMCSTATICIP>,
-                                            List<&Backend::GetZMCCommunityString, KelvarNfw::ZMCSNMPCOMMUNITYSTRING>,
-                                            List<&Backend::GetZMCIndicatorLED, KelvarNfw::INDICATORLEDS>,
-                                            List<&Backend::GetZMCNumericSensors, KelvarNfw::NUMERICSENSORS>,
-                                            Log,
-                                            Generation,
-                                            Identity,
-                                            System};
-
 void Split(const std::uint8_t* data, std::size_t size) {
   replies.assign(1, {});
   next = 0;
@@ -104,16 +68,20 @@ void Split(const std::uint8_t* data, std::size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Kelvar::Log::SetMinLogLevel(0);
-  if (size == 0) {
+  const std::size_t place = size == 0 ? std::size(Test::kFixedOperations) : data[0] % 64;
+  if (place >= std::size(Test::kFixedOperations)) {
     return 0;
   }
   Split(data + 1, size - 1);
   KelvarConnection::ConnectionInfo info;
   info.Host = "bmc";
   info.ConnectionCase = 2 + data[0] / 64 % 3U;
-  Backend backend(info, [](u32) {});
-  const int code = kOperations[data[0] % std::size(kOperations)](backend);
-  FUZZ_CHECK(code == 0 || code == 1 || (code >= 7 && code <= 9) || code == 13 || code == 15);
+  BackendFactory parts;
+  parts.primaryBackend = std::make_unique<NodeFirmwareInventoryImpCIM>(info, [](u32) {});
+  parts.zmcApp = std::make_unique<zmcapp>(info, false, [](u32) {});
+  const auto inventory = BackendFactory::MakeFacade(std::move(parts));
+  const int code = Test::kFixedOperations[place].call(*inventory).result;
+  FUZZ_CHECK(code == 0 || code == 1 || (code >= 7 && code <= 9) || code == 12 || code == 13 || code == 15);
 
   next = 0;
   zmcapp logs(info, false, [](u32) {});

@@ -9,7 +9,9 @@
 
 #include "fuzz/CannedRest.h"
 #include "fuzz/Check.h"
+#include "module/nfw/inventory/BackendFactory.h"
 #include "module/nfw/inventory/redfish/RedfishLog.h"
+#include "tests/support/FixedOperations.h"
 
 using namespace Kelvar;
 
@@ -28,7 +30,7 @@ std::vector<std::string> Split(const std::uint8_t* data, std::size_t size) {
 }
 
 bool IsCode(int code) {
-  return code == 0 || code == 10 || code == 15;
+  return code == 0 || code == 10 || code == 12 || code == 15;
 }
 
 }  // namespace
@@ -44,33 +46,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   KelvarConnection::ConnectionInfo info;
   info.Host = "bmc";
   info.Port = 443;
-  NodeFirmwareInventoryImpRedfish backend(info, std::make_unique<Fuzz::CannedRest>(answer));
-
-  KelvarAgentless::ComputerSystem system;
-  KelvarNfw::NODEFIRMWARESYSTEMVPD vpd{};
-  SystemBoardVPD board;
-  std::vector<BackPlaneVPD> backPlanes;
-  std::vector<OtherSystemVPD> components;
-  std::vector<KelvarNfw::NUMERICSENSORS> sensors;
-  std::vector<KelvarNfw::ZMCMESSAGELOGDATAREST> entries;
-  std::vector<KelvarNfw::ZMCDNSSETTINGDATA> dns;
-  std::vector<KelvarNfw::ZMCIPPROTOCOLENDPOINT> endPoints;
-  std::vector<KelvarNfw::ZMCSTATICIP> statics;
-  std::map<std::string, KelvarOptions::SoftwareIdentity_> firmware;
+  BackendFactory parts;
+  parts.primaryBackend =
+      std::make_unique<NodeFirmwareInventoryImpRedfish>(info, std::make_unique<Fuzz::CannedRest>(answer));
+  auto& backend = static_cast<NodeFirmwareInventoryImpRedfish&>(*parts.primaryBackend);
+  const auto inventory = BackendFactory::MakeFacade(std::move(parts));
   const auto fromStart = [&](int code) {
     next = 0;
     FUZZ_CHECK(IsCode(code));
   };
-  fromStart(backend.GetHardwareInfoComputerSystem(system));
-  fromStart(backend.GetNodeFirmwareSystemVPD(vpd));
+  for (const Test::FixedOperation& operation : Test::kFixedOperations) {
+    if (operation.AsksBackend()) {
+      fromStart(operation.call(*inventory).result);
+    }
+  }
+  SystemBoardVPD board;
+  std::vector<BackPlaneVPD> backPlanes;
+  std::map<std::string, KelvarOptions::SoftwareIdentity_> firmware;
   fromStart(backend.GetSystemBoardVPD(board));
   fromStart(backend.GetBackPlaneVPD(backPlanes));
-  fromStart(backend.GetNodeOtherSystemVPD(components));
-  fromStart(backend.GetZMCNumericSensors(sensors));
-  fromStart(backend.GetZMCMessageLogData(entries));
-  fromStart(backend.GetZMCDNSSettingData(dns));
-  fromStart(backend.GetZMCIPProtocolEndPoint(endPoints));
-  fromStart(backend.GetZMCStaticIPAddress(statics));
   fromStart(backend.GetFirmware(firmware) ? 0 : 10);
   std::vector<MAINTLOGREDFISHDATA> maintenance;
   try {

@@ -75,20 +75,12 @@ Outcome One(const OperationContext& context) {
   return ReadOne(context.inventory, operation);
 }
 
+// Those that several protocols have.
 constexpr ReadFunction kFirmware = List<&Inventory::GetNodeFirmwareBuildID>;
 constexpr ReadFunction kIdentity = One<&Inventory::GetHardwareInfoComputerSystem>;
 constexpr ReadFunction kSystem = One<&Inventory::GetNodeFirmwareSystemVPD>;
 constexpr ReadFunction kComponents = List<&Inventory::GetNodeOtherSystemVPD>;
-constexpr ReadFunction kSoftware = List<&Inventory::GetNFWSoftwareIdentity>;
 constexpr ReadFunction kSensors = List<&Inventory::GetZMCNumericSensors>;
-constexpr ReadFunction kLeds = List<&Inventory::GetZMCIndicatorLED>;
-constexpr ReadFunction kRedfishLog = List<&Inventory::GetZMCMessageLogDataRedfish>;
-constexpr ReadFunction kRedfishAudit = List<&Inventory::GetZMCAuditLogDataViaREST>;
-constexpr ReadFunction kCimAudit = List<&Inventory::GetZMCAuditLogDataViaCIM>;
-constexpr ReadFunction kRedfishPlatform = List<&Inventory::GetZMCPlatformLogDataViaREST>;
-constexpr ReadFunction kCimPlatform = List<&Inventory::GetZMCPlatformLogDataViaCIM>;
-constexpr ReadFunction kEvents = List<&Inventory::GetZMCActiveEventsDataViaREST>;
-constexpr ReadFunction kMaintenance = List<&Inventory::GetZMCMaintLogDataViaREST>;
 constexpr ReadFunction kDns = List<&Inventory::GetZMCDNSSettingData>;
 constexpr ReadFunction kAddresses = List<&Inventory::GetZMCIPProtocolEndPoint>;
 constexpr ReadFunction kStatic = List<&Inventory::GetZMCStaticIPAddress>;
@@ -101,52 +93,80 @@ constexpr bool kLasting = true;
 constexpr bool kSomeMachines = true;
 
 constexpr Operation kOperations[] = {
-    {"firmware", "build IDs and dates of the firmware", Kind::Partial, Layout::Sheet, kLasting, !kSomeMachines,
-     kFirmware, kFirmware, kFirmware},
-    {"generation", "generation of the service processor", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines,
-     ReadGeneration, nullptr, ReadGeneration},
-    {"identity", "product, serial number and UUID", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines, kIdentity,
-     kIdentity, kIdentity},
-    {"system", "machine type and serial number", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines, kSystem, kSystem,
-     kSystem},
-    {"components", "replaceable components", Kind::List, Layout::Columns, kLasting, !kSomeMachines, kComponents,
-     kComponents, kComponents},
-    {"software", "BMC and UEFI firmware of an AMD platform", Kind::List, Layout::Columns, kLasting, kSomeMachines,
-     kSoftware, nullptr, nullptr},
-    {"board", "system board", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines, nullptr, ReadBoard, nullptr},
-    {"sensors", "numeric sensors", Kind::List, Layout::Columns, !kLasting, !kSomeMachines, nullptr, kSensors, kSensors},
-    {"leds", "indicator LEDs", Kind::List, Layout::Columns, !kLasting, !kSomeMachines, nullptr, nullptr, kLeds},
-    {"log", "event log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines, nullptr, kRedfishLog, ReadCimLog},
-    {"audit-log", "audit log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines, nullptr, kRedfishAudit,
-     kCimAudit},
-    {"platform-log", "platform event log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines, nullptr,
-     kRedfishPlatform, kCimPlatform},
-    {"active-events", "active events", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines, nullptr, kEvents,
-     nullptr},
-    {"maintenance-log", "maintenance log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines, nullptr, kMaintenance,
-     nullptr},
-    {"dns", "DNS settings of the management network", Kind::List, Layout::Columns, !kLasting, !kSomeMachines, nullptr,
-     kDns, kDns},
-    {"ip", "IP addresses of the management network", Kind::List, Layout::Columns, !kLasting, !kSomeMachines, nullptr,
-     kAddresses, kAddresses},
-    {"static-ip", "static addresses of the management network", Kind::List, Layout::Columns, !kLasting, !kSomeMachines,
-     nullptr, kStatic, kStatic},
-    {"snmp", "SNMP settings of the management network", Kind::List, Layout::Columns, !kLasting, !kSomeMachines, nullptr,
-     kSnmp, kSnmp},
+    {"firmware", "build IDs and dates of the firmware", Kind::Partial, Layout::Sheet, kLasting, !kSomeMachines},
+    {"generation", "generation of the service processor", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines},
+    {"identity", "product, serial number and UUID", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines},
+    {"system", "machine type and serial number", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines},
+    {"components", "replaceable components", Kind::List, Layout::Columns, kLasting, !kSomeMachines},
+    {"software", "BMC and UEFI firmware of an AMD platform", Kind::List, Layout::Columns, kLasting, kSomeMachines},
+    {"board", "system board", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines},
+    {"sensors", "numeric sensors", Kind::List, Layout::Columns, !kLasting, !kSomeMachines},
+    {"leds", "indicator LEDs", Kind::List, Layout::Columns, !kLasting, !kSomeMachines},
+    {"log", "event log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines},
+    {"audit-log", "audit log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines},
+    {"platform-log", "platform event log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines},
+    {"active-events", "active events", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines},
+    {"maintenance-log", "maintenance log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines},
+    {"dns", "DNS settings of the management network", Kind::List, Layout::Columns, !kLasting, !kSomeMachines},
+    {"ip", "IP addresses of the management network", Kind::List, Layout::Columns, !kLasting, !kSomeMachines},
+    {"static-ip", "static addresses of the management network", Kind::List, Layout::Columns, !kLasting, !kSomeMachines},
+    {"snmp", "SNMP settings of the management network", Kind::List, Layout::Columns, !kLasting, !kSomeMachines},
+};
+
+/// How an operation is read over a protocol.
+struct Source {
+  std::string_view operation;
+  Protocol protocol;
+  ReadFunction read;
+};
+
+constexpr Source kSources[] = {
+    {"firmware", Protocol::Ipmi, kFirmware},
+    {"generation", Protocol::Ipmi, ReadGeneration},
+    {"identity", Protocol::Ipmi, kIdentity},
+    {"system", Protocol::Ipmi, kSystem},
+    {"components", Protocol::Ipmi, kComponents},
+    {"software", Protocol::Ipmi, List<&Inventory::GetNFWSoftwareIdentity>},
+
+    {"firmware", Protocol::Redfish, kFirmware},
+    {"identity", Protocol::Redfish, kIdentity},
+    {"system", Protocol::Redfish, kSystem},
+    {"components", Protocol::Redfish, kComponents},
+    {"board", Protocol::Redfish, ReadBoard},
+    {"sensors", Protocol::Redfish, kSensors},
+    {"log", Protocol::Redfish, List<&Inventory::GetZMCMessageLogDataRedfish>},
+    {"audit-log", Protocol::Redfish, List<&Inventory::GetZMCAuditLogDataViaREST>},
+    {"platform-log", Protocol::Redfish, List<&Inventory::GetZMCPlatformLogDataViaREST>},
+    {"active-events", Protocol::Redfish, List<&Inventory::GetZMCActiveEventsDataViaREST>},
+    {"maintenance-log", Protocol::Redfish, List<&Inventory::GetZMCMaintLogDataViaREST>},
+    {"dns", Protocol::Redfish, kDns},
+    {"ip", Protocol::Redfish, kAddresses},
+    {"static-ip", Protocol::Redfish, kStatic},
+    {"snmp", Protocol::Redfish, kSnmp},
+
+    {"firmware", Protocol::Cim, kFirmware},
+    {"generation", Protocol::Cim, ReadGeneration},
+    {"identity", Protocol::Cim, kIdentity},
+    {"system", Protocol::Cim, kSystem},
+    {"components", Protocol::Cim, kComponents},
+    {"sensors", Protocol::Cim, kSensors},
+    {"leds", Protocol::Cim, List<&Inventory::GetZMCIndicatorLED>},
+    {"log", Protocol::Cim, ReadCimLog},
+    {"audit-log", Protocol::Cim, List<&Inventory::GetZMCAuditLogDataViaCIM>},
+    {"platform-log", Protocol::Cim, List<&Inventory::GetZMCPlatformLogDataViaCIM>},
+    {"dns", Protocol::Cim, kDns},
+    {"ip", Protocol::Cim, kAddresses},
+    {"static-ip", Protocol::Cim, kStatic},
+    {"snmp", Protocol::Cim, kSnmp},
 };
 
 }  // namespace
 
 ReadFunction Operation::For(Protocol protocol) const {
-  switch (protocol) {
-    case Protocol::Ipmi:
-      return ipmi;
-    case Protocol::Redfish:
-      return redfish;
-    case Protocol::Cim:
-      return cim;
-  }
-  return nullptr;
+  const auto found = std::find_if(std::begin(kSources), std::end(kSources), [&](const Source& source) {
+    return source.operation == name && source.protocol == protocol;
+  });
+  return found == std::end(kSources) ? nullptr : found->read;
 }
 
 std::span<const Operation> Operations() {

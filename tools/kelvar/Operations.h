@@ -45,10 +45,8 @@ struct Operation {
   Layout layout;
   bool lasting;           ///< what seldom changes, which runs can be compared by
   bool someMachinesOnly;  ///< a failure without data can mean that the machine is none of those
-  ReadFunction ipmi;      ///< null where the protocol does not have it; likewise below
-  ReadFunction redfish;
-  ReadFunction cim;
 
+  /// Null where the protocol does not have it.
   ReadFunction For(Protocol protocol) const;
 };
 

@@ -94,9 +94,7 @@ Record RedfishLogRecord(const R& record) {
   return Read(record, kFields);
 }
 
-}  // namespace
-
-Record RecordOf(const KelvarNfw::NODEFIRMWAREBUILDID& record) {
+Record FieldsOf(const KelvarNfw::NODEFIRMWAREBUILDID& record) {
   using R = KelvarNfw::NODEFIRMWAREBUILDID;
   static constexpr Field<R> kFields[] = {
       KELVAR_TOOL_FIELD(BMCBuildID),          KELVAR_TOOL_FIELD(BMCBuildDate),
@@ -113,28 +111,28 @@ Record RecordOf(const KelvarNfw::NODEFIRMWAREBUILDID& record) {
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::NODEFIRMWARESYSTEMVPD& record) {
+Record FieldsOf(const KelvarNfw::NODEFIRMWARESYSTEMVPD& record) {
   using R = KelvarNfw::NODEFIRMWARESYSTEMVPD;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(MachineType), KELVAR_TOOL_FIELD(SerialNumber),
                                          KELVAR_TOOL_FIELD(ModelName)};
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::ZMCDNSSETTINGDATA& record) {
+Record FieldsOf(const KelvarNfw::ZMCDNSSETTINGDATA& record) {
   using R = KelvarNfw::ZMCDNSSETTINGDATA;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(DNSServerAddresses),
                                          KELVAR_TOOL_FIELD(RequestedHostname), KELVAR_TOOL_FIELD(ZMCIndex)};
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::ZMCIPPROTOCOLENDPOINT& record) {
+Record FieldsOf(const KelvarNfw::ZMCIPPROTOCOLENDPOINT& record) {
   using R = KelvarNfw::ZMCIPPROTOCOLENDPOINT;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(IPAddress),
                                          KELVAR_TOOL_FIELD(AddressOrigin), KELVAR_TOOL_FIELD(ZMCIndex)};
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::ZMCSTATICIP& record) {
+Record FieldsOf(const KelvarNfw::ZMCSTATICIP& record) {
   using R = KelvarNfw::ZMCSTATICIP;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName),        KELVAR_TOOL_FIELD(AddressOrigin),
                                          KELVAR_TOOL_FIELD(IPv4Address),        KELVAR_TOOL_FIELD(IPv6Address),
@@ -143,13 +141,13 @@ Record RecordOf(const KelvarNfw::ZMCSTATICIP& record) {
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::ZMCSNMPCOMMUNITYSTRING& record) {
+Record FieldsOf(const KelvarNfw::ZMCSNMPCOMMUNITYSTRING& record) {
   using R = KelvarNfw::ZMCSNMPCOMMUNITYSTRING;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(ZMCIndex)};
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::INDICATORLEDS& record) {
+Record FieldsOf(const KelvarNfw::INDICATORLEDS& record) {
   using R = KelvarNfw::INDICATORLEDS;
   static constexpr Field<R> kFields[] = {
       KELVAR_TOOL_FIELD(ElementName), KELVAR_TOOL_FIELD(ActivationState), KELVAR_TOOL_FIELD(DefaultActivationState),
@@ -158,7 +156,7 @@ Record RecordOf(const KelvarNfw::INDICATORLEDS& record) {
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::NUMERICSENSORS& record) {
+Record FieldsOf(const KelvarNfw::NUMERICSENSORS& record) {
   using R = KelvarNfw::NUMERICSENSORS;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ElementName),
                                          KELVAR_TOOL_FIELD(CurrentReading),
@@ -178,7 +176,7 @@ Record RecordOf(const KelvarNfw::NUMERICSENSORS& record) {
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATA& record) {
+Record FieldsOf(const KelvarNfw::ZMCMESSAGELOGDATA& record) {
   using R = KelvarNfw::ZMCMESSAGELOGDATA;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(CreationTimeStamp), KELVAR_TOOL_FIELD(PerceivedSeverity),
                                          KELVAR_TOOL_FIELD(Message),           KELVAR_TOOL_FIELD(EventSequenceNumber),
@@ -190,15 +188,15 @@ Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATA& record) {
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATAREST& record) {
+Record FieldsOf(const KelvarNfw::ZMCMESSAGELOGDATAREST& record) {
   return RedfishLogRecord(record);
 }
 
-Record RecordOf(const MAINTLOGREDFISHDATA& record) {
+Record FieldsOf(const MAINTLOGREDFISHDATA& record) {
   return RedfishLogRecord(record);
 }
 
-Record RecordOf(const OtherSystemVPD& record) {
+Record FieldsOf(const OtherSystemVPD& record) {
   using R = OtherSystemVPD;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(Name), KELVAR_TOOL_FIELD(Manufacturer),
                                          KELVAR_TOOL_FIELD(PartNumber), KELVAR_TOOL_FIELD(FruPartNumber),
@@ -206,7 +204,7 @@ Record RecordOf(const OtherSystemVPD& record) {
   return Read(record, kFields);
 }
 
-Record RecordOf(const SystemBoardVPD& record) {
+Record FieldsOf(const SystemBoardVPD& record) {
   using R = SystemBoardVPD;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(Name),          KELVAR_TOOL_FIELD(Manufacturer),
                                          KELVAR_TOOL_FIELD(Model),         KELVAR_TOOL_FIELD(PartNumber),
@@ -214,7 +212,7 @@ Record RecordOf(const SystemBoardVPD& record) {
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarAgentless::ComputerSystem& record) {
+Record FieldsOf(const KelvarAgentless::ComputerSystem& record) {
   using R = KelvarAgentless::ComputerSystem;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(ProductName),  KELVAR_TOOL_FIELD(Version),
                                          KELVAR_TOOL_FIELD(Manufacturer), KELVAR_TOOL_FIELD(SystemGUID),
@@ -223,7 +221,7 @@ Record RecordOf(const KelvarAgentless::ComputerSystem& record) {
   return Read(record, kFields);
 }
 
-Record RecordOf(const KelvarOptions::SoftwareIdentity_& record) {
+Record FieldsOf(const KelvarOptions::SoftwareIdentity_& record) {
   using R = KelvarOptions::SoftwareIdentity_;
   static constexpr Field<R> kFields[] = {KELVAR_TOOL_FIELD(Name),
                                          KELVAR_TOOL_FIELD(VersionString),
@@ -251,10 +249,34 @@ Record RecordOf(const KelvarOptions::SoftwareIdentity_& record) {
 
 #undef KELVAR_TOOL_FIELD
 
-Record RecordOf(NodeFirmwareInventory::ZMCGENERATIONTYPE generation) {
+Record FieldsOf(NodeFirmwareInventory::ZMCGENERATIONTYPE generation) {
   // The enumeration counts from 0, people from 1.
   return {{"Generation", u64{static_cast<u32>(generation) + 1}}};
 }
+
+}  // namespace
+
+template <class R>
+Record RecordOf(const R& record) {
+  return FieldsOf(record);
+}
+
+template Record RecordOf(const KelvarNfw::NODEFIRMWAREBUILDID& record);
+template Record RecordOf(const KelvarNfw::NODEFIRMWARESYSTEMVPD& record);
+template Record RecordOf(const KelvarNfw::ZMCDNSSETTINGDATA& record);
+template Record RecordOf(const KelvarNfw::ZMCIPPROTOCOLENDPOINT& record);
+template Record RecordOf(const KelvarNfw::ZMCSTATICIP& record);
+template Record RecordOf(const KelvarNfw::ZMCSNMPCOMMUNITYSTRING& record);
+template Record RecordOf(const KelvarNfw::INDICATORLEDS& record);
+template Record RecordOf(const KelvarNfw::NUMERICSENSORS& record);
+template Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATA& record);
+template Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATAREST& record);
+template Record RecordOf(const MAINTLOGREDFISHDATA& record);
+template Record RecordOf(const OtherSystemVPD& record);
+template Record RecordOf(const SystemBoardVPD& record);
+template Record RecordOf(const KelvarAgentless::ComputerSystem& record);
+template Record RecordOf(const KelvarOptions::SoftwareIdentity_& record);
+template Record RecordOf(const NodeFirmwareInventory::ZMCGENERATIONTYPE& record);
 
 const Value* FieldOf(const Record& record, std::string_view name) {
   const auto field = std::find_if(record.begin(), record.end(), [name](const auto& one) { return name == one.first; });

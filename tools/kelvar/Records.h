@@ -16,22 +16,9 @@ using Value = std::variant<std::string, u64, float, bool, std::vector<std::strin
 /// One record as its fields in their order, under the names that they have in the library.
 using Record = std::vector<std::pair<const char*, Value>>;
 
-Record RecordOf(const KelvarNfw::NODEFIRMWAREBUILDID& record);
-Record RecordOf(const KelvarNfw::NODEFIRMWARESYSTEMVPD& record);
-Record RecordOf(const KelvarNfw::ZMCDNSSETTINGDATA& record);
-Record RecordOf(const KelvarNfw::ZMCIPPROTOCOLENDPOINT& record);
-Record RecordOf(const KelvarNfw::ZMCSTATICIP& record);
-Record RecordOf(const KelvarNfw::ZMCSNMPCOMMUNITYSTRING& record);
-Record RecordOf(const KelvarNfw::INDICATORLEDS& record);
-Record RecordOf(const KelvarNfw::NUMERICSENSORS& record);
-Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATA& record);
-Record RecordOf(const KelvarNfw::ZMCMESSAGELOGDATAREST& record);
-Record RecordOf(const MAINTLOGREDFISHDATA& record);
-Record RecordOf(const OtherSystemVPD& record);
-Record RecordOf(const SystemBoardVPD& record);
-Record RecordOf(const KelvarAgentless::ComputerSystem& record);
-Record RecordOf(const KelvarOptions::SoftwareIdentity_& record);
-Record RecordOf(NodeFirmwareInventory::ZMCGENERATIONTYPE generation);
+/// A record of a fixed operation.
+template <class R>
+Record RecordOf(const R& record);
 
 /// A field of a record, or null.
 const Value* FieldOf(const Record& record, std::string_view name);

@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "flow/faults/FaultOperations.h"
 #include "flow/faults/FaultTarget.h"
 #include "simulator/machine/JsonFile.h"
+#include "support/FixedOperations.h"
 #include "support/LogCapture.h"
 #include "support/SmallStack.h"
 #include "support/TestPlaces.h"
@@ -74,7 +74,7 @@ TEST_P(Faults, GiveTheCallerADefinedResult) {
   const LogCapture log;
   const auto target = GetParam().make(GetParam().target);
   Outcome outcome;
-  OnSmallStack([&] { outcome = OperationNamed(GetParam().operation)(target->Inventory()); });
+  OnSmallStack([&] { outcome = FixedOperationNamed(GetParam().operation).call(target->Inventory()); });
   EXPECT_EQ(outcome, GetParam().expected);
   EXPECT_FALSE(log.Contains("kelvar-demo"));
 }

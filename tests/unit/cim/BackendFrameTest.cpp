@@ -1,3 +1,4 @@
+#include "support/FixedOperations.h"
 #include "unit/cim/CimFixture.h"
 
 namespace Kelvar::Test {
@@ -7,54 +8,45 @@ using KelvarConnection::ConnectionInfo;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// An operation, called with a fresh record.
-struct Operation {
+/// What an operation asks first, and the level of the lines of its clauses.
+const struct {
   const char* name;
   const char* firstClass;
   u32 clauseLevel;
-  std::function<int(NodeFirmwareInventory&)> call;
+} kOperations[] = {
+    {"system", "QEL_Chassis", 2},
+    {"firmware", "CIM_SoftwareIdentity", 1},
+    {"components", "CIM_PhysicalElement", 2},
+    {"generation", "CIM_SoftwareIdentity", 4},
+    {"dns", "CIM_DNSSettingData", 2},
+    {"ip", "CIM_IPProtocolEndpoint", 2},
+    {"static-ip", "CIM_StaticIPAssignmentSettingData", 2},
+    {"snmp", "CIM_SNMPCommunityString", 2},
+    {"leds", "CIM_IndicatorLED", 2},
+    {"sensors", "CIM_NumericSensor", 2},
 };
 
-template <typename List>
-std::function<int(NodeFirmwareInventory&)> Listing(
-    NodeFirmwareInventory::INVENTORYRETURNCODE (NodeFirmwareInventory::*operation)(List&)) {
-  return [operation](NodeFirmwareInventory& facade) {
-    List list{};
-    return static_cast<int>((facade.*operation)(list));
-  };
+/// The result of an operation of kOperations.
+int Call(const char* name, NodeFirmwareInventory& facade) {
+  return FixedOperationNamed(name).call(facade).result;
 }
-
-const Operation kOperations[] = {
-    {"GetHardwareInfoComputerSystem", "QEL_Chassis", 2, Listing(&NodeFirmwareInventory::GetHardwareInfoComputerSystem)},
-    {"GetNodeFirmwareBuildID", "CIM_SoftwareIdentity", 1, Listing(&NodeFirmwareInventory::GetNodeFirmwareBuildID)},
-    {"GetNodeOtherSystemVPD", "CIM_PhysicalElement", 2, Listing(&NodeFirmwareInventory::GetNodeOtherSystemVPD)},
-    {"GetZMCGenerationType", "CIM_SoftwareIdentity", 4, Listing(&NodeFirmwareInventory::GetZMCGenerationType)},
-    {"GetZMCDNSSettingData", "CIM_DNSSettingData", 2, Listing(&NodeFirmwareInventory::GetZMCDNSSettingData)},
-    {"GetZMCIPProtocolEndPoint", "CIM_IPProtocolEndpoint", 2,
-     Listing(&NodeFirmwareInventory::GetZMCIPProtocolEndPoint)},
-    {"GetZMCStaticIPAddress", "CIM_StaticIPAssignmentSettingData", 2,
-     Listing(&NodeFirmwareInventory::GetZMCStaticIPAddress)},
-    {"GetZMCCommunityString", "CIM_SNMPCommunityString", 2, Listing(&NodeFirmwareInventory::GetZMCCommunityString)},
-    {"GetZMCIndicatorLED", "CIM_IndicatorLED", 2, Listing(&NodeFirmwareInventory::GetZMCIndicatorLED)},
-    {"GetZMCNumericSensors", "CIM_NumericSensor", 2, Listing(&NodeFirmwareInventory::GetZMCNumericSensors)},
-};
 
 class BackendFrame : public CimFixture {};
 
 TEST_F(BackendFrame, ClausesGiveTheirCodesAndLines) {
   const auto facade = Facade();
-  for (const Operation& operation : kOperations) {
+  for (const auto& operation : kOperations) {
     SCOPED_TRACE(operation.name);
     LogCapture log;
     server.OnClassReply(operation.firstClass, HttpError(401));
-    EXPECT_EQ(operation.call(*facade), 1);
+    EXPECT_EQ(Call(operation.name, *facade), 1);
     server.OnClassError(operation.firstClass, 6, "nothing there");
-    EXPECT_EQ(operation.call(*facade), 9);
-    const std::string in = "in " + std::string(operation.name) + "(), Catch ";
+    EXPECT_EQ(Call(operation.name, *facade), 9);
+    const std::string in = "in " + FixedOperationNamed(operation.name).Function() + "(), Catch ";
     EXPECT_TRUE(log.Has(operation.clauseLevel, in + "CIMClientHTTPErrorException : HTTP Error (401 Scripted)."));
     EXPECT_TRUE(log.Has(operation.clauseLevel, in + "other CIM Exception : nothing there"));
     server.OnClass(operation.firstClass, "");
-    EXPECT_EQ(operation.call(*facade), 7) << "no instance";
+    EXPECT_EQ(Call(operation.name, *facade), 7) << "no instance";
   }
   EXPECT_THAT(pauses, IsEmpty()) << "the clauses do not reconnect";
 }
@@ -67,9 +59,9 @@ TEST_F(BackendFrame, WithoutAClientEachOperationTriesToConnectOnce) {
   }
   const auto facade = Facade(info);
   EXPECT_EQ(facade->GetConnectStatus(), 0) << "tells that the transport object exists";
-  for (const Operation& operation : kOperations) {
+  for (const auto& operation : kOperations) {
     pauses.clear();
-    EXPECT_EQ(operation.call(*facade), 1) << operation.name;
+    EXPECT_EQ(Call(operation.name, *facade), 1) << operation.name;
     EXPECT_EQ(pauses.size(), 3U) << operation.name;
   }
   pauses.clear();

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
-#include <functional>
-
+#include "support/FixedOperations.h"
 #include "support/LogCapture.h"
 #include "unit/inventory/FacadeScript.h"
 
@@ -52,64 +51,27 @@ BackendFactory AllParts(FacadeScript& script) {
   return parts;
 }
 
-struct Forward {
-  std::function<int(NFI& facade)> operation;
-  std::string call;
-  int absent = 0;
-};
-
-template <typename Argument>
-std::function<int(NFI&)> With(Code (NFI::*operation)(Argument&)) {
-  return [operation](NFI& facade) {
-    Argument argument{};
-    return static_cast<int>((facade.*operation)(argument));
-  };
-}
-
-const std::vector<Forward> kForwards = {
-    {[](NFI& facade) { return facade.GetConnectStatus(); }, "primary.GetConnectStatus", -1},
-    {With(&NFI::GetHardwareInfoComputerSystem), "primary.GetHardwareInfoComputerSystem"},
-    {With(&NFI::GetNodeFirmwareBuildID), "primary.GetNodeFirmwareBuildID"},
-    {With(&NFI::GetNodeFirmwareSystemVPD), "primary.GetNodeFirmwareSystemVPD"},
-    {With(&NFI::GetNodeOtherSystemVPD), "primary.GetNodeOtherSystemVPD", 15},
-    {With(&NFI::GetZMCGenerationType), "primary.GetZMCGenerationType"},
-    {With(&NFI::GetZMCDNSSettingData), "primary.GetZMCDNSSettingData"},
-    {With(&NFI::GetZMCMessageLogDataRedfish), "primary.GetZMCMessageLogData REST"},
-    {[](NFI& facade) {
-       std::vector<KelvarNfw::ZMCMESSAGELOGDATA> list;
-       return static_cast<int>(facade.GetZMCMessageLogDataCIM(list, 3));
-     },
-     "primary.GetZMCMessageLogData CIM"},
-    {With(&NFI::GetZMCIPProtocolEndPoint), "primary.GetZMCIPProtocolEndPoint"},
-    {With(&NFI::GetZMCStaticIPAddress), "primary.GetZMCStaticIPAddress"},
-    {With(&NFI::GetZMCCommunityString), "primary.GetZMCCommunityString"},
-    {With(&NFI::GetZMCIndicatorLED), "primary.GetZMCIndicatorLED"},
-    {With(&NFI::GetZMCNumericSensors), "primary.GetZMCNumericSensors"},
-    {With(&NFI::GetNFWSoftwareIdentity), "primary.GetNFWSoftwareIdentity"},
-    {With(&NFI::GetZMCAuditLogDataViaCIM), "zmcApp.GetZMCAuditEventLog"},
-    {With(&NFI::GetZMCPlatformLogDataViaCIM), "zmcApp.GetZMCPlatformEventLog"},
-    {With(&NFI::GetZMCAuditLogDataViaREST), "logManager.GetAuditLogForInventory"},
-    {With(&NFI::GetZMCPlatformLogDataViaREST), "logManager.GetPlatformLogForInventory"},
-    {With(&NFI::GetZMCActiveEventsDataViaREST), "logManager.GetActiveEventsForInventory"},
-    {With(&NFI::GetZMCMaintLogDataViaREST), "logManager.GetMaintenanceLog"},
-};
-
 TEST(Facade, ForwardsEachOperationToItsObject) {
-  for (const Forward& forward : kForwards) {
+  for (const FixedOperation& operation : kFixedOperations) {
     FacadeScript script;
     const auto facade = BackendFactory::MakeFacade(AllParts(script));
-    script.codes[forward.call] = 99;
-    EXPECT_EQ(forward.operation(*facade), 99) << "unchanged: " << forward.call;
-    EXPECT_THAT(script.calls, ElementsAre(forward.call));
-    EXPECT_EQ(script.selector, forward.call == "primary.GetZMCMessageLogData CIM" ? 3 : 0);
+    script.codes[operation.forwarded] = 99;
+    EXPECT_EQ(operation.call(*facade).result, 99) << "unchanged: " << operation.name;
+    EXPECT_THAT(script.calls, ElementsAre(operation.forwarded));
+    EXPECT_EQ(script.selector, operation.name == std::string_view("cim-log") ? 3 : 0);
   }
+  FacadeScript script;
+  const auto facade = BackendFactory::MakeFacade(AllParts(script));
+  script.codes["primary.GetConnectStatus"] = 99;
+  EXPECT_EQ(facade->GetConnectStatus(), 99);
 }
 
 TEST(Facade, AnswersForAbsentObjects) {
   const auto facade = BackendFactory::MakeFacade({});
-  for (const Forward& forward : kForwards) {
-    EXPECT_EQ(forward.operation(*facade), forward.absent) << forward.call;
+  for (const FixedOperation& operation : kFixedOperations) {
+    EXPECT_EQ(operation.call(*facade).result, operation.absent) << operation.name;
   }
+  EXPECT_EQ(facade->GetConnectStatus(), -1);
 }
 
 TEST(Facade, DestroysItsObjectsInOrder) {
