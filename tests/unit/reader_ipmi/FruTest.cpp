@@ -134,7 +134,7 @@ TEST(Areas, AreReadByTheirOwnFormat) {
   EXPECT_EQ(fru.records.systemGuid, Bytes(16, 7));
 }
 
-TEST(Areas, FaultsAreToldAndNeverFalseValues) {
+TEST(Areas, FaultsAreToldWithWhatIsReadable) {
   const struct {
     const char* what;
     void (*damage)(Device&, Bytes& image);
@@ -142,8 +142,12 @@ TEST(Areas, FaultsAreToldAndNeverFalseValues) {
     bool board;
     bool product;
   } rows[] = {
-      {"a flipped bit", [](Device&, Bytes& image) { image[20] ^= 1; }, "the board area has a wrong checksum", false,
+      {"a flipped bit", [](Device&, Bytes& image) { image[20] ^= 1; }, "the board area has a wrong checksum", true,
        true},
+      {"one in a length", [](Device&, Bytes& image) { image[14] ^= 8; }, "the board area has a wrong checksum", false,
+       true},
+      {"one after a header that does not hold", [](Device&, Bytes& image) { image[7] ^= 1, image[20] ^= 1; },
+       "the board area has a wrong checksum", false, true},
       {"no checksum", [](Device& device, Bytes& image) { image[7 + device.board.size()] = 0; },
        "the board area has no checksum", true, true},
       {"header", [](Device&, Bytes& image) { image[7] ^= 1; }, "the common header has a wrong checksum", true, true},

@@ -65,8 +65,14 @@ TEST_F(ReadingTest, BoardAndChassisOfALocatedDeviceAreToldWhereTheirNumbersAreTh
   }
   EXPECT_THAT(parts, ElementsAre("fru-1<system Tray PP-1 P33", "fru-1-board<fru-1 Riser BP-1 B55",
                                  "fru-1-chassis<fru-1  CH-1 C77", "fru-2<system  CH-1 C77",
-                                 "fru-3<system Card BP-1 B55", "fru-4<system   "));
+                                 "fru-3<system Card BP-1 B55", "fru-4<system Riser BP-1 B55"));
   EXPECT_EQ(inventory.ResultOf(Family::Components).reason, "FRU device 4 (Unit): the board area has a wrong checksum");
+}
+
+TEST_F(ReadingTest, WithoutItsStatesASensorHasNoHealth) {
+  bmc_.On(0x04, 0x2D, {1}, {Reply({41, 0xC0})});
+  EXPECT_EQ(Read({Family::Sensors}).sensors.at(1).health, "");
+  EXPECT_EQ(Read({Family::Sensors}).sensors.at(2).health, "ok");
 }
 
 TEST_F(ReadingTest, StatesWithoutAReadingAreTold) {
@@ -459,6 +465,9 @@ TEST_F(ReadingTest, LanChannelsAreFoundByTheirMedium) {
   EXPECT_TRUE(inventory.network_interfaces[0].addresses.empty());
   EXPECT_EQ(inventory.network_interfaces[1].addresses.size(), 1U);
 
+  bmc_.On(0x06, 0x42, {4}, {Refuse(0xD4)});
+  EXPECT_EQ(Read({Family::Network}).network_interfaces.size(), 2U) << "one channel that is refused hides no other";
+
   bmc_.On(0x06, 0x42, {Refuse(0xC1)});
   inventory = Read({Family::Network});
   ASSERT_EQ(inventory.network_interfaces.size(), 1U);
@@ -577,6 +586,30 @@ TEST_F(LogTest, LimitsOrderAndTimeAreKept) {
     EXPECT_EQ(Ids(inventory), row.ids);
     EXPECT_EQ(bmc_.Sent(0x0A, 0x43).size() - before, row.reads) << row.ids;
     EXPECT_EQ(inventory.ResultOf(Family::Logs).status, FamilyStatus::Complete);
+  }
+}
+
+TEST_F(LogTest, AStateIsOverWhenItsOppositeIsAsserted) {
+  const struct {
+    u8 type;
+    u8 first;
+    u8 second;
+    const char* ids;
+  } rows[] = {
+      {0x01, 0x09, 0x08, "1r 2 "},  // above an upper limit, and below it again
+      {0x01, 0x08, 0x09, "1 2 "},  {0x01, 0x09, 0x06, "1 2 "},
+      {0x0B, 0x01, 0x00, "1r 2 "},  // redundancy lost, and fully redundant
+      {0x0B, 0x01, 0x05, "1 2 "},  {0x04, 0x01, 0x00, "1r 2 "},
+      {0x6F, 0x01, 0x00, "1 2 "},  // states of a power supply do not exclude each other
+  };
+  for (const auto& row : rows) {
+    ScriptedLog(2, [&row](u16 id) {
+      IpmiAnswer entry = Entry(id, id == 2 ? 0xFFFF : 2);
+      entry.data.at(14) = row.type;
+      entry.data.at(15) = id == 1 ? row.first : row.second;
+      return entry;
+    });
+    EXPECT_EQ(Ids(Read({Family::Logs})), row.ids) << int{row.type} << ' ' << int{row.first};
   }
 }
 

@@ -27,6 +27,17 @@ bool IsEnglish(u8 language) noexcept {
   return language == 0 || language == 25;
 }
 
+/// Whether fields are as long as they say, up to the end of fields.
+bool EndProperly(Bytes fields) {
+  ByteReader reader(fields);
+  u8 typeLength = reader.U8();
+  while (reader.Ok() && typeLength != kEndOfFields) {
+    reader.Skip(typeLength & 0x3F);
+    typeLength = reader.U8();
+  }
+  return reader.Ok();
+}
+
 /// All 8-bit texts of an area, joined; those of a few letters prove together what none proves alone.
 std::vector<u8> EightBitTexts(ByteReader fields) {
   std::vector<u8> joined;
@@ -93,16 +104,23 @@ class FieldReader {
   bool ended_ = false;
 };
 
+/// An area of a device.
+struct Area {
+  const char* name;
+  std::size_t offset;
+  std::size_t beforeFields;  ///< bytes between its length and its first field
+};
+
 /// The bytes of an area between its length and its checksum; nothing for an invalid area.
-std::optional<Bytes> AreaBody(Bytes image, std::size_t offset, bool strict, const char* name, Faults& faults) {
+std::optional<Bytes> AreaBody(Bytes image, const Area& place, bool strict, Faults& faults) {
   const auto fault = [&](const char* what, bool losesValues = true) {
-    faults.push_back({std::string("the ") + name + " area " + what, losesValues});
+    faults.push_back({std::string("the ") + place.name + " area " + what, losesValues});
   };
-  if (offset + 2 > image.size()) {
+  if (place.offset + 2 > image.size()) {
     fault("is not within the data");
     return std::nullopt;
   }
-  const Bytes rest = image.subspan(offset);
+  const Bytes rest = image.subspan(place.offset);
   const std::size_t length = rest[1] * kBlock;
   if ((rest[0] & 0x0F) != kFormatVersion || length == 0) {
     fault("has an unknown format");
@@ -113,15 +131,14 @@ std::optional<Bytes> AreaBody(Bytes image, std::size_t offset, bool strict, cons
     return strict ? std::nullopt : std::optional<Bytes>(rest.subspan(2));
   }
   const Bytes area = rest.first(length);
-  if (!SumsToZero(area)) {
-    const bool unset = area.back() == 0x00 || area.back() == 0xFF;
-    const bool usable = unset && !strict;
-    fault(unset ? "has no checksum" : "has a wrong checksum", !usable);
-    if (!usable) {
-      return std::nullopt;
-    }
+  const Bytes body = area.subspan(2, length - 3);
+  if (SumsToZero(area)) {
+    return body;
   }
-  return area.subspan(2, length - 3);
+  const bool unset = area.back() == 0x00 || area.back() == 0xFF;
+  const bool usable = !strict && (unset || EndProperly(body.subspan(place.beforeFields)));
+  fault(unset ? "has no checksum" : "has a wrong checksum", !unset || !usable);
+  return usable ? std::optional<Bytes>(body) : std::nullopt;
 }
 
 FruChassis ReadChassis(Bytes body, Faults& faults) {
@@ -238,16 +255,16 @@ FruInventory ParseFru(Bytes bytes) {
   if (!header->checksumHolds) {
     fru.faults.push_back({"the common header has a wrong checksum", false});
   }
-  const auto body = [&](std::size_t offset, const char* name) -> std::optional<Bytes> {
-    return offset == 0 ? std::nullopt : AreaBody(bytes, offset, !header->checksumHolds, name, fru.faults);
+  const auto body = [&](const Area& area) -> std::optional<Bytes> {
+    return area.offset == 0 ? std::nullopt : AreaBody(bytes, area, !header->checksumHolds, fru.faults);
   };
-  if (const auto area = body(header->chassis, "chassis")) {
+  if (const auto area = body({"chassis", header->chassis, 1})) {
     fru.chassis = ReadChassis(*area, fru.faults);
   }
-  if (const auto area = body(header->board, "board")) {
+  if (const auto area = body({"board", header->board, 4})) {
     fru.board = ReadBoard(*area, fru.faults);
   }
-  if (const auto area = body(header->product, "product")) {
+  if (const auto area = body({"product", header->product, 1})) {
     fru.product = ReadProduct(*area, fru.faults);
   }
   if (header->multiRecords != 0) {

@@ -47,7 +47,7 @@ struct FruMultiRecords {
 /// What is wrong with the data, in words.
 struct FruFault {
   std::string text;
-  bool losesValues = true;
+  bool losesValues = true;  ///< or may have changed them
 };
 
 struct FruInventory {
@@ -89,9 +89,9 @@ std::optional<MultiRecordHeader> ParseMultiRecordHeader(std::span<const u8> byte
 
 /// A device's bytes from its start on, as far as they could be read.
 ///
-/// An area whose checksum is wrong gives no values. One whose checksum was never set (00 or FF in its place), and the
-/// fields of one that goes on past the data, are given. After a header with a wrong checksum only areas with a right
-/// one are. Each of these is a fault.
+/// An area whose checksum is wrong gives its values where its fields come to their end, as those of arbitrary bytes
+/// seldom do. One whose checksum was never set (00 or FF in its place), and the fields of one that goes on past the
+/// data, are given. After a header with a wrong checksum only areas with a right one are. Each of these is a fault.
 FruInventory ParseFru(std::span<const u8> bytes);
 
 }  // namespace Kelvar::Reader::Ipmi

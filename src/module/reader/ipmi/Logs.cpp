@@ -1,13 +1,14 @@
 #include <algorithm>
 #include <map>
 #include <set>
-#include <tuple>
+#include <utility>
 
 #include "common/text/ByteReader.h"
 #include "module/reader/ipmi/ChainGuess.h"
 #include "module/reader/ipmi/EventTime.h"
 #include "module/reader/ipmi/ReadingContext.h"
 #include "module/reader/ipmi/SelRecord.h"
+#include "module/reader/ipmi/SensorStates.h"
 #include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
@@ -191,24 +192,40 @@ std::optional<int> ReadUtcOffset(CommandRunner& commands) {
   return reply.Ok() && reader.Ok() ? UtcOffsetOf(bytes) : std::nullopt;
 }
 
-/// Entries are told apart by their sensor, event type and offset.
-using Condition = std::tuple<SensorKey, u8, unsigned>;
+/// What a sensor has states of.
+using StateKind = std::pair<SensorKey, u8>;
+/// Numbers of the assertions that hold still, by offset.
+using Asserted = std::map<unsigned, std::vector<std::size_t>>;
 
-/// The numbers of assertions that a later deassertion ended.
+/// Whether the assertion of a state that is as it should be ends that of another offset: a limit is crossed back, or
+/// one of the generic types, whose states exclude each other, is as it should be with offset 0.
+bool Ends(const SelEvent& event, unsigned other) {
+  constexpr u8 kFirstExclusive = 0x03;
+  constexpr u8 kLastExclusive = 0x0B;
+  if (event.eventType == kThresholdEvents) {
+    return other == (event.Offset() ^ 1U) && ThresholdEventOf(event.Offset()).severity == Model::Health::Ok;
+  }
+  return event.eventType >= kFirstExclusive && event.eventType <= kLastExclusive && event.Offset() == 0 && other != 0;
+}
+
+/// The numbers of assertions that a later deassertion, or the assertion of their opposite, ended.
 std::set<std::size_t> Resolved(const std::vector<SelRecord>& records) {
-  std::map<Condition, std::vector<std::size_t>> open;
+  std::map<StateKind, Asserted> open;
   std::set<std::size_t> resolved;
   for (std::size_t index = 0; index < records.size(); ++index) {
     const auto* event = std::get_if<SelEvent>(&records[index].body);
     if (event == nullptr) {
       continue;
     }
-    auto& asserted = open[{event->sensor, event->eventType, event->Offset()}];
-    if (event->deasserted) {
-      resolved.insert(asserted.begin(), asserted.end());
-      asserted.clear();
-    } else {
-      asserted.push_back(index);
+    Asserted& states = open[{event->sensor, event->eventType}];
+    for (auto& [offset, numbers] : states) {
+      if (event->deasserted ? offset == event->Offset() : Ends(*event, offset)) {
+        resolved.insert(numbers.begin(), numbers.end());
+        numbers.clear();
+      }
+    }
+    if (!event->deasserted) {
+      states[event->Offset()].push_back(index);
     }
   }
   return resolved;

@@ -140,7 +140,7 @@ std::vector<u8> LanChannels(ReadingContext& context, FamilyProgress& progress) {
       progress.Miss(reply, "channel " + std::to_string(channel));
     }
     if (reply.outcome == Outcome::NotOffered || reply.outcome == Outcome::Denied) {
-      return {kUsualLanChannel};
+      return channels.empty() ? std::vector<u8>{kUsualLanChannel} : channels;
     }
     Text::ByteReader reader(reply.data);
     reader.Skip(1);  // channel number

@@ -174,6 +174,9 @@ class SensorReader {
     if (record_.IsNumeric()) {
       sensor_.reading = Value(reading.raw);
     }
+    if (!reading.hasBits) {
+      return;
+    }
     if (record_.HasThresholds()) {
       SetHealth(HealthOfCrossed(static_cast<u8>(reading.bits)));
       return;
