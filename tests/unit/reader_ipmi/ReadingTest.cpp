@@ -618,6 +618,17 @@ TEST_F(LogTest, AnEmptyLogIsComplete) {
   EXPECT_EQ(Read({Family::Logs}).ResultOf(Family::Logs).status, FamilyStatus::Complete);
 }
 
+TEST_F(LogTest, ThatALogDroppedEntriesIsToldAndNothingElse) {
+  AddLog(2);
+  for (const u8 support : {u8{0x0A}, u8{0x8A}}) {
+    bmc_.On(0x0A, 0x40, {Reply({0x51, 2, 0, 0, 0, 1, 2, 3, 4, 1, 2, 3, 4, support})});
+    Diagnostics diagnostics;
+    const DiagnosticsScope scope(diagnostics);
+    EXPECT_EQ(Read({Family::Logs}).ResultOf(Family::Logs).status, FamilyStatus::Complete);
+    EXPECT_EQ(diagnostics.GapCount(), support >> 7U);
+  }
+}
+
 TEST_F(LogTest, AnEntryThatCannotBeReadCostsItselfAlone) {
   for (const auto& answer : {Refuse(0xC0), Refuse(0xFF), Refuse(0xCB), NoExchange(), Reply({13, 0, 12})}) {
     AddLog(5);

@@ -3,6 +3,7 @@
 #include <set>
 #include <utility>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/text/ByteReader.h"
 #include "module/reader/ipmi/ChainGuess.h"
 #include "module/reader/ipmi/EventTime.h"
@@ -293,6 +294,13 @@ void ReadLogs(ReadingContext& context) {
     }
     result = progress.Result(false);
     return;
+  }
+  constexpr std::size_t kFreeAndTimes = 10;
+  constexpr u8 kOverflow = 0x80;
+  reader.Skip(kFreeAndTimes);
+  if ((reader.U8() & kOverflow) != 0) {
+    DiagnosticsRecorder::AddGap(GapKind::LostRecords, FailureCause::None, "event log",
+                                "the target had no space left and dropped entries");
   }
   if (count == 0) {
     result = {Model::FamilyStatus::Complete, FailureCause::None, ""};
