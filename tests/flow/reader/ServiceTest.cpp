@@ -344,6 +344,23 @@ TEST(ReaderService, PagesThatRepeatThemselvesEnd) {
   EXPECT_LT(tree.Count("GET"), 10);
 }
 
+TEST(ReaderService, ANextPageIsRelativeToItsCollectionOrMissed) {
+  for (const auto& [next, status, requests] : {std::tuple{"?$skip=1", FamilyStatus::Complete, 2},
+                                               {"https://192.0.2.1/redfish/v1/x", FamilyStatus::Partial, 1}}) {
+    RedfishTree tree;
+    PutFirmware(tree, 1);
+    tree.Put(kFirmware, R"({"@odata.id":"x","Members":[{"@odata.id":")" + kFirmware +
+                            R"(/0"}],"Members@odata.nextLink":")" + next + "\"}");
+    const Inventory inventory = ReadFirmware(tree.Target());
+    EXPECT_EQ(inventory.firmware.size(), 1U);
+    EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, status);
+    const auto made = tree.Server().Requests();
+    EXPECT_EQ(std::count_if(made.begin(), made.end(),
+                            [](const HttpRequest& one) { return (one.target + '?').rfind(kFirmware + '?', 0) == 0; }),
+              requests);
+  }
+}
+
 TEST(ReaderService, ReadsAsManyResourcesAsItMay) {
   RedfishTree tree;
   std::string members;

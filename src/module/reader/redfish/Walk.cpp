@@ -336,7 +336,7 @@ void Walk::Take(Node& node, Reply& reply) {
   TakeDocument(node, Resolve(document->Root(), node.fragment));
 }
 
-void Walk::Fail(Node& node, FailureCause cause, const std::string& why) {
+void Walk::Fail(const Node& node, FailureCause cause, const std::string& why) {
   cause = cause == FailureCause::NotSuchService ? FailureCause::BadData : cause;  // the root has shown that it is
   const bool missing = node.missing || cause == FailureCause::NotOffered;
   const auto kind = cause == FailureCause::BadData    ? GapKind::Unusable
@@ -449,8 +449,12 @@ void Walk::TakeMember(const Node& collection, JsonValue member, std::size_t posi
 }
 
 void Walk::TakeNextPage(const Node& collection, const std::string& next, std::size_t position) {
-  const auto link = next.empty() ? std::nullopt : ParseLink(next, Origin());
+  if (next.empty()) {
+    return;
+  }
+  const auto link = ParseLink((next[0] == '?' ? WithoutQuery(collection.path) : "") + next, Origin());
   if (!link) {
+    Fail(collection, FailureCause::BadData, "the link to the next page leads away from the service");
     return;
   }
   if (collection.barrenPages >= kMaxBarrenPages) {

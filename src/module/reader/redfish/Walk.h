@@ -168,7 +168,7 @@ class Walk {
   void TakeNextPage(const Node& collection, const std::string& next, std::size_t position);
   bool Refetch(Node& node, const Reply& reply);
   void NoteExpansion(const Node& node, JsonValue members);
-  void Fail(Node& node, FailureCause cause, const std::string& why);
+  void Fail(const Node& node, FailureCause cause, const std::string& why);
 
   const ReadRequest& request_;
   Fetcher& fetcher_;
