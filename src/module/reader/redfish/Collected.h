@@ -38,6 +38,12 @@ struct Collected {
     std::size_t position = 0;
     std::string localTime;  ///< when it was made, as told, where that lacks a zone
   };
+  /// Health that a resource has in sum with all that belongs to it, where it is not ok.
+  struct Summary {
+    std::string id;
+    std::string name;
+    std::string health;
+  };
   /// What the ports and functions of a network adapter tell about it.
   struct Ports {
     std::string macAddress;
@@ -54,6 +60,7 @@ struct Collected {
   Model::Inventory* inventory = nullptr;  ///< systems, firmware, LEDs and network go there at once
   std::vector<Part> parts;
   std::vector<Reading> readings;
+  std::vector<Summary> summaries;
   std::vector<Entry> entries;
   std::map<std::string, Ports> ports;              ///< by the adapter's id in lower case
   std::map<std::string, std::string> places;       ///< what may hold something: id in lower case -> id
@@ -97,6 +104,9 @@ void TakeSensor(Collected& to, const Node& node, JsonValue json);
 void TakeLeakDetector(Collected& to, const Node& node, JsonValue json);
 void TakeThermalReadings(Collected& to, const Node& node, JsonValue json);
 void TakePowerReadings(Collected& to, const Node& node, JsonValue json);
+/// Groups of parts that replace each other: discrete sensors.
+void TakeRedundancy(Collected& to, const Node& node, JsonValue json);
+void NoteSummaries(Collected& to, const Node& node, JsonValue json);
 /// Excerpts of sensors. Returns where those are that are shown in full elsewhere.
 std::vector<std::string> TakeExcerpts(Collected& to, const Node& node, JsonValue json);
 /// What a LED is on. Without a parent it belongs to the nearest place above its id.
@@ -123,7 +133,11 @@ void FillOne(Value& into, const Value& from) {
 void FinishSystems(Collected& from);
 void FinishFirmware(Collected& from);
 void FinishComponents(Collected& from);
+/// Leaves out the groups of Thermal and Power that the newer subsystems have, too.
+void DropFormerRedundancy(Collected& from);
 void FinishSensors(Collected& from);
+/// Makes a sensor of a summary that is worse than all records: something that is not read is not ok.
+void FinishSummaries(Collected& from);
 void FinishLeds(Collected& from);
 void FinishNetwork(Collected& from);
 void FinishLogs(Collected& from, const InventoryReaderOptions& options);

@@ -166,6 +166,14 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::LogService, "Entries", Role::LogEntry, ToCollection, kLogs},
 });
 
+/// Whether a resource has a health in sum with others.
+constexpr bool HoldsParts(Role role) {
+  constexpr auto kRoles =
+      std::to_array<Role>({Role::System, Role::Chassis, Role::Storage, Role::Power, Role::Thermal, Role::PowerSubsystem,
+                           Role::ThermalSubsystem, Role::Fabric, Role::EquipmentUnit});
+  return std::find(kRoles.begin(), kRoles.end(), role) != kRoles.end();
+}
+
 /// One reading of a service.
 class Reading {
  public:
@@ -330,6 +338,10 @@ void Reading::Visit(const Node& node, JsonValue json) {
 }
 
 void Reading::Take(const Node& node, JsonValue json) {
+  if (collected_.Wants(Family::Sensors) && HoldsParts(node.role)) {
+    TakeRedundancy(collected_, node, json);
+    NoteSummaries(collected_, node, json);
+  }
   switch (node.role) {
     case Role::LogService:
       TakeZone(collected_, node, json);
@@ -424,6 +436,7 @@ void Reading::Finish() {
   FinishFirmware(collected_);
   if (collected_.Wants(Family::Sensors)) {
     FinishSensors(collected_);
+    FinishSummaries(collected_);
   }
   anyLogEntry_ = !collected_.entries.empty();
   FinishLogs(collected_, request_.options);

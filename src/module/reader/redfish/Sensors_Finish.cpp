@@ -93,6 +93,7 @@ class Kept {
 }  // namespace
 
 void FinishSensors(Collected& from) {
+  DropFormerRedundancy(from);
   // By id, so that the order in which responses came decides nothing.
   std::stable_sort(
       from.readings.begin(), from.readings.end(), [](const Collected::Reading& left, const Collected::Reading& right) {
