@@ -68,6 +68,7 @@ struct Collected {
   std::map<std::string, std::string> joined;  ///< parts told twice: id of the one left out -> id of the other, if any
   std::set<std::string> storages;             ///< ids in lower case
   std::map<std::string, std::string> slotLabels;  ///< by the id of the device in the slot, in lower case
+  std::map<std::string, std::set<u32>> vlans;     ///< those enabled, by the id of their interface in lower case
   std::map<std::string, std::string> hostNames;   ///< of managers, by their id in lower case
   std::map<std::string, std::string> zones;       ///< of the times of logs and managers, by id in lower case
 
@@ -120,6 +121,8 @@ void TakeLed(Collected& to, const LedPlace& place, JsonValue json);
 void TakeZone(Collected& to, const Node& node, JsonValue json);
 void TakeLogEntry(Collected& to, const Node& node, JsonValue json);
 void TakeEthernet(Collected& to, const Node& node, JsonValue json);
+/// One of the several VLANs that an interface may have.
+void TakeVlan(Collected& to, const Node& node, JsonValue json);
 void TakeNetworkProtocol(Collected& to, const Node& node, JsonValue json);
 
 /// A value of a record that lacks it, from another record of the same thing.

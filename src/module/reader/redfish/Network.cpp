@@ -157,9 +157,8 @@ void TakeEthernet(Collected& to, const Node& node, JsonValue json) {
   interface.owner = Lower(node.id).rfind("managers/", 0) == 0 ? "manager" : "system";
   interface.id = node.id;
   interface.name = TextAt(json, "Name");
-  interface.mac_address = MacAddress(TextAt(json, "MACAddress"));
-  if (interface.mac_address.empty()) {
-    interface.mac_address = MacAddress(TextAt(json, "PermanentMACAddress"));
+  for (const char* const property : {"MACAddress", "PermanentMACAddress", "MacAddress"}) {  // the last one is former
+    FillOne(interface.mac_address, MacAddress(TextAt(json, property)));
   }
   interface.link = WordFor(kLinkWords, TextAt(json, "LinkStatus"), "");
   interface.speed_mbps = SpeedOf(json);
@@ -172,6 +171,13 @@ void TakeEthernet(Collected& to, const Node& node, JsonValue json) {
   to.inventory->network_interfaces.push_back(std::move(interface));
 }
 
+void TakeVlan(Collected& to, const Node& node, JsonValue json) {
+  const auto vlan = VlanOf(json);
+  if (vlan) {
+    to.vlans[Lower(Above(node.above))].insert(*vlan);
+  }
+}
+
 void TakeNetworkProtocol(Collected& to, const Node& node, JsonValue json) {
   const std::string hostName = TextAt(json, "HostName");
   if (!hostName.empty()) {
@@ -179,7 +185,7 @@ void TakeNetworkProtocol(Collected& to, const Node& node, JsonValue json) {
   }
   auto& services = to.inventory->network_services;
   for (const auto& [name, protocol] : json.Members()) {
-    if (!protocol.IsObject() || (!protocol["ProtocolEnabled"] && !protocol["Port"])) {
+    if (!protocol.IsObject() || name == "Oem" || (!protocol["ProtocolEnabled"] && !protocol["Port"])) {
       continue;
     }
     Model::NetworkService service;
@@ -197,6 +203,12 @@ void TakeNetworkProtocol(Collected& to, const Node& node, JsonValue json) {
 
 void FinishNetwork(Collected& from) {
   auto& interfaces = from.inventory->network_interfaces;
+  for (NetworkInterface& interface : interfaces) {
+    const auto vlans = from.vlans.find(Lower(interface.id));
+    if (!interface.vlan && vlans != from.vlans.end() && vlans->second.size() == 1) {
+      interface.vlan = *vlans->second.begin();
+    }
+  }
   std::stable_sort(
       interfaces.begin(), interfaces.end(),
       [](const NetworkInterface& left, const NetworkInterface& right) { return NaturalLess(left.id, right.id); });

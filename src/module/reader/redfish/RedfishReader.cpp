@@ -159,6 +159,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Manager, "Links/ManagerForServers", Role::System, Later, ~FamilyMask{0}},
     {Role::Manager, "Links/ManagerForChassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::Manager, "EthernetInterfaces", Role::EthernetInterface, ToCollection, kNetwork},
+    {Role::EthernetInterface, "VLANs", Role::Vlan, ToCollection, kNetwork},
     {Role::Manager, "NetworkProtocol", Role::NetworkProtocol, ToOne, kNetwork},
     {Role::Manager, "LogServices", Role::LogService, ToCollection, kLogs},
     {Role::UpdateService, "FirmwareInventory", Role::Firmware, ToCollection, kFirmware},
@@ -362,6 +363,9 @@ void Reading::Take(const Node& node, JsonValue json) {
       return;
     case Role::EthernetInterface:
       TakeEthernet(collected_, node, json);
+      return;
+    case Role::Vlan:
+      TakeVlan(collected_, node, json);
       return;
     case Role::NetworkProtocol:
       TakeNetworkProtocol(collected_, node, json);

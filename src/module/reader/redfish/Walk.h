@@ -57,6 +57,7 @@ enum class Role : u8 {
   LogService,
   LogEntry,
   EthernetInterface,
+  Vlan,
   NetworkProtocol,
 };
 
