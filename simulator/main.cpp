@@ -64,7 +64,13 @@ Machine LoadWithFaults(const Options& options) {
       known = known || fault.rfind(std::string(protocol.name) + ':', 0) == 0;
     }
     if (!known) {
-      throw std::runtime_error("fault \"" + fault + "\": expected PROTOCOL:NAME");
+      throw UsageError("fault \"" + fault + "\": expected PROTOCOL:NAME");
+    }
+  }
+  for (const Protocol& protocol : kProtocols) {
+    const bool wanted = std::find(options.serve.begin(), options.serve.end(), protocol.name) != options.serve.end();
+    if (wanted && !std::filesystem::exists(machine.folder / protocol.data)) {
+      throw UsageError("machine \"" + options.machine + "\" has no data for " + protocol.name);
     }
   }
   return machine;
@@ -223,6 +229,9 @@ int main(int argc, char** argv) {
     } else {
       Serve(options);
     }
+  } catch (const UsageError& error) {
+    std::cerr << "kelvar-bmcsim: " << error.what() << '\n';
+    return 2;
   } catch (const std::exception& error) {
     std::cerr << "kelvar-bmcsim: " << error.what() << '\n';
     return 1;

@@ -14,8 +14,8 @@ std::filesystem::path FindFolder(const std::string& nameOrFolder, const std::fil
       return std::filesystem::absolute(candidate);
     }
   }
-  throw std::runtime_error("no machine \"" + nameOrFolder + "\": neither a folder with a machine.json nor a name in " +
-                           library.string());
+  throw UsageError("no machine \"" + nameOrFolder + "\": neither a folder with a machine.json nor a name in " +
+                   library.string());
 }
 
 }  // namespace

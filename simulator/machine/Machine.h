@@ -5,11 +5,18 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Kelvar::Simulator {
+
+/// The command line asks for what there is not.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 struct Account {
   std::string user;
@@ -51,8 +58,8 @@ struct Machine {
 /// Turns text that all machines of a fleet share into what one of them says; empty for a machine of its own.
 using Personalize = std::function<std::string(std::string_view text)>;
 
-/// Reads a machine. `nameOrFolder` is a folder, or the name of one below `library`. Throws std::runtime_error with a
-/// text for people when there is none or its machine.json is wrong.
+/// Reads a machine. `nameOrFolder` is a folder, or the name of one below `library`. Throws UsageError when there
+/// is none, std::runtime_error when its machine.json is wrong, each with a text for people.
 Machine LoadMachine(const std::string& nameOrFolder, const std::filesystem::path& library);
 
 /// One protocol of the machine, served on loopback from Start() until the object goes.

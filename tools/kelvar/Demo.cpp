@@ -139,8 +139,12 @@ DemoMachine::DemoMachine(const std::string& address) {
   close(std::exchange(output.ends[1], -1));
   const std::optional<u16> port = PortIn(FirstLine(output.ends[0]), wanted.protocol);
   if (!port) {
+    constexpr int kUsage = 2;  // of the simulator, which has told what it does not know
+    int status = 0;
     close(std::exchange(input.ends[1], -1));
-    waitpid(child_, nullptr, 0);
+    if (waitpid(child_, &status, 0) == child_ && WIFEXITED(status) && WEXITSTATUS(status) == kUsage) {
+      throw ToolError(ExitCode::Usage, "target \"" + address + "\": no such machine, or not over this protocol");
+    }
     throw ToolError(ExitCode::Internal, std::string(kProgram) + " did not start");
   }
   input_ = std::exchange(input.ends[1], -1);

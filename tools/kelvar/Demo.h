@@ -14,7 +14,8 @@ namespace Kelvar::Tool {
 /// this program, or the one on the PATH. It ends with this process, whatever ends it.
 class DemoMachine {
  public:
-  /// Throws ToolError: usage for an address of another form, internal when the simulator does not start.
+  /// Throws ToolError: usage for an address of another form or a machine that the simulator does not have, internal
+  /// when it does not start.
   explicit DemoMachine(const std::string& address);
   ~DemoMachine();
   DemoMachine(const DemoMachine&) = delete;

@@ -38,6 +38,13 @@ void CheckColumns(const DocumentStyle& style) {
   }
 }
 
+/// Throws for columns of a format that has none, rather than show everything.
+void RefuseColumns(const DocumentStyle& style) {
+  if (!style.columns.empty()) {
+    throw ToolError(ExitCode::Usage, "--columns chooses columns of --format table and csv only");
+  }
+}
+
 Formatter OneTable(const DocumentStyle& style) {
   CheckColumns(style);
   return {.textOf = [style](const Report& report) { return TableOf(report, style); }};
@@ -58,15 +65,18 @@ Formatter ManyTables(const DocumentStyle& style) {
   return {.separator = "\n", .textOf = [style](const Report& report) { return TitledTable(report, style); }};
 }
 
-Formatter OneJson(const DocumentStyle& /*style*/) {
+Formatter OneJson(const DocumentStyle& style) {
+  RefuseColumns(style);
   return {.textOf = IndentedJsonOf};
 }
 
-Formatter JsonArray(const DocumentStyle& /*style*/) {
+Formatter JsonArray(const DocumentStyle& style) {
+  RefuseColumns(style);
   return {.head = "[\n", .separator = ",\n", .foot = "]\n", .textOf = IndentedJsonOf};
 }
 
-Formatter JsonLines(const DocumentStyle& /*style*/) {
+Formatter JsonLines(const DocumentStyle& style) {
+  RefuseColumns(style);
   return {.textOf = JsonOf};
 }
 
@@ -79,14 +89,16 @@ Formatter Csv(const DocumentStyle& style) {
           .textOf = [columns](const Report& report) { return CsvText(*InventoryOf(report), columns); }};
 }
 
-Formatter Html(const DocumentStyle& /*style*/) {
+Formatter Html(const DocumentStyle& style) {
+  RefuseColumns(style);
   return {.head = PageHead(), .foot = PageFoot(), .textOf = [](const Report& report) {
             return PagePiece(*InventoryOf(report));
           }};
 }
 
 /// A metric's samples of all targets come together, so that the document is made at its end.
-Formatter OpenMetrics(const DocumentStyle& /*style*/) {
+Formatter OpenMetrics(const DocumentStyle& style) {
+  RefuseColumns(style);
   const auto document = std::make_shared<OpenMetricsDocument>();
   return {.textOf =
               [document](const Report& report) {

@@ -228,6 +228,10 @@ Target ParseTarget(const std::string& address) {
   if (auto local = ParseLocal(address)) {
     return *local;
   }
+  if (address.compare(0, 5, "demo:") == 0) {
+    Refuse(address,
+           "simulated machines are started for targets of the command line alone; kelvar-bmcsim serves others");
+  }
   if (address.find("://") == std::string::npos) {
     Refuse(
         address,

@@ -49,7 +49,7 @@ TEST_F(ProgramTest, SaysInOneLineWhatIsWrong) {
   const std::string taken = std::to_string(other.Port("redfish"));
   folder_.Write("machine.json", "{\"name\": \"x\", ");
   const std::vector<Refusal> refusals = {
-      {{"--machine", "nobody"}, 1, "no machine \"nobody\""},
+      {{"--machine", "nobody"}, 2, "no machine \"nobody\""},
       {{"--machine", folder_.Path()}, 1, "machine.json, at byte 14"},
       {{"--serve", "redfish", "--redfish", taken}, 1, "port " + taken},
       {{"--fleet", "2", "--redfish", taken}, 1, "port " + taken},

@@ -73,6 +73,8 @@ const Line kLines[] = {
     {{"health", "--nagios", "10.0.0.1"}, 3, "SCHEME://"},
     {{"health", "--nagios", "--no-such-option", kDeadTarget}, 3, "--no-such-option"},
     {{"--columns", "name,colour", kDeadTarget, "sensors"}, 2, "unknown column \"colour\""},
+    {{"--columns", "name", kDeadTarget, "sensors", "--format", "json"}, 2, "columns of --format table and csv only"},
+    {{"--columns", "message", kDeadTarget, "logs", "--follow"}, 2, "it takes no --columns"},
     {{"--columns", "name", kDeadTarget, "sensor"}, 2, "did you mean sensors?"},
     {{kDeadTarget, "logs", "--since", "yesterday"}, 2, "\"yesterday\" is not a date or time"},
     {{kDeadTarget, "logs", "--since", "2026-13-01"}, 2, "is not a date or time"},

@@ -90,8 +90,11 @@ TEST(Demo, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(RunTool({"demo:telnet"}).exitCode, 2);
   EXPECT_EQ(RunTool({"demo:?port=1"}).exitCode, 2);
   const CommandResult result = RunTool({"demo:?machine=none-such"});
-  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.exitCode, 2);
   EXPECT_THAT(result.errors, HasSubstr("no machine \"none-such\""));
+  const CommandResult without = RunTool({"demo:ipmi?machine=stock-bmc"});
+  EXPECT_EQ(without.exitCode, 2);
+  EXPECT_THAT(without.errors, HasSubstr("has no data for ipmi"));
 }
 
 }  // namespace

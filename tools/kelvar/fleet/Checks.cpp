@@ -38,6 +38,9 @@ Formatter Checks::FormatterOf(const std::string& format, const DocumentStyle& st
   if (!FormatNamed(format).differences) {
     throw ToolError(ExitCode::Usage, "--diff and --baseline print table, json, jsonl or html");
   }
+  if (!style.columns.empty()) {
+    throw ToolError(ExitCode::Usage, "--diff and --baseline print whole differences; they take no --columns");
+  }
   page_ = format == "html";
   json_ = format != "table";
   const bool array = format == "json";

@@ -34,6 +34,9 @@ void Check(const Options& options) {
   if (options.format != "table" && options.format != "jsonl") {
     throw ToolError(ExitCode::Usage, "--follow prints table or jsonl");
   }
+  if (!options.columns.empty()) {
+    throw ToolError(ExitCode::Usage, "--follow prints whole entries; it takes no --columns");
+  }
 }
 
 class Follower {
