@@ -21,7 +21,7 @@ int main(int argc, char** argv) {
   std::sort(files.begin(), files.end());
   for (const auto& file : files) {
     std::printf("%s\n", file.filename().c_str());
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     std::ifstream stream(file, std::ios::binary);
     const std::vector<char> bytes(std::istreambuf_iterator<char>(stream), {});
     const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());

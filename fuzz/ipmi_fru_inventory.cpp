@@ -9,7 +9,7 @@ using namespace Kelvar::Reader::Ipmi;
 namespace {
 
 void CheckText(const std::string& text) {
-  FUZZ_CHECK(text.size() <= 2 * 63 && text.find('\0') == std::string::npos);
+  FUZZ_CHECK(text.size() <= 2UL * 63 && text.find('\0') == std::string::npos);
 }
 
 }  // namespace

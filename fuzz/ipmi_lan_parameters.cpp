@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SystemInfoText text;
   const std::size_t half = size / 2;
   if (text.AddBlock(input.first(half)) && text.AddBlock(input.subspan(half))) {
-    FUZZ_CHECK(text.Decode().size() <= 3 * 255);
+    FUZZ_CHECK(text.Decode().size() <= 3UL * 255);
   }
   return 0;
 }

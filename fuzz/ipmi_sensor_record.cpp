@@ -13,7 +13,7 @@ using namespace Kelvar::Reader::Ipmi;
 namespace {
 
 void CheckText(const std::string& text) {
-  FUZZ_CHECK(text.size() <= 3 * 32 && text.find('\0') == std::string::npos);
+  FUZZ_CHECK(text.size() <= 3UL * 32 && text.find('\0') == std::string::npos);
 }
 
 void CheckSensor(const SensorRecord& sensor, u8 raw) {
@@ -46,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } else if (const auto* locator = std::get_if<FruLocator>(&record->body)) {
     CheckText(locator->name);
   } else if (const auto* association = std::get_if<EntityAssociation>(&record->body)) {
-    FUZZ_CHECK(association->contained.size() <= 2 * 128);
+    FUZZ_CHECK(association->contained.size() <= 2UL * 128);
   }
   return 0;
 }

@@ -47,7 +47,7 @@ class Service {
     FUZZ_CHECK(path.front() == '/');
     FUZZ_CHECK(
         std::none_of(path.begin(), path.end(), [](unsigned char letter) { return letter <= ' ' || letter == 0x7F; }));
-    FUZZ_CHECK(++requests_ <= 8 * kResources);
+    FUZZ_CHECK(++requests_ <= 8UL * kResources);
     Rest::TransferResult result;
     if (request.method == "POST") {
       ++sessions;
@@ -113,6 +113,8 @@ struct MultiTransfer::Shared {
 MultiTransfer::MultiTransfer(Options options) : options_(std::move(options)), shared_(std::make_unique<Shared>()) {}
 MultiTransfer::~MultiTransfer() = default;
 
+// The library passes the request on; here it is only looked at.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void MultiTransfer::Start(Kelvar::u64 id, TransferRequest request) {
   TransferResult result = service->Answer(request);
   result.id = id;

@@ -204,6 +204,7 @@ const Operation& OperationNamed(std::string_view name, Protocol protocol) {
 
 std::vector<const Operation*> OperationsFor(const std::vector<std::string>& what, Protocol protocol) {
   std::vector<const Operation*> operations;
+  operations.reserve(what.size());
   for (const std::string& word : what) {
     operations.push_back(&OperationNamed(word, protocol));
   }

@@ -5,7 +5,6 @@ namespace Kelvar::Test {
 namespace {
 
 using KelvarConnection::ConnectionInfo;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 /// What an operation asks first, and the level of the lines of its clauses.

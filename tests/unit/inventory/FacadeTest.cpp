@@ -113,6 +113,7 @@ TEST(Facade, ResetConnReplacesThePrimaryBackendAlone) {
 /// Names and FRU part numbers of a component list, as "name=number".
 std::vector<std::string> Shown(const std::vector<OtherSystemVPD>& list) {
   std::vector<std::string> lines;
+  lines.reserve(list.size());
   for (const OtherSystemVPD& component : list) {
     lines.push_back(component.Name + "=" + component.FruPartNumber);
   }
