@@ -31,7 +31,7 @@ namespace Kelvar::Simulator {
 namespace {
 
 constexpr int kRakpHmacSha256 = 3;
-constexpr int kHmacSha256_128 = 4;
+constexpr int kHmacSha256Truncated = 4;
 constexpr int kAesCbc128 = 1;
 constexpr std::size_t kKeyLength = 32;
 constexpr std::size_t kIntegrityLength = 16;
@@ -233,14 +233,14 @@ ValidCipherSuite* Find(const ValidCipherSuite& wanted) {
 }
 
 constexpr ValidCipherSuite kSuite3{1, 1, kAesCbc128};
-constexpr ValidCipherSuite kSuite17{kRakpHmacSha256, kHmacSha256_128, kAesCbc128};
+constexpr ValidCipherSuite kSuite17{kRakpHmacSha256, kHmacSha256Truncated, kAesCbc128};
 constexpr ValidCipherSuite kXrc4Suites[] = {{2, 3, 2}, {2, 3, 3}};
 
 }  // namespace
 
 void AddCipherSuite17() {
   auths[kRakpHmacSha256] = &authentication;
-  integs[kHmacSha256_128] = &integrity;
+  integs[kHmacSha256Truncated] = &integrity;
   // The list has no room for one more: an xRC4 suite, which nothing speaks, makes way.
   if (ValidCipherSuite* place = Find(kXrc4Suites[0])) {
     *place = kSuite17;
