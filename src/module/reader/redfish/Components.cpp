@@ -42,6 +42,15 @@ constexpr std::array<TextRow, 21> kTexts = {{
     {"Protocol", &Component::protocol},
 }};
 
+/// Where a part is: what is written there, or which slot of its kind it is.
+std::string PlaceAt(JsonValue location) {
+  const JsonValue place = location["PartLocation"];
+  const std::string type = TextAt(place, "LocationType");
+  const std::string label = TextAt(place, "ServiceLabel");
+  const std::string ordinal = TextAt(place, "LocationOrdinalValue");
+  return !label.empty() || type.empty() || ordinal.empty() ? label : type + ' ' + ordinal;
+}
+
 Component Describe(const std::string& id, const char* kind, JsonValue json) {
   Component component;
   component.id = id;
@@ -54,11 +63,11 @@ Component Describe(const std::string& id, const char* kind, JsonValue json) {
   }
   component.media = Lower(component.media);
   component.protocol = Lower(component.protocol);
-  for (const char* const path : {"PartLocation/ServiceLabel", "Info"}) {
-    const auto places = json["Location"].Elements();  // a list in former versions
-    if (component.location.empty() && !places.empty()) {
-      component.location = TextAt(places.front(), path);
-    }
+  const auto places = json["Location"].Elements();  // a list in former versions
+  const JsonValue place = places.empty() ? json["Location"] : places.front();
+  for (const std::string& location : {TextAt(place, "PartLocation/ServiceLabel"), TextAt(place, "Info"), PlaceAt(place),
+                                      PlaceAt(json["PhysicalLocation"])}) {
+    FillOne(component.location, location);
   }
   TakeStatus(component, json);
   return component;
@@ -131,6 +140,11 @@ void DescribeAdapter(Component& component, JsonValue json) {
 
 void DescribePowerSupply(Component& component, JsonValue json) {
   component.power_capacity_watts = PositiveAt(json, "PowerCapacityWatts");
+  for (const JsonValue range : Reader::FirstOf(json["InputRanges"], kMostDetails)) {
+    if (!PositiveAt(json, "PowerCapacityWatts")) {
+      component.power_capacity_watts = std::max(component.power_capacity_watts, PositiveAt(range, "OutputWattage"));
+    }
+  }
   component.protocol.clear();
 }
 
@@ -269,7 +283,7 @@ void TakeAssembly(Collected& to, const Node& node, JsonValue json) {
 void TakePcieSlots(Collected& to, const Node& node, JsonValue json) {
   std::size_t index = 0;
   for (const JsonValue slot : to.RowsOf(json["Slots"])) {
-    const std::string label = TextAt(slot, "Location/PartLocation/ServiceLabel");
+    const std::string label = PlaceAt(slot["Location"]);
     TakeLed(to, {RowId(node, "Slots", index++), label, ""}, slot);
     for (const JsonValue device : Reader::FirstOf(At(slot, "Links/PCIeDevice"), kMostDetails)) {
       to.slotLabels.emplace(Lower(LinkedId(device, "")), label);

@@ -37,6 +37,9 @@ void Fill(Component& into, const Component& from) {
   }
 }
 
+constexpr std::array<std::string Component::*, 3> kNumbers = {&Component::model, &Component::part_number,
+                                                              &Component::serial_number};
+
 /// "chassis/1" of "Chassis/1/Thermal#/Fans/0".
 std::string TopOf(std::string_view id) {
   const auto first = id.find('/');
@@ -295,6 +298,36 @@ void JoinTwins(Collected& from) {
   Remove(from, doubles);
 }
 
+/// Whether two records can be of one part: no number of the one contradicts the other.
+bool MayBeSame(const Component& left, const Component& right) {
+  return std::all_of(kNumbers.begin(), kNumbers.end(), [&](const auto member) {
+    return (left.*member).empty() || (right.*member).empty() || left.*member == right.*member;
+  });
+}
+
+/// The one row of the assembly of a fan or power supply is that part once more.
+void JoinAssemblies(Collected& from) {
+  std::map<std::string_view, Component*> holders;
+  std::map<std::string_view, std::size_t> rows;  // by their list
+  for (Collected::Part& part : from.parts) {
+    if (part.record.kind == "fan" || part.record.kind == "power_supply") {
+      holders.emplace(part.record.id, &part.record);
+    }
+    rows[Above(part.record.id)] += part.shape == Collected::Shape::Assembly ? 1U : 0U;
+  }
+  Doubles doubles;
+  for (const Collected::Part& part : from.parts) {
+    const Component& row = part.record;
+    const bool isOnly = part.shape == Collected::Shape::Assembly && rows[Above(row.id)] == 1;
+    const auto holder = isOnly ? holders.find(from.PlaceAbove(row.id)) : holders.end();
+    if (holder != holders.end() && MayBeSame(*holder->second, row)) {
+      Fill(*holder->second, row);
+      doubles.emplace(&row, holder->second->id);
+    }
+  }
+  Remove(from, doubles);
+}
+
 /// Rows of assemblies that say nothing new of something else with the same serial number, or of their own chassis.
 void DropKnownAssemblies(Collected& from) {
   // The chassis or the serial number that it is of, the model and the part number. Either may be left out. The texts
@@ -324,7 +357,10 @@ void DropKnownAssemblies(Collected& from) {
     }
     const bool ofChassis = row.serial_number.empty();
     const std::string of = ofChassis ? from.PlaceAbove(row.id) : row.serial_number;
-    const auto same = known.find({ofChassis, of, row.model, row.part_number});
+    auto same = known.find({ofChassis, of, row.model, row.part_number});
+    if (same == known.end() && !ofChassis && !row.part_number.empty()) {  // two numbers are enough
+      same = known.find({ofChassis, of, {}, row.part_number});
+    }
     if (same != known.end()) {
       doubles.emplace(&row, same->second->id);
     }
@@ -371,6 +407,7 @@ void FinishComponents(Collected& from) {
   DropFormerStorage(from);
   JoinDrives(from);
   JoinTwins(from);
+  JoinAssemblies(from);
   DropKnownAssemblies(from);
   if (!from.Wants(Model::Family::Components)) {
     return;

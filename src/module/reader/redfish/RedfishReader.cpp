@@ -118,6 +118,8 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::PowerSubsystem, "PowerSupplies", Role::PowerSupply, ToCollection, kPartsAndSensors},
     {Role::PowerSubsystem, "Batteries", Role::Battery, ToCollection, kPartsAndSensors},
     {Role::PowerSupply, "Metrics", Role::Metrics, ToOne, kSensors},
+    {Role::PowerSupply, "Assembly", Role::Assembly, ToOne, kComponents},
+    {Role::Fan, "Assembly", Role::Assembly, ToOne, kComponents},
     {Role::Battery, "Metrics", Role::Metrics, ToOne, kSensors},
     {Role::ThermalSubsystem, "Fans", Role::Fan, ToCollection, kPartsAndSensors},
     {Role::ThermalSubsystem, "Pumps", Role::OtherPart, ToCollection, kPartsAndSensors},
@@ -372,6 +374,9 @@ void Reading::Take(const Node& node, JsonValue json) {
       return;
     case Role::Storage:
       TakeStorage(collected_, node, json);
+      if (!json["Volumes"].IsObject()) {  // which are the pools once more
+        walk_.Follow(node, json["StoragePools"], Role::OtherPart, true, node.families & kParts);
+      }
       return;
     case Role::SimpleStorage:
       TakeSimpleStorage(collected_, node, json);
