@@ -92,6 +92,7 @@ TEST(SensorUnits, AreUcumWithTheirFactor) {
   };
   for (const auto& [type, units, kind, unit, factor] :
        std::initializer_list<Case>{{"Temperature", "Cel", "temperature", "Cel", 1},
+                                   {"", "degrees C", "temperature", "Cel", 1},
                                    {"EnergykWh", "kW.h", "energy", "J", 3.6e6},
                                    {"EnergykWh", "", "energy", "J", 3.6e6},
                                    {"Rotational", "RPM", "fan", "{rev}/min", 1},
@@ -105,6 +106,7 @@ TEST(SensorUnits, AreUcumWithTheirFactor) {
     EXPECT_DOUBLE_EQ(shape.factor, factor) << type << units;
   }
   EXPECT_EQ(ShapeOf("Percent", "%", "Core Utilization").kind, "utilization");
+  EXPECT_EQ(ShapeOf("Percent", "%", "System Board CPU Usage").kind, "utilization");
 }
 
 TEST(CimText, DatesAndWords) {

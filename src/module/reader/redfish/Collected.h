@@ -68,6 +68,7 @@ struct Collected {
   std::map<std::string, std::string> joined;  ///< parts told twice: id of the one left out -> id of the other, if any
   std::set<std::string> storages;             ///< ids in lower case
   std::map<std::string, std::string> slotLabels;  ///< by the id of the device in the slot, in lower case
+  std::map<std::string, bool> images;             ///< of managers, by id in lower case: whether it runs
   std::map<std::string, std::set<u32>> vlans;     ///< those enabled, by the id of their interface in lower case
   std::map<std::string, std::string> hostNames;   ///< of managers, by their id in lower case
   std::map<std::string, std::string> zones;       ///< of the times of logs and managers, by id in lower case
@@ -90,6 +91,8 @@ std::string LinkedId(JsonValue object, std::string_view path);
 // What resources give; one function for a kind of resource, in the file of its family.
 
 void TakeSystem(Collected& to, const Node& node, JsonValue json);
+/// The firmware that a manager can run.
+void NoteImages(Collected& to, JsonValue manager);
 void TakeFirmware(Collected& to, const Node& node, JsonValue json);
 void TakePart(Collected& to, const Node& node, JsonValue json);
 void TakeStorage(Collected& to, const Node& node, JsonValue json);

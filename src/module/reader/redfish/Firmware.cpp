@@ -28,12 +28,13 @@ constexpr std::array<KindRow, 6> kByPath = {{
 constexpr KindRow kByManager{"managers/", "bmc"};
 
 // Whole words of the name or the last segment of the path. The first row that fits counts.
-constexpr std::array<KindRow, 28> kByWord = {{
+constexpr std::array<KindRow, 29> kByWord = {{
     {"driver", "driver"},
     {"cpld", "cpld"},
     {"fpga", "cpld"},
     {"pld", "cpld"},
     {"programmable logic", "cpld"},
+    {"in backplane", "drive"},
     {"backplane", "other"},
     {"power management", "other"},
     {"erot", "other"},
@@ -126,7 +127,8 @@ std::string KindOf(const Model::Firmware& firmware, JsonValue related) {
 
 std::string BankOf(const Model::Firmware& firmware) {
   const std::string words = WordsOf(firmware);
-  const bool isBackup = HasWord(words, "backup") || HasWord(words, "redundant system rom");
+  const bool isBackup =
+      HasWord(words, "backup") || HasWord(words, "redundant system rom") || HasWord(words, "previous");
   return isBackup ? "backup" : HasWord(words, "primary") ? "primary" : "";
 }
 
@@ -178,7 +180,33 @@ bool HasKind(const std::vector<Model::Firmware>& list, std::string_view kind) {
   return std::any_of(list.begin(), list.end(), [&](const Model::Firmware& one) { return one.kind == kind; });
 }
 
+/// Of an image that a manager may run, whether it does.
+void TakeImage(const Collected& from, Model::Firmware& firmware) {
+  const auto image = from.images.find(Lower(firmware.id));
+  if (image != from.images.end()) {
+    firmware.kind = firmware.kind == "other" ? "bmc" : firmware.kind;
+    FillOne(firmware.bank, std::string(image->second ? "primary" : "backup"));
+  }
+}
+
+/// The record that runs the firmware, or that holds what does.
+std::string OwnerOf(const Collected& from, const std::string& component) {
+  const bool isRecord = !from.Wants(Model::Family::Components) || from.places.count(Lower(component)) != 0;
+  return isRecord ? from.SpellingOf(component) : from.PlaceAbove(component);
+}
+
 }  // namespace
+
+void NoteImages(Collected& to, JsonValue manager) {
+  const std::string active = Lower(LinkedId(manager, "Links/ActiveSoftwareImage"));
+  const auto images = FirstOf(At(manager, "Links/SoftwareImages"), kMostDetails);
+  for (const JsonValue image : images) {
+    if (!active.empty() && images.size() > 1) {
+      const std::string id = Lower(LinkedId(image, ""));
+      to.images.emplace(id, id == active);
+    }
+  }
+}
 
 void TakeFirmware(Collected& to, const Node& node, JsonValue json) {
   Model::Firmware firmware;
@@ -221,7 +249,8 @@ void FinishFirmware(Collected& from) {
     }
   }
   for (Model::Firmware& firmware : list) {
-    firmware.component = from.SpellingOf(firmware.component);
+    TakeImage(from, firmware);
+    firmware.component = OwnerOf(from, firmware.component);
   }
   std::stable_sort(list.begin(), list.end(), [](const Model::Firmware& left, const Model::Firmware& right) {
     return NaturalLess(left.id, right.id);

@@ -351,6 +351,7 @@ void Reading::Take(const Node& node, JsonValue json) {
       return;
     case Role::System:
     case Role::Manager:
+      NoteImages(collected_, json);
       TakeZone(collected_, node, json);
       collected_.places.emplace(Lower(node.id), node.id);
       TakeSystem(collected_, node, json);

@@ -15,11 +15,16 @@ struct UnitRow {
   double factor;
 };
 
-constexpr std::array<UnitRow, 39> kUnits = {{
+constexpr std::array<UnitRow, 42> kUnits = {{
     {"cel", "Cel", 1},
     {"c", "Cel", 1},
     {"celsius", "Cel", 1},
     {"degrees celsius", "Cel", 1},
+    {"degrees c", "Cel", 1},
+    {"degree c", "Cel", 1},
+    {"\xC2\xB0"
+     "c",
+     "Cel", 1},
     {"%", "%", 1},
     {"percent", "%", 1},
     {"v", "V", 1},
@@ -165,7 +170,8 @@ ReadingShape ShapeOf(std::string_view readingType, std::string_view readingUnits
     shape.kind = byUnit != kKindByUnit.end() ? byUnit->kind : "other";
   }
   const std::string lower = Lower(name);
-  if (shape.kind == "percent" && lower.find("util") != std::string::npos) {
+  const bool isUse = lower.find("util") != std::string::npos || lower.find("usage") != std::string::npos;
+  if (shape.kind == "percent" && isUse) {
     shape.kind = "utilization";
   }
   return shape;
