@@ -152,7 +152,9 @@ void DeclareOutput(CLI::App& app, Options& options) {
       ->check(CLI::IsMember(FormatNames(options.operations)))
       ->capture_default_str();
   app.add_flag("--explain", options.explain, "Show the requests that were made and what came back");
-  app.add_flag("--wide", options.wide, "Do not fit tables to the terminal");
+  if (!options.operations) {  // their tables are as wide as their texts
+    app.add_flag("--wide", options.wide, "Do not fit tables to the terminal");
+  }
 }
 
 bool Set(const char* variable) {

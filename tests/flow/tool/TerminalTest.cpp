@@ -95,6 +95,13 @@ TEST(Terminal, IsNotNeeded) {
   EXPECT_EQ(health.exitCode, 31);
   EXPECT_THAT(health.output,
               HasSubstr("\n  critical: Numeric sensor Fan 3 Tach going low (lower critical) has asserted.\n"));
+  const CommandResult lines = RunTool({"health", "demo:", "demo:ipmi", "-q", "--format", "jsonl"});
+  EXPECT_EQ(lines.exitCode, 31);
+  EXPECT_EQ(std::count(lines.output.begin(), lines.output.end(), '\n'), 2);
+  EXPECT_THAT(lines.output, AllOf(HasSubstr("\"health\":\"critical\",\"reasons\":[{"), HasSubstr("\"health\":\"ok\""),
+                                  HasSubstr("\"families\":{"), Not(HasSubstr("\"sensors\":["))));
+  EXPECT_THAT(RunTool({"health", "demo:", "demo:ipmi", "--format", "json"}).output, HasSubstr("}\n,\n{"));
+  EXPECT_EQ(RunTool({"health", "demo:", "--nagios", "--format", "json"}).exitCode, 3);
   const CommandResult all = RunTool({"demo:"});
   EXPECT_THAT(all.output, HasSubstr("\nnetwork\n"));
   EXPECT_GT(WidestLine(all.output), 80U) << "nothing is left out";

@@ -20,6 +20,7 @@
 #include "tools/kelvar/Options.h"
 #include "tools/kelvar/fleet/Fleet.h"
 #include "tools/kelvar/inventory/HealthText.h"
+#include "tools/kelvar/inventory/InventoryPrinter.h"
 
 namespace Kelvar::Tool {
 
@@ -51,7 +52,11 @@ void DeclareHealth(CLI::App& app, HealthOptions& options) {
   app.add_option("TARGET", options.targets, "Servers to check");
   app.add_option("--targets", options.fleet.targets, "File with one target on each line, - for standard input")
       ->type_name("FILE");
-  app.add_flag("--nagios", options.plugin, "One line in the format of monitoring plug-ins; for one target");
+  auto* const format = app.add_option("--format", options.reading.format, "Output format")
+                           ->check(CLI::IsMember({"table", "json", "jsonl"}))
+                           ->capture_default_str();
+  app.add_flag("--nagios", options.plugin, "One line in the format of monitoring plug-ins; for one target")
+      ->excludes(format);
   app.add_option("--jobs", options.fleet.jobs, "Targets read at the same time")
       ->check(CLI::Range(1U, kMostJobs))
       ->type_name("N")
@@ -95,12 +100,40 @@ class WorstCode {
   std::atomic<HealthCode> worst_{HealthCode::Ok};
 };
 
-Formatter FormatterOf(bool plugin, const DocumentStyle& style, WorstCode& worst) {
-  return {.textOf = [plugin, style, &worst](const Report& report) {
-    const auto inventory = InventoryOf(report);
-    worst.Take(HealthCodeOf(inventory->verdict));
-    return plugin ? PluginText(*inventory) : HealthText(*inventory, style.colour, style.width);
-  }};
+using TextOfInventory = std::string (*)(const InventoryReport& report, const DocumentStyle& style);
+
+/// The verdict of one machine, in the format that was asked for.
+TextOfInventory TextFor(const HealthOptions& options) {
+  if (options.plugin) {
+    return [](const InventoryReport& report, const DocumentStyle& /*style*/) { return PluginText(report); };
+  }
+  if (options.reading.format == "json") {
+    return [](const InventoryReport& report, const DocumentStyle& /*style*/) {
+      return IndentedJsonText(report, JsonContent::Verdict);
+    };
+  }
+  if (options.reading.format == "jsonl") {
+    return [](const InventoryReport& report, const DocumentStyle& /*style*/) {
+      return JsonText(report, JsonContent::Verdict);
+    };
+  }
+  return [](const InventoryReport& report, const DocumentStyle& style) {
+    return HealthText(report, style.colour, style.width);
+  };
+}
+
+Formatter FormatterOf(const HealthOptions& options, const DocumentStyle& style, WorstCode& worst) {
+  const bool array =
+      options.reading.format == "json" && (options.targets.size() != 1 || !options.fleet.targets.empty());
+  const TextOfInventory text = TextFor(options);
+  return {.head = array ? "[\n" : "",
+          .separator = array ? ",\n" : "",
+          .foot = array ? "]\n" : "",
+          .textOf = [text, style, &worst](const Report& report) {
+            const auto inventory = InventoryOf(report);
+            worst.Take(HealthCodeOf(inventory->verdict));
+            return text(*inventory, style);
+          }};
 }
 
 int Show(const HealthOptions& options) {
@@ -109,7 +142,7 @@ int Show(const HealthOptions& options) {
   WorstCode worst;
   const DocumentStyle style = StyleOf(options.reading);  // before the output is taken
   Output output;
-  ReportWriter writer(output, FormatterOf(options.plugin, style, worst), options.fleet);
+  ReportWriter writer(output, FormatterOf(options, style, worst), options.fleet);
   const bool all = ReadTargets(options.reading, options.fleet, writer, std::move(list), [] {});
   writer.Finish("");
   const int code = options.plugin ? PluginCodeOf(worst.Worst()) : static_cast<int>(worst.Worst());

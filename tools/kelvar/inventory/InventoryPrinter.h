@@ -10,12 +10,17 @@
 
 namespace Kelvar::Tool {
 
+enum class JsonContent {
+  All,
+  Verdict,  ///< all but the records
+};
+
 /// For programs: one JSON object in ASCII on one line, "format_version" 2; docs/inventory.schema.json describes it.
 /// What the target does not report has no key. Bytes that are not UTF-8 are written as \xNN.
-std::string JsonText(const InventoryReport& report);
+std::string JsonText(const InventoryReport& report, JsonContent content = JsonContent::All);
 
 /// The same over several lines, indented.
-std::string IndentedJsonText(const InventoryReport& report);
+std::string IndentedJsonText(const InventoryReport& report, JsonContent content = JsonContent::All);
 
 /// One log entry, as an object of JSON on a line of its own, with the keys of "logs".
 std::string JsonText(const Model::LogEntry& entry);

@@ -162,7 +162,7 @@ void WriteRecords(Writer& writer, const InventoryReport& report) {
 }
 
 template <typename Writer>
-void WriteReport(Writer& writer, const InventoryReport& report) {
+void WriteReport(Writer& writer, const InventoryReport& report, JsonContent content) {
   const MemberWriter<Writer> write(writer);
   writer.StartObject();
   write("format_version", std::optional<u32>(kFormatVersion));
@@ -183,22 +183,24 @@ void WriteReport(Writer& writer, const InventoryReport& report) {
   WriteTls(writer, report.tls);
   WriteFamilies(writer, report);
   WriteGaps(writer, report.diagnostics);
-  WriteRecords(writer, report);
+  if (content == JsonContent::All) {
+    WriteRecords(writer, report);
+  }
   writer.EndObject();
 }
 
 template <typename Writer>
-std::string Finished(JsonBuffer& buffer, Writer& writer, const InventoryReport& report) {
-  WriteReport(writer, report);
+std::string Finished(JsonBuffer& buffer, Writer& writer, const InventoryReport& report, JsonContent content) {
+  WriteReport(writer, report, content);
   return std::string(buffer.GetString(), buffer.GetSize()) + '\n';
 }
 
 }  // namespace
 
-std::string JsonText(const InventoryReport& report) {
+std::string JsonText(const InventoryReport& report, JsonContent content) {
   JsonBuffer buffer;
   CompactJson writer(buffer);
-  return Finished(buffer, writer, report);
+  return Finished(buffer, writer, report, content);
 }
 
 std::string JsonText(const Model::LogEntry& entry) {
@@ -211,11 +213,11 @@ std::string JsonText(const Model::LogEntry& entry) {
   return std::string(buffer.GetString(), buffer.GetSize()) + '\n';
 }
 
-std::string IndentedJsonText(const InventoryReport& report) {
+std::string IndentedJsonText(const InventoryReport& report, JsonContent content) {
   JsonBuffer buffer;
   IndentedJson writer(buffer);
   writer.SetIndent(' ', 2);
-  return Finished(buffer, writer, report);
+  return Finished(buffer, writer, report, content);
 }
 
 }  // namespace Kelvar::Tool
