@@ -23,7 +23,7 @@ namespace Rest {
 namespace {
 
 constexpr std::size_t kMaxHeaderValue = 4096;
-constexpr std::size_t kMaxHeaders = std::size_t{1} << 20;  // trailers included
+constexpr std::size_t kMaxHeaders = std::size_t{256} << 10;  // trailers included; libcurl has a bound a little above
 
 std::string_view Trim(std::string_view text) {
   const auto first = text.find_first_not_of(" \t\r\n");
