@@ -164,13 +164,16 @@ TEST(ReaderService, ExpandsWhereTheServiceDoesSo) {
 TEST(ReaderService, ReadsAloneWhatWasNotExpanded) {
   const std::string features = R"({"ExpandQuery":{"Levels":true,"NoLinks":true}})";
   const std::string name = R"({"@odata.id":")" + kFirmware + R"(/0","@odata.type":"#S.v1","Id":"0","Name":"N"})";
-  for (const std::string& members : {name + R"(,{"@odata.id":")" + kFirmware + "/1\"}", name + ",null"}) {
+  const std::string start = R"("Members":[)";
+  for (const std::string& members :
+       {start + name + R"(,{"@odata.id":")" + kFirmware + "/1\"}]", start + name + ",null]",
+        start + R"(],"Members@odata.nextLink":"?$skip=9")", std::string(R"("Name":"N")")}) {
     RedfishTree tree;
     PutFirmware(tree, 2, features);
     tree.Server().OnAnythingElse([&](const HttpRequest& request) {
       HttpReply reply = tree.Answer(request);
       if (request.target.rfind(kFirmware + "?$expand", 0) == 0) {
-        reply.body = R"({"@odata.id":"x","Members@odata.count":2,"Members":[)" + members + "]}";
+        reply.body = R"({"@odata.id":"x","Members@odata.count":2,)" + members + "}";
       }
       return reply;
     });
@@ -178,6 +181,26 @@ TEST(ReaderService, ReadsAloneWhatWasNotExpanded) {
     ASSERT_EQ(inventory.firmware.size(), 2U);
     EXPECT_EQ(inventory.firmware[0].version, "1");
   }
+}
+
+TEST(ReaderService, AnExpansionThatClosesItsConnectionIsNotTheEndOfTheService) {
+  RedfishTree tree;
+  std::string root = R"({"@odata.id":"/redfish/v1/","RedfishVersion":"1.9.0","ProtocolFeaturesSupported":)"
+                     R"({"ExpandQuery":{"NoLinks":true}})";
+  for (const char* const list : {"Systems", "Managers", "Chassis", "Fabrics", "Cables", "Storage"}) {
+    const std::string path = std::string("/redfish/v1/") + list;
+    root += ",\"" + std::string(list) + R"(":{"@odata.id":")" + path + "\"}";
+    tree.PutCollection(path, {});
+  }
+  tree.Put(kRoot, root + "}");
+  tree.Server().OnAnythingElse([&](const HttpRequest& request) {
+    HttpReply reply = tree.Answer(request);
+    if (request.target.find("$expand") != std::string::npos) {
+      reply.cutAfter = 0;
+    }
+    return reply;
+  });
+  EXPECT_EQ(InventoryReader(tree.Target()).Read().ResultOf(Family::Components).status, FamilyStatus::Absent);
 }
 
 TEST(ReaderService, ReadsPastAByteOrderMarkASlashAndACutResponse) {

@@ -209,7 +209,7 @@ void Fetcher::Handle(Rest::TransferResult& result) {
   }
   slowest_ = result.timedOut ? slowest_ : std::max(slowest_, result.seconds);
   if (result.cause != FailureCause::None) {
-    NoteSilence(result);
+    NoteSilence(result, lost);
   } else {
     answered_ = true;
     silences_ = 0;
@@ -224,13 +224,16 @@ void Fetcher::Handle(Rest::TransferResult& result) {
   Deliver(job, result);
 }
 
-void Fetcher::NoteSilence(const Rest::TransferResult& result) {
+void Fetcher::NoteSilence(const Rest::TransferResult& result, bool lost) {
   if (result.silent) {
     return;  // of the connection, not yet of the service
   }
   if (LacksConnection(result) && connections_ > 1) {
     --connections_;
     return;
+  }
+  if (lost) {
+    return;  // the same: the request is sent over another one
   }
   ++silences_;
   if (result.cause == FailureCause::TooLarge) {

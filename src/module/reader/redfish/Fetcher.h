@@ -92,7 +92,7 @@ class Fetcher {
   bool HasTimeForSession() const;
   bool TryAfterPause(Job& job, const Rest::TransferResult& result);
   bool TryRedirect(Job& job, const Rest::TransferResult& result);
-  void NoteSilence(const Rest::TransferResult& result);
+  void NoteSilence(const Rest::TransferResult& result, bool lost);
   void Deliver(Job& job, Rest::TransferResult& result);
   void DropAll();
   Rest::TransferResult Perform(Rest::TransferRequest request, std::chrono::milliseconds grace);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include <arpa/inet.h>
@@ -213,9 +214,9 @@ void FinishNetwork(Collected& from) {
       interfaces.begin(), interfaces.end(),
       [](const NetworkInterface& left, const NetworkInterface& right) { return NaturalLess(left.id, right.id); });
   auto& services = from.inventory->network_services;
-  std::stable_sort(
-      services.begin(), services.end(),
-      [](const Model::NetworkService& left, const Model::NetworkService& right) { return left.name < right.name; });
+  std::sort(services.begin(), services.end(), [](const auto& left, const auto& right) {
+    return std::tie(left.name, left.enabled, left.port) < std::tie(right.name, right.enabled, right.port);
+  });
 }
 
 }  // namespace Kelvar::Reader

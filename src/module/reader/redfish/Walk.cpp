@@ -369,6 +369,9 @@ void Walk::TakeDocument(Node& node, JsonValue root) {
     return;
   }
   if (isCollection || (node.collection && !root["Id"] && !root["Name"])) {
+    if (node.expanded && Refetch(node, Reply())) {
+      return;
+    }
     Fail(node, FailureCause::BadData, "the collection has no members");
     return;
   }
@@ -411,7 +414,8 @@ void Walk::TakeMembers(Node& node, JsonValue collection) {
   const auto told = NumberAt(collection, "Members@odata.count");
   const auto given =
       std::count_if(members.begin(), members.end(), [](JsonValue member) { return !IsEmptyMember(member); });
-  const bool lacksSome = node.expanded && !paged && told && *told > static_cast<double>(given);
+  const bool mayLack = node.expanded && (!paged || given == 0);
+  const bool lacksSome = mayLack && told && *told > static_cast<double>(given);
   if (!lacksSome && DeferLog(node, members, collection)) {
     return;
   }
@@ -434,7 +438,8 @@ void Walk::TakeMember(const Node& collection, JsonValue member, std::size_t posi
     Node node;
     node.role = collection.role;
     const std::string name = member["Id"].String().value_or(member["MemberId"].String().value_or(""));
-    node.path = WithoutQuery(collection.path) + '/' + (name.empty() ? std::to_string(position) : name);
+    node.path = WithoutQuery(collection.path);
+    node.path += (node.path.ends_with('/') ? "" : "/") + (name.empty() ? std::to_string(position) : name);
     node.id = IdOf(node.path);
     node.above = collection.id;
     node.families = collection.families;
