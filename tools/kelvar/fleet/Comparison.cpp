@@ -61,13 +61,13 @@ std::vector<const Record*> Match(const Unmatched& before, Unmatched& after) {
   return matches;
 }
 
-Records WithoutManagerNames(Records records) {
+/// Without the fields that depend on what else was read: host names of managers, and components of firmware.
+Records WithCertainFields(Records records) {
   for (Record& record : records) {
-    if (ValueOf(record, "kind") == "manager") {
-      record.erase(
-          std::remove_if(record.begin(), record.end(), [](const auto& one) { return one.first == "host_name"; }),
-          record.end());
-    }
+    const bool manager = ValueOf(record, "kind") == "manager";
+    std::erase_if(record, [manager](const auto& one) {
+      return one.first == "component" || (manager && one.first == "host_name");
+    });
   }
   return records;
 }
@@ -152,11 +152,11 @@ std::vector<Difference> Comparison::Compare(const StoredReport& now) const {
       differences.push_back({Difference::Kind::Unread, now.target, what, "", "", "", part.status});
     } else if (before == former->second.parts.end() || before->second.status != complete) {
       differences.push_back({Difference::Kind::Unread, now.target, what, "", "", "", "not in the earlier run"});
-    } else if (before->second.managerNames && part.managerNames) {
+    } else if (before->second.allFields && part.allFields) {
       PartComparison(now.target, what, differences).Compare(before->second.records, part.records);
     } else {
       PartComparison(now.target, what, differences)
-          .Compare(WithoutManagerNames(before->second.records), WithoutManagerNames(part.records));
+          .Compare(WithCertainFields(before->second.records), WithCertainFields(part.records));
     }
   }
   return differences;

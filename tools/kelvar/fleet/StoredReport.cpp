@@ -85,8 +85,10 @@ void ReadFamilies(const rapidjson::Value& document, const rapidjson::Value& fami
       AddRecords(*records, part);
     }
   }
-  if (const auto system = report.parts.find("system"); system != report.parts.end()) {
-    system->second.managerNames = IsRead(report, "network");
+  for (const auto& [what, teller] : {std::pair("system", "network"), std::pair("firmware", "components")}) {
+    if (const auto part = report.parts.find(what); part != report.parts.end()) {
+      part->second.allFields = IsRead(report, teller);
+    }
   }
 }
 

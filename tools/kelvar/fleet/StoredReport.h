@@ -17,7 +17,7 @@ struct StoredReport {
   struct Part {
     std::string status;
     std::vector<Record> records;  ///< none of sensors, logs and settings
-    bool managerNames = true;     ///< the reading also asked for what tells the host names of managers
+    bool allFields = true;        ///< the reading also asked for what tells managers' host names, firmware's components
   };
 
   std::string target;
