@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -18,10 +19,16 @@ Health HealthOf(const Text& word) {
                              : Health::Unknown;
 }
 
+/// As exact as a sensor is.
 std::string NumberText(double value) {
-  std::array<char, 40> digits{};
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-  return {digits.data(), end.ptr};
+  constexpr int kPrecision = 7;
+  constexpr double kLarge = 1e7;
+  std::array<char, 400> digits{};  // of any double
+  char* const end = digits.data() + digits.size();
+  const auto written = std::abs(value) < kLarge
+                           ? std::to_chars(digits.data(), end, value, std::chars_format::general, kPrecision)
+                           : std::to_chars(digits.data(), end, value, std::chars_format::fixed, 0);
+  return {digits.data(), written.ptr};
 }
 
 /// A unit as people write it, after a blank; empty without one.
@@ -29,11 +36,26 @@ Text UnitText(const Text& ucum) {
   if (ucum.empty()) {
     return "";
   }
-  return ' ' + (ucum == "{rev}/min" ? "rpm" : ucum == "Cel" ? "°C" : ucum);
+  return ' ' + (ucum == "{rev}/min" ? "rpm" : ucum == "Cel" ? "°C" : ucum == "[degF]" ? "°F" : ucum);
 }
 
 const Text& NameFor(const Text& name, const Text& id) {
   return name.empty() ? id : name;
+}
+
+/// What the target says of a health, with its own words where it has some.
+template <typename Record>
+Text HealthTextOf(const Record& record) {
+  return "health " + record.health + (record.health_text.empty() ? "" : " (" + record.health_text + ")");
+}
+
+/// What is asserted says more than the health that follows from it.
+Text StateTextOf(const Sensor& sensor) {
+  Text text;
+  for (const Text& state : sensor.states) {
+    text += (text.empty() ? "" : ", ") + state;
+  }
+  return text.empty() ? HealthTextOf(sensor) : text;
 }
 
 struct Bound {
@@ -78,7 +100,7 @@ class Judgement {
   template <typename Record>
   void AddState(const char* family, const Record& record) {
     if (record.state != "absent") {
-      Add(HealthOf(record.health), family, record.id, NameFor(record.name, record.id) + ": health " + record.health);
+      Add(HealthOf(record.health), family, record.id, NameFor(record.name, record.id) + ": " + HealthTextOf(record));
     }
   }
 
@@ -87,7 +109,7 @@ class Judgement {
     const Bound* const crossed = Crossed(sensor);
     const Text name = NameFor(sensor.name, sensor.id);
     if (crossed == nullptr) {
-      Add(health, "sensors", sensor.id, name + ": health " + sensor.health);
+      Add(health, "sensors", sensor.id, name + ": " + StateTextOf(sensor));
       return;
     }
     Add(health, "sensors", sensor.id,

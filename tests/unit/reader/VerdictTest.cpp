@@ -37,6 +37,36 @@ TEST(Verdict, SensorsAreJudgedByTheirBounds) {
   EXPECT_EQ(Judge(inventory).health, Health::Warning);
 }
 
+TEST(Verdict, ReasonsSayWhatIsWrong) {
+  Inventory inventory = ReadInventory();
+  Sensor supply;
+  supply.name = "PS1";
+  supply.health = "critical";
+  supply.states = {"presence detected", "power supply failure detected"};
+  Sensor warm;
+  warm.name = "Inlet";
+  warm.unit = "Cel";
+  warm.reading = 24.600000381469727;
+  warm.upper_caution = 1.2100000000000002;
+  Sensor energy;
+  energy.name = "Meter";
+  energy.reading = 123456789;
+  energy.upper_caution = 1e6;
+  inventory.sensors = {supply, warm, energy};
+  System system;
+  system.name = "Host";
+  system.health = "critical";
+  system.health_text = "fan fault";
+  inventory.systems = {system};
+  std::string text;
+  for (const VerdictReason& reason : Judge(inventory).reasons) {
+    text += reason.text + '\n';
+  }
+  EXPECT_EQ(text,
+            "Host: health critical (fan fault)\nPS1: presence detected, power supply failure detected\n"
+            "Inlet 24.6 °C, above 1.21\nMeter 123456789, above 1000000\n");
+}
+
 TEST(Verdict, TheWorstReasonStandsFirst) {
   Inventory inventory = ReadInventory();
   inventory.ResultOf(Family::Logs) = {FamilyStatus::Partial, FailureCause::Deadline, "late"};

@@ -23,7 +23,8 @@ struct UnitRow {
   const char* shown;
 };
 
-constexpr UnitRow kUnits[] = {{"Cel", "°C"}, {"{rev}/min", "rpm"}, {"m3/h", "m³/h"}, {"L/min", "L/min"}};
+constexpr UnitRow kUnits[] = {
+    {"Cel", "°C"}, {"[degF]", "°F"}, {"{rev}/min", "rpm"}, {"m3/h", "m³/h"}, {"L/min", "L/min"}};
 
 std::string LevelText(const std::optional<double>& lower, const std::optional<double>& upper) {
   if (lower && upper) {
@@ -77,7 +78,7 @@ std::string ReadingText(const Model::Sensor& sensor) {
   for (const std::string& state : sensor.states) {
     states += (states.empty() ? "" : ", ") + Text::EscapeControl(state);
   }
-  return states;
+  return states.empty() && sensor.state != "enabled" ? Text::EscapeControl(sensor.state) : states;
 }
 
 std::string LimitsText(const Model::Sensor& sensor) {

@@ -15,7 +15,8 @@ std::string UnitText(const std::string& ucum);
 /// A number with at most four decimals, without trailing zeros; empty when absent.
 std::string NumberText(const std::optional<double>& number);
 
-/// "34.5 °C"; without a reading what is asserted, such as "power supply failure"; empty when there is neither.
+/// "34.5 °C"; without a reading what is asserted, such as "power supply failure", or else why there is none, such as
+/// "absent".
 std::string ReadingText(const Model::Sensor& sensor);
 
 /// Lower and upper limits from caution to fatal: "5..43 | 46 | 50"; a level that is absent is shown as "-" between
