@@ -83,6 +83,22 @@ TEST(ReaderService, FindsSessionsByTheirService) {
   }
 }
 
+TEST(ReaderService, LeavesTheSessionsOfOthersOpen) {
+  RedfishTree tree({.namesSession = false, .takesBasic = false});
+  PutFirmware(tree, 1);
+  {
+    InventoryReaderOptions options;
+    options.keep_session = true;
+    InventoryReader other(tree.Target(), options);
+    EXPECT_EQ(other.Read({Family::Firmware}).firmware.size(), 1U);
+    EXPECT_EQ(ReadFirmware(tree.Target()).firmware.size(), 1U);
+    EXPECT_EQ(tree.Count("DELETE"), 0) << "it cannot know which of the two is its own";
+    EXPECT_EQ(other.Read({Family::Firmware}).firmware.size(), 1U);
+    EXPECT_EQ(tree.Logins(), 2);
+  }
+  EXPECT_EQ(tree.OpenSessions(), 1);
+}
+
 TEST(ReaderService, KeepsASessionBetweenReadingsAndClosesItAtTheEnd) {
   for (const int forgetAfter : {0, 17}) {
     RedfishTree tree({.forgetAfter = forgetAfter, .takesBasic = false});
