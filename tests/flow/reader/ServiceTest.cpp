@@ -349,6 +349,9 @@ TEST(ReaderService, LinksLeadNowhereElseAndNotInCircles) {
   const Inventory inventory = reader.Read({Family::Firmware});
   EXPECT_EQ(inventory.firmware.size(), 1U);
   EXPECT_EQ(tree.Count("GET"), 5);  // root, service, collection, its second page, the firmware
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Partial);
+  tree.Put(kRoot, R"({"RedfishVersion":"1.0.0","UpdateService":{"@odata.id":"https://192.0.2.1/redfish/v1/x"}})");
+  EXPECT_EQ(reader.Read({Family::Firmware}).ResultOf(Family::Firmware).status, FamilyStatus::Failed);
 }
 
 TEST(ReaderService, APartOfADocumentIsNotAskedForBesideIt) {

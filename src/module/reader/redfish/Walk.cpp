@@ -189,9 +189,7 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
   }
   auto link = ParseLink(text, Origin());
   if (!link) {
-    DiagnosticsRecorder::AddGap(GapKind::Unusable, FailureCause::BadData, from.path,
-                                "a link leads away from the service: " + text);
-    KELVAR_LOG(2) << "Skipped a link that is none on the target: " << Text::EscapeControl(text);
+    NoteAway(from, text, families);
     return;
   }
   Node node = NodeAt(std::move(*link), from, role, families, position);
@@ -215,6 +213,16 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
     return;
   }
   Fetch(*entered);
+}
+
+/// A link that is none on the target: to another host there may be something, anything else is a mistake.
+void Walk::NoteAway(const Node& from, const std::string& text, FamilyMask families) {
+  constexpr std::size_t kMostShown = 200;
+  Node away;
+  away.path = from.path;
+  away.families = text.find("//") != std::string::npos ? families : 0;
+  Fail(away, FailureCause::BadData,
+       "a link leads away from the service: " + Text::EscapeControl(text.substr(0, kMostShown)));
 }
 
 Node Walk::NodeAt(Link link, const Node& from, Role role, FamilyMask families, std::size_t position) {

@@ -143,6 +143,7 @@ class Walk {
     std::vector<std::string> batch;  ///< requested last
   };
 
+  void NoteAway(const Node& from, const std::string& text, FamilyMask families);
   static Node NodeAt(Link link, const Node& from, Role role, FamilyMask families, std::size_t position);
   Node* Enter(Node node);
   void FollowOne(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families,
