@@ -101,7 +101,10 @@ TEST(Terminal, IsNotNeeded) {
   EXPECT_THAT(lines.output, AllOf(HasSubstr("\"health\":\"critical\",\"reasons\":[{"), HasSubstr("\"health\":\"ok\""),
                                   HasSubstr("\"families\":{"), Not(HasSubstr("\"sensors\":["))));
   EXPECT_THAT(RunTool({"health", "demo:", "demo:ipmi", "--format", "json"}).output, HasSubstr("}\n,\n{"));
-  EXPECT_EQ(RunTool({"health", "demo:", "--nagios", "--format", "json"}).exitCode, 3);
+  const CommandResult wrong = RunTool({"health", "demo:", "--nagios", "--format", "json"});
+  EXPECT_EQ(wrong.exitCode, 3);
+  EXPECT_THAT(wrong.output, HasSubstr("KELVAR UNKNOWN - wrong usage"));
+  EXPECT_EQ(RunTool({"-q", "redfish://admin@127.0.0.1:9", "system"}).errors, "");
   const CommandResult all = RunTool({"demo:"});
   EXPECT_THAT(all.output, HasSubstr("\nnetwork\n"));
   EXPECT_GT(WidestLine(all.output), 80U) << "nothing is left out";

@@ -160,7 +160,11 @@ int Check(int argc, const char* const* argv, bool plugin) {
   HealthOptions options;
   DeclareHealth(app, options);
   if (const std::optional<int> over = Parse(app, argc, argv)) {
-    return plugin && *over != 0 ? kPluginUnknown : *over;
+    if (plugin && *over != 0) {
+      std::printf("%s", PluginErrorText("wrong usage, see standard error").c_str());
+      return kPluginUnknown;
+    }
+    return *over;
   }
   return Show(options);
 }

@@ -80,12 +80,15 @@ void Explain(const Report& report) {
   }
 }
 
-/// One line for each operation that is not complete; tables have it already.
+/// One line for the target, or for each operation that is not complete; tables have the latter already.
 void ShowReasons(const Report& report, const Options& options) {
+  if (options.quiet) {
+    return;
+  }
   if (!report.error.empty()) {
     Complain(report.error);
   }
-  if (options.quiet || options.format == "table") {
+  if (options.format == "table") {
     return;
   }
   if (report.inventory) {
