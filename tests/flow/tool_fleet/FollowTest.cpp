@@ -10,8 +10,11 @@
 #include <unistd.h>
 
 #include "flow/tool/ToolRun.h"
+#include "support/BmcSim.h"
+#include "support/ForeignIpmi.h"
 #include "support/ScriptedHttpServer.h"
 #include "support/TestPlaces.h"
+#include "support/UdpRelay.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -112,6 +115,27 @@ TEST(OneTarget, ClosesItsSessionWhenInterrupted) {
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
   EXPECT_EQ(CountOf(server, "POST"), 1);
   EXPECT_EQ(CountOf(server, "DELETE"), 1);
+}
+
+TEST(OneTarget, ClosesItsSessionWhenAnOperationIsInterrupted) {
+  const BmcSim sim("full", {"--serve", "ipmi"});
+  const UdpRelay relay(sim.Port("ipmi"), MakeWeather({.service = std::chrono::milliseconds(20)}));
+  const std::string target = "ipmi://admin@127.0.0.1:" + relay.PortText();
+  const pid_t child = fork();
+  if (child == 0) {
+    setenv("KELVAR_PASSWORD", "kelvar-demo", 1);
+    execl(kToolProgram, kToolProgram, "operation", target.c_str(), "-q", nullptr);
+    _exit(127);
+  }
+  constexpr std::size_t kInSession = 8;
+  for (int tries = 0; tries < 6000 && relay.FromClient() < kInSession; ++tries) {
+    usleep(10'000);
+  }
+  kill(child, SIGINT);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+  EXPECT_THAT(RunIpmiTool(sim, {"session", "info", "active"}).output, HasSubstr("active sessions               : 1\n"));
 }
 
 TEST(Follow, EndsWhenNobodyReadsAnyMore) {

@@ -12,7 +12,12 @@ constexpr int kSignals[] = {SIGINT, SIGTERM};
 
 volatile std::sig_atomic_t caught = 0;
 
+/// A second signal ends the program at once.
 void Note(int signal) {
+  if (caught != 0) {
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+  }
   caught = signal;
 }
 

@@ -135,22 +135,21 @@ class WaitLine {
 /// deadline.
 bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options, InventoryReader* reader) {
   WorkerPool pool({1, PatienceOf(options), 1});
-  std::optional<Interruption> interruption;
-  if (reader != nullptr) {  // fixed operations cannot be cancelled
-    interruption.emplace();
-  }
+  Interruption interruption;
   pool.Submit(reading);
   WaitLine line(!options.quiet);
   const bool ended = pool.Finish([&] {
     line.Show(*reading);
-    if (interruption && interruption->Pending()) {
+    if (interruption.Pending() && reader != nullptr) {
       reader->Cancel();
-      interruption->EndWhenOverdue();
+    } else if (interruption.Pending()) {
+      reading->Stop();  // an operation cannot be cancelled, but most are short
     }
+    interruption.EndWhenOverdue();
   });
   line.Clear();
-  if (interruption && interruption->Pending()) {
-    interruption->EndBySignal();
+  if (interruption.Pending()) {
+    interruption.EndBySignal();
   }
   return ended;
 }

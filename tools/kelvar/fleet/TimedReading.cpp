@@ -48,6 +48,11 @@ bool TimedReading::Take(const OperationResult& result) {
   return !late_;
 }
 
+void TimedReading::Stop() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  late_ = true;
+}
+
 void TimedReading::NoteBegin(const Operation& operation, std::size_t position, std::size_t count) {
   const std::lock_guard<std::mutex> lock(mutex_);
   current_ = fmt::format("{} ({} of {})", operation.name, position, count);

@@ -19,6 +19,9 @@ class TimedReading : public WorkerPool::Task {
   void Done() final;
   void OnDeadline() final;
 
+  /// Fixed operations: none is begun any more. Any thread.
+  void Stop();
+
   /// What is being waited for, for people, such as "sensors (3 of 14), 97 s left". Any thread.
   std::string WaitingFor() const;
 
