@@ -28,7 +28,7 @@ constexpr std::array<KindRow, 6> kByPath = {{
 constexpr KindRow kByManager{"managers/", "bmc"};
 
 // Whole words of the name or the last segment of the path. The first row that fits counts.
-constexpr std::array<KindRow, 29> kByWord = {{
+constexpr std::array<KindRow, 30> kByWord = {{
     {"driver", "driver"},
     {"cpld", "cpld"},
     {"fpga", "cpld"},
@@ -46,6 +46,7 @@ constexpr std::array<KindRow, 29> kByWord = {{
     {"gpu", "gpu"},
     {"drive", "drive"},
     {"ssd", "drive"},
+    {"nvme", "drive"},
     {"hdd", "drive"},
     {"disk", "drive"},
     {"bmc", "bmc"},

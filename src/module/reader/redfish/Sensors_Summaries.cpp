@@ -113,7 +113,8 @@ void FinishSummaries(Collected& from) {
   Health worst = WorstOfAll(*from.inventory);
   for (Collected::Summary& summary : from.summaries) {
     const Health told = HealthOfWord(summary.health);
-    if (told <= worst) {
+    const auto isSame = [&](const Sensor& sensor) { return sensor.id == summary.id; };  // a link has led there
+    if (told <= worst || std::any_of(sensors.begin(), sensors.end(), isSame)) {
       continue;
     }
     worst = told;
