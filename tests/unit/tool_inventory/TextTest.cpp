@@ -18,6 +18,19 @@ TEST(DisplayText, LimitsNameEveryLevel) {
   EXPECT_EQ(LimitsText(sensor), "5..43 | 46 | 50.25");
 }
 
+TEST(DisplayText, AReadingThatIsNotThereSaysWhy) {
+  Model::Sensor sensor;
+  sensor.state = "enabled";
+  EXPECT_EQ(ReadingText(sensor), "");
+  sensor.state = "disabled";
+  EXPECT_EQ(ReadingText(sensor), "disabled");
+  sensor.states = {"presence detected", "predictive failure"};
+  EXPECT_EQ(ReadingText(sensor), "presence detected, predictive failure");
+  sensor.reading = 75.5;
+  sensor.unit = "[degF]";
+  EXPECT_EQ(ReadingText(sensor), "75.5 °F");
+}
+
 TEST(DisplayText, NumbersLoseNothingThatMatters) {
   EXPECT_EQ(NumberText(0.0), "0");
   EXPECT_EQ(NumberText(-0.00001), "0");

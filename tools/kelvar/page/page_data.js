@@ -103,7 +103,7 @@ function table(caption, heads, rows) {
       make("tbody", {}, ...rows)));
 }
 
-const unitNames = { Cel: "°C", "{rev}/min": "rpm" };
+const unitNames = { Cel: "°C", "[degF]": "°F", "{rev}/min": "rpm" };
 
 function readingText(sensor) {
   if (sensor.reading === undefined) {

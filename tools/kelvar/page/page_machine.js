@@ -102,7 +102,8 @@ function sensorsView(sensors, healths) {
         make("td", { class: "number" }, readingText(sensor)),
         make("td", {}, sensorBar(sensor)),
         make("td", { class: "secondary nowrap" }, limitsText(sensor)),
-        make("td", {}, sensor.state === "absent" ? "absent" : health === "unknown" ? "" : badge(health))));
+        make("td", {}, sensor.state !== "absent" && health !== "unknown" ? badge(health)
+          : sensor.state === "enabled" ? "" : sensor.state ?? "")));
     return table(titled(kind), ["Name", { text: "Reading", class: "number" }, "Between its limits",
       { text: "Limits", class: "secondary" }, "Health"], rows);
   });
