@@ -39,6 +39,9 @@ void Report(const std::string& line) {
 }
 
 void Wait(unsigned milliseconds) {
+  if (milliseconds == 0) {
+    return;  // even a pause of 0 takes a switch to another thread and back
+  }
   const timespec pause{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
   nanosleep(&pause, nullptr);
 }
