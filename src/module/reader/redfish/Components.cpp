@@ -66,7 +66,7 @@ Component Describe(const std::string& id, const char* kind, JsonValue json) {
   const auto places = json["Location"].Elements();  // a list in former versions
   const JsonValue place = places.empty() ? json["Location"] : places.front();
   for (const std::string& location : {TextAt(place, "PartLocation/ServiceLabel"), TextAt(place, "Info"), PlaceAt(place),
-                                      PlaceAt(json["PhysicalLocation"])}) {
+                                      PlaceAt(json["PhysicalLocation"]), PlaceAt(json["Slot"]["Location"])}) {
     FillOne(component.location, location);
   }
   TakeStatus(component, json);
@@ -105,6 +105,15 @@ void DescribeMemory(Component& component, JsonValue json) {
   component.media = Lower(TextAt(json, "MemoryDeviceType"));
 }
 
+/// Health that another property than Status tells.
+void Worsen(Component& component, const std::string& health, const std::string& why) {
+  const bool isWorse = component.health != "critical" && component.health != health;
+  if (isWorse && component.state != "absent") {
+    component.health = health;
+    FillOne(component.health_text, why);
+  }
+}
+
 void DescribeDrive(Component& component, JsonValue json) {
   constexpr double kMegabitsPerGigabit = 1000;
   component.capacity_bytes = Bytes(PositiveAt(json, "CapacityBytes"));
@@ -112,10 +121,11 @@ void DescribeDrive(Component& component, JsonValue json) {
   if (lifeLeft && *lifeLeft >= 0 && *lifeLeft <= 100) {  // 255 is what some say of hard disks
     component.predicted_life_left_percent = lifeLeft;
   }
-  if (BoolAt(json, "FailurePredicted").value_or(false) && component.state != "absent" &&
-      (component.health.empty() || component.health == "ok")) {
-    component.health = "warning";
-    FillOne(component.health_text, std::string("failure predicted"));
+  const std::string indicator = WordAt(json, "StatusIndicator");
+  if (indicator == "fail") {
+    Worsen(component, "critical", "failed");
+  } else if (indicator == "predictive_failure_analysis" || BoolAt(json, "FailurePredicted").value_or(false)) {
+    Worsen(component, "warning", "failure predicted");
   }
   component.speed_mbps =
       Scaled(FirstOf(PositiveAt(json, "NegotiatedSpeedGbs"), PositiveAt(json, "CapableSpeedGbs")), kMegabitsPerGigabit);
@@ -133,8 +143,9 @@ void DescribeController(Component& component, JsonValue json) {
 
 void DescribeAdapter(Component& component, JsonValue json) {
   const auto controllers = json["Controllers"].Elements();
-  if (component.firmware_version.empty() && !controllers.empty()) {
-    component.firmware_version = TextAt(controllers.front(), "FirmwarePackageVersion");
+  if (!controllers.empty()) {
+    FillOne(component.firmware_version, TextAt(controllers.front(), "FirmwarePackageVersion"));
+    FillOne(component.location, PlaceAt(controllers.front()["Location"]));
   }
 }
 

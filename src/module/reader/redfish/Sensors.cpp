@@ -248,7 +248,7 @@ class Excerpts {
 
 void TakeSensor(Collected& to, const Node& node, JsonValue json) {
   const std::string type = TextAt(json, "@odata.type");
-  if (!type.empty() && type.find("Sensor.") == std::string::npos) {
+  if (!type.empty() && type.find("Sensor") == std::string::npos) {
     return;  // an excerpt may name something else as its source
   }
   Sensor sensor;
