@@ -59,14 +59,15 @@ std::unique_ptr<DeviceCalls> MakeLinuxDeviceCalls() {
 CONNECTIONSTATE SystemInterface::Open(const IpmiTimings& timings) {
   Close();
   timings_ = timings;
-  const CONNECTIONSTATE state = OpenDevice();
+  std::string why;
+  const CONNECTIONSTATE state = OpenDevice(why);
   const bool open = state == IPMICONNECTED;
-  RecordSetUp({open ? FailureCause::None : FailureCause::Unreachable,
-               open ? "local device open" : "the local device cannot be opened", 1, 0});
+  const std::string text = open ? "local device open" : "the local device cannot be opened: " + why;
+  RecordSetUp({open ? FailureCause::None : FailureCause::Unreachable, text, 1, 0});
   return state;
 }
 
-CONNECTIONSTATE SystemInterface::OpenDevice() {
+CONNECTIONSTATE SystemInterface::OpenDevice(std::string& why) {
   const std::string number = std::to_string(index_);
   for (const char* stem : {"/dev/ipmi", "/dev/ipmi/", "/dev/ipmidev/"}) {
     const std::string path = stem + number;
@@ -76,11 +77,13 @@ CONNECTIONSTATE SystemInterface::OpenDevice() {
       return IPMICONNECTED;
     }
     if (errno != ENOENT && errno != ENOTDIR) {
-      KELVAR_LOG(1) << "IPMI: cannot open " << path << ": " << std::strerror(errno);
+      why = path + ": " + std::strerror(errno);
+      KELVAR_LOG(1) << "IPMI: cannot open " << why;
       return IPMICONNECTFAIL;
     }
   }
-  KELVAR_LOG(1) << "IPMI: no device number " << number << "; is the driver ipmi_devintf loaded?";
+  why = "no device number " + number + "; is the driver ipmi_devintf loaded?";
+  KELVAR_LOG(1) << "IPMI: " << why;
   return IPMICONNECTFAIL;
 }
 

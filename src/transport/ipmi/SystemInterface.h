@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "transport/ipmi/IpmiTransport.h"
 
@@ -33,7 +34,8 @@ class SystemInterface : public IpmiTransport {
   u32 Transmissions() const override { return 1; }
 
  private:
-  CONNECTIONSTATE OpenDevice();
+  /// `why`: what went wrong, for people.
+  CONNECTIONSTATE OpenDevice(std::string& why);
   bool SendRequest(const ControllerAddress& to, const IPMICOMMAND& command);
   /// Takes the next message of the driver: 1 when it is the reply, 0 when it is another one, -1 when the device fails.
   int Receive(const IPMICOMMAND& command, std::vector<u8>& response, u8& completionCode);

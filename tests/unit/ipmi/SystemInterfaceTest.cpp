@@ -5,6 +5,7 @@
 #include <deque>
 #include <optional>
 
+#include <kelvar/Diagnostics.h>
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>
 
@@ -132,7 +133,12 @@ TEST_F(SystemInterface, NoDeviceOrNoPermissionIsAFailedConnect) {
   EXPECT_EQ(client_.connect(), IPMICONNECTFAIL);
   EXPECT_EQ(device_.opened.size(), 3U);
   device_.openError = EACCES;
-  EXPECT_EQ(client_.connect(), IPMICONNECTFAIL);
+  Diagnostics met;
+  {
+    const DiagnosticsScope scope(met);
+    EXPECT_EQ(client_.connect(), IPMICONNECTFAIL);
+  }
+  EXPECT_EQ(met.Detail(), "the local device cannot be opened: /dev/ipmi0: Permission denied");
   EXPECT_EQ(device_.opened.size(), 4U) << "the device is there: no other path is";
   EXPECT_NE(Send(), 0);
   EXPECT_EQ(completionCode_, 0xFF);
