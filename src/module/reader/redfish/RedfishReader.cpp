@@ -54,6 +54,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Root, "Storage", Role::Storage, ToCollection, kPartsAndSensors},
     {Role::Root, "Fabrics", Role::Fabric, ToCollection, kPartsAndSensors},
     {Role::Root, "Cables", Role::OtherPart, ToCollection, kParts},
+    {Role::Root, "ServiceConditions", Role::Conditions, ToOne, kSensors},
     {Role::Root, "PowerEquipment", Role::Equipment, ToOne, kPartsAndSensors},
     {Role::Root, "ThermalEquipment", Role::Equipment, ToOne, kPartsAndSensors},
 
@@ -173,7 +174,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
 constexpr bool HoldsParts(Role role) {
   constexpr auto kRoles =
       std::to_array<Role>({Role::System, Role::Chassis, Role::Storage, Role::Power, Role::Thermal, Role::PowerSubsystem,
-                           Role::ThermalSubsystem, Role::Fabric, Role::EquipmentUnit});
+                           Role::ThermalSubsystem, Role::Fabric, Role::EquipmentUnit, Role::Conditions});
   return std::find(kRoles.begin(), kRoles.end(), role) != kRoles.end();
 }
 

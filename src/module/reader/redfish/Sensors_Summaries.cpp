@@ -92,12 +92,12 @@ void DropFormerRedundancy(Collected& from) {
 
 void NoteSummaries(Collected& to, const Node& node, JsonValue json) {
   const std::string name = TextAt(json, "Name");
-  for (const char* const path : {"Status", "ProcessorSummary/Status", "MemorySummary/Status"}) {
-    const JsonValue status = At(json, path);
+  for (const std::string path : {"", "/Status", "/ProcessorSummary/Status", "/MemorySummary/Status"}) {
+    const JsonValue status = path.empty() ? json : At(json, path.substr(1));
     for (const char* const property : {"Health", "HealthRollup", "HealthRollUp"}) {
       const std::string word = Lower(TextAt(status, property));
       if (HealthOfWord(word) != Health::Unknown && WordAt(status, "State") != "absent") {
-        const std::string id = node.id + "#/" + path + '/' + property;
+        const std::string id = node.id + '#' + path + '/' + property;
         to.summaries.push_back({id, (name.empty() ? node.id : name) + ' ' + property, word});
       }
     }

@@ -115,6 +115,12 @@ Status StatusOf(JsonValue resource) {
   } else {
     status.healthText = word;
   }
+  for (const JsonValue condition : FirstOf(told["Conditions"], kMostDetails)) {
+    const bool isReason = status.health != "ok" && Lower(TextAt(condition, "Severity")) == status.health;
+    if (isReason && status.healthText.empty()) {
+      status.healthText = MessageAt(condition, "Message");
+    }
+  }
   return status;
 }
 

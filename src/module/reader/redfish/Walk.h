@@ -42,6 +42,7 @@ enum class Role : u8 {
   Fan,
   OtherPart,
   Fabric,
+  Conditions,
   Equipment,
   EquipmentUnit,
   Assembly,
