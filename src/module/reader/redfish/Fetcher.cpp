@@ -232,7 +232,7 @@ void Fetcher::NoteSilence(const Rest::TransferResult& result, bool lost) {
     --connections_;
     return;
   }
-  if (lost) {
+  if (lost && result.connected) {
     return;  // the same: the request is sent over another one
   }
   ++silences_;
