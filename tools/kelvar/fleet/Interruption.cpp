@@ -15,8 +15,8 @@ volatile std::sig_atomic_t caught = 0;
 /// A second signal ends the program at once.
 void Note(int signal) {
   if (caught != 0) {
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
+    (void)std::signal(signal, SIG_DFL);
+    (void)std::raise(signal);
   }
   caught = signal;
 }
@@ -45,7 +45,7 @@ Interruption::Interruption() {
 
 Interruption::~Interruption() {
   for (const int signal : kSignals) {
-    std::signal(signal, SIG_DFL);
+    (void)std::signal(signal, SIG_DFL);
   }
 }
 
@@ -56,8 +56,8 @@ bool Interruption::Pending() const {
 void Interruption::EndBySignal() const {
   constexpr int kSignalBase = 128;
   const int signal = caught;
-  std::signal(signal, SIG_DFL);
-  std::raise(signal);
+  (void)std::signal(signal, SIG_DFL);
+  (void)std::raise(signal);
   _exit(kSignalBase + signal);
 }
 
