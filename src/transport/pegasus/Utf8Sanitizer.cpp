@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdlib>
 #include <utility>
@@ -18,10 +19,18 @@ constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr std::string_view kCdataStart = "<![CDATA[";
 constexpr std::string_view kCdataEnd = "]]>";
 
-/// Whether it needs no look: neither odd nor the start of a reference or of a section.
+/// By byte, whether it needs no look: neither odd nor the start of a reference or of a section.
+constexpr auto kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (unsigned char byte = ' '; byte < 0x80; ++byte) {
+    plain[byte] = byte != '&' && byte != '<' && byte != ']';
+  }
+  plain['\n'] = plain['\r'] = plain['\t'] = true;
+  return plain;
+}();
+
 bool IsPlain(char c) noexcept {
-  const auto byte = static_cast<unsigned char>(c);
-  return (byte >= ' ' && byte < 0x80 && c != '&' && c != '<' && c != ']') || c == '\n' || c == '\r' || c == '\t';
+  return kPlain[static_cast<unsigned char>(c)];
 }
 
 /// Whether the parser takes the bytes as they are, and a section neither starts nor ends in them.
@@ -128,8 +137,7 @@ void Utf8Sanitizer::Repair(std::string_view bytes, bool last) {
     return;
   }
   while (!bytes.empty()) {
-    const std::size_t plain =
-        static_cast<std::size_t>(std::find_if_not(bytes.begin(), bytes.end(), IsPlain) - bytes.begin());
+    const std::size_t plain = PlainBytes(bytes);
     repaired_ += bytes.substr(0, plain);
     bytes.remove_prefix(plain);
     if (bytes.empty()) {
@@ -142,6 +150,18 @@ void Utf8Sanitizer::Repair(std::string_view bytes, bool last) {
     }
     bytes.remove_prefix(taken);
   }
+}
+
+std::size_t Utf8Sanitizer::PlainBytes(std::string_view bytes) const noexcept {
+  std::size_t i = 0;
+  for (; i < bytes.size(); ++i) {
+    const bool starts = bytes[i] == '<' && (i + 1 == bytes.size() || bytes[i + 1] == '!');
+    const bool isMark = bytes[i] == '<' || bytes[i] == ']';
+    if (!IsPlain(bytes[i]) && (inCdata_ || starts || !isMark)) {
+      break;
+    }
+  }
+  return i;
 }
 
 std::size_t Utf8Sanitizer::RepairOne(std::string_view bytes, bool last) {

@@ -24,6 +24,8 @@ class Utf8Sanitizer {
  private:
   bool DecideEncoding(bool last);
   void Repair(std::string_view bytes, bool last);
+  /// How many bytes at the beginning pass as they are, and neither start nor end a section.
+  std::size_t PlainBytes(std::string_view bytes) const noexcept;
   // Each takes what the bytes begin with and returns its size; 0 when more bytes must come first.
   std::size_t RepairOne(std::string_view bytes, bool last);
   std::size_t TakeMark(std::string_view bytes, std::string_view mark, bool opensCdata, bool last);
