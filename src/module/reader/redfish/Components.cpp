@@ -100,7 +100,7 @@ void DescribeProcessor(Component& component, JsonValue json) {
 }
 
 void DescribeMemory(Component& component, JsonValue json) {
-  component.capacity_bytes = Bytes(Scaled(PositiveAt(json, "CapacityMiB"), 1024.0 * 1024));
+  component.capacity_bytes = Bytes(Scaled(MebibytesAt(json, "CapacityMiB"), 1024.0 * 1024));
   component.speed_mhz = PositiveAt(json, "OperatingSpeedMhz");
   component.media = Lower(TextAt(json, "MemoryDeviceType"));
 }

@@ -62,6 +62,22 @@ std::optional<double> PositiveAt(JsonValue object, std::string_view path) {
   return number && *number > 0 ? number : std::nullopt;
 }
 
+std::optional<double> MebibytesAt(JsonValue object, std::string_view path) {
+  struct Unit {
+    std::string_view name;
+    double mebibytes;
+  };
+  constexpr std::array<Unit, 4> kUnits = {{{"mib", 1}, {"mb", 1}, {"gib", 1024}, {"gb", 1024}}};
+  const std::string text = Lower(TextAt(object, path));
+  for (const Unit& unit : kUnits) {
+    if (text.ends_with(unit.name)) {
+      const auto number = NumberOf(text.substr(0, text.size() - unit.name.size()));
+      return number && *number > 0 ? std::optional<double>(*number * unit.mebibytes) : std::nullopt;
+    }
+  }
+  return PositiveAt(object, path);
+}
+
 std::optional<bool> BoolAt(JsonValue object, std::string_view path) {
   const JsonValue value = At(object, path);
   const std::string word = Lower(value.String().value_or(""));

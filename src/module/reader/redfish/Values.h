@@ -25,6 +25,8 @@ std::string MessageAt(JsonValue object, std::string_view path);
 std::optional<double> NumberAt(JsonValue object, std::string_view path);
 /// Only one above 0.
 std::optional<double> PositiveAt(JsonValue object, std::string_view path);
+/// The same, of a size in MiB; some services write a unit after the number, which counts then.
+std::optional<double> MebibytesAt(JsonValue object, std::string_view path);
 std::optional<bool> BoolAt(JsonValue object, std::string_view path);
 std::optional<u32> CountAt(JsonValue object, std::string_view path);
 /// The "@odata.id" of the object at the path, or the text itself; empty without.
