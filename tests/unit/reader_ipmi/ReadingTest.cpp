@@ -69,6 +69,16 @@ TEST_F(ReadingTest, BoardAndChassisOfALocatedDeviceAreToldWhereTheirNumbersAreTh
   EXPECT_EQ(inventory.ResultOf(Family::Components).reason, "FRU device 4 (Unit): the board area has a wrong checksum");
 }
 
+TEST_F(ReadingTest, ASensorWithThresholdsAndNoNumberIsOfItsKind) {
+  Bytes record = SensorBytes(9, "Crossed or not");
+  record[20] = 0xC0;
+  bmc_.AddSDR(record);
+  bmc_.On(0x04, 0x2D, {9}, {Reply({0, 0xC0, 0xD0})});
+  const auto sensor = Read({Family::Sensors}).sensors.at(4);
+  EXPECT_EQ(sensor.kind + " " + sensor.unit + sensor.health, "temperature critical");
+  EXPECT_EQ(sensor.reading, std::nullopt);
+}
+
 TEST_F(ReadingTest, WithoutItsStatesASensorHasNoHealth) {
   bmc_.On(0x04, 0x2D, {1}, {Reply({41, 0xC0})});
   EXPECT_EQ(Read({Family::Sensors}).sensors.at(1).health, "");

@@ -109,9 +109,8 @@ class SensorReader {
       sensor_.name = std::string(type != nullptr ? type : "sensor") + " " + sensor_.id;
     }
     const bool numeric = record_.IsNumeric();
-    sensor_.kind = numeric                   ? NumericKind(record_.sensorType, record_.units)
-                   : record_.HasThresholds() ? "other"
-                                             : "discrete";
+    // One with thresholds alone, without a number, is still of its kind.
+    sensor_.kind = numeric || record_.HasThresholds() ? NumericKind(record_.sensorType, record_.units) : "discrete";
     sensor_.unit = numeric ? UnitText(record_.units) : std::string();
     sensor_.context = EntityKindOf(record_.entity.id).context;
     sensor_.parent = context_.ComponentOf(record_.entity);
