@@ -131,25 +131,37 @@ class WaitLine {
   bool any_ = false;
 };
 
-/// Carries the reading out; on a signal it ends early, and the program with it. False when it hangs beyond its
-/// deadline.
-bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options, InventoryReader* reader) {
+/// Fixed operations have one over IPMI alone.
+bool HasSession(const Options& options, const Target& target) {
+  return !options.operations || target.protocol == Protocol::Ipmi;
+}
+
+/// Carries the reading out; on a signal one with a session ends early, and the program with it. False when it hangs
+/// beyond its deadline.
+bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options, InventoryReader* reader,
+            bool hasSession) {
   WorkerPool pool({1, PatienceOf(options), 1});
-  Interruption interruption;
+  std::optional<Interruption> interruption;
+  if (hasSession) {
+    interruption.emplace();
+  }
   pool.Submit(reading);
   WaitLine line(!options.quiet);
   const bool ended = pool.Finish([&] {
     line.Show(*reading);
-    if (interruption.Pending() && reader != nullptr) {
+    if (!interruption || !interruption->Pending()) {
+      return;
+    }
+    if (reader != nullptr) {
       reader->Cancel();
-    } else if (interruption.Pending()) {
+    } else {
       reading->Stop();  // an operation cannot be cancelled, but most are short
     }
-    interruption.EndWhenOverdue();
+    interruption->EndWhenOverdue();
   });
   line.Clear();
-  if (interruption.Pending()) {
-    interruption.EndBySignal();
+  if (interruption && interruption->Pending()) {
+    interruption->EndBySignal();
   }
   return ended;
 }
@@ -173,9 +185,10 @@ int ReadSingleTarget(const Options& options) {
   if (!options.operations) {
     read.kept = &reader.emplace(target.info, ReaderOptionsFor(target, read));
   }
+  const bool hasSession = HasSession(options, target);
   const auto reading =
       std::make_shared<KeptReading>(std::move(target), std::move(partner), std::move(read), options.deadlineSeconds);
-  const bool ended = Finish(reading, options, reader ? &*reader : nullptr);
+  const bool ended = Finish(reading, options, reader ? &*reader : nullptr, hasSession);
   const Report& report = reading->Result();
   output.Write(DocumentOf(formatter, report));
   output.Finish();
