@@ -62,7 +62,7 @@ bool CommandPipeline::Take(std::span<u8> datagram) {
   return true;
 }
 
-void CommandPipeline::Answer(std::deque<UnderWay>::iterator answered, Reply reply) {
+void CommandPipeline::Answer(const std::deque<UnderWay>::iterator& answered, Reply reply) {
   QueuedCommand& queued = commands_[answered->index];
   const auto taken = channel_.Now() - answered->sentAt;
   if (answered->alone) {

@@ -28,7 +28,7 @@ class CommandPipeline {
 
   void SendNext();
   bool Take(std::span<u8> datagram);
-  void Answer(std::deque<UnderWay>::iterator answered, Reply reply);
+  void Answer(const std::deque<UnderWay>::iterator& answered, Reply reply);
   void Fall();
 
   UdpChannel& channel_;

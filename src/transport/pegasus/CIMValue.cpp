@@ -134,11 +134,13 @@ String CIMValue::toString() const {
   return String(std::string_view(text));
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type
 #define KELVAR_INSTANTIATE(T)                   \
   template CIMValue::CIMValue(const T&);        \
   template CIMValue::CIMValue(const Array<T>&); \
   template void CIMValue::get(T&) const;        \
   template void CIMValue::get(Array<T>&) const
+// NOLINTEND(bugprone-macro-parentheses)
 KELVAR_INSTANTIATE(Boolean);
 KELVAR_INSTANTIATE(Uint8);
 KELVAR_INSTANTIATE(Sint8);

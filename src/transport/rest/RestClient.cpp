@@ -54,7 +54,9 @@ void Append(HeaderList& list, const std::string& line) {
 HeaderList MakeHeaderList(const std::map<std::string, std::string>& headers, bool disableExpect) {
   HeaderList list;
   for (const auto& [key, value] : headers) {
-    std::string line = key + ": " + value;
+    std::string line;
+    line.reserve(key.size() + 2 + value.size());  // no second copy of a secret
+    line.append(key).append(": ").append(value);
     Append(list, line);
     Kelvar::Text::WipeText(line);
   }
