@@ -187,6 +187,21 @@ TEST(Areas, ALanguageThatTheTextsOfAnAreaDoNotKeepToIsNotBelieved) {
   EXPECT_EQ(ParseFru(device.Image()).board->manufacturer, "\u4E2D\u56FD");
 }
 
+TEST(Areas, ATextOfOneCharacterIsNotTheEndWhereMoreFieldsFollow) {
+  Device device;
+  const auto product = [&device](const Bytes& fields) {
+    device.product = Area(Joined({{0x19}, Field(3, "Tavrik"), Field(3, "RT140"), {0xC0}, fields}));
+    return *ParseFru(device.Image()).product;
+  };
+  EXPECT_EQ(product(Joined({Field(3, "2"), Field(3, "SERIAL"), {0xC0}})).version, "2");
+  EXPECT_EQ(product(Joined({Field(3, "2"), Field(3, "SERIAL"), {0xC0}})).serialNumber, "SERIAL");
+  EXPECT_EQ(product(Joined({Field(3, "2"), Field(3, "SERIAL"), Field(3, "7"), {0xC0}})).assetTag, "7");
+  EXPECT_EQ(product({}).version, "");
+  EXPECT_EQ(product(Joined({{0xC1}, Field(3, "garbage")})).version, "") << "no character";
+  EXPECT_EQ(product({0xC1, 'g', 'a', 'r', 'b'}).version, "") << "no fields";
+  EXPECT_EQ(product({0xC1, 'g', 0xC0, 0xC1, 0, 0x05}).version, "") << "no padding";
+}
+
 TEST(Areas, AFieldPastItsAreaEndsTheFields) {
   Device device;
   device.board = Area(Joined({{0, 0, 0, 0}, Field(3, "Tavrik"), {0xFF, 'x'}}));

@@ -38,6 +38,28 @@ bool EndProperly(Bytes fields) {
   return reader.Ok();
 }
 
+/// Some targets write a text of one character as such, which has the byte of the end of fields. `rest`, what follows
+/// that byte, tells: further fields up to an end, and nothing but padding after it.
+bool IsOneCharacter(Bytes rest) {
+  const auto isPrintable = [](u8 byte) { return byte > 0x20 && byte < 0x7F; };
+  ByteReader reader(rest);
+  bool end = true;
+  while (end) {
+    if (!isPrintable(reader.U8())) {
+      return false;
+    }
+    u8 typeLength = reader.U8();
+    while (reader.Ok() && typeLength != kEndOfFields) {
+      reader.Skip(typeLength & 0x3F);
+      typeLength = reader.U8();
+    }
+    ByteReader after = reader;
+    const Bytes padding = after.Rest();
+    end = reader.Ok() && std::any_of(padding.begin(), padding.end(), [](u8 byte) { return byte != 0; });
+  }
+  return reader.Ok();
+}
+
 /// All 8-bit texts of an area, joined; those of a few letters prove together what none proves alone.
 std::vector<u8> EightBitTexts(ByteReader fields) {
   std::vector<u8> joined;
@@ -68,7 +90,7 @@ class FieldReader {
     }
     const u8 typeLength = reader_.U8();
     const std::size_t length = typeLength & 0x3F;
-    if (typeLength == kEndOfFields) {
+    if (typeLength == kEndOfFields && (custom_ || !IsOneCharacter(ByteReader(reader_).Rest()))) {
       ended_ = true;
       return {};
     }
@@ -83,8 +105,10 @@ class FieldReader {
     return WithoutPlaceholder(DecodeFruText(TextTypeOf(typeLength), bytes, english));
   }
 
+  /// The custom fields.
   std::vector<std::string> Rest() {
     std::vector<std::string> fields;
+    custom_ = true;
     while (true) {
       std::string field = Next();
       if (ended_) {
@@ -102,6 +126,7 @@ class FieldReader {
   const char* area_;
   Faults& faults_;
   bool ended_ = false;
+  bool custom_ = false;  ///< after the fields that the area always has
 };
 
 /// An area of a device.
