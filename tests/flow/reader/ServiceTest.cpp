@@ -229,7 +229,7 @@ TEST(ReaderService, ReadsPastAByteOrderMarkASlashAndACutResponse) {
     HttpReply reply = tree.Answer(request);
     if (request.target == "/redfish/v1/") {
       reply = HttpReply(308, "");
-      reply.headers = {{"Location", kRoot}};
+      reply.headers = {{"Location", "http://127.0.0.1:" + std::to_string(tree.Target().Port) + kRoot}};
     } else if (request.target == "/redfish/v1/SessionService/Sessions" && request.method == "POST") {
       reply = HttpReply(308, "");
       reply.headers = {{"Location", request.target + '/'}};

@@ -341,7 +341,9 @@ bool Fetcher::TryAfterPause(Job& job, const Rest::TransferResult& result) {
 }
 
 bool Fetcher::TryRedirect(Job& job, const Rest::TransferResult& result) {
-  const auto link = ParseLink(result.location, origin_);
+  // A service behind a proxy that has its TLS may not know that it is asked over TLS.
+  const bool isPlain = result.location.starts_with("http://");
+  const auto link = ParseLink(isPlain ? "https" + result.location.substr(4) : result.location, origin_);
   if (!link || link->path == job.path || ++job.redirects > kMaxRedirects) {
     return false;
   }
