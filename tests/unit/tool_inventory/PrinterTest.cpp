@@ -52,6 +52,7 @@ TEST(InventoryCsv, HasALineARecordAndAColumnAKey) {
   const auto columns = CsvColumns({Model::Family::Firmware}, {"family", "name", "version"});
   EXPECT_EQ(CsvHead(columns), "family,name,version\r\n");
   EXPECT_THAT(CsvText(report, columns), HasSubstr("firmware,\"'=BIOS, \"\"A\"\"\",U30 v2.44 (01/2026)\r\n"));
+  EXPECT_THAT(CsvText(report, {"name", "version"}), Not(HasSubstr("\n,\r\n,\r\n"))) << "the log entry has a line alone";
   const auto all = CsvColumns(report.families, {});
   EXPECT_THAT(CsvText(report, all), HasSubstr(",logs,partial,one log failed,"));
   EXPECT_THAT(CsvText(report, all), HasSubstr("192.0.2.7/24"));

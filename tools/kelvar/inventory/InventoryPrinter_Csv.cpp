@@ -20,6 +20,12 @@ std::string Line(const FlatRecord& fields, const std::vector<std::string>& colum
   return line + "\r\n";
 }
 
+/// A line without a record; none where no column has anything to say of it.
+std::string StatusLine(const FlatRecord& fields, const std::vector<std::string>& columns) {
+  std::string line = Line(fields, columns);
+  return line.find_first_not_of(",\r\n") == std::string::npos ? std::string() : line;
+}
+
 void AddNew(std::vector<std::string>& names, const std::string& name) {
   if (std::find(names.begin(), names.end(), name) == names.end()) {
     names.push_back(name);
@@ -68,7 +74,7 @@ std::string CsvHead(const std::vector<std::string>& columns) {
 std::string CsvText(const InventoryReport& report, const std::vector<std::string>& columns) {
   std::string text;
   if (!report.error.empty()) {
-    text += Line({{"target", report.target}, {"status", NameOf(report.code)}, {"reason", report.error}}, columns);
+    text += StatusLine({{"target", report.target}, {"status", NameOf(report.code)}, {"reason", report.error}}, columns);
   }
   for (const Model::Family family : report.families) {
     const Model::FamilyResult& result = report.inventory.ResultOf(family);
@@ -77,7 +83,7 @@ std::string CsvText(const InventoryReport& report, const std::vector<std::string
     if (result.status != Model::FamilyStatus::Complete) {
       FlatRecord status = place;
       status.emplace_back("reason", result.reason);
-      text += Line(status, columns);
+      text += StatusLine(status, columns);
     }
     VisitRecords(report.inventory, family, [&](const auto& records) {
       for (const auto& record : records) {
