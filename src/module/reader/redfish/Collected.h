@@ -61,6 +61,7 @@ struct Collected {
   std::vector<Part> parts;
   std::vector<Reading> readings;
   std::vector<Summary> summaries;
+  Model::Health worstAbsent = Model::Health::Unknown;  ///< told of what is not there, which some services sum up, too
   std::vector<Entry> entries;
   std::map<std::string, Ports> ports;              ///< by the adapter's id in lower case
   std::map<std::string, std::string> places;       ///< what may hold something: id in lower case -> id
@@ -111,6 +112,7 @@ void TakePowerReadings(Collected& to, const Node& node, JsonValue json);
 /// Groups of parts that replace each other: discrete sensors.
 void TakeRedundancy(Collected& to, const Node& node, JsonValue json);
 void NoteSummaries(Collected& to, const Node& node, JsonValue json);
+void NoteAbsent(Collected& to, JsonValue json);
 /// Excerpts of sensors. Returns where those are that are shown in full elsewhere.
 std::vector<std::string> TakeExcerpts(Collected& to, const Node& node, JsonValue json);
 /// What a LED is on. Without a parent it belongs to the nearest place above its id.

@@ -48,6 +48,11 @@ Health WorstOfAll(const Model::Inventory& inventory) {
   return worst;
 }
 
+Health HealthOfAbsent(JsonValue resource) {
+  const JsonValue status = resource["Status"];
+  return WordAt(status, "State") == "absent" ? HealthOfWord(Lower(TextAt(status, "Health"))) : Health::Unknown;
+}
+
 /// What is deeper in the tree knows best what is wrong.
 bool IsDeeper(const Collected::Summary& left, const Collected::Summary& right) {
   const auto depth = [](const std::string& id) { return std::count(id.begin(), id.end(), '/'); };
@@ -90,6 +95,15 @@ void DropFormerRedundancy(Collected& from) {
   from.readings.erase(std::remove_if(from.readings.begin(), from.readings.end(), isDouble), from.readings.end());
 }
 
+void NoteAbsent(Collected& to, JsonValue json) {
+  to.worstAbsent = std::max(to.worstAbsent, HealthOfAbsent(json));
+  for (const char* const list : {"PowerSupplies", "Fans", "Temperatures", "Voltages", "Slots", "Devices"}) {
+    for (const JsonValue row : FirstOf(json[list], Collected::kMostRows)) {
+      to.worstAbsent = std::max(to.worstAbsent, HealthOfAbsent(row));
+    }
+  }
+}
+
 void NoteSummaries(Collected& to, const Node& node, JsonValue json) {
   const std::string name = TextAt(json, "Name");
   for (const std::string path : {"", "/Status", "/ProcessorSummary/Status", "/MemorySummary/Status"}) {
@@ -110,7 +124,7 @@ void FinishSummaries(Collected& from) {
   }
   auto& sensors = from.inventory->sensors;
   std::sort(from.summaries.begin(), from.summaries.end(), IsDeeper);
-  Health worst = WorstOfAll(*from.inventory);
+  Health worst = std::max(WorstOfAll(*from.inventory), from.worstAbsent);
   for (Collected::Summary& summary : from.summaries) {
     const Health told = HealthOfWord(summary.health);
     const auto isSame = [&](const Sensor& sensor) { return sensor.id == summary.id; };  // a link has led there
