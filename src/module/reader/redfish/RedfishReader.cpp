@@ -346,7 +346,9 @@ void Reading::Take(const Node& node, JsonValue json) {
     TakeRedundancy(collected_, node, json);
     NoteSummaries(collected_, node, json);
   }
-  NoteAbsent(collected_, json);
+  if ((node.families & kPartsAndSensors) != 0) {
+    NoteAbsent(collected_, json);
+  }
   switch (node.role) {
     case Role::LogService:
       TakeZone(collected_, node, json);
