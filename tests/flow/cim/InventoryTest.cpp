@@ -13,7 +13,6 @@ namespace Kelvar::Test {
 namespace {
 
 using NFI = NodeFirmwareInventory;
-using testing::ElementsAre;
 using testing::IsSupersetOf;
 using testing::SizeIs;
 using Text::FixedView;

@@ -58,7 +58,7 @@ TEST(IpmiModule, PrivilegeFallsWhenTheSessionRefusesIt) {
 }
 
 TEST(IpmiModule, RepliesOfAnyLength) {
-  IpmiSim server(WithModule({"rule 3A 50 - reply=00" + std::string(2 * 600, '7'), "rule 3A 51 - reply=CB",
+  IpmiSim server(WithModule({"rule 3A 50 - reply=00" + std::string(1200, '7'), "rule 3A 51 - reply=CB",
                              "rule 3A 52 - silent times=1", "rule 3A 52 - reply=0001"}));
   IpmiClient client("127.0.0.1", "admin", "kelvar-demo", server.PortText(), 3);
   client.SetTimings(kShort);
