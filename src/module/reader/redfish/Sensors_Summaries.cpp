@@ -72,12 +72,13 @@ void TakeRedundancy(Collected& to, const Node& node, JsonValue json) {
       group.name = group.name.empty() ? std::string(list) : group.name;
       group.kind = "discrete";
       TakeStatus(group, row);
-      if (group.state == "disabled" && HealthOfWord(group.health) != Health::Unknown) {
+      if (HealthOfWord(group.health) == Health::Unknown) {
+        continue;  // as the parts of the group
+      }
+      if (group.state == "disabled") {
         group.state.clear();  // it is the redundancy that is not there, not what watches it
       }
-      if (!group.health.empty() || !group.health_text.empty()) {
-        to.readings.push_back({std::move(group), Collected::Source::Own, true});
-      }
+      to.readings.push_back({std::move(group), Collected::Source::Own, true});
     }
   }
 }
