@@ -12,7 +12,6 @@ namespace Kelvar::Test {
 namespace {
 
 using namespace Model;
-using testing::HasSubstr;
 
 constexpr const char* kRoot = "/redfish/v1";
 const std::string kFirmware = "/redfish/v1/UpdateService/FirmwareInventory";

@@ -13,7 +13,6 @@ namespace Kelvar::Test {
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 /// What wbemcli prints, standard error included.
 std::string Wbemcli(const CimHost& host, const std::string& what, const std::string& object,

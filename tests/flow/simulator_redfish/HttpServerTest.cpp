@@ -254,11 +254,11 @@ TEST(Fault, ComesFromAFile) {
 
 TEST(HttpServer, AnswersSeveralConnectionsAtOnceAndAfterItsLatency) {
   constexpr std::size_t kClients = 4;
-  constexpr std::chrono::milliseconds latency(20);
+  constexpr std::chrono::milliseconds kLatency(20);
   std::mutex mutex;
   std::condition_variable changed;
   std::size_t inside = 0;
-  HttpServer server({true, {}, latency}, [&](const HttpRequest& /*request*/) {
+  HttpServer server({true, {}, kLatency}, [&](const HttpRequest& /*request*/) {
     std::unique_lock lock(mutex);
     ++inside;
     changed.notify_all();
@@ -272,7 +272,7 @@ TEST(HttpServer, AnswersSeveralConnectionsAtOnceAndAfterItsLatency) {
   for (std::size_t i = 0; i < kClients; ++i) {
     threads.emplace_back([&] {
       const auto start = std::chrono::steady_clock::now();
-      const bool right = CurlFetch().Get(url).status == 200 && std::chrono::steady_clock::now() - start >= latency;
+      const bool right = CurlFetch().Get(url).status == 200 && std::chrono::steady_clock::now() - start >= kLatency;
       answered += right ? 1 : 0;
     });
   }

@@ -384,12 +384,11 @@ TEST_F(Fleet, TellsHowToGoOnWhenItIsInterrupted) {
   silent.FailConnections(ConnectionFault::StaySilent, 1000);
   const std::string alive = Address("redfish", sim.Port("redfish"));
   const std::string list = File("a list", Address("redfish", silent.Port()) + "\n" + alive + "\n");
-  const CommandResult result = RunCommand({"sh", "-c",
-                                           "\"$0\" --targets \"$1\" --save \"$2\" system & "
-                                           "until grep -q complete \"$2\" 2>/dev/null; do sleep 0.1; done; "
-                                           "kill -TERM $!; wait $!; echo $? >&2",
-                                           kToolProgram, list, Path("run")},
-                                          {"KELVAR_PASSWORD=kelvar-demo"});
+  const std::string script = R"("$0" --targets "$1" --save "$2" system &
+      until grep -q complete "$2" 2>/dev/null; do sleep 0.1; done
+      kill -TERM $!; wait $!; echo $? >&2)";
+  const CommandResult result =
+      RunCommand({"sh", "-c", script, kToolProgram, list, Path("run")}, {"KELVAR_PASSWORD=kelvar-demo"});
   EXPECT_THAT(result.errors, HasSubstr("kelvar: 1 target in "));
   EXPECT_THAT(result.errors, HasSubstr("kelvar: interrupted; to resume: kelvar --targets '" + list + "' --save " +
                                        Path("run") + " system --resume " + Path("run") + "\n"));

@@ -105,7 +105,7 @@ std::string ZoneOf(std::string_view minutes) {
     return "Z";
   }
   std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "%c%02d:%02d", minutes[0], offset / 60, offset % 60);
+  static_cast<void>(std::snprintf(text.data(), text.size(), "%c%02d:%02d", minutes[0], offset / 60, offset % 60));
   return text.data();
 }
 

@@ -172,6 +172,7 @@ std::vector<const CommandReply*> CommandRunner::PrefetchMore(u8 netFn, u8 comman
     return replies;
   }
   std::vector<Kelvar::Ipmi::QueuedCommand> queue;
+  queue.reserve(requests.size());
   for (const std::vector<u8>& data : requests) {
     queue.push_back({{command, data, netFn}});
   }

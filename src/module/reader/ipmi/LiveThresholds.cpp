@@ -45,6 +45,7 @@ bool HasLiveThresholds(const SensorRecord& record) {
 LiveThresholds::LiveThresholds(CommandRunner& commands, const std::vector<SensorRecord>& sensors) {
   const std::vector<const SensorRecord*> sample = Spread(sensors);
   std::vector<std::vector<u8>> requests;
+  requests.reserve(sample.size());
   for (const SensorRecord* record : sample) {
     requests.push_back({record->key.number});
   }

@@ -34,7 +34,7 @@ RepositoryInfo ParseInfo(const RepositoryCommands& repository, CommandReply repl
   return info;
 }
 
-std::string NameIn(const RepositoryCommands& repository, std::string what) {
+std::string NameIn(const RepositoryCommands& repository, const std::string& what) {
   return repository.at.IsPlain() ? what : what + " of " + NameOf(repository.at);
 }
 

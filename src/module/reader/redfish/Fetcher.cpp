@@ -90,7 +90,7 @@ void Fetcher::Get(std::string path, Handler handler) {
   queue_.push_back(std::move(job));
 }
 
-void Fetcher::Stop(FailureCause cause, std::string reason) {
+void Fetcher::Stop(FailureCause cause, const std::string& reason) {
   if (stopped_ == FailureCause::None) {
     stopped_ = cause;
     stopReason_ = Text::EscapeControl(reason);

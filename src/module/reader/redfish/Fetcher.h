@@ -61,7 +61,7 @@ class Fetcher {
   /// Why nothing is asked any more; None while all is well.
   FailureCause Stopped() const noexcept { return stopped_; }
   const std::string& StopReason() const noexcept { return stopReason_; }
-  void Stop(FailureCause cause, std::string reason);
+  void Stop(FailureCause cause, const std::string& reason);
 
  private:
   using Clock = std::chrono::steady_clock;

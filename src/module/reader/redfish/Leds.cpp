@@ -34,12 +34,11 @@ void TakeLed(Collected& to, const LedPlace& place, JsonValue json) {
   if (isKnown && active && shines != *active) {  // two LEDs: this one shows something else
     Add(to, {place.id + "#/IndicatorLED", place.name, place.parent}, "other", former);
   }
-  if (isKnown && shines == active.value_or(shines)) {
-    Add(to, place, "locate", former);  // tells more than whether it is active
+  const bool tellsMore = isKnown && shines == active.value_or(shines);  // than whether it is active
+  if (tellsMore || (!active && former == "unknown")) {
+    Add(to, place, "locate", former);
   } else if (active) {
     Add(to, place, "locate", *active ? "lit" : "off");
-  } else if (former == "unknown") {
-    Add(to, place, "locate", former);
   }
 }
 

@@ -16,7 +16,7 @@ constexpr std::size_t kLongestLocalTime = 32;
 
 std::string SeverityOf(JsonValue json) {
   for (const char* const property : {"Severity", "MessageSeverity"}) {
-    const std::string word = Lower(TextAt(json, property));
+    std::string word = Lower(TextAt(json, property));
     if (word == "ok" || word == "warning" || word == "critical") {
       return word;
     }

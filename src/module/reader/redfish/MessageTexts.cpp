@@ -74,6 +74,13 @@ std::string WithArguments(const std::string& message, const std::vector<std::str
   return text.size() <= kMostText ? text : std::string();
 }
 
+void FillMessage(Model::LogEntry& entry, const std::string& text) {
+  std::string filled = WithArguments(text, entry.arguments);
+  if (!filled.empty()) {
+    entry.message = std::move(filled);
+  }
+}
+
 /// Where the English text is, or that in the language that is named first.
 std::string PathOf(JsonValue file, std::string_view origin) {
   std::string first;
@@ -203,8 +210,7 @@ void MessageTexts::TakeMessages(const std::string& path, JsonValue messages) {
       }
       const std::string text = MessageAt(message, "Message");
       for (Model::LogEntry* const entry : std::exchange(found->second, {})) {
-        std::string filled = WithArguments(text, entry->arguments);
-        entry->message = filled.empty() ? std::move(entry->message) : std::move(filled);
+        FillMessage(*entry, text);
       }
     }
   }

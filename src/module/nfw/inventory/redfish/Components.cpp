@@ -105,6 +105,12 @@ void AppendBackPlane(const JsonValue& chassis, std::vector<BackPlaneVPD>& list) 
   list.push_back(std::move(backPlane));
 }
 
+void AppendBackPlaneOf(const std::optional<JsonDocument>& chassis, std::vector<BackPlaneVPD>& list) {
+  if (chassis) {
+    AppendBackPlane(chassis->Root(), list);
+  }
+}
+
 template <typename Component>
 OtherSystemVPD ToOther(const Component& component) {
   return {component.Name, component.SerialNumber, component.PartNumber, component.Manufacturer,
@@ -160,9 +166,7 @@ Code NodeFirmwareInventoryImpRedfish::GetBackPlaneVPD(std::vector<BackPlaneVPD>&
     code = urls.empty() ? NodeFirmwareInventory::INVENTORY_REST_FAILED : NodeFirmwareInventory::INVENTORY_SUCCESS;
     try {
       for (const std::string& url : urls) {
-        if (const auto document = FetchDocument(Service(), url, code)) {
-          AppendBackPlane(document->Root(), list);
-        }
+        AppendBackPlaneOf(FetchDocument(Service(), url, code), list);
       }
     } catch (...) {
       KELVAR_LOG(1) << "Failed to read drive backplane information.";

@@ -85,7 +85,7 @@ int CheckModel(const std::string& model, std::string& normalised) {
 /// Writes machine type and serial number; returns the machine type.
 std::string StoreNames(const char* operation, const std::string& typeAndModel, const std::string& serialNumber,
                        NODEFIRMWARESYSTEMVPD& vpd) {
-  const std::string machineType = typeAndModel.substr(0, kMachineTypeLength);
+  std::string machineType = typeAndModel.substr(0, kMachineTypeLength);
   KELVAR_LOG(4) << "NodeFirmwareInventoryImpRedfish::" << operation << " mt=" << machineType << ",sn=" << serialNumber;
   Text::CopyFixed(vpd.MachineType, machineType);
   Text::CopyFixed(vpd.SerialNumber, serialNumber);

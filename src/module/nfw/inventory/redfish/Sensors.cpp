@@ -115,6 +115,7 @@ std::vector<JsonValue> Members(const std::optional<JsonDocument>& document) {
 /// Sorts pointers first: a record is costly to move.
 void SortByName(std::vector<NUMERICSENSORS>& list) {
   std::vector<NUMERICSENSORS*> order;
+  order.reserve(list.size());
   for (NUMERICSENSORS& sensor : list) {
     order.push_back(&sensor);
   }
