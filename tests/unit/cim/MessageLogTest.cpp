@@ -4,7 +4,6 @@ namespace Kelvar::Test {
 namespace {
 
 using KelvarNfw::ZMCMESSAGELOGDATA;
-using testing::ElementsAre;
 
 constexpr const char* kClass = "QEL_StandardMessageLogEntry";
 

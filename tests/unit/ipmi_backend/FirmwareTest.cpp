@@ -9,7 +9,6 @@ namespace Kelvar::Test {
 namespace {
 
 using Records = std::vector<KelvarNfw::NODEFIRMWAREBUILDID>;
-using testing::HasSubstr;
 
 constexpr u8 kOem = 0x3A;
 constexpr u8 kVPD = 0x0B;

@@ -52,7 +52,7 @@ TEST(IpmiConstruction, ExceptionOfTheTransportLeavesTheConstructor) {
 TEST(IpmiConstruction, ExceptionAtDisconnectStaysInside) {
   ScriptedIpmi bmc;
   bmc.disconnectThrows = true;
-  Backend({}, bmc.Transport());
+  { const Backend backend({}, bmc.Transport()); }
   EXPECT_EQ(bmc.transports, 0);
 }
 

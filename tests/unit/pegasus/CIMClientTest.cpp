@@ -8,7 +8,6 @@ namespace Pegasus {
 namespace {
 
 using Kelvar::Test::CimHttpReply;
-using Kelvar::Test::CimInstanceXml;
 using Kelvar::Test::CimReplyXml;
 using Kelvar::Test::ConnectionFault;
 using Kelvar::Test::HttpReply;
