@@ -91,6 +91,7 @@ pid_t Start(const Wanted& wanted, const Pipe& input, const Pipe& output) {
   const std::string path = Simulator();
   std::vector<std::string> words{path, "--until-eof", "--machine", wanted.machine, "--serve", wanted.protocol};
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) {
     arguments.push_back(word.data());
   }

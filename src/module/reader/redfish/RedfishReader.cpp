@@ -205,6 +205,7 @@ class Reading {
   bool ReadRoot();
   void TakeRoot(Reply& reply);
   void Visit(const Node& node, JsonValue json);
+  void TakeSummaries(const Node& node, JsonValue json);
   void Take(const Node& node, JsonValue json);
   void TakeChassisSide(const Node& node, JsonValue json);
   void FollowLinks(const Node& node, JsonValue json);
@@ -341,7 +342,8 @@ void Reading::Visit(const Node& node, JsonValue json) {
   }
 }
 
-void Reading::Take(const Node& node, JsonValue json) {
+/// What a resource says of the health of others.
+void Reading::TakeSummaries(const Node& node, JsonValue json) {
   if (collected_.Wants(Family::Sensors) && HoldsParts(node.role)) {
     TakeRedundancy(collected_, node, json);
     NoteSummaries(collected_, node, json);
@@ -349,6 +351,10 @@ void Reading::Take(const Node& node, JsonValue json) {
   if ((node.families & kPartsAndSensors) != 0) {
     NoteAbsent(collected_, json);
   }
+}
+
+void Reading::Take(const Node& node, JsonValue json) {
+  TakeSummaries(node, json);
   switch (node.role) {
     case Role::LogService:
       TakeZone(collected_, node, json);
