@@ -156,7 +156,7 @@ ProbeAnswer LogInBySuite(Target target, const ProbeAnswer& first) {
     return answer;
   }
   target.info.RemoteSessionArgument = kOtherSuite;
-  const ProbeAnswer second = LogIn(target, first);
+  ProbeAnswer second = LogIn(target, first);
   if (second.code == ExitCode::LoginRefused) {
     return second;
   }
@@ -248,6 +248,7 @@ int ProbeHost(int argc, const char* const* argv) {
   Output output;
   const LogView log(0);
   std::vector<std::thread> threads;
+  threads.reserve(attempts.size());
   for (Attempt& attempt : attempts) {
     threads.emplace_back([&] { attempt.answer = FirstAnswer(attempt.target, options.timeoutSeconds); });
   }
