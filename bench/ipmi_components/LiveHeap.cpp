@@ -39,6 +39,7 @@ void* operator new(std::size_t size) {
   return memory;
 }
 
+// Here too, so that the linker takes no other allocator for it.
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
   try {
     return operator new(size);

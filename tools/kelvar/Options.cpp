@@ -32,7 +32,7 @@ std::string WordsText() {
     }
     std::string name = operation.name;
     name.resize(16, ' ');
-    text += "  " + name + operation.help + " (" + over + ")\n";
+    text.append("  ").append(name).append(operation.help).append(" (").append(over).append(")\n");
   }
   return text;
 }

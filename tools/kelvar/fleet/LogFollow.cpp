@@ -171,7 +171,7 @@ int FollowLogs(const Options& options) {
   if (!demo) {
     Credentials(options.password, ConfigNamed(options.config)).Fill(target);
   }
-  std::signal(SIGPIPE, SIG_IGN);  // it would end a reading with its session open
+  (void)std::signal(SIGPIPE, SIG_IGN);  // it would end a reading with its session open
   Options shown = options;
   shown.colour = ColourOf(options) == Colour::Always ? "always" : "never";  // before the output is taken
   Output output;

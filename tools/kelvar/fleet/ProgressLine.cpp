@@ -1,6 +1,7 @@
 #include "tools/kelvar/fleet/ProgressLine.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include <fmt/format.h>
 #include <sys/ioctl.h>
@@ -23,7 +24,7 @@ std::string TimeLeft(std::size_t answered, std::size_t total, double seconds) {
   if (left >= kLongest) {
     return "";
   }
-  const long whole = static_cast<long>(left + 0.5);
+  const long whole = std::lround(left);
   const long minutes = whole / kSixty;
   return minutes < kSixty ? fmt::format(", {}:{:02} left", minutes, whole % kSixty)
                           : fmt::format(", {}:{:02}:{:02} left", minutes / kSixty, minutes % kSixty, whole % kSixty);

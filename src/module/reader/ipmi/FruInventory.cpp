@@ -27,15 +27,19 @@ bool IsEnglish(u8 language) noexcept {
   return language == 0 || language == 25;
 }
 
-/// Whether fields are as long as they say, up to the end of fields.
-bool EndProperly(Bytes fields) {
-  ByteReader reader(fields);
+/// Skips fields and the end of fields. Whether the fields are as long as they say.
+bool SkipFields(ByteReader& reader) {
   u8 typeLength = reader.U8();
   while (reader.Ok() && typeLength != kEndOfFields) {
     reader.Skip(typeLength & 0x3F);
     typeLength = reader.U8();
   }
   return reader.Ok();
+}
+
+bool EndProperly(Bytes fields) {
+  ByteReader reader(fields);
+  return SkipFields(reader);
 }
 
 /// Some targets write a text of one character as such, which has the byte of the end of fields. `rest`, what follows
@@ -48,14 +52,10 @@ bool IsOneCharacter(Bytes rest) {
     if (!isPrintable(reader.U8())) {
       return false;
     }
-    u8 typeLength = reader.U8();
-    while (reader.Ok() && typeLength != kEndOfFields) {
-      reader.Skip(typeLength & 0x3F);
-      typeLength = reader.U8();
-    }
+    const bool skipped = SkipFields(reader);
     ByteReader after = reader;
     const Bytes padding = after.Rest();
-    end = reader.Ok() && std::any_of(padding.begin(), padding.end(), [](u8 byte) { return byte != 0; });
+    end = skipped && std::any_of(padding.begin(), padding.end(), [](u8 byte) { return byte != 0; });
   }
   return reader.Ok();
 }

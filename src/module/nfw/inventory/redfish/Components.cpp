@@ -1,4 +1,5 @@
 #include <array>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -94,21 +95,15 @@ bool IsBackPlane(const JsonValue& chassis) {
   return number >= kFirstBackPlaneId;
 }
 
-void AppendBackPlane(const JsonValue& chassis, std::vector<BackPlaneVPD>& list) {
-  if (!IsBackPlane(chassis)) {
+void AppendBackPlane(const std::optional<JsonDocument>& chassis, std::vector<BackPlaneVPD>& list) {
+  if (!chassis || !IsBackPlane(chassis->Root())) {
     return;
   }
   BackPlaneVPD backPlane;
-  if (LoadFields(chassis, kBackPlaneFields, backPlane) != nullptr) {
+  if (LoadFields(chassis->Root(), kBackPlaneFields, backPlane) != nullptr) {
     throw std::runtime_error("a value that is no string");
   }
   list.push_back(std::move(backPlane));
-}
-
-void AppendBackPlaneOf(const std::optional<JsonDocument>& chassis, std::vector<BackPlaneVPD>& list) {
-  if (chassis) {
-    AppendBackPlane(chassis->Root(), list);
-  }
 }
 
 template <typename Component>
@@ -166,7 +161,7 @@ Code NodeFirmwareInventoryImpRedfish::GetBackPlaneVPD(std::vector<BackPlaneVPD>&
     code = urls.empty() ? NodeFirmwareInventory::INVENTORY_REST_FAILED : NodeFirmwareInventory::INVENTORY_SUCCESS;
     try {
       for (const std::string& url : urls) {
-        AppendBackPlaneOf(FetchDocument(Service(), url, code), list);
+        AppendBackPlane(FetchDocument(Service(), url, code), list);
       }
     } catch (...) {
       KELVAR_LOG(1) << "Failed to read drive backplane information.";
