@@ -66,6 +66,7 @@ enum class SessionResult {
   BmcKeyRefused,     ///< the password is right, the BMC key is not
   SuiteRefused,      ///< another cipher suite may do
   SuiteUnanswered,   ///< no reply, perhaps because of the cipher suite
+  LoginUnanswered,   ///< the target opens sessions, but did not answer the login
   PrivilegeRefused,  ///< a lower privilege may do
   NoSessionLeft,     ///< the target serves no more sessions for now
   NotOffered,        ///< the target does not offer the kind of session that was asked for

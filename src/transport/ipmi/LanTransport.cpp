@@ -36,6 +36,7 @@ FailureCause CauseOf(SessionResult result) {
     case SessionResult::UnknownHost:
     case SessionResult::Timeout:
     case SessionResult::SuiteUnanswered:
+    case SessionResult::LoginUnanswered:
       return FailureCause::Unreachable;
     case SessionResult::Failed:
       break;
@@ -174,6 +175,8 @@ const char* LanTransport::TextOf(SessionResult result) const {
     case SessionResult::Timeout:
     case SessionResult::SuiteUnanswered:
       return "no answer";
+    case SessionResult::LoginUnanswered:
+      return "no answer to the login; the user may be unknown";
     case SessionResult::PortUnreachable:
       return "port closed";
     case SessionResult::Failed:

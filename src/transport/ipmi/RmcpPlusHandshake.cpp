@@ -30,10 +30,12 @@ SessionResult RmcpPlusHandshake::Run(std::unique_ptr<LanSession>& session) {
   SessionResult result = RunOnce(session);
   while (IsWorthAnotherRound(result) && channel_.Now() < options_.deadline) {
     KELVAR_LOG(4) << "IPMI: session set-up starts over";
+    ReleaseSurplus(result);
     result = RunOnce(session);
   }
-  for (const u32 id : surplusIds_) {
-    PostRefusal(id, RakpStatus::kIllegalParameter);
+  ReleaseSurplus(result);
+  if (result == SessionResult::Timeout && exchange_.targetId != 0 && !answersLogins_) {
+    return SessionResult::LoginUnanswered;
   }
   const bool certain = clean_ || wrongCodes_ >= kCertainlyWrong;
   return result == SessionResult::LoginRefused && !certain ? SessionResult::Failed : result;
@@ -70,9 +72,14 @@ SessionResult RmcpPlusHandshake::RunOnce(std::unique_ptr<LanSession>& session) {
   if (result == SessionResult::Opened) {
     result = Confirm(session);
   }
-  if (result != SessionResult::Opened && exchange_.targetId != 0) {
+  if (result == SessionResult::Opened || exchange_.targetId == 0) {
+    return result;
+  }
+  if (answersLogins_) {
     CloseAttempt(result == SessionResult::LoginRefused && clean_ ? RakpStatus::kInvalidIntegrityCheck
                                                                  : RakpStatus::kIllegalParameter);
+  } else {
+    surplusIds_.push_back(exchange_.targetId);
   }
   return result;
 }
@@ -173,6 +180,7 @@ SessionResult RmcpPlusHandshake::ExchangeRandoms() {
       ExchangeResult::Reply) {
     return SessionResult::Timeout;
   }
+  answersLogins_ = true;
   if (reply.status != RakpStatus::kOk) {
     return Refusal("RAKP message 2", reply.status);
   }
@@ -234,6 +242,15 @@ void RmcpPlusHandshake::CloseAttempt(u8 status) {
     channel_.Post(packet);
   }
   PostRefusal(exchange_.targetId, status);
+}
+
+void RmcpPlusHandshake::ReleaseSurplus(SessionResult result) {
+  if (answersLogins_ || result == SessionResult::NoSessionLeft) {
+    for (const u32 id : surplusIds_) {
+      PostRefusal(id, RakpStatus::kIllegalParameter);
+    }
+    surplusIds_.clear();
+  }
 }
 
 void RmcpPlusHandshake::PostRefusal(u32 targetId, u8 status) {

@@ -18,7 +18,7 @@ class RmcpPlusHandshake {
   RmcpPlusHandshake(UdpChannel& channel, const ExchangeOptions& options, const Credentials& credentials,
                     const CipherSuite& suite, Privilege privilege);
 
-  /// Whatever the end, the target is told to forget what else it has opened for us on the way.
+  /// Whatever the end, a target that answers logins is told to forget what else it has opened for us on the way.
   SessionResult Run(std::unique_ptr<LanSession>& session);
 
  private:
@@ -36,6 +36,9 @@ class RmcpPlusHandshake {
   /// Notes what copies of earlier messages have led to.
   void NoteLateReply(ByteView datagram);
   void CloseAttempt(u8 status);
+  /// Refuses surplus sessions, but not where no login was answered: RAKP message 3 without a message 2 before it, as
+  /// for an unknown user, makes some targets crash.
+  void ReleaseSurplus(SessionResult result);
   void PostRefusal(u32 targetId, u8 status);
 
   UdpChannel& channel_;
@@ -50,7 +53,9 @@ class RmcpPlusHandshake {
   int round_ = 0;
   int wrongCodes_ = 0;           ///< rounds in which the target's code in RAKP message 2 did not fit the password
   std::vector<u32> consoleIds_;  ///< of all rounds
-  std::vector<u32> surplusIds_;  ///< sessions that copies of Open Session have opened at the target
+  std::vector<u32>
+      surplusIds_;              ///< sessions at the target that copies of Open Session, or unanswered logins, have left
+  bool answersLogins_ = false;  ///< the target has sent a RAKP message 2
 };
 
 }  // namespace Kelvar::Ipmi

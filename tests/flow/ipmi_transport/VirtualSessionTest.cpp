@@ -113,6 +113,20 @@ TEST(IpmiHandshake, NothingHalfOpenIsLeft) {
   }
 }
 
+TEST(IpmiHandshake, LoginsThatAreNeverAnsweredAreNotConfirmed) {
+  // So a target that ignores unknown users sees it; servers are known that end on what would close such an attempt.
+  Meeting meeting({}, {.roundTrip = 20ms});
+  int confirmed = 0;
+  meeting.lan.loses = [&](bool toServer, const std::vector<u8>& datagram) {
+    confirmed += toServer && IsPlus(datagram, Ipmi::PayloadType::Rakp3) ? 1 : 0;
+    return toServer && IsPlus(datagram, Ipmi::PayloadType::Rakp1);
+  };
+  EXPECT_EQ(meeting.client->connect(), IPMICONNECTFAIL);
+  EXPECT_EQ(confirmed, 0);
+  EXPECT_EQ(meeting.met.Cause(), FailureCause::Unreachable);
+  EXPECT_EQ(meeting.met.Detail(), "no answer to the login; the user may be unknown");
+}
+
 TEST(IpmiHandshake, FullTargetIsNoRefusedLogin) {
   Meeting meeting({.mostSessions = 0});
   EXPECT_EQ(meeting.client->connect(), IPMICONNECTFAIL);
