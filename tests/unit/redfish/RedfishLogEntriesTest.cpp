@@ -51,8 +51,9 @@ TEST(RedfishLogEntriesTest, ReadingInPlaceGivesWhatTheTreeGives) {
           R"({"Members":[{"MessageArgs":[],"Message":"1","Message":"2"}],"Members":[{"MessageArgs":[]},{}]})",
           R"({"Members":[{"MessageArgs":[],"Oem.Tavrik.Source":"no path"}]})",
           R"({"Members":[{"MessageArgs":[],"Links":{"Message":"nested"},"Oem":{"Message":"nested"}}]})",
-          " \n{ \"Members\" : [ { \"MessageArgs\" : [ \"a\" , \"b\" ] , \"Oem\" : { \"Tavrik\" : { \"Hidden\" : false "
-          "} } } ] } \n",
+          R"(
+ { "Members" : [ { "MessageArgs" : [ "a" , "b" ] , "Oem" : { "Tavrik" : { "Hidden" : false } } } ] }
+)",
           R"({"Members":[{"MessageArgs":[]}]} x)",
           R"({"Members":[{"MessageArgs":[]},{"MessageArgs":[])",
           R"({"Members":[{"MessageArgs":[]},{"MessageArgs":[],"Message":"\x"}]})",

@@ -12,22 +12,22 @@ using testing::Not;
 
 TEST(InventoryMetrics, AreNamedByWhatTheyMeasure) {
   const std::string text = MetricsText(Kelvar::Test::SampleReport(), {});
-  for (const char* const line : {
-           "kelvar_up 1\n",
-           "kelvar_health 2\n",
-           "kelvar_probe_cause{cause=\"unreachable\"} 0\n",
-           "kelvar_probe_family_complete{family=\"logs\"} 0\n",
-           "kelvar_temperature_celsius{name=\"Inlet\",parent=\"chassis/1\",context=\"intake\"} 24.5\n",
-           "kelvar_temperature_celsius_threshold{name=\"Inlet\",parent=\"chassis/1\",context=\"intake\",level=\"upper_"
-           "critical\"} 46\n",
-           "kelvar_fan_speed_rpm{name=\"Fan 3 Tach\",parent=\"\",context=\"\"} 0\n",
-           "kelvar_fan_speed_rpm{name=\"Fan 3 Tach #2\",parent=\"\",context=\"\"} 0\n",
-           "kelvar_sensor_health{name=\"Fan 3 Tach\",parent=\"\",context=\"\"} 2\n",
-           "kelvar_system_power_state{name=\"Node 7\",kind=\"system\"} 1\n",
-           "kelvar_led_lit{name=\"Locate\",parent=\"chassis/1\",purpose=\"locate\"} 1\n",
-           "kelvar_log_entries{log=\"systems/1/log\",severity=\"critical\"} 1\n",
-           "kelvar_log_newest_entry_timestamp_seconds{log=\"systems/1/log\",severity=\"critical\"} 1773994500\n",
-       }) {
+  for (
+      const char* const line : {
+          "kelvar_up 1\n",
+          "kelvar_health 2\n",
+          "kelvar_probe_cause{cause=\"unreachable\"} 0\n",
+          "kelvar_probe_family_complete{family=\"logs\"} 0\n",
+          "kelvar_temperature_celsius{name=\"Inlet\",parent=\"chassis/1\",context=\"intake\"} 24.5\n",
+          R"(kelvar_temperature_celsius_threshold{name="Inlet",parent="chassis/1",context="intake",level="upper_critical"} 46)",
+          "kelvar_fan_speed_rpm{name=\"Fan 3 Tach\",parent=\"\",context=\"\"} 0\n",
+          "kelvar_fan_speed_rpm{name=\"Fan 3 Tach #2\",parent=\"\",context=\"\"} 0\n",
+          "kelvar_sensor_health{name=\"Fan 3 Tach\",parent=\"\",context=\"\"} 2\n",
+          "kelvar_system_power_state{name=\"Node 7\",kind=\"system\"} 1\n",
+          "kelvar_led_lit{name=\"Locate\",parent=\"chassis/1\",purpose=\"locate\"} 1\n",
+          "kelvar_log_entries{log=\"systems/1/log\",severity=\"critical\"} 1\n",
+          "kelvar_log_newest_entry_timestamp_seconds{log=\"systems/1/log\",severity=\"critical\"} 1773994500\n",
+      }) {
     EXPECT_THAT(text, HasSubstr(line));
   }
   EXPECT_THAT(text, Not(HasSubstr("PSU 2")));  // absent

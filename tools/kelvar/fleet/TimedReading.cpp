@@ -81,7 +81,7 @@ void TimedReading::OnDeadline() {
 
 std::string TimedReading::WaitingFor() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const std::string what = pause_.empty() ? current_ : current_ + ": " + pause_;
+  std::string what = pause_.empty() ? current_ : current_ + ": " + pause_;
   if (deadlineSeconds_ <= 0 || start_ == Clock::time_point{}) {
     return what;
   }

@@ -142,10 +142,10 @@ constexpr bool kWorstFirst = !std::is_same_v<Record, Model::LogEntry>;
 template <typename Record>
 std::string TableOfRows(const std::vector<TableColumn>& columns, const std::vector<Record>& records,
                         const TableStyle& style, const std::function<std::vector<std::string>(const Record&)>& cells) {
-  std::vector<TableRow> rows;
-  for (const Record& record : records) {
-    rows.push_back({cells(record), MoodOf(record)});
-  }
+  std::vector<TableRow> rows(records.size());
+  std::transform(records.begin(), records.end(), rows.begin(), [&](const Record& record) {
+    return TableRow{cells(record), MoodOf(record)};
+  });
   if (kWorstFirst<Record>) {
     std::stable_sort(rows.begin(), rows.end(), [](const TableRow& left, const TableRow& right) {
       return std::max(left.mood, Model::Health::Ok) > std::max(right.mood, Model::Health::Ok);

@@ -18,7 +18,7 @@ std::string HintFor(const std::string& word, const std::vector<std::string>& kno
   if (FindOperation(word) != nullptr) {
     return "; it is an operation: kelvar operation TARGET " + word;
   }
-  const std::string suggestion = Suggestion(word, known);
+  std::string suggestion = Suggestion(word, known);
   if (!suggestion.empty()) {
     return suggestion;
   }
@@ -33,10 +33,9 @@ Model::Family FamilyNamed(const std::string& word) {
   const auto found = std::find_if(Model::kAllFamilies.begin(), Model::kAllFamilies.end(),
                                   [&](Model::Family family) { return word == Model::NameOf(family); });
   if (found == Model::kAllFamilies.end()) {
-    std::vector<std::string> known;
-    for (const Model::Family family : Model::kAllFamilies) {
-      known.emplace_back(Model::NameOf(family));
-    }
+    std::vector<std::string> known(Model::kAllFamilies.size());
+    std::transform(Model::kAllFamilies.begin(), Model::kAllFamilies.end(), known.begin(),
+                   [](Model::Family family) { return std::string(Model::NameOf(family)); });
     throw ToolError(ExitCode::Usage, "no such part: " + word + HintFor(word, known));
   }
   return *found;
@@ -58,10 +57,8 @@ void TakeError(InventoryReport& report) {
 }  // namespace
 
 std::vector<Model::Family> FamiliesOf(const std::vector<std::string>& words) {
-  std::vector<Model::Family> families;
-  for (const std::string& word : words) {
-    families.push_back(FamilyNamed(word));
-  }
+  std::vector<Model::Family> families(words.size());
+  std::transform(words.begin(), words.end(), families.begin(), FamilyNamed);
   if (families.empty()) {
     families.assign(Model::kAllFamilies.begin(), Model::kAllFamilies.end());
   }

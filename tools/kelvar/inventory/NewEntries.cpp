@@ -55,10 +55,8 @@ std::vector<Model::LogEntry> InOrderOfTime(std::vector<Model::LogEntry> newestFi
   });
   std::stable_sort(timed.begin(), timed.end(),
                    [](const auto& left, const auto& right) { return left.first < right.first; });
-  std::vector<Model::LogEntry> ordered;
-  for (auto& [time, entry] : timed) {
-    ordered.push_back(std::move(entry));
-  }
+  std::vector<Model::LogEntry> ordered(timed.size());
+  std::transform(timed.begin(), timed.end(), ordered.begin(), [](auto& entry) { return std::move(entry.second); });
   return ordered;
 }
 

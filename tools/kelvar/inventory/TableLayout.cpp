@@ -186,10 +186,8 @@ std::string LayoutTable(const std::vector<TableColumn>& columns, const std::vect
   if (shown.empty()) {
     return "";
   }
-  std::vector<std::string> titles;
-  for (const TableColumn& column : columns) {
-    titles.push_back(column.title);
-  }
+  std::vector<std::string> titles(columns.size());
+  std::transform(columns.begin(), columns.end(), titles.begin(), [](const auto& column) { return column.title; });
   std::string text;
   for (const std::string& line : LinesOf(columns, shown, titles)) {
     text += Dim(line, colour) + '\n';

@@ -26,7 +26,7 @@ std::string HashSource(std::string_view text) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   unsigned size = 0;
   EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr);
-  std::array<unsigned char, 2 * EVP_MAX_MD_SIZE> base64{};
+  std::array<unsigned char, std::size_t{2} * EVP_MAX_MD_SIZE> base64{};
   const int length = EVP_EncodeBlock(base64.data(), digest.data(), static_cast<int>(size));
   return "'sha256-" + std::string(base64.begin(), base64.begin() + length) + "'";
 }

@@ -109,7 +109,7 @@ milliseconds TimeFor(const std::string& seconds, milliseconds longest) {
 Exporter::Exporter(boost::asio::io_context& context, const Prober& prober, ProbePool& pool, Load load)
     : context_(context), prober_(prober), pool_(pool), load_(std::move(load)) {}
 
-MetricsServer::Cancel Exporter::Handle(const HttpRequest& request, MetricsServer::Respond respond) {
+MetricsServer::Cancel Exporter::Handle(const HttpRequest& request, const MetricsServer::Respond& respond) {
   const std::size_t mark = std::min(request.target.find('?'), request.target.size());
   const std::string path = request.target.substr(0, mark);
   const std::string query = mark == request.target.size() ? std::string() : request.target.substr(mark + 1);

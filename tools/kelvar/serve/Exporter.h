@@ -27,7 +27,7 @@ class Exporter {
   Exporter(boost::asio::io_context& context, const Prober& prober, ProbePool& pool, Load load);
 
   /// Gives what ends a probe whose client is gone.
-  MetricsServer::Cancel Handle(const HttpRequest& request, MetricsServer::Respond respond);
+  MetricsServer::Cancel Handle(const HttpRequest& request, const MetricsServer::Respond& respond);
 
   /// Takes the configuration anew; why it stays as it was, else empty.
   std::string Reload();

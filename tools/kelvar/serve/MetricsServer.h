@@ -50,7 +50,7 @@ class MetricsServer {
   using Respond = std::function<void(HttpResponse response)>;
   /// Called when the connection is closed before the answer, which nobody waits for then. May be empty.
   using Cancel = std::function<void()>;
-  using Handler = std::function<Cancel(const HttpRequest& request, Respond respond)>;
+  using Handler = std::function<Cancel(const HttpRequest& request, const Respond& respond)>;
 
   /// Listens. Throws boost::system::system_error. `checks` must outlive the object.
   MetricsServer(boost::asio::io_context& context, const boost::asio::ip::tcp::endpoint& endpoint, Handler handler,

@@ -118,8 +118,8 @@ Loaded Load(const std::string& file, const Options& options) {
 }
 
 MetricsServer::Handler HandlerOf(Exporter& exporter) {
-  return [&exporter](const HttpRequest& request, MetricsServer::Respond respond) {
-    return exporter.Handle(request, std::move(respond));
+  return [&exporter](const HttpRequest& request, const MetricsServer::Respond& respond) {
+    return exporter.Handle(request, respond);
   };
 }
 
@@ -217,7 +217,7 @@ int Main(int argc, const char* const* argv) {
     return *over;
   }
   const std::string file = FileOf(options.config);
-  std::signal(SIGPIPE, SIG_IGN);
+  (void)std::signal(SIGPIPE, SIG_IGN);
   ReturnLargeBlocks();
   Output output;
   Run(Load(file, options), file, options, output);
