@@ -1,5 +1,6 @@
 #include "module/reader/redfish/Values.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -30,6 +31,28 @@ std::optional<double> NumberOf(const std::string& text) {
   const auto end = std::from_chars(digits.data(), digits.data() + digits.size(), number, std::chars_format::fixed);
   const bool whole = end.ec == std::errc() && end.ptr == digits.data() + digits.size();
   return whole ? std::optional<double>(number) : std::nullopt;
+}
+
+bool IsHealth(const std::string& lower) {
+  return lower == "ok" || lower == "warning" || lower == "critical";
+}
+
+/// Some services write a word in place of an object.
+Status StatusOfWord(const std::string& word) {
+  constexpr std::array<std::string_view, 13> kStates = {
+      "enabled",  "disabled",  "standby_offline", "standby_spare",       "in_test",
+      "starting", "absent",    "updating",        "unavailable_offline", "deferring",
+      "quiesced", "qualified", "degraded"};
+  Status status;
+  const std::string state = Word(word);
+  if (std::find(kStates.begin(), kStates.end(), state) != kStates.end()) {
+    status.state = state;
+  } else if (IsHealth(Lower(word))) {
+    status.health = Lower(word);
+  } else {
+    status.healthText = word;
+  }
+  return status;
 }
 
 }  // namespace
@@ -116,6 +139,9 @@ std::vector<JsonValue> FirstOf(JsonValue array, std::size_t most) {
 
 Status StatusOf(JsonValue resource) {
   const JsonValue told = resource["Status"];
+  if (const auto word = told.String()) {
+    return StatusOfWord(CleanText(*word));
+  }
   Status status;
   status.state = WordAt(told, "State");
   std::string word;
@@ -126,7 +152,7 @@ Status StatusOf(JsonValue resource) {
     return status;
   }
   const std::string lower = Lower(word);
-  if (lower == "ok" || lower == "warning" || lower == "critical") {
+  if (IsHealth(lower)) {
     status.health = lower;
   } else {
     status.healthText = word;
