@@ -163,7 +163,8 @@ bool IsOwn(const Model::Firmware& firmware, const Model::System& system) {
   const std::string& version = OwnOf(system).version;
   const bool isNamed = system.kind == "manager" && firmware.name.size() >= 3 &&
                        (firmware.name == system.model || version.rfind(firmware.name + ' ', 0) == 0);
-  return isNamed || (firmware.kind == "other" && SameVersion(firmware.version, version));
+  const bool isFor = Lower(firmware.component) == Lower(system.id) || firmware.kind == "other";
+  return isNamed || (isFor && SameVersion(firmware.version, version));
 }
 
 void AddOwn(std::vector<Model::Firmware>& list, const Model::System& system) {
@@ -177,8 +178,30 @@ void AddOwn(std::vector<Model::Firmware>& list, const Model::System& system) {
   list.push_back(std::move(own));
 }
 
-bool HasKind(const std::vector<Model::Firmware>& list, std::string_view kind) {
-  return std::any_of(list.begin(), list.end(), [&](const Model::Firmware& one) { return one.kind == kind; });
+/// Whether firmware is of what the system or manager names itself: by its version, or by what it is for.
+bool IsOf(const Model::Firmware& firmware, const Model::System& owner) {
+  const std::string component = Lower(firmware.component) + '/';
+  return firmware.kind == OwnOf(owner).kind &&
+         (component.rfind(Lower(owner.id) + '/', 0) == 0 || SameVersion(firmware.version, OwnOf(owner).version) ||
+          IsOwn(firmware, owner));
+}
+
+/// Those whose own firmware is not in the list. The only one of its kind needs no more than firmware of that kind.
+std::vector<const Model::System*> Unlisted(const std::vector<Model::Firmware>& list,
+                                           const std::vector<const Model::System*>& owners) {
+  std::vector<const Model::System*> unlisted;
+  for (const Model::System* const owner : owners) {
+    const std::string_view kind = OwnOf(*owner).kind;
+    const bool isOnly = std::count_if(owners.begin(), owners.end(),
+                                      [&](const Model::System* one) { return OwnOf(*one).kind == kind; }) == 1;
+    const bool isListed = std::any_of(list.begin(), list.end(), [&](const Model::Firmware& firmware) {
+      return isOnly ? firmware.kind == kind : IsOf(firmware, *owner);
+    });
+    if (!isListed) {
+      unlisted.push_back(owner);
+    }
+  }
+  return unlisted;
 }
 
 /// Of an image that a manager may run, whether it does.
@@ -242,12 +265,8 @@ void FinishFirmware(Collected& from) {
       }
     }
   }
-  const bool listsBmc = HasKind(list, "bmc");
-  const bool listsBios = HasKind(list, "bios");
-  for (const Model::System* const owner : owners) {
-    if (!(owner->kind == "system" ? listsBios : listsBmc)) {
-      AddOwn(list, *owner);
-    }
+  for (const Model::System* const owner : Unlisted(list, owners)) {
+    AddOwn(list, *owner);
   }
   for (Model::Firmware& firmware : list) {
     TakeImage(from, firmware);
