@@ -34,6 +34,13 @@ std::string Collected::PlaceAbove(std::string_view id) const {
       return other->second;
     }
   }
+  for (std::string_view above = Above(id); !above.empty(); above = Above(above)) {
+    const auto around = containedBy.find(Lower(above));
+    const auto place = around == containedBy.end() ? places.end() : places.find(Lower(around->second));
+    if (place != places.end()) {
+      return place->second;
+    }
+  }
   return {};
 }
 

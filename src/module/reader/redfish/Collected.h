@@ -31,7 +31,8 @@ struct Collected {
   struct Reading {
     Model::Sensor record;
     Source source = Source::Own;
-    bool isNamed = true;  ///< the name is the sensor's own
+    bool isNamed = true;   ///< the name is the sensor's own, or that of its device
+    std::string holder{};  ///< of an excerpt: id of the resource that has it
   };
   struct Entry {
     Model::LogEntry record;
@@ -63,9 +64,10 @@ struct Collected {
   std::vector<Summary> summaries;
   Model::Health worstAbsent = Model::Health::Unknown;  ///< told of what is not there, which some services sum up, too
   std::vector<Entry> entries;
-  std::map<std::string, Ports> ports;              ///< by the adapter's id in lower case
-  std::map<std::string, std::string> places;       ///< what may hold something: id in lower case -> id
-  std::map<std::string, std::string> containedBy;  ///< chassis: id in lower case -> id of the one around it
+  std::map<std::string, Ports> ports;         ///< by the adapter's id in lower case
+  std::map<std::string, std::string> places;  ///< what may hold something: id in lower case -> id
+  std::map<std::string, std::string>
+      containedBy;                            ///< chassis, storage: id in lower case -> id of the chassis around it
   std::map<std::string, std::string> joined;  ///< parts told twice: id of the one left out -> id of the other, if any
   std::set<std::string> storages;             ///< ids in lower case
   std::map<std::string, std::string> slotLabels;  ///< by the id of the device in the slot, in lower case
@@ -107,9 +109,11 @@ void TakePowerSupplyRows(Collected& to, const Node& node, JsonValue json);
 void TakeFanRows(Collected& to, const Node& node, JsonValue json);
 void TakeSensor(Collected& to, const Node& node, JsonValue json);
 void TakeLeakDetector(Collected& to, const Node& node, JsonValue json);
+/// Returns where the detectors are that are shown in full elsewhere.
+std::vector<std::string> TakeLeakDetectorGroups(Collected& to, const Node& node, JsonValue json);
 void TakeThermalReadings(Collected& to, const Node& node, JsonValue json);
 void TakePowerReadings(Collected& to, const Node& node, JsonValue json);
-/// Groups of parts that replace each other: discrete sensors.
+/// Groups of parts that replace each other, or that watch the same: discrete sensors where they are not ok.
 void TakeRedundancy(Collected& to, const Node& node, JsonValue json);
 void NoteSummaries(Collected& to, const Node& node, JsonValue json);
 void NoteAbsent(Collected& to, JsonValue json);

@@ -160,7 +160,9 @@ void DescribePowerSupply(Component& component, JsonValue json) {
 }
 
 void DescribeOther(Component& component, JsonValue json) {
-  component.capacity_bytes = Bytes(PositiveAt(json, "CapacityBytes"));  // of a volume
+  // Of a volume, or of a storage pool.
+  component.capacity_bytes =
+      Bytes(FirstOf(PositiveAt(json, "CapacityBytes"), PositiveAt(json, "Capacity/Data/AllocatedBytes")));
 }
 
 void DescribeChassis(Collected& to, const Component& component, JsonValue json) {
@@ -260,6 +262,10 @@ void TakePart(Collected& to, const Node& node, JsonValue json) {
 
 void TakeStorage(Collected& to, const Node& node, JsonValue json) {
   to.storages.insert(Lower(node.id));
+  const auto enclosures = At(json, "Links/Enclosures").Elements();
+  if (enclosures.size() == 1) {  // it need not be below a system
+    to.containedBy.emplace(Lower(node.id), LinkedId(enclosures.front(), ""));
+  }
   TakeRows(to, node, json, "StorageControllers", RowOf(Role::StorageController));
 }
 

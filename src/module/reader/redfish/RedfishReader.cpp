@@ -52,6 +52,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Root, "Chassis", Role::Chassis, ToCollection, kSystem | kPartsAndSensors | kLogs},
     {Role::Root, "UpdateService", Role::UpdateService, ToOne, kFirmware},
     {Role::Root, "Storage", Role::Storage, ToCollection, kPartsAndSensors},
+    {Role::Root, "StorageServices", Role::Storage, ToCollection, kPartsAndSensors},
     {Role::Root, "Fabrics", Role::Fabric, ToCollection, kPartsAndSensors},
     {Role::Root, "Cables", Role::OtherPart, ToCollection, kParts},
     {Role::Root, "ServiceConditions", Role::Conditions, ToOne, kSensors},
@@ -101,6 +102,8 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Chassis, "Thermal", Role::Thermal, ToOne, kPartsAndSensors},
     {Role::Chassis, "Sensors", Role::Sensor, ToCollection, kSensors},
     {Role::Chassis, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
+    {Role::Chassis, "LeakDetectors", Role::LeakDetector, ToCollection, kSensors},
+    {Role::Chassis, "FabricAdapters", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::Chassis, "LogServices", Role::LogService, ToCollection, kLogs},
     {Role::Chassis, "Links/ComputerSystems", Role::System, Later, ~FamilyMask{0}},
     {Role::Chassis, "Links/ContainedBy", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
@@ -114,6 +117,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::NetworkAdapter, "Ports", Role::NetworkPort, ToCollection, kParts},
     {Role::NetworkAdapter, "NetworkPorts", Role::NetworkPort, ToCollection, kParts},
     {Role::NetworkAdapter, "NetworkDeviceFunctions", Role::NetworkPort, ToCollection, kComponents},
+    {Role::NetworkAdapter, "Processors", Role::Processor, ToCollection, kPartsAndSensors},
     {Role::NetworkAdapter, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::PcieDevice, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::PowerSubsystem, "PowerSupplies", Role::PowerSupply, ToCollection, kPartsAndSensors},
@@ -124,10 +128,12 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Battery, "Metrics", Role::Metrics, ToOne, kSensors},
     {Role::ThermalSubsystem, "Fans", Role::Fan, ToCollection, kPartsAndSensors},
     {Role::ThermalSubsystem, "Pumps", Role::OtherPart, ToCollection, kPartsAndSensors},
-    {Role::ThermalSubsystem, "Heaters", Role::OtherPart, ToCollection, kPartsAndSensors},
+    {Role::ThermalSubsystem, "Heaters", Role::Heater, ToCollection, kPartsAndSensors},
+    {Role::ThermalSubsystem, "Filters", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::ThermalSubsystem, "CoolantConnectors", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::ThermalSubsystem, "ThermalMetrics", Role::Metrics, ToOne, kSensors},
     {Role::ThermalSubsystem, "LeakDetection", Role::LeakDetection, ToOne, kSensors},
+    {Role::Heater, "Metrics", Role::Metrics, ToOne, kSensors},
     {Role::LeakDetection, "LeakDetectors", Role::LeakDetector, ToCollection, kSensors},
     {Role::Fabric, "Switches", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::OtherPart, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
@@ -139,6 +145,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Equipment, "PowerShelves", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
     {Role::Equipment, "ElectricalBuses", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
     {Role::Equipment, "CDUs", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::Equipment, "RPUs", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
     {Role::Equipment, "ImmersionUnits", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
     {Role::Equipment, "HeatExchangers", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
     {Role::Equipment, "CoolingLoops", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
@@ -158,6 +165,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::EquipmentUnit, "Metrics", Role::Metrics, ToOne, kSensors},
     {Role::EquipmentUnit, "EnvironmentMetrics", Role::Metrics, ToOne, kSensors},
     {Role::EquipmentUnit, "LeakDetection", Role::LeakDetection, ToOne, kSensors},
+    {Role::EquipmentUnit, "Assembly", Role::Assembly, ToOne, kComponents},
 
     {Role::Manager, "Links/ManagerForServers", Role::System, Later, ~FamilyMask{0}},
     {Role::Manager, "Links/ManagerForChassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
@@ -174,7 +182,8 @@ constexpr auto kLinks = std::to_array<LinkRow>({
 constexpr bool HoldsParts(Role role) {
   constexpr auto kRoles =
       std::to_array<Role>({Role::System, Role::Chassis, Role::Storage, Role::Power, Role::Thermal, Role::PowerSubsystem,
-                           Role::ThermalSubsystem, Role::Fabric, Role::EquipmentUnit, Role::Conditions});
+                           Role::ThermalSubsystem, Role::Fabric, Role::EquipmentUnit, Role::Conditions, Role::Manager,
+                           Role::LeakDetection});
   return std::find(kRoles.begin(), kRoles.end(), role) != kRoles.end();
 }
 
@@ -212,6 +221,7 @@ class Reading {
   void FollowRows(const Node& node, JsonValue list, Role role, FamilyMask families);
   void FollowSlots(const Node& node, JsonValue json);
   void FollowExcerpts(const Node& node, JsonValue json);
+  void FollowLeakDetectors(const Node& node, JsonValue json);
   void Finish();
   void SetResults(bool understood);
   Model::FamilyResult ResultOf(Family family) const;
@@ -329,6 +339,14 @@ void Reading::FollowExcerpts(const Node& node, JsonValue json) {
   }
 }
 
+/// Groups name detectors of others, too.
+void Reading::FollowLeakDetectors(const Node& node, JsonValue json) {
+  for (const std::string& source : TakeLeakDetectorGroups(collected_, node, json)) {
+    walk_.FollowLater(node, source, Role::LeakDetector, kSensors);
+  }
+  FollowExcerpts(node, json);
+}
+
 void Reading::Visit(const Node& node, JsonValue json) {
   const std::size_t limit = request_.options.connection.record_limit;
   const bool full =
@@ -418,6 +436,7 @@ void Reading::TakeChassisSide(const Node& node, JsonValue json) {
       return;
     case Role::Battery:
     case Role::Fan:
+    case Role::Heater:
     case Role::OtherPart:
       TakePart(collected_, node, json);
       FollowExcerpts(node, json);
@@ -442,6 +461,9 @@ void Reading::TakeChassisSide(const Node& node, JsonValue json) {
       return;
     case Role::LeakDetector:
       TakeLeakDetector(collected_, node, json);
+      return;
+    case Role::LeakDetection:
+      FollowLeakDetectors(node, json);
       return;
     case Role::Metrics:
       FollowExcerpts(node, json);

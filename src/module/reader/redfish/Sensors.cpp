@@ -235,7 +235,7 @@ class Excerpts {
     sensor.name = named ? sensor.name : NameIn(link ? sensor.id : path);
     sensor.state = absent_ ? "absent" : "";
     TakeReading(sensor, reading, shape.factor);
-    to_.readings.push_back({std::move(sensor), Collected::Source::Excerpt, named});
+    to_.readings.push_back({std::move(sensor), Collected::Source::Excerpt, named, node_.id});
   }
 
   Collected& to_;
@@ -243,6 +243,25 @@ class Excerpts {
   const std::string fan_;  ///< name of the fan whose speed this is
   const bool absent_;      ///< the resource that has the excerpts
 };
+
+/// Of a leak detector, or of an excerpt of one.
+Sensor LeakSensor(const std::string& id, std::string name, JsonValue json) {
+  Sensor sensor;
+  sensor.id = id;
+  sensor.name = std::move(name);
+  sensor.kind = "discrete";
+  TakeStatus(sensor, json);
+  const std::string state = WordAt(json, "DetectorState");
+  if (state.empty() || sensor.state == "absent") {
+    return sensor;
+  }
+  sensor.states.push_back(state);
+  // A detector that finds a leak may be in good health itself.
+  if (state == "critical" || (state == "warning" && sensor.health != "critical")) {
+    sensor.health = state;
+  }
+  return sensor;
+}
 
 }  // namespace
 
@@ -265,17 +284,31 @@ void TakeSensor(Collected& to, const Node& node, JsonValue json) {
 }
 
 void TakeLeakDetector(Collected& to, const Node& node, JsonValue json) {
-  Sensor sensor;
-  sensor.id = node.id;
-  sensor.name = TextAt(json, "Name");
-  sensor.kind = "discrete";
+  Sensor sensor = LeakSensor(node.id, TextAt(json, "Name"), json);
   sensor.context = WordAt(json, "PhysicalContext");
-  TakeStatus(sensor, json);
-  const std::string state = WordAt(json, "DetectorState");
-  if (!state.empty() && sensor.state != "absent") {
-    sensor.states.push_back(state);
-  }
   to.readings.push_back({std::move(sensor), Collected::Source::Own, true});
+}
+
+std::vector<std::string> TakeLeakDetectorGroups(Collected& to, const Node& node, JsonValue json) {
+  std::vector<std::string> sources;
+  std::size_t group = 0;
+  for (const JsonValue row : to.RowsOf(json["LeakDetectorGroups"])) {
+    const std::string list = node.id + "#/LeakDetectorGroups/" + std::to_string(group++) + "/Detectors/";
+    std::size_t index = 0;
+    for (const JsonValue detector : to.RowsOf(row["Detectors"])) {
+      const std::string source = LinkedId(detector, "DataSourceUri");
+      const std::string id = source.empty() ? list + std::to_string(index) : source;
+      ++index;
+      if (!source.empty()) {
+        sources.push_back(LinkAt(detector, "DataSourceUri"));
+      }
+      if (!IsBare(detector)) {
+        Sensor sensor = LeakSensor(id, TextAt(detector, "DeviceName"), detector);
+        to.readings.push_back({std::move(sensor), Collected::Source::Excerpt, source.empty(), node.id});
+      }
+    }
+  }
+  return sources;
 }
 
 void TakeThermalReadings(Collected& to, const Node& node, JsonValue json) {

@@ -35,6 +35,20 @@ void Fill(Sensor& into, const Sensor& from) {
 
 using Source = Collected::Source;
 
+/// In what ways a sensor has been shown. Two that are shown in the same way are two sensors, whatever their names: the
+/// name may be that of the device that both are of.
+enum Shown : u8 { AsRow = 1, AsExcerptOfPart = 2, AsExcerptOfChassis = 4, AsExcerpt = 6 };
+
+/// "chassis/1" of "Chassis/1/Thermal#/Temperatures/0", "powerequipment/rackpdus/1" of one of a PDU.
+std::string UnitOf(std::string_view id) {
+  const std::string lower = Lower(id);
+  auto end = lower.find('/', lower.find('/') + 1);
+  if (end != std::string::npos && lower.rfind("chassis/", 0) != 0) {
+    end = lower.find('/', end + 1);
+  }
+  return lower.substr(0, end);
+}
+
 /// The sensors that are kept, found by id and by name within their chassis.
 class Kept {
  public:
@@ -45,7 +59,8 @@ class Kept {
     return found == byId_.end() ? nullptr : &sensors[found->second];
   }
 
-  Sensor* SameName(const Sensor& sensor, Source source) {
+  Sensor* SameName(const Collected::Reading& reading) {
+    const Sensor& sensor = reading.record;
     const auto found = sensor.name.empty() ? byName_.end() : byName_.find(NameKey(sensor));
     if (found == byName_.end()) {
       return nullptr;
@@ -53,20 +68,21 @@ class Kept {
     for (Named& named : found->second) {
       Sensor& known = sensors[named.index];
       const bool sameUnit = known.unit.empty() || sensor.unit.empty() || known.unit == sensor.unit;
-      // Rows of one list may share a name: each of them is a sensor.
-      if (sameUnit && !(source == Source::Legacy && (named.source == Source::Legacy || named.hasRow))) {
-        named.hasRow = source == Source::Legacy;
+      if (sameUnit && (named.shown & ShownAs(reading)) == 0) {
+        named.shown |= ShownAs(reading);
         return &known;
       }
     }
     return nullptr;
   }
 
-  void Add(Sensor sensor, Source source, bool named) {
+  void Add(Collected::Reading reading) {
+    const u8 shown = ShownAs(reading);
+    Sensor& sensor = reading.record;
     sensor.parent = from_.PlaceAbove(sensor.id);
     byId_.emplace(Lower(sensor.id), sensors.size());
-    if (named) {
-      byName_[NameKey(sensor)].push_back({sensors.size(), source});
+    if (reading.isNamed) {
+      byName_[NameKey(sensor)].push_back({sensors.size(), shown});
     }
     sensors.push_back(std::move(sensor));
   }
@@ -74,15 +90,20 @@ class Kept {
   std::vector<Sensor> sensors;
 
  private:
-  std::string NameKey(const Sensor& sensor) const {
-    const auto second = sensor.id.find('/', sensor.id.find('/') + 1);
-    return Lower(std::string_view(sensor.id).substr(0, second)) + '\n' + sensor.name;
+  static std::string NameKey(const Sensor& sensor) { return UnitOf(sensor.id) + '\n' + sensor.name; }
+
+  u8 ShownAs(const Collected::Reading& reading) const {
+    if (reading.source != Source::Excerpt) {
+      return reading.source == Source::Legacy ? AsRow : 0;
+    }
+    const std::string unit = UnitOf(reading.holder);
+    const bool ofUnit = Lower(from_.PlaceAbove(reading.holder + "/")) == unit;
+    return !ofUnit ? AsExcerptOfPart : unit.rfind("chassis/", 0) == 0 ? AsExcerptOfChassis : AsExcerpt;
   }
 
   struct Named {
     std::size_t index;
-    Source source;
-    bool hasRow = false;  ///< a row of Thermal or Power has been joined with it
+    u8 shown;  ///< so far
   };
 
   const Collected& from_;
@@ -104,9 +125,9 @@ void FinishSensors(Collected& from) {
     Sensor& sensor = reading.record;
     const bool byName = reading.source == Source::Legacy || (reading.source == Source::Excerpt && reading.isNamed);
     Sensor* known = kept.SameId(sensor);
-    known = known == nullptr && byName ? kept.SameName(sensor, reading.source) : known;
+    known = known == nullptr && byName ? kept.SameName(reading) : known;
     if (known == nullptr) {
-      kept.Add(std::move(sensor), reading.source, reading.isNamed);
+      kept.Add(std::move(reading));
     } else if (reading.source != Source::Own) {
       Fill(*known, sensor);
     }

@@ -15,8 +15,9 @@ using Model::Health;
 using Model::Sensor;
 
 constexpr std::string_view kFormerGroups = "Redundancy";
-constexpr std::array<std::string_view, 6> kGroups = {kFormerGroups,   "PowerSupplyRedundancy", "MainsRedundancy",
-                                                     "FanRedundancy", "PumpRedundancy",        "FilterRedundancy"};
+constexpr std::array<std::string_view, 8> kGroups = {
+    kFormerGroups,      "PowerSupplyRedundancy",      "MainsRedundancy",   "FanRedundancy", "PumpRedundancy",
+    "FilterRedundancy", "CoolantConnectorRedundancy", "LeakDetectorGroups"};
 
 /// Id, in lower case, of the list that has replaced that of this resource; empty where there is none.
 std::string NewerGroups(std::string_view id) {

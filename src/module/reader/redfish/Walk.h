@@ -40,6 +40,7 @@ enum class Role : u8 {
   Battery,
   ThermalSubsystem,
   Fan,
+  Heater,
   OtherPart,
   Fabric,
   Conditions,
