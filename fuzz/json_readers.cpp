@@ -39,8 +39,8 @@ void CheckSame(const JsonNode& node, const JsonNode& other) {
 
 void CheckPaths(const JsonNode& node, const JsonSlice& slice, const char* textEnd) {
   JsonMembers members;
-  const char* behind = members.Load(slice);
-  FUZZ_CHECK(behind > slice.Start() && behind <= textEnd);
+  const char* after = members.Load(slice);
+  FUZZ_CHECK(after > slice.Start() && after <= textEnd);
   for (const char* path : {"a", "b", "a.b", "a.a.b", "Oem.Tavrik.Hidden", "Members"}) {
     const auto found = members.Find(path);
     FUZZ_CHECK(node.Text(path, "?") == (found ? found->Text() : "?"));

@@ -23,7 +23,7 @@
 #include "simulator/fleet/SimulatedFleet.h"
 #include "simulator/ipmi/IpmiService.h"
 #include "simulator/machine/Machine.h"
-#include "simulator/machine/Places.h"
+#include "simulator/machine/Paths.h"
 #include "simulator/redfish/RedfishServer.h"
 
 namespace {

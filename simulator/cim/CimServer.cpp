@@ -75,11 +75,11 @@ void PutError(const Request& request, const CimError& error, bool takesTrailers,
 }
 
 /// Pieces end between instances, so that no word is cut.
-Producer Personal(Producer shared, const Personalize& personalize) {
-  return [shared = std::move(shared), &personalize](std::string& piece) {
+Producer Substituted(Producer shared, const SubstituteIdentity& substitute) {
+  return [shared = std::move(shared), &substitute](std::string& piece) {
     std::string fresh;
     const bool more = shared(fresh);
-    piece += personalize(fresh);
+    piece += substitute(fresh);
     return more;
   };
 }
@@ -106,7 +106,7 @@ HttpResponse CimServer::Answer(const HttpRequest& http) const {
     return Refuse(*parsed.error);
   }
   Request& request = parsed.request;
-  std::optional<Fault> fault = faults_.Strike(request.method, request.nameSpace + ':' + request.className);
+  std::optional<Fault> fault = faults_.Match(request.method, request.nameSpace + ':' + request.className);
   return AnswerOperation(http, std::move(request), std::move(fault));
 }
 
@@ -124,8 +124,8 @@ HttpResponse CimServer::AnswerOperation(const HttpRequest& http, Request request
   } else {
     outcome = Perform(repository_, request);
   }
-  if (personalize_ && outcome.body) {
-    outcome.body = Personal(std::move(outcome.body), personalize_);
+  if (substitute_ && outcome.body) {
+    outcome.body = Substituted(std::move(outcome.body), substitute_);
   }
   HttpResponse response;
   response.headers = {{"Content-Type", kXmlType}, {"CIMOperation", "MethodResponse"}};

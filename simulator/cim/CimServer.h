@@ -17,8 +17,8 @@ namespace Kelvar::Simulator::Cim {
 class CimServer {
  public:
   CimServer(const Machine& machine, std::shared_ptr<const Repository> repository, FaultTable& faults,
-            Personalize personalize = {})
-      : machine_(machine), repository_(std::move(repository)), faults_(faults), personalize_(std::move(personalize)) {}
+            SubstituteIdentity substitute = {})
+      : machine_(machine), repository_(std::move(repository)), faults_(faults), substitute_(std::move(substitute)) {}
 
   HttpResponse Answer(const HttpRequest& http) const;
 
@@ -28,7 +28,7 @@ class CimServer {
   const Machine& machine_;
   std::shared_ptr<const Repository> repository_;
   FaultTable& faults_;
-  const Personalize personalize_;
+  const SubstituteIdentity substitute_;
 };
 
 }  // namespace Kelvar::Simulator::Cim

@@ -35,7 +35,7 @@ void MultiplyDerived(std::string_view base, std::size_t count, Cim::Repository& 
 }
 
 std::shared_ptr<const Cim::Repository> Load(const Machine& machine, const CimOptions& options) {
-  Cim::Repository repository = LoadCimData(machine, Facts::Load(machine.folder / "machine.json"));
+  Cim::Repository repository = LoadCimData(machine, Variables::Load(machine.folder / "machine.json"));
   for (const auto& [className, count] : options.counts) {
     Multiply(className, count, repository);
   }
@@ -44,8 +44,8 @@ std::shared_ptr<const Cim::Repository> Load(const Machine& machine, const CimOpt
 
 }  // namespace
 
-Cim::Repository LoadCimData(const Machine& machine, const Facts& facts) {
-  Cim::Repository repository = Cim::LoadRepository(machine.folder / "cim", machine.cimFlavour, facts);
+Cim::Repository LoadCimData(const Machine& machine, const Variables& variables) {
+  Cim::Repository repository = Cim::LoadRepository(machine.folder / "cim", machine.cimFlavour, variables);
   if (machine.logEntries) {
     MultiplyDerived("CIM_LogEntry", *machine.logEntries, repository);
   }
@@ -61,7 +61,7 @@ CimService::CimService(const Machine& machine, const CimOptions& options) : mach
   HttpServer::Options http;
   http.latency = machine.latency;
   http.tls = options.tls;
-  http.connectionFault = [this](std::string_view stage) { return faults_.Strike({}, stage); };
+  http.connectionFault = [this](std::string_view stage) { return faults_.Match({}, stage); };
   http_ = std::make_unique<HttpServer>(http, [this](const HttpRequest& request) { return server_->Answer(request); });
 }
 

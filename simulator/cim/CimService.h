@@ -7,8 +7,8 @@
 
 #include "simulator/cim/CimServer.h"
 #include "simulator/http/HttpServer.h"
-#include "simulator/machine/Facts.h"
 #include "simulator/machine/Machine.h"
+#include "simulator/machine/Variables.h"
 
 namespace Kelvar::Simulator {
 
@@ -42,7 +42,7 @@ class CimService : public Service {
 
 /// What a machine's folder "cim" publishes, with its logs and lists of sensors as long as the machine says. Throws
 /// std::runtime_error.
-Cim::Repository LoadCimData(const Machine& machine, const Facts& facts);
+Cim::Repository LoadCimData(const Machine& machine, const Variables& variables);
 
 std::unique_ptr<Service> MakeCimService(const Machine& machine);
 std::unique_ptr<Service> MakeCimTlsService(const Machine& machine);

@@ -27,11 +27,11 @@ void SetType(std::string text, Type& type, bool& isArray) {
   type = *found;
 }
 
-std::optional<std::string> ItemOf(Type type, const rapidjson::Value& json, const Facts& facts) {
+std::optional<std::string> ItemOf(Type type, const rapidjson::Value& json, const Variables& variables) {
   if (json.IsNull()) {
     return std::nullopt;
   }
-  const std::string text = facts.Expand(Json::Words(json));
+  const std::string text = variables.Expand(Json::Words(json));
   auto canonical = CanonicalText(type, text);
   if (!canonical || !IsXmlText(*canonical)) {
     throw std::runtime_error('"' + text + "\" is not a valid " + std::string(NameOf(type)));
@@ -39,20 +39,20 @@ std::optional<std::string> ItemOf(Type type, const rapidjson::Value& json, const
   return canonical;
 }
 
-void SetItems(const rapidjson::Value& json, const Facts& facts, Value& value) {
+void SetItems(const rapidjson::Value& json, const Variables& variables, Value& value) {
   value.isNull = json.IsNull();
   if (value.isNull) {
     return;
   }
   if (!value.isArray) {
-    value.items.push_back(ItemOf(value.type, json, facts));
+    value.items.push_back(ItemOf(value.type, json, variables));
     return;
   }
   if (!json.IsArray()) {
     throw std::runtime_error("no list, though the property is an array");
   }
   for (const rapidjson::Value& item : json.GetArray()) {
-    value.items.push_back(ItemOf(value.type, item, facts));
+    value.items.push_back(ItemOf(value.type, item, variables));
   }
 }
 
@@ -60,7 +60,7 @@ Qualifier QualifierOf(const std::string& name, const rapidjson::Value& json) {
   Qualifier qualifier{name, {}};
   qualifier.value.isArray = json.IsArray();
   qualifier.value.type = json.IsBool() ? Type::Boolean : Type::String;
-  SetItems(json, Facts(), qualifier.value);
+  SetItems(json, Variables(), qualifier.value);
   return qualifier;
 }
 
@@ -82,7 +82,7 @@ PropertyDeclaration DeclarationOf(const std::string& name, const rapidjson::Valu
   return declaration;
 }
 
-std::string ReferenceOf(const rapidjson::Value& json, const Namespace& space, const Facts& facts) {
+std::string ReferenceOf(const rapidjson::Value& json, const Namespace& space, const Variables& variables) {
   InstanceName target{Json::Text(json, "reference"), {}};
   const Class* targetClass = space.Find(target.className);
   if (targetClass == nullptr) {
@@ -92,7 +92,7 @@ std::string ReferenceOf(const rapidjson::Value& json, const Namespace& space, co
   for (const auto& [name, value] : Json::Members(json, "keys")) {
     const Declared key = FindDeclaration(ancestry, name.GetString());
     const Type type = key.property == nullptr ? Type::String : key.property->type;
-    target.keys.push_back({name.GetString(), std::string(KeyKindOf(type)), facts.Expand(Json::Words(value))});
+    target.keys.push_back({name.GetString(), std::string(KeyKindOf(type)), variables.Expand(Json::Words(value))});
   }
   std::string xml;
   AppendInstanceName(xml, target);
@@ -100,26 +100,27 @@ std::string ReferenceOf(const rapidjson::Value& json, const Namespace& space, co
 }
 
 /// {"type": ..., "value": ...}, {"raw": ...} or {"reference": ..., "keys": ...}
-void ReadObjectForm(const rapidjson::Value& json, const Namespace& space, const Facts& facts, Property& property) {
+void ReadObjectForm(const rapidjson::Value& json, const Namespace& space, const Variables& variables,
+                    Property& property) {
   if (Json::Find(json, "raw") != nullptr) {
-    property.raw = facts.Expand(Json::Text(json, "raw"));
+    property.raw = variables.Expand(Json::Text(json, "raw"));
     return;
   }
   if (Json::Find(json, "reference") != nullptr) {
-    property.value = {Type::Reference, false, false, {ReferenceOf(json, space, facts)}};
+    property.value = {Type::Reference, false, false, {ReferenceOf(json, space, variables)}};
     return;
   }
   SetType(Json::Text(json, "type"), property.value.type, property.value.isArray);
   if (const rapidjson::Value* value = Json::Find(json, "value")) {
-    SetItems(*value, facts, property.value);
+    SetItems(*value, variables, property.value);
   }
 }
 
 Property PropertyOf(const std::string& name, const rapidjson::Value& json, const std::vector<const Class*>& ancestry,
-                    const Namespace& space, const Facts& facts) {
+                    const Namespace& space, const Variables& variables) {
   Property property{name, {}, {}};
   if (json.IsObject()) {
-    ReadObjectForm(json, space, facts, property);
+    ReadObjectForm(json, space, variables, property);
     return property;
   }
   const Declared declared = FindDeclaration(ancestry, name);
@@ -128,7 +129,7 @@ Property PropertyOf(const std::string& name, const rapidjson::Value& json, const
   }
   property.value.type = declared.property->type;
   property.value.isArray = declared.property->isArray;
-  SetItems(json, facts, property.value);
+  SetItems(json, variables, property.value);
   return property;
 }
 
@@ -151,7 +152,7 @@ void ReadDeclaration(const rapidjson::Value& document, Class& into) {
   }
 }
 
-void ReadInstances(const rapidjson::Value& document, const Namespace& space, const Facts& facts, Class& into) {
+void ReadInstances(const rapidjson::Value& document, const Namespace& space, const Variables& variables, Class& into) {
   into.alwaysQualifiers = Json::Flag(document, "alwaysQualifiers");
   for (const rapidjson::Value& property : Json::List(document, "numbered")) {
     into.numbered.push_back(Json::Words(property));
@@ -160,7 +161,7 @@ void ReadInstances(const rapidjson::Value& document, const Namespace& space, con
   const auto fill = [&](const rapidjson::Value::ConstObject& members, Instance& instance) {
     for (const auto& [name, value] : members) {
       try {
-        Put(instance, PropertyOf(name.GetString(), value, ancestry, space, facts));
+        Put(instance, PropertyOf(name.GetString(), value, ancestry, space, variables));
       } catch (const std::runtime_error& error) {
         Refuse("instance " + std::to_string(into.instances.size()) + ", " + name.GetString(), error.what());
       }

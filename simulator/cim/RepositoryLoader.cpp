@@ -117,7 +117,7 @@ void Declare(const std::map<std::string, Source, NameLess>& own, const ClassFile
   }
 }
 
-Namespace LoadNamespace(const ClassFiles& files, const ClassFiles& schema, const Facts& facts) {
+Namespace LoadNamespace(const ClassFiles& files, const ClassFiles& schema, const Variables& variables) {
   std::map<std::string, Source, NameLess> own;
   for (const auto& [name, file] : files) {
     own.emplace(name, Source{file, Json::ReadObjectVerbatim(file)});
@@ -127,11 +127,11 @@ Namespace LoadNamespace(const ClassFiles& files, const ClassFiles& schema, const
   for (const auto& entry : own) {
     const auto& [name, source] = entry;
     Class& of = *space.Find(name);
-    Within(source.file, [&facts, &space, &of, &document = source.document] {
+    Within(source.file, [&variables, &space, &of, &document = source.document] {
       if (!of.superclass.empty() && space.Find(of.superclass) == nullptr) {
         throw std::runtime_error("no class \"" + of.superclass + "\" to derive from");
       }
-      ReadInstances(document, space, facts, of);
+      ReadInstances(document, space, variables, of);
     });
   }
   return space;
@@ -139,7 +139,7 @@ Namespace LoadNamespace(const ClassFiles& files, const ClassFiles& schema, const
 
 }  // namespace
 
-Repository LoadRepository(const fs::path& folder, const std::string& flavour, const Facts& facts) {
+Repository LoadRepository(const fs::path& folder, const std::string& flavour, const Variables& variables) {
   if (!fs::is_directory(folder)) {
     throw std::runtime_error("no CIM data: " + folder.string() + " is not a folder");
   }
@@ -158,7 +158,7 @@ Repository LoadRepository(const fs::path& folder, const std::string& flavour, co
   }
   Repository repository;
   for (const auto& [name, classFiles] : files) {
-    repository.namespaces.emplace(name, LoadNamespace(classFiles, schema, facts));
+    repository.namespaces.emplace(name, LoadNamespace(classFiles, schema, variables));
   }
   if (!flavour.empty()) {
     Within(serverPath, [&] { Narrow(server, flavour, repository); });

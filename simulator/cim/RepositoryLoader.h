@@ -4,7 +4,7 @@
 #include <string>
 
 #include "simulator/cim/Repository.h"
-#include "simulator/machine/Facts.h"
+#include "simulator/machine/Variables.h"
 
 namespace Kelvar::Simulator::Cim {
 
@@ -13,6 +13,6 @@ namespace Kelvar::Simulator::Cim {
 /// target. An empty flavour keeps everything. README.md tells the format.
 ///
 /// Throws std::runtime_error with the file and the reason.
-Repository LoadRepository(const std::filesystem::path& folder, const std::string& flavour, const Facts& facts);
+Repository LoadRepository(const std::filesystem::path& folder, const std::string& flavour, const Variables& variables);
 
 }  // namespace Kelvar::Simulator::Cim

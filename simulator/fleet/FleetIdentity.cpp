@@ -50,18 +50,18 @@ std::string AddHex(std::string_view word, std::size_t digits, std::uint64_t chan
 }
 
 /// Marks what is within one string of a JSON text, unless it is a member's name or a path.
-void MarkString(std::string_view string, bool isName, const IdentityWords& words, std::string& into) {
+void MarkString(std::string_view string, bool isName, const IdentityIndex& words, std::string& into) {
   const bool isPath = string.starts_with("\"/");
   into += isName || isPath ? std::string(string) : Mark(string, words);
 }
 
 }  // namespace
 
-std::string Mark(std::string_view text, const IdentityWords& words) {
+std::string Mark(std::string_view text, const IdentityIndex& words) {
   return words.Replace(text, MarkOf);
 }
 
-std::string MarkJson(std::string_view json, const IdentityWords& words) {
+std::string MarkJson(std::string_view json, const IdentityIndex& words) {
   std::string marked;
   for (std::size_t at = 0; at < json.size();) {
     const std::size_t quote = std::min(json.find('"', at), json.size());

@@ -11,7 +11,7 @@ namespace Kelvar::Simulator {
 
 namespace {
 
-FleetDifference ReadDifference(const rapidjson::Value& json, const Facts& facts) {
+FleetDifference ReadDifference(const rapidjson::Value& json, const Variables& variables) {
   FleetDifference difference;
   difference.every = Json::Number(json, "every", 1);
   difference.at = Json::Number(json, "at", 0);
@@ -19,7 +19,7 @@ FleetDifference ReadDifference(const rapidjson::Value& json, const Facts& facts)
     throw std::runtime_error("\"at\" is not below \"every\"");
   }
   for (const auto& [path, text] : Json::Members(json, "facts")) {
-    difference.facts[path.GetString()] = facts.Expand(Json::Words(text));
+    difference.variables[path.GetString()] = variables.Expand(Json::Words(text));
   }
   for (const auto& place : Json::List(json, "without")) {
     difference.without.push_back(Json::Words(place));
@@ -99,12 +99,12 @@ void ForEachText(Cim::Repository& repository, Visit visit) {
 }  // namespace
 
 FleetModel::FleetModel(const Machine& machine)
-    : machine_(std::make_shared<const Machine>(machine)), facts_(Facts::Load(machine.folder / "machine.json")) {
+    : machine_(std::make_shared<const Machine>(machine)), variables_(Variables::Load(machine.folder / "machine.json")) {
   const std::filesystem::path file = machine.folder / "machine.json";
   const rapidjson::Document document = Json::ReadObject(file);
   try {
     for (const auto& json : Json::List(document, "fleet")) {
-      differences_.push_back(ReadDifference(json, facts_));
+      differences_.push_back(ReadDifference(json, variables_));
     }
   } catch (const std::runtime_error& error) {
     throw std::runtime_error(file.string() + ": \"fleet\": " + error.what());
@@ -132,16 +132,16 @@ FleetModel::Combination FleetModel::CombinationOf(std::size_t machine) const {
   return combination;
 }
 
-Facts FleetModel::FactsOf(const Combination& combination) const {
-  Facts facts = facts_;
+Variables FleetModel::VariablesOf(const Combination& combination) const {
+  Variables variables = variables_;
   for (std::size_t i = 0; i < combination.size(); ++i) {
-    for (const auto& [path, text] : differences_[i].facts) {
+    for (const auto& [path, text] : differences_[i].variables) {
       if (combination[i]) {
-        facts.Set(path, text);
+        variables.Set(path, text);
       }
     }
   }
-  return facts;
+  return variables;
 }
 
 std::vector<std::string> FleetModel::LacksOf(const Combination& combination) const {
@@ -156,8 +156,8 @@ std::vector<std::string> FleetModel::LacksOf(const Combination& combination) con
 
 std::shared_ptr<const RedfishData> FleetModel::LoadRedfish(const Combination& combination) const {
   const std::vector<std::string> lacks = LacksOf(combination);
-  return LoadRedfishData(*machine_, FactsOf(combination), [&](ResourceTree& tree) {
-    IdentityWords words = words_;
+  return LoadRedfishData(*machine_, VariablesOf(combination), [&](ResourceTree& tree) {
+    IdentityIndex words = words_;
     tree.ForEach([&words](const std::string&, const std::string& page) {
       rapidjson::Document document;
       if (!document.Parse<rapidjson::kParseIterativeFlag>(page.c_str()).HasParseError()) {
@@ -176,13 +176,13 @@ std::shared_ptr<const RedfishData> FleetModel::LoadRedfish(const Combination& co
 }
 
 std::shared_ptr<const Cim::Repository> FleetModel::LoadCim(const Combination& combination) const {
-  Cim::Repository repository = LoadCimData(*machine_, FactsOf(combination));
+  Cim::Repository repository = LoadCimData(*machine_, VariablesOf(combination));
   for (const std::string& place : LacksOf(combination)) {
     if (!place.starts_with('/')) {
       Drop(place, repository);
     }
   }
-  IdentityWords words = words_;
+  IdentityIndex words = words_;
   ForEachText(repository, [&words](const std::string& property, std::string& text) {
     if (const auto kind = IdentityOfKey(property)) {
       words.Add(*kind, text);

@@ -8,8 +8,8 @@
 
 #include "simulator/cim/Repository.h"
 #include "simulator/fleet/FleetIdentity.h"
-#include "simulator/machine/Facts.h"
 #include "simulator/machine/Machine.h"
+#include "simulator/machine/Variables.h"
 #include "simulator/redfish/RedfishSite.h"
 
 namespace Kelvar::Simulator {
@@ -18,7 +18,7 @@ namespace Kelvar::Simulator {
 struct FleetDifference {
   std::size_t every = 1;
   std::size_t at = 0;
-  std::map<std::string, std::string> facts;
+  std::map<std::string, std::string> variables;
   /// "/redfish/v1/Chassis/1/Power#/PowerSupplies/1" or "root/cimv2:QEL_PowerSupplyPackage#1".
   std::vector<std::string> without;
 
@@ -41,15 +41,15 @@ class FleetModel {
   using Combination = std::vector<bool>;
 
   Combination CombinationOf(std::size_t machine) const;
-  Facts FactsOf(const Combination& combination) const;
+  Variables VariablesOf(const Combination& combination) const;
   std::vector<std::string> LacksOf(const Combination& combination) const;
   std::shared_ptr<const RedfishData> LoadRedfish(const Combination& combination) const;
   std::shared_ptr<const Cim::Repository> LoadCim(const Combination& combination) const;
 
   const std::shared_ptr<const Machine> machine_;
   std::vector<FleetDifference> differences_;
-  const Facts facts_;
-  IdentityWords words_;
+  const Variables variables_;
+  IdentityIndex words_;
   std::map<Combination, std::shared_ptr<const RedfishData>> redfish_;
   std::map<Combination, std::shared_ptr<const Cim::Repository>> cim_;
 };

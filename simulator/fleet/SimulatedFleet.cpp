@@ -33,14 +33,14 @@ void AllowDescriptors(std::size_t sockets) {
   }
 }
 
-Personalize IdentityOf(std::size_t machine) {
+SubstituteIdentity IdentityOf(std::size_t machine) {
   return [machine](std::string_view marked) { return PutIdentity(marked, machine); };
 }
 
 }  // namespace
 
 struct SimulatedFleet::CimSite {
-  CimSite(const Machine& machine, std::shared_ptr<const Cim::Repository> repository, Personalize identity)
+  CimSite(const Machine& machine, std::shared_ptr<const Cim::Repository> repository, SubstituteIdentity identity)
       : server(machine, std::move(repository), faults, std::move(identity)) {}
 
   FaultTable faults;
@@ -98,7 +98,7 @@ HttpFarm::Site SimulatedFleet::MakeRedfish(std::size_t machine, const std::vecto
                           .get();
   HttpFarm::Site served;
   served.handler = [site](const HttpRequest& request) { return site->Respond(request); };
-  served.connectionFault = [site](std::string_view stage) { return site->Faults().Strike({}, stage); };
+  served.connectionFault = [site](std::string_view stage) { return site->Faults().Match({}, stage); };
   return served;
 }
 
@@ -108,7 +108,7 @@ HttpFarm::Site SimulatedFleet::MakeCim(std::size_t machine, const std::vector<st
   site->faults.Load(faults, model_.Base()->folder / "cim" / "faults.json");
   HttpFarm::Site served;
   served.handler = [site](const HttpRequest& request) { return site->server.Answer(request); };
-  served.connectionFault = [site](std::string_view stage) { return site->faults.Strike({}, stage); };
+  served.connectionFault = [site](std::string_view stage) { return site->faults.Match({}, stage); };
   return served;
 }
 

@@ -34,7 +34,7 @@ class FarmConnection : public std::enable_shared_from_this<FarmConnection<Stream
       : site_(site), timer_(socket.get_executor()), stream_(std::move(socket), arguments...) {}
 
   void Begin() {
-    Strike("@accept", LowestLayer(), [this] { Handshake(); });
+    ApplyFault("@accept", LowestLayer(), [this] { Handshake(); });
   }
 
  private:
@@ -57,16 +57,16 @@ class FarmConnection : public std::enable_shared_from_this<FarmConnection<Stream
 
   void BeginTls(const Error& error) {
     if (!error) {
-      Strike("@tls", stream_, [this] { ReadRequest(); });
+      ApplyFault("@tls", stream_, [this] { ReadRequest(); });
     }
   }
 
-  /// Lets a fault of the connection strike, and goes on with `next` when it leaves something to go on with.
+  /// Applies a fault of the connection, and goes on with `next` when it leaves something to go on with.
   template <class Layer, class Next>
-  void Strike(std::string_view stage, Layer& layer, Next next) {
+  void ApplyFault(std::string_view stage, Layer& layer, Next next) {
     const auto fault = site_.connectionFault ? site_.connectionFault(stage) : std::nullopt;
     answer_ = RecordedAnswer();
-    end_ = fault ? StrikeConnection(*fault, answer_) : Fault::End::Keep;
+    end_ = fault ? ApplyConnectionFault(*fault, answer_) : Fault::End::Keep;
     Play(layer, std::move(next));
   }
 

@@ -245,7 +245,7 @@ void FaultTable::SwitchOn(const std::string& name) {
   }
 }
 
-std::optional<Fault> FaultTable::Strike(std::string_view method, std::string_view subject) {
+std::optional<Fault> FaultTable::Match(std::string_view method, std::string_view subject) {
   const std::lock_guard lock(mutex_);
   for (Entry& entry : entries_) {
     const std::uint64_t last = entry.fault.skip + entry.fault.times;

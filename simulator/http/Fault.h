@@ -52,11 +52,11 @@ struct Fault {
 /// A fault is written as `PATH key=value key=value ...`, values with blanks in double quotes, or as a JSON object of
 /// the same keys with "path" beside them. PATH is matched against what is asked for, percent-decoded, with the query
 /// only when PATH holds a "?" or ends in "*"; "*" stands for any text. The first fault that matches and is not used up
-/// strikes. Keys:
+/// applies. Keys:
 ///
-///     name=TEXT           in a file: strikes only in a run that switches this name on; may be that of several faults
+///     name=TEXT           in a file: applies only in a run that switches this name on; may be that of several faults
 ///     method=GET          this method only
-///     skip=N times=N      let N requests through first; strike N times, 0 is for ever
+///     skip=N times=N      let N requests through first; apply N times, 0 is for ever
 ///     status=N            this status; the body becomes empty, unless `body` says otherwise
 ///     header="Name: text" this header, in place of one of the same name; may be repeated (in JSON a list)
 ///     redirect=URL        302 with this Location
@@ -77,7 +77,7 @@ struct Fault {
 ///     end=close|truncate|reset|hang   what becomes of the connection afterwards: an orderly end (after a cut the
 ///                         default), an end without the TLS closing, a reset, or silence until the client leaves
 ///
-/// PATH "@accept" strikes when a connection has been accepted, before any TLS, "@tls" when the handshake is done; they
+/// PATH "@accept" applies when a connection has been accepted, before any TLS, "@tls" when the handshake is done; they
 /// take skip, times, delay, garbage and end.
 class FaultTable {
  public:
@@ -93,8 +93,8 @@ class FaultTable {
   /// names of faults of the file. Throws std::invalid_argument or std::runtime_error.
   void Load(const std::vector<std::string>& wanted, const std::filesystem::path& file);
 
-  /// The fault that strikes a request, counting it. `subject` is the target, or "@accept" or "@tls".
-  std::optional<Fault> Strike(std::string_view method, std::string_view subject);
+  /// The fault that applies to a request, counting the request. `subject` is the target, or "@accept" or "@tls".
+  std::optional<Fault> Match(std::string_view method, std::string_view subject);
 
  private:
   struct Entry {

@@ -52,9 +52,9 @@ class StopSign {
 };
 
 template <class Stream>
-class StreamOutlet : public Outlet {
+class StreamSink : public ByteSink {
  public:
-  StreamOutlet(Stream& stream, StopSign& stop) : stream_(stream), stop_(stop) {}
+  StreamSink(Stream& stream, StopSign& stop) : stream_(stream), stop_(stop) {}
 
   bool Write(std::string_view bytes) override {
     Error error;
@@ -293,8 +293,8 @@ Fault::End HttpServer::Server::StrikeAt(std::string_view stage, Stream& stream) 
   if (!fault) {
     return Fault::End::Keep;
   }
-  StreamOutlet<Stream> outlet(stream, stop_);
-  const Fault::End end = StrikeConnection(*fault, outlet);
+  StreamSink<Stream> sink(stream, stop_);
+  const Fault::End end = ApplyConnectionFault(*fault, sink);
   if (end == Fault::End::Hang) {
     Hang(stream);
   }
@@ -303,7 +303,7 @@ Fault::End HttpServer::Server::StrikeAt(std::string_view stage, Stream& stream) 
 
 template <class Stream>
 Fault::End HttpServer::Server::Converse(Stream& stream) {
-  StreamOutlet<Stream> outlet(stream, stop_);
+  StreamSink<Stream> sink(stream, stop_);
   boost::beast::flat_buffer buffer;
   Fault::End end = Fault::End::Keep;
   while (end == Fault::End::Keep) {
@@ -312,13 +312,13 @@ Fault::End HttpServer::Server::Converse(Stream& stream) {
     Error error;
     http::read_header(stream, buffer, parser, error);
     if (!error && parser.get()[http::field::expect] == "100-continue") {
-      outlet.Write("HTTP/1.1 100 Continue\r\n\r\n");
+      sink.Write("HTTP/1.1 100 Continue\r\n\r\n");
     }
     if (!error) {
       http::read(stream, buffer, parser, error);
     }
     if (auto refusal = RefuseUnreadable(error)) {
-      return WriteResponse(LastRequest(), std::move(*refusal), outlet);
+      return WriteResponse(LastRequest(), std::move(*refusal), sink);
     }
     if (error) {
       return Fault::End::Close;
@@ -326,10 +326,10 @@ Fault::End HttpServer::Server::Converse(Stream& stream) {
     ++requests_;
     const HttpRequest request = TakeRequest(parser);
     HttpResponse response = AnswerSafely(handler_, request);
-    if (!outlet.Wait(options_.latency)) {
+    if (!sink.Wait(options_.latency)) {
       return Fault::End::Close;
     }
-    end = WriteResponse(request, std::move(response), outlet);
+    end = WriteResponse(request, std::move(response), sink);
   }
   if (end == Fault::End::Hang) {
     Hang(stream);

@@ -21,7 +21,7 @@ class HttpServer {
   struct Options {
     /// TLS with a self-signed certificate that is made at start.
     bool tls = false;
-    /// Asked with "@accept" for each connection and with "@tls" after each handshake; a fault then strikes.
+    /// Asked with "@accept" for each connection and with "@tls" after each handshake; a fault then applies.
     std::function<std::optional<Fault>(std::string_view stage)> connectionFault;
     /// Before each answer.
     std::chrono::milliseconds latency{0};

@@ -9,7 +9,7 @@
 namespace Kelvar::Simulator {
 
 /// An answer as it is to go out: pieces of bytes, each after a wait.
-class RecordedAnswer : public Outlet {
+class RecordedAnswer : public ByteSink {
  public:
   struct Piece {
     std::chrono::milliseconds wait{0};

@@ -13,11 +13,11 @@ namespace {
 
 constexpr auto kNoLimit = std::numeric_limits<std::uint64_t>::max();
 
-/// Puts a fault's cut and drip on the way to an outlet.
-class FaultyOutlet {
+/// Puts a fault's cut and drip on the way to a sink.
+class FaultySink {
  public:
-  FaultyOutlet(const Fault& fault, Outlet& outlet)
-      : outlet_(outlet),
+  FaultySink(const Fault& fault, ByteSink& sink)
+      : sink_(sink),
         limit_(fault.cut.value_or(kNoLimit)),
         piece_(fault.dripBytes == 0 ? kNoLimit : fault.dripBytes),
         interval_(fault.dripInterval) {}
@@ -29,8 +29,8 @@ class FaultyOutlet {
   bool Write(std::string_view bytes) {
     while (!bytes.empty()) {
       const std::string_view piece = bytes.substr(0, std::min(piece_, limit_ - written_));
-      const bool wait = written_ > 0 && interval_.count() > 0 && !outlet_.Wait(interval_);
-      if (piece.empty() || wait || !outlet_.Write(piece)) {
+      const bool wait = written_ > 0 && interval_.count() > 0 && !sink_.Wait(interval_);
+      if (piece.empty() || wait || !sink_.Write(piece)) {
         return false;
       }
       written_ += piece.size();
@@ -40,7 +40,7 @@ class FaultyOutlet {
   }
 
  private:
-  Outlet& outlet_;
+  ByteSink& sink_;
   std::uint64_t written_ = 0;
   std::uint64_t limit_;
   std::uint64_t piece_;
@@ -121,69 +121,69 @@ std::string ComposeHead(const HttpRequest& request, const Fault& fault, const Ht
   return head;
 }
 
-bool WriteHeaderFlood(std::uint64_t count, FaultyOutlet& outlet) {
+bool WriteHeaderFlood(std::uint64_t count, FaultySink& sink) {
   const std::string filling(1000, 'x');
   for (std::uint64_t i = 0; i < count; ++i) {
-    if (!outlet.Write("X-Flood-" + std::to_string(i) + ": " + filling + "\r\n")) {
+    if (!sink.Write("X-Flood-" + std::to_string(i) + ": " + filling + "\r\n")) {
       return false;
     }
   }
   return true;
 }
 
-bool WriteExtension(std::uint64_t size, FaultyOutlet& outlet) {
+bool WriteExtension(std::uint64_t size, FaultySink& sink) {
   const std::string filling(16384, 'x');
-  bool whole = size == 0 || outlet.Write(";");
+  bool whole = size == 0 || sink.Write(";");
   while (whole && size > 0) {
     const std::uint64_t piece = std::min<std::uint64_t>(size, filling.size());
-    whole = outlet.Write(std::string_view(filling).substr(0, piece));
+    whole = sink.Write(std::string_view(filling).substr(0, piece));
     size -= piece;
   }
   return whole;
 }
 
-bool WriteChunk(std::string_view bytes, const Fault& fault, FaultyOutlet& outlet) {
+bool WriteChunk(std::string_view bytes, const Fault& fault, FaultySink& sink) {
   std::array<char, 16> size{};
   const auto end = std::to_chars(size.data(), size.data() + size.size(), bytes.size(), 16).ptr;
   const std::string_view digits(size.data(), static_cast<std::size_t>(end - size.data()));
-  return outlet.Write(digits) && WriteExtension(fault.chunkExtension, outlet) && outlet.Write("\r\n") &&
-         outlet.Write(bytes) && outlet.Write("\r\n");
+  return sink.Write(digits) && WriteExtension(fault.chunkExtension, sink) && sink.Write("\r\n") && sink.Write(bytes) &&
+         sink.Write("\r\n");
 }
 
-bool WriteSource(const Fault& fault, const HttpResponse& response, FaultyOutlet& outlet) {
+bool WriteSource(const Fault& fault, const HttpResponse& response, FaultySink& sink) {
   std::string piece;
   for (bool more = true; more; piece.clear()) {
     more = response.source(piece);
-    if (!piece.empty() && !WriteChunk(piece, fault, outlet)) {
+    if (!piece.empty() && !WriteChunk(piece, fault, sink)) {
       return false;
     }
   }
   return true;
 }
 
-bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultyOutlet& outlet) {
-  if (response.source && !WriteSource(fault, response, outlet)) {
+bool WriteChunked(const Fault& fault, const HttpResponse& response, FaultySink& sink) {
+  if (response.source && !WriteSource(fault, response, sink)) {
     return false;
   }
   constexpr std::size_t kChunkSize = 16384;
   do {
     for (std::string_view rest = response.body; !rest.empty(); rest.remove_prefix(std::min(kChunkSize, rest.size()))) {
-      if (!WriteChunk(rest.substr(0, kChunkSize), fault, outlet)) {
+      if (!WriteChunk(rest.substr(0, kChunkSize), fault, sink)) {
         return false;
       }
     }
   } while (fault.endless && !response.body.empty());
-  if (!outlet.Write("0\r\n") || !WriteHeaderFlood(fault.trailerFlood, outlet)) {
+  if (!sink.Write("0\r\n") || !WriteHeaderFlood(fault.trailerFlood, sink)) {
     return false;
   }
   std::string tail;
   for (const auto& [name, value] : response.trailers) {
     tail.append(name).append(": ").append(value).append("\r\n");
   }
-  return outlet.Write(tail + "\r\n");
+  return sink.Write(tail + "\r\n");
 }
 
-bool WriteTimes(const std::string& body, std::uint64_t times, FaultyOutlet& outlet) {
+bool WriteTimes(const std::string& body, std::uint64_t times, FaultySink& sink) {
   constexpr std::size_t kBlockSize = 262'144;
   if (body.empty()) {
     return true;
@@ -191,20 +191,20 @@ bool WriteTimes(const std::string& body, std::uint64_t times, FaultyOutlet& outl
   const std::uint64_t inBlock = std::min<std::uint64_t>(times, kBlockSize / body.size() + 1);
   const std::string block = inBlock == 1 ? body : Repeat(body, inBlock);
   for (; times >= inBlock && times > 0; times -= inBlock) {
-    if (!outlet.Write(block)) {
+    if (!sink.Write(block)) {
       return false;
     }
   }
-  return outlet.Write(std::string_view(block).substr(0, body.size() * times));
+  return sink.Write(std::string_view(block).substr(0, body.size() * times));
 }
 
 /// Head and body, the whole of a short answer as one write.
 bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResponse& response, std::uint64_t bodyTimes,
-                  FaultyOutlet& outlet) {
+                  FaultySink& sink) {
   constexpr std::size_t kShortBody = 16384;
   std::string head = ComposeHead(request, fault, response, bodyTimes);
   if (fault.headerFlood > 0) {
-    if (!outlet.Write(head) || !WriteHeaderFlood(fault.headerFlood, outlet)) {
+    if (!sink.Write(head) || !WriteHeaderFlood(fault.headerFlood, sink)) {
       return false;
     }
     head.clear();
@@ -212,28 +212,28 @@ bool WriteMessage(const HttpRequest& request, const Fault& fault, const HttpResp
   head += "\r\n";
   const bool plain = !response.chunked && !fault.endless && !fault.cutBody && bodyTimes == 1;
   if (plain && !request.IsHead() && response.body.size() <= kShortBody) {
-    return outlet.Write(head + response.body);
+    return sink.Write(head + response.body);
   }
-  if (!outlet.Write(head)) {
+  if (!sink.Write(head)) {
     return false;
   }
   if (request.IsHead()) {
     return true;
   }
-  outlet.CutAfter(fault.cutBody.value_or(kNoLimit));
+  sink.CutAfter(fault.cutBody.value_or(kNoLimit));
   if (response.chunked) {
-    return WriteChunked(fault, response, outlet);
+    return WriteChunked(fault, response, sink);
   }
-  return WriteTimes(response.body, fault.endless ? kNoLimit : bodyTimes, outlet);
+  return WriteTimes(response.body, fault.endless ? kNoLimit : bodyTimes, sink);
 }
 
-bool WriteGarbage(std::uint64_t count, FaultyOutlet& outlet) {
+bool WriteGarbage(std::uint64_t count, FaultySink& sink) {
   std::uint32_t state = 0x2545F491;
   std::string bytes;
   for (; count > 0 && bytes.size() < count; bytes += static_cast<char>(state >> 24)) {
     state = state * 1664525 + 1013904223;
   }
-  return outlet.Write(bytes);
+  return sink.Write(bytes);
 }
 
 Fault::End OrClose(Fault::End end) {
@@ -242,12 +242,12 @@ Fault::End OrClose(Fault::End end) {
 
 }  // namespace
 
-Fault::End WriteResponse(const HttpRequest& request, HttpResponse response, Outlet& outlet) {
+Fault::End WriteResponse(const HttpRequest& request, HttpResponse response, ByteSink& sink) {
   const Fault fault = response.fault.value_or(Fault{});
-  if (fault.delay.count() > 0 && !outlet.Wait(fault.delay)) {
+  if (fault.delay.count() > 0 && !sink.Wait(fault.delay)) {
     return Fault::End::Close;
   }
-  FaultyOutlet faulty(fault, outlet);
+  FaultySink faulty(fault, sink);
   if (fault.garbage > 0) {
     WriteGarbage(fault.garbage, faulty);
     return OrClose(fault.end);
@@ -259,12 +259,12 @@ Fault::End WriteResponse(const HttpRequest& request, HttpResponse response, Outl
   return whole && delimited && request.keepAlive ? fault.end : OrClose(fault.end);
 }
 
-Fault::End StrikeConnection(const Fault& fault, Outlet& outlet) {
-  if (fault.delay.count() > 0 && !outlet.Wait(fault.delay)) {
+Fault::End ApplyConnectionFault(const Fault& fault, ByteSink& sink) {
+  if (fault.delay.count() > 0 && !sink.Wait(fault.delay)) {
     return Fault::End::Close;
   }
   if (fault.garbage > 0) {
-    FaultyOutlet faulty(fault, outlet);
+    FaultySink faulty(fault, sink);
     WriteGarbage(fault.garbage, faulty);
     return OrClose(fault.end);
   }

@@ -8,9 +8,9 @@
 namespace Kelvar::Simulator {
 
 /// Where the bytes of an answer go.
-class Outlet {
+class ByteSink {
  public:
-  virtual ~Outlet() = default;
+  virtual ~ByteSink() = default;
   /// False once the peer is gone.
   virtual bool Write(std::string_view bytes) = 0;
   /// Waits; false when the server is stopping.
@@ -18,9 +18,9 @@ class Outlet {
 };
 
 /// Writes an answer with its fault, and tells what is to become of the connection.
-Fault::End WriteResponse(const HttpRequest& request, HttpResponse response, Outlet& outlet);
+Fault::End WriteResponse(const HttpRequest& request, HttpResponse response, ByteSink& sink);
 
-/// Lets a fault strike that is not about an answer: delay, garbage and end alone.
-Fault::End StrikeConnection(const Fault& fault, Outlet& outlet);
+/// Applies a fault that is not about an answer: delay, garbage and end alone.
+Fault::End ApplyConnectionFault(const Fault& fault, ByteSink& sink);
 
 }  // namespace Kelvar::Simulator

@@ -17,7 +17,7 @@
 
 #include "simulator/ipmi/ChildProcess.h"
 #include "simulator/ipmi/IpmiData.h"
-#include "simulator/machine/Places.h"
+#include "simulator/machine/Paths.h"
 
 namespace Kelvar::Simulator {
 

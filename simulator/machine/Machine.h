@@ -56,7 +56,7 @@ struct Machine {
 };
 
 /// Turns text that all machines of a fleet share into what one of them says; empty for a machine of its own.
-using Personalize = std::function<std::string(std::string_view text)>;
+using SubstituteIdentity = std::function<std::string(std::string_view text)>;
 
 /// Reads a machine. `nameOrFolder` is a folder, or the name of one below `library`. Throws UsageError when there
 /// is none, std::runtime_error when its machine.json is wrong, each with a text for people.

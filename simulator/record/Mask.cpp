@@ -172,7 +172,7 @@ std::optional<Identity> KindOf(const Place& place, std::string_view value) {
   return isOdd || (kind == Identity::Secret && IsSecretState(value)) ? std::nullopt : kind;
 }
 
-/// Facts of a machine begin with "${"; in a recorded page nothing is one.
+/// Variables of a machine begin with "${"; in a recorded page nothing is one.
 std::string WithoutFacts(std::string page) {
   constexpr std::string_view kEscaped = "$\\u007b";
   for (std::size_t at = page.find("${"); at != std::string::npos; at = page.find("${", at + kEscaped.size())) {

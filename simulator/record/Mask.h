@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulator/machine/IdentityWords.h"
+#include "simulator/machine/IdentityIndex.h"
 
 namespace Kelvar::Simulator {
 
@@ -32,7 +32,7 @@ class Mask {
  private:
   std::string ApplyToText(std::string_view text);
 
-  IdentityWords words_;
+  IdentityIndex words_;
   std::array<std::map<std::string, std::size_t, std::less<>>, kIdentityKinds> numbers_;
 };
 

@@ -3,9 +3,9 @@
 namespace Kelvar::Simulator {
 
 RedfishServer::RedfishServer(const Machine& machine)
-    : data_(LoadRedfishData(machine, Facts::Load(machine.folder / "machine.json"))),
+    : data_(LoadRedfishData(machine, Variables::Load(machine.folder / "machine.json"))),
       site_(std::make_shared<const Machine>(machine), data_, machine.FaultsOf("redfish")),
-      server_({true, [this](std::string_view stage) { return site_.Faults().Strike({}, stage); }, machine.latency},
+      server_({true, [this](std::string_view stage) { return site_.Faults().Match({}, stage); }, machine.latency},
               [this](const HttpRequest& request) { return Respond(request); }) {}
 
 unsigned short RedfishServer::Start(unsigned short port) {

@@ -82,9 +82,9 @@ void AddSchemaLink(HttpResponse& response) {
 
 }  // namespace
 
-std::shared_ptr<const RedfishData> LoadRedfishData(const Machine& machine, const Facts& facts,
+std::shared_ptr<const RedfishData> LoadRedfishData(const Machine& machine, const Variables& variables,
                                                    const std::function<void(ResourceTree& tree)>& change) {
-  const auto data = std::make_shared<RedfishData>(machine.folder / "redfish", facts);
+  const auto data = std::make_shared<RedfishData>(machine.folder / "redfish", variables);
   if (change) {
     change(data->tree);
   }
@@ -101,10 +101,10 @@ std::shared_ptr<const RedfishData> LoadRedfishData(const Machine& machine, const
 }
 
 RedfishSite::RedfishSite(std::shared_ptr<const Machine> machine, std::shared_ptr<const RedfishData> data,
-                         const std::vector<std::string>& faults, Personalize personalize)
+                         const std::vector<std::string>& faults, SubstituteIdentity substitute)
     : machine_(std::move(machine)),
       data_(std::move(data)),
-      personalize_(std::move(personalize)),
+      substitute_(std::move(substitute)),
       sessions_(data_->settings.sessionsPath, Merge(machine_->sessions, data_->settings.sessions)) {
   faults_.Load(faults, FaultsFile(machine_->folder));
 }
@@ -112,7 +112,7 @@ RedfishSite::RedfishSite(std::shared_ptr<const Machine> machine, std::shared_ptr
 HttpResponse RedfishSite::Respond(const HttpRequest& request) {
   HttpResponse response = Dispatch(request, PathOf(request.target));
   AddCommonHeaders(response);
-  response.fault = faults_.Strike(request.method, request.target);
+  response.fault = faults_.Match(request.method, request.target);
   const std::string* opened = FindHeader(response.headers, "Location");
   if (opened != nullptr && response.fault && response.fault->status.value_or(201) >= 400) {
     // The fault stands for a service that has refused: no session is left open.
@@ -218,7 +218,7 @@ bool RedfishSite::IsSession(std::string_view path) const {
 std::optional<std::string> RedfishSite::FindPage(std::string_view path) const {
   auto session = path.starts_with(sessions_.Path()) ? sessions_.Find(path) : std::nullopt;
   auto page = session ? std::move(session) : data_->tree.Find(path);
-  return page && personalize_ ? personalize_(*page) : page;
+  return page && substitute_ ? substitute_(*page) : page;
 }
 
 std::optional<HttpResponse> RedfishSite::RefuseStranger(const HttpRequest& request, const std::string& path) {

@@ -19,15 +19,15 @@ namespace Kelvar::Simulator {
 
 /// What is read from a machine's folder "redfish", and may be shared.
 struct RedfishData {
-  RedfishData(const std::filesystem::path& folder, const Facts& facts)
-      : settings(ReadSettings(folder / "service.json")), tree(folder, facts) {}
+  RedfishData(const std::filesystem::path& folder, const Variables& variables)
+      : settings(ReadSettings(folder / "service.json")), tree(folder, variables) {}
 
   ServiceSettings settings;
   ResourceTree tree;
 };
 
 /// Reads it, with `change` done to the pages before any collection grows. Throws std::runtime_error.
-std::shared_ptr<const RedfishData> LoadRedfishData(const Machine& machine, const Facts& facts,
+std::shared_ptr<const RedfishData> LoadRedfishData(const Machine& machine, const Variables& variables,
                                                    const std::function<void(ResourceTree& tree)>& change = {});
 
 /// Answers requests as a machine's Redfish service does: read-only, with basic authentication and sessions for its
@@ -37,7 +37,7 @@ class RedfishSite {
   /// `faults` are wanted of redfish/faults.json, or of redfish-faults.json beside the machine, as FaultTable::Load
   /// tells. Throws std::runtime_error or std::invalid_argument.
   RedfishSite(std::shared_ptr<const Machine> machine, std::shared_ptr<const RedfishData> data,
-              const std::vector<std::string>& faults, Personalize personalize = {});
+              const std::vector<std::string>& faults, SubstituteIdentity substitute = {});
 
   HttpResponse Respond(const HttpRequest& request);
 
@@ -55,7 +55,7 @@ class RedfishSite {
 
   const std::shared_ptr<const Machine> machine_;
   const std::shared_ptr<const RedfishData> data_;
-  const Personalize personalize_;
+  const SubstituteIdentity substitute_;
   FaultTable faults_;
   Sessions sessions_;
 };

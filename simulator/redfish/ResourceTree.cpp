@@ -55,9 +55,9 @@ std::string_view TypeOf(std::string_view page) {
 
 }  // namespace
 
-ResourceTree::ResourceTree(const std::filesystem::path& folder, const Facts& facts) {
-  ReadFolder(folder, facts);
-  ReadLists(folder / "resources", facts);
+ResourceTree::ResourceTree(const std::filesystem::path& folder, const Variables& variables) {
+  ReadFolder(folder, variables);
+  ReadLists(folder / "resources", variables);
   if (pages_.count("/redfish/v1") == 0) {
     throw std::runtime_error(folder.string() + ": no service root v1/index.json");
   }
@@ -70,19 +70,19 @@ ResourceTree::ResourceTree(const std::filesystem::path& folder, const Facts& fac
   }
 }
 
-void ResourceTree::ReadFolder(const std::filesystem::path& folder, const Facts& facts) {
+void ResourceTree::ReadFolder(const std::filesystem::path& folder, const Variables& variables) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const auto path =
         '/' + std::filesystem::relative(entry.path().parent_path(), folder.parent_path()).generic_string();
     if (entry.path().stem() == "index") {
-      pages_[path] = facts.Expand(ReadFile(entry.path()), JsonText::Escape);
+      pages_[path] = variables.Expand(ReadFile(entry.path()), JsonText::Escape);
     } else if (entry.path().filename() == "members.json") {
-      AddMembers(path, facts.Expand(ReadFile(entry.path()), JsonText::Escape));
+      AddMembers(path, variables.Expand(ReadFile(entry.path()), JsonText::Escape));
     }
   }
 }
 
-void ResourceTree::ReadLists(const std::filesystem::path& folder, const Facts& facts) {
+void ResourceTree::ReadLists(const std::filesystem::path& folder, const Variables& variables) {
   if (!std::filesystem::exists(folder)) {
     return;
   }
@@ -93,7 +93,7 @@ void ResourceTree::ReadLists(const std::filesystem::path& folder, const Facts& f
   };
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     try {
-      ReadPages(facts.Expand(ReadFile(entry.path()), JsonText::Escape), addPage);
+      ReadPages(variables.Expand(ReadFile(entry.path()), JsonText::Escape), addPage);
     } catch (const std::runtime_error& error) {
       throw std::runtime_error(entry.path().string() + ": " + error.what());
     }
@@ -145,7 +145,7 @@ void ResourceTree::Grow(std::string_view kind, std::size_t count) {
       inlined = inlined || !reference;
       own.push_back(reference ? Find(*reference).value_or("") : std::string(member));
     }
-    grown_.insert_or_assign(path, Grown{GrownCollection(path, own, count), inlined});
+    synthetic_.insert_or_assign(path, Synthetic{SyntheticCollection(path, own, count), inlined});
   }
 }
 
@@ -155,17 +155,17 @@ void ResourceTree::Change(const std::function<std::string(const std::string&, co
   }
 }
 
-std::string ResourceTree::GrownPage(const std::string& path, const Grown& grown) const {
+std::string ResourceTree::SyntheticPage(const std::string& path, const Synthetic& synthetic) const {
   std::string members = "[";
-  for (std::size_t i = 0; i < grown.members.Size(); ++i) {
+  for (std::size_t i = 0; i < synthetic.members.Size(); ++i) {
     members += i > 0 ? ",\n    " : "\n    ";
-    members +=
-        grown.inlined ? grown.members.Page(i) : "{\"@odata.id\": " + JsonText::Quote(grown.members.Path(i)) + '}';
+    members += synthetic.inlined ? synthetic.members.Page(i)
+                                 : "{\"@odata.id\": " + JsonText::Quote(synthetic.members.Path(i)) + '}';
   }
   members += ']';
   std::string page = pages_.at(path);
   if (const auto count = JsonText::Member(page, "Members@odata.count")) {
-    page = JsonText::Replace(page, *count, std::to_string(grown.members.Size()));
+    page = JsonText::Replace(page, *count, std::to_string(synthetic.members.Size()));
   }
   return JsonText::Replace(page, *JsonText::Member(page, "Members"), members);
 }
@@ -195,14 +195,15 @@ std::optional<std::string> ResourceTree::Find(std::string_view path) const {
 }
 
 std::optional<std::string> ResourceTree::FindExactly(std::string_view path) const {
-  if (const auto grown = grown_.find(path); grown != grown_.end()) {
+  if (const auto synthetic = synthetic_.find(path); synthetic != synthetic_.end()) {
     const std::lock_guard lock(mutex_);
-    const auto made = grownPages_.find(path);
-    return made != grownPages_.end() ? made->second
-                                     : grownPages_.emplace(path, GrownPage(grown->first, grown->second)).first->second;
+    const auto made = syntheticPages_.find(path);
+    return made != syntheticPages_.end()
+               ? made->second
+               : syntheticPages_.emplace(path, SyntheticPage(synthetic->first, synthetic->second)).first->second;
   }
-  if (const auto grown = grown_.find(path.substr(0, path.rfind('/'))); grown != grown_.end()) {
-    return grown->second.members.Find(path);
+  if (const auto synthetic = synthetic_.find(path.substr(0, path.rfind('/'))); synthetic != synthetic_.end()) {
+    return synthetic->second.members.Find(path);
   }
   const auto page = pages_.find(path);
   return page == pages_.end() ? std::nullopt : std::optional(page->second);

@@ -30,7 +30,7 @@ std::optional<int> Parse(CLI::App& app, int argc, const char* const* argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
-      Complain(std::string(error.what()) + "; see " + app.get_name() + " --help");
+      PrintError(std::string(error.what()) + "; see " + app.get_name() + " --help");
       return static_cast<int>(ExitCode::Usage);
     }
     app.exit(error);  // which prints what was asked for

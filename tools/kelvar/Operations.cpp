@@ -93,13 +93,13 @@ constexpr bool kLasting = true;
 constexpr bool kSomeMachines = true;
 
 constexpr Operation kOperations[] = {
-    {"firmware", "build IDs and dates of the firmware", Kind::Partial, Layout::Sheet, kLasting, !kSomeMachines},
-    {"generation", "generation of the service processor", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines},
-    {"identity", "product, serial number and UUID", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines},
-    {"system", "machine type and serial number", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines},
+    {"firmware", "build IDs and dates of the firmware", Kind::Partial, Layout::KeyValue, kLasting, !kSomeMachines},
+    {"generation", "generation of the service processor", Kind::Whole, Layout::KeyValue, kLasting, !kSomeMachines},
+    {"identity", "product, serial number and UUID", Kind::Whole, Layout::KeyValue, kLasting, !kSomeMachines},
+    {"system", "machine type and serial number", Kind::Whole, Layout::KeyValue, kLasting, !kSomeMachines},
     {"components", "replaceable components", Kind::List, Layout::Columns, kLasting, !kSomeMachines},
     {"software", "BMC and UEFI firmware of an AMD platform", Kind::List, Layout::Columns, kLasting, kSomeMachines},
-    {"board", "system board", Kind::Whole, Layout::Sheet, kLasting, !kSomeMachines},
+    {"board", "system board", Kind::Whole, Layout::KeyValue, kLasting, !kSomeMachines},
     {"sensors", "numeric sensors", Kind::List, Layout::Columns, !kLasting, !kSomeMachines},
     {"leds", "indicator LEDs", Kind::List, Layout::Columns, !kLasting, !kSomeMachines},
     {"log", "event log", Kind::Log, Layout::Columns, !kLasting, !kSomeMachines},

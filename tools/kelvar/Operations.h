@@ -29,7 +29,7 @@ using ReadFunction = Outcome (*)(const OperationContext& context);
 
 /// One thing that can be read: a word of the command line. One row of the table has all that differs between them.
 struct Operation {
-  enum class Layout { Sheet, Columns };  ///< of a table: a line a field, or a line a record
+  enum class Layout { KeyValue, Columns };  ///< of a table: a line a field, or a line a record
 
   /// What a result consists of.
   enum class Kind {

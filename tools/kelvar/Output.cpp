@@ -44,7 +44,7 @@ bool Output::LostReader(std::chrono::milliseconds patience) const {
   return poll(&own, 1, static_cast<int>(patience.count())) > 0;
 }
 
-void Complain(std::string_view text) {
+void PrintError(std::string_view text) {
   WriteToStandardError("kelvar: " + Text::EscapeControl(text) + '\n');
 }
 

@@ -28,7 +28,7 @@ class Output {
 };
 
 /// "kelvar: TEXT" on standard error, control characters escaped. Any thread.
-void Complain(std::string_view text);
+void PrintError(std::string_view text);
 
 /// A text on standard error, unchanged and at once. Failures are ignored: there is nowhere to report them.
 void WriteToStandardError(std::string_view text);

@@ -20,9 +20,9 @@ std::size_t Width(const std::string& text) {
 }
 
 /// Escape sequences around a text, when colour is wanted.
-class Paint {
+class AnsiStyle {
  public:
-  explicit Paint(Colour colour) : on_(colour == Colour::Always) {}
+  explicit AnsiStyle(Colour colour) : on_(colour == Colour::Always) {}
 
   std::string Bold(const std::string& text) const { return Wrap("1", text); }
   std::string Dim(const std::string& text) const { return Wrap("2", text); }
@@ -49,7 +49,7 @@ void EndLine(std::string& text, std::string line) {
 }
 
 /// A line a field, for those that hold something.
-void AppendSheet(std::string& text, const Record& record, const Paint& paint) {
+void AppendKeyValues(std::string& text, const Record& record, const AnsiStyle& ansi) {
   std::size_t width = 0;
   for (const auto& [name, value] : record) {
     width = std::max(width, IsEmpty(value) ? 0 : std::char_traits<char>::length(name));
@@ -58,7 +58,7 @@ void AppendSheet(std::string& text, const Record& record, const Paint& paint) {
     if (!IsEmpty(value)) {
       std::string line;
       AppendPadded(line, name, width);
-      EndLine(text, paint.Dim(line) + CellText(value));
+      EndLine(text, ansi.Dim(line) + CellText(value));
     }
   }
 }
@@ -86,7 +86,7 @@ std::string TitleOf(const char* field, bool rawThresholds) {
   return threshold && rawThresholds ? std::string(field) + " (raw)" : field;
 }
 
-void AppendColumns(std::string& text, const std::vector<Record>& records, bool rawThresholds, const Paint& paint) {
+void AppendColumns(std::string& text, const std::vector<Record>& records, bool rawThresholds, const AnsiStyle& ansi) {
   auto columns = ColumnsOf(records);
   std::string head;
   for (auto& [field, width] : columns) {
@@ -95,7 +95,7 @@ void AppendColumns(std::string& text, const std::vector<Record>& records, bool r
     AppendPadded(head, title, width);
   }
   head.erase(head.find_last_not_of(' ') + 1);
-  EndLine(text, paint.Dim(head));
+  EndLine(text, ansi.Dim(head));
   for (const Record& record : records) {
     std::string line;
     for (const auto& [field, width] : columns) {
@@ -105,10 +105,10 @@ void AppendColumns(std::string& text, const std::vector<Record>& records, bool r
   }
 }
 
-std::string HeadOf(const OperationResult& result, const Paint& paint) {
-  const std::string name = paint.Bold(result.operation->name);
+std::string HeadOf(const OperationResult& result, const AnsiStyle& ansi) {
+  const std::string name = ansi.Bold(result.operation->name);
   if (result.code != ExitCode::Complete) {
-    return name + ": " + paint.Note(result.code, Text::EscapeControl(ReasonOf(result)));
+    return name + ": " + ansi.Note(result.code, Text::EscapeControl(ReasonOf(result)));
   }
   return name + (result.records.empty() ? ": nothing found" : "");
 }
@@ -116,19 +116,19 @@ std::string HeadOf(const OperationResult& result, const Paint& paint) {
 }  // namespace
 
 std::string TableText(const Report& report, Colour colour) {
-  const Paint paint(colour);
+  const AnsiStyle ansi(colour);
   std::string text;
   for (const OperationResult& result : report.results) {
     const std::vector<Record>& records = result.records;
-    text += std::string(text.empty() ? "" : "\n") + HeadOf(result, paint) + '\n';
+    text += std::string(text.empty() ? "" : "\n") + HeadOf(result, ansi) + '\n';
     if (result.operation->layout == Operation::Layout::Columns && !records.empty()) {
       const bool raw = std::any_of(records.begin(), records.end(), [&report](const Record& record) {
         return !ThresholdsAreScaled(record, report.protocol);
       });
-      AppendColumns(text, records, raw, paint);
+      AppendColumns(text, records, raw, ansi);
     } else {
       for (const Record& record : records) {
-        AppendSheet(text, record, paint);
+        AppendKeyValues(text, record, ansi);
       }
     }
   }

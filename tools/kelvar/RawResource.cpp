@@ -104,7 +104,7 @@ std::string Fetch(const Target& target, const RawOptions& options, ExitCode& cod
   curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &status);
   code = CodeOf(status);
   if (code != ExitCode::Complete) {
-    Complain(fmt::format("{}: HTTP {}", options.path, status));
+    PrintError(fmt::format("{}: HTTP {}", options.path, status));
   }
   return body;
 }
@@ -115,7 +115,7 @@ std::string Shown(const std::string& path, const std::string& body, ExitCode& co
   document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(body.data(), body.size());
   if (document.HasParseError()) {
     if (code == ExitCode::Complete) {
-      Complain(path + ": the response is not JSON");
+      PrintError(path + ": the response is not JSON");
       code = ExitCode::BadData;
     }
     return Text::EscapeControl(body, "\n") + '\n';

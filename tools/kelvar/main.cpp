@@ -90,10 +90,10 @@ int main(int argc, char** argv) {
   try {
     return Dispatch(argc, argv);
   } catch (const ToolError& error) {
-    Complain(error.what());
+    PrintError(error.what());
     return static_cast<int>(error.Code());
   } catch (const std::exception& error) {
-    Complain(error.what());
+    PrintError(error.what());
     return static_cast<int>(ExitCode::Internal);
   }
 }

@@ -130,7 +130,7 @@ JsonDocument& JsonDocument::operator=(JsonDocument&&) noexcept = default;
 
 std::optional<JsonDocument> JsonDocument::Read(std::string text, const JsonLimits& limits) {
   text.resize(text.find('\0') == std::string::npos ? text.size() : text.find('\0'));
-  if (const char* excess = JsonExcess(text, limits)) {
+  if (const char* excess = CheckJsonLimits(text, limits)) {
     KELVAR_LOG(2) << excess;
     return std::nullopt;
   }

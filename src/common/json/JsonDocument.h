@@ -9,7 +9,7 @@
 
 #include <rapidjson/fwd.h>
 
-#include "common/json/JsonGuard.h"
+#include "common/json/JsonLimits.h"
 
 namespace Kelvar {
 

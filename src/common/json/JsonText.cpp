@@ -20,7 +20,7 @@ const char* SkipSpace(const char* at) noexcept {
 }
 
 /// The position after the closing quote of a string whose opening quote is at `at`.
-const char* BehindString(const char* at, const char* end) noexcept {
+const char* AfterString(const char* at, const char* end) noexcept {
   at = JsonScan::Skip<JsonScan::Until::Mark>(at + 1, end);
   while (*at == '\\') {
     at = JsonScan::Skip<JsonScan::Until::Mark>(at + 2, end);
@@ -96,7 +96,7 @@ std::string Unescaped(const char* at, const char* end) {
 
 }  // namespace
 
-std::string JsonPlace::Text() const {
+std::string JsonToken::Text() const {
   switch (kind) {
     case Kind::Plain:
       return {value, valueSize};
@@ -118,16 +118,16 @@ std::string JsonSlice::Text() const {
       return {};
     case '"': {
       const char* mark = JsonScan::Skip<JsonScan::Until::Mark>(start_ + 1, end_);
-      return *mark == '"' ? std::string(start_ + 1, mark) : Unescaped(start_ + 1, BehindString(start_, end_) - 1);
+      return *mark == '"' ? std::string(start_ + 1, mark) : Unescaped(start_ + 1, AfterString(start_, end_) - 1);
     }
     default:
       return {start_, BehindScalar(start_)};
   }
 }
 
-const char* JsonSlice::Behind() const noexcept {
+const char* JsonSlice::After() const noexcept {
   if (*start_ == '"') {
-    return BehindString(start_, end_);
+    return AfterString(start_, end_);
   }
   if (*start_ != '{' && *start_ != '[') {
     return BehindScalar(start_);
@@ -136,7 +136,7 @@ const char* JsonSlice::Behind() const noexcept {
   for (const char* at = start_;;) {
     switch (*at) {
       case '"':
-        at = BehindString(at, end_);
+        at = AfterString(at, end_);
         continue;
       case '{':
       case '[':
@@ -163,13 +163,13 @@ const char* JsonSlice::Name(const char* at, std::string_view& name) const noexce
   if (!IsObject()) {
     return at;
   }
-  const char* behind = BehindString(at, end_);
-  name = {at + 1, static_cast<std::size_t>(behind - at - 2)};
-  return SkipSpace(SkipSpace(behind) + 1);
+  const char* after = AfterString(at, end_);
+  name = {at + 1, static_cast<std::size_t>(after - at - 2)};
+  return SkipSpace(SkipSpace(after) + 1);
 }
 
-const char* JsonSlice::Next(const char* behind) noexcept {
-  const char* at = SkipSpace(behind);
+const char* JsonSlice::Next(const char* after) noexcept {
+  const char* at = SkipSpace(after);
   return *at == ',' ? SkipSpace(at + 1) : at;
 }
 
@@ -183,7 +183,7 @@ std::optional<JsonSlice> JsonSlice::Find(std::string_view name) const noexcept {
     if (found == name) {
       return value;
     }
-    at = Next(value.Behind());
+    at = Next(value.After());
   }
   return std::nullopt;
 }
@@ -193,7 +193,7 @@ const char* JsonMembers::Load(JsonSlice object) {
   end_ = object.end_;
   const char* at = object.Start();
   if (*at != '{') {
-    return object.Behind();
+    return object.After();
   }
   std::size_t parent = kTop;
   at = SkipSpace(at + 1);
@@ -207,7 +207,7 @@ const char* JsonMembers::Load(JsonSlice object) {
       continue;
     }
     at = *at == ',' ? SkipSpace(at + 1) : at;
-    const char* behindName = BehindString(at, end_);
+    const char* behindName = AfterString(at, end_);
     const std::string_view name(at + 1, static_cast<std::size_t>(behindName - at - 2));
     at = SkipSpace(SkipSpace(behindName) + 1);
     members_.push_back({parent, name, at});
@@ -215,7 +215,7 @@ const char* JsonMembers::Load(JsonSlice object) {
       parent = members_.size() - 1;
       at = SkipSpace(at + 1);
     } else {
-      at = SkipSpace(JsonSlice(at, end_).Behind());
+      at = SkipSpace(JsonSlice(at, end_).After());
     }
   }
 }

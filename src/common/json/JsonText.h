@@ -8,7 +8,7 @@
 
 #include <kelvar/Types.h>
 
-#include "common/json/JsonGuard.h"
+#include "common/json/JsonLimits.h"
 
 namespace Kelvar {
 
@@ -19,7 +19,7 @@ namespace Kelvar {
 bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept;
 
 /// A value of a text, and its name when it is a member. The nodes of a text are in document order.
-struct JsonPlace {
+struct JsonToken {
   enum class Kind : u8 { Object, Array, Escaped, Plain };
 
   std::string Text() const;
@@ -33,8 +33,8 @@ struct JsonPlace {
   Kind kind;  ///< Escaped: a string with escapes, Plain: any other scalar
 };
 
-/// The same question; where the answer is yes, `places` has a node for each value.
-bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vector<JsonPlace>& places);
+/// The same question; where the answer is yes, `tokens` has a node for each value.
+bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vector<JsonToken>& tokens);
 
 /// One value of a text that IsPlainJson has accepted; the text must outlive it.
 class JsonSlice {
@@ -62,9 +62,9 @@ class JsonSlice {
   /// Takes the name of the child at `at`, when this is an object, and moves to the child's value.
   const char* Name(const char* at, std::string_view& name) const noexcept;
   /// From the end of one child to the next, or to the closing bracket.
-  static const char* Next(const char* behind) noexcept;
+  static const char* Next(const char* after) noexcept;
   /// The position after this value.
-  const char* Behind() const noexcept;
+  const char* After() const noexcept;
 
   const char* start_;
   const char* end_;
@@ -98,14 +98,14 @@ class JsonMembers {
 template <typename Visit>
 const char* JsonSlice::ForEach(Visit&& visit) const {
   if (*start_ != '{' && *start_ != '[') {
-    return Behind();
+    return After();
   }
   const char* at = Enter();
   while (*at != '}' && *at != ']') {
     std::string_view name;
     const JsonSlice child(Name(at, name), end_);
-    const char* behind = visit(child, name);
-    at = Next(behind != nullptr ? behind : child.Behind());
+    const char* after = visit(child, name);
+    at = Next(after != nullptr ? after : child.After());
   }
   return at + 1;
 }

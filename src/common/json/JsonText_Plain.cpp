@@ -21,7 +21,7 @@ bool IsHexDigit(char letter) noexcept {
 
 constexpr std::size_t kMaxDepth = 128;
 
-using Kind = JsonPlace::Kind;
+using Kind = JsonToken::Kind;
 
 /// Takes no note of what is read.
 struct NoPlaces {
@@ -31,33 +31,33 @@ struct NoPlaces {
 };
 
 /// Notes the place of every value.
-class AllPlaces {
+class AllTokens {
  public:
-  explicit AllPlaces(std::vector<JsonPlace>& places) : places_(places) {}
+  explicit AllTokens(std::vector<JsonToken>& tokens) : tokens_(tokens) {}
 
   void Scalar(std::string_view name, std::string_view text, Kind kind) {
-    places_.push_back({text.data(), name.data(), static_cast<u32>(text.size()), static_cast<u32>(name.size()),
-                       static_cast<u32>(places_.size() + 1), kind});
+    tokens_.push_back({text.data(), name.data(), static_cast<u32>(text.size()), static_cast<u32>(name.size()),
+                       static_cast<u32>(tokens_.size() + 1), kind});
   }
   void Open(std::string_view name, const char* value, Kind kind) {
-    open_[depth_++] = places_.size();
-    places_.push_back({value, name.data(), 0, static_cast<u32>(name.size()), 0, kind});
+    open_[depth_++] = tokens_.size();
+    tokens_.push_back({value, name.data(), 0, static_cast<u32>(name.size()), 0, kind});
   }
-  void Close() noexcept { places_[open_[--depth_]].next = static_cast<u32>(places_.size()); }
+  void Close() noexcept { tokens_[open_[--depth_]].next = static_cast<u32>(tokens_.size()); }
 
  private:
-  std::vector<JsonPlace>& places_;
+  std::vector<JsonToken>& tokens_;
   std::array<std::size_t, kMaxDepth> open_{};
   std::size_t depth_ = 0;
 };
 
 /// Checks a text that is closed by a NUL, so that no look at the next byte needs to ask for the end. What takes a
 /// position gives back the one after what it read, null when that is not plain: positions stay in registers.
-template <typename Places>
+template <typename Tokens>
 class PlainCheck {
  public:
-  PlainCheck(std::string_view text, const JsonLimits& limits, Places places)
-      : start_(text.data()), end_(text.data() + text.size()), limits_(limits), places_(places) {}
+  PlainCheck(std::string_view text, const JsonLimits& limits, Tokens tokens)
+      : start_(text.data()), end_(text.data() + text.size()), limits_(limits), tokens_(tokens) {}
 
   bool Run() {
     const char* at = Value(start_);
@@ -95,7 +95,7 @@ class PlainCheck {
         return nullptr;
       }
       const bool object = *at == '{';
-      places_.Open(std::exchange(name_, {}), at, object ? Kind::Object : Kind::Array);
+      tokens_.Open(std::exchange(name_, {}), at, object ? Kind::Object : Kind::Array);
       isObject_[depth_++] = object;
       at = Space(at + 1);
       if (*at == (object ? '}' : ']')) {
@@ -108,7 +108,7 @@ class PlainCheck {
   const char* Next(const char* at) {
     at = Space(at);
     if (*at == (InObject() ? '}' : ']')) {
-      places_.Close();
+      tokens_.Close();
       --depth_;
       return at + 1;
     }
@@ -119,12 +119,12 @@ class PlainCheck {
 
   const char* Scalar(const char* start) {
     const bool text = *start == '"';
-    const char* behind = text ? String(start) : *start == '-' || IsDigit(*start) ? Number(start) : Literal(start);
-    if (behind != nullptr) {
-      const std::string_view value = text ? Between(start + 1, behind - 1) : Between(start, behind);
-      places_.Scalar(std::exchange(name_, {}), value, text && escaped_ ? Kind::Escaped : Kind::Plain);
+    const char* after = text ? String(start) : *start == '-' || IsDigit(*start) ? Number(start) : Literal(start);
+    if (after != nullptr) {
+      const std::string_view value = text ? Between(start + 1, after - 1) : Between(start, after);
+      tokens_.Scalar(std::exchange(name_, {}), value, text && escaped_ ? Kind::Escaped : Kind::Plain);
     }
-    return behind;
+    return after;
   }
 
   static std::string_view Between(const char* start, const char* end) noexcept {
@@ -133,12 +133,12 @@ class PlainCheck {
 
   const char* Name(const char* at) noexcept {
     const char* start = Space(at);
-    const char* behind = *start == '"' ? String(start) : nullptr;
-    if (behind == nullptr || escaped_) {
+    const char* after = *start == '"' ? String(start) : nullptr;
+    if (after == nullptr || escaped_) {
       return nullptr;
     }
-    name_ = Between(start + 1, behind - 1);
-    at = Space(behind);
+    name_ = Between(start + 1, after - 1);
+    at = Space(after);
     return *at == ':' ? at + 1 : nullptr;
   }
 
@@ -235,7 +235,7 @@ class PlainCheck {
   const char* const start_;
   const char* const end_;
   const JsonLimits& limits_;
-  Places places_;
+  Tokens tokens_;
   std::string_view name_;  ///< of the value that comes next
   bool escaped_ = false;   ///< whether the last string has escapes
   std::size_t depth_ = 0;
@@ -249,14 +249,14 @@ bool IsPlainJson(const std::string& text, const JsonLimits& limits) noexcept {
   return text.size() <= limits.bytes && PlainCheck(text, limits, NoPlaces()).Run();
 }
 
-bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vector<JsonPlace>& places) {
+bool ReadPlainJson(const std::string& text, const JsonLimits& limits, std::vector<JsonToken>& tokens) {
   constexpr std::size_t kLikelyBytesOfValue = 24;
-  places.clear();
+  tokens.clear();
   if (text.size() > limits.bytes || text.size() > std::numeric_limits<u32>::max()) {
     return false;
   }
-  places.reserve(std::min(text.size() / kLikelyBytesOfValue, limits.values));
-  return PlainCheck(text, limits, AllPlaces(places)).Run();
+  tokens.reserve(std::min(text.size() / kLikelyBytesOfValue, limits.values));
+  return PlainCheck(text, limits, AllTokens(tokens)).Run();
 }
 
 }  // namespace Kelvar

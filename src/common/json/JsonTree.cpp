@@ -28,7 +28,7 @@ class TextBuffer : public std::streambuf {
 }  // namespace
 
 std::string JsonNode::Value() const {
-  return node_ != nullptr ? node_->data() : (*places_)[index_].Text();
+  return node_ != nullptr ? node_->data() : (*tokens_)[index_].Text();
 }
 
 std::optional<JsonNode> JsonNode::Find(std::string_view name) const {
@@ -36,13 +36,13 @@ std::optional<JsonNode> JsonNode::Find(std::string_view name) const {
     const auto found = node_->find(std::string(name));
     return found == node_->not_found() ? std::nullopt : std::optional<JsonNode>(found->second);
   }
-  if ((*places_)[index_].kind != JsonPlace::Kind::Object) {
+  if ((*tokens_)[index_].kind != JsonToken::Kind::Object) {
     return std::nullopt;
   }
-  const std::size_t end = (*places_)[index_].next;
-  for (std::size_t child = index_ + 1; child != end; child = (*places_)[child].next) {
-    if ((*places_)[child].Name() == name) {
-      return JsonNode(*places_, child);
+  const std::size_t end = (*tokens_)[index_].next;
+  for (std::size_t child = index_ + 1; child != end; child = (*tokens_)[child].next) {
+    if ((*tokens_)[child].Name() == name) {
+      return JsonNode(*tokens_, child);
     }
   }
   return std::nullopt;
@@ -82,9 +82,9 @@ std::vector<JsonNode> JsonNode::Children() const {
     }
     return children;
   }
-  const std::size_t end = (*places_)[index_].next;
-  for (std::size_t child = index_ + 1; child != end; child = (*places_)[child].next) {
-    children.emplace_back(*places_, child);
+  const std::size_t end = (*tokens_)[index_].next;
+  for (std::size_t child = index_ + 1; child != end; child = (*tokens_)[child].next) {
+    children.emplace_back(*tokens_, child);
   }
   return children;
 }
@@ -95,14 +95,14 @@ JsonTree::JsonTree(JsonTree&&) noexcept = default;
 JsonTree& JsonTree::operator=(JsonTree&&) noexcept = default;
 
 JsonTree::JsonTree(const std::string& text, const JsonLimits& limits)
-    : places_(std::make_unique<std::vector<JsonPlace>>()) {
-  if (!ReadPlainJson(text, limits, *places_)) {
+    : tokens_(std::make_unique<std::vector<JsonToken>>()) {
+  if (!ReadPlainJson(text, limits, *tokens_)) {
     *this = ByParser(text, limits);
   }
 }
 
 JsonTree JsonTree::ByParser(const std::string& text, const JsonLimits& limits) {
-  if (const char* excess = JsonExcess(text, limits)) {
+  if (const char* excess = CheckJsonLimits(text, limits)) {
     throw boost::property_tree::json_parser_error(excess, "", 0);
   }
   JsonTree tree;
@@ -114,7 +114,7 @@ JsonTree JsonTree::ByParser(const std::string& text, const JsonLimits& limits) {
 }
 
 JsonNode JsonTree::Root() const noexcept {
-  return tree_ ? JsonNode(*tree_) : JsonNode(*places_, 0);
+  return tree_ ? JsonNode(*tree_) : JsonNode(*tokens_, 0);
 }
 
 }  // namespace Kelvar

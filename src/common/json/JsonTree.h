@@ -9,18 +9,18 @@
 #include <boost/property_tree/exceptions.hpp>
 #include <boost/property_tree/ptree_fwd.hpp>
 
-#include "common/json/JsonGuard.h"
+#include "common/json/JsonLimits.h"
 
 namespace Kelvar {
 
-struct JsonPlace;
+struct JsonToken;
 
 /// One node of a JsonTree, which must outlive it. Every scalar is a text: a number its digits, a boolean "true" or
 /// "false", null "null"; an object or array has the empty text. Of members with the same name the first counts.
 class JsonNode {
  public:
   explicit JsonNode(const boost::property_tree::ptree& node) noexcept : node_(&node) {}
-  JsonNode(const std::vector<JsonPlace>& places, std::size_t index) noexcept : places_(&places), index_(index) {}
+  JsonNode(const std::vector<JsonToken>& tokens, std::size_t index) noexcept : tokens_(&tokens), index_(index) {}
 
   std::string Value() const;
   /// The node at a path of member names with "." between them. Throws ptree_bad_path when there is none.
@@ -37,7 +37,7 @@ class JsonNode {
 
   // One of the two: a node of a property tree, or a place in the text.
   const boost::property_tree::ptree* node_ = nullptr;
-  const std::vector<JsonPlace>* places_ = nullptr;
+  const std::vector<JsonToken>* tokens_ = nullptr;
   std::size_t index_ = 0;
 };
 
@@ -61,8 +61,8 @@ class JsonTree {
  private:
   JsonTree();
 
-  std::unique_ptr<boost::property_tree::ptree> tree_;  ///< null when the places hold the text's values
-  std::unique_ptr<std::vector<JsonPlace>> places_;
+  std::unique_ptr<boost::property_tree::ptree> tree_;  ///< null when the tokens hold the text's values
+  std::unique_ptr<std::vector<JsonToken>> tokens_;
 };
 
 }  // namespace Kelvar

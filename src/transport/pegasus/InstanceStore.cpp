@@ -27,10 +27,10 @@ std::string_view InstanceRecord::Value(Uint32 index) const noexcept {
   return {Texts() + start, (Ends()[index] & ~kNull) - start};
 }
 
-void InstanceDraft::AddProperty(Uint16 shape, std::string_view stored, bool isNull) {
+void InstanceDraft::AddProperty(Uint16 typeNumber, std::string_view stored, bool isNull) {
   texts.append(stored);
   ends.push_back(static_cast<Uint32>(texts.size()) | (isNull ? InstanceRecord::kNull : 0));
-  shapes.push_back(shape);
+  typeNumbers.push_back(typeNumber);
   texts += '\0';
 }
 
@@ -38,7 +38,7 @@ void InstanceDraft::Clear() noexcept {
   path.clear();
   texts.clear();
   ends.clear();
-  shapes.clear();
+  typeNumbers.clear();
 }
 
 char* InstanceStore::Allocate(std::size_t size) {
@@ -67,27 +67,27 @@ const InstanceRecord* InstanceStore::Add(const InstanceDraft& draft) {
     std::memcpy(out, &shifted, sizeof shifted);
     out += sizeof shifted;
   }
-  out = std::copy_n(reinterpret_cast<const char*>(draft.shapes.data()), count * sizeof(Uint16), out);
+  out = std::copy_n(reinterpret_cast<const char*>(draft.typeNumbers.data()), count * sizeof(Uint16), out);
   out = std::copy_n(draft.path.c_str(), pathBytes, out);
   std::copy(draft.texts.begin(), draft.texts.end(), out);
   return record;
 }
 
-Uint16 InstanceStore::AddShape(PropertyShape shape, std::size_t nameBytes) {
-  bytes_ += sizeof shape + shape.qualifiers.size() * sizeof(CIMConstQualifier) + nameBytes;
-  shapes_.push_back(std::move(shape));
-  return static_cast<Uint16>(shapes_.size() - 1);
+Uint16 InstanceStore::AddType(PropertyType type, std::size_t nameBytes) {
+  bytes_ += sizeof type + type.qualifiers.size() * sizeof(CIMConstQualifier) + nameBytes;
+  types_.push_back(std::move(type));
+  return static_cast<Uint16>(types_.size() - 1);
 }
 
-bool ShapeNumbers::Fits(Uint16 number, std::string_view name, CIMType type, bool isArray) const noexcept {
-  const PropertyShape& shape = store_.Shape(number);
-  return shape.type == type && shape.isArray == isArray && shape.qualifiers.empty() &&
-         shape.name.getString().View() == name;
+bool PropertyTypeTable::Fits(Uint16 number, std::string_view name, CIMType type, bool isArray) const noexcept {
+  const PropertyType& known = store_.Type(number);
+  return known.type == type && known.isArray == isArray && known.qualifiers.empty() &&
+         known.name.getString().View() == name;
 }
 
-bool ShapeNumbers::Find(std::string_view name, CIMType type, bool isArray, std::vector<CIMConstQualifier>& qualifiers,
-                        Uint16& number) {
-  if (qualifiers.empty() && guess_ < store_.ShapeCount() && Fits(static_cast<Uint16>(guess_), name, type, isArray)) {
+bool PropertyTypeTable::Find(std::string_view name, CIMType type, bool isArray,
+                             std::vector<CIMConstQualifier>& qualifiers, Uint16& number) {
+  if (qualifiers.empty() && guess_ < store_.TypeCount() && Fits(static_cast<Uint16>(guess_), name, type, isArray)) {
     number = static_cast<Uint16>(guess_++);
     return true;
   }
@@ -104,7 +104,7 @@ bool ShapeNumbers::Find(std::string_view name, CIMType type, bool isArray, std::
     if (numbers_.size() == kMax || qualifierCount_ > kMaxQualifiers) {
       return false;
     }
-    number = store_.AddShape({CIMName(String(name)), type, isArray, std::move(qualifiers)}, 2 * key_.size());
+    number = store_.AddType({CIMName(String(name)), type, isArray, std::move(qualifiers)}, 2 * key_.size());
     numbers_.emplace(key_, number);
   }
   guess_ = number + std::size_t{1};
@@ -124,16 +124,16 @@ const Detail::InstanceStore& StoreOf(const CIMObjectPath& path) noexcept {
 
 const CIMName& CIMConstProperty::getName() const noexcept {
   static const CIMName kNone;
-  return shape_ == nullptr ? kNone : shape_->name;
+  return propertyType_ == nullptr ? kNone : propertyType_->name;
 }
 
 Uint32 CIMConstProperty::getQualifierCount() const noexcept {
-  return shape_ == nullptr ? 0 : static_cast<Uint32>(shape_->qualifiers.size());
+  return propertyType_ == nullptr ? 0 : static_cast<Uint32>(propertyType_->qualifiers.size());
 }
 
 Uint32 CIMConstProperty::findQualifier(const CIMName& name) const noexcept {
   for (Uint32 i = 0; i < getQualifierCount(); ++i) {
-    if (shape_->qualifiers[i].getName() == name) {
+    if (propertyType_->qualifiers[i].getName() == name) {
       return i;
     }
   }
@@ -144,7 +144,7 @@ CIMConstQualifier CIMConstProperty::getQualifier(Uint32 index) const {
   if (index >= getQualifierCount()) {
     throw IndexOutOfBoundsException();
   }
-  return shape_->qualifiers[index];
+  return propertyType_->qualifiers[index];
 }
 
 Uint32 CIMInstance::getPropertyCount() const noexcept {
@@ -153,7 +153,7 @@ Uint32 CIMInstance::getPropertyCount() const noexcept {
 
 Uint32 CIMInstance::findProperty(const CIMName& name) const noexcept {
   for (Uint32 i = 0; i < getPropertyCount(); ++i) {
-    if (StoreOf(path_).Shape(record_->ShapeNumber(i)).name == name) {
+    if (StoreOf(path_).Type(record_->TypeNumber(i)).name == name) {
       return i;
     }
   }
@@ -164,9 +164,9 @@ CIMConstProperty CIMInstance::getProperty(Uint32 index) const {
   if (index >= getPropertyCount()) {
     throw IndexOutOfBoundsException();
   }
-  const Detail::PropertyShape& shape = StoreOf(path_).Shape(record_->ShapeNumber(index));
-  return {shape,
-          CIMValue({path_.Shared().owner, record_->Value(index)}, shape.type, shape.isArray, record_->IsNull(index))};
+  const Detail::PropertyType& type = StoreOf(path_).Type(record_->TypeNumber(index));
+  return {type,
+          CIMValue({path_.Shared().owner, record_->Value(index)}, type.type, type.isArray, record_->IsNull(index))};
 }
 
 CIMProperty CIMInstance::getProperty(Uint32 index) {

@@ -11,14 +11,14 @@
 namespace Pegasus::Detail {
 
 /// What a property has in common with its namesakes in other instances.
-struct PropertyShape {
+struct PropertyType {
   CIMName name;
   CIMType type = CIMTYPE_STRING;
   bool isArray = false;
   std::vector<CIMConstQualifier> qualifiers;
 };
 
-/// One instance inside the memory of its store: this head, where each value ends, the shape of each value, and then
+/// One instance inside the memory of its store: this head, where each value ends, the type of each value, and then
 /// the texts, each followed by a NUL: the path and the values in their stored form.
 struct InstanceRecord {
   /// Set in an end when the value is null. A store never holds as many bytes.
@@ -27,7 +27,7 @@ struct InstanceRecord {
   Uint32 propertyCount;
   Uint32 pathSize;
 
-  Uint16 ShapeNumber(Uint32 index) const noexcept { return Shapes()[index]; }
+  Uint16 TypeNumber(Uint32 index) const noexcept { return TypeNumbers()[index]; }
   std::string_view Path() const noexcept { return {Texts(), pathSize}; }
   std::string_view Value(Uint32 index) const noexcept;
   bool IsNull(Uint32 index) const noexcept { return (Ends()[index] & kNull) != 0; }
@@ -39,8 +39,8 @@ struct InstanceRecord {
     return sizeof(InstanceRecord) + properties * (sizeof(Uint32) + sizeof(Uint16)) + textBytes;
   }
   const Uint32* Ends() const noexcept { return reinterpret_cast<const Uint32*>(this + 1); }
-  const Uint16* Shapes() const noexcept { return reinterpret_cast<const Uint16*>(Ends() + propertyCount); }
-  const char* Texts() const noexcept { return reinterpret_cast<const char*>(Shapes() + propertyCount); }
+  const Uint16* TypeNumbers() const noexcept { return reinterpret_cast<const Uint16*>(Ends() + propertyCount); }
+  const char* Texts() const noexcept { return reinterpret_cast<const char*>(TypeNumbers() + propertyCount); }
 };
 
 /// An instance while its reply is read; its memory is used again for the next one.
@@ -48,9 +48,9 @@ struct InstanceDraft {
   std::string path;
   std::string texts;
   std::vector<Uint32> ends;
-  std::vector<Uint16> shapes;
+  std::vector<Uint16> typeNumbers;
 
-  void AddProperty(Uint16 shape, std::string_view stored, bool isNull);
+  void AddProperty(Uint16 typeNumber, std::string_view stored, bool isNull);
   void Clear() noexcept;
 };
 
@@ -59,10 +59,10 @@ class InstanceStore {
  public:
   const InstanceRecord* Add(const InstanceDraft& draft);
 
-  const PropertyShape& Shape(Uint16 number) const noexcept { return shapes_[number]; }
-  std::size_t ShapeCount() const noexcept { return shapes_.size(); }
+  const PropertyType& Type(Uint16 number) const noexcept { return types_[number]; }
+  std::size_t TypeCount() const noexcept { return types_.size(); }
   /// `nameBytes` are those of the name and the qualifiers, wherever they are kept.
-  Uint16 AddShape(PropertyShape shape, std::size_t nameBytes);
+  Uint16 AddType(PropertyType type, std::size_t nameBytes);
   /// What is kept so far.
   std::size_t Bytes() const noexcept { return bytes_; }
 
@@ -73,20 +73,20 @@ class InstanceStore {
   char* free_ = nullptr;
   std::size_t freeSize_ = 0;
   std::size_t bytes_ = 0;
-  std::deque<PropertyShape> shapes_;
+  std::deque<PropertyType> types_;
 };
 
-/// Gives properties of one shape one number. Instances mostly repeat the shapes of the instance before them, in the
-/// same order; so the shape after the last one is tried first.
-class ShapeNumbers {
+/// Gives properties of one type one number. Instances mostly repeat the types of the instance before them, in the
+/// same order; so the type after the last one is tried first.
+class PropertyTypeTable {
  public:
   static constexpr std::size_t kMax = 0xFFFF;
   static constexpr std::size_t kMaxQualifiers = 100'000;
 
-  explicit ShapeNumbers(InstanceStore& store) : store_(store) {}
+  explicit PropertyTypeTable(InstanceStore& store) : store_(store) {}
 
   void StartInstance() noexcept { guess_ = 0; }
-  /// False when the reply holds too many shapes or qualifiers. `name` must be legal.
+  /// False when the reply holds too many types or qualifiers. `name` must be legal.
   bool Find(std::string_view name, CIMType type, bool isArray, std::vector<CIMConstQualifier>& qualifiers,
             Uint16& number);
 

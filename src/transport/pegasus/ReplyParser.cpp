@@ -67,7 +67,7 @@ ReplyParser::ReplyParser(std::string messageId, const ReplyLimits& limits)
       parser_(XML_ParserCreate(nullptr)),
       open_{Element::Document},
       store_(std::make_shared<InstanceStore>()),
-      shapes_(*store_) {
+      types_(*store_) {
   if (!parser_) {
     throw std::bad_alloc();
   }

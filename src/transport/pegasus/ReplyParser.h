@@ -150,7 +150,7 @@ class ReplyParser {
   std::size_t qualifierBytes_ = 0;
 
   std::shared_ptr<InstanceStore> store_;
-  ShapeNumbers shapes_;
+  PropertyTypeTable types_;
   InstanceDraft draft_;
   std::deque<const InstanceRecord*> records_;  // grows without copies
 };

@@ -37,7 +37,7 @@ void ReplyParser::Open(Element element, const char** attributes) {
       if (draft_.path.empty()) {
         draft_.path = Attribute(attributes, "CLASSNAME");
       }
-      return shapes_.StartInstance();
+      return types_.StartInstance();
     case Element::Property:
     case Element::PropertyArray:
     case Element::PropertyReference:
@@ -157,7 +157,7 @@ void ReplyParser::CloseValue() {
 }
 
 void ReplyParser::CloseQualifier() {
-  if (qualifiers_.size() == ShapeNumbers::kMaxQualifiers) {
+  if (qualifiers_.size() == PropertyTypeTable::kMaxQualifiers) {
     FailValidation("too many qualifiers");
   }
   qualifierBytes_ += qualifier_.name.size() + qualifier_.stored.size();
@@ -174,12 +174,12 @@ void ReplyParser::CloseProperty() {
   if (!IsLegalName(property_.name)) {
     return;
   }
-  Uint16 shape = 0;
-  if (!shapes_.Find(property_.name, property_.type, property_.isArray, qualifiers_, shape)) {
+  Uint16 typeNumber = 0;
+  if (!types_.Find(property_.name, property_.type, property_.isArray, qualifiers_, typeNumber)) {
     FailValidation("too many different properties");
   }
   CheckKept();
-  draft_.AddProperty(shape, property_.stored, property_.isNull);
+  draft_.AddProperty(typeNumber, property_.stored, property_.isNull);
   if (draft_.texts.size() > limits_.instanceBytes) {
     FailLimit("an instance of more than " + std::to_string(limits_.instanceBytes) + " bytes");
   }

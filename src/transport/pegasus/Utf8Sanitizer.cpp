@@ -202,10 +202,10 @@ std::size_t Utf8Sanitizer::TakeReference(std::string_view bytes, bool last) {
   }
   const bool isHex = bytes.substr(2, 1) == "x";
   const std::string digits(bytes.substr(isHex ? 3 : 2, end - (isHex ? 3 : 2)));
-  char* behind = nullptr;
-  const unsigned long number = std::strtoul(digits.c_str(), &behind, isHex ? 16 : 10);
+  char* after = nullptr;
+  const unsigned long number = std::strtoul(digits.c_str(), &after, isHex ? 16 : 10);
   const bool isNumber = !digits.empty() && std::isxdigit(static_cast<unsigned char>(digits.front())) != 0 &&
-                        behind == digits.c_str() + digits.size();
+                        after == digits.c_str() + digits.size();
   if (!isNumber || IsXmlCharacter(number)) {
     repaired_ += bytes.substr(0, end + 1);
   } else {

@@ -66,7 +66,7 @@ TEST(CimLoader, SaysWhatIsWrongInWhichFile) {
     const TemporaryFolder folder;
     folder.Write("root/cimv2/T.json", test.text);
     try {
-      Cim::LoadRepository(folder.Path(), "", Facts());
+      Cim::LoadRepository(folder.Path(), "", Variables());
       FAIL() << test.text;
     } catch (const std::runtime_error& error) {
       EXPECT_THAT(error.what(), HasSubstr("root/cimv2/T.json")) << test.text;

@@ -192,8 +192,8 @@ TEST(CimMachines, GiveWellFormedRepliesForAllTheirClasses) {
     if (!std::filesystem::exists(folder)) {
       continue;
     }
-    const auto facts = Simulator::Facts::Load(entry.path() / "machine.json");
-    const auto repository = Simulator::Cim::LoadRepository(folder, "", facts);
+    const auto variables = Simulator::Variables::Load(entry.path() / "machine.json");
+    const auto repository = Simulator::Cim::LoadRepository(folder, "", variables);
     CimHost host({}, ShippedMachine(entry.path().filename()));
     for (const auto& [nameSpace, space] : repository.namespaces) {
       for (const auto& [className, of] : space.Classes()) {

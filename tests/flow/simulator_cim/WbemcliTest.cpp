@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "flow/simulator_cim/CimWire.h"
-#include "simulator/machine/Facts.h"
+#include "simulator/machine/Variables.h"
 
 namespace Kelvar::Test {
 namespace {
@@ -33,7 +33,7 @@ std::string Wbemcli(const CimHost& host, const std::string& what, const std::str
 }
 
 std::string Fact(const std::string& text) {
-  return Simulator::Facts::Load(ShippedMachine("full").folder / "machine.json").Expand(text);
+  return Simulator::Variables::Load(ShippedMachine("full").folder / "machine.json").Expand(text);
 }
 
 TEST(Wbemcli, ReadsInstancesWithTypedProperties) {

@@ -118,7 +118,7 @@ TEST_F(RecordTest, MasksOneTextTheSameEverywhere) {
   options_.url = server.BaseUrl();
   Simulator::Record(options_);
 
-  const Simulator::ResourceTree tree(fs::path(options_.folder) / "redfish", Simulator::Facts());
+  const Simulator::ResourceTree tree(fs::path(options_.folder) / "redfish", Simulator::Variables());
   const std::string root = tree.Find("/redfish/v1").value_or("");
   EXPECT_THAT(root, testing::HasSubstr("\"n\": 1.50"));
   EXPECT_THAT(root, testing::HasSubstr("\"AssetTag\": \"N/A\""));

@@ -22,7 +22,7 @@ using Test::TemporaryFolder;
 class EchoServer {
  public:
   explicit EchoServer(bool tls, const std::vector<std::string>& faults = {})
-      : server_({tls, [this](std::string_view stage) { return faults_.Strike("", stage); }},
+      : server_({tls, [this](std::string_view stage) { return faults_.Match("", stage); }},
                 [this](const HttpRequest& request) { return Echo(request); }),
         scheme_(tls ? "https" : "http") {
     for (const std::string& fault : faults) {
@@ -49,7 +49,7 @@ class EchoServer {
       response.trailers = {{"X-Trailer", "behind"}};
     }
     response.compressible = true;
-    response.fault = faults_.Strike(request.method, request.target);
+    response.fault = faults_.Match(request.method, request.target);
     return response;
   }
 
@@ -213,7 +213,7 @@ TEST(Fault, StrikesAsOftenAsItSays) {
   faults.Add("/a/b status=404");
   std::vector<unsigned> statuses;
   for (int i = 0; i < 5; ++i) {
-    const auto fault = faults.Strike("GET", "/a%2Fb");
+    const auto fault = faults.Match("GET", "/a%2Fb");
     statuses.push_back(fault ? fault->status.value_or(0) : 0);
   }
   EXPECT_EQ(statuses, (std::vector<unsigned>{404, 503, 503, 404, 404}));
@@ -232,18 +232,18 @@ TEST(Fault, ComesFromAFile) {
       "faults.json", R"({"faults": [{"path": "/a", "status": 503, "header": ["Retry-After: 1", "X: y"]}]})");
   FaultTable faults;
   faults.AddFile(file);
-  const auto fault = faults.Strike("GET", "/a?b");
+  const auto fault = faults.Match("GET", "/a?b");
   ASSERT_TRUE(fault);
   EXPECT_EQ(fault->headers, (HeaderList{{"Retry-After", "1"}, {"X", "y"}}));
   folder.Write("faults.json",
                R"({"faults": [{"name": "busy", "path": "/a", "status": 503}, {"path": "/a", "status": 404}]})");
   FaultTable sleeping;
   sleeping.AddFile(file);
-  EXPECT_EQ(sleeping.Strike("GET", "/a")->status, 404U);
+  EXPECT_EQ(sleeping.Match("GET", "/a")->status, 404U);
   FaultTable wanted;
   wanted.Load({"busy", "/a times=1 status=500"}, file);
-  EXPECT_EQ(wanted.Strike("GET", "/a")->status, 500U);
-  EXPECT_EQ(wanted.Strike("GET", "/a")->status, 503U);
+  EXPECT_EQ(wanted.Match("GET", "/a")->status, 500U);
+  EXPECT_EQ(wanted.Match("GET", "/a")->status, 503U);
   EXPECT_THROW(wanted.Load({"lazy"}, file), std::invalid_argument);
 
   folder.Write("faults.json", R"({"faults": [{"path": ["/a"], "status": {}}]})");

@@ -54,7 +54,7 @@ TEST(RedfishService, WritesFactsOfAnyTextIntoItsPages) {
   const TemporaryFolder machine;
   machine.Write("redfish/v1/index.json", R"({"Name": "<${name}>"})");
   machine.Write("redfish/v1/Parts/members.json", R"([{"@odata.id": "/redfish/v1/Parts/1", "Name": "<${name}>"}])");
-  const ResourceTree tree(machine / "redfish", Facts({{"name", name}}));
+  const ResourceTree tree(machine / "redfish", Variables({{"name", name}}));
   for (const char* path : {"/redfish/v1", "/redfish/v1/Parts/1"}) {
     rapidjson::Document page;
     ASSERT_FALSE(page.Parse(tree.Find(path).value_or("").c_str()).HasParseError()) << path;

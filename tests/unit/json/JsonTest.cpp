@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "common/json/JsonDocument.h"
-#include "common/json/JsonGuard.h"
+#include "common/json/JsonLimits.h"
 #include "common/json/JsonText.h"
 #include "common/json/JsonTree.h"
 #include "support/LogCapture.h"
@@ -58,18 +58,18 @@ void OnSmallStack(std::function<void()> body) {
   pthread_attr_destroy(&attributes);
 }
 
-TEST(JsonGuardTest, BoundsDepthSizeAndValues) {
-  EXPECT_EQ(JsonExcess(Nested(100)), nullptr);
-  EXPECT_STREQ(JsonExcess(Nested(101)), "JSON text nested too deep");
-  EXPECT_EQ(JsonExcess("\"" + Nested(500) + "\\\"" + Nested(500) + "\""), nullptr) << "brackets within a string";
-  EXPECT_STREQ(JsonExcess("]]]]" + Nested(101)), "JSON text nested too deep");
-  EXPECT_EQ(JsonExcess("\"never closed \\"), nullptr);
-  EXPECT_EQ(JsonExcess("[1,2,3]", {.values = 4}), nullptr);
-  EXPECT_STREQ(JsonExcess("[1,2,3,4]", {.values = 4}), "JSON text with too many values");
-  EXPECT_STREQ(JsonExcess("[1,2,3]", {.bytes = 6}), "JSON text too large");
+TEST(JsonLimitsTest, BoundsDepthSizeAndValues) {
+  EXPECT_EQ(CheckJsonLimits(Nested(100)), nullptr);
+  EXPECT_STREQ(CheckJsonLimits(Nested(101)), "JSON text nested too deep");
+  EXPECT_EQ(CheckJsonLimits("\"" + Nested(500) + "\\\"" + Nested(500) + "\""), nullptr) << "brackets within a string";
+  EXPECT_STREQ(CheckJsonLimits("]]]]" + Nested(101)), "JSON text nested too deep");
+  EXPECT_EQ(CheckJsonLimits("\"never closed \\"), nullptr);
+  EXPECT_EQ(CheckJsonLimits("[1,2,3]", {.values = 4}), nullptr);
+  EXPECT_STREQ(CheckJsonLimits("[1,2,3,4]", {.values = 4}), "JSON text with too many values");
+  EXPECT_STREQ(CheckJsonLimits("[1,2,3]", {.bytes = 6}), "JSON text too large");
 }
 
-TEST(JsonGuardTest, HostileTextsEndOrderlyOnASmallStack) {
+TEST(JsonLimitsTest, HostileTextsEndOrderlyOnASmallStack) {
   OnSmallStack([] {
     const std::string pairs = Repeated("[1,1,", 32u << 20);
     const std::string flat = "[1" + Repeated(",1", 32u << 20) + "]";
@@ -266,9 +266,9 @@ TEST(JsonTextTest, FindsMembersLikeTheTree) {
   }
   std::string keys;
   root.Find("Members")->ForEach([&](JsonSlice child, std::string_view) {
-    const char* behind = members.Load(child);
+    const char* after = members.Load(child);
     keys += members.Find("k") ? members.Find("k")->Text() : "-";
-    return behind;
+    return after;
   });
   EXPECT_EQ(keys, "5-7");
   EXPECT_FALSE(root.Find("none"));

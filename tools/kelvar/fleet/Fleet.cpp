@@ -166,7 +166,7 @@ void ShowSummary(const Counts& counts, const Checks& checks, std::size_t skipped
   std::string text = SummaryOf(counts, seconds);
   text += skipped > 0 ? fmt::format("; {} complete before", skipped) : "";
   text += checks.Wanted() ? fmt::format("; differences: {}", checks.Differences()) : "";
-  Complain(text);
+  PrintError(text);
 }
 
 Formatter FormatterFor(const Options& options, const FleetOptions& fleetOptions, Checks& checks) {
@@ -185,7 +185,7 @@ ExitCode Finish(ReportWriter& writer, const Checks& checks, const std::string& l
   try {
     writer.Finish(last);
   } catch (const ToolError& error) {
-    Complain(error.what());
+    PrintError(error.what());
     return error.Code();
   }
   return code;
@@ -193,9 +193,9 @@ ExitCode Finish(ReportWriter& writer, const Checks& checks, const std::string& l
 
 void TellHowToGoOn(const FleetOptions& options) {
   if (options.save.empty()) {
-    Complain("interrupted; with --save FILE a run can be continued by --resume FILE");
+    PrintError("interrupted; with --save FILE a run can be continued by --resume FILE");
   } else {
-    Complain("interrupted; to resume: " + CommandToGoOn(options.words, options.save));
+    PrintError("interrupted; to resume: " + CommandToGoOn(options.words, options.save));
   }
 }
 

@@ -35,7 +35,7 @@ void FleetReading::Run() {
 
 void FleetReading::End(const Report& report) {
   if (const std::string tls = TextOf(report.tls); !tls.empty() && ShownLogLevel(parts_.options) > 0) {
-    Complain(target_.name + ": " + tls);
+    PrintError(target_.name + ": " + tls);
   }
   parts_.writer.Write(position_, report);
   parts_.accounts.Leave(places_);

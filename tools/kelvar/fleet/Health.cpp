@@ -180,7 +180,7 @@ int HealthMain(int argc, const char* const* argv) {
       throw;
     }
     // The usual codes would be a warning or a critical machine to a monitoring system, which reads standard output.
-    Complain(error.what());
+    PrintError(error.what());
     std::printf("%s", PluginErrorText(error.what()).c_str());
     return kPluginUnknown;
   }

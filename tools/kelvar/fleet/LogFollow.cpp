@@ -112,7 +112,7 @@ class Follower {
   void Mention(const Report& report) {
     const std::string reason = report.code == ExitCode::Complete ? "" : ReasonOf(report);
     if (reason != mentioned_ && !reason.empty() && !options_.quiet) {
-      Complain(reason);
+      PrintError(reason);
     }
     mentioned_ = reason;
   }

@@ -73,7 +73,7 @@ Side ReadSide(const std::string& address, const Options& options, Output& output
   const auto keep = [&side](const Report& report) {
     side.code = report.code;
     if (!report.error.empty()) {
-      Complain(report.target + ": " + report.error);
+      PrintError(report.target + ": " + report.error);
     }
     if (auto stored = ParseStoredReport(JsonLineOf(report))) {
       side.reports[stored->target] = std::move(*stored);
@@ -166,7 +166,7 @@ int Show(const DiffOptions& options) {
       std::count_if(differences.begin(), differences.end(), [](const Difference& one) { return one.IsDifference(); }));
   Print(differences, options.reading.format, output);
   if (!options.reading.quiet) {
-    Complain(fmt::format("differences: {}", found));
+    PrintError(fmt::format("differences: {}", found));
   }
   const ExitCode code = CodeOf(differences, found, before, after);
   if (before.hangs || after.hangs) {

@@ -66,7 +66,7 @@ void Explain(const char* part, const std::vector<DiagnosticExchange>& exchanges)
 void ShowTls(const Report& report, const Options& options) {
   const std::string text = TextOf(report.tls);
   if (!text.empty() && (options.explain || ShownLogLevel(options) > 0)) {
-    Complain(text);
+    PrintError(text);
   }
 }
 
@@ -86,7 +86,7 @@ void ShowReasons(const Report& report, const Options& options) {
     return;
   }
   if (!report.error.empty()) {
-    Complain(report.error);
+    PrintError(report.error);
   }
   if (options.format == "table") {
     return;
@@ -95,13 +95,13 @@ void ShowReasons(const Report& report, const Options& options) {
     for (const Model::Family family : report.inventory->families) {
       const Model::FamilyResult& result = report.inventory->inventory.ResultOf(family);
       if (ExitCodeOf(result, !report.inventory->all_families) != ExitCode::Complete && report.error.empty()) {
-        Complain(std::string(Model::NameOf(family)) + ": " + ReasonOf(result));
+        PrintError(std::string(Model::NameOf(family)) + ": " + ReasonOf(result));
       }
     }
   }
   for (const OperationResult& result : report.results) {
     if (result.code != ExitCode::Complete) {
-      Complain(std::string(result.operation->name) + ": " + ReasonOf(result));
+      PrintError(std::string(result.operation->name) + ": " + ReasonOf(result));
     }
   }
 }

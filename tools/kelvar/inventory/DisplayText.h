@@ -35,7 +35,7 @@ std::string CapacityText(const Model::Component& component);
 /// "192.0.2.10/24 (dhcp)".
 std::string AddressText(const Model::NetworkAddress& address);
 
-/// The mood of a health or severity word, and of a state: "absent" has none.
+/// The severity that a health, severity or state word stands for: "absent" has none.
 Model::Health HealthOf(const std::string& word);
 
 }  // namespace Kelvar::Tool

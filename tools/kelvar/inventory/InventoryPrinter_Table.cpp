@@ -121,17 +121,17 @@ constexpr ColumnRow<Model::NetworkService> kServices[] = {
     {"Cipher suites", 4, true, false,
      [](const Model::NetworkService& record) { return ListText(record.cipher_suites); }}};
 
-Model::Health MoodOf(const Model::Sensor& record) {
+Model::Health SeverityClass(const Model::Sensor& record) {
   return HealthOf(record);
 }
-Model::Health MoodOf(const Model::Component& record) {
+Model::Health SeverityClass(const Model::Component& record) {
   return record.state == "absent" ? Model::Health::Unknown : HealthOf(record.health);
 }
-Model::Health MoodOf(const Model::LogEntry& record) {
+Model::Health SeverityClass(const Model::LogEntry& record) {
   return HealthOf(record.severity);
 }
 template <typename Record>
-Model::Health MoodOf(const Record& /*record*/) {
+Model::Health SeverityClass(const Record& /*record*/) {
   return Model::Health::Unknown;
 }
 
@@ -144,11 +144,11 @@ std::string TableOfRows(const std::vector<TableColumn>& columns, const std::vect
                         const TableStyle& style, const std::function<std::vector<std::string>(const Record&)>& cells) {
   std::vector<TableRow> rows(records.size());
   std::transform(records.begin(), records.end(), rows.begin(), [&](const Record& record) {
-    return TableRow{cells(record), MoodOf(record)};
+    return TableRow{cells(record), SeverityClass(record)};
   });
   if (kWorstFirst<Record>) {
     std::stable_sort(rows.begin(), rows.end(), [](const TableRow& left, const TableRow& right) {
-      return std::max(left.mood, Model::Health::Ok) > std::max(right.mood, Model::Health::Ok);
+      return std::max(left.severity, Model::Health::Ok) > std::max(right.severity, Model::Health::Ok);
     });
   }
   return LayoutTable(columns, rows, style.width, style.colour);
@@ -216,8 +216,9 @@ std::string SheetOf(const Model::System& record, const TableStyle& style) {
     }
     std::string title = TitleOf(key);
     title.resize(std::max(title.size(), kTitleWidth), ' ');
-    const std::string mood = std::string_view(key) == "health" ? Coloured(shown, HealthOf(shown), style.colour) : shown;
-    text += "  " + Dim(title, style.colour) + "  " + mood + '\n';
+    const std::string severity =
+        std::string_view(key) == "health" ? Coloured(shown, HealthOf(shown), style.colour) : shown;
+    text += "  " + Dim(title, style.colour) + "  " + severity + '\n';
   });
   return text;
 }
@@ -273,9 +274,9 @@ std::string HeadOf(const InventoryReport& report, Model::Family family, const Ta
   const bool absent = result.status == Model::FamilyStatus::Absent;
   const std::string note =
       (absent ? "" : std::string(Model::NameOf(result.status)) + ": ") + EscapeControl(ReasonOf(result));
-  const Model::Health mood =
+  const Model::Health severity =
       result.status == Model::FamilyStatus::Failed ? Model::Health::Critical : Model::Health::Warning;
-  return name + ": " + Coloured(note, mood, style.colour) + '\n';
+  return name + ": " + Coloured(note, severity, style.colour) + '\n';
 }
 
 }  // namespace

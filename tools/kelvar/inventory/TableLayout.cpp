@@ -146,8 +146,8 @@ std::size_t WidthOf(const std::string& text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), std::not_fn(ContinuesCharacter)));
 }
 
-std::string Coloured(const std::string& text, Model::Health mood, Colour colour) {
-  switch (mood) {
+std::string Coloured(const std::string& text, Model::Health severity, Colour colour) {
+  switch (severity) {
     case Model::Health::Critical:
       return Painted("31", text, colour);
     case Model::Health::Warning:
@@ -194,7 +194,7 @@ std::string LayoutTable(const std::vector<TableColumn>& columns, const std::vect
   }
   for (const TableRow& row : rows) {
     for (const std::string& line : LinesOf(columns, shown, row.cells)) {
-      text += Coloured(line, row.mood, colour) + '\n';
+      text += Coloured(line, row.severity, colour) + '\n';
     }
   }
   return text;

@@ -19,7 +19,7 @@ struct TableColumn {
 
 struct TableRow {
   std::vector<std::string> cells;  ///< one for each column, escaped
-  Model::Health mood = Model::Health::Unknown;
+  Model::Health severity = Model::Health::Unknown;
 };
 
 /// Rows under their titles, indented by two blanks, no line longer than `width` characters (0: no bound). Columns
@@ -30,8 +30,8 @@ std::string LayoutTable(const std::vector<TableColumn>& columns, const std::vect
 /// Characters that a text takes on a terminal.
 std::size_t WidthOf(const std::string& text);
 
-/// Escape sequences for a mood around a text, when colour is wanted.
-std::string Coloured(const std::string& text, Model::Health mood, Colour colour);
+/// The text within the escape sequences of a severity, where colour is on.
+std::string Coloured(const std::string& text, Model::Health severity, Colour colour);
 std::string Bold(const std::string& text, Colour colour);
 std::string Dim(const std::string& text, Colour colour);
 

@@ -184,7 +184,7 @@ Report Prober::Read(const Probe& probe) {
   }
   states_.Put(probe.Key(), StateAfter(report, probe.module.name));
   if (verbose_ && report.code != ExitCode::Complete) {
-    Complain(report.target + ": " + NameOf(report.code) + ": " + ReasonOf(report));
+    PrintError(report.target + ": " + NameOf(report.code) + ": " + ReasonOf(report));
   }
   return report;
 }

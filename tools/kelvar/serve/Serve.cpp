@@ -139,7 +139,7 @@ void RaiseDescriptors(std::size_t maxInFlight) {
   const std::uint64_t limit = RaiseDescriptorLimit(std::numeric_limits<std::uint64_t>::max());
   const std::uint64_t needed = kOfProcess + HttpLimits{}.connections + kPerReading * maxInFlight;
   if (limit < needed) {
-    Complain(
+    PrintError(
         fmt::format("the limit of {} open files is low: max-in-flight {} can need {}; see LimitNOFILE or ulimit -Hn",
                     limit, maxInFlight, needed));
   }
@@ -167,7 +167,7 @@ void ReloadOnSignal(asio::signal_set& signals, Exporter& exporter) {
   signals.async_wait([&signals, &exporter](boost::system::error_code error, int) {
     if (!error) {
       if (const std::string why = exporter.Reload(); !why.empty()) {
-        Complain("the old configuration was kept: " + why);
+        PrintError("the old configuration was kept: " + why);
       }
       ReloadOnSignal(signals, exporter);
     }

@@ -107,13 +107,13 @@ const char* AppendMembers(const JsonSlice& members, std::size_t bodySize, const 
   JsonMembers entry;
   std::size_t index = 0;
   return members.ForEach([&](const JsonSlice& slice, std::string_view) {
-    const char* behind = entry.Load(slice);
+    const char* after = entry.Load(slice);
     if (index == 0) {  // entries of one log are much of a size
-      const auto likely = bodySize / static_cast<std::size_t>(behind - slice.Start());
+      const auto likely = bodySize / static_cast<std::size_t>(after - slice.Start());
       list.reserve(list.size() + std::min(likely, rules.maxEntries));
     }
     AppendEntry(entry, rules, index++, list);
-    return behind;
+    return after;
   });
 }
 

@@ -6,7 +6,7 @@ namespace Pegasus {
 
 namespace Detail {
 
-struct PropertyShape;
+struct PropertyType;
 
 }  // namespace Detail
 
@@ -14,8 +14,8 @@ struct PropertyShape;
 class CIMConstProperty {
  public:
   CIMConstProperty() noexcept = default;
-  CIMConstProperty(const Detail::PropertyShape& shape, CIMValue value) noexcept
-      : shape_(&shape), value_(std::move(value)) {}
+  CIMConstProperty(const Detail::PropertyType& type, CIMValue value) noexcept
+      : propertyType_(&type), value_(std::move(value)) {}
 
   const CIMName& getName() const noexcept;
   const CIMValue& getValue() const noexcept { return value_; }
@@ -28,7 +28,7 @@ class CIMConstProperty {
 
  private:
   // Lives as long as the memory that the value shares.
-  const Detail::PropertyShape* shape_ = nullptr;
+  const Detail::PropertyType* propertyType_ = nullptr;
   CIMValue value_;
 };
 

@@ -1,4 +1,4 @@
-#include "common/json/JsonGuard.h"
+#include "common/json/JsonLimits.h"
 
 #include <algorithm>
 #include <array>
@@ -22,7 +22,7 @@ constexpr std::array<Kind, 256> MakeKinds() {
 
 constexpr auto kKinds = MakeKinds();
 
-/// The position behind a string whose opening quote is behind us.
+/// The position after a string whose opening quote was read.
 const char* SkipString(const char* at, const char* end) noexcept {
   for (;;) {
     at = JsonScan::Skip<JsonScan::Until::Mark>(at, end);
@@ -35,7 +35,7 @@ const char* SkipString(const char* at, const char* end) noexcept {
 
 }  // namespace
 
-const char* JsonExcess(std::string_view text, const JsonLimits& limits) noexcept {
+const char* CheckJsonLimits(std::string_view text, const JsonLimits& limits) noexcept {
   if (text.size() > limits.bytes) {
     return "JSON text too large";
   }

@@ -1,4 +1,4 @@
-#include "simulator/machine/Places.h"
+#include "simulator/machine/Paths.h"
 
 #include <cstdlib>
 #include <initializer_list>

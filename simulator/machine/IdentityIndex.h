@@ -23,7 +23,7 @@ std::optional<Identity> IdentityOfKey(std::string_view key);
 bool IsPlaceholder(std::string_view value);
 
 /// The texts by which one machine is known, gathered from its data so that each is found wherever it is.
-class IdentityWords {
+class IdentityIndex {
  public:
   /// Adds the values of members with a telling name, anywhere within.
   void Collect(const rapidjson::Value& json);

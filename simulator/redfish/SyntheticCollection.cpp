@@ -1,4 +1,4 @@
-#include "simulator/redfish/GrownCollection.h"
+#include "simulator/redfish/SyntheticCollection.h"
 
 #include <algorithm>
 #include <charconv>
@@ -70,7 +70,7 @@ void ReplaceAll(std::string& text, std::string_view mark, const std::string& rep
 
 }  // namespace
 
-GrownCollection::GrownCollection(std::string_view path, const std::vector<std::string>& own, std::size_t count)
+SyntheticCollection::SyntheticCollection(std::string_view path, const std::vector<std::string>& own, std::size_t count)
     : path_(path), own_(own.begin(), own.begin() + static_cast<std::ptrdiff_t>(std::min(own.size(), count))) {
   for (const std::string& page : own_) {
     const auto ownPath = JsonText::String(JsonText::Member(page, "@odata.id").value_or(""));
@@ -86,7 +86,7 @@ GrownCollection::GrownCollection(std::string_view path, const std::vector<std::s
   count_ = templates_.empty() ? own_.size() : count;
 }
 
-std::string GrownCollection::Page(std::size_t index) const {
+std::string SyntheticCollection::Page(std::size_t index) const {
   if (index < own_.size()) {
     return own_[index];
   }
@@ -97,14 +97,14 @@ std::string GrownCollection::Page(std::size_t index) const {
   return page;
 }
 
-std::string GrownCollection::Path(std::size_t index) const {
+std::string SyntheticCollection::Path(std::size_t index) const {
   if (index < own_.size()) {
     return ownPaths_[index];
   }
   return path_ + '/' + templates_[index % templates_.size()].stem + std::to_string(index + 1);
 }
 
-std::optional<std::string> GrownCollection::Find(std::string_view path) const {
+std::optional<std::string> SyntheticCollection::Find(std::string_view path) const {
   const auto own = std::find(ownPaths_.begin(), ownPaths_.end(), path);
   if (own != ownPaths_.end()) {
     return own_[static_cast<std::size_t>(own - ownPaths_.begin())];

@@ -1,4 +1,4 @@
-#include "simulator/machine/Facts.h"
+#include "simulator/machine/Variables.h"
 
 #include <fstream>
 #include <stdexcept>
@@ -25,7 +25,7 @@ void Flatten(const rapidjson::Value& object, const std::string& prefix, ByPath& 
 
 }  // namespace
 
-Facts Facts::Load(const std::filesystem::path& machineJson) {
+Variables Variables::Load(const std::filesystem::path& machineJson) {
   std::ifstream file(machineJson);
   rapidjson::IStreamWrapper stream(file);
   rapidjson::Document document;
@@ -38,10 +38,10 @@ Facts Facts::Load(const std::filesystem::path& machineJson) {
   if (const auto facts = document.FindMember("facts"); facts != document.MemberEnd() && facts->value.IsObject()) {
     Flatten(facts->value, "", byPath);
   }
-  return Facts(std::move(byPath));
+  return Variables(std::move(byPath));
 }
 
-std::string Facts::Expand(std::string_view text, Escape escape) const {
+std::string Variables::Expand(std::string_view text, Escape escape) const {
   std::string expanded;
   for (std::size_t start = text.find("${"); start != text.npos; start = text.find("${")) {
     const std::size_t end = text.find('}', start);

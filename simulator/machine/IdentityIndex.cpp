@@ -1,4 +1,4 @@
-#include "simulator/machine/IdentityWords.h"
+#include "simulator/machine/IdentityIndex.h"
 
 #include <algorithm>
 #include <array>
@@ -71,7 +71,7 @@ bool IsNull(std::string_view value) {
   return value.find_first_not_of("0.:-xX ") == std::string_view::npos;
 }
 
-void CollectFrom(const rapidjson::Value& value, std::optional<Identity> kind, IdentityWords& words) {
+void CollectFrom(const rapidjson::Value& value, std::optional<Identity> kind, IdentityIndex& words) {
   if (value.IsString() && kind) {
     words.Add(*kind, {value.GetString(), value.GetStringLength()});
   } else if (value.IsArray()) {
@@ -102,7 +102,7 @@ bool IsPlaceholder(std::string_view value) {
   return IsNull(value) || std::find(kPlaceholders.begin(), kPlaceholders.end(), lower) != kPlaceholders.end();
 }
 
-void IdentityWords::Add(Identity kind, std::string_view word) {
+void IdentityIndex::Add(Identity kind, std::string_view word) {
   constexpr std::size_t kShortest = 5;
   const bool telling = !IsIdentifier(kind) || word.find_first_of("0123456789") != std::string_view::npos;
   if (word.size() >= kShortest && telling && !IsPlaceholder(word)) {
@@ -111,12 +111,12 @@ void IdentityWords::Add(Identity kind, std::string_view word) {
   }
 }
 
-void IdentityWords::Collect(const rapidjson::Value& json) {
+void IdentityIndex::Collect(const rapidjson::Value& json) {
   CollectFrom(json, std::nullopt, *this);
 }
 
 /// Words sort by their bytes: the longest that the text begins with is the last such word that does not sort after it.
-IdentityWords::Words::const_iterator IdentityWords::LongestAt(std::string_view text) const {
+IdentityIndex::Words::const_iterator IdentityIndex::LongestAt(std::string_view text) const {
   std::string_view head = text.substr(0, longest_);
   while (!head.empty()) {
     auto next = words_.upper_bound(head);
@@ -133,7 +133,7 @@ IdentityWords::Words::const_iterator IdentityWords::LongestAt(std::string_view t
   return words_.end();
 }
 
-std::string IdentityWords::Replace(std::string_view text, const Replacement& replacement) const {
+std::string IdentityIndex::Replace(std::string_view text, const Replacement& replacement) const {
   const std::string lower = Lower(text);
   const bool isPath = text.starts_with('/');
   std::string replaced;

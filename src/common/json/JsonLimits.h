@@ -15,6 +15,6 @@ struct JsonLimits {
 
 /// Why the text is beyond the limits, as a text for the log; null when it is within them. One pass without recursion
 /// or memory. Tells nothing about the text's syntax, and never counts less than a reader meets before a syntax error.
-const char* JsonExcess(std::string_view text, const JsonLimits& limits = {}) noexcept;
+const char* CheckJsonLimits(std::string_view text, const JsonLimits& limits = {}) noexcept;
 
 }  // namespace Kelvar

@@ -10,11 +10,11 @@ namespace Kelvar::Simulator {
 
 /// A collection made longer: its own members are followed by copies of them, in turn, each with an Id, a name or
 /// sequence number, and, where they have one, a time of its own.
-class GrownCollection {
+class SyntheticCollection {
  public:
   /// `own` are the pages of the collection's own members. Without any, or when there are more than `count`, the
   /// collection has the first `count` of them and nothing more.
-  GrownCollection(std::string_view path, const std::vector<std::string>& own, std::size_t count);
+  SyntheticCollection(std::string_view path, const std::vector<std::string>& own, std::size_t count);
 
   std::size_t Size() const { return count_; }
   /// The page of the member with index 0 and above.
