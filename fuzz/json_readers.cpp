@@ -80,7 +80,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckSame(tree->Root(), JsonSlice::Root(text));
     CheckPaths(tree->Root(), JsonSlice::Root(text), text.data() + text.size());
   }
+  const auto lenient = JsonDocument::ReadLeniently(text);
+  if (lenient) {
+    Walk(lenient->Root());
+  }
   if (const auto document = JsonDocument::Read(text)) {
+    FUZZ_CHECK(lenient);
     Walk(document->Root());
   }
   return 0;

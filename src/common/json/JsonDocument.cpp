@@ -1,11 +1,14 @@
 #include "common/json/JsonDocument.h"
 
+#include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <utility>
 
 #include <rapidjson/document.h>
 
+#include "common/json/JsonScan.h"
 #include "common/log/LogMacros.h"
 
 namespace Kelvar {
@@ -41,6 +44,34 @@ std::optional<float> ToFloat(const JsonDomValue& number) noexcept {
     return std::nullopt;
   }
   return static_cast<float>(value);
+}
+
+/// Blanks in place of control characters within strings.
+void BlankControls(std::string& text) noexcept {
+  const char* const end = text.data() + text.size();
+  bool inString = false;
+  for (char* at = text.data(); at != end;) {
+    const auto left = static_cast<std::size_t>(end - at);
+    if (!inString) {
+      void* const quote = std::memchr(at, '"', left);
+      if (quote == nullptr) {
+        return;
+      }
+      at = static_cast<char*>(quote) + 1;
+      inString = true;
+      continue;
+    }
+    at += JsonScan::Skip<JsonScan::Until::Unusual>(at, end) - at;
+    if (at == end) {
+      return;
+    }
+    inString = *at != '"';
+    if (*at == '\\' && end - at > 1) {
+      ++at;
+    }
+    *at = *at > 0 && *at < 0x20 ? ' ' : *at;
+    ++at;
+  }
 }
 
 }  // namespace
@@ -97,7 +128,8 @@ std::optional<float> JsonValue::Real() const noexcept {
 }
 
 std::optional<double> JsonValue::Double() const noexcept {
-  return value_ != nullptr && value_->IsNumber() ? std::optional<double>(value_->GetDouble()) : std::nullopt;
+  const bool isNumber = value_ != nullptr && value_->IsNumber() && std::isfinite(value_->GetDouble());
+  return isNumber ? std::optional<double>(value_->GetDouble()) : std::nullopt;
 }
 
 std::optional<bool> JsonValue::Bool() const noexcept {
@@ -128,7 +160,8 @@ JsonDocument::~JsonDocument() = default;
 JsonDocument::JsonDocument(JsonDocument&&) noexcept = default;
 JsonDocument& JsonDocument::operator=(JsonDocument&&) noexcept = default;
 
-std::optional<JsonDocument> JsonDocument::Read(std::string text, const JsonLimits& limits) {
+template <unsigned flags>
+std::optional<JsonDocument> JsonDocument::Parse(std::string text, const JsonLimits& limits) {
   text.resize(text.find('\0') == std::string::npos ? text.size() : text.find('\0'));
   if (const char* excess = CheckJsonLimits(text, limits)) {
     KELVAR_LOG(2) << excess;
@@ -136,11 +169,21 @@ std::optional<JsonDocument> JsonDocument::Read(std::string text, const JsonLimit
   }
   auto state = std::make_unique<State>();
   state->text = std::move(text);
-  state->document.ParseInsitu(state->text.data());
+  state->document.ParseInsitu<flags>(state->text.data());
   if (state->document.HasParseError()) {
     return std::nullopt;
   }
   return JsonDocument(std::move(state));
+}
+
+std::optional<JsonDocument> JsonDocument::Read(std::string text, const JsonLimits& limits) {
+  return Parse<rapidjson::kParseDefaultFlags>(std::move(text), limits);
+}
+
+std::optional<JsonDocument> JsonDocument::ReadLeniently(std::string text, const JsonLimits& limits) {
+  constexpr unsigned kFlags = rapidjson::kParseNanAndInfFlag | rapidjson::kParseTrailingCommasFlag;
+  BlankControls(text);
+  return Parse<kFlags>(std::move(text), limits);
 }
 
 JsonValue JsonDocument::Root() const noexcept {

@@ -61,6 +61,9 @@ class JsonDocument {
   /// Reads the text up to its first NUL. Nothing when that is not JSON or is beyond the limits, which leaves a line of
   /// level 2.
   static std::optional<JsonDocument> Read(std::string text, const JsonLimits& limits = {});
+  /// The same, of what some services send for JSON: control characters in strings, which become blanks, commas before a
+  /// closing bracket, and NaN and infinities, which are no numbers.
+  static std::optional<JsonDocument> ReadLeniently(std::string text, const JsonLimits& limits = {});
   ~JsonDocument();
   JsonDocument(JsonDocument&&) noexcept;
   JsonDocument& operator=(JsonDocument&&) noexcept;
@@ -69,6 +72,8 @@ class JsonDocument {
 
  private:
   struct State;
+  template <unsigned flags>
+  static std::optional<JsonDocument> Parse(std::string text, const JsonLimits& limits);
   explicit JsonDocument(std::unique_ptr<State> state) noexcept;
 
   std::unique_ptr<State> state_;

@@ -122,6 +122,22 @@ TEST(JsonDocumentTest, AnswersEveryQuestionOfEveryValue) {
   EXPECT_FALSE(JsonDocument::Read(""));
 }
 
+TEST(JsonDocumentTest, ReadsLenientlyWhatServicesSendForJson) {
+  const std::string text =
+      "{\"text\":\"a\tb\\\"\r\n\u00e4\",\n\"nan\":NaN,\"low\":-Infinity,\"list\":[1,2,],\"last\":3,}";
+  EXPECT_FALSE(JsonDocument::Read(text));
+  const auto document = JsonDocument::ReadLeniently(text);
+  ASSERT_TRUE(document);
+  const JsonValue root = document->Root();
+  EXPECT_EQ(root["text"].String(), "a b\"  \u00e4");
+  EXPECT_FALSE(root["nan"].Double() || root["low"].Double());
+  EXPECT_EQ(root["list"].Elements().size(), 2u);
+  EXPECT_EQ(root["last"].Double(), 3.0);
+  for (const char* const bad : {"{\"a\":\"", "{\"a\":\"\\", "{\"a\" 1}", "{,}", "[1,,2]", "{\"a\":\"\\\t\"}"}) {
+    EXPECT_FALSE(JsonDocument::ReadLeniently(bad)) << bad;
+  }
+}
+
 TEST(JsonTreeTest, ReadsScalarsAsTextsAndTellsWhatIsMissing) {
   const std::string text = R"({"@odata.id":"/x","a":{"b":{"c":1.50}},"t":true,"n":null,"l":["x",{"y":2}],"a":7})";
   for (const JsonTree& tree : {JsonTree(text), JsonTree::ByParser(text)}) {

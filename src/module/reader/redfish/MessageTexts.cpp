@@ -136,7 +136,7 @@ void MessageTexts::Collect(std::vector<Model::LogEntry>& entries) {
 
 void MessageTexts::ReadList(const std::string& path, int page) {
   fetcher_.Get(path, [this, path, page](Reply& reply) {
-    const auto document = reply.IsOk() ? JsonDocument::Read(std::move(reply.body)) : std::nullopt;
+    const auto document = reply.IsOk() ? JsonDocument::ReadLeniently(std::move(reply.body)) : std::nullopt;
     document ? TakeList(document->Root(), page) : NoteMissing(path, reply.IsOk() ? "no JSON" : reply.error);
   });
 }
@@ -168,7 +168,7 @@ void MessageTexts::ReadFiles(bool all) {
       continue;
     }
     fetcher_.Get(std::exchange(file, {}), [this](Reply& reply) {
-      const auto document = reply.IsOk() ? JsonDocument::Read(std::move(reply.body)) : std::nullopt;
+      const auto document = reply.IsOk() ? JsonDocument::ReadLeniently(std::move(reply.body)) : std::nullopt;
       if (document) {
         TakeFile(document->Root());
       }
@@ -196,7 +196,7 @@ void MessageTexts::ReadRegistry(const std::string& path) {
       NoteMissing(path, reply.IsOk() ? "the registries are too large" : reply.error);
       return;
     }
-    const auto document = JsonDocument::Read(std::move(reply.body));
+    const auto document = JsonDocument::ReadLeniently(std::move(reply.body));
     document ? TakeMessages(path, document->Root()["Messages"]) : NoteMissing(path, "no JSON");
   });
 }

@@ -258,7 +258,7 @@ void Reading::TakeRoot(Reply& reply) {
     cause_ = FailureCause::NotSuchService;
     reason_ = "there is no Redfish service root: " + reply.error;
   }
-  const auto document = reply.IsOk() ? JsonDocument::Read(std::move(reply.body)) : std::nullopt;
+  const auto document = reply.IsOk() ? JsonDocument::ReadLeniently(std::move(reply.body)) : std::nullopt;
   if (reply.IsOk() && (!document || TextAt(document->Root(), "RedfishVersion").empty())) {
     cause_ = FailureCause::NotSuchService;
     reason_ = "the response is not a Redfish service root";

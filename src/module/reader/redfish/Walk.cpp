@@ -285,7 +285,7 @@ void Walk::FetchPart(Node& node) {
 
 void Walk::TakeParts(const std::string& key, Reply& reply) {
   const std::vector<Node*> nodes = std::move(parts_[key]);
-  const auto document = reply.IsOk() ? JsonDocument::Read(std::move(reply.body)) : std::nullopt;
+  const auto document = reply.IsOk() ? JsonDocument::ReadLeniently(std::move(reply.body)) : std::nullopt;
   for (Node* const node : nodes) {
     const JsonValue part = document ? Resolve(document->Root(), node->fragment) : JsonValue();
     if (IsResource(part)) {
@@ -331,7 +331,7 @@ void Walk::Take(Node& node, Reply& reply) {
     Fail(node, reply.cause, reply.error);
     return;
   }
-  const auto document = JsonDocument::Read(std::move(reply.body));
+  const auto document = JsonDocument::ReadLeniently(std::move(reply.body));
   if (!document || !IsResource(Resolve(document->Root(), node.fragment))) {
     Reply unusable;
     unusable.status = reply.status;
