@@ -90,6 +90,9 @@ Bytes VirtualBmc::AnswerOpen(ByteView in) {
   if (in[12] != kSuite3.authentication) {
     return Plus(PayloadType::OpenSessionReply, {in[0], 0x11});
   }
+  if (config_.renumbers) {
+    std::erase_if(sessions_, [](const auto& session) { return !session.second.key; });
+  }
   const u32 id = ++nextId_;
   Session& session = sessions_[id];
   session.exchange.consoleId = Text::ByteReader(in.subspan(4)).U32();
@@ -102,7 +105,7 @@ Bytes VirtualBmc::AnswerOpen(ByteView in) {
 }
 
 Bytes VirtualBmc::AnswerRakp1(ByteView in) {
-  const auto found = sessions_.find(Text::ByteReader(in.subspan(4)).U32());
+  const auto found = sessions_.find(config_.renumbers ? nextId_ : Text::ByteReader(in.subspan(4)).U32());
   if (found == sessions_.end()) {
     return Plus(PayloadType::Rakp2, {in[0], 0x02});
   }

@@ -25,6 +25,7 @@ struct VirtualBmcConfig {
   u8 privilegeRefusal = 0x0A;     ///< status of RAKP message 2 to a higher one
   std::size_t mostSessions = 63;  ///< half-open ones count too
   Bridging bridging = Bridging::AckFirst;
+  bool renumbers = false;     ///< each Open Session gives its one half-open session another number
   bool dropsReplays = false;  ///< packets whose number it has seen; if not, it executes each copy
 };
 

@@ -137,11 +137,8 @@ void RmcpPlusHandshake::NoteLateReply(ByteView datagram) {
     const auto reply = DecodeOpenSessionReply(packet->payload);
     const bool ours = reply && reply->status == RakpStatus::kOk && reply->consoleId &&
                       std::find(consoleIds_.begin(), consoleIds_.end(), *reply->consoleId) != consoleIds_.end();
-    const bool expected = ours && (exchange_.targetId == 0 ? *reply->consoleId == exchange_.consoleId
-                                                           : reply->targetId == exchange_.targetId);
-    if (ours && !expected && surplusIds_.size() < kMostSurplus &&
-        std::find(surplusIds_.begin(), surplusIds_.end(), reply->targetId) == surplusIds_.end()) {
-      surplusIds_.push_back(reply->targetId);
+    if (ours && reply->targetId != exchange_.targetId) {
+      NoteOpened(*reply);
     }
   } else if (packet->type == PayloadType::Rakp2 && session_) {
     const auto reply = DecodeRakp2(packet->payload);
@@ -153,10 +150,24 @@ void RmcpPlusHandshake::NoteLateReply(ByteView datagram) {
   }
 }
 
+void RmcpPlusHandshake::NoteOpened(const OpenSessionReply& reply) {
+  const bool known = std::find(surplusIds_.begin(), surplusIds_.end(), reply.targetId) != surplusIds_.end();
+  if (!known && surplusIds_.size() < kMostSurplus) {
+    surplusIds_.push_back(reply.targetId);
+  }
+  // Some targets keep one session for each address, whose number is that of their last reply.
+  if (exchange_.targetId != 0 && reply.consoleId == exchange_.consoleId && clean_) {
+    clean_ = false;
+    channel_.NoteDoubledRequest();
+  }
+}
+
 SessionResult RmcpPlusHandshake::OpenSession() {
+  ExchangeOptions options = options_;
+  options.lastReplyCounts = true;
   OpenSessionReply reply;
   const Bytes request = EncodeOpenSessionRequest(0, privilege_, exchange_.consoleId, suite_);
-  if (Ask(options_, PayloadType::OpenSessionRequest, request, PayloadType::OpenSessionReply, &DecodeOpenSessionReply,
+  if (Ask(options, PayloadType::OpenSessionRequest, request, PayloadType::OpenSessionReply, &DecodeOpenSessionReply,
           reply) != ExchangeResult::Reply) {
     return SessionResult::SuiteUnanswered;
   }
@@ -169,6 +180,7 @@ SessionResult RmcpPlusHandshake::OpenSession() {
     return SessionResult::SuiteRefused;
   }
   exchange_.targetId = reply.targetId;
+  std::erase(surplusIds_, reply.targetId);
   return SessionResult::Opened;
 }
 

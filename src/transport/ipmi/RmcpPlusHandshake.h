@@ -35,6 +35,8 @@ class RmcpPlusHandshake {
   std::optional<ByteView> Payload(std::span<u8> datagram, PayloadType type);
   /// Notes what copies of earlier messages have led to.
   void NoteLateReply(ByteView datagram);
+  /// A session at the target that is not, or not yet, the one of this round.
+  void NoteOpened(const OpenSessionReply& reply);
   void CloseAttempt(u8 status);
   /// Refuses surplus sessions, but not where no login was answered: RAKP message 3 without a message 2 before it, as
   /// for an unknown user, makes some targets crash.
