@@ -25,7 +25,13 @@ TEST(Links, HaveOneSpelling) {
     EXPECT_EQ(link->path, path);
     EXPECT_EQ(link->fragment, fragment);
   }
-  EXPECT_EQ(KeyOf("/redfish/v1/Systems/1//"), KeyOf("/redfish/v1/systems/1"));
+  for (const char* const same :
+       {"/redfish/v1/systems/1//", "/redfish/v1//Systems///1", "/redfish/v1/%53ystem%73/%31/"}) {
+    EXPECT_EQ(KeyOf(same), KeyOf("/redfish/v1/Systems/1"));
+  }
+  for (const char* const other : {"/a%2Fb", "/a%2", "/a%zz", "/a%20b", "/a/b?c=%2F//d"}) {
+    EXPECT_EQ(KeyOf(other), Lower(other));
+  }
 }
 
 TEST(Links, MayLackTheDefaultPortAndTheFirstSlash) {
@@ -48,6 +54,7 @@ TEST(Links, StayOnTheTarget) {
 TEST(Links, GiveIds) {
   EXPECT_EQ(IdOf("/redfish/v1/Systems/1/"), "Systems/1");
   EXPECT_EQ(IdOf("/other/1"), "other/1");
+  EXPECT_EQ(IdOf("/redfish/v1//Systems//CPU%31%20a"), "Systems/CPU1%20a");
   EXPECT_EQ(Above("Chassis/1/Thermal#/Fans/0"), "Chassis/1/Thermal#/Fans");
   EXPECT_EQ(Above("Chassis/1/Thermal#/Fans"), "Chassis/1/Thermal");
   EXPECT_EQ(Above("Chassis"), "");

@@ -45,6 +45,39 @@ std::string EncodeBlanks(std::string_view text) {
   return encoded;
 }
 
+int HexDigit(char letter) {
+  const auto at = std::string_view("0123456789abcdef").find(Lower(std::string_view(&letter, 1)));
+  return at == std::string_view::npos ? -1 : static_cast<int>(at);
+}
+
+/// The letter that an escape at this place stands for, where it need not have been escaped.
+std::optional<char> NeedlesslyEscaped(std::string_view text, std::size_t at) {
+  if (text[at] != '%' || text.size() - at < 3 || HexDigit(text[at + 1]) < 0 || HexDigit(text[at + 2]) < 0) {
+    return std::nullopt;
+  }
+  const auto letter = static_cast<char>(HexDigit(text[at + 1]) * 16 + HexDigit(text[at + 2]));
+  const bool isPlain =
+      std::string_view("0123456789abcdefghijklmnopqrstuvwxyz-._~").find(Lower({&letter, 1})) != std::string_view::npos;
+  return isPlain ? std::optional<char>(letter) : std::nullopt;
+}
+
+/// One spelling of a path: without slashes that follow each other, and without needless escapes.
+std::string Normal(std::string_view path) {
+  const std::size_t end = std::min(path.find('?'), path.size());
+  std::string normal;
+  normal.reserve(path.size());
+  for (std::size_t i = 0; i < end; ++i) {
+    const auto plain = NeedlesslyEscaped(path, i);
+    if (plain) {
+      normal += *plain;
+      i += 2;
+    } else if (path[i] != '/' || normal.empty() || normal.back() != '/') {
+      normal += path[i];
+    }
+  }
+  return normal.append(path.substr(end));
+}
+
 }  // namespace
 
 std::optional<Link> ParseLink(std::string_view text, std::string_view origin) {
@@ -76,11 +109,15 @@ std::optional<Link> ParseLink(std::string_view text, std::string_view origin) {
 }
 
 std::string KeyOf(std::string_view path) {
+  const std::string normal = Normal(path);
+  path = normal;
   DropSlashes(path);
   return Lower(path);
 }
 
 std::string IdOf(std::string_view path) {
+  const std::string normal = Normal(path);
+  path = normal;
   DropSlashes(path);
   if (StartsWithIgnoringCase(path, kRoot)) {
     path.remove_prefix(kRoot.size());
