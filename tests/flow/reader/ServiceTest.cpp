@@ -402,6 +402,20 @@ TEST(ReaderService, ANextPageIsRelativeToItsCollectionOrMissed) {
   }
 }
 
+TEST(ReaderService, MembersWithoutALinkAreNamedAndMissedWhereTheyCount) {
+  for (const auto& [count, status] : {std::pair{"1", FamilyStatus::Complete}, {"3", FamilyStatus::Partial}}) {
+    RedfishTree tree;
+    PutFirmware(tree, 1);
+    tree.Put(kFirmware, R"({"@odata.id":"x","Members":[{"@odata.id":")" + kFirmware +
+                            R"(/0"},{"href":"/x"},null],"Members@odata.count":)" + count + "}");
+    InventoryReader reader(tree.Target());
+    const Inventory inventory = reader.Read({Family::Firmware});
+    EXPECT_EQ(inventory.firmware.size(), 1U);
+    EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, status);
+    EXPECT_EQ(reader.LastDiagnostics().Gaps().size(), status == FamilyStatus::Partial ? 1U : 0U);
+  }
+}
+
 TEST(ReaderService, ReadsAsManyResourcesAsItMay) {
   RedfishTree tree;
   std::string members;

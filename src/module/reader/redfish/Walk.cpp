@@ -1,6 +1,7 @@
 #include "module/reader/redfish/Walk.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "common/diagnostics/DiagnosticsRecorder.h"
@@ -35,8 +36,14 @@ JsonValue Resolve(JsonValue root, std::string_view fragment) {
   return root;
 }
 
+/// Some services answer with an error and a good status.
+bool IsError(JsonValue value) {
+  return value["error"].IsObject() && !value["@odata.type"];
+}
+
 bool IsResource(JsonValue value) {
-  return value.IsObject() && (value["@odata.id"] || value["@odata.type"] || value["Id"] || value["Members"]);
+  return value.IsObject() && !IsError(value) &&
+         (value["@odata.id"] || value["@odata.type"] || value["Id"] || value["Members"]);
 }
 
 /// Of a resource without a list of members: whether it is a collection all the same.
@@ -53,7 +60,8 @@ bool IsEmpty(JsonValue collection) {
 
 /// Of a log that is not expanded: some services list its entries as they are, some list part of what they hold.
 bool IsWholeEntry(JsonValue value) {
-  const auto properties = {"Created", "EventTimestamp", "Message", "MessageId", "Severity"};
+  const auto properties = {"Created",  "EventTimestamp",    "Message",           "MessageId",
+                           "Severity", "AdditionalDataURI", "DiagnosticDataType"};
   return std::count_if(properties.begin(), properties.end(), [&](const char* name) { return bool(value[name]); }) >= 2;
 }
 
@@ -223,6 +231,14 @@ void Walk::NoteAway(const Node& from, const std::string& text, FamilyMask famili
   away.families = text.find("//") != std::string::npos ? families : 0;
   Fail(away, FailureCause::BadData,
        "a link leads away from the service: " + Text::EscapeControl(text.substr(0, kMostShown)));
+}
+
+/// Members that are neither links nor resources. Only where the collection counts them is there something.
+void Walk::NoteLost(const Node& collection, std::size_t count, bool isCounted) {
+  Node lost;
+  lost.path = collection.path;
+  lost.families = isCounted ? collection.families : 0;
+  Fail(lost, FailureCause::BadData, "members without a link: " + std::to_string(count));
 }
 
 Node Walk::NodeAt(Link link, const Node& from, Role role, FamilyMask families, std::size_t position) {
@@ -434,6 +450,9 @@ void Walk::TakeMembers(Node& node, JsonValue collection) {
     node.expanded = false;
     fetcher_.Get(node.path, [this, &node](Reply& again) { Take(node, again); });
     return;
+  }
+  if (given < std::ssize(members) && !(told && *told <= static_cast<double>(given))) {
+    NoteLost(node, members.size() - static_cast<std::size_t>(given), told.has_value());
   }
   node.barrenPages = nodes_.size() == known ? node.barrenPages + 1 : 0;
   if (!HasEnough(node, members, position)) {

@@ -146,6 +146,7 @@ class Walk {
   };
 
   void NoteAway(const Node& from, const std::string& text, FamilyMask families);
+  void NoteLost(const Node& collection, std::size_t count, bool isCounted);
   static Node NodeAt(Link link, const Node& from, Role role, FamilyMask families, std::size_t position);
   Node* Enter(Node node);
   void FollowOne(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families,
