@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -37,7 +38,8 @@ constexpr std::array<WordRow, 3> kLinkWords = {{{"LinkUp", "up"}, {"LinkDown", "
 
 template <std::size_t Count>
 std::string WordFor(const std::array<WordRow, Count>& rows, std::string_view told, const char* other) {
-  const auto row = std::find_if(rows.begin(), rows.end(), [&](const WordRow& one) { return one.told == told; });
+  const std::string lower = Lower(told);
+  const auto row = std::find_if(rows.begin(), rows.end(), [&](const WordRow& one) { return Lower(one.told) == lower; });
   return row != rows.end() ? row->word : told.empty() ? "" : other;
 }
 
@@ -50,6 +52,12 @@ std::string AddressBytes(const std::string& text) {
     }
   }
   return {};
+}
+
+/// The elements of a list; some services write the only one without a list.
+std::vector<JsonValue> Listed(JsonValue list) {
+  const bool isOne = list.IsObject() || list.String();
+  return isOne ? std::vector<JsonValue>{list} : FirstOf(list, kMostDetails);
 }
 
 std::string AddressAt(JsonValue json, std::string_view path) {
@@ -75,7 +83,7 @@ std::optional<u32> PrefixOfMask(const std::string& mask) {
 }
 
 void TakeAddresses(NetworkInterface& into, JsonValue json) {
-  for (const JsonValue one : FirstOf(json["IPv4Addresses"], kMostDetails)) {
+  for (const JsonValue one : Listed(json["IPv4Addresses"])) {
     NetworkAddress address;
     address.address = AddressAt(one, "Address");
     address.prefix_length = PrefixOfMask(TextAt(one, "SubnetMask"));
@@ -87,7 +95,7 @@ void TakeAddresses(NetworkInterface& into, JsonValue json) {
     }
   }
   const std::string gateway = AddressAt(json, "IPv6DefaultGateway");
-  for (const JsonValue one : FirstOf(json["IPv6Addresses"], kMostDetails)) {
+  for (const JsonValue one : Listed(json["IPv6Addresses"])) {
     NetworkAddress address;
     address.address = AddressAt(one, "Address");
     address.prefix_length = CountAt(one, "PrefixLength");
@@ -110,7 +118,7 @@ std::optional<bool> UsesDhcp(JsonValue json) {
     return told;
   }
   std::optional<bool> uses;
-  for (const JsonValue address : FirstOf(json["IPv4Addresses"], kMostDetails)) {
+  for (const JsonValue address : Listed(json["IPv4Addresses"])) {
     const std::string origin = TextAt(address, "AddressOrigin");
     // An address that is still to come has an origin, too; that of one that is not used says nothing.
     if (origin == "DHCP" || (!origin.empty() && !AddressAt(address, "Address").empty())) {
@@ -123,7 +131,7 @@ std::optional<bool> UsesDhcp(JsonValue json) {
 std::vector<std::string> NameServersOf(JsonValue json) {
   std::vector<std::string> servers;
   for (const char* const list : {"NameServers", "StaticNameServers"}) {
-    for (const JsonValue one : FirstOf(json[list], kMostDetails)) {
+    for (const JsonValue one : Listed(json[list])) {
       std::string server = CleanText(one.String().value_or(""));
       std::array<unsigned char, 16> bytes{};
       const bool isAddress = inet_pton(AF_INET, server.c_str(), bytes.data()) == 1 ||
@@ -151,11 +159,30 @@ std::optional<u32> VlanOf(JsonValue json) {
   return BoolAt(vlan, "VLANEnable").value_or(false) ? CountAt(vlan, "VLANId") : std::nullopt;
 }
 
+/// Whether a manager shows it, but as the host's end of the link between the two.
+bool IsOfHost(const std::string& id) {
+  return Lower(id).find("/hostethernetinterfaces/") != std::string::npos;
+}
+
+/// The host's end of that link is an interface of the system, too.
+void DropShownTwice(std::vector<NetworkInterface>& interfaces) {
+  std::set<std::string> addresses;
+  for (const NetworkInterface& interface : interfaces) {
+    if (interface.owner == "system" && !IsOfHost(interface.id)) {
+      addresses.insert(interface.mac_address);
+    }
+  }
+  const auto isDouble = [&](const NetworkInterface& interface) {
+    return IsOfHost(interface.id) && !interface.mac_address.empty() && addresses.count(interface.mac_address) != 0;
+  };
+  interfaces.erase(std::remove_if(interfaces.begin(), interfaces.end(), isDouble), interfaces.end());
+}
+
 }  // namespace
 
 void TakeEthernet(Collected& to, const Node& node, JsonValue json) {
   NetworkInterface interface;
-  interface.owner = Lower(node.id).rfind("managers/", 0) == 0 ? "manager" : "system";
+  interface.owner = Lower(node.id).rfind("managers/", 0) == 0 && !IsOfHost(node.id) ? "manager" : "system";
   interface.id = node.id;
   interface.name = TextAt(json, "Name");
   for (const char* const property : {"MACAddress", "PermanentMACAddress", "MacAddress"}) {  // the last one is former
@@ -204,6 +231,7 @@ void TakeNetworkProtocol(Collected& to, const Node& node, JsonValue json) {
 
 void FinishNetwork(Collected& from) {
   auto& interfaces = from.inventory->network_interfaces;
+  DropShownTwice(interfaces);
   for (NetworkInterface& interface : interfaces) {
     const auto vlans = from.vlans.find(Lower(interface.id));
     if (!interface.vlan && vlans != from.vlans.end() && vlans->second.size() == 1) {

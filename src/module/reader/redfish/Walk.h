@@ -56,9 +56,11 @@ enum class Role : u8 {
   UpdateService,
   Firmware,
   Software,
+  ServiceWithLog,
   LogService,
   LogEntry,
   EthernetInterface,
+  HostInterface,
   Vlan,
   NetworkProtocol,
 };
