@@ -18,7 +18,7 @@ namespace {
 
 std::string TableOf(const Report& report, const DocumentStyle& style) {
   if (report.operations) {
-    return TableText(report, style.colour);
+    return TableText(report, style.colour, style.width);
   }
   return TableText(*InventoryOf(report), {style.colour, style.width, style.columns});
 }

@@ -152,9 +152,7 @@ void DeclareOutput(CLI::App& app, Options& options) {
       ->check(CLI::IsMember(FormatNames(options.operations)))
       ->capture_default_str();
   app.add_flag("--explain", options.explain, "Show the requests that were made and what came back");
-  if (!options.operations) {  // their tables are as wide as their texts
-    app.add_flag("--wide", options.wide, "Do not fit tables to the terminal");
-  }
+  app.add_flag("--wide", options.wide, "Do not fit tables to the terminal");
 }
 
 bool Set(const char* variable) {
@@ -238,7 +236,7 @@ DocumentStyle StyleOf(const Options& options) {
           .families = options.what};
 }
 
-std::chrono::milliseconds PatienceOf(const Options& options) {
+std::chrono::milliseconds TimeLimitOf(const Options& options) {
   constexpr double kThousand = 1000;
   constexpr double kGrace = 6;  // for a session that opened at the last moment to be closed
   const double seconds =

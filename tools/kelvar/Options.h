@@ -66,7 +66,7 @@ DocumentStyle StyleOf(const Options& options);
 
 /// When a reading is given up that does not end at its deadline: an inventory's reader ends by itself, with what it
 /// has. 0: never.
-std::chrono::milliseconds PatienceOf(const Options& options);
+std::chrono::milliseconds TimeLimitOf(const Options& options);
 
 /// What a reading of `what` is made with.
 ReadOptions ReadOptionsOf(const Options& options, std::vector<std::string> what);

@@ -39,9 +39,9 @@ void Output::Finish() {
   }
 }
 
-bool Output::LostReader(std::chrono::milliseconds patience) const {
+bool Output::LostReader(std::chrono::milliseconds timeLimit) const {
   pollfd own{fileno(file_), 0, 0};  // errors are told unasked
-  return poll(&own, 1, static_cast<int>(patience.count())) > 0;
+  return poll(&own, 1, static_cast<int>(timeLimit.count())) > 0;
 }
 
 void PrintError(std::string_view text) {

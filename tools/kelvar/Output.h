@@ -21,7 +21,7 @@ class Output {
   void Finish();
 
   /// Whether nobody can read any more what is written, as where a pipe was closed; waits so long for that.
-  bool LostReader(std::chrono::milliseconds patience) const;
+  bool LostReader(std::chrono::milliseconds timeLimit) const;
 
  private:
   std::FILE* file_;

@@ -8,8 +8,9 @@ namespace Kelvar::Tool {
 
 enum class Colour { Never, Always };
 
-/// For people. What came from the target is escaped.
-std::string TableText(const Report& report, Colour colour);
+/// For people, in lines of at most `width` characters where that is more than 0, as far as columns go. What came from
+/// the target is escaped.
+std::string TableText(const Report& report, Colour colour, std::size_t width);
 
 /// For programs: one JSON object in ASCII on one line, with "format_version"; docs/report.schema.json describes it.
 /// Bytes that are not UTF-8 are written as \xNN in the texts.

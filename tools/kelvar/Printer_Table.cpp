@@ -4,6 +4,7 @@
 
 #include "common/text/Escape.h"
 #include "tools/kelvar/Printer.h"
+#include "tools/kelvar/inventory/TableLayout.h"
 
 namespace Kelvar::Tool {
 
@@ -13,71 +14,29 @@ std::string CellText(const Value& value) {
   return Text::EscapeControl(TextOf(value));
 }
 
-/// Characters, for padding: bytes of UTF-8 that do not continue one.
-std::size_t Width(const std::string& text) {
-  return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<u8>(byte) & 0xC0) != 0x80; }));
-}
-
-/// Escape sequences around a text, when colour is wanted.
-class AnsiStyle {
- public:
-  explicit AnsiStyle(Colour colour) : on_(colour == Colour::Always) {}
-
-  std::string Bold(const std::string& text) const { return Wrap("1", text); }
-  std::string Dim(const std::string& text) const { return Wrap("2", text); }
-  std::string Note(ExitCode code, const std::string& text) const {
-    return Wrap(code == ExitCode::Partial ? "33" : "31", text);
-  }
-
- private:
-  std::string Wrap(const char* attribute, const std::string& text) const {
-    return on_ ? fmt::format("\x1b[{}m{}\x1b[0m", attribute, text) : text;
-  }
-
-  bool on_;
-};
-
-void AppendPadded(std::string& line, const std::string& text, std::size_t width) {
-  line += text;
-  line.append(width + 2 - std::min(width, Width(text)), ' ');
-}
-
-void EndLine(std::string& text, std::string line) {
-  line.erase(line.find_last_not_of(' ') + 1);
-  text += "  " + line + '\n';
-}
-
 /// A line a field, for those that hold something.
-void AppendKeyValues(std::string& text, const Record& record, const AnsiStyle& ansi) {
+void AppendKeyValues(std::string& text, const Record& record, Colour colour) {
   std::size_t width = 0;
   for (const auto& [name, value] : record) {
     width = std::max(width, IsEmpty(value) ? 0 : std::char_traits<char>::length(name));
   }
   for (const auto& [name, value] : record) {
     if (!IsEmpty(value)) {
-      std::string line;
-      AppendPadded(line, name, width);
-      EndLine(text, ansi.Dim(line) + CellText(value));
+      text += "  " + Dim(fmt::format("{:<{}}  ", name, width), colour) + CellText(value) + '\n';
     }
   }
 }
 
-/// The fields that hold something in any record, each with the width of its column.
-std::vector<std::pair<std::size_t, std::size_t>> ColumnsOf(const std::vector<Record>& records) {
-  std::vector<std::pair<std::size_t, std::size_t>> columns;
+/// The fields that hold something in any record.
+std::vector<std::size_t> FieldsOf(const std::vector<Record>& records) {
+  std::vector<std::size_t> fields;
   for (std::size_t field = 0; field < records.front().size(); ++field) {
-    bool any = false;
-    std::size_t width = std::char_traits<char>::length(records.front()[field].first);
-    for (const Record& record : records) {
-      any = any || !IsEmpty(record[field].second);
-      width = std::max(width, Width(CellText(record[field].second)));
-    }
-    if (any) {
-      columns.emplace_back(field, width);
+    if (std::any_of(records.begin(), records.end(),
+                    [field](const Record& record) { return !IsEmpty(record[field].second); })) {
+      fields.push_back(field);
     }
   }
-  return columns;
+  return fields;
 }
 
 /// A column's title; thresholds that must not be compared with the readings say so.
@@ -86,49 +45,53 @@ std::string TitleOf(const char* field, bool rawThresholds) {
   return threshold && rawThresholds ? std::string(field) + " (raw)" : field;
 }
 
-void AppendColumns(std::string& text, const std::vector<Record>& records, bool rawThresholds, const AnsiStyle& ansi) {
-  auto columns = ColumnsOf(records);
-  std::string head;
-  for (auto& [field, width] : columns) {
-    const std::string title = TitleOf(records.front()[field].first, rawThresholds);
-    width = std::max(width, title.size());
-    AppendPadded(head, title, width);
-  }
-  head.erase(head.find_last_not_of(' ') + 1);
-  EndLine(text, ansi.Dim(head));
-  for (const Record& record : records) {
-    std::string line;
-    for (const auto& [field, width] : columns) {
-      AppendPadded(line, CellText(record[field].second), width);
-    }
-    EndLine(text, line);
-  }
+std::vector<std::string> CellsOf(const Record& record, const std::vector<std::size_t>& fields) {
+  std::vector<std::string> cells(fields.size());
+  std::transform(fields.begin(), fields.end(), cells.begin(),
+                 [&record](std::size_t field) { return CellText(record[field].second); });
+  return cells;
 }
 
-std::string HeadOf(const OperationResult& result, const AnsiStyle& ansi) {
-  const std::string name = ansi.Bold(result.operation->name);
+/// A line a record. Where room is short, the last fields go first; what a log entry says stays.
+std::string ColumnsText(const std::vector<Record>& records, bool rawThresholds, Colour colour, std::size_t width) {
+  const std::vector<std::size_t> fields = FieldsOf(records);
+  std::vector<TableColumn> columns(fields.size());
+  std::transform(fields.begin(), fields.end(), columns.begin(), [&](std::size_t field) {
+    const char* const name = records.front()[field].first;
+    const int importance = std::string_view(name) == "Message" ? 1 : -static_cast<int>(field);
+    return TableColumn{TitleOf(name, rawThresholds), importance, true};
+  });
+  std::vector<TableRow> rows(records.size());
+  std::transform(records.begin(), records.end(), rows.begin(),
+                 [&fields](const Record& record) { return TableRow{CellsOf(record, fields)}; });
+  return LayoutTable(columns, rows, width, colour);
+}
+
+/// In colour: yellow where a part is missing, red where all is.
+std::string HeadOf(const OperationResult& result, Colour colour) {
+  const std::string name = Bold(result.operation->name, colour);
   if (result.code != ExitCode::Complete) {
-    return name + ": " + ansi.Note(result.code, Text::EscapeControl(ReasonOf(result)));
+    const auto severity = result.code == ExitCode::Partial ? Model::Health::Warning : Model::Health::Critical;
+    return name + ": " + Coloured(Text::EscapeControl(ReasonOf(result)), severity, colour);
   }
   return name + (result.records.empty() ? ": nothing found" : "");
 }
 
 }  // namespace
 
-std::string TableText(const Report& report, Colour colour) {
-  const AnsiStyle ansi(colour);
+std::string TableText(const Report& report, Colour colour, std::size_t width) {
   std::string text;
   for (const OperationResult& result : report.results) {
     const std::vector<Record>& records = result.records;
-    text += std::string(text.empty() ? "" : "\n") + HeadOf(result, ansi) + '\n';
+    text += std::string(text.empty() ? "" : "\n") + HeadOf(result, colour) + '\n';
     if (result.operation->layout == Operation::Layout::Columns && !records.empty()) {
       const bool raw = std::any_of(records.begin(), records.end(), [&report](const Record& record) {
         return !ThresholdsAreScaled(record, report.protocol);
       });
-      AppendColumns(text, records, raw, ansi);
+      text += ColumnsText(records, raw, colour, width);
     } else {
       for (const Record& record : records) {
-        AppendKeyValues(text, record, ansi);
+        AppendKeyValues(text, record, colour);
       }
     }
   }

@@ -48,7 +48,7 @@ class AddressedCommands {
                      u8& completionCode) = 0;
 
   /// Sends commands that do not depend on each other, several under way at a time where the target bears it. Each is
-  /// sent once; those that stay without an answer are to be sent again by SendTo, which has the patience.
+  /// sent once; those that stay without an answer are to be sent again by SendTo, which waits for them.
   virtual void SendAhead(std::span<QueuedCommand> /*commands*/) {}
 };
 

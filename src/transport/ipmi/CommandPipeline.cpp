@@ -17,7 +17,7 @@ bool IsBusyReply(const IPMICOMMAND& command, const Reply& reply) {
 
 void CommandPipeline::Run(const ExchangeOptions& options, std::span<QueuedCommand> commands) {
   commands_ = commands;
-  const auto patience = channel_.PatienceFor(options.timings);
+  const auto replyWait = channel_.ReplyWait(options.timings);
   auto heard = channel_.Now();
   for (;;) {
     while (!fallen_ && next_ < commands_.size() && underWay_.size() < window_.Size() &&
@@ -27,7 +27,7 @@ void CommandPipeline::Run(const ExchangeOptions& options, std::span<QueuedComman
     if (underWay_.empty()) {
       return;
     }
-    const auto until = std::min(std::max(heard, underWay_.front().sentAt) + patience, options.deadline);
+    const auto until = std::min(std::max(heard, underWay_.front().sentAt) + replyWait, options.deadline);
     if (!channel_.Await(until, [this](std::span<u8> datagram) { return Take(datagram); })) {
       Fall();
       return;

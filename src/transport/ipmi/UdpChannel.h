@@ -62,7 +62,7 @@ class UdpChannel {
   /// Waits for a datagram that `take` accepts.
   bool Await(Clock::time_point until, const std::function<bool(std::span<u8>)>& take);
   /// How long the reply to what is sent first may take before it counts as lost.
-  Clock::duration PatienceFor(const IpmiTimings& timings) const { return roundTrip_.WaitAfter(timings, 0); }
+  Clock::duration ReplyWait(const IpmiTimings& timings) const { return roundTrip_.WaitAfter(timings, 0); }
   /// A round trip that nothing else delayed.
   void NoteRoundTrip(Clock::duration sample) { roundTrip_.Add(sample); }
 

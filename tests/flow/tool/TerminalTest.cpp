@@ -79,12 +79,17 @@ TEST(Terminal, HoldsTheVerdictAndTheTables) {
     EXPECT_THAT(all, HasSubstr("\nnetwork\n"));
     EXPECT_LE(WidestLine(all), columns);
     EXPECT_EQ(WidestLine(all) > 80, columns > 80) << "more columns are used where there are some";
+    const std::string records = ScreenOf({"operation", "demo:", "log", "-q", "--color", "never"}, columns);
+    EXPECT_THAT(records, HasSubstr("2026-03-14T08:01:12Z  ")) << "the time";
+    EXPECT_THAT(records, HasSubstr("Service processor zmc1"));
+    EXPECT_LE(WidestLine(records), columns);
     const std::string fleet = ScreenOf({"--targets", list.c_str(), "--color", "never"}, columns);
     EXPECT_THAT(fleet, HasSubstr("\nsensors\n"));
     EXPECT_THAT(fleet, HasSubstr("2 targets in"));
     EXPECT_LE(WidestLine(fleet), columns);
   }
   unsetenv("KELVAR_PASSWORD");
+  EXPECT_THAT(ScreenOf({"operation", "demo:", "log", "-q", "--wide"}, 80), HasSubstr("EventSequenceNumber"));
   EXPECT_THAT(ScreenOf({"health", "demo:", "-q", "--color", "never"}, 60),
               HasSubstr("  critical: Numeric sensor Fan 3 Tach going low (lower\n    critical) has asserted.\n"));
 }

@@ -173,7 +173,7 @@ TEST(Pages, TellOfTargets) {
   EXPECT_THAT(page, HasSubstr("ipmi://192.0.2.1?suite=17</a></td><td></td><td></td><td>not read yet</td>"));
 }
 
-/// The series once it has a value; the value that it has at the end of the patience otherwise.
+/// The series once it has a value; the value that it has at the end of the time limit otherwise.
 std::string Eventually(const ServeRun& serve, const std::string& series, const std::string& value) {
   std::string last;
   for (int tries = 0; tries < 500 && (last = serve.OwnMetric(series)) != value; ++tries) {

@@ -13,7 +13,7 @@ namespace {
 using namespace Tool;
 using namespace Tool::Serve;
 
-constexpr auto kPatience = std::chrono::seconds(20);
+constexpr auto kTimeLimit = std::chrono::seconds(20);
 
 /// Holds every reading up until it is let go, and counts.
 class Bench {
@@ -48,7 +48,7 @@ class Bench {
   }
   bool WaitFor(int Bench::*counter, int count) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kPatience, [&] { return this->*counter >= count; });
+    return changed_.wait_for(lock, kTimeLimit, [&] { return this->*counter >= count; });
   }
 
   int begun_ = 0;
@@ -82,7 +82,7 @@ TEST(ProbePool, SharesReadingsByTargetAndModule) {
   bench.LetGo(2);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 15));
   EXPECT_NE(bench.last_->report, nullptr);
-  EXPECT_TRUE(pool.Stop(kPatience));
+  EXPECT_TRUE(pool.Stop(kTimeLimit));
   EXPECT_EQ(pool.Counted().begun, 2U);
   EXPECT_EQ(pool.Counted().shared, 13U);
 }
@@ -99,7 +99,7 @@ TEST(ProbePool, LetsProbesWaitForAThread) {
   EXPECT_FALSE(result->started);
   bench.LetGo(2);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 2));
-  EXPECT_TRUE(pool.Stop(kPatience));
+  EXPECT_TRUE(pool.Stop(kTimeLimit));
   EXPECT_EQ(pool.Counted().begun, 2U);  // nobody wanted the one that was left
 }
 
@@ -120,7 +120,7 @@ TEST(ProbePool, SharesNoReadingThatNobodyWaitsFor) {
   bench.LetGo(1);
   ASSERT_TRUE(bench.WaitFor(&Bench::answered_, 1));
   EXPECT_NE(bench.last_->report, nullptr);
-  EXPECT_TRUE(pool.Stop(kPatience));
+  EXPECT_TRUE(pool.Stop(kTimeLimit));
 }
 
 TEST(ProbePool, TellsWhetherAnyIsStuckAtTheEnd) {
@@ -130,7 +130,7 @@ TEST(ProbePool, TellsWhetherAnyIsStuckAtTheEnd) {
   ASSERT_TRUE(bench.WaitFor(&Bench::begun_, 1));
   EXPECT_FALSE(pool.Stop(std::chrono::milliseconds(1)));
   bench.LetGo(1);
-  EXPECT_TRUE(pool.Stop(kPatience));
+  EXPECT_TRUE(pool.Stop(kTimeLimit));
 }
 
 }  // namespace

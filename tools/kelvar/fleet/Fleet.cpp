@@ -105,7 +105,7 @@ class FleetRun {
         parts_{writer, accounts_, options},
         progress_(total, !options.quiet),
         end_(std::move(end)),
-        pool_({fleetOptions.jobs, PatienceOf(options), MostStuck(fleetOptions.jobs)}) {}
+        pool_({fleetOptions.jobs, TimeLimitOf(options), MostStuck(fleetOptions.jobs)}) {}
 
   /// False when threads are left that hang.
   bool Read(std::vector<ListedTarget> list) {

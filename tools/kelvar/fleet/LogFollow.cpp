@@ -102,7 +102,7 @@ class Follower {
 
   Report Read(const ReadOptions& read) {
     const auto reading = std::make_shared<KeptReading>(target_, std::nullopt, read, options_.deadlineSeconds);
-    WorkerPool pool({1, PatienceOf(options_), 1});
+    WorkerPool pool({1, TimeLimitOf(options_), 1});
     pool.Submit(reading);
     hangs_ = !pool.Finish([this] { interruption_.EndWhenOverdue(); });
     return reading->Result();

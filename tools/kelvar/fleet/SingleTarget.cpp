@@ -140,7 +140,7 @@ bool HasSession(const Options& options, const Target& target) {
 /// beyond its deadline.
 bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options, InventoryReader* reader,
             bool hasSession) {
-  WorkerPool pool({1, PatienceOf(options), 1});
+  WorkerPool pool({1, TimeLimitOf(options), 1});
   std::optional<Interruption> interruption;
   if (hasSession) {
     interruption.emplace();

@@ -64,9 +64,9 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
     }
   }
 
-  bool WaitForAnswers(std::chrono::milliseconds patience) {
+  bool WaitForAnswers(std::chrono::milliseconds timeLimit) {
     std::unique_lock<std::mutex> lock(mutex_);
-    return allAnswered_.wait_for(lock, patience, [this] { return unanswered_ == 0; });
+    return allAnswered_.wait_for(lock, timeLimit, [this] { return unanswered_ == 0; });
   }
 
   void Close() {
@@ -309,8 +309,8 @@ bool WorkerPool::Finish(const std::function<void()>& tick) {
   return End();
 }
 
-bool WorkerPool::FinishWithin(std::chrono::milliseconds patience) {
-  return state_->WaitForAnswers(patience) && End();
+bool WorkerPool::FinishWithin(std::chrono::milliseconds timeLimit) {
+  return state_->WaitForAnswers(timeLimit) && End();
 }
 
 bool WorkerPool::End() {

@@ -43,9 +43,9 @@ class WorkerPool {
   /// some are still stuck: they use what their tasks use until they end, so the process is best left by _exit().
   bool Finish(const std::function<void()>& tick = {});
 
-  /// The same for no longer than `patience`. False when tasks still run then: nothing has ended, and it can be called
+  /// The same for no longer than `timeLimit`. False when tasks still run then: nothing has ended, and it can be called
   /// again; until it or Finish() ends, the object has to live.
-  bool FinishWithin(std::chrono::milliseconds patience);
+  bool FinishWithin(std::chrono::milliseconds timeLimit);
 
  private:
   class State;

@@ -113,8 +113,8 @@ void KeptReaders::Cancel() {
   Retire();
 }
 
-bool KeptReaders::Finish(std::chrono::milliseconds patience) {
-  finished_ = closers_.FinishWithin(patience);
+bool KeptReaders::Finish(std::chrono::milliseconds timeLimit) {
+  finished_ = closers_.FinishWithin(timeLimit);
   return finished_;
 }
 

@@ -61,9 +61,9 @@ class KeptReaders {
   /// Ends the readings under way, and keeps nothing from now on.
   void Cancel();
 
-  /// After Cancel(): waits until all sessions are closed. False when some are not after `patience`: the object must
+  /// After Cancel(): waits until all sessions are closed. False when some are not after `timeLimit`: the object must
   /// then live as long as the process.
-  bool Finish(std::chrono::milliseconds patience);
+  bool Finish(std::chrono::milliseconds timeLimit);
 
  private:
   struct Idle {

@@ -106,14 +106,14 @@ class MetricsServer::Session : public Connections::Entry, public std::enable_sha
   }
 
   /// Waits for a request: the first one not for long.
-  void Begin(std::chrono::milliseconds patience) {
+  void Begin(std::chrono::milliseconds timeLimit) {
     state_->connections.Wait(*this, Connections::Phase::Client);
     if (buffer_.size() > 0) {
       Read();
       return;
     }
     idle_ = true;
-    stream_.expires_after(patience);
+    stream_.expires_after(timeLimit);
     OnStream([this](auto& stream) {
       stream.async_read_some(buffer_.prepare(kPieceBytes), [self = shared_from_this()](Error error, std::size_t count) {
         self->idle_ = false;

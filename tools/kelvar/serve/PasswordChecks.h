@@ -42,8 +42,8 @@ class PasswordChecks {
 
   std::size_t HashesMade() const { return hashesMade_; }
 
-  /// False when one still runs after `patience`: the object must then live as long as the process.
-  bool Stop(std::chrono::milliseconds patience) { return workers_.FinishWithin(patience); }
+  /// False when one still runs after `timeLimit`: the object must then live as long as the process.
+  bool Stop(std::chrono::milliseconds timeLimit) { return workers_.FinishWithin(timeLimit); }
 
  private:
   class Task;

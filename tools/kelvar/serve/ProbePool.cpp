@@ -104,7 +104,7 @@ ProbePool::Counts ProbePool::Counted() const {
   return counts;
 }
 
-bool ProbePool::Stop(std::chrono::milliseconds patience) {
+bool ProbePool::Stop(std::chrono::milliseconds timeLimit) {
   {
     const std::lock_guard lock(mutex_);
     stopping_ = true;
@@ -113,7 +113,7 @@ bool ProbePool::Stop(std::chrono::milliseconds patience) {
     }
     queue_.clear();
   }
-  return workers_.FinishWithin(patience);
+  return workers_.FinishWithin(timeLimit);
 }
 
 void ProbePool::BeginQueued() {

@@ -67,9 +67,9 @@ class ProbePool {
 
   Counts Counted() const;
 
-  /// Begins nothing any more and tells readings to end. False when some are still stuck after `patience`: the object
+  /// Begins nothing any more and tells readings to end. False when some are still stuck after `timeLimit`: the object
   /// must then live as long as the process.
-  bool Stop(std::chrono::milliseconds patience);
+  bool Stop(std::chrono::milliseconds timeLimit);
 
  private:
   class PendingProbe;

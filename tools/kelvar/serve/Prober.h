@@ -57,8 +57,8 @@ class Prober {
   /// Ends all readings under way as at their deadlines, and later ones at once.
   void Cancel() { readers_.Cancel(); }
   /// After Cancel(), when no reading is under way: closes the sessions that were kept. False when some are open after
-  /// `patience`: the object must then live as long as the process.
-  bool CloseSessions(std::chrono::milliseconds patience) { return readers_.Finish(patience); }
+  /// `timeLimit`: the object must then live as long as the process.
+  bool CloseSessions(std::chrono::milliseconds timeLimit) { return readers_.Finish(timeLimit); }
 
   std::chrono::seconds LongestReading() const;
   std::vector<std::string> ModuleNames() const;

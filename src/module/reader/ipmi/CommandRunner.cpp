@@ -272,12 +272,12 @@ bool CommandRunner::MayRetry(const CommandReply& reply, u8 netFn, unsigned attem
   static constexpr std::array<std::chrono::milliseconds, 4> kPauses = {
       std::chrono::milliseconds(50), std::chrono::milliseconds(100), std::chrono::milliseconds(200),
       std::chrono::milliseconds(500)};
-  constexpr unsigned kPatience = 3;
+  constexpr unsigned kMostBusyCommands = 3;
   std::size_t tries = 0;
   if (reply.outcome == Outcome::Unreached) {
     tries = IsPassing(reply.completionCode) ? 2 : 0;
   } else if (reply.outcome == Outcome::Failed && !IsBusyStorage(reply.completionCode, netFn)) {
-    tries = IsBusyCode(reply.completionCode) && busyCommands_ < kPatience ? kPauses.size() : 1;
+    tries = IsBusyCode(reply.completionCode) && busyCommands_ < kMostBusyCommands ? kPauses.size() : 1;
   }
   if (attempt >= tries) {
     return false;
