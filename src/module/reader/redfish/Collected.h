@@ -67,7 +67,8 @@ struct Collected {
   std::map<std::string, Ports> ports;         ///< by the adapter's id in lower case
   std::map<std::string, std::string> places;  ///< what may hold something: id in lower case -> id
   std::map<std::string, std::string>
-      containedBy;                            ///< chassis, storage: id in lower case -> id of the chassis around it
+      containedBy;  ///< chassis, storage: id in lower case -> id of the chassis around it
+  std::map<std::string, std::set<std::string>> systemsOf;  ///< chassis: ids of the systems in it, all in lower case
   std::map<std::string, std::string> joined;  ///< parts told twice: id of the one left out -> id of the other, if any
   std::set<std::string> storages;             ///< ids in lower case
   std::map<std::string, std::string> slotLabels;  ///< by the id of the device in the slot, in lower case
@@ -115,6 +116,8 @@ void TakeThermalReadings(Collected& to, const Node& node, JsonValue json);
 void TakePowerReadings(Collected& to, const Node& node, JsonValue json);
 /// Groups of parts that replace each other, or that watch the same: discrete sensors where they are not ok.
 void TakeRedundancy(Collected& to, const Node& node, JsonValue json);
+/// That somebody has opened a chassis, where it tells so.
+void TakeIntrusion(Collected& to, const Node& node, JsonValue json);
 void NoteSummaries(Collected& to, const Node& node, JsonValue json);
 void NoteAbsent(Collected& to, JsonValue json);
 /// Excerpts of sensors. Returns where those are that are shown in full elsewhere.

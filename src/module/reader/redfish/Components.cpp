@@ -163,6 +163,9 @@ void DescribeOther(Component& component, JsonValue json) {
   // Of a volume, or of a storage pool.
   component.capacity_bytes =
       Bytes(FirstOf(PositiveAt(json, "CapacityBytes"), PositiveAt(json, "Capacity/Data/AllocatedBytes")));
+  if (WordAt(json, "BreakerState") == "tripped") {  // of a circuit
+    Worsen(component, "critical", "breaker tripped");
+  }
 }
 
 void DescribeChassis(Collected& to, const Component& component, JsonValue json) {

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
@@ -45,6 +46,12 @@ std::string TopOf(std::string_view id) {
   const auto first = id.find('/');
   const auto second = first == std::string_view::npos ? first : id.find('/', first + 1);
   return Lower(id.substr(0, second));
+}
+
+/// Whether something of a system may be in a chassis: not where the chassis is told to be that of other systems.
+bool MayHold(const Collected& from, std::string_view ofSystem, std::string_view inChassis) {
+  const auto systems = from.systemsOf.find(TopOf(inChassis));
+  return systems == from.systemsOf.end() || systems->second.count(TopOf(ofSystem)) != 0;
 }
 
 bool IsIn(const Component& component, std::string_view folder) {
@@ -200,30 +207,59 @@ void DropFormerStorage(Collected& from) {
   Remove(from, doubles);
 }
 
-bool IsSameDrive(const Component& storage, const Component& chassis) {
+bool IsSameDrive(const Collected& from, const Component& storage, const Component& chassis) {
   if (!storage.serial_number.empty() && !chassis.serial_number.empty()) {
     return storage.serial_number == chassis.serial_number &&
            (storage.model.empty() || chassis.model.empty() || storage.model == chassis.model);
   }
   // A bay whose drive is told elsewhere.
   return storage.serial_number.empty() && (storage.state == "absent" || chassis.state == "absent") &&
-         LastSegment(storage.id) == LastSegment(chassis.id);
+         LastSegment(storage.id) == LastSegment(chassis.id) && MayHold(from, storage.id, chassis.id);
 }
 
-/// A drive that several chassis list.
-void JoinChassisDrives(const std::vector<Component*>& drives, Doubles& doubles) {
+/// A drive or power supply that several chassis list: it is that of the first one.
+void JoinListedBySeveral(const std::vector<Component*>& parts, Doubles& doubles) {
   std::map<std::pair<std::string_view, std::string_view>, Component*> first;
-  for (Component* const drive : drives) {
-    if (doubles.count(drive) != 0 || drive->serial_number.empty() || drive->model.empty()) {
+  for (Component* const part : parts) {
+    if (doubles.count(part) != 0 || part->serial_number.empty() || part->model.empty()) {
       continue;
     }
     const auto [known, isNew] =
-        first.emplace(std::pair<std::string_view, std::string_view>(drive->serial_number, drive->model), drive);
-    if (!isNew && TopOf(known->second->id) != TopOf(drive->id)) {
-      Fill(*known->second, *drive);
-      doubles[drive] = known->second->id;
+        first.emplace(std::pair<std::string_view, std::string_view>(part->serial_number, part->model), part);
+    if (!isNew && TopOf(known->second->id) != TopOf(part->id)) {
+      Fill(*known->second, *part);
+      doubles[part] = known->second->id;
     }
   }
+}
+
+/// How many chassis are around that of a part.
+std::size_t DepthOf(const Collected& from, std::string_view id) {
+  constexpr std::size_t kMost = 16;
+  std::size_t depth = 0;
+  for (auto around = from.containedBy.find(TopOf(id)); around != from.containedBy.end() && depth < kMost; ++depth) {
+    around = from.containedBy.find(Lower(around->second));
+  }
+  return depth;
+}
+
+/// Supplies that an enclosure shares out are listed by what is in it, too.
+void JoinSharedSupplies(Collected& from) {
+  std::vector<std::pair<std::size_t, Component*>> supplies;
+  for (Collected::Part& part : from.parts) {
+    if (part.record.kind == "power_supply") {
+      supplies.emplace_back(DepthOf(from, part.record.id), &part.record);
+    }
+  }
+  std::sort(supplies.begin(), supplies.end(), [](const auto& left, const auto& right) {
+    return left.first != right.first ? left.first < right.first : NaturalLess(left.second->id, right.second->id);
+  });
+  std::vector<Component*> outermostFirst;
+  std::transform(supplies.begin(), supplies.end(), std::back_inserter(outermostFirst),
+                 [](const auto& supply) { return supply.second; });
+  Doubles doubles;
+  JoinListedBySeveral(outermostFirst, doubles);
+  Remove(from, doubles);
 }
 
 /// Drives that both a storage and a chassis list.
@@ -249,7 +285,7 @@ void JoinDrives(Collected& from) {
     for (const std::string_view key : {std::string_view(drive->serial_number), LastSegment(drive->id)}) {
       const auto [first, last] = inStorage.equal_range(key);
       const auto same = key.empty() ? last : std::find_if(first, last, [&](const auto& entry) {
-        return IsSameDrive(*entry.second, *drive);
+        return IsSameDrive(from, *entry.second, *drive);
       });
       if (same == last) {
         continue;
@@ -263,36 +299,54 @@ void JoinDrives(Collected& from) {
       break;
     }
   }
-  JoinChassisDrives(inChassis, doubles);
+  JoinListedBySeveral(inChassis, doubles);
   Remove(from, doubles);
 }
 
-/// "pcie_device pciedevices/3" of "Systems/1/PCIeDevices/3".
+/// "pcie_device pciedevices/3 SN1" of "Systems/1/PCIeDevices/3".
 std::string TwinKey(const Component& component) {
   const std::string_view folder = LastSegment(Above(component.id));
-  return component.kind + ' ' + Lower(folder) + '/' + Lower(LastSegment(component.id));
+  return component.kind + ' ' + Lower(folder) + '/' + Lower(LastSegment(component.id)) + ' ' + component.serial_number;
+}
+
+bool IsTwin(const Collected& from, const Component& ofChassis, const Component& ofSystem) {
+  const bool isHere = !ofChassis.serial_number.empty() || MayHold(from, ofSystem.id, ofChassis.id);
+  return isHere && ofChassis.name == ofSystem.name && ofChassis.model == ofSystem.model;
+}
+
+struct Twins {
+  std::vector<Component*> ofChassis;
+  std::vector<Component*> ofSystems;
+};
+
+void JoinTwins(const Collected& from, const Twins& twins, Doubles& doubles) {
+  for (Component* const one : twins.ofChassis) {
+    const auto isIts = [&](const Component* other) { return doubles.count(other) == 0 && IsTwin(from, *one, *other); };
+    const auto& others = twins.ofSystems;
+    if (std::count_if(others.begin(), others.end(), isIts) == 1) {
+      Component* const other = *std::find_if(others.begin(), others.end(), isIts);
+      Fill(*one, *other);
+      doubles[other] = one->id;
+    }
+  }
 }
 
 /// Devices that a service has below its system and below its chassis, each with a path of its own.
 void JoinTwins(Collected& from) {
   constexpr std::array<std::string_view, 5> kOfBoth = {"processor", "gpu", "memory", "network_adapter", "pcie_device"};
-  std::map<std::string, std::vector<Component*>> twins;
+  std::map<std::string, Twins> all;
   for (Collected::Part& part : from.parts) {
     if (std::find(kOfBoth.begin(), kOfBoth.end(), part.record.kind) != kOfBoth.end()) {
-      twins[TwinKey(part.record)].push_back(&part.record);
+      Twins& twins = all[TwinKey(part.record)];
+      const bool inChassis = TopOf(part.record.id).rfind("chassis/", 0) == 0;
+      (inChassis ? twins.ofChassis : twins.ofSystems).push_back(&part.record);
     }
   }
   Doubles doubles;
-  for (auto& [key, both] : twins) {
-    const auto inChassis = [](const Component* one) { return TopOf(one->id).rfind("chassis/", 0) == 0; };
-    if (both.size() != 2 || inChassis(both[0]) == inChassis(both[1])) {
-      continue;
-    }
-    Component& first = inChassis(both[0]) ? *both[0] : *both[1];
-    Component& second = inChassis(both[0]) ? *both[1] : *both[0];
-    if (first.name == second.name && first.model == second.model && first.serial_number == second.serial_number) {
-      Fill(first, second);
-      doubles[&second] = first.id;
+  constexpr std::size_t kMost = 1000;  // with the same number, which no machine has
+  for (const auto& [key, twins] : all) {
+    if (twins.ofChassis.size() + twins.ofSystems.size() <= kMost) {
+      JoinTwins(from, twins, doubles);
     }
   }
   Remove(from, doubles);
@@ -404,6 +458,7 @@ int RankOf(std::string_view kind) {
 void FinishComponents(Collected& from) {
   JoinRows(from, "power_supply");
   JoinRows(from, "fan");
+  JoinSharedSupplies(from);
   DropFormerStorage(from);
   JoinDrives(from);
   JoinTwins(from);

@@ -371,6 +371,7 @@ void Reading::Visit(const Node& node, JsonValue json) {
 void Reading::TakeSummaries(const Node& node, JsonValue json) {
   if (collected_.Wants(Family::Sensors) && HoldsParts(node.role)) {
     TakeRedundancy(collected_, node, json);
+    TakeIntrusion(collected_, node, json);
     NoteSummaries(collected_, node, json);
   }
   if ((node.families & kPartsAndSensors) != 0) {

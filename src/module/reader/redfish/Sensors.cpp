@@ -83,8 +83,9 @@ void DropUnsetBounds(Sensor& sensor) {
 template <std::size_t Count>
 void TakeBounds(Sensor& sensor, JsonValue json, const std::array<BoundRow, Count>& rows, double factor) {
   for (const BoundRow& row : rows) {
+    const std::string_view threshold = std::string_view(row.path).substr(0, std::string_view(row.path).rfind('/'));
     const auto number = NumberAt(json, row.path);
-    if (number) {
+    if (number && WordAt(At(json, threshold), "Activation") != "disabled") {
       sensor.*row.member = *number * factor;
     }
   }

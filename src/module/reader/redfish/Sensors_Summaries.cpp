@@ -84,6 +84,20 @@ void TakeRedundancy(Collected& to, const Node& node, JsonValue json) {
   }
 }
 
+void TakeIntrusion(Collected& to, const Node& node, JsonValue json) {
+  const std::string state = WordAt(json, "PhysicalSecurity/IntrusionSensor");
+  if (state != "hardware_intrusion" && state != "tampering_detected") {
+    return;
+  }
+  Sensor sensor;
+  sensor.id = node.id + "#/PhysicalSecurity/IntrusionSensor";
+  sensor.name = TextAt(json, "Name") + " intrusion";
+  sensor.kind = "discrete";
+  sensor.health = "warning";
+  sensor.states.push_back(state);
+  to.readings.push_back({std::move(sensor), Collected::Source::Own, true});
+}
+
 void DropFormerRedundancy(Collected& from) {
   const auto isFormer = [](const std::string& id) { return id.find("#/Redundancy/") != std::string::npos; };
   std::set<std::string> newer;  // lists that are there

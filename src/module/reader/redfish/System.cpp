@@ -27,6 +27,20 @@ constexpr std::array<TextRow, 10> kTexts = {{
     {"FirmwareVersion", &Model::System::firmware_version},
 }};
 
+/// Which systems a chassis is for, as both tell.
+void NoteChassis(Collected& to, const Model::System& system, JsonValue json) {
+  for (const JsonValue chassis : FirstOf(At(json, "Links/Chassis"), Collected::kMostRows)) {
+    if (system.kind == "system") {
+      to.systemsOf[Lower(LinkedId(chassis, ""))].insert(Lower(system.id));
+    }
+  }
+  for (const JsonValue inner : FirstOf(At(json, "Links/ComputerSystems"), Collected::kMostRows)) {
+    if (system.kind == "chassis") {
+      to.systemsOf[Lower(system.id)].insert(Lower(LinkedId(inner, "")));
+    }
+  }
+}
+
 }  // namespace
 
 void TakeSystem(Collected& to, const Node& node, JsonValue json) {
@@ -40,6 +54,7 @@ void TakeSystem(Collected& to, const Node& node, JsonValue json) {
   system.power_state = WordAt(json, "PowerState");
   system.last_reset_time = DateTime(TextAt(json, "LastResetTime"));
   TakeStatus(system, json);
+  NoteChassis(to, system, json);
   to.inventory->systems.push_back(std::move(system));
 }
 
