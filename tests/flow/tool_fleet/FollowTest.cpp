@@ -13,6 +13,7 @@
 #include "support/BmcSim.h"
 #include "support/ForeignIpmi.h"
 #include "support/ScriptedHttpServer.h"
+#include "support/TemporaryFolder.h"
 #include "support/TestPlaces.h"
 #include "support/UdpRelay.h"
 
@@ -89,35 +90,53 @@ TEST(Follow, ShowsNewEntriesUntilInterruptedAndClosesItsSessions) {
   EXPECT_EQ(CountOf(server, "POST"), CountOf(server, "DELETE"));
 }
 
-TEST(OneTarget, ClosesItsSessionWhenInterrupted) {
-  ScriptedHttpServer server({.tls = true});
-  HttpReply slow = Entries(EntryText("1", "OK"));
-  slow.delay = std::chrono::minutes(2);
-  Script(server, {slow});
-  const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(server.Port());
+/// Interrupts the tool while the log is asked for the last of `times` times.
+void InterruptAt(std::ptrdiff_t times, const ScriptedHttpServer& server, std::vector<std::string> words) {
+  words.insert(words.begin(), kToolProgram);
+  words.insert(words.end(), {"logs", "--auth", "session", "-q"});
   const pid_t child = fork();
   if (child == 0) {
     setenv("KELVAR_PASSWORD", "kelvar-demo", 1);
-    execl(kToolProgram, kToolProgram, target.c_str(), "logs", "--auth", "session", "-q", nullptr);
+    std::vector<char*> arguments(words.size() + 1);
+    std::transform(words.begin(), words.end(), arguments.begin(), [](std::string& word) { return word.data(); });
+    execv(kToolProgram, arguments.data());
     _exit(127);
   }
-  const auto isAsked = [&server] {
+  const auto asked = [&server] {
     const auto targets = server.Targets();
-    return std::any_of(targets.begin(), targets.end(),
-                       [](const std::string& one) { return one.find("/SEL/Entries") != std::string::npos; });
+    return std::count_if(targets.begin(), targets.end(),
+                         [](const std::string& one) { return one.find("/SEL/Entries") != std::string::npos; });
   };
-  for (int tries = 0; tries < 6000 && !isAsked(); ++tries) {
+  for (int tries = 0; tries < 6000 && asked() < times; ++tries) {
     usleep(10'000);
   }
   kill(child, SIGINT);
   int status = 0;
   waitpid(child, &status, 0);
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
-  EXPECT_EQ(CountOf(server, "POST"), 1);
-  EXPECT_EQ(CountOf(server, "DELETE"), 1);
 }
 
-TEST(OneTarget, ClosesItsSessionWhenAnOperationIsInterrupted) {
+TEST(Interrupted, ClosesItsSession) {
+  HttpReply slow = Entries(EntryText("1", "OK"));
+  slow.delay = std::chrono::minutes(2);
+  for (const std::string how : {"one", "many", "follow"}) {
+    SCOPED_TRACE(how);
+    const bool follow = how == "follow";
+    ScriptedHttpServer server({.tls = true});
+    Script(server, follow ? std::vector{Entries(EntryText("1", "OK")), slow} : std::vector{slow});
+    const std::string target = "redfish://admin@127.0.0.1:" + std::to_string(server.Port());
+    const TemporaryFolder folder;
+    const std::string list = folder.Write("list", target + "\n");
+    InterruptAt(follow ? 2 : 1, server,
+                how == "many" ? std::vector<std::string>{"--targets", list}
+                : follow      ? std::vector<std::string>{target, "--follow", "--interval", "1"}
+                              : std::vector<std::string>{target});
+    EXPECT_EQ(CountOf(server, "POST"), follow ? 2 : 1);
+    EXPECT_EQ(CountOf(server, "DELETE"), CountOf(server, "POST"));
+  }
+}
+
+TEST(Interrupted, ClosesTheSessionOfAnOperation) {
   const BmcSim sim("full", {"--serve", "ipmi"});
   const UdpRelay relay(sim.Port("ipmi"), MakeWeather({.service = std::chrono::milliseconds(20)}));
   const std::string target = "ipmi://admin@127.0.0.1:" + relay.PortText();

@@ -113,8 +113,14 @@ class FleetRun {
     for (std::size_t position = 0; position < list.size(); ++position) {
       Begin(position, std::move(list[position]), credentials);
       Look();
+      if (interruption_.Pending()) {
+        break;
+      }
     }
     const bool all = pool_.Finish([this] { Look(); });
+    if (interruption_.Pending()) {
+      EndInterrupted();
+    }
     progress_.Clear();
     return all;
   }
@@ -123,10 +129,17 @@ class FleetRun {
   void Look() {
     progress_.Show(writer_.Counted());
     if (interruption_.Pending()) {
-      progress_.Clear();
-      end_();
-      interruption_.EndBySignal();
+      parts_.running.EndAll();
+      if (parts_.running.None() || interruption_.Overdue()) {
+        EndInterrupted();
+      }
     }
+  }
+
+  [[noreturn]] void EndInterrupted() {
+    progress_.Clear();
+    end_();
+    interruption_.EndBySignal();
   }
 
   void Begin(std::size_t position, ListedTarget listed, Credentials& credentials) {
@@ -150,7 +163,7 @@ class FleetRun {
   Accounts accounts_;
   FleetParts parts_;
   ProgressLine progress_;
-  const Interruption interruption_;
+  Interruption interruption_;
   const std::function<void()> end_;
   WorkerPool pool_;
 };

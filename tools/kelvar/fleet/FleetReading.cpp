@@ -9,6 +9,37 @@
 
 namespace Kelvar::Tool {
 
+bool RunningReadings::Add(TimedReading& reading) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!ending_) {
+    readings_.insert(&reading);
+  }
+  return !ending_;
+}
+
+void RunningReadings::Remove(TimedReading& reading) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  readings_.erase(&reading);
+}
+
+void RunningReadings::EndAll() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  ending_ = true;
+  for (TimedReading* const reading : readings_) {
+    reading->Stop();
+  }
+}
+
+bool RunningReadings::Ending() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return ending_;
+}
+
+bool RunningReadings::None() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return readings_.empty();
+}
+
 FleetReading::FleetReading(FleetParts& parts, std::size_t position, ListedTarget target, Accounts::Places places)
     : TimedReading(*target.target, std::nullopt, ReadOptionsOf(parts.options, target.what),
                    parts.options.deadlineSeconds),
@@ -26,6 +57,10 @@ void FleetReading::Run() {
     Decline(NotTried(target_, ExitCode::LoginRefused, "not tried: this account was refused before"));
     return;
   }
+  const bool session = HasSession(target_.operations, target_.target->protocol);
+  if (session ? !parts_.running.Add(*this) : parts_.running.Ending()) {
+    return;
+  }
   LogView::NameThread(target_.name);
   TimedReading::Run();
   if (Whole().loginRefused) {
@@ -37,8 +72,18 @@ void FleetReading::End(const Report& report) {
   if (const std::string tls = TextOf(report.tls); !tls.empty() && ShownLogLevel(parts_.options) > 0) {
     PrintError(target_.name + ": " + tls);
   }
-  parts_.writer.Write(position_, report);
+  // What is not complete because of a signal is left to a run that resumes this one.
+  if (report.code == ExitCode::Complete || !parts_.running.Ending()) {
+    parts_.writer.Write(position_, report);
+  }
   parts_.accounts.Leave(places_);
+  parts_.running.Remove(*this);
+}
+
+void FleetEntry::Run() {
+  if (!parts_.running.Ending()) {
+    places_ = Accounts::PlacesOf(*target_.target);
+  }
 }
 
 void FleetEntry::Done() {

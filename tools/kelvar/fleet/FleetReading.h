@@ -1,5 +1,7 @@
 #pragma once
 
+#include <mutex>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -12,11 +14,29 @@
 
 namespace Kelvar::Tool {
 
+/// The readings under way, which a signal ends early. Any thread.
+class RunningReadings {
+ public:
+  /// False once all were told to end: nothing is to begin any more.
+  bool Add(TimedReading& reading);
+  void Remove(TimedReading& reading);
+
+  void EndAll();
+  bool Ending() const;
+  bool None() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::set<TimedReading*> readings_;
+  bool ending_ = false;
+};
+
 /// What all readings of a fleet use.
 struct FleetParts {
   ReportWriter& writer;
   Accounts& accounts;
   const Options& options;
+  RunningReadings running = {};
 };
 
 /// The reading of one target of many.
@@ -44,7 +64,7 @@ class FleetEntry : public WorkerPool::Task {
   FleetEntry(FleetParts& parts, WorkerPool& pool, std::size_t position, ListedTarget target)
       : parts_(parts), pool_(pool), position_(position), target_(std::move(target)) {}
 
-  void Run() override { places_ = Accounts::PlacesOf(*target_.target); }
+  void Run() override;
   void Done() override;
   void OnDeadline() override;
 

@@ -61,16 +61,14 @@ void Interruption::EndBySignal() const {
   _exit(kSignalBase + signal);
 }
 
-void Interruption::EndWhenOverdue() {
+bool Interruption::Overdue() {
   constexpr std::chrono::seconds kGrace{5};
   if (!Pending()) {
-    return;
+    return false;
   }
   const auto now = std::chrono::steady_clock::now();
   since_ = since_.value_or(now);
-  if (now - *since_ > kGrace) {
-    EndBySignal();
-  }
+  return now - *since_ > kGrace;
 }
 
 std::string CommandToGoOn(const std::vector<std::string>& words, const std::string& saved) {

@@ -21,9 +21,9 @@ class Interruption {
   /// Ends the program by the signal that has come, as if it had never been held up.
   [[noreturn]] void EndBySignal() const;
 
-  /// The same, once five seconds have passed since the first call that found a signal: a reading that was interrupted
-  /// has a little time left to close its session. Called again and again meanwhile.
-  void EndWhenOverdue();
+  /// Whether five seconds have passed since the first call that found a signal: what was interrupted has a little time
+  /// left to close its sessions. Called again and again meanwhile.
+  bool Overdue();
 
  private:
   std::optional<std::chrono::steady_clock::time_point> since_;

@@ -104,7 +104,18 @@ class Follower {
     const auto reading = std::make_shared<KeptReading>(target_, std::nullopt, read, options_.deadlineSeconds);
     WorkerPool pool({1, TimeLimitOf(options_), 1});
     pool.Submit(reading);
-    hangs_ = !pool.Finish([this] { interruption_.EndWhenOverdue(); });
+    hangs_ = !pool.Finish([&] {
+      if (!interruption_.Pending()) {
+        return;
+      }
+      reading->Stop();
+      if (polls_) {
+        polls_->Cancel();
+      }
+      if (interruption_.Overdue()) {
+        interruption_.EndBySignal();
+      }
+    });
     return reading->Result();
   }
 

@@ -131,15 +131,9 @@ class WaitLine {
   bool any_ = false;
 };
 
-/// Fixed operations have one over IPMI alone.
-bool HasSession(const Options& options, const Target& target) {
-  return !options.operations || target.protocol == Protocol::Ipmi;
-}
-
 /// Carries the reading out; on a signal one with a session ends early, and the program with it. False when it hangs
 /// beyond its deadline.
-bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options, InventoryReader* reader,
-            bool hasSession) {
+bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options, bool hasSession) {
   WorkerPool pool({1, TimeLimitOf(options), 1});
   std::optional<Interruption> interruption;
   if (hasSession) {
@@ -152,12 +146,10 @@ bool Finish(const std::shared_ptr<KeptReading>& reading, const Options& options,
     if (!interruption || !interruption->Pending()) {
       return;
     }
-    if (reader != nullptr) {
-      reader->Cancel();
-    } else {
-      reading->Stop();  // an operation cannot be cancelled, but most are short
+    reading->Stop();
+    if (interruption->Overdue()) {
+      interruption->EndBySignal();
     }
-    interruption->EndWhenOverdue();
   });
   line.Clear();
   if (interruption && interruption->Pending()) {
@@ -180,15 +172,10 @@ int ReadSingleTarget(const Options& options) {
   Output output;
   FillAccounts(options, demo.has_value(), target, partner);
   const LogView log(ShownLogLevel(options));
-  ReadOptions read = ReadOptionsOf(options, options.what);
-  std::optional<InventoryReader> reader;
-  if (!options.operations) {
-    read.kept = &reader.emplace(target.info, ReaderOptionsFor(target, read));
-  }
-  const bool hasSession = HasSession(options, target);
-  const auto reading =
-      std::make_shared<KeptReading>(std::move(target), std::move(partner), std::move(read), options.deadlineSeconds);
-  const bool ended = Finish(reading, options, reader ? &*reader : nullptr, hasSession);
+  const bool hasSession = HasSession(options.operations, target.protocol);
+  const auto reading = std::make_shared<KeptReading>(std::move(target), std::move(partner),
+                                                     ReadOptionsOf(options, options.what), options.deadlineSeconds);
+  const bool ended = Finish(reading, options, hasSession);
   const Report& report = reading->Result();
   output.Write(DocumentOf(formatter, report));
   output.Finish();

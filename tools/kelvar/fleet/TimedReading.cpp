@@ -28,17 +28,25 @@ TimedReading::TimedReading(Target target, std::optional<Target> partner, ReadOpt
 }
 
 void TimedReading::Run() {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    soFar_.start = std::chrono::system_clock::now();
-    start_ = Clock::now();
-  }
   try {
+    Begin();
     report_ = ReadTarget(target_, partner_, options_, [this](const OperationResult& result) { return Take(result); });
   } catch (const std::exception& error) {
     report_ = soFar_;
     report_.code = ExitCode::Internal;
     report_.error = error.what();
+  }
+}
+
+void TimedReading::Begin() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  soFar_.start = std::chrono::system_clock::now();
+  start_ = Clock::now();
+  if (!options_.operations && options_.kept == nullptr) {
+    options_.kept = &reader_.emplace(target_.info, ReaderOptionsFor(target_, options_));
+    if (late_) {
+      reader_->Cancel();
+    }
   }
 }
 
@@ -51,6 +59,9 @@ bool TimedReading::Take(const OperationResult& result) {
 void TimedReading::Stop() {
   const std::lock_guard<std::mutex> lock(mutex_);
   late_ = true;
+  if (reader_) {
+    reader_->Cancel();
+  }
 }
 
 void TimedReading::NoteBegin(const Operation& operation, std::size_t position, std::size_t count) {

@@ -10,6 +10,11 @@
 
 namespace Kelvar::Tool {
 
+/// Whether readings open sessions at a service: fixed operations do over IPMI alone.
+inline bool HasSession(bool operations, Protocol protocol) {
+  return !operations || protocol == Protocol::Ipmi;
+}
+
 /// The reading of one target under a deadline, at which what was read so far is what it came to.
 class TimedReading : public WorkerPool::Task {
  public:
@@ -19,7 +24,8 @@ class TimedReading : public WorkerPool::Task {
   void Done() final;
   void OnDeadline() final;
 
-  /// Fixed operations: none is begun any more. Any thread.
+  /// Ends the reading early: that of an inventory as InventoryReader::Cancel() does, unless its reader is a kept one;
+  /// of fixed operations none is begun any more. Any thread.
   void Stop();
 
   /// What is being waited for, for people, such as "sensors (3 of 14), 97 s left". Any thread.
@@ -36,6 +42,7 @@ class TimedReading : public WorkerPool::Task {
  private:
   using Clock = std::chrono::steady_clock;
 
+  void Begin();
   bool Take(const OperationResult& result);
   void NoteBegin(const Operation& operation, std::size_t position, std::size_t count);
 
@@ -52,6 +59,7 @@ class TimedReading : public WorkerPool::Task {
   std::string pause_;  ///< why the library pauses; empty: it does not
   Clock::time_point start_{};
   bool late_ = false;
+  std::optional<InventoryReader> reader_;  ///< where none is kept
 };
 
 /// One that keeps its report.
