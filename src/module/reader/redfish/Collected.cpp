@@ -35,9 +35,9 @@ std::string Collected::PlaceAbove(std::string_view id) const {
     }
   }
   for (std::string_view above = Above(id); !above.empty(); above = Above(above)) {
-    const auto around = containedBy.find(Lower(above));
-    const auto place = around == containedBy.end() ? places.end() : places.find(Lower(around->second));
-    if (place != places.end()) {
+    const auto enclosure = enclosures.find(Lower(above));
+    const auto place = enclosure == enclosures.end() ? places.end() : places.find(Lower(enclosure->second));
+    if (place != places.end() && place->first.rfind(enclosure->first + '/', 0) != 0) {
       return place->second;
     }
   }

@@ -64,10 +64,10 @@ struct Collected {
   std::vector<Summary> summaries;
   Model::Health worstAbsent = Model::Health::Unknown;  ///< told of what is not there, which some services sum up, too
   std::vector<Entry> entries;
-  std::map<std::string, Ports> ports;         ///< by the adapter's id in lower case
-  std::map<std::string, std::string> places;  ///< what may hold something: id in lower case -> id
-  std::map<std::string, std::string>
-      containedBy;  ///< chassis, storage: id in lower case -> id of the chassis around it
+  std::map<std::string, Ports> ports;                      ///< by the adapter's id in lower case
+  std::map<std::string, std::string> places;               ///< what may hold something: id in lower case -> id
+  std::map<std::string, std::string> containedBy;          ///< chassis: id in lower case -> id of the one around it
+  std::map<std::string, std::string> enclosures;           ///< of storages: id in lower case -> id of its chassis
   std::map<std::string, std::set<std::string>> systemsOf;  ///< chassis: ids of the systems in it, all in lower case
   std::map<std::string, std::string> joined;  ///< parts told twice: id of the one left out -> id of the other, if any
   std::set<std::string> storages;             ///< ids in lower case

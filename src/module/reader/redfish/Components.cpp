@@ -169,7 +169,9 @@ void DescribeOther(Component& component, JsonValue json) {
 }
 
 void DescribeChassis(Collected& to, const Component& component, JsonValue json) {
-  const std::string around = LinkedId(json, "Links/ContainedBy");
+  const JsonValue outer = At(json, "Links/ContainedBy");
+  const auto several = outer.Elements();  // which it should not be
+  const std::string around = LinkedId(several.empty() ? outer : several.front(), "");
   if (!around.empty()) {
     to.containedBy[Lower(component.id)] = around;
   }
@@ -267,7 +269,7 @@ void TakeStorage(Collected& to, const Node& node, JsonValue json) {
   to.storages.insert(Lower(node.id));
   const auto enclosures = At(json, "Links/Enclosures").Elements();
   if (enclosures.size() == 1) {  // it need not be below a system
-    to.containedBy.emplace(Lower(node.id), LinkedId(enclosures.front(), ""));
+    to.enclosures.emplace(Lower(node.id), LinkedId(enclosures.front(), ""));
   }
   TakeRows(to, node, json, "StorageControllers", RowOf(Role::StorageController));
 }

@@ -110,6 +110,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Chassis, "FabricAdapters", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::Chassis, "LogServices", Role::LogService, ToCollection, kLogs},
     {Role::Chassis, "Links/ComputerSystems", Role::System, Later, ~FamilyMask{0}},
+    {Role::Chassis, "Links/ManagedBy", Role::Manager, Later, kSystem | kFirmware | kLeds | kLogs | kNetwork},
     {Role::Chassis, "Links/ContainedBy", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::Chassis, "Links/Contains", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::Chassis, "Links/Drives", Role::Drive, Later, kPartsAndSensors},
@@ -153,6 +154,8 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::Equipment, "ImmersionUnits", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
     {Role::Equipment, "HeatExchangers", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
     {Role::Equipment, "CoolingLoops", Role::EquipmentUnit, ToCollection, kPartsAndSensors},
+    {Role::EquipmentUnit, "Links/Chassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
+    {Role::EquipmentUnit, "Links/ManagedBy", Role::Manager, Later, kSystem | kFirmware | kLeds | kLogs | kNetwork},
     {Role::EquipmentUnit, "Mains", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::EquipmentUnit, "Feeders", Role::OtherPart, ToCollection, kPartsAndSensors},
     {Role::EquipmentUnit, "Branches", Role::OtherPart, ToCollection, kPartsAndSensors},
@@ -172,6 +175,7 @@ constexpr auto kLinks = std::to_array<LinkRow>({
     {Role::EquipmentUnit, "Assembly", Role::Assembly, ToOne, kComponents},
 
     {Role::Manager, "Links/ManagerForServers", Role::System, Later, ~FamilyMask{0}},
+    {Role::Manager, "Links/ManagerForManagers", Role::Manager, Later, kSystem | kFirmware | kLeds | kLogs | kNetwork},
     {Role::Manager, "Links/ManagerForChassis", Role::Chassis, Later, kSystem | kPartsAndSensors | kLogs},
     {Role::Manager, "EthernetInterfaces", Role::EthernetInterface, ToCollection, kNetwork},
     {Role::Manager, "HostInterfaces", Role::HostInterface, ToCollection, kNetwork},
@@ -277,7 +281,7 @@ void Reading::TakeRoot(Reply& reply) {
   understood_ = true;
   DiagnosticsRecorder::NoteServiceUnderstood();
   const JsonValue root = document->Root();
-  walk_.UseFeatures(root);
+  walk_.UseRoot(kRootPath, root);
   std::string sessions = LinkAt(root, "Links/Sessions");
   if (sessions.empty() && root["SessionService"]) {
     const std::string service = LinkAt(root, "SessionService");

@@ -125,7 +125,10 @@ bool IsBare(JsonValue value) {
 Walk::Walk(const ReadRequest& request, Fetcher& fetcher, Visit visit)
     : request_(request), fetcher_(fetcher), visit_(std::move(visit)) {}
 
-void Walk::UseFeatures(JsonValue root) {
+void Walk::UseRoot(const char* path, JsonValue root) {
+  Node node;
+  node.path = path;  // to which links may lead back
+  Enter(std::move(node));
   const JsonValue expand = At(root, "ProtocolFeaturesSupported/ExpandQuery");
   if (BoolAt(expand, "Levels").value_or(false) && BoolAt(expand, "NoLinks").value_or(true)) {
     expandQuery_ = "?$expand=.($levels=1)";

@@ -105,8 +105,8 @@ class Walk {
 
   Walk(const ReadRequest& request, Fetcher& fetcher, Visit visit);
 
-  /// Reads the ways in which the service expands collections out of its root.
-  void UseFeatures(JsonValue root);
+  /// Reads the ways in which the service expands collections out of its root, which is read with that.
+  void UseRoot(const char* path, JsonValue root);
   /// Follows the value of a property: a link, an array of links, or whole resources.
   void Follow(const Node& from, JsonValue target, Role role, bool collection, FamilyMask families);
   /// The same for one link, once everything else has been read.
