@@ -65,8 +65,9 @@ class KELVAR_EXPORT InventoryReader {
   InventoryReader& operator=(const InventoryReader&) = delete;
 
   /// Reads `families`; each has a result of its own. What was read before a failure or the deadline is returned. After
-  /// a refused login nothing more is sent with these credentials, in this call and in later ones. A session that was
-  /// opened is closed before it returns, unless `keep_session` is set.
+  /// a refused login nothing more is sent with these credentials, in this call and in later ones. A Host that cannot be
+  /// one, or an unknown ConnectionCase, is Unreachable without a request. A session that was opened is closed before it
+  /// returns, unless `keep_session` is set.
   Model::Inventory Read(const std::vector<Model::Family>& families);
   /// All families.
   Model::Inventory Read();

@@ -4,8 +4,11 @@
 #include <atomic>
 #include <exception>
 #include <new>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
+#include "common/diagnostics/DiagnosticsRecorder.h"
 #include "common/log/LogMacros.h"
 #include "common/text/Escape.h"
 #include "common/text/Secret.h"
@@ -78,11 +81,31 @@ void ReadByProtocol(const Reader::ReadRequest& request, Inventory& inventory) {
   }
 }
 
+/// Why there can be no such target; null where there can be one. Nothing is sent then: characters that have a meaning
+/// in a URL would lead a request, and the password with it, to another host or port.
+const char* WrongIn(const KelvarConnection::ConnectionInfo& info) noexcept {
+  if (info.ConnectionCase == KelvarConnection::CONNECTION_CASE_IPMI_LOCAL) {
+    return nullptr;
+  }
+  if (info.ConnectionCase > KelvarConnection::CONNECTION_CASE_REDFISH) {
+    return "unknown kind of connection";
+  }
+  const bool legal = std::none_of(info.Host.begin(), info.Host.end(), [](char letter) {
+    constexpr std::string_view kOfUrls = "/\\?#@\x7F";
+    return static_cast<u8>(letter) <= ' ' || kOfUrls.find(letter) != kOfUrls.npos;
+  });
+  return legal && !info.Host.empty() ? nullptr : "invalid host name";
+}
+
 void Run(const Reader::ReadRequest& request, Diagnostics& diagnostics, Inventory& inventory) {
   const DiagnosticsScope diagnosticsScope(diagnostics);
   const ConnectionOptionsScope optionsScope(request.options.connection);
   std::string failure = "nothing was read";
   try {
+    if (const char* const wrong = WrongIn(request.info)) {
+      DiagnosticsRecorder::AddGap(GapKind::Failure, FailureCause::Unreachable, "connection", wrong);
+      throw std::invalid_argument(wrong);
+    }
     ReadByProtocol(request, inventory);
   } catch (const std::exception& error) {
     failure = error.what();

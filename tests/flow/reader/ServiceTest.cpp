@@ -500,6 +500,33 @@ TEST(ReaderService, TellsOfTlsAlsoOverAConnectionThatWasKept) {
   }
 }
 
+TEST(ReaderService, NothingIsSentToATargetThatThereCannotBe) {
+  RedfishTree tree;
+  PutFirmware(tree, 1);
+  const KelvarConnection::ConnectionInfo target = tree.Target();
+  std::vector<KelvarConnection::ConnectionInfo> wrong(9, target);
+  const std::string port = std::to_string(target.Port);
+  wrong[0].Host = "";
+  wrong[1].Host = "user@" + target.Host;
+  wrong[2].Host = target.Host + ':' + port + "/x";
+  wrong[3].Host = target.Host + ':' + port + '#';
+  wrong[4].Host = target.Host + ':' + port + "?x";
+  wrong[5].Host = target.Host + '\0' + "b.example";
+  wrong[6].Host = target.Host + "\r\nX: y";
+  wrong[7].Host = "";
+  wrong[7].ConnectionCase = KelvarConnection::CONNECTION_CASE_CIM_BMC;
+  wrong[8].ConnectionCase = KelvarConnection::CONNECTION_CASE_REDFISH + 1;
+  for (const KelvarConnection::ConnectionInfo& info : wrong) {
+    SCOPED_TRACE(info.Host);
+    const FamilyResult result = ReadFirmware(info).ResultOf(Family::Firmware);
+    EXPECT_EQ(result.status, FamilyStatus::Failed);
+    EXPECT_EQ(result.cause, FailureCause::Unreachable);
+    EXPECT_EQ(result.reason,
+              info.ConnectionCase > target.ConnectionCase ? "unknown kind of connection" : "invalid host name");
+  }
+  EXPECT_EQ(tree.Logins(), 0);
+}
+
 TEST(ReaderService, NobodyListens) {
   u16 port = 0;
   {

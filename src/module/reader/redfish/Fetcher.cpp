@@ -29,8 +29,8 @@ constexpr std::size_t kMostBody = std::size_t{32} << 20;
 constexpr std::size_t kMostBytes = std::size_t{128} << 20;  // of all responses of a reading
 
 std::string OriginOf(const KelvarConnection::ConnectionInfo& info) {
-  const bool bracketed = info.AddressFamily == 1;
-  return (bracketed ? "https://[" + info.Host + "]:" : "https://" + info.Host + ":") + std::to_string(info.Port);
+  const bool literal = info.Host.find(':') != std::string::npos && info.Host.front() != '[';
+  return (literal ? "https://[" + info.Host + "]:" : "https://" + info.Host + ":") + std::to_string(info.Port);
 }
 
 Rest::MultiTransfer::Options TransferOptions(const InventoryReaderOptions& options) {
