@@ -164,6 +164,7 @@ bool Set(const char* variable) {
 
 void DeclareConnection(CLI::App& app, Options& options) {
   app.add_option("--deadline,--timeout", options.deadlineSeconds, "Time limit for one target; 0 for none")
+      ->check([](const std::string& text) { return text.find_first_of("nN") == text.npos ? "" : "not a number"; })
       ->check(CLI::Range(0.0, kLongestDeadline))
       ->type_name("SECONDS")
       ->capture_default_str();

@@ -81,6 +81,7 @@ const Line kLines[] = {
     {{kDeadTarget, "logs", "--since", "2026-03-01T24:00:00Z"}, 2, "is not a date or time"},
     {{"redfish://admin@127.0.0.1:9", "leds", "--since", "2026-03-01T08:00:00+01:00"}, 10, "127.0.0.1"},
     {{"redfish://admin@127.0.0.1:9", "leds", "--pin", "00:11"}, 2, "64 hexadecimal digits"},
+    {{kDeadTarget, "leds", "--deadline", "nan"}, 2, "--deadline: not a number"},
     {{"https://10.0.0.1", "leds"}, 2, "for Redfish write redfish://"},
     {{"raw", "demo:", "redfish"}, 2, "a path must begin with /"},
     {{"raw", "ipmi://admin@127.0.0.1:9", "/redfish/v1/"}, 2, "raw reads Redfish resources"},
