@@ -41,6 +41,9 @@ TEST(Guid, IsFoundInAllThreeOrders) {
       uuid);
   const Bytes odd = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
   EXPECT_EQ(GuidText(odd), "100f0e0d-0c0b-0a09-0807-060504030201") << "none is valid: as the standard has it";
+  const Bytes node = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0x5E, 0x30, 0, 1};
+  EXPECT_EQ(GuidText(node), "00000000-0000-0000-0000-02005e300001") << "none is valid, but one is a node alone";
+  EXPECT_EQ(GuidText(Bytes(node.rbegin(), node.rend())), "00000000-0000-0000-0000-02005e300001");
   EXPECT_EQ(GuidText(Bytes(16, 0)), "");
   EXPECT_EQ(GuidText(Bytes(16, 0xFF)), "");
   EXPECT_EQ(GuidText(Bytes(15, 1)), "");

@@ -46,6 +46,12 @@ bool HasUsualFields(const Guid& guid) {
   return HasValidFields(guid) && (version == 1 || version == 4);
 }
 
+/// All but the last field is zero: a MAC address in place of a GUID.
+bool IsNodeAlone(const Guid& guid) {
+  constexpr std::ptrdiff_t kNode = 10;
+  return std::all_of(guid.begin(), guid.begin() + kNode, [](u8 byte) { return byte == 0; });
+}
+
 std::string RfcText(const Guid& guid) {
   std::string text = HexText(guid);
   for (const std::size_t at : {8U, 13U, 18U, 23U}) {
@@ -115,9 +121,12 @@ std::string GuidText(std::span<const u8> data) {
       return RfcText(*std::find_if(orders.begin(), orders.end(), fits));
     }
   }
-  // More than one order fits: that of SMBIOS is the most usual. None does: that of the standard.
+  // More than one order fits: that of SMBIOS is the most usual.
   const auto fitting = std::find_if(orders.begin(), orders.end(), HasValidFields);
-  return RfcText(fitting != orders.end() ? *fitting : Reversed(sent));
+  if (fitting != orders.end()) {
+    return RfcText(*fitting);
+  }
+  return RfcText(IsNodeAlone(sent) ? sent : Reversed(sent));
 }
 
 std::optional<ChassisStatus> ParseChassisStatus(std::span<const u8> data) {

@@ -31,8 +31,8 @@ std::optional<DeviceId> ParseDeviceId(std::span<const u8> data);
 
 /// A GUID in RFC 4122 form. Targets send it reversed as the IPMI standard has it, in SMBIOS order (first three fields
 /// with the low byte first), or in RFC order; the order is found by the version and variant fields, where only one
-/// order gives valid ones. Where more do, SMBIOS order, the most usual one, is taken first; where none does, that of
-/// the standard. Empty for all zeros and all ones.
+/// order gives valid ones. Where more do, SMBIOS order, the most usual one, is taken first; where none does, that
+/// in which it is a node alone, else that of the standard. Empty for all zeros and all ones.
 std::string GuidText(std::span<const u8> data);
 
 /// Get Chassis Status.
