@@ -65,11 +65,12 @@ class Kept {
     if (found == byName_.end()) {
       return nullptr;
     }
+    const u8 shown = ShownAs(reading);
     for (Named& named : found->second) {
       Sensor& known = sensors[named.index];
       const bool sameUnit = known.unit.empty() || sensor.unit.empty() || known.unit == sensor.unit;
-      if (sameUnit && (named.shown & ShownAs(reading)) == 0) {
-        named.shown |= ShownAs(reading);
+      if (sameUnit && (named.shown & shown) == 0) {
+        named.shown |= shown;
         return &known;
       }
     }
@@ -81,8 +82,9 @@ class Kept {
     Sensor& sensor = reading.record;
     sensor.parent = from_.PlaceAbove(sensor.id);
     byId_.emplace(Lower(sensor.id), sensors.size());
-    if (reading.isNamed) {
-      byName_[NameKey(sensor)].push_back({sensors.size(), shown});
+    std::vector<Named>* const alike = reading.isNamed ? &byName_[NameKey(sensor)] : nullptr;
+    if (alike != nullptr && alike->size() < kMostAlike) {
+      alike->push_back({sensors.size(), shown});
     }
     sensors.push_back(std::move(sensor));
   }
@@ -100,6 +102,8 @@ class Kept {
     const bool ofUnit = Lower(from_.PlaceAbove(reading.holder + "/")) == unit;
     return !ofUnit ? AsExcerptOfPart : unit.rfind("chassis/", 0) == 0 ? AsExcerptOfChassis : AsExcerpt;
   }
+
+  static constexpr std::size_t kMostAlike = 256;  // sensors of one name that are looked through
 
   struct Named {
     std::size_t index;
