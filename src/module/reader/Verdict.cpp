@@ -2,6 +2,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <map>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -89,6 +90,8 @@ bool EndedEarly(const FamilyResult& result) {
          (result.cause == FailureCause::Deadline || result.cause == FailureCause::Unreachable);
 }
 
+constexpr const char* kLogs = "logs";
+
 class Judgement {
  public:
   void Add(Health health, const char* family, const Text& id, Text text) {
@@ -119,18 +122,32 @@ class Judgement {
 
   /// The same event told twice is one reason.
   void DropRepeated() {
-    std::set<std::pair<Text, Text>> known;
+    std::set<Text> known;
     const auto repeated = [&](const VerdictReason& reason) {
-      return !known.emplace(reason.family, reason.text).second;
+      return reason.family == kLogs && !known.insert(reason.text).second;
     };
     verdict_.reasons.erase(std::remove_if(verdict_.reasons.begin(), verdict_.reasons.end(), repeated),
                            verdict_.reasons.end());
+  }
+
+  /// Of parts with one name the id tells which one it is.
+  void TellApart() {
+    std::map<std::pair<Text, Text>, int> count;
+    for (const VerdictReason& reason : verdict_.reasons) {
+      ++count[{reason.family, reason.text}];
+    }
+    for (VerdictReason& reason : verdict_.reasons) {
+      if (!reason.id.empty() && count[{reason.family, reason.text}] > 1) {
+        reason.text += " (" + reason.id + ')';
+      }
+    }
   }
 
   Verdict Finish(bool understood) {
     std::stable_sort(verdict_.reasons.begin(), verdict_.reasons.end(),
                      [](const VerdictReason& left, const VerdictReason& right) { return left.health > right.health; });
     DropRepeated();
+    TellApart();
     const bool wrong = !verdict_.reasons.empty() && verdict_.reasons.front().health > Health::Ok;
     verdict_.health = wrong ? verdict_.reasons.front().health : understood ? Health::Ok : Health::Unknown;
     return std::move(verdict_);
@@ -178,7 +195,7 @@ Verdict Judge(const Inventory& inventory) {
   for (const LogEntry& entry : inventory.log_entries) {
     // Without the target's word that it is resolved nor that it is open, an old event says nothing of today.
     if (entry.severity == "critical" && entry.resolved && !*entry.resolved) {
-      judgement.Add(Health::Critical, "logs", entry.id, entry.message.empty() ? entry.message_id : entry.message);
+      judgement.Add(Health::Critical, kLogs, entry.id, entry.message.empty() ? entry.message_id : entry.message);
     }
   }
   bool anyRead = false;

@@ -75,20 +75,24 @@ TEST(Verdict, TheWorstReasonStandsFirst) {
   fan.health = "warning";
   Component bay = fan;
   bay.state = "absent";
-  inventory.components = {fan, bay};
+  Component other = fan;
+  fan.name = other.name = "Fan";
+  other.id = "other";
+  inventory.components = {fan, other, bay};
   LogEntry open;
   open.severity = "critical";
   open.message = "m";
   open.resolved = false;
   LogEntry old = open;
   old.resolved.reset();
-  inventory.log_entries = {open, old};
+  inventory.log_entries = {open, open, old};
   const Verdict verdict = Judge(inventory);
-  ASSERT_EQ(verdict.reasons.size(), 3U);
+  ASSERT_EQ(verdict.reasons.size(), 4U);
   EXPECT_EQ(verdict.reasons[0].family, "logs");
   EXPECT_EQ(verdict.reasons[1].id, "fan");
-  EXPECT_EQ(verdict.reasons[2].text, "logs: read in part: late");
-  EXPECT_EQ(verdict.reasons[2].health, Health::Unknown);
+  EXPECT_EQ(verdict.reasons[2].text, "Fan: health warning (other)");
+  EXPECT_EQ(verdict.reasons[3].text, "logs: read in part: late");
+  EXPECT_EQ(verdict.reasons[3].health, Health::Unknown);
 }
 
 TEST(Verdict, AReadingThatEndedEarlyDoesNotMakeAMachineOk) {
