@@ -42,6 +42,7 @@ TEST(Texts, AreReadInEveryEncoding) {
   }
   EXPECT_EQ(DecodeRecordName(TextType::BinaryOrUnicode, Bytes{'F', 0, 'a', 0, 'n', 0}), "Fan");
   EXPECT_EQ(DecodeRecordName(TextType::BinaryOrUnicode, Bytes{'F', 'a', 'n', ' ', '1', 'A'}), "Fan 1A");
+  EXPECT_EQ(DecodeRecordName(TextType::BinaryOrUnicode, Bytes{'V', 'B', 'A', 'T'}), "VBAT");
   EXPECT_EQ(DecodeFruText(TextType::EightBit, Bytes{'S', 'N', '-', '4', '7', '1'}, false), "SN-471");
   EXPECT_EQ(DecodeFruText(TextType::EightBit, Bytes{0xFF, 0xFE, 0x2D, 0x4E, 0xFD, 0x56}, false), "\u4E2D\u56FD");
 }

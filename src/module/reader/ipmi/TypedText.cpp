@@ -50,13 +50,12 @@ std::string Decode(TextType type, std::span<const u8> bytes) {
 
 }  // namespace
 
-bool IsPlainAscii(std::span<const u8> bytes) {
-  constexpr std::size_t kFewest = 6;  // two bytes of chance prove nothing
+bool IsPlainAscii(std::span<const u8> bytes, std::size_t fewest) {
   const auto plain = [](u8 byte) {
     const bool letter = (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9');
     return letter || std::string_view(" -._/,:()+#").find(static_cast<char>(byte)) != std::string_view::npos;
   };
-  return bytes.size() >= kFewest && std::all_of(bytes.begin(), bytes.end(), plain);
+  return bytes.size() >= fewest && std::all_of(bytes.begin(), bytes.end(), plain);
 }
 
 std::string DecodeUtf16(std::span<const u8> bytes) {
@@ -142,9 +141,10 @@ std::string DecodeFruText(TextType type, std::span<const u8> bytes, bool english
 }
 
 std::string DecodeRecordName(TextType type, std::span<const u8> bytes) {
+  constexpr std::size_t kShortName = 3;  // "12V"; records have no language that would speak for UTF-16
   switch (type) {
     case TextType::BinaryOrUnicode:
-      return IsPlainAscii(bytes) ? DecodeLatin1(bytes) : DecodeUtf16(bytes);
+      return IsPlainAscii(bytes, kShortName) ? DecodeLatin1(bytes) : DecodeUtf16(bytes);
     case TextType::EightBit:
       return DecodeLatin1(bytes);
     default:

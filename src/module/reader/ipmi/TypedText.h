@@ -28,8 +28,8 @@ std::string DecodeRecordName(TextType type, std::span<const u8> bytes);
 
 /// Bytes that are UTF-16 by the letter of their field, and plain words of ASCII: some targets set the language of an
 /// area, or the type of a name, without keeping to it. Text of other scripts has few such bytes, one in European
-/// languages none; fewer than six prove nothing.
-bool IsPlainAscii(std::span<const u8> bytes);
+/// languages none; fewer than six prove nothing where UTF-16 is to be expected.
+bool IsPlainAscii(std::span<const u8> bytes, std::size_t fewest = 6);
 
 std::string DecodeUtf16(std::span<const u8> bytes);
 /// Bytes above 7F that are valid UTF-8 as a whole are taken as that: many targets send it where Latin-1 is due.
