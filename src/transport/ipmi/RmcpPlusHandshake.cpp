@@ -51,7 +51,7 @@ bool RmcpPlusHandshake::IsWorthAnotherRound(SessionResult result) const {
       return !clean_ && round_ < kMostRounds;
     case SessionResult::Timeout:
     case SessionResult::Failed:
-      return exchange_.targetId != 0 && round_ < (clean_ ? kMostCleanRounds : kMostRounds);
+      return exchange_.targetId != 0 && round_ < (clean_ || !answersLogins_ ? kMostCleanRounds : kMostRounds);
     default:
       return false;
   }
