@@ -55,7 +55,8 @@ TEST_F(ReadingTest, BoardAndChassisOfALocatedDeviceAreToldWhereTheirNumbersAreTh
   Bytes damaged = FruBytes({}, board, {});
   damaged.at(20) ^= 1;
   bmc_.AddFRU(4, damaged);
-  for (const u8 device : std::initializer_list<u8>{1, 2, 3, 4}) {
+  bmc_.AddFRU(5, FruBytes({}, board, AreaBytes({0}, {"Orlen", "Card", "BP-1", "", "C56", "", ""})));
+  for (const u8 device : std::initializer_list<u8>{0, 1, 2, 3, 4, 5}) {  // 0 is the system's, also with a record
     bmc_.AddSDR(ScriptedIpmi::Locator(device, "Unit"));
   }
   const auto inventory = Read({Family::Components});
@@ -65,7 +66,8 @@ TEST_F(ReadingTest, BoardAndChassisOfALocatedDeviceAreToldWhereTheirNumbersAreTh
   }
   EXPECT_THAT(parts, ElementsAre("fru-1<system Tray PP-1 P33", "fru-1-board<fru-1 Riser BP-1 B55",
                                  "fru-1-chassis<fru-1  CH-1 C77", "fru-2<system  CH-1 C77",
-                                 "fru-3<system Card BP-1 B55", "fru-4<system Riser BP-1 B55"));
+                                 "fru-3<system Card BP-1 B55", "fru-4<system Riser BP-1 B55",
+                                 "fru-5<system Card BP-1 C56", "fru-5-board<fru-5 Riser BP-1 B55"));
   EXPECT_EQ(inventory.ResultOf(Family::Components).reason, "FRU device 4 (Unit): the board area has a wrong checksum");
 }
 
