@@ -93,7 +93,6 @@ void TakeIntrusion(Collected& to, const Node& node, JsonValue json) {
   sensor.id = node.id + "#/PhysicalSecurity/IntrusionSensor";
   sensor.name = TextAt(json, "Name") + " intrusion";
   sensor.kind = "discrete";
-  sensor.health = "warning";
   sensor.states.push_back(state);
   to.readings.push_back({std::move(sensor), Collected::Source::Own, true});
 }
