@@ -402,12 +402,15 @@ TEST(ReaderService, ANextPageIsRelativeToItsCollectionOrMissed) {
   }
 }
 
-TEST(ReaderService, MembersWithoutALinkAreNamedAndMissedWhereTheyCount) {
-  for (const auto& [count, status] : {std::pair{"1", FamilyStatus::Complete}, {"3", FamilyStatus::Partial}}) {
+TEST(ReaderService, MembersWithoutAUsableLinkAreNamedAndMissedWhereTheyCount) {
+  const char* const kNoLinks = R"({"href":"/x"},null)";
+  for (const auto& [members, count, status] : {std::tuple{kNoLinks, "1", FamilyStatus::Complete},
+                                               {kNoLinks, "3", FamilyStatus::Partial},
+                                               {R"({"@odata.id":"2"})", "2", FamilyStatus::Partial}}) {
     RedfishTree tree;
     PutFirmware(tree, 1);
-    tree.Put(kFirmware, R"({"@odata.id":"x","Members":[{"@odata.id":")" + kFirmware +
-                            R"(/0"},{"href":"/x"},null],"Members@odata.count":)" + count + "}");
+    tree.Put(kFirmware, R"({"@odata.id":"x","Members":[{"@odata.id":")" + kFirmware + R"(/0"},)" + members +
+                            R"(],"Members@odata.count":)" + count + "}");
     InventoryReader reader(tree.Target());
     const Inventory inventory = reader.Read({Family::Firmware});
     EXPECT_EQ(inventory.firmware.size(), 1U);

@@ -226,12 +226,13 @@ void Walk::FollowOne(const Node& from, JsonValue target, Role role, bool collect
   Fetch(*entered);
 }
 
-/// A link that is none on the target: to another host there may be something, anything else is a mistake.
+/// A link that is none on the target: there may be something to another host, or where a collection lists it; anything
+/// else is a mistake.
 void Walk::NoteAway(const Node& from, const std::string& text, FamilyMask families) {
   constexpr std::size_t kMostShown = 200;
   Node away;
   away.path = from.path;
-  away.families = text.find("//") != std::string::npos ? families : 0;
+  away.families = from.collection || text.find("//") != std::string::npos ? families : 0;
   Fail(away, FailureCause::BadData,
        "a link leads away from the service: " + Text::EscapeControl(text.substr(0, kMostShown)));
 }
