@@ -428,6 +428,8 @@ TEST_F(ReadingTest, DataCenterManageabilityGivesNameTagAndPower) {
 TEST_F(ReadingTest, ATargetWithoutDataCenterManageabilityIsAskedOnce) {
   Read({Family::System, Family::Sensors, Family::Network});
   EXPECT_EQ(bmc_.Sent(0x2C, 0x01).size(), 1U);
+  bmc_.On(0x2C, 0x01, {Reply({0xDE, 1, 5, 2})});  // another group
+  Read({Family::System, Family::Sensors, Family::Network});
   EXPECT_TRUE(bmc_.Sent(0x2C, 0x02).empty() && bmc_.Sent(0x2C, 0x09).empty());
 }
 
