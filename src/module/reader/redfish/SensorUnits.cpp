@@ -119,7 +119,7 @@ struct PropertyRow {
   std::string_view type;
 };
 
-constexpr std::array<PropertyRow, 19> kProperties = {{
+constexpr std::array<PropertyRow, 23> kProperties = {{
     {"Celsius", "Temperature"},
     {"HumidityPercent", "Humidity"},
     {"AbsoluteHumidity", "AbsoluteHumidity"},
@@ -129,11 +129,15 @@ constexpr std::array<PropertyRow, 19> kProperties = {{
     {"EnergykWh", "EnergykWh"},
     {"EnergyJoules", "EnergyJoules"},
     {"Voltage", "Voltage"},
+    {"Voltages", "Voltage"},
     {"Volts", "Voltage"},
     {"Amps", "Current"},
     {"FrequencyHz", "Frequency"},
     {"Hz", "Frequency"},
     {"ChargeAh", "ChargeAh"},
+    {"AmpHours", "ChargeAh"},
+    {"WattHours", "EnergyWh"},
+    {"CubicMetersPerMinute", "AirFlowCMM"},
     {"RPM", "Rotational"},
     {"LitersPerMinute", "LiquidFlowLPM"},
     {"PressurekPa", "PressurekPa"},

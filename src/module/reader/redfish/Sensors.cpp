@@ -199,12 +199,11 @@ class Excerpts {
       return;  // of a control, not of a sensor
     }
     const std::string source = LinkAt(value, "DataSourceUri");
-    const bool reading = value["Reading"] && !TypeOfProperty(property).empty();
-    if (!source.empty() || reading) {
+    if (!source.empty() || NumberAt(value, "Reading")) {
       Take(value, path, property, source);
       return;
     }
-    if (depth < 2 && property != "Oem" && property != "Links" && property != "Status") {
+    if (depth < 2 && property != "Oem" && property != "Links" && property != "Status" && property != "Thresholds") {
       for (const auto& [name, member] : value.Members()) {
         const std::string_view type = TypeOfProperty(name).empty() ? property : name;
         Visit(member, path + '/' + std::string(name), type, depth + 1);
