@@ -100,7 +100,11 @@ void DescribeProcessor(Component& component, JsonValue json) {
 }
 
 void DescribeMemory(Component& component, JsonValue json) {
-  component.capacity_bytes = Bytes(Scaled(MebibytesAt(json, "CapacityMiB"), 1024.0 * 1024));
+  double parts = 0;  // of modules that hold their contents only in part
+  for (const char* const part : {"VolatileSizeMiB", "NonVolatileSizeMiB"}) {
+    parts += MebibytesAt(json, part).value_or(0);
+  }
+  component.capacity_bytes = Bytes(MebibytesAt(json, "CapacityMiB").value_or(parts) * 1024.0 * 1024);
   component.speed_mhz = PositiveAt(json, "OperatingSpeedMhz");
   component.media = Lower(TextAt(json, "MemoryDeviceType"));
 }

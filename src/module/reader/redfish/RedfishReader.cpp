@@ -443,9 +443,9 @@ void Reading::TakeChassisSide(const Node& node, JsonValue json) {
     case Role::NetworkAdapter:
     case Role::PcieDevice:
     case Role::PowerSupply:
-    case Role::EquipmentUnit:
       TakePart(collected_, node, json);
       return;
+    case Role::EquipmentUnit:
     case Role::Battery:
     case Role::Fan:
     case Role::Heater:
