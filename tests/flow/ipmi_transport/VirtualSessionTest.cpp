@@ -135,6 +135,7 @@ TEST(IpmiHandshake, FullTargetIsNoRefusedLogin) {
   EXPECT_EQ(meeting.client->connect(), IPMICONNECTFAIL);
   EXPECT_EQ(meeting.met.Cause(), FailureCause::Refused);
   EXPECT_EQ(meeting.met.Detail(), "no session left on the target");
+  EXPECT_EQ(meeting.lan.FromClients(), 2U) << "what it is and Open Session, which no copy has made doubtful";
 }
 
 TEST(IpmiHandshake, PrivilegeFallsHoweverItIsRefused) {
@@ -196,6 +197,7 @@ TEST(IpmiLanSession, CommandThatIsNeverAnsweredCostsOneSession) {
     setUps += exchange.request == "open session" ? 1U : 0U;
   }
   EXPECT_EQ(setUps, 2U);
+  EXPECT_EQ(meeting.bmc.Sessions(), 1U) << "the one that seemed lost is closed";
   EXPECT_EQ(meeting.met.Cause(), FailureCause::Unreachable);
 }
 
