@@ -223,8 +223,8 @@ struct Inventory {
   FamilyResult& ResultOf(Family family) { return results[static_cast<std::size_t>(family)]; }
 };
 
-/// The worse of a sensor's own health and of its reading compared with its limits. Unknown for a sensor that is absent
-/// or disabled, and when it has neither. Any thread.
+/// The worse of a sensor's own health and of its reading compared with its limits; its own health where it is offline.
+/// Unknown for a sensor that is absent or disabled, and when it has neither. Any thread.
 KELVAR_EXPORT Health HealthOf(const Sensor& sensor);
 
 /// One reason of a verdict, for people.

@@ -75,8 +75,11 @@ constexpr std::array<Bound, 6> kBounds = {{
     {&Sensor::upper_caution, true, Health::Warning},
 }};
 
-/// The worst bound that the reading has crossed; null: none.
+/// The worst bound that the reading has crossed; null: none. What is off measures nothing.
 const Bound* Crossed(const Sensor& sensor) {
+  if (sensor.state == "unavailable_offline" || sensor.state == "standby_offline") {
+    return nullptr;
+  }
   const auto* const found = std::find_if(kBounds.begin(), kBounds.end(), [&](const Bound& bound) {
     const std::optional<double>& limit = sensor.*bound.limit;
     return limit && sensor.reading && (bound.upper ? *sensor.reading > *limit : *sensor.reading < *limit);

@@ -30,8 +30,10 @@ TEST(Verdict, SensorsAreJudgedByTheirBounds) {
   ASSERT_EQ(verdict.reasons.size(), 1U);
   EXPECT_EQ(verdict.health, Health::Critical);
   EXPECT_EQ(verdict.reasons[0].text, "Fan 3 1100 rpm, below 1200");
-  inventory.sensors[0].state = "absent";
-  EXPECT_EQ(Judge(inventory).health, Health::Ok);
+  for (const char* const state : {"absent", "disabled", "unavailable_offline", "standby_offline"}) {
+    inventory.sensors[0].state = state;
+    EXPECT_EQ(Judge(inventory).health, Health::Ok) << state;
+  }
   inventory.sensors[0].state = "enabled";
   inventory.sensors[0].reading = 1200;  // not below
   EXPECT_EQ(Judge(inventory).health, Health::Warning);
