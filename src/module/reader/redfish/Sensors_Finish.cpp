@@ -37,7 +37,7 @@ using Source = Collected::Source;
 
 /// In what ways a sensor has been shown. Two that are shown in the same way are two sensors, whatever their names: the
 /// name may be that of the device that both are of.
-enum Shown : u8 { AsRow = 1, AsExcerptOfPart = 2, AsExcerptOfChassis = 4, AsExcerpt = 6 };
+enum ShowingWay : u8 { AsRow = 1, AsExcerptOfPart = 2, AsExcerptOfChassis = 4, AsExcerpt = 6 };
 
 /// "chassis/1" of "Chassis/1/Thermal#/Temperatures/0", "powerequipment/rackpdus/1" of one of a PDU.
 std::string UnitOf(std::string_view id) {
