@@ -75,34 +75,74 @@ struct Shown {
   std::vector<Component*> rows;
 };
 
-/// A name tells things apart only where it is the only one.
-bool IsAlone(const std::vector<Component*>& among, const std::string& name) {
-  return std::count_if(among.begin(), among.end(), [&](const Component* one) { return one->name == name; }) == 1;
-}
-
-bool IsSameRow(const Shown& shown, const Component& row, const Component& resource) {
-  if (!row.serial_number.empty() && !resource.serial_number.empty()) {
-    return row.serial_number == resource.serial_number;
+/// The resources of a chassis that its rows may be doubles of: by serial number, and where one of the two has none by a
+/// name that nothing else has.
+class RowMatcher {
+ public:
+  explicit RowMatcher(const Shown& shown) : resources_(shown.resources) {
+    for (const Component* const row : shown.rows) {
+      ++rowsOf_[row->name];
+    }
+    for (std::size_t position = 0; position < resources_.size(); ++position) {
+      positionsOf_[resources_[position]->name].push_back(position);
+      if (!resources_[position]->serial_number.empty()) {
+        bySerial_.emplace(resources_[position]->serial_number, position);
+      }
+    }
   }
-  return !row.name.empty() && row.name == resource.name && IsAlone(shown.rows, row.name) &&
-         IsAlone(shown.resources, row.name);
-}
+
+  /// The first resource that is the same thing as the row and that no other row has taken; null when there is none.
+  Component* Take(const Component& row) {
+    const std::size_t position = std::min(NumberedLike(row), NamedLike(row));
+    if (position == kNone) {
+      return nullptr;
+    }
+    taken_.insert(position);
+    return resources_[position];
+  }
+
+  bool AnyTaken() const { return !taken_.empty(); }
+
+ private:
+  static constexpr std::size_t kNone = ~std::size_t{0};
+
+  std::size_t NumberedLike(const Component& row) {
+    auto [first, last] = bySerial_.equal_range(row.serial_number);
+    while (first != last && taken_.count(first->second) != 0) {
+      first = bySerial_.erase(first);
+    }
+    return first == last ? kNone : first->second;
+  }
+
+  /// A name tells things apart only where it is the only one.
+  std::size_t NamedLike(const Component& row) const {
+    const auto named = positionsOf_.find(row.name);
+    if (row.name.empty() || named == positionsOf_.end() || named->second.size() != 1 || rowsOf_.at(row.name) != 1) {
+      return kNone;
+    }
+    const std::size_t position = named->second.front();
+    const bool numbered = !row.serial_number.empty() && !resources_[position]->serial_number.empty();
+    return numbered || taken_.count(position) != 0 ? kNone : position;
+  }
+
+  const std::vector<Component*>& resources_;
+  std::map<std::string, int> rowsOf_;
+  std::map<std::string, std::vector<std::size_t>> positionsOf_;  ///< by name
+  std::multimap<std::string, std::size_t> bySerial_;
+  std::set<std::size_t> taken_;
+};
 
 /// Rows are doubles of resources by serial number or name. Where not a single row fits, the two name things in
 /// different ways, and where there are as many of both, they show the same: then the resources hold alone.
 void JoinRows(const Shown& shown, Doubles& doubles) {
-  std::set<const Component*> taken;
-  for (Component* const row : shown.rows) {
-    const auto same = std::find_if(shown.resources.begin(), shown.resources.end(), [&](const Component* resource) {
-      return taken.count(resource) == 0 && IsSameRow(shown, *row, *resource);
-    });
-    if (same != shown.resources.end()) {
-      Fill(**same, *row);
-      taken.insert(*same);
-      doubles[row] = (*same)->id;
+  RowMatcher matcher(shown);
+  for (const Component* const row : shown.rows) {
+    if (Component* const same = matcher.Take(*row)) {
+      Fill(*same, *row);
+      doubles[row] = same->id;
     }
   }
-  if (taken.empty() || shown.rows.size() == shown.resources.size()) {
+  if (!matcher.AnyTaken() || shown.rows.size() == shown.resources.size()) {
     for (const Component* const row : shown.rows) {
       doubles.emplace(row, "");
     }
