@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cctype>
 #include <string>
 #include <string_view>
 
@@ -12,10 +13,11 @@ namespace Kelvar::Fuzz {
 inline constexpr std::string_view kSecret = "hunter2";
 
 /// The input as text, with a password, between the signs that make it one, for each byte of 1. Nothing for an input
-/// that holds this text elsewhere.
+/// that holds this text elsewhere, in whatever case: schemes are shown in lower case.
 inline std::string WithSecrets(const std::uint8_t* data, std::size_t size) {
   std::string text(data, data + size);
-  if (text.find(kSecret) != std::string::npos) {
+  const auto isSame = [](char left, char right) { return std::tolower(static_cast<unsigned char>(left)) == right; };
+  if (std::search(text.begin(), text.end(), kSecret.begin(), kSecret.end(), isSame) != text.end()) {
     return {};
   }
   text.clear();

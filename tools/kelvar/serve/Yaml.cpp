@@ -5,12 +5,52 @@
 #include <cstring>
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <utility>
-#include <vector>
+
+#include <yaml-cpp/anchor.h>
+#include <yaml-cpp/eventhandler.h>
 
 #include "tools/kelvar/ExitCode.h"
 
 namespace Kelvar::Tool::Serve {
+
+namespace {
+
+/// Counts documents, and takes nothing of them.
+class DocumentCounter : public YAML::EventHandler {
+ public:
+  void OnDocumentStart(const YAML::Mark& mark) override {
+    ++count;
+    line = mark.line + 1;
+  }
+  void OnDocumentEnd() override {}
+  void OnNull(const YAML::Mark& /*mark*/, YAML::anchor_t /*anchor*/) override {}
+  void OnAlias(const YAML::Mark& /*mark*/, YAML::anchor_t /*anchor*/) override {}
+  void OnScalar(const YAML::Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
+                const std::string& /*value*/) override {}
+  void OnSequenceStart(const YAML::Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
+                       YAML::EmitterStyle::value /*style*/) override {}
+  void OnSequenceEnd() override {}
+  void OnMapStart(const YAML::Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
+                  YAML::EmitterStyle::value /*style*/) override {}
+  void OnMapEnd() override {}
+
+  int count = 0;
+  int line = 0;  ///< of the last one
+};
+
+/// 0 when there is none. The parser can find documents without end in a malformed file: the second one is enough.
+int LineOfSecondDocument(const std::string& content) {
+  std::istringstream input(content);
+  YAML::Parser parser(input);
+  DocumentCounter documents;
+  while (documents.count < 2 && parser.HandleNextDocument(documents)) {
+  }
+  return documents.count > 1 ? documents.line : 0;
+}
+
+}  // namespace
 
 YamlFile::YamlFile(std::string title, std::string file) : title_(std::move(title)), file_(std::move(file)) {
   std::ifstream input(file_, std::ios::binary);
@@ -35,11 +75,10 @@ void YamlFile::Parse(const std::string& content) {
     Refuse(static_cast<int>(std::count(content.begin(), control, '\n')) + 1, "a control character");
   }
   try {
-    const std::vector<YAML::Node> documents = YAML::LoadAll(content);
-    if (documents.size() > 1) {
-      Refuse(documents[1], "a second document");
+    if (const int line = LineOfSecondDocument(content); line > 0) {
+      Refuse(line, "a second document");
     }
-    root_ = documents.empty() ? YAML::Node() : documents.front();
+    root_ = YAML::Load(content);
   } catch (const YAML::Exception& error) {
     Refuse(error.mark.line + 1, "invalid YAML");
   }
