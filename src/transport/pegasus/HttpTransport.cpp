@@ -107,6 +107,16 @@ String ReasonOf(CURLcode code, const char* text) {
   return String(std::string_view(reason));
 }
 
+/// A kept connection that ends without a reply is that of a server which closes it some time after each reply.
+bool IsLossOfConnection(CURLcode code) {
+  return code == CURLE_GOT_NOTHING || code == CURLE_SEND_ERROR || code == CURLE_RECV_ERROR;
+}
+
+bool WasKept(CURL* handle) {
+  long connects = 0;
+  return curl_easy_getinfo(handle, CURLINFO_NUM_CONNECTS, &connects) == CURLE_OK && connects == 0;
+}
+
 }  // namespace
 
 template <typename Value>
@@ -226,6 +236,7 @@ void HttpTransport::Post(const std::vector<std::string>& headers, std::string_vi
   const CURLcode code = Perform(timeoutMs);
   Set(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
   hasReplied_ = hasReplied_ || exchange.head.complete;
+  closesAfterReply_ = closesAfterReply_ || (IsLossOfConnection(code) && WasKept(handle_.get()));
   if (exchange.failure) {
     std::rethrow_exception(exchange.failure);
   }

@@ -228,6 +228,7 @@ class Reading {
   void TakeSummaries(const Node& node, JsonValue json);
   void Take(const Node& node, JsonValue json);
   void TakeChassisSide(const Node& node, JsonValue json);
+  void TakeReadings(const Node& node, JsonValue json);
   void FollowLinks(const Node& node, JsonValue json);
   void FollowRows(const Node& node, JsonValue list, Role role, FamilyMask families);
   void FollowSlots(const Node& node, JsonValue json);
@@ -468,6 +469,13 @@ void Reading::TakeChassisSide(const Node& node, JsonValue json) {
       TakeFanRows(collected_, node, json);
       TakeThermalReadings(collected_, node, json);
       return;
+    default:
+      TakeReadings(node, json);
+  }
+}
+
+void Reading::TakeReadings(const Node& node, JsonValue json) {
+  switch (node.role) {
     case Role::Sensor:
       TakeSensor(collected_, node, json);
       return;
