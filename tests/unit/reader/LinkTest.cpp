@@ -53,7 +53,7 @@ TEST(Links, StayOnTheTarget) {
 
 TEST(Links, GiveIds) {
   EXPECT_EQ(IdOf("/redfish/v1/Systems/1/"), "Systems/1");
-  EXPECT_EQ(IdOf("/other/1"), "other/1");
+  EXPECT_EQ(IdOf("/other/1"), "/other/1");
   EXPECT_EQ(IdOf("/redfish/v1//Systems//CPU%31%20a"), "Systems/CPU1%20a");
   EXPECT_EQ(Above("Chassis/1/Thermal#/Fans/0"), "Chassis/1/Thermal#/Fans");
   EXPECT_EQ(Above("Chassis/1/Thermal#/Fans"), "Chassis/1/Thermal");

@@ -121,8 +121,6 @@ std::string IdOf(std::string_view path) {
   DropSlashes(path);
   if (StartsWithIgnoringCase(path, kRoot)) {
     path.remove_prefix(kRoot.size());
-  } else if (!path.empty() && path[0] == '/') {
-    path.remove_prefix(1);
   }
   return std::string(path);
 }

@@ -23,7 +23,8 @@ std::optional<Link> ParseLink(std::string_view text, std::string_view origin);
 /// What is equal for all spellings of one link.
 std::string KeyOf(std::string_view path);
 
-/// How a record names the resource: without "/redfish/v1/" in front and a slash at the end.
+/// How a record names the resource: without "/redfish/v1/" in front and a slash at the end. Outside of the root the
+/// slash in front stays, so that no two resources have one id.
 std::string IdOf(std::string_view path);
 
 /// The id that holds this one by its path; empty at the top: "Chassis/1/Thermal#/Fans/0" -> "Chassis/1/Thermal#/Fans",
