@@ -66,9 +66,26 @@ INSTANTIATE_TEST_SUITE_P(
                     AuthenticationCase{"Busy", {.busySessions = 3, .takesBasic = false}, 1},
                     AuthenticationCase{"ForgottenOnce", {.forgetAfter = 15}, 2},
                     AuthenticationCase{"ForgottenAgainAndAgain", {.forgetAfter = 5}, 3},
+                    AuthenticationCase{"ForgottenWithoutBasic", {.forgetAfter = 10, .takesBasic = false}, 2},
                     AuthenticationCase{"RootNeedsLogin", {.rootNeedsLogin = true}, 1},
                     AuthenticationCase{"SessionsAlone", {.takesBasic = false}, 1}),
     [](const auto& test) { return std::string(test.param.name); });
+
+TEST(ReaderService, ResourcesThatTheAccountMayNotReadCostOnlyThemselves) {
+  for (const TreeManners& manners : {TreeManners{}, TreeManners{.sessions = false}, TreeManners{.takesBasic = false},
+                                     TreeManners{.rootNeedsLogin = true}}) {
+    RedfishTree tree(manners);
+    PutFirmware(tree, 40);
+    for (int i = 0; i < 40; i += 3) {
+      tree.Reply(kFirmware + '/' + std::to_string(i), {401, "{}"});
+    }
+    const Inventory inventory = ReadFirmware(tree.Target());
+    EXPECT_EQ(inventory.firmware.size(), 26U);
+    EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Partial);
+    EXPECT_EQ(tree.OpenSessions(), 0);
+    EXPECT_EQ(tree.Count("POST"), manners.sessions ? 2 : 1);
+  }
+}
 
 TEST(ReaderService, FindsSessionsByTheirService) {
   for (const char* const service : {"/redfish/v1/SessionService", "/redfish/v1/SessionService/"}) {

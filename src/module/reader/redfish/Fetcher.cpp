@@ -23,10 +23,19 @@ constexpr int kMaxRedirects = 5;
 constexpr int kMaxWaits = 10;        // pauses that one request is given by the service
 constexpr int kMaxUnaskedWaits = 2;  // the same, where the service names no time
 constexpr int kMaxSilences = 8;      // requests in a row without an answer, before the service counts as gone
+constexpr int kMaxForgottenSessions = 3;
+constexpr int kMaxRefusedAlone = 8;  // refused resources for which it is asked whether the session is still there
 constexpr std::size_t kBytesAtOnce = std::size_t{128} << 20;  // of all responses that are under way
 constexpr std::size_t kLeastBody = std::size_t{16} << 20;
 constexpr std::size_t kMostBody = std::size_t{32} << 20;
 constexpr std::size_t kMostBytes = std::size_t{128} << 20;  // of all responses of a reading
+
+/// A redirect and a service that is busy may come before the account is looked at.
+bool ShowsThatLoginHolds(int status) {
+  constexpr int kUnauthorized = 401;
+  constexpr int kTooManyRequests = 429;
+  return status < 300 || (status >= 400 && status < 500 && status != kUnauthorized && status != kTooManyRequests);
+}
 
 std::string OriginOf(const KelvarConnection::ConnectionInfo& info) {
   const bool literal = info.Host.find(':') != std::string::npos && info.Host.front() != '[';
@@ -154,7 +163,7 @@ milliseconds Fetcher::ConnectTimeout() const {
 
 std::size_t Fetcher::Limit() const noexcept {
   // A wrong password is sent once, not by all requests at once.
-  const bool untried = !accepted_ && !session_.IsAnonymous() && !session_.IsOpen();
+  const bool untried = !acceptedInSession_ && !session_.IsAnonymous() && !session_.IsOpen();
   return untried ? 1 : connections_;
 }
 
@@ -213,7 +222,7 @@ void Fetcher::Handle(Rest::TransferResult& result) {
   } else {
     answered_ = true;
     silences_ = 0;
-    const bool accepted = !job.anonymous && result.status != 401;
+    const bool accepted = !job.anonymous && ShowsThatLoginHolds(result.status);
     accepted_ = accepted_ || accepted;
     acceptedInSession_ = acceptedInSession_ || (accepted && job.sessionNumber == sessionNumber_);
   }
@@ -291,36 +300,44 @@ bool Fetcher::TryAfterRefusal(Job& job) {
   if (job.sessionNumber < sessionNumber_) {  // of the session before
     return true;
   }
+  const bool mayHold = acceptedInSession_ || (session_.IsOpen() && forgottenSessions_ > 0);
+  if (mayHold && IsRefusedAlone()) {
+    return false;
+  }
   if (!session_.IsOpen()) {
     Stop(FailureCause::LoginRefused, "the login was refused");
     return false;
   }
-  if (std::exchange(adopted_, false) && !acceptedInSession_) {
-    KELVAR_LOG(3) << "The Redfish session of the last reading is over; a new one is opened";
-    CloseSession();
+  const bool forgotten = std::exchange(adopted_, false) || acceptedInSession_;
+  CloseSession();  // it may be the resource alone that is refused
+  if (forgotten && forgottenSessions_ < kMaxForgottenSessions) {
+    ++forgottenSessions_;
+    KELVAR_LOG(3) << "The Redfish service has forgotten the session; a new one is opened";
     Login(sessionsPath_);
     return stopped_ == FailureCause::None;
   }
-  if (job.refused || (refusesResources_ && acceptedInSession_)) {
-    refusesResources_ = true;
-    return false;
-  }
-  job.refused = true;
-  if (!acceptedInSession_ || sessionNumber_ > 1) {
-    KELVAR_LOG(2) << "The Redfish service does not keep its sessions; basic authentication is used";
-    CloseSession();
-    UseBasic();
+  KELVAR_LOG(2) << "The Redfish service does not keep its sessions; basic authentication is used";
+  UseBasic();
+  return true;
+}
+
+/// Whether the login holds, and the service refuses one resource.
+bool Fetcher::IsRefusedAlone() {
+  if (!session_.IsOpen() || refusedAlone_ >= kMaxRefusedAlone) {
     return true;
   }
-  KELVAR_LOG(2) << "The Redfish service has forgotten the session; a new one is opened";
-  CloseSession();  // it may be the resource alone that is refused
-  Login(sessionsPath_);
-  return stopped_ == FailureCause::None;
+  if (forgottenSessions_ == 0) {
+    return false;  // a new session shows it, also where the service shows its sessions to everybody
+  }
+  const bool alone = !HasForgottenSession();
+  refusedAlone_ += alone ? 1 : 0;
+  return alone;
 }
 
 void Fetcher::UseBasic() {
   session_.UseBasic();
   ++sessionNumber_;
+  acceptedInSession_ = false;
 }
 
 bool Fetcher::TryAfterPause(Job& job, const Rest::TransferResult& result) {

@@ -75,8 +75,7 @@ class Fetcher {
     int redirects = 0;
     u32 transmissions = 0;
     bool anonymous = false;
-    bool refused = false;  ///< once already, with another session
-    bool fresh = false;    ///< a kept connection was silent
+    bool fresh = false;  ///< a kept connection was silent
   };
 
   void StartJobs();
@@ -88,6 +87,8 @@ class Fetcher {
   bool TryElsewhere(Job& job, const Rest::TransferResult& result) const;
   bool TryAgain(Job& job, const Rest::TransferResult& result);
   bool TryAfterRefusal(Job& job);
+  bool IsRefusedAlone();
+  bool HasForgottenSession();
   bool AdoptKept();
   bool HasTimeForSession() const;
   bool TryAfterPause(Job& job, const Rest::TransferResult& result);
@@ -99,6 +100,7 @@ class Fetcher {
   bool Pause(const Rest::TransferResult& result, Clock::time_point limit);
   Rest::TransferResult PostSession();
   Rest::TransferResult OpenSession();
+  Rest::TransferResult AskAboutSession(const std::string& path);
   void FindSession();
   void Record(const std::string& method, const std::string& path, const Rest::TransferResult& result,
               u32 transmissions);
@@ -117,7 +119,8 @@ class Fetcher {
   bool adopted_ = false;   ///< the session is an earlier reading's
   bool accepted_ = false;  ///< a request with an account has had its answer
   bool acceptedInSession_ = false;
-  bool refusesResources_ = false;  ///< some resources are refused although the session holds
+  int forgottenSessions_ = 0;
+  int refusedAlone_ = 0;  ///< resources that were refused although the session holds
   std::deque<Job> queue_;
   std::unordered_map<u64, Job> active_;
   std::vector<Rest::TransferResult> early_;  ///< ended while something else was waited for

@@ -19,6 +19,7 @@ constexpr milliseconds kSessionGrace{5000};  // beyond the deadline, so that no 
 constexpr u64 kPerformed = 0;                // id of the request that Perform() waits for
 constexpr int kMaxOpenWaits = 3;
 constexpr int kMaxCloses = 4;
+constexpr int kUnauthorized = 401;
 
 bool IsRedirect(int status) {
   return status == 301 || status == 302 || status == 307 || status == 308;
@@ -87,14 +88,23 @@ Rest::TransferResult Fetcher::OpenSession() {
   return result;
 }
 
-/// A session that the service has not named: the one that it lists, where that is the only one.
-void Fetcher::FindSession() {
+Rest::TransferResult Fetcher::AskAboutSession(const std::string& path) {
   Rest::TransferRequest request;
-  request.url = origin_ + sessionsPath_;
+  request.url = origin_ + path;
   request.headers = {"Accept: application/json", "OData-Version: 4.0"};
   session_.Authorize(request);
   Rest::TransferResult result = Perform(std::move(request), kSessionGrace);
-  Record("GET", sessionsPath_, result, 1);
+  Record("GET", path, result, 1);
+  return result;
+}
+
+bool Fetcher::HasForgottenSession() {
+  return AskAboutSession(session_.HasPath() ? session_.Path() : sessionsPath_).status == kUnauthorized;
+}
+
+/// A session that the service has not named: the one that it lists, where that is the only one.
+void Fetcher::FindSession() {
+  Rest::TransferResult result = AskAboutSession(sessionsPath_);
   const auto document = result.status == 200 ? JsonDocument::Read(std::move(result.body)) : std::nullopt;
   const auto members = document ? document->Root()["Members"].Elements() : std::vector<JsonValue>();
   const auto link =

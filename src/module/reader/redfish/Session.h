@@ -39,6 +39,7 @@ class Session {
 
   /// Whether it is known where the session is.
   bool HasPath() const noexcept { return !path_.empty(); }
+  const std::string& Path() const noexcept { return path_; }
   void SetPath(std::string path) { path_ = std::move(path); }
 
   /// The request that closes the session; nothing when none is open, or the service has not said where it is.
