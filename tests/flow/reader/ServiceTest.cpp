@@ -87,6 +87,34 @@ TEST(ReaderService, ResourcesThatTheAccountMayNotReadCostOnlyThemselves) {
   }
 }
 
+std::string RefusalText(const std::string& message) {
+  return R"({"error":{"code":"Base.1.0.GeneralError","message":"See ExtendedInfo","@Message.ExtendedInfo":)" + message +
+         "}}";
+}
+
+TEST(ReaderService, SaysWhyTheServiceRefuses) {
+  const struct {
+    std::string body;
+    std::string shown;
+  } cases[] = {
+      {"{}", ""},
+      {"<html>denied</html>", ""},
+      {R"({"error":{"message":"Locked\u001b[2J"}})", R"(: Locked\x1b[2J)"},
+      {RefusalText(R"([{"MessageId":"Base.1.0.X"},{"Message":"The account is locked."}])"), ": Base.1.0.X"},
+      {RefusalText(R"({"Message":"The password has to be changed."})"), ": The password has to be changed."},
+      {RefusalText(R"([{"Message":"Wrong: kelvar-dem\u006f"}])"), ""},
+      {RefusalText("[{\"Message\":\"" + std::string(1000, 'x') + "\"}]"), ": " + std::string(300, 'x')},
+  };
+  for (const auto& one : cases) {
+    RedfishTree tree;
+    PutFirmware(tree, 2);
+    tree.Reply(kFirmware + "/0", {403, one.body});
+    EXPECT_EQ(ReadFirmware(tree.Target()).ResultOf(Family::Firmware).reason, kFirmware + "/0: HTTP 403" + one.shown);
+    tree.Server().On("/redfish/v1/SessionService/Sessions", {HttpReply(401, one.body)});
+    EXPECT_EQ(ReadFirmware(tree.Target()).ResultOf(Family::Firmware).reason, "the login was refused" + one.shown);
+  }
+}
+
 TEST(ReaderService, FindsSessionsByTheirService) {
   for (const char* const service : {"/redfish/v1/SessionService", "/redfish/v1/SessionService/"}) {
     RedfishTree tree({.takesBasic = false});

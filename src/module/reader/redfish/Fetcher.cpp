@@ -10,6 +10,7 @@
 #include "common/http/FailureOf.h"
 #include "common/log/LogMacros.h"
 #include "common/text/Escape.h"
+#include "module/reader/redfish/ErrorMessage.h"
 #include "module/reader/redfish/Link.h"
 
 namespace Kelvar::Reader {
@@ -275,7 +276,7 @@ bool Fetcher::TryElsewhere(Job& job, const Rest::TransferResult& result) const {
 bool Fetcher::TryAgain(Job& job, const Rest::TransferResult& result) {
   switch (result.status) {
     case 401:
-      return TryAfterRefusal(job);
+      return TryAfterRefusal(job, result);
     case 429:
     case 503:
       return TryAfterPause(job, result);
@@ -290,7 +291,7 @@ bool Fetcher::TryAgain(Job& job, const Rest::TransferResult& result) {
   }
 }
 
-bool Fetcher::TryAfterRefusal(Job& job) {
+bool Fetcher::TryAfterRefusal(Job& job, const Rest::TransferResult& result) {
   if (job.anonymous) {  // the service wants an account even for its root
     if (session_.IsAnonymous()) {
       UseBasic();
@@ -305,7 +306,7 @@ bool Fetcher::TryAfterRefusal(Job& job) {
     return false;
   }
   if (!session_.IsOpen()) {
-    Stop(FailureCause::LoginRefused, "the login was refused");
+    Stop(FailureCause::LoginRefused, "the login was refused" + Quoted(result.body));
     return false;
   }
   const bool forgotten = std::exchange(adopted_, false) || acceptedInSession_;
@@ -385,9 +386,17 @@ void Fetcher::Deliver(Job& job, Rest::TransferResult& result) {
   if (reply.cause == FailureCause::None && (reply.status < 200 || reply.status > 299)) {
     reply.cause = Http::CauseOfStatus(reply.status);
     reply.cause = reply.cause == FailureCause::None ? FailureCause::BadData : reply.cause;
-    reply.error = "HTTP " + std::to_string(reply.status);
+    reply.error = "HTTP " + std::to_string(reply.status) + Quoted(reply.body);
   }
   job.handler(reply);
+}
+
+/// What the service says about a refusal, to follow a text; nothing where it repeats what is secret.
+std::string Fetcher::Quoted(const std::string& body) const {
+  constexpr std::size_t kMostShown = 300;
+  const std::string message = ErrorMessage(body);
+  const bool shown = !message.empty() && !session_.IsSecretIn(message);
+  return shown ? ": " + Text::EscapeControl(message.substr(0, kMostShown)) : "";
 }
 
 void Fetcher::Record(const std::string& method, const std::string& path, const Rest::TransferResult& result,

@@ -86,7 +86,8 @@ class Fetcher {
   bool IsLost(const Job& job, const Rest::TransferResult& result) const noexcept;
   bool TryElsewhere(Job& job, const Rest::TransferResult& result) const;
   bool TryAgain(Job& job, const Rest::TransferResult& result);
-  bool TryAfterRefusal(Job& job);
+  bool TryAfterRefusal(Job& job, const Rest::TransferResult& result);
+  std::string Quoted(const std::string& body) const;
   bool IsRefusedAlone();
   bool HasForgottenSession();
   bool AdoptKept();

@@ -143,12 +143,12 @@ void Fetcher::Login(const std::string& sessionsPath) {
       }
       return;
     case Session::Opened::LoginRefused:
-      Stop(FailureCause::LoginRefused, "the login was refused");
+      Stop(FailureCause::LoginRefused, "the login was refused" + Quoted(result.body));
       return;
     case Session::Opened::NoSession:
       CloseSession();
       if (request_.options.authentication == Authentication::Session) {
-        Stop(FailureCause::Refused, "the service gives no session");
+        Stop(FailureCause::Refused, "the service gives no session" + Quoted(result.body));
       }
       UseBasic();
   }

@@ -76,6 +76,13 @@ void Session::Authorize(Rest::TransferRequest& request) const {
   }
 }
 
+bool Session::IsSecretIn(std::string_view text) const noexcept {
+  const auto holds = [text](const std::string& secret) {
+    return !secret.empty() && text.find(secret) != std::string_view::npos;
+  };
+  return holds(info_.Password) || holds(token_) || text.find("Basic ") != std::string_view::npos;
+}
+
 Rest::TransferRequest Session::OpenRequest(const std::string& sessionsPath) const {
   Rest::TransferRequest request;
   request.method = "POST";

@@ -26,6 +26,8 @@ class Session {
   void Authorize(Rest::TransferRequest& request) const;
   void UseBasic() noexcept { basic_ = true; }
   bool IsOpen() const noexcept { return !token_.empty(); }
+  /// Whether a text holds what shows the account or the session.
+  bool IsSecretIn(std::string_view text) const noexcept;
   bool IsAnonymous() const noexcept { return !basic_ && token_.empty(); }
 
   Rest::TransferRequest OpenRequest(const std::string& sessionsPath) const;
