@@ -262,13 +262,14 @@ bool Fetcher::LacksConnection(const Rest::TransferResult& result) const noexcept
 /// Whether it was the connection that failed, which is worth another one.
 bool Fetcher::IsLost(const Job& job, const Rest::TransferResult& result) const noexcept {
   const bool cutShort = result.cause == FailureCause::Unreachable || result.cause == FailureCause::BadData;
-  const bool broken = cutShort && !result.timedOut && answered_;
+  const bool broken = cutShort && !result.timedOut && (answered_ || result.connected);
   const bool lacks = LacksConnection(result);
-  return result.silent || (lacks && connections_ > 1) || ((broken || lacks) && job.transmissions < 2);
+  return result.silent || (lacks && connections_ > 1) || ((broken || lacks) && !job.wasLost);
 }
 
 bool Fetcher::TryElsewhere(Job& job, const Rest::TransferResult& result) const {
   job.fresh = result.connected;  // else one of those that are open
+  job.wasLost = true;
   KELVAR_LOG(3) << "GET " << job.path << " is sent again: " << result.error;
   return true;
 }

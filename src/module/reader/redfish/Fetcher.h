@@ -75,7 +75,8 @@ class Fetcher {
     int redirects = 0;
     u32 transmissions = 0;
     bool anonymous = false;
-    bool fresh = false;  ///< a kept connection was silent
+    bool fresh = false;    ///< a kept connection was silent
+    bool wasLost = false;  ///< with its connection; it is sent once more
   };
 
   void StartJobs();
