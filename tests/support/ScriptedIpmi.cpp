@@ -48,7 +48,10 @@ int ScriptedTransport::SendTo(const Ipmi::ControllerAddress& to, const IPMICOMMA
     return Ipmi::kSendNotHandedOn;
   }
   target->commands.push_back(command);
-  const IpmiAnswer answer = target->Execute(command);
+  IpmiAnswer answer = target->Execute(command);
+  if (target_.spoil) {
+    target_.spoil(command, answer);
+  }
   if (answer.exception) {
     throw IpmiException(*answer.exception);
   }

@@ -64,6 +64,9 @@ class ScriptedIpmi {
 
   /// So many of the commands that are sent ahead are answered each time; 0: the target bears one at a time.
   std::size_t answersAhead = 0;
+  /// Changes what goes out over a transport to this one, also of controllers elsewhere.
+  std::function<void(const IPMICOMMAND& command, IpmiAnswer& answer)> spoil;
+  bool loggedOut = false;  ///< sessions are lost, and logins refused
   CONNECTIONSTATE connectState = IPMICONNECTED;
   std::optional<std::string> connectException;
   bool disconnectThrows = false;
@@ -114,6 +117,7 @@ class ScriptedTransport final : public IpmiClientInterface, public Ipmi::Address
   int SendTo(const Ipmi::ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
              u8& completionCode) override;
   void SendAhead(std::span<Ipmi::QueuedCommand> commands) override;
+  bool IsLoggedOut() const noexcept override { return target_.loggedOut; }
   void setBlockLength(const u16& /*length*/) override {}
 
  private:

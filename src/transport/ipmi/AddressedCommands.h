@@ -50,6 +50,13 @@ class AddressedCommands {
   /// Sends commands that do not depend on each other, several under way at a time where the target bears it. Each is
   /// sent once; those that stay without an answer are to be sent again by SendTo, which waits for them.
   virtual void SendAhead(std::span<QueuedCommand> /*commands*/) {}
+
+  /// After a command without an answer that says nothing about the session: asks the service processor for its device
+  /// ID. True when it has answered in another session, where the command may be sent again.
+  virtual bool RenewIfLost() { return false; }
+
+  /// The session was lost, and the target refused the login to another one: nothing is sent any more.
+  virtual bool IsLoggedOut() const noexcept { return false; }
 };
 
 /// Results of `send` other than 0.

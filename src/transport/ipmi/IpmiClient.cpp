@@ -53,6 +53,14 @@ void IpmiClient::SendAhead(std::span<Ipmi::QueuedCommand> commands) {
   }
 }
 
+bool IpmiClient::RenewIfLost() {
+  return transport_->RenewIfLost();
+}
+
+bool IpmiClient::IsLoggedOut() const noexcept {
+  return transport_->IsLoggedOut();
+}
+
 void IpmiClient::setBlockLength(const u16& /*length*/) {}
 
 }  // namespace Kelvar

@@ -55,6 +55,8 @@ class IpmiClient : public IpmiClientInterface, public Ipmi::AddressedCommands {
   int SendTo(const Ipmi::ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
              u8& completionCode) override;
   void SendAhead(std::span<Ipmi::QueuedCommand> commands) override;
+  bool RenewIfLost() override;
+  bool IsLoggedOut() const noexcept override;
   /// Has no effect: replies are taken at any length.
   void setBlockLength(const u16& length) override;
 

@@ -48,6 +48,10 @@ inline constexpr u8 kNetFnTransport = 0x0C;
 inline constexpr u8 kGetLanParameters = 0x02;
 
 inline constexpr u8 kNetFnGroupExtension = 0x2C;
+inline constexpr u8 kGetDcmiCapabilities = 0x01;
+inline constexpr u8 kGetDcmiPowerReading = 0x02;
+inline constexpr u8 kGetDcmiAssetTag = 0x06;
+inline constexpr u8 kGetDcmiControllerId = 0x09;
 
 inline constexpr u8 kCodeFruBusy = 0x81;       ///< of Read FRU Data
 inline constexpr u8 kCodeNoSuchDevice = 0x83;  ///< of Send Message and Master Write-Read

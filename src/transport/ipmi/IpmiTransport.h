@@ -16,6 +16,10 @@ class IpmiTransport {
                    u8& completionCode) = 0;
   /// As AddressedCommands::SendAhead.
   virtual void SendAhead(std::span<QueuedCommand> /*commands*/) {}
+  /// As AddressedCommands::RenewIfLost.
+  virtual bool RenewIfLost() { return false; }
+  /// As AddressedCommands::IsLoggedOut.
+  virtual bool IsLoggedOut() const noexcept { return false; }
   /// How often the command of the last Send was sent.
   virtual u32 Transmissions() const = 0;
 };

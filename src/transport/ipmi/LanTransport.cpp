@@ -1,6 +1,7 @@
 #include "transport/ipmi/LanTransport.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "common/deadline/OperationDeadline.h"
 #include "common/diagnostics/LoginGuard.h"
@@ -134,7 +135,9 @@ SessionResult LanTransport::OpenSession(const ExchangeOptions& options) {
   exchange_.BeginSession();
   const SessionResult result =
       SessionNegotiator(channel_, exchange_, credentials_, kind_, suiteNumber_, options).Run(session_);
-  if (result != SessionResult::Opened) {
+  if (result == SessionResult::Opened) {
+    ++sessions_;
+  } else {
     session_.reset();
   }
   loginRefused_ = IsLoginRefused(result);
@@ -188,6 +191,7 @@ const char* LanTransport::TextOf(SessionResult result) const {
 int LanTransport::Send(const ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
                        u8& completionCode) {
   transmissions_ = 0;
+  inDoubt_ = false;
   if (!opened_) {
     return kSendNotConnected;
   }
@@ -220,6 +224,15 @@ int LanTransport::Send(const ControllerAddress& to, const IPMICOMMAND& command, 
   return 0;
 }
 
+bool LanTransport::RenewIfLost() {
+  const u32 before = sessions_;
+  Reply reply;
+  return std::exchange(inDoubt_, false) && session_ &&
+         Ask({kGetDeviceId, {}, kNetFnApplication}, reply, OperationDeadline::End(channel_.Now())) ==
+             ExchangeResult::Reply &&
+         sessions_ != before;
+}
+
 void LanTransport::SendAhead(std::span<QueuedCommand> commands) {
   const std::string target = host_ + ":" + port_;
   CommandWindow window = CommandWindow::Of(target);
@@ -249,6 +262,7 @@ ExchangeResult LanTransport::AskElsewhere(const ControllerAddress& to, const IPM
   channel_.RestartSilence();
   const u64 before = channel_.TotalTransmissions();
   const ExchangeResult result = exchange_.Ask(*session_, options, to, command, reply, handedOn);
+  inDoubt_ = result != ExchangeResult::Reply;
   transmissions_ += static_cast<u32>(channel_.TotalTransmissions() - before);
   return result;
 }
@@ -278,6 +292,7 @@ ExchangeResult LanTransport::Ask(const IPMICOMMAND& command, Reply& reply, Clock
     shortly.tries = idle ? std::min(timings_.tries, 2U) : timings_.tries;
     const ExchangeResult result = AskInSession(command, reply, {shortly, end});
     if (result == ExchangeResult::Reply || neverAnswered) {
+      inDoubt_ = result != ExchangeResult::Reply;
       return result;
     }
     exchange_.Post(*session_, {kCloseSession, CloseData(*session_), kNetFnApplication});

@@ -31,6 +31,8 @@ class LanTransport : public IpmiTransport {
   int Send(const ControllerAddress& to, const IPMICOMMAND& command, std::vector<u8>& response,
            u8& completionCode) override;
   void SendAhead(std::span<QueuedCommand> commands) override;
+  bool RenewIfLost() override;
+  bool IsLoggedOut() const noexcept override { return opened_ && loginRefused_; }
   u32 Transmissions() const override { return transmissions_; }
 
  private:
@@ -63,6 +65,8 @@ class LanTransport : public IpmiTransport {
   bool opened_ = false;        ///< `Open` worked and `Close` was not called, whatever became of the session
   bool loginRefused_ = false;  ///< and nobody has called `Open` since
   u32 transmissions_ = 0;
+  u32 sessions_ = 0;      ///< opened so far
+  bool inDoubt_ = false;  ///< the last command got no answer, and none tells whether the session is lost
   std::optional<RequestKey> neverAnswered_;  ///< a command that the target answers in no session
   Clock::time_point lastHeard_{};
 };

@@ -201,6 +201,27 @@ TEST(IpmiLanSession, CommandThatIsNeverAnsweredCostsOneSession) {
   EXPECT_EQ(meeting.met.Cause(), FailureCause::Unreachable);
 }
 
+TEST(IpmiLanSession, SilenceThatOpensNoSessionIsLookedInto) {
+  Meeting meeting({}, {.roundTrip = 20ms});
+  meeting.machine.Elsewhere(0x2C).On(0x06, 0x01, {Reply({0x2C})});
+  meeting.machine.On(0x3A, 0x50, {NoExchange()});
+  ASSERT_EQ(meeting.client->connect(), IPMICONNECTED);
+  EXPECT_EQ(meeting.Ask({0x50, {}, 0x3A}), -1);
+  for (const bool lost : {false, true}) {
+    for (const bool satellite : {false, true}) {
+      meeting.machine.Elsewhere(0x2C).On(0x06, 0x01, {lost ? Reply({0x2C}) : NoExchange()});
+      if (lost) {
+        meeting.bmc.ForgetSessions();
+      }
+      EXPECT_NE(satellite ? meeting.AskAt({0x2C, 0, 0}) : meeting.Ask({0x50, {}, 0x3A}), 0);
+      EXPECT_EQ(meeting.client->RenewIfLost(), lost) << satellite;
+      EXPECT_FALSE(meeting.client->RenewIfLost()) << "there is no silence to look into";
+      EXPECT_EQ(satellite && lost ? meeting.AskAt({0x2C, 0, 0}) : meeting.Ask(), 0);
+    }
+  }
+  EXPECT_EQ(meeting.bmc.Sessions(), 1U);
+}
+
 TEST(IpmiLanSession, RefusedLoginIsNotTriedAgain) {
   Meeting meeting;
   ASSERT_EQ(meeting.client->connect(), IPMICONNECTED);
@@ -208,6 +229,7 @@ TEST(IpmiLanSession, RefusedLoginIsNotTriedAgain) {
   meeting.bmc.SetPassword("another");
   meeting.bmc.ForgetSessions();
   for (int round = 0; round < 3; ++round) {
+    EXPECT_EQ(meeting.client->IsLoggedOut(), round > 0);
     EXPECT_EQ(meeting.Ask(), -1);
   }
   meeting.lan.Drain();
