@@ -15,12 +15,14 @@ TEST(ChainGuess, IsMadeWhereStepsAreEqual) {
   guess.Note(60, 80);
   EXPECT_THAT(guess.From(80, 3), ElementsAre(80, 100, 120));
   EXPECT_TRUE(guess.From(80, 3).empty()) << "these are not read yet";
+  EXPECT_EQ(guess.After(80), 100);
   guess.Note(80, 100);
   guess.Note(100, 120);
   guess.Note(120, 140);
   EXPECT_EQ(guess.From(140, 64).size(), 24U) << "more with each that was right";
   guess.Note(140, 161);
   EXPECT_TRUE(guess.From(161, 64).empty());
+  EXPECT_EQ(guess.After(161), 162);
   guess.Note(161, 162);
   guess.Note(162, 163);
   guess.Note(163, 164);

@@ -197,7 +197,8 @@ TEST_F(ReadingTest, PiecesShrinkUntilTheTargetGivesThem) {
 
 TEST_F(ReadingTest, ARecordThatCannotBeReadCostsItselfAlone) {
   for (const unsigned bad : {0U, 1U, 2U, 3U}) {  // numbers of records
-    for (const auto& answer : {Refuse(0xFF), Refuse(0xC0), Refuse(0xC9), NoExchange(), Reply({2, 0})}) {
+    for (const auto& answer : {Refuse(0xFF), Refuse(0xC0), Refuse(0xC9), Refuse(0xC5), Refuse(0xCA), Refuse(0xD4),
+                               Refuse(0xD5), NoExchange(), Reply({2, 0})}) {
       ScriptedIpmi plain;
       for (u8 number = 0; number < 4; ++number) {
         plain.AddSDR(SensorBytes(number, "Temp"));
@@ -207,10 +208,16 @@ TEST_F(ReadingTest, ARecordThatCannotBeReadCostsItselfAlone) {
         return id == bad ? answer : plain.Execute({0x23, request, 0x0A});
       });
       bmc_.On(0x0A, 0x22, [&](const Bytes& request) { return plain.Execute({0x22, request, 0x0A}); });
-      const auto inventory = Read({Family::Sensors});
-      const bool none = bad == 0 && answer.completionCode == 0xC9;  // as an empty repository answers
-      EXPECT_EQ(inventory.sensors.size(), none ? 0U : 3U) << bad << ' ' << int{answer.completionCode};
-      EXPECT_EQ(inventory.ResultOf(Family::Sensors).status, none ? FamilyStatus::Absent : FamilyStatus::Partial);
+      for (const bool counted : {true, false}) {
+        bmc_.On(0x0A, 0x20, {counted ? Reply({0x51, 4, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 0}) : Refuse(0xC1)});
+        const auto inventory = Read({Family::Sensors});
+        const bool empty = answer.completionCode == 0xC9 || answer.completionCode == 0xD5;  // as without records
+        const bool none = !counted && bad == 0 && empty;
+        EXPECT_EQ(inventory.sensors.size(), none ? 0U : 3U) << bad << ' ' << int{answer.completionCode};
+        EXPECT_EQ(inventory.ResultOf(Family::Sensors).status, none ? FamilyStatus::Absent : FamilyStatus::Partial);
+        const bool whole = none || answer.sent != 0 || bmc_.Sent(0x0A, 0x23).back().at(5) == 0xFF;
+        EXPECT_TRUE(whole || bad == 3) << "records after it are read in one piece";
+      }
     }
   }
 }
@@ -377,6 +384,37 @@ TEST_F(ReadingTest, ATargetThatIsBusyForLongIsAskedLess) {
   EXPECT_EQ(bmc_.Sent(0x04, 0x2D).size(), 3 * 5 + 7 * 2U);
 }
 
+TEST_F(ReadingTest, ChannelsAreNotAbsentForTheirMediaOrForOneParameter) {
+  bmc_.On(0x0C, 0x02, [](const Bytes& request) {
+    return request.at(1) == 51  ? Refuse(0xC1)
+           : request.at(1) == 5 ? Reply({0x11, 2, 0, 0, 0, 0, request[0]})
+                                : Refuse(0x80);
+  });
+  const auto channels = [this](const ScriptedIpmi::Handler& info) {
+    bmc_.On(0x06, 0x42, info);
+    std::string ids;
+    for (const auto& interface : Read({Family::Network}).network_interfaces) {
+      ids += interface.id + " ";
+    }
+    return ids;
+  };
+  EXPECT_EQ(channels([](const Bytes& request) {
+              return request.at(0) == 2 ? Refuse(0xD5) : Reply({request[0], 4});
+            }),
+            "channel-1 channel-3 channel-4 channel-5 channel-6 channel-7 channel-8 channel-9 channel-10 channel-11 ");
+  for (const u8 code : std::initializer_list<u8>{0xC1, 0xCC, 0xC9, 0xD4, 0xFF}) {
+    EXPECT_EQ(channels([code](const Bytes&) { return Refuse(code); }), "channel-1 ") << int{code};
+  }
+  EXPECT_EQ(channels([](const Bytes& request) { return Reply({request.at(0), 5}); }), "");
+  std::atomic<bool> cancelled{false};
+  options_.cancelled = &cancelled;
+  bmc_.On(0x06, 0x01, [&cancelled](const Bytes&) {
+    cancelled = true;
+    return Reply({0x20, 1, 2, 0x45, 2, 0xBF, 0x4C, 0xFE, 0, 1, 0});
+  });
+  EXPECT_EQ(Read({Family::Network}).ResultOf(Family::Network).cause, FailureCause::Deadline);
+}
+
 TEST_F(ReadingTest, ARefusedDeviceIdCostsItselfAlone) {
   for (const auto& answer : {Refuse(0xC0), Refuse(0xD4), Reply({0x20, 1})}) {
     bmc_.On(0x06, 0x01, {answer});
@@ -385,6 +423,12 @@ TEST_F(ReadingTest, ARefusedDeviceIdCostsItselfAlone) {
     EXPECT_THAT(inventory.ResultOf(Family::Firmware).reason, testing::StartsWith("device ID: "));
     EXPECT_EQ(Readings(inventory), "40 41 42 43 ");
   }
+  bmc_.On(0x0A, 0x20, {Refuse(0xC1)});
+  bmc_.On(0x0A, 0x23, {Refuse(0xC1)});
+  bmc_.On(0x04, 0x20, {Reply({1, 1})});
+  bmc_.On(0x04, 0x22, {Reply({1, 0})});
+  bmc_.On(0x04, 0x21, {Reply(Bytes{0xFF, 0xFF} + SensorBytes(2, "Of the device"))});
+  EXPECT_EQ(Readings(Read({Family::Sensors})), "42 ") << "the records of the device are the only ones";
 }
 
 TEST_F(ReadingTest, SystemInfoIsToldAsFarAsItGoes) {
@@ -511,6 +555,19 @@ TEST_F(ReadingTest, ACancelledOneEndsAsAtItsDeadline) {
   EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Complete);
   EXPECT_EQ(inventory.ResultOf(Family::Sensors).status, FamilyStatus::Partial);
   EXPECT_EQ(inventory.ResultOf(Family::Logs).cause, FailureCause::Deadline);
+}
+
+TEST_F(ReadingTest, ARefusedLoginIsTheCauseOfWhatIsMissingAfterIt) {
+  bmc_.On(0x04, 0x2D, [this](const Bytes&) {
+    bmc_.loggedOut = true;
+    return NoExchange();
+  });
+  const auto inventory = Read({Family::Firmware, Family::Sensors, Family::Logs});
+  EXPECT_EQ(inventory.ResultOf(Family::Firmware).status, FamilyStatus::Complete);
+  EXPECT_EQ(inventory.ResultOf(Family::Sensors).cause, FailureCause::LoginRefused);
+  EXPECT_EQ(inventory.ResultOf(Family::Logs).reason,
+            "event log: the session was lost, and the login to another one refused");
+  EXPECT_EQ(bmc_.Sent(0x04, 0x2D).size(), 1U);
 }
 
 TEST_F(ReadingTest, FruDevicesAreReadInWordsAndShortPieces) {
@@ -644,7 +701,8 @@ TEST_F(LogTest, ThatALogDroppedEntriesIsToldAndNothingElse) {
 }
 
 TEST_F(LogTest, AnEntryThatCannotBeReadCostsItselfAlone) {
-  for (const auto& answer : {Refuse(0xC0), Refuse(0xFF), Refuse(0xCB), NoExchange(), Reply({13, 0, 12})}) {
+  for (const auto& answer : {Refuse(0xC0), Refuse(0xFF), Refuse(0xCB), Refuse(0xC1), Refuse(0xC5), Refuse(0xD5),
+                             NoExchange(), Reply({13, 0, 12})}) {
     AddLog(5);
     bmc_.On(0x0A, 0x43, {0, 0, 12, 0, 0, 0xFF}, {answer});
     const auto inventory = Read({Family::Logs});

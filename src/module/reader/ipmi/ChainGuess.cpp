@@ -12,10 +12,9 @@ void ChainGuess::Note(u16 id, u16 next) {
 }
 
 std::vector<u16> ChainGuess::From(u16 id, std::size_t most) {
-  constexpr std::size_t kLeastSteady = 2;
   constexpr u32 kLast = 0xFFFF;
   std::vector<u16> ids;
-  if (asked_ > 0 || steady_ < kLeastSteady || step_ == 0 || step_ > 0xFF) {
+  if (asked_ > 0 || !IsSteady()) {
     return ids;
   }
   const std::size_t count = std::min(most, 4 * steady_);

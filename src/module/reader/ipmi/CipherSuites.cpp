@@ -23,7 +23,7 @@ std::vector<u8> ReadRecords(ReadingContext& context, u8 channel, FamilyProgress&
     const CommandReply reply =
         context.commands.Run(kNetFnApplication, kGetCipherSuites, {channel, 0, static_cast<u8>(kBySuite | index)});
     if (!reply.Ok()) {
-      if (index == 0 && !reply.IsAbsent()) {
+      if (!reply.IsAbsent()) {
         progress.Miss(reply, "cipher suites of channel " + std::to_string(channel));
       }
       break;

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "common/log/LogMacros.h"
+#include "module/reader/ipmi/ReplySizes.h"
 #include "transport/ipmi/IpmiCommands.h"
 
 namespace Kelvar::Reader::Ipmi {
@@ -45,6 +46,11 @@ Outcome OutcomeOf(u8 code) noexcept {
     default:
       return Outcome::Failed;
   }
+}
+
+/// A reply that is too short for what it says it is counts as a failure.
+Outcome OutcomeOf(const IPMICOMMAND& command, u8 code, std::size_t size) noexcept {
+  return code == 0 && size < LeastReplySize(command) ? Outcome::Failed : OutcomeOf(code);
 }
 
 std::string CodeText(u8 code) {
@@ -103,6 +109,9 @@ std::string CommandReply::Text() const {
   if (outcome == Outcome::Stopped) {
     return "the target has stopped responding";
   }
+  if (outcome == Outcome::LoggedOut) {
+    return "the session was lost, and the login to another one refused";
+  }
   if (outcome == Outcome::Denied) {
     return "the privilege does not suffice";
   }
@@ -118,6 +127,8 @@ FailureCause CommandReply::Cause() const noexcept {
     case Outcome::Silent:
     case Outcome::Stopped:
       return FailureCause::Unreachable;
+    case Outcome::LoggedOut:
+      return FailureCause::LoginRefused;
     case Outcome::NotOffered:
     case Outcome::NotPresent:
     case Outcome::Denied:
@@ -179,7 +190,7 @@ std::vector<const CommandReply*> CommandRunner::PrefetchMore(u8 netFn, u8 comman
   client_.SendAhead(queue);
   for (std::size_t at = 0; at < queue.size(); ++at) {
     Kelvar::Ipmi::QueuedCommand& queued = queue[at];
-    const Outcome outcome = OutcomeOf(queued.completionCode);
+    const Outcome outcome = OutcomeOf(queued.command, queued.completionCode, queued.response.size());
     // What may be answered otherwise when it is asked again, is asked again.
     if (queued.answered && (outcome == Outcome::Done || outcome == Outcome::NotPresent)) {
       silences_ = 0;
@@ -200,7 +211,7 @@ void CommandRunner::Remember(const ControllerAddress& to, const IPMICOMMAND& com
   if (reply.Ok()) {
     performed_.insert(kind);
   }
-  const bool missing = !NamesItem(command) || (refusals >= kMostRefusals && performed_.count(kind) == 0);
+  const bool missing = performed_.count(kind) == 0 && (!NamesItem(command) || refusals >= kMostRefusals);
   if (refused && missing) {
     refused_[kind] = code;
   }
@@ -225,7 +236,7 @@ void CommandRunner::TellSilence(const IPMICOMMAND& command) {
 CommandReply CommandRunner::Once(const ControllerAddress& to, const IPMICOMMAND& command) {
   CommandReply reply;
   if (IsOver()) {
-    reply.outcome = IsLate() ? Outcome::Late : Outcome::Stopped;
+    reply.outcome = WhyOver();
     return reply;
   }
   if (const auto place = unreached_.find(PlaceOf(to)); place != unreached_.end() && place->second >= kMostUnreached) {
@@ -235,6 +246,9 @@ CommandReply CommandRunner::Once(const ControllerAddress& to, const IPMICOMMAND&
   int failure = Kelvar::Ipmi::kSendNoAnswer;
   try {
     failure = client_.SendTo(to, command, reply.data, reply.completionCode);
+    if (failure == Kelvar::Ipmi::kSendNoAnswer && client_.RenewIfLost()) {
+      failure = client_.SendTo(to, command, reply.data, reply.completionCode);
+    }
   } catch (const IpmiException& exception) {
     KELVAR_LOG(1) << "IPMI reading: the transport failed: " << exception.getErrorMsg();
   }
@@ -242,11 +256,14 @@ CommandReply CommandRunner::Once(const ControllerAddress& to, const IPMICOMMAND&
     return Unanswered(to, failure, reply.completionCode);
   }
   silences_ = to.IsPlain() ? 0 : silences_;
-  reply.outcome = OutcomeOf(reply.completionCode);
+  reply.outcome = OutcomeOf(command, reply.completionCode, reply.data.size());
   return reply;
 }
 
 CommandReply CommandRunner::Unanswered(const ControllerAddress& to, int failure, u8 completionCode) {
+  if (client_.IsLoggedOut()) {
+    return {Outcome::LoggedOut, completionCode, {}};
+  }
   if (to.IsPlain()) {
     return {Outcome::Silent, completionCode, {}};
   }
@@ -254,7 +271,7 @@ CommandReply CommandRunner::Unanswered(const ControllerAddress& to, int failure,
 }
 
 void CommandRunner::NoteReach(const ControllerAddress& to, const CommandReply& reply) {
-  if (reply.outcome == Outcome::Late || reply.outcome == Outcome::Stopped) {
+  if (reply.IsUnsent() && reply.outcome != Outcome::GivenUp) {
     return;
   }
   unsigned& failures = unreached_[PlaceOf(to)];

@@ -47,6 +47,7 @@ enum class Outcome : u8 {
   Silent,     ///< no response
   Late,       ///< not sent: the deadline has passed
   Stopped,    ///< not sent: the target has stopped responding
+  LoggedOut,  ///< the session was lost, and the target refused the login to another one
   Unreached,  ///< a satellite or another logical unit did not respond, or the target could not hand the command on
   GivenUp,    ///< not sent: it was unreached too often
 };
@@ -59,6 +60,11 @@ struct CommandReply {
   bool Ok() const noexcept { return outcome == Outcome::Done; }
   /// The target does not have what was asked for.
   bool IsAbsent() const noexcept { return outcome == Outcome::NotOffered || outcome == Outcome::NotPresent; }
+  /// So is every other command to that place from now on.
+  bool IsUnsent() const noexcept {
+    return outcome == Outcome::Late || outcome == Outcome::Stopped || outcome == Outcome::LoggedOut ||
+           outcome == Outcome::GivenUp;
+  }
   /// For people: "completion code 0xc0", "no response".
   std::string Text() const;
   /// Why there are no data.
@@ -68,10 +74,14 @@ struct CommandReply {
 /// Performs commands in an open session and sorts their results.
 ///
 /// A busy target is asked again after growing pauses, a few times; once alone after three commands in a row that it was
-/// too busy for. A command that the target does not have is remembered and not sent again; so is one that asks for a
-/// higher privilege. One about a sensor, record or FRU device counts so when the target refused it for three in a row
-/// and performed it for none. After three commands in a row without a response the target is asked for its device ID:
-/// when it answers, the last one of the three is not sent again, else nothing is sent any more.
+/// too busy for, and after a reply that is shorter than it can be. A command that the target does not have, and has not
+/// performed before, is remembered and not sent again; so is one that asks for a higher privilege. One about a sensor,
+/// record or FRU device counts so when the target refused it for three in a row. After three commands in a row without
+/// a response the target is asked for its device ID: when it answers, the last one of the three is not sent again, else
+/// nothing is sent any more.
+///
+/// A command in a session that turns out to be lost is sent once more in the next one. Where the target refuses the
+/// login to that, nothing is sent any more.
 ///
 /// A satellite or logical unit that is unreached twice in a row is given up; that never counts against the target.
 class CommandRunner {
@@ -98,7 +108,9 @@ class CommandRunner {
   /// The deadline has passed.
   bool IsLate() { return (cancelled_ != nullptr && *cancelled_) || (deadline_ && clock_.Now() >= *deadline_); }
   /// Nothing is sent any more.
-  bool IsOver() { return silences_ >= kMostSilences || IsLate(); }
+  bool IsOver() { return silences_ >= kMostSilences || client_.IsLoggedOut() || IsLate(); }
+  /// Why.
+  Outcome WhyOver() { return client_.IsLoggedOut() ? Outcome::LoggedOut : IsLate() ? Outcome::Late : Outcome::Stopped; }
 
  private:
   static constexpr unsigned kMostSilences = 3;

@@ -12,10 +12,6 @@ namespace Kelvar::Reader::Ipmi {
 namespace {
 
 constexpr u8 kGroup = 0xDC;
-constexpr u8 kGetCapabilities = 0x01;
-constexpr u8 kGetPowerReading = 0x02;
-constexpr u8 kGetAssetTag = 0x06;
-constexpr u8 kGetControllerId = 0x09;
 
 /// Data without the group; a response of another group is none.
 CommandReply Run(ReadingContext& context, u8 command, std::vector<u8> data) {
@@ -30,33 +26,45 @@ CommandReply Run(ReadingContext& context, u8 command, std::vector<u8> data) {
   return reply;
 }
 
-bool IsOffered(ReadingContext& context) {
+/// A target that was too busy to say is asked again next time; one that drops or refuses the question has no DCMI.
+bool IsOffered(ReadingContext& context, FamilyProgress& progress) {
   constexpr u8 kSupported = 0x01;
   if (!context.hasDcmi) {
-    context.hasDcmi = Run(context, kGetCapabilities, {kSupported}).Ok();
+    const CommandReply reply = Run(context, kGetDcmiCapabilities, {kSupported});
+    if (reply.IsUnsent() || (reply.outcome == Outcome::Failed && IsBusyCode(reply.completionCode))) {
+      progress.Miss(reply, "DCMI capabilities");
+      return false;
+    }
+    context.hasDcmi = reply.Ok();
   }
   return *context.hasDcmi;
 }
 
-/// A text that is read in pieces: each response has the length of the whole first.
-std::string ReadText(ReadingContext& context, u8 command, const char* what, FamilyProgress& progress) {
+/// A text that is read in pieces: each response has the length of the whole first. Nothing when that failed.
+std::optional<std::string> ReadText(ReadingContext& context, u8 command, const char* what, FamilyProgress& progress) {
   constexpr std::size_t kLongest = 64;
   constexpr std::size_t kPiece = 16;
   std::vector<u8> text;
-  std::size_t length = IsOffered(context) ? kPiece : 0;
+  const bool offered = IsOffered(context, progress);
+  bool failed = !context.hasDcmi;
+  std::size_t length = offered ? kPiece : 0;
   while (text.size() < length) {
     const auto count = static_cast<u8>(std::min(kPiece, length - text.size()));
     const CommandReply reply = Run(context, command, {static_cast<u8>(text.size()), count});
     if (!reply.Ok() && !reply.IsAbsent()) {
       progress.Miss(reply, what);
+      failed = true;
     }
     Text::ByteReader reader(reply.data);
     length = std::min<std::size_t>(reader.U8(), kLongest);
-    const auto piece = reader.Rest();
+    const auto piece = reader.Bytes(std::min<std::size_t>(reader.Remaining(), count));
     if (!reply.Ok() || piece.empty()) {
       break;
     }
     text.insert(text.end(), piece.begin(), piece.end());
+  }
+  if (failed) {
+    return std::nullopt;
   }
   text.resize(std::min(text.size(), length));
   constexpr u8 kByteOrderMark[] = {0xEF, 0xBB, 0xBF};  // some targets begin UTF-8 with it
@@ -69,13 +77,13 @@ std::string ReadText(ReadingContext& context, u8 command, const char* what, Fami
 
 std::string ControllerName(ReadingContext& context, FamilyProgress& progress) {
   if (!context.controllerName) {
-    context.controllerName = ReadText(context, kGetControllerId, "controller identifier", progress);
+    context.controllerName = ReadText(context, kGetDcmiControllerId, "controller identifier", progress);
   }
-  return *context.controllerName;
+  return context.controllerName.value_or("");
 }
 
 std::string DcmiAssetTag(ReadingContext& context, FamilyProgress& progress) {
-  return ReadText(context, kGetAssetTag, "asset tag", progress);
+  return ReadText(context, kGetDcmiAssetTag, "asset tag", progress).value_or("");
 }
 
 std::optional<double> ParseDcmiPower(std::span<const u8> data) noexcept {
@@ -90,10 +98,10 @@ std::optional<double> ParseDcmiPower(std::span<const u8> data) noexcept {
 
 std::optional<Model::Sensor> DcmiPower(ReadingContext& context, FamilyProgress& progress) {
   constexpr u8 kSystemStatistics = 0x01;
-  if (!IsOffered(context)) {
+  if (!IsOffered(context, progress)) {
     return std::nullopt;
   }
-  const CommandReply reply = Run(context, kGetPowerReading, {kSystemStatistics, 0, 0});
+  const CommandReply reply = Run(context, kGetDcmiPowerReading, {kSystemStatistics, 0, 0});
   if (!reply.Ok() && !reply.IsAbsent()) {
     progress.Miss(reply, "power reading");
   }

@@ -199,10 +199,13 @@ FruInventory ReadFru(FruReader& reader, const FruPlace& place, std::string_view 
 
 const FruInventory& OwnFru(ReadingContext& context, FamilyProgress& progress) {
   if (!context.ownFru) {
+    FamilyProgress own("FRU device 0");
     FruReader reader(context.commands);
     std::string state;
-    context.ownFru = ReadFru(reader, {}, "FRU device 0", progress, state);
+    context.ownFru = ReadFru(reader, {}, "FRU device 0", own, state);
+    context.ownFruFailure = own.Failure();
   }
+  progress.Inherit(context.ownFruFailure);
   return *context.ownFru;
 }
 

@@ -57,6 +57,8 @@ LiveThresholds::LiveThresholds(CommandRunner& commands, const std::vector<Sensor
       live->readable &= record->readableThresholds;
       differ_ = differ_ || !AreEqual(*live, ThresholdsOf(*record));
       sample_[record->key] = *live;
+    } else if (!reply.IsAbsent()) {
+      unread_.insert(record->key);
     }
   }
 }

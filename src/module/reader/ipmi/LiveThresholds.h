@@ -2,6 +2,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "module/reader/ipmi/CommandRunner.h"
@@ -23,11 +24,12 @@ class LiveThresholds {
   std::optional<RawThresholds> Find(const SensorKey& key) const;
   /// The sensor has to be asked, for all that its record says.
   bool MayDiffer(const SensorRecord& record) const noexcept {
-    return differ_ || record.thresholdsAreSettable || !record.thresholdsAreInitial;
+    return differ_ || record.thresholdsAreSettable || !record.thresholdsAreInitial || unread_.count(record.key) != 0;
   }
 
  private:
   std::map<SensorKey, RawThresholds> sample_;
+  std::set<SensorKey> unread_;  ///< of the sample, for another time
   bool differ_ = false;
 };
 

@@ -70,9 +70,9 @@ class SelWalk {
     unsigned skipped = 0;  // in a row
     while (limit == 0 || records_.size() < limit) {
       LookAhead(id, limit);
-      const auto entry = Get(id);
+      const auto entry = GetNamed(id, skipped > 0);
       if (!entry) {
-        if (!MaySkip(id, skipped) || ++id == kLastEntry) {
+        if (!MaySkip(id, skipped) || (id = guess_.After(id)) == kLastEntry) {
           return;
         }
         continue;
@@ -106,15 +106,22 @@ class SelWalk {
   /// After an entry that the target cannot give, the next numbers are worth a try; not all of them have an entry.
   bool MaySkip(u16 id, unsigned& skipped) {
     constexpr unsigned kMostSkipped = 4;
-    if (reply_.IsAbsent() && records_.empty() && skipped == 0) {
-      return false;  // no entries
+    if (reply_.IsAbsent() && IsEmpty() && skipped == 0) {
+      return false;
     }
     if (skipped == 0 || !reply_.IsAbsent()) {
       progress_.Miss(reply_, "event log entry " + std::to_string(id));
     }
-    const bool ofEntry = reply_.Ok() || reply_.outcome == Outcome::Failed || reply_.outcome == Outcome::NotPresent ||
-                         reply_.outcome == Outcome::Silent;
-    return ofEntry && skipped++ < kMostSkipped;
+    return !reply_.IsUnsent() && skipped++ < kMostSkipped;
+  }
+
+  /// Nothing tells that there are entries.
+  bool IsEmpty() const { return records_.empty() && count_ == 0; }
+
+  /// An entry that others name, and that is not there, is asked for once more.
+  std::optional<Entry> GetNamed(u16 id, bool guessed) {
+    const auto entry = Get(id);
+    return entry || guessed || IsEmpty() || !reply_.IsAbsent() ? entry : Get(id);
   }
 
   std::optional<Entry> Get(u16 id) {
@@ -186,8 +193,11 @@ class SelWalk {
   std::set<u16> seen_;
 };
 
-std::optional<int> ReadUtcOffset(CommandRunner& commands) {
+std::optional<int> ReadUtcOffset(CommandRunner& commands, FamilyProgress& progress) {
   const CommandReply reply = commands.Run(kNetFnStorage, kGetSelTimeOffset);
+  if (!reply.Ok() && !reply.IsAbsent()) {
+    progress.Miss(reply, "time zone of the event log");
+  }
   Text::ByteReader reader(reply.data);
   const u16 bytes = reader.U16();
   return reply.Ok() && reader.Ok() ? UtcOffsetOf(bytes) : std::nullopt;
@@ -254,9 +264,22 @@ bool IsBefore(const SelRecord& record, std::optional<std::int64_t> since, std::o
   return since && seconds && *seconds < *since;
 }
 
-void AddEntries(ReadingContext& context, const std::vector<SelRecord>& records, std::size_t limit) {
+/// That the repository is not whole is a loss where an event's sensor is not in it.
+void InheritNames(ReadingContext& context, const std::vector<SelRecord>& records, FamilyProgress& progress) {
+  const bool unnamed = std::any_of(records.begin(), records.end(), [&context](const SelRecord& record) {
+    const auto* event = std::get_if<SelEvent>(&record.body);
+    return event != nullptr && !event->sensor.IsSoftware() && context.repository->Find(event->sensor) == nullptr;
+  });
+  if (unnamed) {
+    progress.Inherit(context.repositoryFailure);
+  }
+}
+
+void AddEntries(ReadingContext& context, const std::vector<SelRecord>& records, std::size_t limit,
+                FamilyProgress& progress) {
   const Repository& repository = RepositoryOf(context);
-  const auto utcOffset = ReadUtcOffset(context.commands);
+  InheritNames(context, records, progress);
+  const auto utcOffset = ReadUtcOffset(context.commands, progress);
   const auto since = SecondsOf(context.options.logSince);
   const std::set<std::size_t> resolved = Resolved(records);
   std::vector<Model::LogEntry> entries;
@@ -279,44 +302,51 @@ void AddEntries(ReadingContext& context, const std::vector<SelRecord>& records, 
   list.insert(list.end(), std::make_move_iterator(entries.begin()), std::make_move_iterator(entries.end()));
 }
 
-}  // namespace
-
-void ReadLogs(ReadingContext& context) {
-  FamilyProgress progress("logs");
-  Model::FamilyResult& result = context.inventory.ResultOf(Model::Family::Logs);
+/// Number of entries; 0 when the target does not tell it, and there may be some nevertheless. Nothing when there are
+/// none to be read.
+std::optional<std::size_t> ReadCount(ReadingContext& context, FamilyProgress& progress, Model::FamilyResult& result) {
+  constexpr std::size_t kFreeAndTimes = 10;
+  constexpr u8 kOverflow = 0x80;
   const CommandReply reply = context.commands.Run(kNetFnStorage, kGetSelInfo);
-  Text::ByteReader reader(reply.data);
-  reader.Skip(1);  // version
-  const std::size_t count = reader.U16();
-  if (!reply.Ok() || !reader.Ok()) {
+  if (!reply.Ok()) {
     if (!reply.IsAbsent()) {
       progress.Miss(reply, "event log");
     }
     result = progress.Result(false);
-    return;
+    const bool pointless = reply.IsAbsent() || reply.outcome == Outcome::Denied || context.commands.IsOver();
+    return pointless ? std::nullopt : std::optional<std::size_t>(0);
   }
-  constexpr std::size_t kFreeAndTimes = 10;
-  constexpr u8 kOverflow = 0x80;
+  Text::ByteReader reader(reply.data);
+  reader.Skip(1);  // version
+  const std::size_t count = reader.U16();
   reader.Skip(kFreeAndTimes);
   if ((reader.U8() & kOverflow) != 0) {
     DiagnosticsRecorder::AddGap(GapKind::LostRecords, FailureCause::None, "event log",
                                 "the target had no space left and dropped entries");
   }
-  if (count == 0) {
-    result = {Model::FamilyStatus::Complete, FailureCause::None, ""};
+  result = {Model::FamilyStatus::Complete, FailureCause::None, ""};
+  return count > 0 ? std::optional(count) : std::nullopt;
+}
+
+}  // namespace
+
+void ReadLogs(ReadingContext& context) {
+  FamilyProgress progress("logs");
+  Model::FamilyResult& result = context.inventory.ResultOf(Model::Family::Logs);
+  const auto count = ReadCount(context, progress, result);
+  if (!count) {
     return;
   }
   RepositoryOf(context);  // before the entries, which are lost more easily
-  SelWalk walk(context.commands, progress, count);
+  SelWalk walk(context.commands, progress, *count);
   const std::size_t limit = context.options.logLimit;
   if (context.options.newestFirst) {
     walk.Newest(context.options.logSince.empty() ? limit : 0);
   } else {
     walk.Forward(context.options.logSince.empty() ? limit : 0);
   }
-  AddEntries(context, walk.Records(), limit);
-  const bool any = !walk.Records().empty();
-  result = progress.Result(any);
+  AddEntries(context, walk.Records(), limit, progress);
+  result = progress.Result(!walk.Records().empty());
 }
 
 }  // namespace Kelvar::Reader::Ipmi

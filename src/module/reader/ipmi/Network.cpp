@@ -131,17 +131,22 @@ class LanChannel {
   Model::NetworkInterface interface_;
 };
 
-/// The channels whose medium is a LAN; the usual one when the target does not tell media.
+/// The channels whose medium is a LAN; the usual one when the target tells no medium at all.
 std::vector<u8> LanChannels(ReadingContext& context, FamilyProgress& progress) {
   std::vector<u8> channels;
-  for (u8 channel = 1; channel <= kLastChannel && !context.commands.IsOver(); ++channel) {
+  bool told = false;
+  for (u8 channel = 1; channel <= kLastChannel; ++channel) {
     const CommandReply reply = context.commands.Run(kNetFnApplication, kGetChannelInfo, {channel});
     if (!reply.Ok() && !reply.IsAbsent()) {
       progress.Miss(reply, "channel " + std::to_string(channel));
     }
-    if (reply.outcome == Outcome::NotOffered || reply.outcome == Outcome::Denied) {
-      return channels.empty() ? std::vector<u8>{kUsualLanChannel} : channels;
+    if (reply.IsUnsent()) {
+      return channels;
     }
+    if (!told && reply.outcome == Outcome::Denied) {
+      break;
+    }
+    told = told || reply.Ok();
     Text::ByteReader reader(reply.data);
     reader.Skip(1);  // channel number
     const u8 medium = reader.U8() & 0x7F;
@@ -149,7 +154,7 @@ std::vector<u8> LanChannels(ReadingContext& context, FamilyProgress& progress) {
       channels.push_back(channel);
     }
   }
-  return channels;
+  return told ? channels : std::vector<u8>{kUsualLanChannel};
 }
 
 void ReadChannel(ReadingContext& context, FamilyProgress& progress, u8 channel) {

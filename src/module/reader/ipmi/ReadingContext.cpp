@@ -85,6 +85,10 @@ Model::FamilyResult FamilyProgress::Result(bool hasRecords) const {
   return {hasRecords ? FamilyStatus::Partial : FamilyStatus::Failed, cause_, reason};
 }
 
+std::optional<Model::FamilyResult> FamilyProgress::Failure() const {
+  return misses_ > 0 ? std::optional(Result(true)) : std::nullopt;
+}
+
 bool ReadingContext::Wants(Family family) const {
   return std::find(options.families.begin(), options.families.end(), family) != options.families.end();
 }
@@ -125,7 +129,7 @@ void ReadInventory(Kelvar::Ipmi::AddressedCommands& client, Clock& clock, const 
   CommandRunner commands(client, clock, options.deadline, options.cancelled);
   ReadingContext context(commands, options, inventory);
   const CommandReply& reply = context.deviceReply = commands.Run(kNetFnApplication, kGetDeviceId);
-  if (reply.outcome == Outcome::Silent || reply.outcome == Outcome::Late) {
+  if (reply.outcome == Outcome::Silent || reply.IsUnsent()) {
     FailAll(options, inventory, reply.Cause(), "device ID: " + reply.Text());
     return;
   }

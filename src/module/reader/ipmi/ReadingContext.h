@@ -58,6 +58,8 @@ class FamilyProgress {
 
   /// Complete or partial when there are records; absent or failed otherwise.
   Model::FamilyResult Result(bool hasRecords) const;
+  /// What other families that need the same inherit; nothing when nothing is missing.
+  std::optional<Model::FamilyResult> Failure() const;
 
  private:
   const char* family_;
@@ -81,9 +83,10 @@ struct ReadingContext {
   /// Why the repository is not whole: what it would name is missing.
   std::optional<Model::FamilyResult> repositoryFailure;
   std::optional<FruInventory> ownFru;
+  std::optional<Model::FamilyResult> ownFruFailure;    ///< why it is not whole
   std::map<u8, std::string> systemInfo;                ///< texts that were asked for, by parameter
-  std::optional<bool> hasDcmi;                         ///< nothing before the target was asked
-  std::optional<std::string> controllerName;           ///< nothing before the target was asked
+  std::optional<bool> hasDcmi;                         ///< nothing before the target has told
+  std::optional<std::string> controllerName;           ///< nothing before the target has told
   std::map<EntityKey, std::string> componentOfEntity;  ///< id of the component that stands for an entity
 
   bool Wants(Model::Family family) const;

@@ -48,12 +48,12 @@ class ChainWalk {
     u16 id = kFirstRecord;
     do {
       reader_.Prefetch(guess_.From(id, MostAhead()));
-      auto record = reader_.Read(id);
+      auto record = Read(id);
       if (!record) {
         if (!MaySkip(id)) {
           break;
         }
-        ++id;
+        id = guess_.After(id);
         continue;
       }
       skipped_ = 0;
@@ -68,6 +68,16 @@ class ChainWalk {
   std::size_t MostAhead() const {
     return std::min(CommandRunner::kMostAhead, count_ - std::min(records_.size(), count_));
   }
+
+  /// A record that others name, and that is not there, is asked for once more.
+  std::optional<RecordReader::Record> Read(u16 id) {
+    auto record = reader_.Read(id);
+    const bool named = skipped_ == 0 && !IsEmpty();
+    return record || !named || !reader_.LastReply().IsAbsent() ? record : reader_.Read(id);
+  }
+
+  /// Nothing tells that there are records. Satellites count what they do not show.
+  bool IsEmpty() const { return records_.empty() && (count_ == 0 || !repository_.at.IsPlain()); }
 
   /// What follows the last record that was read. One that names itself hides those after it.
   u16 Following(u16 next) {
@@ -86,15 +96,13 @@ class ChainWalk {
   bool MaySkip(u16 id) {
     constexpr unsigned kMostSkipped = 4;
     const CommandReply& reply = reader_.LastReply();
-    if (reply.IsAbsent() && records_.empty() && skipped_ == 0) {
-      return false;  // no records
+    if (reply.IsAbsent() && IsEmpty() && skipped_ == 0) {
+      return false;
     }
     if (skipped_ == 0 || !reply.IsAbsent()) {
       progress_.Miss(reply, NameIn(repository_, "sensor data record " + std::to_string(id)));
     }
-    const bool ofRecord = reply.outcome == Outcome::Failed || reply.outcome == Outcome::NotPresent ||
-                          reply.outcome == Outcome::LengthRefused || reply.outcome == Outcome::Silent;
-    return ofRecord && skipped_++ < kMostSkipped;
+    return !reply.IsUnsent() && skipped_++ < kMostSkipped;
   }
 
   bool IsNew(u16 id) {

@@ -21,17 +21,17 @@ std::optional<RecordReader::Record> RecordReader::Read(u16 id) {
   if (!reservation_ && !Reserve()) {
     return std::nullopt;
   }
+  const std::size_t before = block_;
   auto record = ReadInBlocks(id);
-  if (record || !MayBeTooLong()) {
-    return record;
+  if (!record && MayBeTooLong()) {
+    CommandReply refusal = reply_;
+    block_ = reply_.outcome == Outcome::Silent ? kSafePiece : kLargestPiece;
+    record = ReadInBlocks(id);
+    if (!record) {
+      reply_ = std::move(refusal);
+    }
   }
-  CommandReply refusal = reply_;
-  block_ = reply_.outcome == Outcome::Silent ? kSafePiece : kLargestPiece;
-  record = ReadInBlocks(id);
-  if (!record) {
-    block_ = kWholeRecord;
-    reply_ = std::move(refusal);
-  }
+  block_ = record ? block_ : before;  // what is wrong with this one says nothing of the others
   return record;
 }
 
@@ -149,7 +149,8 @@ bool RecordReader::PrefetchPieces(std::map<u16, std::vector<u8>>& records) {
 }
 
 bool RecordReader::Reserve() {
-  lost_ += reservation_ ? 1U : 0U;
+  const bool first = !reservation_;
+  lost_ += first ? 0 : 1;
   CommandReply reply = commands_.Run(repository_.at, repository_.netFn, repository_.reserve);
   Text::ByteReader reader(reply.data);
   const u16 reservation = reader.U16();
@@ -157,8 +158,8 @@ bool RecordReader::Reserve() {
     reservation_ = reservation;
     return true;
   }
-  if (reply.IsAbsent()) {
-    reservation_ = 0;  // a target without reservations takes this one
+  if (reply.IsAbsent() || (first && !reply.IsUnsent())) {
+    reservation_ = 0;  // a target without reservations takes this one, and others do for whole records
     return true;
   }
   reply_ = std::move(reply);

@@ -61,8 +61,22 @@ std::string CacheKey(const std::string& name, const DeviceId& device) {
   return key;
 }
 
-const RepositoryCommands& CommandsFor(const std::optional<DeviceId>& device) {
-  return device && device->hasDeviceSdrs && !device->HasSdrRepository() ? kDeviceRepository : kMainRepository;
+/// The main repository, or that of the device where this is the only one: by what the device says of itself, and by
+/// what it answers where it says nothing.
+const RepositoryCommands& Choose(ReadingContext& context, RepositoryInfo& info) {
+  const auto& device = context.device;
+  if (!device || !device->hasDeviceSdrs || device->HasSdrRepository()) {
+    info = ReadInfo(context.commands, kMainRepository);
+    if (device || !info.reply.IsAbsent()) {
+      return kMainRepository;
+    }
+  }
+  RepositoryInfo own = ReadInfo(context.commands, kDeviceRepository);
+  if (!device && !own.known) {
+    return kMainRepository;
+  }
+  info = std::move(own);
+  return kDeviceRepository;
 }
 
 /// A satellite's own records of its sensors, where the repository has none of them.
@@ -71,7 +85,7 @@ void AddSatellite(ReadingContext& context, const ControllerLocator& satellite, F
   const ControllerAddress place{satellite.address, satellite.channel, 0};
   const RepositoryCommands commands = kDeviceRepository.At(place);
   const RepositoryInfo info = ReadInfo(context.commands, commands);
-  if (info.reply.outcome == Outcome::Unreached || info.reply.outcome == Outcome::GivenUp) {
+  if (!info.known && !info.reply.IsAbsent()) {
     progress.Miss(info.reply, "sensor data records of " + NameOf(place));
   }
   if (info.known && info.stamp.count > kMostRecordsOfSatellite) {
@@ -116,7 +130,7 @@ bool IsShort(const RepositoryCommands& repository, const RepositoryInfo& info, c
 /// All records; `info` is that of the repository when they were read.
 Records ReadOwn(ReadingContext& context, const RepositoryCommands& repository, RepositoryInfo& info,
                 FamilyProgress& progress) {
-  const auto whole = [&progress] { return progress.Result(true).cause == FailureCause::None; };
+  const auto whole = [&progress] { return !progress.Failure(); };
   Records records = ReadChains(context.commands, repository, info, progress);
   if (IsShort(repository, info, records) && whole()) {
     RepositoryInfo later = ReadInfo(context.commands, repository);
@@ -134,8 +148,8 @@ Records ReadOwn(ReadingContext& context, const RepositoryCommands& repository, R
 
 /// The target's own records, from a cache where that holds.
 void FillOwn(ReadingContext& context, FamilyProgress& progress) {
-  const RepositoryCommands& repository = CommandsFor(context.device);
-  RepositoryInfo info = ReadInfo(context.commands, repository);
+  RepositoryInfo info;
+  const RepositoryCommands& repository = Choose(context, info);
   const bool cached = info.known && context.device && !context.options.cacheName.empty();
   const SdrCache cache(context.options.cacheFolder);
   const std::string key = cached ? CacheKey(context.options.cacheName, *context.device) : std::string();
@@ -145,7 +159,7 @@ void FillOwn(ReadingContext& context, FamilyProgress& progress) {
     return;
   }
   const Records records = ReadOwn(context, repository, info, progress);
-  const bool whole = progress.Result(true).cause == FailureCause::None;
+  const bool whole = !progress.Failure();
   context.repository = Decode(records, progress);
   if (whole && cached && !records.empty()) {
     cache.Store(key, {info.stamp, records});
@@ -156,10 +170,7 @@ void Fill(ReadingContext& context) {
   FamilyProgress progress("sensor data records");
   FillOwn(context, progress);
   AddSatellites(context, progress);
-  const Model::FamilyResult result = progress.Result(!context.repository->sensors.empty());
-  if (result.cause != FailureCause::None) {
-    context.repositoryFailure = result;
-  }
+  context.repositoryFailure = progress.Failure();
 }
 
 }  // namespace

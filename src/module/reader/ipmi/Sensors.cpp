@@ -298,10 +298,9 @@ void ReadSensors(ReadingContext& context) {
     sensors.push_back(std::move(*power));
   }
   if (left > 0) {
-    const bool late = context.commands.IsLate();
-    progress.Miss(
-        GapKind::Truncated, late ? FailureCause::Deadline : FailureCause::Unreachable, "sensors",
-        std::to_string(left) + " not read: " + (late ? "the time was over" : "the target stopped responding"));
+    CommandReply over;
+    over.outcome = context.commands.WhyOver();
+    progress.Miss(GapKind::Truncated, over.Cause(), "sensors", std::to_string(left) + " not read: " + over.Text());
   }
   context.inventory.ResultOf(Model::Family::Sensors) = progress.Result(!sensors.empty());
 }
