@@ -108,8 +108,8 @@ void Cut(IpmiAnswer& answer) {
 }
 
 template <u8 code>
-void Refuse(IpmiAnswer& answer) {
-  answer = Test::Refuse(code);
+void RefuseWith(IpmiAnswer& answer) {
+  answer = Refuse(code);
 }
 
 /// An empty reply to it says that there is no DCMI.
@@ -123,7 +123,7 @@ TEST_F(OneFaultTest, WhatPassesCostsNothing) {
   for (const Family family : kEvery) {
     EXPECT_EQ(whole_.ResultOf(family).status, FamilyStatus::Complete) << Model::NameOf(family);
   }
-  for (const auto& fault : std::initializer_list<void (*)(IpmiAnswer&)>{Cut, Refuse<0xC3>, Refuse<0xFF>}) {
+  for (const auto& fault : std::initializer_list<void (*)(IpmiAnswer&)>{Cut, RefuseWith<0xC3>, RefuseWith<0xFF>}) {
     for (std::size_t at = 0; at < commands.size(); ++at) {
       std::size_t number = 0;
       bmc_.spoil = [&](const IPMICOMMAND& command, IpmiAnswer& answer) {
@@ -140,7 +140,7 @@ TEST_F(OneFaultTest, WhatIsLostMakesItsFamilyPartial) {
   const std::vector<IPMICOMMAND> commands = Commands();
   auto whole = LinesOf(whole_);
   for (const IPMICOMMAND& struck : commands) {
-    for (const auto& fault : std::initializer_list<void (*)(IpmiAnswer&)>{Cut, Refuse<0xC3>}) {
+    for (const auto& fault : std::initializer_list<void (*)(IpmiAnswer&)>{Cut, RefuseWith<0xC3>}) {
       bmc_.spoil = [&](const IPMICOMMAND& command, IpmiAnswer& answer) {
         if (command.netFn == struck.netFn && command.command == struck.command && command.data == struck.data &&
             !(fault == Cut && IsDcmiProbe(command))) {

@@ -7,20 +7,20 @@ namespace Kelvar::Reader {
 
 namespace {
 
-constexpr std::size_t kMostBody = std::size_t{64} << 10;
+constexpr std::size_t kMostErrorBody = std::size_t{64} << 10;
 
-std::string TextOfMessage(JsonValue message) {
+std::string TextOfError(JsonValue message) {
   const std::string text = MessageAt(message, "Message");
   return text.empty() ? TextAt(message, "MessageId") : text;
 }
 
 /// The first that says something. Some services write one message where a list belongs.
-std::string FirstMessage(JsonValue messages) {
+std::string FirstOfMessages(JsonValue messages) {
   if (messages.IsObject()) {
-    return TextOfMessage(messages);
+    return TextOfError(messages);
   }
   for (const JsonValue message : FirstOf(messages, kMostDetails)) {
-    std::string text = TextOfMessage(message);
+    std::string text = TextOfError(message);
     if (!text.empty()) {
       return text;
     }
@@ -31,14 +31,14 @@ std::string FirstMessage(JsonValue messages) {
 }  // namespace
 
 std::string ErrorMessage(const std::string& body) {
-  if (body.size() > kMostBody || body.find('{') != body.find_first_not_of(" \t\r\n")) {
+  if (body.size() > kMostErrorBody || body.find('{') != body.find_first_not_of(" \t\r\n")) {
     return {};
   }
   const auto document = JsonDocument::ReadLeniently(body);
   const JsonValue root = document ? document->Root() : JsonValue();
   const JsonValue error = root["error"];
-  std::string text = FirstMessage(error["@Message.ExtendedInfo"]);
-  text = text.empty() ? FirstMessage(root["@Message.ExtendedInfo"]) : text;
+  std::string text = FirstOfMessages(error["@Message.ExtendedInfo"]);
+  text = text.empty() ? FirstOfMessages(root["@Message.ExtendedInfo"]) : text;
   return text.empty() ? MessageAt(error, "message") : text;
 }
 
