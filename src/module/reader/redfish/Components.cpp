@@ -77,7 +77,7 @@ std::optional<double> Scaled(std::optional<double> number, double factor) {
   return number ? std::optional<double>(*number * factor) : std::nullopt;
 }
 
-std::optional<double> FirstOf(std::optional<double> first, std::optional<double> second) {
+std::optional<double> FirstTold(std::optional<double> first, std::optional<double> second) {
   return first ? first : second;
 }
 
@@ -95,7 +95,7 @@ void DescribeProcessor(Component& component, JsonValue json) {
   }
   component.cores = CountAt(json, "TotalCores");
   component.threads = CountAt(json, "TotalThreads");
-  component.speed_mhz = FirstOf(PositiveAt(json, "MaxSpeedMHz"), PositiveAt(json, "OperatingSpeedMHz"));
+  component.speed_mhz = FirstTold(PositiveAt(json, "MaxSpeedMHz"), PositiveAt(json, "OperatingSpeedMHz"));
   component.protocol.clear();
 }
 
@@ -131,8 +131,8 @@ void DescribeDrive(Component& component, JsonValue json) {
   } else if (indicator == "predictive_failure_analysis" || BoolAt(json, "FailurePredicted").value_or(false)) {
     Worsen(component, "warning", "failure predicted");
   }
-  component.speed_mbps =
-      Scaled(FirstOf(PositiveAt(json, "NegotiatedSpeedGbs"), PositiveAt(json, "CapableSpeedGbs")), kMegabitsPerGigabit);
+  component.speed_mbps = Scaled(FirstTold(PositiveAt(json, "NegotiatedSpeedGbs"), PositiveAt(json, "CapableSpeedGbs")),
+                                kMegabitsPerGigabit);
 }
 
 void DescribeController(Component& component, JsonValue json) {
@@ -166,7 +166,7 @@ void DescribePowerSupply(Component& component, JsonValue json) {
 void DescribeOther(Component& component, JsonValue json) {
   // Of a volume, or of a storage pool.
   component.capacity_bytes =
-      Bytes(FirstOf(PositiveAt(json, "CapacityBytes"), PositiveAt(json, "Capacity/Data/AllocatedBytes")));
+      Bytes(FirstTold(PositiveAt(json, "CapacityBytes"), PositiveAt(json, "Capacity/Data/AllocatedBytes")));
   if (WordAt(json, "BreakerState") == "tripped") {  // of a circuit
     Worsen(component, "critical", "breaker tripped");
   }
@@ -334,7 +334,7 @@ void TakePort(Collected& to, const Node& node, JsonValue json) {
     ports.macId = node.id;
   }
   const auto speed =
-      FirstOf(Scaled(PositiveAt(json, "CurrentSpeedGbps"), 1000), PositiveAt(json, "CurrentLinkSpeedMbps"));
+      FirstTold(Scaled(PositiveAt(json, "CurrentSpeedGbps"), 1000), PositiveAt(json, "CurrentLinkSpeedMbps"));
   if (speed && (!ports.speedMbps || *ports.speedMbps < *speed)) {
     ports.speedMbps = speed;
   }
