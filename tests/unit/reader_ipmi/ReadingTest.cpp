@@ -243,6 +243,11 @@ TEST_F(ReadingTest, ARecordThatIsTooShortIsToldToBeMissing) {
   const auto inventory = Read({Family::Sensors});
   EXPECT_EQ(Readings(inventory), "40 41 42 43 ");
   EXPECT_EQ(inventory.ResultOf(Family::Sensors).reason, "sensor data record 4: shorter than its type requires");
+
+  bmc_.AddSDR(record);
+  bmc_.On(0x04, 0x2D, {1}, {Refuse(0xFF)});
+  EXPECT_EQ(Read({Family::Sensors}).ResultOf(Family::Sensors).reason,
+            "sensor data record 4: shorter than its type requires (and 2 more)");
 }
 
 TEST_F(ReadingTest, ALostReservationIsMadeAnew) {

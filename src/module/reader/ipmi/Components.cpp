@@ -147,7 +147,7 @@ void ReadComponents(ReadingContext& context) {
   FamilyProgress progress("components");
   const Repository& repository = RepositoryOf(context);
   AddOwnFru(OwnFru(context, progress), context);
-  progress.Inherit(context.repositoryFailure);
+  progress.Inherit(context.repositoryProgress);
   FruReader reader(context.commands);
   std::set<std::string> seen;
   for (const FruLocator& locator : repository.frus) {

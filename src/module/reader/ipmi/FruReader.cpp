@@ -199,13 +199,11 @@ FruInventory ReadFru(FruReader& reader, const FruPlace& place, std::string_view 
 
 const FruInventory& OwnFru(ReadingContext& context, FamilyProgress& progress) {
   if (!context.ownFru) {
-    FamilyProgress own("FRU device 0");
     FruReader reader(context.commands);
     std::string state;
-    context.ownFru = ReadFru(reader, {}, "FRU device 0", own, state);
-    context.ownFruFailure = own.Failure();
+    context.ownFru = ReadFru(reader, {}, "FRU device 0", context.ownFruProgress, state);
   }
-  progress.Inherit(context.ownFruFailure);
+  progress.Inherit(context.ownFruProgress);
   return *context.ownFru;
 }
 

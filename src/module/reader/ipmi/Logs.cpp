@@ -271,7 +271,7 @@ void InheritNames(ReadingContext& context, const std::vector<SelRecord>& records
     return event != nullptr && !event->sensor.IsSoftware() && context.repository->Find(event->sensor) == nullptr;
   });
   if (unnamed) {
-    progress.Inherit(context.repositoryFailure);
+    progress.Inherit(context.repositoryProgress);
   }
 }
 

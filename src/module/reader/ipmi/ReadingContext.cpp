@@ -57,15 +57,12 @@ void FamilyProgress::Miss(const CommandReply& reply, std::string_view what) {
   Miss(reply.outcome == Outcome::Late ? GapKind::Truncated : GapKind::Failure, reply.Cause(), what, reply.Text());
 }
 
-void FamilyProgress::Inherit(const std::optional<Model::FamilyResult>& failure) {
-  if (!failure) {
-    return;
-  }
-  ++misses_;
+void FamilyProgress::Inherit(const FamilyProgress& other) {
   if (reason_.empty()) {
-    cause_ = failure->cause;
-    reason_ = failure->reason;
+    cause_ = other.cause_;
+    reason_ = other.reason_;
   }
+  misses_ += other.misses_;
 }
 
 void FamilyProgress::Note(std::string_view what, std::string_view why) {
@@ -83,10 +80,6 @@ Model::FamilyResult FamilyProgress::Result(bool hasRecords) const {
     reason += " (and " + std::to_string(misses_ - 1) + " more)";
   }
   return {hasRecords ? FamilyStatus::Partial : FamilyStatus::Failed, cause_, reason};
-}
-
-std::optional<Model::FamilyResult> FamilyProgress::Failure() const {
-  return misses_ > 0 ? std::optional(Result(true)) : std::nullopt;
 }
 
 bool ReadingContext::Wants(Family family) const {

@@ -52,14 +52,14 @@ class FamilyProgress {
   void Miss(GapKind kind, FailureCause cause, std::string_view what, std::string_view why);
   void Miss(const CommandReply& reply, std::string_view what);
   /// Something that another family lacks too, and that is recorded already; nothing when that is whole.
-  void Inherit(const std::optional<Model::FamilyResult>& failure);
+  void Inherit(const FamilyProgress& other);
   /// Wrong data that cost nothing but themselves: a gap, and the family stays complete.
   static void Note(std::string_view what, std::string_view why);
 
   /// Complete or partial when there are records; absent or failed otherwise.
   Model::FamilyResult Result(bool hasRecords) const;
-  /// What other families that need the same inherit; nothing when nothing is missing.
-  std::optional<Model::FamilyResult> Failure() const;
+  /// Nothing is missing.
+  bool IsWhole() const noexcept { return misses_ == 0; }
 
  private:
   const char* family_;
@@ -80,10 +80,9 @@ struct ReadingContext {
   std::optional<DeviceId> device;  ///< nothing when the response is not one
   std::optional<ChassisStatus> chassis;
   std::optional<Repository> repository;
-  /// Why the repository is not whole: what it would name is missing.
-  std::optional<Model::FamilyResult> repositoryFailure;
+  FamilyProgress repositoryProgress{"sensor data records"};
   std::optional<FruInventory> ownFru;
-  std::optional<Model::FamilyResult> ownFruFailure;    ///< why it is not whole
+  FamilyProgress ownFruProgress{"FRU device 0"};
   std::map<u8, std::string> systemInfo;                ///< texts that were asked for, by parameter
   std::optional<bool> hasDcmi;                         ///< nothing before the target has told
   std::optional<std::string> controllerName;           ///< nothing before the target has told

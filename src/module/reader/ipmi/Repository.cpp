@@ -130,7 +130,7 @@ bool IsShort(const RepositoryCommands& repository, const RepositoryInfo& info, c
 /// All records; `info` is that of the repository when they were read.
 Records ReadOwn(ReadingContext& context, const RepositoryCommands& repository, RepositoryInfo& info,
                 FamilyProgress& progress) {
-  const auto whole = [&progress] { return !progress.Failure(); };
+  const auto whole = [&progress] { return progress.IsWhole(); };
   Records records = ReadChains(context.commands, repository, info, progress);
   if (IsShort(repository, info, records) && whole()) {
     RepositoryInfo later = ReadInfo(context.commands, repository);
@@ -159,25 +159,19 @@ void FillOwn(ReadingContext& context, FamilyProgress& progress) {
     return;
   }
   const Records records = ReadOwn(context, repository, info, progress);
-  const bool whole = !progress.Failure();
+  const bool whole = progress.IsWhole();
   context.repository = Decode(records, progress);
   if (whole && cached && !records.empty()) {
     cache.Store(key, {info.stamp, records});
   }
 }
 
-void Fill(ReadingContext& context) {
-  FamilyProgress progress("sensor data records");
-  FillOwn(context, progress);
-  AddSatellites(context, progress);
-  context.repositoryFailure = progress.Failure();
-}
-
 }  // namespace
 
 const Repository& RepositoryOf(ReadingContext& context) {
   if (!context.repository) {
-    Fill(context);
+    FillOwn(context, context.repositoryProgress);
+    AddSatellites(context, context.repositoryProgress);
     for (const FruLocator& locator : context.repository->frus) {
       context.componentOfEntity.emplace(locator.entity, ComponentIdOf(locator));
     }

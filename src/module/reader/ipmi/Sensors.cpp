@@ -272,7 +272,7 @@ void MakeUnique(std::string& id, const SensorKey& key, std::set<std::string>& id
 void ReadSensors(ReadingContext& context) {
   FamilyProgress progress("sensors");
   const Repository& repository = RepositoryOf(context);
-  progress.Inherit(context.repositoryFailure);
+  progress.Inherit(context.repositoryProgress);
   auto& sensors = context.inventory.sensors;
   std::set<std::pair<ControllerAddress, u8>> seen;
   std::set<std::string> ids;
