@@ -102,6 +102,26 @@ std::unique_ptr<NodeFirmwareInventory> MakeFacade(const KelvarConnection::Connec
   return BackendFactory::MakeFacade(std::move(parts));
 }
 
+/// Whether a server of CIM, or one that may be, has answered.
+bool HasAnswered(const Diagnostics& met) {
+  const auto& exchanges = met.Exchanges();
+  return met.ServiceUnderstood() || std::any_of(exchanges.begin(), exchanges.end(), [](const auto& exchange) {
+           return exchange.status > 0 && exchange.cause != FailureCause::NotOffered &&
+                  exchange.cause != FailureCause::NotSuchService;
+         });
+}
+
+/// Some operations have no records where a request failed.
+bool HasFailed(Code code, const Diagnostics& met) {
+  if (code != NodeFirmwareInventory::INVENTORY_SUCCESS && code != NodeFirmwareInventory::INVENTORY_NO_INSTANCE) {
+    return true;
+  }
+  const auto& gaps = met.Gaps();
+  return std::any_of(gaps.begin(), gaps.end(), [](const DiagnosticGap& gap) {
+    return gap.kind == GapKind::Failure && gap.cause != FailureCause::NotOffered;
+  });
+}
+
 class CimReading {
  public:
   CimReading(const ReadRequest& request, Model::Inventory& inventory)
@@ -156,17 +176,16 @@ class CimReading {
     Diagnostics met;
     const DiagnosticsScope scope(met);
     const Code code = operation();
-    answered_ = answered_ || code != NodeFirmwareInventory::INVENTORY_CONNECT_FAILED;
-    if (code != NodeFirmwareInventory::INVENTORY_SUCCESS && code != NodeFirmwareInventory::INVENTORY_NO_INSTANCE) {
-      failed_ = true;
-      cause_ = met.Cause();
-      reason_ = met.Detail();
+    answered_ = answered_ || code != NodeFirmwareInventory::INVENTORY_CONNECT_FAILED || HasAnswered(met);
+    if (HasFailed(code, met)) {
+      NoteFailure(met);
     }
     if (!answered_) {
       unreachable_ = reason_;
     }
     return code;
   }
+  void NoteFailure(const Diagnostics& met);
   Model::FamilyResult Result(std::size_t count);
 
   const ReadRequest& request_;
@@ -180,6 +199,16 @@ class CimReading {
   FailureCause cause_ = FailureCause::None;
   std::string reason_;
 };
+
+/// What a family lacks is told first; that the target does not have something, only where that is all.
+void CimReading::NoteFailure(const Diagnostics& met) {
+  if (!failed_ || cause_ == FailureCause::NotOffered) {
+    const FailureCause cause = met.Cause();
+    cause_ = cause == FailureCause::None ? FailureCause::BadData : cause;
+    reason_ = met.Detail().empty() ? "an operation failed" : met.Detail();
+  }
+  failed_ = true;
+}
 
 /// The result of the operations that have run since the last one.
 Model::FamilyResult CimReading::Result(std::size_t count) {

@@ -85,7 +85,8 @@ FailureCause CauseByException(const Pegasus::Exception& exception) noexcept {
     return CauseOfStatus(cim->getCode());
   }
   if (const auto* const http = As<CIMClientHTTPErrorException>(exception)) {
-    return Http::CauseOfStatus(static_cast<long>(http->getCode()));
+    const FailureCause cause = Http::CauseOfStatus(static_cast<long>(http->getCode()));
+    return cause == FailureCause::None ? FailureCause::BadData : cause;  // a redirect, or no content
   }
   if (As<Pegasus::CIMClientMalformedHTTPException>(exception) != nullptr) {
     return FailureCause::NotSuchService;
