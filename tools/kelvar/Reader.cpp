@@ -28,13 +28,20 @@ void DropEmptyRecords(std::vector<Record>& records) {
                 records.end());
 }
 
-/// A resource that the account may not see (HTTP 403) is no refused account.
+/// A resource (HTTP 403) or class (CIM status 2) that the account may not see is no refused account.
 bool AccountRefused(const Diagnostics& met) {
   constexpr int kForbidden = 403;
-  const auto& all = met.Exchanges();
-  return std::any_of(all.begin(), all.end(), [](const DiagnosticExchange& one) {
-    return one.cause == FailureCause::LoginRefused && one.status != kForbidden;
-  });
+  constexpr int kAccessDenied = 2;
+  bool accepted = false;
+  for (const DiagnosticExchange& one : met.Exchanges()) {
+    const bool isCim = one.protocol == "cim";
+    accepted = accepted || (isCim && one.cause == FailureCause::None && one.request != "connect");
+    const bool isAlone = one.status == kForbidden || (isCim && accepted && one.status == kAccessDenied);
+    if (one.cause == FailureCause::LoginRefused && !isAlone) {
+      return true;
+    }
+  }
+  return false;
 }
 
 /// A failure that every further request would meet again.

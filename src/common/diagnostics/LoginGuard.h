@@ -12,9 +12,13 @@ class LoginGuard {
  public:
   bool IsRefused() const noexcept { return refused_.load(std::memory_order_relaxed); }
   void NoteRefused() noexcept { refused_.store(true, std::memory_order_relaxed); }
+  /// The account is right: what is refused from now on is refused alone.
+  bool IsAccepted() const noexcept { return accepted_.load(std::memory_order_relaxed); }
+  void NoteAccepted() noexcept { accepted_.store(true, std::memory_order_relaxed); }
 
  private:
   std::atomic<bool> refused_{false};
+  std::atomic<bool> accepted_{false};
 };
 
 /// What an object keeps of the scope that it was made in.

@@ -13,7 +13,8 @@ namespace {
 using Model::Family;
 using Model::FamilyStatus;
 
-constexpr const char* kClassFaults[] = {" status=500", " status=204", " cim-error=\"1 broken\"", " body=<CIM>"};
+constexpr const char* kClassFaults[] = {
+    " status=500", " status=204", " cim-error=\"1 broken\"", " cim-error=\"2 denied\"", " status=403", " body=<CIM>"};
 
 struct ClassCase {
   const char* name;

@@ -83,6 +83,13 @@ void LogConnectFailure(const Pegasus::Exception& exception) {
   KELVAR_LOG(1) << "Failed to connect remote cimserver with the reason: " << ToText(exception.getMessage());
 }
 
+/// Whether it is the class that the account may not read, not the account.
+bool IsRefusedAlone(const Pegasus::Exception& exception) noexcept {
+  constexpr u32 kUnauthorized = 401;
+  const auto* const http = dynamic_cast<const Pegasus::CIMClientHTTPErrorException*>(&exception);
+  return http == nullptr || http->getCode() != kUnauthorized;
+}
+
 }  // namespace
 
 CIMConnection::CIMConnection(const Pegasus::CIMNamespaceName& nameSpace, const ConnectionInfo& info, CIMPause sleep)
@@ -171,17 +178,21 @@ Pegasus::Array<Pegasus::CIMInstance> EnumerateAll(const CIMConnection& connectio
   const bool includeClassOrigin = false;
   CIMClient& client = *connection.GetCIMClient();
   CIMRecord record(client, "enumerate " + ToText(className.getString()));
+  LoginGuard* const guard = connection.KeptOptions().guard.get();
   try {
-    record.CheckMaySend(connection.KeptOptions().guard.get());
+    record.CheckMaySend(guard);
     const ClientTimeout timeout(client);
     auto instances = client.enumerateInstances(nameSpace, className, deepInheritance, localOnly, includeQualifiers,
                                                includeClassOrigin, Pegasus::CIMPropertyList());
     record.Replied(instances.size());
+    if (guard != nullptr) {
+      guard->NoteAccepted();
+    }
     return instances;
   } catch (const Pegasus::Exception& exception) {
-    const FailureCause cause = record.Failed(exception);
-    if (cause == FailureCause::LoginRefused && connection.KeptOptions().guard) {
-      connection.KeptOptions().guard->NoteRefused();
+    const bool refused = record.Failed(exception) == FailureCause::LoginRefused;
+    if (refused && guard != nullptr && !(guard->IsAccepted() && IsRefusedAlone(exception))) {
+      guard->NoteRefused();
     }
     throw;
   }
