@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <kelvar/InventoryReader.h>
+#include <kelvar/NodeFirmwareInventory.h>
 
 #include "simulator/cim/CimService.h"
 #include "support/Loopback.h"
@@ -30,7 +31,7 @@ TEST_P(CimClass, CostsItsFamilyAlone) {
     machine.faults = {std::string("cim:*:") + GetParam().name + fault};
     Simulator::CimService service(machine, {});
     auto target = LoopbackInfo(KelvarConnection::CONNECTION_CASE_CIM_BMC, service.Start(0));
-    target.ConnectionType = 0;
+    target.ConnectionType = NodeFirmwareInventory::CIM_CONNECTION_HTTP;
     const Model::Inventory inventory = InventoryReader(target).Read();
     for (const Family family : Model::kAllFamilies) {
       const Model::FamilyResult& result = inventory.ResultOf(family);

@@ -11,7 +11,7 @@ namespace Kelvar::Reader::Ipmi {
 
 namespace {
 
-constexpr std::size_t kGuid = 16;
+constexpr std::size_t kGuidSize = 16;
 constexpr std::size_t kRecordAndNext = 3;  // at least one byte of the record
 
 constexpr struct {
@@ -28,8 +28,8 @@ constexpr struct {
     {kNetFnSensorEvent, kGetReading, 2},
     {kNetFnApplication, kGetDeviceId, 11},
     {kNetFnApplication, kGetSelfTest, 1},
-    {kNetFnApplication, kGetDeviceGuid, kGuid},
-    {kNetFnApplication, kGetSystemGuid, kGuid},
+    {kNetFnApplication, kGetDeviceGuid, kGuidSize},
+    {kNetFnApplication, kGetSystemGuid, kGuidSize},
     {kNetFnApplication, kGetChannelInfo, 2},
     {kNetFnApplication, kGetCipherSuites, 1},
     {kNetFnApplication, kGetSystemInfo, 2},

@@ -20,6 +20,7 @@ using std::chrono::seconds;
 
 namespace {
 
+constexpr int kTooManyRequests = 429;
 constexpr int kMaxRedirects = 5;
 constexpr int kMaxWaits = 10;        // pauses that one request is given by the service
 constexpr int kMaxUnaskedWaits = 2;  // the same, where the service names no time
@@ -33,9 +34,7 @@ constexpr std::size_t kMostBytes = std::size_t{128} << 20;  // of all responses 
 
 /// A redirect and a service that is busy may come before the account is looked at.
 bool ShowsThatLoginHolds(int status) {
-  constexpr int kUnauthorized = 401;
-  constexpr int kTooManyRequests = 429;
-  return status < 300 || (status >= 400 && status < 500 && status != kUnauthorized && status != kTooManyRequests);
+  return status < 300 || (status >= 400 && status < 500 && status != Session::kRefused && status != kTooManyRequests);
 }
 
 std::string OriginOf(const KelvarConnection::ConnectionInfo& info) {
@@ -168,6 +167,14 @@ std::size_t Fetcher::Limit() const noexcept {
   return untried ? 1 : connections_;
 }
 
+Rest::TransferRequest Fetcher::GetRequest(const std::string& path) const {
+  Rest::TransferRequest request;
+  request.url = origin_ + path;
+  request.headers = {"Accept: application/json", "OData-Version: 4.0"};
+  session_.Authorize(request);
+  return request;
+}
+
 void Fetcher::StartJobs() {
   const auto now = Clock::now();
   for (auto job = queue_.begin(); job != queue_.end() && transfer_.Active() < Limit();) {
@@ -175,14 +182,11 @@ void Fetcher::StartJobs() {
       ++job;
       continue;
     }
-    Rest::TransferRequest request;
-    request.url = origin_ + job->path;
-    request.headers = {"Accept: application/json", "OData-Version: 4.0"};
+    Rest::TransferRequest request = GetRequest(job->path);
     request.timeout = answered_ ? Timeout() : milliseconds(60'000);
     request.connectTimeout = ConnectTimeout();
     request.quiet = job->fresh ? milliseconds(0) : Quiet();
     request.fresh = job->fresh;
-    session_.Authorize(request);
     job->anonymous = session_.IsAnonymous();
     job->sessionNumber = sessionNumber_;
     ++job->transmissions;
@@ -307,7 +311,7 @@ bool Fetcher::TryAfterRefusal(Job& job, const Rest::TransferResult& result) {
     return false;
   }
   if (!session_.IsOpen()) {
-    Stop(FailureCause::LoginRefused, "the login was refused" + Quoted(result.body));
+    Stop(FailureCause::LoginRefused, "the login was refused" + Explanation(result.body));
     return false;
   }
   const bool forgotten = std::exchange(adopted_, false) || acceptedInSession_;
@@ -343,7 +347,6 @@ void Fetcher::UseBasic() {
 }
 
 bool Fetcher::TryAfterPause(Job& job, const Rest::TransferResult& result) {
-  constexpr long kTooManyRequests = 429;
   const auto asked = RetryAfter(result.retryAfter, std::time(nullptr));
   if (job.waits >= (asked ? kMaxWaits : kMaxUnaskedWaits)) {
     return false;
@@ -387,13 +390,13 @@ void Fetcher::Deliver(Job& job, Rest::TransferResult& result) {
   if (reply.cause == FailureCause::None && (reply.status < 200 || reply.status > 299)) {
     reply.cause = Http::CauseOfStatus(reply.status);
     reply.cause = reply.cause == FailureCause::None ? FailureCause::BadData : reply.cause;
-    reply.error = "HTTP " + std::to_string(reply.status) + Quoted(reply.body);
+    reply.error = "HTTP " + std::to_string(reply.status) + Explanation(reply.body);
   }
   job.handler(reply);
 }
 
 /// What the service says about a refusal, to follow a text; nothing where it repeats what is secret.
-std::string Fetcher::Quoted(const std::string& body) const {
+std::string Fetcher::Explanation(const std::string& body) const {
   constexpr std::size_t kMostShown = 300;
   const std::string message = ErrorMessage(body);
   const bool shown = !message.empty() && !session_.IsSecretIn(message);

@@ -79,6 +79,7 @@ class Fetcher {
     bool wasLost = false;  ///< with its connection; it is sent once more
   };
 
+  Rest::TransferRequest GetRequest(const std::string& path) const;
   void StartJobs();
   std::size_t Limit() const noexcept;
   std::chrono::milliseconds NextWait() const;
@@ -88,7 +89,7 @@ class Fetcher {
   bool TryElsewhere(Job& job, const Rest::TransferResult& result) const;
   bool TryAgain(Job& job, const Rest::TransferResult& result);
   bool TryAfterRefusal(Job& job, const Rest::TransferResult& result);
-  std::string Quoted(const std::string& body) const;
+  std::string Explanation(const std::string& body) const;
   bool IsRefusedAlone();
   bool HasForgottenSession();
   bool AdoptKept();

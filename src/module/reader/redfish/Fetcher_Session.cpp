@@ -19,7 +19,6 @@ constexpr milliseconds kSessionGrace{5000};  // beyond the deadline, so that no 
 constexpr u64 kPerformed = 0;                // id of the request that Perform() waits for
 constexpr int kMaxOpenWaits = 3;
 constexpr int kMaxCloses = 4;
-constexpr int kUnauthorized = 401;
 
 bool IsRedirect(int status) {
   return status == 301 || status == 302 || status == 307 || status == 308;
@@ -89,17 +88,13 @@ Rest::TransferResult Fetcher::OpenSession() {
 }
 
 Rest::TransferResult Fetcher::AskAboutSession(const std::string& path) {
-  Rest::TransferRequest request;
-  request.url = origin_ + path;
-  request.headers = {"Accept: application/json", "OData-Version: 4.0"};
-  session_.Authorize(request);
-  Rest::TransferResult result = Perform(std::move(request), kSessionGrace);
+  Rest::TransferResult result = Perform(GetRequest(path), kSessionGrace);
   Record("GET", path, result, 1);
   return result;
 }
 
 bool Fetcher::HasForgottenSession() {
-  return AskAboutSession(session_.HasPath() ? session_.Path() : sessionsPath_).status == kUnauthorized;
+  return AskAboutSession(session_.HasPath() ? session_.Path() : sessionsPath_).status == Session::kRefused;
 }
 
 /// A session that the service has not named: the one that it lists, where that is the only one.
@@ -143,12 +138,12 @@ void Fetcher::Login(const std::string& sessionsPath) {
       }
       return;
     case Session::Opened::LoginRefused:
-      Stop(FailureCause::LoginRefused, "the login was refused" + Quoted(result.body));
+      Stop(FailureCause::LoginRefused, "the login was refused" + Explanation(result.body));
       return;
     case Session::Opened::NoSession:
       CloseSession();
       if (request_.options.authentication == Authentication::Session) {
-        Stop(FailureCause::Refused, "the service gives no session" + Quoted(result.body));
+        Stop(FailureCause::Refused, "the service gives no session" + Explanation(result.body));
       }
       UseBasic();
   }

@@ -17,6 +17,8 @@ namespace Kelvar::Reader {
 /// judges their results; sends nothing.
 class Session {
  public:
+  static constexpr int kRefused = 401;  ///< HTTP status of what needs an account or another session
+
   Session(const KelvarConnection::ConnectionInfo& info, std::string origin);
   ~Session();
   Session(const Session&) = delete;
@@ -26,9 +28,9 @@ class Session {
   void Authorize(Rest::TransferRequest& request) const;
   void UseBasic() noexcept { basic_ = true; }
   bool IsOpen() const noexcept { return !token_.empty(); }
+  bool IsAnonymous() const noexcept { return !basic_ && token_.empty(); }
   /// Whether a text holds what shows the account or the session.
   bool IsSecretIn(std::string_view text) const noexcept;
-  bool IsAnonymous() const noexcept { return !basic_ && token_.empty(); }
 
   Rest::TransferRequest OpenRequest(const std::string& sessionsPath) const;
   enum class Opened {
